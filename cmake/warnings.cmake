@@ -1,0 +1,14 @@
+# Warnings for our own code: errors everywhere, conversions too in what ships to a server.
+add_library(keld_warnings INTERFACE)
+target_compile_options(keld_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Werror)
+
+add_library(keld_strict_warnings INTERFACE)
+target_link_libraries(keld_strict_warnings INTERFACE keld_warnings)
+target_compile_options(keld_strict_warnings INTERFACE -Wconversion)
+
+if(KELD_SANITIZE)
+  # A report ends the program, so that no test passes over one.
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()

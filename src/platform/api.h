@@ -1,0 +1,36 @@
+#pragma once
+
+// Import and export of the libraries' functions. Each library is built with its own *_BUILD
+// defined; everybody else imports.
+
+#if defined(_WIN32)
+#define KELD_EXPORT __declspec(dllexport)
+#define KELD_IMPORT __declspec(dllimport)
+#else
+#define KELD_EXPORT __attribute__((visibility("default")))
+#define KELD_IMPORT __attribute__((visibility("default")))
+#endif
+
+#ifdef KELD_SE_BUILD
+#define KELD_SE_API KELD_EXPORT
+#else
+#define KELD_SE_API KELD_IMPORT
+#endif
+
+#ifdef KELD_BASE_BUILD
+#define KELD_BASE_API KELD_EXPORT
+#else
+#define KELD_BASE_API KELD_IMPORT
+#endif
+
+#ifdef KELD_QSK_BUILD
+#define KELD_QSK_API KELD_EXPORT
+#else
+#define KELD_QSK_API KELD_IMPORT
+#endif
+
+#ifdef MERVANE_BUILD
+#define MV_API KELD_EXPORT
+#else
+#define MV_API KELD_IMPORT
+#endif

@@ -1,0 +1,90 @@
+#pragma once
+
+// What every function of the interface is made with: one wrapper that records the call, asks the
+// fault plan, converts failures into statuses and puts them on the error stack.
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "workbench/session/session.h"
+
+namespace mervane {
+
+// ---- arguments as the journal shows them ----
+std::string shown(tag_t tag);
+std::string shown(int value);
+std::string shown(bool value);
+std::string shown(const char* text);
+std::string shown(date_s date);
+
+// True while a journal is kept or a fault planned: the one flag that is tested when both are off.
+extern bool watching;
+
+namespace detail {
+// Status of the fault planned for this call; 0: none.
+int plannedFault(const char* operation);
+void journal(const char* operation, std::string arguments, int status);
+int failed(const char* operation, int status, const char* text);  // pushes it on the error stack
+int failedUnknown(const char* operation);                         // inside a catch-all
+
+template <typename T>
+std::string showOne(const T& value) {
+    if constexpr (std::is_pointer_v<T> && !std::is_same_v<T, const char*>)
+        return value ? "out" : "null";
+    else
+        return shown(value);
+}
+template <typename... Args>
+std::string show(const Args&... args) {
+    std::string all;
+    ((all += (all.empty() ? "" : ", ") + showOne(args)), ...);
+    return all;
+}
+
+template <typename Body>
+int run(const char* operation, Body& body) noexcept {
+    try {
+        body();
+        return 0;
+    } catch (const Failure& failure) {
+        return failed(operation, failure.status(), failure.what());
+    } catch (...) {
+        return failedUnknown(operation);
+    }
+}
+}  // namespace detail
+
+// Run the body of an interface function. Arguments are given for the journal only.
+//   int OBJ_load(tag_t object) {
+//       return call("OBJ_load", [&] { currentSession().object(object); }, object);
+//   }
+template <typename Body, typename... Args>
+int call(const char* operation, Body&& body, const Args&... args) noexcept {
+    if (!watching)
+        return detail::run(operation, body);
+    if (int fault = detail::plannedFault(operation)) {
+        detail::journal(operation, detail::show(args...), fault);
+        return detail::failed(operation, fault, "planned failure");
+    }
+    const int status = detail::run(operation, body);
+    detail::journal(operation, detail::show(args...), status);
+    return status;
+}
+
+// The whole body of an operation that no issue has needed yet.
+int notAvailable(const char* operation) noexcept;
+
+// ---- checks that occur everywhere ----
+// Failure kNullArgument if the pointer is null; the name is the parameter's.
+void need(const void* pointer, const char* name);
+
+// ---- handing memory out; Failure kNoMemory ----
+char* copyText(const std::string& text);
+tag_t* copyTags(const std::vector<tag_t>& tags);  // null for an empty list
+char** copyTexts(const std::vector<std::string>& texts);
+void* allocate(std::size_t size);
+// Into a caller's buffer of `size` bytes: Failure kTooLong if it doesn't fit.
+void copyInto(char* buffer, std::size_t size, const std::string& text, const char* what);
+
+}  // namespace mervane

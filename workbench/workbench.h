@@ -1,0 +1,246 @@
+#pragma once
+
+// The admin interface of the workbench: what a host (the command line, a test, a benchmark) needs
+// beyond the platform's own functions. A process has one workbench; it can have several stores open
+// and several sessions on each, of which one is the current one: the platform's functions work on
+// that session.
+//
+// Failures are thrown as mervane::Failure, never returned. Nothing here is called by the libraries
+// that ship to a server.
+
+#include <cstdint>
+#include <iosfwd>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "platform/api.h"
+#include "platform/types.h"
+
+namespace mervane {
+
+// A failure of an admin operation or, inside the workbench, of an interface function: the status
+// that the function returns and a text that names the object, the operation and the reason.
+class KELD_EXPORT Failure : public std::runtime_error {
+public:
+    Failure(int status, const std::string& text) : std::runtime_error(text), status_(status) {}
+    int status() const noexcept { return status_; }
+
+private:
+    int status_;
+};
+
+// One value of an attribute. An attribute without a value has an empty list of values.
+struct Reference {
+    tag_t tag = NULLTAG;
+    bool operator==(const Reference&) const = default;
+};
+struct Date {
+    date_s date{};
+    bool operator==(const Date& o) const {
+        return date.year == o.date.year && date.month == o.date.month && date.day == o.date.day &&
+               date.hour == o.date.hour && date.minute == o.date.minute &&
+               date.second == o.date.second;
+    }
+};
+using Value = std::variant<std::string, std::int64_t, double, bool, Date, Reference>;
+using Values = std::vector<Value>;
+
+enum class Kind { String, Int, Double, Logical, Date, Reference };
+
+struct AttributeSpec {
+    std::string name;
+    Kind kind = Kind::String;
+    bool array = false;
+    int max_length = 0;  // of a string in bytes; 0: no limit
+};
+
+struct SessionOptions {
+    std::string user;   // empty: the store's first user, "infodba"
+    std::string group;  // empty: the user's default group
+};
+
+// A service argument, as a client would send it.
+using Argument = std::variant<int, std::string, tag_t, std::vector<tag_t>>;
+
+struct StackEntry {
+    int severity = 0;
+    int status = 0;
+    std::string text;  // with its parameter filled in
+};
+
+struct JournalEntry {
+    std::string operation;  // "OBJ_refresh"
+    std::string arguments;  // "#12, true": readable, one form per argument type
+    int status = 0;
+};
+
+// A planned failure: the n-th call (from 1) of the operation, or of all if it is empty, returns the
+// status and does nothing. `n` 0: every call of the operation.
+struct Fault {
+    std::string operation;
+    int n = 1;
+    int status = 1;
+};
+
+struct Found {
+    tag_t tag = NULLTAG;
+    std::string cls, type, id, name;  // id: what people type to name the object
+};
+
+struct FindQuery {
+    std::string text;   // id or name; * and ? are wildcards; compared with case
+    std::string type;   // type or class name, subtypes included; empty: any workspace object
+    std::string owner;  // user id; empty: any
+    int limit = 0;      // 0: no limit
+};
+
+struct CheckFinding {
+    bool error = false;  // false: worth knowing, nothing is lost
+    std::string text;
+};
+
+struct Right {
+    std::string subject_kind;  // "user", "group", "all"
+    std::string subject;       // name; empty for all
+    std::string scope_kind;    // "object", "type", "class", "status" (latest release status), "all"
+    std::string scope;         // object: its tag as text; else a name
+    std::string privilege;     // one of the known privileges
+    bool allowed = false;
+};
+
+struct ImportReport {
+    int items = 0, revisions = 0, occurrences = 0, objects = 0;
+    int renamed_ids = 0;  // ids that were taken and got a suffix
+    tag_t top = NULLTAG;  // the top revision, if there is exactly one
+    std::vector<std::string> notes;
+};
+
+class Workbench {
+public:
+    using StoreId = int;
+    using SessionId = int;
+
+    // ---- stores ----
+    // Make a new store at a path that doesn't exist yet, with its volume directory beside it.
+    virtual void createStore(const std::string& path) = 0;
+    // Open a store; ":memory:" makes a fresh one that lives until it is closed. An older schema is
+    // upgraded, a newer one refused.
+    virtual StoreId openStore(const std::string& path) = 0;
+    // Close the store and its sessions.
+    virtual void closeStore(StoreId store) = 0;
+    // Integrity of store and volume. With repair, files that no object owns are removed.
+    virtual std::vector<CheckFinding> check(StoreId store, bool repair) = 0;
+    // A consistent copy at a path that doesn't exist yet, while others write.
+    virtual void backup(StoreId store, const std::string& path) = 0;
+
+    // ---- sessions ----
+    // Open a session; it becomes the current one.
+    virtual SessionId openSession(StoreId store, const SessionOptions& options) = 0;
+    virtual void selectSession(SessionId session) = 0;
+    virtual SessionId currentSession() const = 0;
+    // Give up the session's locks and its unsaved values.
+    virtual void closeSession(SessionId session) = 0;
+
+    // ---- the rest works on the current session ----
+    // Model: more classes, types and relation types; stored at once, known to every session.
+    virtual tag_t defineClass(const std::string& name, const std::string& parent,
+                              const std::vector<AttributeSpec>& attributes) = 0;
+    virtual tag_t defineType(const std::string& name, const std::string& parent_type,
+                             const std::vector<AttributeSpec>& attributes) = 0;
+    virtual tag_t defineRelationType(const std::string& name) = 0;
+    // Dataset type with its default tool, the tool's output formats and the reference names.
+    virtual tag_t defineDatasetType(const std::string& name, const std::string& tool,
+                                    const std::vector<std::string>& formats,
+                                    const std::vector<std::string>& reference_names) = 0;
+
+    // Organisation. A user gets a person; the group must exist.
+    virtual tag_t createGroup(const std::string& name, const std::string& parent) = 0;
+    virtual tag_t createUser(const std::string& id, const std::string& name,
+                             const std::string& group) = 0;
+    virtual void setPreference(const std::string& name, const std::vector<std::string>& values) = 0;
+    virtual void removePreference(const std::string& name) = 0;
+    virtual std::vector<std::pair<std::string, std::vector<std::string>>> preferences() = 0;
+    virtual void addRight(const Right& right) = 0;
+    virtual std::vector<Right> rights() = 0;
+    virtual tag_t createProcessTemplate(const std::string& name,
+                                        const std::vector<std::string>& tasks) = 0;
+
+    // Objects, each stored when the call returns. An empty type is the class's own.
+    virtual tag_t createItem(const std::string& id, const std::string& name,
+                             const std::string& type, const std::string& revision,
+                             tag_t* first_revision) = 0;
+    virtual tag_t createRevision(tag_t item, const std::string& revision) = 0;
+    virtual tag_t createForm(const std::string& type, const std::string& name) = 0;
+    virtual tag_t createFolder(const std::string& name) = 0;
+    virtual void addToFolder(tag_t folder, tag_t content) = 0;
+    virtual tag_t createDataset(const std::string& type, const std::string& name) = 0;
+    virtual tag_t createDatasetVersion(tag_t dataset) = 0;
+    virtual tag_t addFile(tag_t dataset, const std::string& reference_name, const std::string& path,
+                          const std::string& original_name) = 0;
+    virtual void addNamedReference(tag_t dataset, const std::string& reference_name,
+                                   tag_t object) = 0;
+    virtual tag_t relate(tag_t primary, tag_t secondary, const std::string& relation_type) = 0;
+    // Any class or type; attributes are set with set() before or after.
+    virtual tag_t create(const std::string& type) = 0;
+    // Set attributes of a stored object outright and store them: no lock, no rights.
+    virtual void set(tag_t object, const std::string& attribute, const Values& values) = 0;
+    virtual Values get(tag_t object, const std::string& attribute) = 0;
+    virtual void checkOut(tag_t object, const std::string& comment) = 0;
+    virtual void checkIn(tag_t object) = 0;
+
+    // Structures. The view and its revision are made with the first occurrence.
+    virtual tag_t bomViewRevision(tag_t revision) = 0;
+    virtual tag_t addOccurrence(tag_t parent_revision, tag_t child_revision,
+                                const std::string& quantity, const std::string& sequence_no) = 0;
+    virtual tag_t openBomWindow(tag_t revision) = 0;  // the top line
+    virtual void saveBomWindow(tag_t line) = 0;       // any line of the window
+    virtual void closeBomWindow(tag_t line) = 0;
+
+    // Looking around.
+    virtual std::vector<Found> find(const FindQuery& query) = 0;
+    // An object as people name it: "000123", "000123/A", "000123/A:drawing", "#12".
+    virtual tag_t resolve(const std::string& name) = 0;
+    virtual Found describe(tag_t object) = 0;
+    virtual std::vector<std::string> attributeNames(tag_t object) = 0;
+    virtual std::vector<std::string> privilegeNames() = 0;
+    virtual std::vector<std::string> typeNames(const std::string& at_or_below) = 0;
+    virtual std::vector<std::string> relationTypeNames() = 0;
+
+    // Import and export; an import is all or nothing.
+    virtual ImportReport importWorld(std::istream& in, const std::string& source_name) = 0;
+    virtual void exportWorld(std::ostream& out) = 0;
+    virtual ImportReport importStep(std::istream& in, const std::string& source_name) = 0;
+
+    // ---- the stream of a service call, the error stack, the heap ----
+    virtual void sendArguments(std::vector<Argument> arguments) = 0;
+    virtual std::vector<StackEntry> errorStack() = 0;
+    virtual std::string messageText(int status) = 0;  // empty: unknown number
+    virtual std::vector<int> messageNumbers() = 0;
+    virtual std::size_t liveHeapBlocks() = 0;
+    virtual void failHeapAfter(std::optional<std::size_t> allocations) = 0;
+    virtual std::size_t heldLocks() = 0;
+    virtual bool holdsLock(tag_t object) = 0;
+
+    // ---- journal and fault plan ----
+    virtual void startJournal() = 0;
+    virtual std::vector<JournalEntry> stopJournal() = 0;
+    virtual void setFaults(const std::vector<Fault>& faults) = 0;
+    // The operations of the interface that this workbench doesn't have yet.
+    virtual std::vector<std::string> unavailableOperations() = 0;
+    // SQL statements run since the start of the process, for measuring round trips.
+    virtual std::uint64_t statementsRun() = 0;
+
+protected:
+    ~Workbench() = default;
+};
+
+}  // namespace mervane
+
+extern "C" {
+// The process's workbench; never null, not to be freed.
+MV_API mervane::Workbench* mervane_workbench();
+}
