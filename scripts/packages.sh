@@ -1,0 +1,45 @@
+# Sourced by the other scripts: what a job needs from the system.
+
+PACKAGES_BUILD="g++ cmake ninja-build libsqlite3-dev nlohmann-json3-dev libcli11-dev"
+PACKAGES_TEST="libgtest-dev libgmock-dev binutils"
+PACKAGES_BENCH="libspdlog-dev"
+PACKAGES_WINDOWS="g++ g++-mingw-w64-x86-64-posix cmake ninja-build"
+PACKAGES_LINT="clang-format clang-tidy"
+
+# Install the Debian packages that aren't there: as root directly, else through sudo, else say what
+# an administrator must run and stop with 3.
+need_packages() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+            missing+=("$package")
+    done
+    [ ${#missing[@]} -eq 0 ] && return 0
+    local run=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if command -v sudo >/dev/null 2>&1; then
+            run=(sudo)
+        else
+            echo "Packages are missing. An administrator must run:" >&2
+            echo "    apt-get update && apt-get install -y --no-install-recommends ${missing[*]}" >&2
+            exit 3
+        fi
+    fi
+    echo "Installing: ${missing[*]}" >&2
+    # An index that can't be refreshed is no failure as long as the packages can be had.
+    "${run[@]}" apt-get update -qq >&2 || true
+    "${run[@]}" env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+}
+
+# Configure a preset if it isn't yet, and build the targets (all without arguments).
+build_preset() {
+    local preset=$1
+    shift
+    [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
+    if [ $# -gt 0 ]; then
+        cmake --build "build/$preset" --target "$@" >&2
+    else
+        cmake --build "build/$preset" >&2
+    fi
+}

@@ -1,0 +1,1 @@
+#include "platform/mv_obj.h"

@@ -1,0 +1,1 @@
+#include "frame/keld_trace.h"

@@ -1,0 +1,1 @@
+#include "rename/keld_rn.h"

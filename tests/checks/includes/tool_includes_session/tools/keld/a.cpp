@@ -1,0 +1,1 @@
+#include "workbench/session/session.h"
