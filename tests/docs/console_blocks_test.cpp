@@ -1,0 +1,144 @@
+// The commands that README and docs show are run as they stand, in one directory per file, and
+// what they print must be what the document shows. A shown line of "..." stands for any lines.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Step {
+    int line = 0;
+    std::string command;
+    std::vector<std::string> shown;
+};
+
+// The steps of all blocks marked "console", in order.
+std::vector<Step> stepsOf(std::istream& document) {
+    std::vector<Step> steps;
+    bool inside = false;
+    int number = 0;
+    for (std::string line; std::getline(document, line);) {
+        ++number;
+        if (line.rfind("```", 0) == 0) {
+            inside = !inside && line == "```console";
+        } else if (inside && line.rfind("$ ", 0) == 0) {
+            steps.push_back({number, line.substr(2), {}});
+        } else if (inside && !steps.empty()) {
+            steps.back().shown.push_back(line);
+        }
+    }
+    return steps;
+}
+
+// What differs from run to run: times, process ids and the directory that the run happens in.
+std::string normalised(std::string text, const fs::path& directory) {
+    for (std::size_t at; (at = text.find(directory.string())) != std::string::npos;)
+        text.replace(at, directory.string().size(), "~/keld-tour");
+    static const std::regex time(
+        R"(\d{4}-\d\d-\d\d[ T]\d\d:\d\d(:\d\d(\.\d+)?)?|[A-Z][a-z]{2} [ \d]\d \d{4} \d\d:\d\d:\d\d)");
+    text = std::regex_replace(text, time, "<time>");
+    static const std::regex job(R"(STATMGR_\d+)");
+    text = std::regex_replace(text, job, "STATMGR_<time>");
+    while (!text.empty() && text.back() == ' ') text.pop_back();
+    return text;
+}
+
+bool matches(const std::vector<std::string>& shown, std::size_t s,
+             const std::vector<std::string>& printed, std::size_t p) {
+    if (s == shown.size()) return p == printed.size();
+    if (shown[s] == "...") {
+        for (std::size_t skip = p; skip <= printed.size(); ++skip)
+            if (matches(shown, s + 1, printed, skip)) return true;
+        return false;
+    }
+    return p < printed.size() && shown[s] == printed[p] && matches(shown, s + 1, printed, p + 1);
+}
+
+std::string joined(const std::vector<std::string>& lines) {
+    std::string all;
+    for (const auto& line : lines) all += "    " + line + "\n";
+    return all;
+}
+
+class Directory {
+public:
+    Directory() {
+        std::string pattern = (fs::temp_directory_path() / "keld-tour-XXXXXX").string();
+        if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary directory");
+        path_ = pattern;
+        for (const char* name : {"samples", "docs"})
+            fs::create_directory_symlink(fs::path(KELD_SOURCE_DIR) / name, path_ / name);
+    }
+    ~Directory() { fs::remove_all(path_); }
+    const fs::path& path() const { return path_; }
+
+private:
+    fs::path path_;
+};
+
+// Run the steps of a document; the differences as text, empty if there are none.
+std::string run(const std::vector<Step>& steps) {
+    Directory directory;
+    std::string differences;
+    const std::string prologue =
+        "cd '" + directory.path().string() + "' && export PATH='" KELD_PROGRAM_DIR
+        ":'\"$PATH\" TZ=UTC LC_ALL=C && unset KELD_CFG_PATH KELD_LOG_FILE KELD_LOG_LEVEL "
+        "MERVANE_STORE && exec 2>&1 </dev/null && ";
+    for (const Step& step : steps) {
+        std::vector<std::string> printed;
+        FILE* pipe = popen((prologue + step.command).c_str(), "r");
+        if (!pipe) return "popen failed";
+        std::string text;
+        char buffer[4096];
+        for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, n);
+        pclose(pipe);
+        std::istringstream lines(text);
+        for (std::string line; std::getline(lines, line);)
+            printed.push_back(normalised(line, directory.path()));
+        std::vector<std::string> shown;
+        for (const auto& line : step.shown) shown.push_back(normalised(line, directory.path()));
+        while (!shown.empty() && shown.back().empty()) shown.pop_back();
+        while (!printed.empty() && printed.back().empty()) printed.pop_back();
+        if (!matches(shown, 0, printed, 0))
+            differences += "line " + std::to_string(step.line) + ": $ " + step.command +
+                           "\n  shown:\n" + joined(shown) + "  printed:\n" + joined(printed);
+    }
+    return differences;
+}
+
+class Document : public testing::TestWithParam<const char*> {};
+
+TEST_P(Document, ShowsWhatItsCommandsPrint) {
+    std::ifstream file(fs::path(KELD_SOURCE_DIR) / GetParam());
+    ASSERT_TRUE(file) << GetParam();
+    const std::vector<Step> steps = stepsOf(file);
+    ASSERT_FALSE(steps.empty()) << GetParam() << " shows no commands";
+    EXPECT_EQ(run(steps), "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Console, Document, testing::Values("README.md"));
+
+TEST(ConsoleBlocks, ADifferenceIsFound) {
+    std::istringstream document("```console\n$ echo one; echo two\none\nthree\n```\n");
+    EXPECT_NE(run(stepsOf(document)), "");
+}
+
+TEST(ConsoleBlocks, TimesAndSkippedLinesDoNotCount) {
+    std::istringstream document(
+        "```console\n$ echo a; echo b; echo c; echo 2001-02-03 04:05:06\na\n...\n1999-01-01 "
+        "00:00:00\n```\n```\n$ false\n```\n");
+    EXPECT_EQ(run(stepsOf(document)), "");
+}
+
+}  // namespace
