@@ -1,0 +1,90 @@
+#pragma once
+
+// BOM windows: a structure as lines, from a top revision downwards. Lines are session-only tags;
+// they are made when their parent is first asked for its children, in stored order. Values written
+// to lines stay in the window until it is saved.
+
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "workbench/session/lines.h"
+
+namespace mervane {
+
+// What a line shows of its occurrence. One occurrence can be shown by many lines of a window (its
+// assembly is used more than once): all of them share this.
+struct OccurrenceValues {
+    tag_t occurrence = NULLTAG;
+    tag_t view_revision = NULLTAG;  // the one that holds the occurrence
+    std::string quantity, sequence_no;
+    std::map<std::string, std::string> notes;  // only those with a text
+    bool dirty = false;
+};
+
+struct BomWindow;
+
+struct BomLine {
+    tag_t tag = NULLTAG;
+    BomWindow* window = nullptr;
+    BomLine* parent = nullptr;  // null: the top line
+    tag_t revision = NULLTAG;
+    OccurrenceValues* values = nullptr;  // null: the top line
+    int level = 0;
+    bool expanded = false;
+    std::vector<BomLine*> all_children;  // in stored order, merged ones too
+    BomLine* packed_into = nullptr;
+    std::vector<BomLine*> packed;  // the lines merged into this one
+};
+
+class BomWindows {
+public:
+    explicit BomWindows(Session& session);
+    ~BomWindows();
+    BomWindows(const BomWindows&) = delete;
+
+    // A new window on a revision; returns its top line.
+    tag_t open(tag_t revision);
+    // Store the changed occurrences of the line's window in one transaction. Failure kLockedByOther
+    // or kChangedMeanwhile: nothing is stored and the window keeps its values.
+    void save(tag_t line);
+    // Drop the window with its lines; what wasn't saved is lost.
+    void close(tag_t line);
+    void closeAll();
+
+    // The line; Failure kUnknownObject for a line of no open window.
+    BomLine& line(tag_t tag);
+    // The lines below, without those that are merged into another.
+    std::vector<tag_t> children(tag_t line);
+    void pack(tag_t line);
+    void unpack(tag_t line);
+
+    bool hasProperty(tag_t line, std::string_view name);
+    Session::Property property(tag_t line, std::string_view name);
+    void setProperty(tag_t line, std::string_view name, Values values);
+    // A number for a name; the same for the life of the process. Failure kUnknownAttribute.
+    int attributeId(std::string_view name);
+    std::string attributeName(int id) const;
+
+private:
+    Session& session_;
+    std::vector<std::unique_ptr<BomWindow>> windows_;
+    std::unordered_map<tag_t, BomLine*> lines_;
+    tag_t next_line_ = 0;
+
+    BomLine& addLine(BomWindow& window, BomLine* parent, tag_t revision, OccurrenceValues* values);
+    void expand(BomLine& line);
+    Session::Property occurrenceProperty(BomLine& line, std::string_view name);
+    bool isNoteType(const BomLine* line, std::string_view name);
+};
+
+// ---- quantities: decimal text, no floating point ----
+// "2", "0.25", ".5": digits with at most one point.
+bool isDecimal(std::string_view text);
+// Requires: both are decimal. The sum without needless zeros: "0.1" and "0.2" give "0.3".
+std::string addDecimals(std::string_view a, std::string_view b);
+
+}  // namespace mervane

@@ -1,0 +1,43 @@
+#pragma once
+
+// Stored structures: BOM views, their revisions, occurrences.
+//
+// Attributes used here:
+//   STRBOMView          parent_item -> Item
+//   STRBOMViewRevision  bom_view -> STRBOMView, parent_revision -> ItemRevision
+//   Occurrence          parent_bvr -> STRBOMViewRevision, child_revision -> ItemRevision,
+//                       quantity (string), sequence_no (string),
+//                       note_types (string[]), note_texts (string[]), in parallel
+//   NoteType            name (string)
+// Occurrences of a view revision stand in the order in which they were made, which is that of their
+// tags.
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "workbench/session/session.h"
+
+namespace mervane {
+
+// The view revision of a revision, made with its view and stored if there is none.
+tag_t bomViewRevision(Session& session, tag_t revision);
+// The view revisions of a revision, the views of an item, in the order in which they were made.
+std::vector<tag_t> viewRevisionsOf(Session& session, tag_t revision);
+std::vector<tag_t> viewsOf(Session& session, tag_t item);
+// Failure kBadValue for an occurrence that would make a cycle.
+tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revision,
+                    const std::string& quantity, const std::string& sequence_no,
+                    const std::map<std::string, std::string>& notes = {});
+std::vector<tag_t> occurrencesOf(Session& session, tag_t view_revision);
+// Make a note type known to BOM lines; one that is known stays.
+void defineNoteType(Session& session, const std::string& name);
+
+struct Use {
+    tag_t parent = NULLTAG;  // revision
+    int level = 0;           // 1: uses it directly
+};
+// Who uses the revision, each once at its lowest level, by level and tag. Levels below 1: all.
+std::vector<Use> whereUsed(Session& session, tag_t revision, int levels);
+
+}  // namespace mervane
