@@ -1,0 +1,104 @@
+#pragma once
+
+// The seam to the operating system: the only place that knows it. Each library carries its own copy
+// with hidden names; a test can bring its own clock and environment instead.
+//
+// All texts are UTF-8. On Windows they are turned into UTF-16 for the wide calls; a text that is no
+// valid UTF-8 is a path that can't be opened. A null pointer is a name or path that doesn't exist.
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <ctime>
+#include <string>
+
+namespace keld_os {
+
+#if defined(_WIN32)
+inline constexpr bool bWindows = true;
+inline constexpr char cPathSeparator = '\\';
+inline constexpr char szPathSeparator[] = "\\";
+#else
+inline constexpr bool bWindows = false;
+inline constexpr char cPathSeparator = '/';
+inline constexpr char szPathSeparator[] = "/";
+#endif
+
+// ---- clock ----
+
+// The wall clock in ticks of 100 ns since 1601-01-01 UTC.
+std::int64_t WallClock();
+// The process's local time of a reading; true and *pTime, or false and *pTime unchanged.
+[[nodiscard]] bool LocalTime(std::int64_t llTicks, std::tm* pTime);
+
+// ---- process ----
+
+// A variable of the environment: true and its value (which may be empty) if it is set, else false
+// and *pValue unchanged.
+[[nodiscard]] bool GetEnv(const char* szName, std::string* pValue);
+// The system's directory for temporary files, without trailing separator.
+std::string TempDirectory();
+std::uint32_t ProcessId();
+// Run a command line through the command processor, with the null device as its standard input, and
+// wait for its end. Returns: the exit code of the command processor, or -1 if it could not be run.
+[[nodiscard]] int RunCommand(const char* szCommand);
+// A function by its undecorated name in the modules that the process has loaded, or null.
+void* FindFunction(const char* szName);
+
+// ---- files and directories ----
+// Functions that return an int give 0 or the system's error number.
+
+// Open a file as the C library does. Mode "a" writes each piece behind what is there, also when
+// other processes append to the same file (on Windows with append-only access). Without
+// bFollowLinks a path whose last component is a link can't be opened. A directory or device can't
+// be opened. Returns: the file, closed with fclose, or null.
+FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks = true);
+// Make one directory; with bParents also the missing ones above it. A directory that exists counts
+// as an error (EEXIST), as with the system's own command.
+[[nodiscard]] int MakeDirectory(const char* szPath, bool bParents);
+// Give everybody full access to a directory or file.
+[[nodiscard]] int GrantEverybody(const char* szPath);
+// Delete a file, never a directory.
+[[nodiscard]] int RemoveFile(const char* szPath);
+// Rename, replacing a file of the new name.
+[[nodiscard]] int RenameFile(const char* szFrom, const char* szTo);
+
+// What stands at a path; a link is not followed.
+enum class PathKind { None, File, Directory, Other };
+PathKind KindOf(const char* szPath);
+
+// Size, modification time and identity of the file that a path leads to. Two equal states are the
+// same unchanged file.
+struct FileState {
+    std::int64_t m_llSize = -1;
+    std::int64_t m_llModifiedNs = 0;
+    std::uint64_t m_ullDevice = 0;
+    std::uint64_t m_ullId = 0;
+    bool operator==(const FileState&) const = default;
+};
+[[nodiscard]] bool GetFileState(const char* szPath, FileState* pState);
+// Read a whole regular file with the state that it had when it was read. False: it can't be read.
+[[nodiscard]] bool ReadFile(const char* szPath, std::string* pContent, FileState* pState);
+
+// A file that several processes append to: each Write arrives in one piece behind what is there.
+class AppendFile {
+public:
+    AppendFile() = default;
+    AppendFile(const AppendFile&) = delete;
+    AppendFile& operator=(const AppendFile&) = delete;
+
+    [[nodiscard]] bool Open(const char* szPath);
+    bool IsOpen() const { return m_iHandle != iClosed; }
+    // False: not everything could be written.
+    [[nodiscard]] bool Write(const char* pData, std::size_t uiSize);
+    [[nodiscard]] bool GetState(FileState* pState) const;
+    // Hold the file against other processes that ask for it likewise, until Close.
+    void Lock();
+    void Close();
+
+private:
+    static constexpr std::intptr_t iClosed = -1;
+    std::intptr_t m_iHandle = iClosed;  // not closed at the end of the process: the log needs it
+};
+
+}  // namespace keld_os
