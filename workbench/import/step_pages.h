@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstdint>
+
+namespace mervane {
+
+// The character that a page of ISO 8859 ('A' for part 1 to 'I' for part 9) has at a code of 80 to
+// FF; U+FFFD where the page has none.
+std::uint32_t pageCharacter(char page, unsigned char code);
+
+}  // namespace mervane
