@@ -5,7 +5,7 @@
 // Handles are made from the names, so they are the same numbers in every store: the high four bits
 // tell the kind, the rest is a hash of the name. Tags of instances stay below 0x80000000.
 
-#include <map>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -103,7 +103,8 @@ public:
     std::vector<const Class*> classes() const;
     std::vector<const RelationType*> relationTypes() const;
     std::vector<const Tool*> tools() const;
-    bool isStandard(std::string_view class_or_type) const;
+    // A class, type, relation type or tool that every store has.
+    bool isStandard(std::string_view name) const;
 
     // Additions; Failure for a name that is taken, an unknown parent or a clash of handles.
     const Class& addClass(const std::string& name, const std::string& parent,
@@ -114,7 +115,16 @@ public:
     const Tool& addTool(const std::string& name, const std::vector<std::string>& formats);
     void setDatasetType(const Type& type, const DatasetTypeInfo& info);
 
+    // Called when a name or handle is not found: adds what others have defined meanwhile and says
+    // whether there was any.
+    void onMiss(std::function<bool()> refresh);
+
 private:
+    const void* byHandle(tag_t handle, HandleKind kind) const;
+    void checkAttributes(const std::string& owner, const Type* parent,
+                         const std::vector<AttributeSpec>& attributes) const;
+    void giveAttributes(Type& type, const std::string& owner,
+                        const std::vector<AttributeSpec>& attributes);
     struct Parts;
     std::unique_ptr<Parts, void (*)(Parts*)> parts_;
 };

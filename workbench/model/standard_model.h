@@ -1,0 +1,10 @@
+#pragma once
+
+// The data model that every store has.
+
+namespace mervane {
+
+class Model;
+void defineStandardModel(Model& model);
+
+}  // namespace mervane
