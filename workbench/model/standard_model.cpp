@@ -76,19 +76,19 @@ void defineWorkspace(Model& model) {
 
 void defineForms(Model& model) {
     const std::vector<AttributeSpec> master = {
-        text("project_id", 64),    text("user_data_1", 240),  text("user_data_2", 240),
-        text("user_data_3", 240),  text("previous_id", 128),  text("serial_number", 64),
-        text("item_comment", 240), date("effective_date"),    logicalValue("checked"),
+        text("project_id", 64),    text("user_data_1", 240), text("user_data_2", 240),
+        text("user_data_3", 240),  text("previous_id", 128), text("serial_number", 64),
+        text("item_comment", 240), date("effective_date"),   logicalValue("checked"),
         integer("count"),          number("weight")};
     model.addType("Item Master", "Form", master);
     model.addType("ItemRevision Master", "Form", master);
-    model.addType("ORLAJob Master", "Form",
-                  {text("orla_m_job_s_01", 240), text("orla_m_job_s_02", 240),
-                   text("orla_m_job_s_03", 240), text("orla_m_job_s_04", 240),
-                   text("orla_m_job_s_05", 240), text("orla_m_job_s_06", 240),
-                   text("orla_m_job_s_07", 240), text("orla_m_job_s_08", 1024),
-                   text("orla_m_job_s_09", 240), logicalValue("orla_m_job_l_01"),
-                   logicalValue("orla_m_job_l_02"), integer("orla_m_job_i_01")});
+    model.addType(
+        "ORLAJob Master", "Form",
+        {text("orla_m_job_s_01", 240), text("orla_m_job_s_02", 240), text("orla_m_job_s_03", 240),
+         text("orla_m_job_s_04", 240), text("orla_m_job_s_05", 240), text("orla_m_job_s_06", 240),
+         text("orla_m_job_s_07", 240), text("orla_m_job_s_08", 1024), text("orla_m_job_s_09", 240),
+         logicalValue("orla_m_job_l_01"), logicalValue("orla_m_job_l_02"),
+         integer("orla_m_job_i_01")});
 }
 
 void defineDatasets(Model& model) {
@@ -96,9 +96,9 @@ void defineDatasets(Model& model) {
     // references are parallel.
     model.addClass("DatasetAnchor", "Instance", {references("revisions")});
     model.addClass("Dataset", "WorkspaceObject",
-                   {reference("anchor"), integer("version_no"), texts("ref_names", kShortName),
-                    references("ref_list"), integers("ref_types"), text("tool", kIdLength),
-                    text("format", kShortName)});
+                   {reference("dataset_anchor"), text("dataset_tool", kIdLength),
+                    text("dataset_format", kShortName), texts("ref_names", kShortName),
+                    integers("ref_kinds"), references("ref_list")});
     model.addClass("VaneFile", "Instance",
                    {text("original_file_name", 132), integer("byte_size"), text("sha256", 64),
                     integer("file_type")});
@@ -123,20 +123,23 @@ void defineStructures(Model& model) {
     model.addClass("STRBOMViewRevision", "WorkspaceObject",
                    {reference("bom_view"), reference("parent_revision")});
     // Numbers and quantities are texts, as people type them. Notes are two parallel lists.
-    model.addClass("STROccurrence", "Instance",
-                   {reference("parent_bvr"), reference("child"), text("quantity", 64),
-                    text("seq_no", 64), texts("note_names", kIdLength), texts("note_values", 240),
-                    integer("order_no")});
+    model.addClass("Occurrence", "Instance",
+                   {reference("parent_bvr"), reference("child_revision"), text("quantity", 64),
+                    text("sequence_no", 64), texts("note_types", kIdLength),
+                    texts("note_texts", 1024), integer("order_no")});
+    model.addClass("NoteType", "Instance", {text("name", kIdLength)});
     // The type name of the lines in a BOM window; none is ever stored.
     model.addClass("BOMLine", "Instance", {});
 }
 
 void defineWorkflow(Model& model) {
-    model.addClass("FLOWTemplate", "WorkspaceObject", {texts("task_names", kIdLength)});
-    model.addClass("FLOWProcess", "WorkspaceObject",
-                   {reference("process_template"), references("attachments"),
+    model.addClass("ProcessTemplate", "WorkspaceObject",
+                   {text("name", kIdLength), texts("task_names", kIdLength)});
+    model.addClass("Process", "WorkspaceObject",
+                   {text("name", kIdLength), text("description", kDescriptionLength),
+                    reference("process_template"), references("attachments"),
                     integers("attachment_types"), references("tasks")});
-    model.addClass("FLOWTask", "WorkspaceObject", {reference("process")});
+    model.addClass("FLOWTask", "WorkspaceObject", {text("name", kIdLength), reference("process")});
 }
 
 }  // namespace
