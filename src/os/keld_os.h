@@ -28,6 +28,9 @@ inline constexpr char szPathSeparator[] = "/";
 
 // The wall clock in ticks of 100 ns since 1601-01-01 UTC.
 std::int64_t WallClock();
+// The same clock at the resolution of the system's timer interrupt (some milliseconds), for stamps
+// that have to be cheap.
+std::int64_t CoarseWallClock();
 // The process's local time of a reading; true and *pTime, or false and *pTime unchanged.
 [[nodiscard]] bool LocalTime(std::int64_t llTicks, std::tm* pTime);
 

@@ -34,3 +34,11 @@
 #else
 #define MV_API KELD_IMPORT
 #endif
+
+// A function that an implementation of the platform may lack: on Linux its address is null then. On
+// Windows it is looked up by name, so that no import binds it.
+#if defined(MERVANE_BUILD) || defined(_WIN32)
+#define MV_OPTIONAL_API MV_API
+#else
+#define MV_OPTIONAL_API KELD_IMPORT __attribute__((weak))
+#endif

@@ -1,0 +1,214 @@
+#if !defined(_WIN32)
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "os/keld_os.h"
+
+namespace keld_os {
+
+namespace {
+
+FileState StateOf(const struct stat& status) {
+    FileState state;
+    state.m_llSize = status.st_size;
+    state.m_llModifiedNs =
+        static_cast<std::int64_t>(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
+    state.m_ullDevice = status.st_dev;
+    state.m_ullId = status.st_ino;
+    return state;
+}
+
+// Open without waiting for the other end of a pipe; only a regular file stays open.
+int OpenRegular(const char* szPath, int iFlags) {
+    const int iFile = open(szPath, iFlags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+    if (iFile == -1)
+        return -1;
+    struct stat status {};
+    if (fstat(iFile, &status) != 0 || !S_ISREG(status.st_mode)) {
+        close(iFile);
+        errno = EINVAL;
+        return -1;
+    }
+    return iFile;
+}
+
+// Flags of open for a mode of fopen.
+bool OpenFlags(const char* szMode, int* pFlags) {
+    const bool bUpdate = std::strchr(szMode, '+') != nullptr;
+    const int iWrite = bUpdate ? O_RDWR : O_WRONLY;
+    switch (szMode[0]) {
+        case 'r':
+            *pFlags = bUpdate ? O_RDWR : O_RDONLY;
+            return true;
+        case 'w':
+            *pFlags = iWrite | O_CREAT | O_TRUNC;
+            return true;
+        case 'a':
+            *pFlags = iWrite | O_CREAT | O_APPEND;
+            return true;
+        default:
+            return false;
+    }
+}
+
+int MakeParents(const std::string& sPath) {
+    for (std::size_t uiEnd = sPath.find('/', 1); uiEnd != std::string::npos;
+         uiEnd = sPath.find('/', uiEnd + 1)) {
+        if (uiEnd + 1 == sPath.size())
+            break;
+        if (mkdir(sPath.substr(0, uiEnd).c_str(), 0777) != 0 && errno != EEXIST)
+            return errno;
+    }
+    return 0;
+}
+
+}  // namespace
+
+FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks) {
+    int iFlags = 0;
+    if (szPath == nullptr || szMode == nullptr || !OpenFlags(szMode, &iFlags))
+        return nullptr;
+    // Emptied only when it is known to be a regular file.
+    const bool bEmpty = (iFlags & O_TRUNC) != 0;
+    const int iFile = OpenRegular(szPath, (iFlags & ~O_TRUNC) | (bFollowLinks ? 0 : O_NOFOLLOW));
+    if (iFile == -1)
+        return nullptr;
+    if (bEmpty && ftruncate(iFile, 0) != 0) {
+        close(iFile);
+        return nullptr;
+    }
+    FILE* pFile = fdopen(iFile, szMode);
+    if (pFile == nullptr)
+        close(iFile);
+    return pFile;
+}
+
+int MakeDirectory(const char* szPath, bool bParents) {
+    if (szPath == nullptr)
+        return ENOENT;
+    if (bParents) {
+        const int iParents = MakeParents(szPath);
+        if (iParents != 0)
+            return iParents;
+    }
+    return mkdir(szPath, 0777) == 0 ? 0 : errno;
+}
+
+int GrantEverybody(const char* szPath) {
+    if (szPath == nullptr)
+        return ENOENT;
+    struct stat status {};
+    if (stat(szPath, &status) != 0)
+        return errno;
+    return chmod(szPath, S_ISDIR(status.st_mode) ? 0777 : 0666) == 0 ? 0 : errno;
+}
+
+int RemoveFile(const char* szPath) {
+    if (szPath == nullptr)
+        return ENOENT;
+    return unlink(szPath) == 0 ? 0 : errno;
+}
+
+int RenameFile(const char* szFrom, const char* szTo) {
+    if (szFrom == nullptr || szTo == nullptr)
+        return ENOENT;
+    return std::rename(szFrom, szTo) == 0 ? 0 : errno;
+}
+
+PathKind KindOf(const char* szPath) {
+    struct stat status {};
+    if (szPath == nullptr || lstat(szPath, &status) != 0)
+        return PathKind::None;
+    if (S_ISREG(status.st_mode))
+        return PathKind::File;
+    return S_ISDIR(status.st_mode) ? PathKind::Directory : PathKind::Other;
+}
+
+bool GetFileState(const char* szPath, FileState* pState) {
+    struct stat status {};
+    if (szPath == nullptr || stat(szPath, &status) != 0 || !S_ISREG(status.st_mode))
+        return false;
+    *pState = StateOf(status);
+    return true;
+}
+
+bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
+    const int iFile = szPath != nullptr ? OpenRegular(szPath, O_RDONLY) : -1;
+    if (iFile == -1)
+        return false;
+    struct stat status {};
+    bool bRead = fstat(iFile, &status) == 0;
+    std::string sContent;
+    char cPiece[16384];
+    while (bRead) {
+        const ssize_t iGot = read(iFile, cPiece, sizeof(cPiece));
+        if (iGot == -1 && errno == EINTR)
+            continue;
+        bRead = iGot != -1;
+        if (iGot <= 0)
+            break;
+        sContent.append(cPiece, static_cast<std::size_t>(iGot));
+    }
+    close(iFile);
+    if (!bRead)
+        return false;
+    *pContent = std::move(sContent);
+    *pState = StateOf(status);
+    return true;
+}
+
+bool AppendFile::Open(const char* szPath) {
+    Close();
+    if (szPath == nullptr)
+        return false;
+    // A log may go to a terminal or a pipe, so this takes what is no regular file, too; but it
+    // doesn't wait for a reader to turn up.
+    constexpr int iFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY;
+    const int iFile = open(szPath, iFlags | O_NONBLOCK, 0666);
+    if (iFile == -1)
+        return false;
+    (void)fcntl(iFile, F_SETFL, O_APPEND);
+    m_iHandle = iFile;
+    return true;
+}
+
+bool AppendFile::Write(const char* pData, std::size_t uiSize) {
+    while (uiSize > 0) {
+        const ssize_t iWritten = write(static_cast<int>(m_iHandle), pData, uiSize);
+        if (iWritten == -1 && errno == EINTR)
+            continue;
+        if (iWritten <= 0)
+            return false;
+        pData += iWritten;
+        uiSize -= static_cast<std::size_t>(iWritten);
+    }
+    return true;
+}
+
+bool AppendFile::GetState(FileState* pState) const {
+    struct stat status {};
+    if (fstat(static_cast<int>(m_iHandle), &status) != 0)
+        return false;
+    *pState = StateOf(status);
+    return true;
+}
+
+void AppendFile::Lock() {
+    (void)flock(static_cast<int>(m_iHandle), LOCK_EX);
+}
+
+void AppendFile::Close() {
+    if (IsOpen())
+        close(static_cast<int>(m_iHandle));
+    m_iHandle = iClosed;
+}
+
+}  // namespace keld_os
+
+#endif

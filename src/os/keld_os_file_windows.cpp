@@ -1,0 +1,282 @@
+#if defined(_WIN32)
+
+#include <windows.h>
+// behind windows.h
+#include <aclapi.h>
+#include <fcntl.h>
+#include <io.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "os/keld_os.h"
+#include "os/keld_os_wide.h"
+
+namespace keld_os {
+
+namespace {
+
+int LastError() {
+    const DWORD ulError = GetLastError();
+    return ulError != 0 ? static_cast<int>(ulError) : EINVAL;
+}
+
+std::uint64_t Join(DWORD ulHigh, DWORD ulLow) {
+    return (static_cast<std::uint64_t>(ulHigh) << 32U) | ulLow;
+}
+
+bool StateOf(HANDLE hFile, FileState* pState) {
+    BY_HANDLE_FILE_INFORMATION info;
+    if (!GetFileInformationByHandle(hFile, &info))
+        return false;
+    FileState state;
+    state.m_llSize = static_cast<std::int64_t>(Join(info.nFileSizeHigh, info.nFileSizeLow));
+    state.m_llModifiedNs = static_cast<std::int64_t>(Join(info.ftLastWriteTime.dwHighDateTime,
+                                                          info.ftLastWriteTime.dwLowDateTime)) *
+                           100;
+    state.m_ullDevice = info.dwVolumeSerialNumber;
+    state.m_ullId = Join(info.nFileIndexHigh, info.nFileIndexLow);
+    *pState = state;
+    return true;
+}
+
+bool IsRegular(HANDLE hFile) {
+    BY_HANDLE_FILE_INFORMATION info;
+    return GetFileType(hFile) == FILE_TYPE_DISK && GetFileInformationByHandle(hFile, &info) &&
+           (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+bool IsLink(HANDLE hFile) {
+    BY_HANDLE_FILE_INFORMATION info;
+    return !GetFileInformationByHandle(hFile, &info) ||
+           (info.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+constexpr DWORD ulShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+HANDLE OpenHandle(const char* szPath, DWORD ulAccess, DWORD ulDisposition, DWORD ulFlags) {
+    std::wstring sPath;
+    if (!ToWide(szPath, &sPath)) {
+        SetLastError(ERROR_INVALID_NAME);
+        return INVALID_HANDLE_VALUE;
+    }
+    return CreateFileW(sPath.c_str(), ulAccess, ulShareAll, nullptr, ulDisposition,
+                       FILE_ATTRIBUTE_NORMAL | ulFlags, nullptr);
+}
+
+struct OpenMode {
+    DWORD m_ulAccess;
+    DWORD m_ulDisposition;
+    int m_iFlags;
+};
+
+// What a mode of fopen asks for.
+bool ParseMode(const char* szMode, OpenMode* pMode) {
+    const bool bUpdate = std::strchr(szMode, '+') != nullptr;
+    const int iText = std::strchr(szMode, 'b') != nullptr ? _O_BINARY : _O_TEXT;
+    const DWORD ulRead = bUpdate ? GENERIC_READ : 0;
+    switch (szMode[0]) {
+        case 'r':
+            *pMode = {GENERIC_READ | (bUpdate ? GENERIC_WRITE : 0), OPEN_EXISTING,
+                      (bUpdate ? _O_RDWR : _O_RDONLY) | iText};
+            return true;
+        case 'w':
+            *pMode = {GENERIC_WRITE | ulRead, OPEN_ALWAYS, (bUpdate ? _O_RDWR : _O_WRONLY) | iText};
+            return true;
+        case 'a':
+            *pMode = {FILE_APPEND_DATA | SYNCHRONIZE | FILE_READ_ATTRIBUTES | ulRead, OPEN_ALWAYS,
+                      (bUpdate ? _O_RDWR : _O_WRONLY) | _O_APPEND | iText};
+            return true;
+        default:
+            return false;
+    }
+}
+
+int MakeParents(const std::wstring& sPath) {
+    for (std::size_t uiEnd = sPath.find_first_of(L"\\/", 1); uiEnd != std::wstring::npos;
+         uiEnd = sPath.find_first_of(L"\\/", uiEnd + 1)) {
+        const std::wstring sParent = sPath.substr(0, uiEnd);
+        if (uiEnd + 1 == sPath.size() || sParent.back() == L':' || sParent.back() == L'\\')
+            continue;
+        // Servers and shares can't be made; what is missing shows at the directory itself.
+        if (!CreateDirectoryW(sParent.c_str(), nullptr) && sPath.compare(0, 2, L"\\\\") != 0 &&
+            GetLastError() != ERROR_ALREADY_EXISTS)
+            return LastError();
+    }
+    return 0;
+}
+
+}  // namespace
+
+FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks) {
+    OpenMode mode{};
+    if (szMode == nullptr || !ParseMode(szMode, &mode))
+        return nullptr;
+    const HANDLE hFile = OpenHandle(szPath, mode.m_ulAccess, mode.m_ulDisposition,
+                                    bFollowLinks ? 0 : FILE_FLAG_OPEN_REPARSE_POINT);
+    if (hFile == INVALID_HANDLE_VALUE)
+        return nullptr;
+    if (!IsRegular(hFile) || (!bFollowLinks && IsLink(hFile)) ||
+        (szMode[0] == 'w' && !SetEndOfFile(hFile))) {
+        CloseHandle(hFile);
+        return nullptr;
+    }
+    const int iFile = _open_osfhandle(reinterpret_cast<std::intptr_t>(hFile), mode.m_iFlags);
+    if (iFile == -1) {
+        CloseHandle(hFile);
+        return nullptr;
+    }
+    FILE* pFile = _fdopen(iFile, szMode);
+    if (pFile == nullptr)
+        _close(iFile);
+    return pFile;
+}
+
+int MakeDirectory(const char* szPath, bool bParents) {
+    std::wstring sPath;
+    if (!ToWide(szPath, &sPath))
+        return EINVAL;
+    if (bParents) {
+        const int iParents = MakeParents(sPath);
+        if (iParents != 0)
+            return iParents;
+    }
+    return CreateDirectoryW(sPath.c_str(), nullptr) ? 0 : LastError();
+}
+
+int GrantEverybody(const char* szPath) {
+    std::wstring sPath;
+    if (!ToWide(szPath, &sPath))
+        return EINVAL;
+    PACL pOldList = nullptr;
+    PSECURITY_DESCRIPTOR pDescriptor = nullptr;
+    DWORD ulError = GetNamedSecurityInfoW(sPath.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                          nullptr, nullptr, &pOldList, nullptr, &pDescriptor);
+    if (ulError != ERROR_SUCCESS)
+        return static_cast<int>(ulError);
+
+    // The group by its number, since its name differs by language.
+    char cEveryone[SECURITY_MAX_SID_SIZE];
+    DWORD ulSize = sizeof(cEveryone);
+    PACL pNewList = nullptr;
+    if (CreateWellKnownSid(WinWorldSid, nullptr, cEveryone, &ulSize)) {
+        EXPLICIT_ACCESSW access{};
+        access.grfAccessPermissions = GENERIC_ALL;
+        access.grfAccessMode = GRANT_ACCESS;
+        access.grfInheritance = SUB_CONTAINERS_AND_OBJECTS_INHERIT;
+        access.Trustee.TrusteeForm = TRUSTEE_IS_SID;
+        access.Trustee.TrusteeType = TRUSTEE_IS_WELL_KNOWN_GROUP;
+        access.Trustee.ptstrName = reinterpret_cast<LPWSTR>(cEveryone);
+        ulError = SetEntriesInAclW(1, &access, pOldList, &pNewList);
+    } else {
+        ulError = GetLastError();
+    }
+    if (ulError == ERROR_SUCCESS)
+        ulError = SetNamedSecurityInfoW(sPath.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                        nullptr, nullptr, pNewList, nullptr);
+    if (pNewList != nullptr)
+        LocalFree(pNewList);
+    LocalFree(pDescriptor);
+    return static_cast<int>(ulError);
+}
+
+int RemoveFile(const char* szPath) {
+    std::wstring sPath;
+    if (!ToWide(szPath, &sPath))
+        return EINVAL;
+    return DeleteFileW(sPath.c_str()) ? 0 : LastError();
+}
+
+int RenameFile(const char* szFrom, const char* szTo) {
+    std::wstring sFrom;
+    std::wstring sTo;
+    if (!ToWide(szFrom, &sFrom) || !ToWide(szTo, &sTo))
+        return EINVAL;
+    return MoveFileExW(sFrom.c_str(), sTo.c_str(), MOVEFILE_REPLACE_EXISTING) ? 0 : LastError();
+}
+
+PathKind KindOf(const char* szPath) {
+    std::wstring sPath;
+    if (!ToWide(szPath, &sPath))
+        return PathKind::None;
+    const DWORD ulAttributes = GetFileAttributesW(sPath.c_str());
+    if (ulAttributes == INVALID_FILE_ATTRIBUTES)
+        return PathKind::None;
+    if ((ulAttributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DEVICE)) != 0)
+        return PathKind::Other;
+    return (ulAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? PathKind::Directory : PathKind::File;
+}
+
+bool GetFileState(const char* szPath, FileState* pState) {
+    const HANDLE hFile = OpenHandle(szPath, FILE_READ_ATTRIBUTES, OPEN_EXISTING, 0);
+    if (hFile == INVALID_HANDLE_VALUE)
+        return false;
+    const bool bKnown = IsRegular(hFile) && StateOf(hFile, pState);
+    CloseHandle(hFile);
+    return bKnown;
+}
+
+bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
+    const HANDLE hFile = OpenHandle(szPath, GENERIC_READ, OPEN_EXISTING, 0);
+    if (hFile == INVALID_HANDLE_VALUE)
+        return false;
+    FileState state;
+    bool bRead = IsRegular(hFile) && StateOf(hFile, &state);
+    std::string sContent;
+    char cPiece[16384];
+    while (bRead) {
+        DWORD ulGot = 0;
+        bRead = ::ReadFile(hFile, cPiece, sizeof(cPiece), &ulGot, nullptr) != 0;
+        if (!bRead || ulGot == 0)
+            break;
+        sContent.append(cPiece, ulGot);
+    }
+    CloseHandle(hFile);
+    if (!bRead)
+        return false;
+    *pContent = std::move(sContent);
+    *pState = state;
+    return true;
+}
+
+bool AppendFile::Open(const char* szPath) {
+    Close();
+    const HANDLE hFile = OpenHandle(szPath, FILE_APPEND_DATA | GENERIC_READ, OPEN_ALWAYS, 0);
+    if (hFile != INVALID_HANDLE_VALUE)
+        m_iHandle = reinterpret_cast<std::intptr_t>(hFile);
+    return IsOpen();
+}
+
+bool AppendFile::Write(const char* pData, std::size_t uiSize) {
+    while (uiSize > 0) {
+        constexpr std::size_t uiLargest = 1U << 30U;
+        DWORD ulWritten = 0;
+        const auto ulPiece = static_cast<DWORD>(uiSize < uiLargest ? uiSize : uiLargest);
+        if (!WriteFile(reinterpret_cast<HANDLE>(m_iHandle), pData, ulPiece, &ulWritten, nullptr) ||
+            ulWritten == 0)
+            return false;
+        pData += ulWritten;
+        uiSize -= ulWritten;
+    }
+    return true;
+}
+
+bool AppendFile::GetState(FileState* pState) const {
+    return StateOf(reinterpret_cast<HANDLE>(m_iHandle), pState);
+}
+
+void AppendFile::Lock() {
+    OVERLAPPED range{};
+    range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
+    (void)LockFileEx(reinterpret_cast<HANDLE>(m_iHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &range);
+}
+
+void AppendFile::Close() {
+    if (IsOpen())
+        CloseHandle(reinterpret_cast<HANDLE>(m_iHandle));
+    m_iHandle = iClosed;
+}
+
+}  // namespace keld_os
+
+#endif
