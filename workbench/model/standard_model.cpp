@@ -61,7 +61,8 @@ void defineWorkspace(Model& model) {
     model.addClass("ReleaseStatus", "WorkspaceObject", {text("name", kShortName)});
     model.addClass("Folder", "WorkspaceObject", {references("contents")});
     model.addClass("Form", "WorkspaceObject", {});
-    model.addClass("Item", "WorkspaceObject", {text("item_id", kIdLength)});
+    // The source id is the id as an imported file had it.
+    model.addClass("Item", "WorkspaceObject", {text("item_id", kIdLength), text("source_id", 0)});
     // The order number counts the revisions of an item, oldest first.
     model.addClass(
         "ItemRevision", "WorkspaceObject",
