@@ -2,11 +2,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <functional>
 #include <limits>
 #include <optional>
 
 #include "workbench/session/dates.h"
+#include "workbench/session/items.h"
 #include "workbench/session/session.h"
 
 namespace mervane {
@@ -38,7 +38,7 @@ Values itemId(Session& session, Object& revision) {
 
 Values revisionList(Session& session, Object& item) {
     Values list;
-    for (tag_t tag : session.referrersBy("ItemRevision", "items_tag", item.tag))
+    for (tag_t tag : revisionsOf(session, item.tag))
         list.push_back(Reference{tag});
     return list;
 }
@@ -62,8 +62,6 @@ constexpr Computed computed_properties[] = {
      [](Session& session, Object& object) { return one(session.displayId(object.tag)); }},
     {"is_modifiable", "", Kind::Logical, false,
      [](Session& session, Object& object) { return one(session.modifiable(object)); }},
-    // Null: owned here.
-    {"owning_site", "", Kind::Reference, false, [](Session&, Object&) { return Values{}; }},
     {"checked_out", "WorkspaceObject", Kind::String, false,
      [](Session& session, Object& object) {
          return one(std::string(session.checkedOut(object.tag, nullptr) ? "Y" : ""));
@@ -115,21 +113,22 @@ std::vector<tag_t> candidates(Session& session, const std::string& text) {
         const char* attribute;
     };
     static constexpr Place places[] = {
-        {"WorkspaceObject", "object_name"}, {"Item", "item_id"}, {"User", "user_id"},
-        {"Group", "name"},                  {"Site", "name"},    {"Person", "name"},
+        {"WorkspaceObject", "object_name"},
+        {"ReleaseStatus", "name"},
+        {"Item", "item_id"},
+        {"User", "user_id"},
+        {"Group", "group_name"},
+        {"Site", "site_name"},
+        {"Person", "person_name"},
         {"VaneFile", "original_file_name"},
+        {"icm0", "id"},
     };
     std::vector<tag_t> found;
     const auto add = [&](const std::vector<tag_t>& more) {
         found.insert(found.end(), more.begin(), more.end());
     };
-    for (const Place& place : places) {
-        const Class* cls = session.model().findClass(place.cls);
-        if (cls && session.model().findAttribute(*cls, place.attribute))
-            add(session.findByText(place.cls, place.attribute, text));
-    }
-    // A release status hides the name that it has as a workspace object behind one of its own.
-    add(session.findByText("ReleaseStatus", "name", text));
+    for (const Place& place : places)
+        add(session.findByText(place.cls, place.attribute, text));
     if (const auto slash = text.rfind('/'); slash != std::string::npos)
         for (tag_t item : session.findByText("Item", "item_id", text.substr(0, slash)))
             add(session.referrersBy("ItemRevision", "items_tag", item));
@@ -260,8 +259,8 @@ void Session::setDisplayText(Object& object, std::string_view name, const std::s
     for (const std::string& part : now.array ? splitList(text) : std::vector{text}) {
         const auto value = valueFromText(*this, now.kind, part);
         if (!value)
-            throw Failure(kBadValue,
-                          named(object, name) + " can't be set: \"" + part + "\" is no value of it");
+            throw Failure(kBadValue, named(object, name) + " can't be set: \"" + part +
+                                         "\" is no value of it");
         values.push_back(*value);
     }
     setProperty(object, name, std::move(values));
@@ -280,7 +279,8 @@ std::string Session::displayId(tag_t tag) {
         return (item.empty() ? "" : std::get<std::string>(item.front())) + "/" +
                attribute("item_revision_id");
     }
-    for (std::string_view name : {"user_id", "original_file_name", "name", "object_name"})
+    for (std::string_view name : {"name", "object_name", "user_id", "group_name", "site_name",
+                                  "person_name", "original_file_name", "id"})
         if (const std::string id = attribute(name); !id.empty())
             return id;
     return "";

@@ -1,0 +1,64 @@
+#include "workbench/session/relations.h"
+
+namespace mervane {
+
+namespace {
+
+tag_t typeOf(Session& session, Object& relation) {
+    const Values& values = session.values(relation, "relation_type");
+    return values.empty() ? NULLTAG : static_cast<tag_t>(std::get<std::int64_t>(values.front()));
+}
+
+void checkType(Session& session, tag_t relation_type) {
+    if (!session.model().relationTypeOf(relation_type))
+        throw Failure(kUnknownType,
+                      "#" + std::to_string(relation_type) + " is no type of relations");
+}
+
+std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
+                           const char* other_end, tag_t relation_type) {
+    session.object(here);
+    if (relation_type != NULLTAG)
+        checkType(session, relation_type);
+    std::vector<Relation> found;
+    for (tag_t tag : session.referrersBy("Relation", this_end, here)) {
+        Object* relation = session.tryObject(tag);
+        if (!relation)
+            continue;
+        const tag_t type = typeOf(session, *relation);
+        if (relation_type != NULLTAG && type != relation_type)
+            continue;
+        const tag_t other = session.reference(*relation, other_end);
+        if (session.tryObject(other))
+            found.push_back({tag, type, other, session.reference(*relation, "user_data")});
+    }
+    return found;
+}
+
+}  // namespace
+
+Object& newRelation(Session& session, tag_t primary, tag_t secondary, tag_t relation_type,
+                    tag_t user_data) {
+    session.object(primary);
+    session.object(secondary);
+    checkType(session, relation_type);
+    if (user_data != NULLTAG)
+        session.object(user_data);
+    Object& relation = session.create(*session.model().findType("Relation"));
+    session.put(relation, "primary", {Reference{primary}});
+    session.put(relation, "secondary", {Reference{secondary}});
+    session.put(relation, "relation_type", {std::int64_t{relation_type}});
+    if (user_data != NULLTAG)
+        session.put(relation, "user_data", {Reference{user_data}});
+    return relation;
+}
+
+std::vector<Relation> relationsFrom(Session& session, tag_t primary, tag_t relation_type) {
+    return list(session, primary, "primary", "secondary", relation_type);
+}
+
+std::vector<Relation> relationsTo(Session& session, tag_t secondary, tag_t relation_type) {
+    return list(session, secondary, "secondary", "primary", relation_type);
+}
+
+}  // namespace mervane
