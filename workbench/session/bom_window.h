@@ -6,6 +6,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -22,6 +23,7 @@ struct OccurrenceValues {
     tag_t view_revision = NULLTAG;  // the one that holds the occurrence
     std::string quantity, sequence_no;
     std::map<std::string, std::string> notes;  // only those with a text
+    std::int64_t version = 0;                  // of the occurrence when it was read
     bool dirty = false;
 };
 
@@ -73,12 +75,15 @@ private:
     Session& session_;
     std::vector<std::unique_ptr<BomWindow>> windows_;
     std::unordered_map<tag_t, BomLine*> lines_;
-    tag_t next_line_ = 0;
+    std::set<std::string, std::less<>> note_types_;  // those found so far
 
     BomLine& addLine(BomWindow& window, BomLine* parent, tag_t revision, OccurrenceValues* values);
+    OccurrenceValues& occurrenceValues(BomWindow& window, tag_t occurrence);
     void expand(BomLine& line);
-    Session::Property occurrenceProperty(BomLine& line, std::string_view name);
-    bool isNoteType(const BomLine* line, std::string_view name);
+    void store(const std::vector<OccurrenceValues*>& changed);
+    bool isNoteType(std::string_view name);
+    Session::Property ofLine(BomLine& line, std::string_view name);
+    std::vector<OccurrenceValues*> writable(BomLine& line, std::string_view name);
 };
 
 // ---- quantities: decimal text, no floating point ----

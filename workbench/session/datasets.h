@@ -4,11 +4,11 @@
 // in the volume under the tag of its object.
 //
 // Attributes used here:
-//   Dataset        dataset_anchor -> DatasetAnchor, dataset_tool (string), dataset_format (string),
-//                  ref_names (string[]), ref_kinds (int[]), ref_list (reference[]); the three
+//   Dataset        anchor -> DatasetAnchor, version_no (int, from 1), tool, format (string),
+//                  ref_names (string[]), ref_types (int[]), ref_list (reference[]); the three
 //                  run in parallel, one entry for each named reference
 //   DatasetAnchor  revisions -> Dataset[]
-//   VaneFile       original_file_name (string, 132), file_type (int)
+//   VaneFile       original_file_name (string, 132), file_type, byte_size (int), sha256 (string)
 
 #include <string>
 #include <string_view>

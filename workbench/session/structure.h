@@ -5,12 +5,11 @@
 // Attributes used here:
 //   STRBOMView          parent_item -> Item
 //   STRBOMViewRevision  bom_view -> STRBOMView, parent_revision -> ItemRevision
-//   Occurrence          parent_bvr -> STRBOMViewRevision, child_revision -> ItemRevision,
-//                       quantity (string), sequence_no (string),
-//                       note_types (string[]), note_texts (string[]), in parallel
-//   NoteType            name (string)
-// Occurrences of a view revision stand in the order in which they were made, which is that of their
-// tags.
+//   STROccurrence       parent_bvr -> STRBOMViewRevision, child -> ItemRevision,
+//                       quantity, seq_no (string), order_no (int),
+//                       note_names, note_values (string[]), in parallel
+//   NoteType            note_name (string)
+// Occurrences of a view revision stand in the order of order_no, equal ones in that of their tags.
 
 #include <map>
 #include <string>

@@ -3,11 +3,11 @@
 // Workflow templates, processes and their tasks.
 //
 // Attributes used here:
-//   ProcessTemplate  name (string), task_names (string[])
-//   Process          name, description (string), process_template -> ProcessTemplate,
-//                    attachments (reference[]) and attachment_types (int[]) in parallel,
-//                    tasks -> FLOWTask[]
-//   FLOWTask         name (string), process -> Process
+//   FLOWTemplate  object_name, task_names (string[])
+//   FLOWProcess   object_name, object_desc, process_template -> FLOWTemplate,
+//                 attachments (reference[]) and attachment_types (int[]) in parallel,
+//                 tasks -> FLOWTask[]
+//   FLOWTask      object_name, process -> FLOWProcess
 // The tasks stand in process_stage_list of the targets (attachment type 1), in template order.
 
 #include <string>

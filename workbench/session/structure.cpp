@@ -1,0 +1,173 @@
+#include "workbench/session/structure.h"
+
+#include <algorithm>
+#include <set>
+
+#include "workbench/session/bom_window.h"
+
+namespace mervane {
+
+namespace {
+
+const Class& classNamed(Session& session, const char* name) {
+    return *session.model().findClass(name);
+}
+
+Object& revisionObject(Session& session, tag_t tag) {
+    return session.object(tag, classNamed(session, "ItemRevision"));
+}
+
+std::int64_t orderOf(Session& session, Object& occurrence) {
+    const Values& values = session.values(occurrence, "order_no");
+    return values.empty() ? 0 : std::get<std::int64_t>(values.front());
+}
+
+// The revisions that use this one directly.
+std::vector<tag_t> directParents(Session& session, tag_t revision) {
+    std::vector<tag_t> parents;
+    for (tag_t occurrence : session.referrersBy("STROccurrence", "child", revision)) {
+        Object* object = session.tryObject(occurrence);
+        Object* view =
+            object ? session.tryObject(session.reference(*object, "parent_bvr")) : nullptr;
+        if (!view)
+            continue;
+        const tag_t parent = session.reference(*view, "parent_revision");
+        if (session.tryObject(parent))
+            parents.push_back(parent);
+    }
+    std::sort(parents.begin(), parents.end());
+    parents.erase(std::unique(parents.begin(), parents.end()), parents.end());
+    return parents;
+}
+
+void refuseCycle(Session& session, tag_t parent, tag_t child) {
+    bool cycle = parent == child;
+    // A child without a structure of its own can't lead back to the parent.
+    if (!cycle && !viewRevisionsOf(session, child).empty())
+        for (const Use& use : whereUsed(session, parent, 0))
+            cycle = cycle || use.parent == child;
+    if (cycle)
+        throw Failure(kBadValue, session.displayId(child) + " can't be used in " +
+                                     session.displayId(parent) + ", which is a part of it");
+}
+
+}  // namespace
+
+std::vector<tag_t> viewRevisionsOf(Session& session, tag_t revision) {
+    return session.referrersBy("STRBOMViewRevision", "parent_revision", revision);
+}
+
+std::vector<tag_t> viewsOf(Session& session, tag_t item) {
+    return session.referrersBy("STRBOMView", "parent_item", item);
+}
+
+tag_t bomViewRevision(Session& session, tag_t revision) {
+    Object& parent = revisionObject(session, revision);
+    if (const auto existing = viewRevisionsOf(session, revision); !existing.empty())
+        return existing.front();
+
+    std::vector<Object*> made;
+    const tag_t item = session.reference(parent, "items_tag");
+    const auto views = viewsOf(session, item);
+    tag_t view = views.empty() ? NULLTAG : views.front();
+    if (view == NULLTAG) {
+        Object& object = session.create(*session.model().findType("STRBOMView"));
+        session.put(object, "object_name", {session.displayId(item) + "-view"});
+        session.put(object, "parent_item", {Reference{item}});
+        view = object.tag;
+        made.push_back(&object);
+    }
+    Object& object = session.create(*session.model().findType("STRBOMViewRevision"));
+    session.put(object, "object_name", {session.displayId(revision) + "-view"});
+    session.put(object, "bom_view", {Reference{view}});
+    session.put(object, "parent_revision", {Reference{revision}});
+    made.push_back(&object);
+    session.save(made);
+    return object.tag;
+}
+
+std::vector<tag_t> occurrencesOf(Session& session, tag_t view_revision) {
+    struct Placed {
+        std::int64_t order;
+        tag_t tag;
+    };
+    std::vector<Placed> placed;
+    for (tag_t tag : session.referrersBy("STROccurrence", "parent_bvr", view_revision))
+        if (Object* occurrence = session.tryObject(tag))
+            placed.push_back({orderOf(session, *occurrence), tag});
+    std::sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) {
+        return a.order != b.order ? a.order < b.order : a.tag < b.tag;
+    });
+    std::vector<tag_t> tags;
+    for (const Placed& each : placed)
+        tags.push_back(each.tag);
+    return tags;
+}
+
+tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revision,
+                    const std::string& quantity, const std::string& sequence_no,
+                    const std::map<std::string, std::string>& notes) {
+    revisionObject(session, parent_revision);
+    revisionObject(session, child_revision);
+    if (!quantity.empty() && !isDecimal(quantity))
+        throw Failure(kBadValue, "quantity \"" + quantity + "\" is no decimal number");
+    refuseCycle(session, parent_revision, child_revision);
+    for (const auto& note : notes)
+        defineNoteType(session, note.first);
+
+    const tag_t view = bomViewRevision(session, parent_revision);
+    std::int64_t order = 1;
+    // The newest has the highest number: looking at it alone keeps large views quick.
+    if (const auto existing = session.referrersBy("STROccurrence", "parent_bvr", view);
+        !existing.empty())
+        if (Object* last = session.tryObject(existing.back()))
+            order = orderOf(session, *last) + 1;
+
+    Object& object = session.create(*session.model().findType("STROccurrence"));
+    session.put(object, "parent_bvr", {Reference{view}});
+    session.put(object, "child", {Reference{child_revision}});
+    session.put(object, "order_no", {order});
+    if (!quantity.empty())
+        session.put(object, "quantity", {quantity});
+    if (!sequence_no.empty())
+        session.put(object, "seq_no", {sequence_no});
+    Values names, texts;
+    for (const auto& [name, text] : notes) {
+        names.push_back(name);
+        texts.push_back(text);
+    }
+    session.put(object, "note_names", names);
+    session.put(object, "note_values", texts);
+    session.save(object);
+    return object.tag;
+}
+
+void defineNoteType(Session& session, const std::string& name) {
+    if (name.empty())
+        throw Failure(kBadValue, "a note type needs a name");
+    if (!session.findByText("NoteType", "note_name", name).empty())
+        return;
+    Object& object = session.create(*session.model().findType("NoteType"));
+    session.put(object, "note_name", {name});
+    session.save(object);
+}
+
+std::vector<Use> whereUsed(Session& session, tag_t revision, int levels) {
+    revisionObject(session, revision);
+    std::vector<Use> uses;
+    std::set<tag_t> seen{revision};
+    std::vector<tag_t> current{revision};
+    for (int level = 1; !current.empty() && (levels < 1 || level <= levels); ++level) {
+        std::set<tag_t> above;
+        for (tag_t tag : current)
+            for (tag_t parent : directParents(session, tag))
+                if (seen.insert(parent).second)
+                    above.insert(parent);
+        current.assign(above.begin(), above.end());
+        for (tag_t parent : current)
+            uses.push_back({parent, level});
+    }
+    return uses;
+}
+
+}  // namespace mervane
