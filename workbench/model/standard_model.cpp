@@ -124,11 +124,13 @@ void defineStructures(Model& model) {
     model.addClass("STRBOMViewRevision", "WorkspaceObject",
                    {reference("bom_view"), reference("parent_revision")});
     // Numbers and quantities are texts, as people type them. Notes are two parallel lists.
-    model.addClass("Occurrence", "Instance",
-                   {reference("parent_bvr"), reference("child_revision"), text("quantity", 64),
-                    text("sequence_no", 64), texts("note_types", kIdLength),
-                    texts("note_texts", 1024), integer("order_no")});
+    model.addClass(
+        "Occurrence", "Instance",
+        {reference("parent_bvr"), reference("child_revision"), text("quantity", kIdLength),
+         text("sequence_no", 64), texts("note_types", kIdLength), texts("note_texts", 1024),
+         integer("order_no")});
     model.addClass("NoteType", "Instance", {text("name", kIdLength)});
+    model.addClass("NoteType", "Instance", {text("note_name", kIdLength)});
     // The type name of the lines in a BOM window; none is ever stored.
     model.addClass("BOMLine", "Instance", {});
 }
