@@ -40,8 +40,8 @@ public:
         m_bCut = uiLength > uiRoom;
         if (m_bCut) {
             uiLength = uiRoom;
-            // Not in the middle of a UTF-8 character.
-            while (uiLength > 0 && (static_cast<unsigned char>(szText[uiLength]) & 0xC0U) == 0x80U)
+            // Not in the middle of a UTF-8 character, which has at most four bytes.
+            for (int i = 0; i < 3 && IsContinuation(szText[uiLength]); ++i)
                 --uiLength;
         }
         std::memcpy(m_sText, szText, uiLength);
@@ -51,6 +51,8 @@ public:
     bool IsCut() const { return m_bCut; }
 
 private:
+    static bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
+
     char m_sText[uiShortTextSize];
     bool m_bCut;
 };

@@ -74,7 +74,7 @@ PathKind KindOf(const char* szPath);
 // same unchanged file.
 struct FileState {
     std::int64_t m_llSize = -1;
-    std::int64_t m_llModifiedNs = 0;
+    std::int64_t m_llModifiedNs = 0;  // since 1970-01-01 UTC
     std::uint64_t m_ullDevice = 0;
     std::uint64_t m_ullId = 0;
     bool operator==(const FileState&) const = default;

@@ -31,9 +31,10 @@ bool StateOf(HANDLE hFile, FileState* pState) {
         return false;
     FileState state;
     state.m_llSize = static_cast<std::int64_t>(Join(info.nFileSizeHigh, info.nFileSizeLow));
-    state.m_llModifiedNs = static_cast<std::int64_t>(Join(info.ftLastWriteTime.dwHighDateTime,
-                                                          info.ftLastWriteTime.dwLowDateTime)) *
-                           100;
+    constexpr std::int64_t llUnixEpochTicks = 116444736000000000;
+    const auto llTicks = static_cast<std::int64_t>(
+        Join(info.ftLastWriteTime.dwHighDateTime, info.ftLastWriteTime.dwLowDateTime));
+    state.m_llModifiedNs = (llTicks - llUnixEpochTicks) * 100;
     state.m_ullDevice = info.dwVolumeSerialNumber;
     state.m_ullId = Join(info.nFileIndexHigh, info.nFileIndexLow);
     *pState = state;

@@ -1,0 +1,296 @@
+#include <climits>
+#include <cstdio>
+
+#include "basetool/keld_logfile.h"
+#include "basetool/keld_text.h"
+#include "platform/keld_basetool.h"
+
+namespace {
+
+constexpr int iLevelError = 1;
+constexpr int iLevelWarning = 2;
+constexpr int iLevelTrace = 3;
+constexpr int iLevelDebug = 4;
+constexpr char cLevelLetters[] = " EWTD";
+
+constexpr std::size_t uiMostWaiting = 64U * 1024U;
+constexpr std::size_t uiSpacesPerStep = 2;
+constexpr std::size_t uiStampLength = 20;  // "YYYY-MM-DD hh:mm:ss."
+
+// The log of the process. Everything in it stays usable while static objects are destroyed.
+//
+// Lines wait until the stretch that they belong to ends: the next line that stands at the depth of
+// the stretch's first line or above it takes them all to the file. So a service's lines are there
+// when it ends, and a run of nested calls costs one write. A full buffer is written without ending
+// the stretch; a line that has to be there at once ends it.
+class Log {
+public:
+    bool IsWanted(int iLevel) const { return iLevel <= m_iLevel; }
+    int Level();
+    void SetLevel(int iLevel);
+    void StepIn() { ++m_iDepth; }
+    void StepOut() {
+        if (m_iDepth > 0)
+            --m_iDepth;
+    }
+    void WriteLine(int iLevel, const char* szFormat, va_list arguments);
+    void WriteAsItStands(const char* szText);
+    const char* Path();
+    void Flush();
+    void EndWaiting() {
+        Flush();
+        m_bMayWait = false;
+    }
+
+private:
+    bool AppendLine(int iLevel, const char* szFormat, va_list arguments);
+    bool AppendStamp();
+    bool AlignContinuedLines(std::size_t uiText, std::size_t uiColumn);
+    void WriteOrWait(int iLevel, bool bFirst);
+    void WriteWaiting();
+
+    // Until the level is known every line passes the first test and is tested again.
+    int m_iLevel = INT_MAX;
+    bool m_bLevelKnown = false;
+    int m_iDepth = 0;
+
+    CKELD_LogFile m_file;
+    CKELD_TextBuffer m_waiting;
+    bool m_bMayWait = true;
+    bool m_bInStretch = false;
+    int m_iStretchDepth = 0;
+    int m_iWrittenDepth = 0;  // of the line written last
+
+    std::int64_t m_llStampSecond = -1;
+    char m_cStamp[uiStampLength + 12] = {};
+};
+
+constinit Log g_log;
+
+// The last lines reach the file at the end of the process; later ones don't wait.
+struct EndOfProcess {
+    ~EndOfProcess() { g_log.EndWaiting(); }
+};
+EndOfProcess g_endOfProcess;
+
+int Log::Level() {
+    if (!m_bLevelKnown) {
+        std::string sLevel;
+        const bool bGiven = keld_os::GetEnv("KELD_LOG_LEVEL", &sLevel) &&
+                            sLevel.find_first_of("0123456789") != std::string::npos;
+        SetLevel(bGiven ? KELD_TextToInt(sLevel) : iLevelTrace);
+    }
+    return m_iLevel;
+}
+
+void Log::SetLevel(int iLevel) {
+    m_iLevel = iLevel;
+    m_bLevelKnown = true;
+}
+
+void Log::WriteLine(int iLevel, const char* szFormat, va_list arguments) {
+    if (iLevel > Level() || !m_file.Open())
+        return;
+    const std::size_t uiBefore = m_waiting.Size();
+    if (AppendLine(iLevel, szFormat, arguments))
+        WriteOrWait(iLevel, !m_bInStretch);
+    else
+        m_waiting.SetSize(uiBefore);  // no memory: the line is dropped
+}
+
+bool Log::AppendLine(int iLevel, const char* szFormat, va_list arguments) {
+    const std::size_t uiLine = m_waiting.Size();
+    const char cLevel[] = {cLevelLetters[iLevel], ' '};
+    if (!m_waiting.Reserve(uiMostWaiting - (uiLine < uiMostWaiting ? uiLine : uiMostWaiting) + 512))
+        return false;
+    if (!AppendStamp() || !m_waiting.Append(cLevel, sizeof(cLevel)) ||
+        !m_waiting.AppendFill(' ', static_cast<std::size_t>(m_iDepth) * uiSpacesPerStep))
+        return false;
+    const std::size_t uiText = m_waiting.Size();
+    if (!KELD_AppendFormat(&m_waiting, szFormat, arguments))
+        return false;
+    if (m_waiting.Size() > uiText && m_waiting.Data()[m_waiting.Size() - 1] == '\n')
+        m_waiting.SetSize(m_waiting.Size() - 1);
+    return AlignContinuedLines(uiText, uiText - uiLine) && m_waiting.Append("\n", 1);
+}
+
+// The time, "YYYY-MM-DD hh:mm:ss.mmm "; its first part is made once a second.
+bool Log::AppendStamp() {
+    constexpr std::int64_t llTicksPerSecond = 10000000;
+    const std::int64_t llTicks = keld_os::CoarseWallClock();
+    const std::int64_t llSecond = llTicks / llTicksPerSecond;
+    if (llSecond != m_llStampSecond) {
+        std::tm time{};
+        (void)keld_os::LocalTime(llTicks, &time);  // a time out of range shows as zeros
+        std::snprintf(m_cStamp, sizeof(m_cStamp), "%04d-%02d-%02d %02d:%02d:%02d.",
+                      (time.tm_year + 1900) % 10000, time.tm_mon + 1, time.tm_mday, time.tm_hour,
+                      time.tm_min, time.tm_sec);
+        m_llStampSecond = llSecond;
+    }
+    const auto iMs = static_cast<int>(llTicks % llTicksPerSecond / 10000);
+    const char cMs[] = {static_cast<char>('0' + iMs / 100), static_cast<char>('0' + iMs / 10 % 10),
+                        static_cast<char>('0' + iMs % 10), ' '};
+    return m_waiting.Append(m_cStamp, uiStampLength) && m_waiting.Append(cMs, sizeof(cMs));
+}
+
+// Put the continued lines of a text below its first one.
+bool Log::AlignContinuedLines(std::size_t uiText, std::size_t uiColumn) {
+    while (uiText < m_waiting.Size()) {
+        const void* pBreak =
+            std::memchr(m_waiting.Data() + uiText, '\n', m_waiting.Size() - uiText);
+        if (pBreak == nullptr)
+            return true;
+        const auto uiNext =
+            static_cast<std::size_t>(static_cast<const char*>(pBreak) - m_waiting.Data()) + 1;
+        const std::size_t uiRest = m_waiting.Size() - uiNext;
+        if (!m_waiting.AppendFill(' ', uiColumn))
+            return false;
+        std::memmove(m_waiting.Data() + uiNext + uiColumn, m_waiting.Data() + uiNext, uiRest);
+        std::memset(m_waiting.Data() + uiNext, ' ', uiColumn);
+        uiText = uiNext + uiColumn;
+    }
+    return true;
+}
+
+// Decide about the line just added; bFirst: no stretch was open before it.
+void Log::WriteOrWait(int iLevel, bool bFirst) {
+    const bool bEndsStretch = bFirst ? m_iDepth < m_iWrittenDepth  // closes what is in the file
+                                     : m_iDepth <= m_iStretchDepth;
+    if (iLevel <= iLevelWarning || bEndsStretch || !m_bMayWait) {
+        Flush();
+        return;
+    }
+    if (bFirst) {
+        m_bInStretch = true;
+        m_iStretchDepth = m_iDepth;
+    }
+    if (m_waiting.Size() >= uiMostWaiting)
+        WriteWaiting();
+}
+
+void Log::WriteWaiting() {
+    if (m_waiting.Size() > 0)
+        m_file.Write(m_waiting.Data(), m_waiting.Size());
+    m_waiting.SetSize(0);
+    m_iWrittenDepth = m_iDepth;
+}
+
+void Log::Flush() {
+    WriteWaiting();
+    m_bInStretch = false;
+}
+
+void Log::WriteAsItStands(const char* szText) {
+    if (!m_file.Open())
+        return;
+    if (szText == nullptr)
+        szText = "";
+    const std::size_t uiLength = std::strlen(szText);
+    const bool bBreak = uiLength > 0 && szText[uiLength - 1] == '\n';
+    const std::size_t uiBefore = m_waiting.Size();
+    if (!m_waiting.Append(szText, uiLength) || (!bBreak && !m_waiting.Append("\n", 1)))
+        m_waiting.SetSize(uiBefore);
+    Flush();
+}
+
+const char* Log::Path() {
+    if (!m_file.Open())
+        return nullptr;
+    Flush();
+    return m_file.Path();
+}
+
+void WriteLine(int iLevel, const char* szFormat, ...) {
+    va_list arguments;
+    va_start(arguments, szFormat);
+    g_log.WriteLine(iLevel, szFormat, arguments);
+    va_end(arguments);
+}
+
+}  // namespace
+
+// The filter stands first: a line that isn't wanted costs one comparison.
+
+void KELD_LOG(int, int, const char* format, ...) {
+    if (!g_log.IsWanted(iLevelTrace))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    g_log.WriteLine(iLevelTrace, format, arguments);
+    va_end(arguments);
+}
+
+void KELD_TRACE(const char* format, ...) {
+    if (!g_log.IsWanted(iLevelTrace))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    g_log.WriteLine(iLevelTrace, format, arguments);
+    va_end(arguments);
+}
+
+void KELD_DEBUG(const char* format, ...) {
+    if (!g_log.IsWanted(iLevelDebug))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    g_log.WriteLine(iLevelDebug, format, arguments);
+    va_end(arguments);
+}
+
+void KELD_WARNING(const char* format, ...) {
+    if (!g_log.IsWanted(iLevelWarning))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    g_log.WriteLine(iLevelWarning, format, arguments);
+    va_end(arguments);
+}
+
+void KELD_ERROR(const char* format, ...) {
+    if (!g_log.IsWanted(iLevelError))
+        return;
+    va_list arguments;
+    va_start(arguments, format);
+    g_log.WriteLine(iLevelError, format, arguments);
+    va_end(arguments);
+}
+
+void KELD_IncTraceSpaces(void) {
+    g_log.StepIn();
+}
+
+void KELD_DecTraceSpaces(void) {
+    g_log.StepOut();
+}
+
+void KELD_PRINTLOG(const char* text) {
+    g_log.WriteAsItStands(text);
+}
+
+void KELD_PRINT_VERINFO(const char* format, ...) {
+    CKELD_TextBuffer text;
+    va_list arguments;
+    va_start(arguments, format);
+    const bool bFormatted = KELD_AppendFormat(&text, format, arguments) && text.Append("", 1);
+    va_end(arguments);
+    if (bFormatted) {
+        (void)std::fputs(text.Data(), stdout);
+        (void)std::fflush(stdout);
+        if (g_log.IsWanted(iLevelTrace))
+            WriteLine(iLevelTrace, "%s", text.Data());
+    }
+    text.Free();
+}
+
+const char* KELD_GetLogFilePath(void) {
+    return g_log.Path();
+}
+
+int KELD_GetLogLevel(void) {
+    return g_log.Level();
+}
+
+void KELD_SetLogLevel(int level) {
+    g_log.SetLevel(level);
+}

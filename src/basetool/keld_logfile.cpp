@@ -1,0 +1,80 @@
+#include "basetool/keld_logfile.h"
+
+#include <cstdio>
+#include <initializer_list>
+
+#include "basetool/keld_text.h"
+
+namespace {
+
+// The first of the variables that is set and not empty.
+bool FirstOf(std::initializer_list<const char*> names, std::string* pValue) {
+    for (const char* szName : names)
+        if (keld_os::GetEnv(szName, pValue) && !pValue->empty())
+            return true;
+    return false;
+}
+
+std::string LogPath() {
+    std::string sPath;
+    if (FirstOf({"KELD_LOG_FILE"}, &sPath))
+        return sPath;
+    if (!FirstOf({"MV_TMP_DIR", "TEMP", "TMP"}, &sPath))
+        sPath = keld_os::TempDirectory();
+    if (sPath.back() != keld_os::cPathSeparator)
+        sPath += keld_os::cPathSeparator;
+    return sPath + "keld_" + std::to_string(keld_os::ProcessId()) + ".log";
+}
+
+bool SameFile(const keld_os::FileState& one, const keld_os::FileState& other) {
+    return one.m_ullDevice == other.m_ullDevice && one.m_ullId == other.m_ullId;
+}
+
+}  // namespace
+
+bool CKELD_LogFile::Open() {
+    if (m_bTried)
+        return m_file.IsOpen();
+    m_bTried = true;
+    m_pPath = new std::string(LogPath());
+    std::string sLimit;
+    if (keld_os::GetEnv("KELD_LOG_MAX_MB", &sLimit)) {
+        const int iMegabytes = KELD_TextToInt(sLimit);
+        m_llLimit = iMegabytes > 0 ? static_cast<std::int64_t>(iMegabytes) * 1024 * 1024 : 0;
+    }
+    return OpenFile();
+}
+
+bool CKELD_LogFile::OpenFile() {
+    if (m_file.Open(Path()))
+        return true;
+    std::fprintf(stderr, "KELD: the log file %s can't be opened, log lines are dropped\n", Path());
+    return false;
+}
+
+void CKELD_LogFile::Write(const char* pLines, std::size_t uiSize) {
+    if (m_llLimit > 0)
+        RotateIfTooLarge();
+    if (m_file.IsOpen())
+        (void)m_file.Write(pLines, uiSize);
+}
+
+void CKELD_LogFile::RotateIfTooLarge() {
+    keld_os::FileState own;
+    keld_os::FileState atPath;
+    if (!m_file.IsOpen() || !m_file.GetState(&own))
+        return;
+    if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath)) {
+        if (own.m_llSize <= m_llLimit)
+            return;
+        // Of several processes that come here, one renames and the others find it done.
+        m_file.Lock();
+        if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath) &&
+            keld_os::RenameFile(Path(), (*m_pPath + ".1").c_str()) != 0) {
+            m_llLimit = 0;  // it can't be had here: go on with the one file
+        }
+    }
+    // Another process may have renamed the file: the path has the current one.
+    m_file.Close();
+    (void)OpenFile();
+}

@@ -1,0 +1,29 @@
+#pragma once
+
+// The file behind the log: where it is, appending, the limit of its size.
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "os/keld_os.h"
+
+class CKELD_LogFile {
+public:
+    // Open at the first call. False: it can't be opened, now and later; standard error has a note.
+    [[nodiscard]] bool Open();
+    // Write whole lines in one piece, so that processes can share the file. What can't be written
+    // is dropped.
+    void Write(const char* pLines, std::size_t uiSize);
+    // Null before Open.
+    const char* Path() const { return m_pPath != nullptr ? m_pPath->c_str() : nullptr; }
+
+private:
+    bool OpenFile();
+    void RotateIfTooLarge();
+
+    bool m_bTried = false;
+    std::int64_t m_llLimit = 0;      // bytes, 0: none
+    std::string* m_pPath = nullptr;  // kept to the end of the process: callers hold the pointer
+    keld_os::AppendFile m_file;
+};
