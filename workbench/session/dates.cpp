@@ -23,6 +23,15 @@ int daysIn(int year, int month) {
     throw Failure(kBadDate, "\"" + std::string(text) + "\" is no date: " + reason);
 }
 
+void checkDate(const date_s& date) {
+    if (!isValidDate(date))
+        throw Failure(kBadDate, "no valid date: year " + std::to_string(date.year) + ", month " +
+                                    std::to_string(date.month + 1) + ", day " +
+                                    std::to_string(date.day) + ", " + std::to_string(date.hour) +
+                                    ":" + std::to_string(date.minute) + ":" +
+                                    std::to_string(date.second));
+}
+
 std::string padded(int number, int width) {
     char buffer[16];
     std::snprintf(buffer, sizeof buffer, "%0*d", width, number);
@@ -102,11 +111,15 @@ date_s dateFromText(const std::string& text) {
     return date;
 }
 
+Values dateValues(const date_s& date) {
+    if (isNullDate(date))
+        return {};
+    checkDate(date);
+    return {Date{date}};
+}
+
 std::string formatDate(const date_s& date, std::string_view format) {
-    if (!isValidDate(date))
-        throw Failure(kBadDate, "no valid date: year " + std::to_string(date.year) + ", month " +
-                                    std::to_string(date.month + 1) + ", day " +
-                                    std::to_string(date.day));
+    checkDate(date);
     std::string text;
     for (std::size_t i = 0; i < format.size(); ++i) {
         if (format[i] != '%') {

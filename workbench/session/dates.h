@@ -12,6 +12,8 @@ namespace mervane {
 bool isNullDate(const date_s& date);
 // A day that the calendar has, in the years 1 to 9999.
 bool isValidDate(const date_s& date);
+// As values of an attribute: none for the null date. Failure kBadDate for an invalid one.
+Values dateValues(const date_s& date);
 
 // "2026-03-31 14:05:00"; empty for the null date.
 std::string dateText(const date_s& date);

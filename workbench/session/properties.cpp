@@ -232,20 +232,23 @@ std::string Session::displayText(Session& session, const Value& value) {
     return std::visit(Shower{session}, value);
 }
 
-std::string Session::displayText(Object& object, std::string_view name) {
-    const Property shown = property(object, name);
+std::string displayText(Session& session, const Session::Property& property) {
     std::string text;
     bool first = true;
-    for (const Value& value : shown.values) {
+    for (const Value& value : property.values) {
         if (const auto* reference = std::get_if<Reference>(&value);
-            reference && !tryObject(reference->tag))
+            reference && !session.tryObject(reference->tag))
             continue;
         if (!first)
             text += ", ";
         first = false;
-        text += displayText(*this, value);
+        text += Session::displayText(session, value);
     }
     return text;
+}
+
+std::string Session::displayText(Object& object, std::string_view name) {
+    return mervane::displayText(*this, property(object, name));
 }
 
 void Session::setDisplayText(Object& object, std::string_view name, const std::string& text) {
