@@ -365,4 +365,39 @@ void Model::setDatasetType(const Type& type, const DatasetTypeInfo& info) {
     parts_->dataset_types[&type] = info;
 }
 
+Model::Mark Model::mark() const {
+    return {parts_->attributes.size(), parts_->classes.size(), parts_->types.size(),
+            parts_->relation_types.size(), parts_->tools.size()};
+}
+
+void Model::backTo(const Mark& mark) {
+    Parts& parts = *parts_;
+    while (parts.attributes.size() > mark.attributes) {
+        parts.by_handle.erase(parts.attributes.back().handle);
+        parts.attributes.pop_back();
+    }
+    while (parts.types.size() > mark.types) {
+        const Type& last = parts.types.back();
+        parts.dataset_types.erase(&last);
+        parts.by_handle.erase(last.handle);
+        parts.type_by_name.erase(last.name);
+        parts.types.pop_back();
+    }
+    while (parts.classes.size() > mark.classes) {
+        parts.by_handle.erase(parts.classes.back().handle);
+        parts.class_by_name.erase(parts.classes.back().name);
+        parts.classes.pop_back();
+    }
+    while (parts.relation_types.size() > mark.relation_types) {
+        parts.by_handle.erase(parts.relation_types.back().handle);
+        parts.relation_type_by_name.erase(parts.relation_types.back().name);
+        parts.relation_types.pop_back();
+    }
+    while (parts.tools.size() > mark.tools) {
+        parts.by_handle.erase(parts.tools.back().handle);
+        parts.tool_by_name.erase(parts.tools.back().name);
+        parts.tools.pop_back();
+    }
+}
+
 }  // namespace mervane

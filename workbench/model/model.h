@@ -115,6 +115,14 @@ public:
     const Tool& addTool(const std::string& name, const std::vector<std::string>& formats);
     void setDatasetType(const Type& type, const DatasetTypeInfo& info);
 
+    // How far the model has grown, and back to there: what was added since goes. Requires: nothing
+    // points to it any more.
+    struct Mark {
+        std::size_t attributes = 0, classes = 0, types = 0, relation_types = 0, tools = 0;
+    };
+    Mark mark() const;
+    void backTo(const Mark& mark);
+
     // Called when a name or handle is not found: adds what others have defined meanwhile and says
     // whether there was any.
     void onMiss(std::function<bool()> refresh);

@@ -1,0 +1,160 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+
+#include "workbench/model/status.h"
+#include "workbench/store/store.h"
+
+// The integrity check: what is damaged, and what is worth knowing.
+
+namespace mervane {
+
+namespace {
+std::string shownTag(std::int64_t tag) {
+    return "#" + std::to_string(tag);
+}
+}  // namespace
+
+std::vector<tag_t> Store::storedFiles() {
+    std::vector<tag_t> files;
+    const Type& file = *model().findType("VaneFile");
+    files = ofType(file.handle);
+    for (const Type* type : model().subtypes(file))
+        for (const tag_t tag : ofType(type->handle))
+            files.push_back(tag);
+    std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& unsaved_files) {
+    std::vector<CheckFinding> findings;
+    {
+        Statement rows = connection_->statement("PRAGMA integrity_check");
+        while (rows.step())
+            if (rows.text(0) != "ok")
+                findings.push_back({true, "database: " + std::string(rows.text(0))});
+    }
+    if (!findings.empty())
+        return findings;  // what follows reads through what is damaged
+    {
+        Statement rows = connection_->statement(
+            "SELECT tag FROM (SELECT tag FROM value UNION SELECT tag FROM ref) "
+            "EXCEPT SELECT tag FROM object");
+        while (rows.step())
+            findings.push_back(
+                {true, "values of " + shownTag(rows.integer(0)) + ", which isn't stored"});
+    }
+    {
+        Statement rows = connection_->statement("SELECT DISTINCT type FROM object");
+        std::vector<tag_t> types;
+        while (rows.step())
+            types.push_back(static_cast<tag_t>(rows.integer(0)));
+        rows.run();
+        for (const tag_t type : types)
+            if (!model().typeOf(type))
+                findings.push_back(
+                    {true, "objects of the type with handle " + std::to_string(type) +
+                               ", which isn't defined"});
+    }
+    {
+        Statement rows = connection_->statement(
+            "SELECT r.tag, r.attr, r.target FROM ref r WHERE r.target<>0 AND NOT EXISTS "
+            "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.idx");
+        while (rows.step()) {
+            const Attribute* attribute = model().attributeOf(static_cast<tag_t>(rows.integer(1)));
+            findings.push_back({false, shownTag(rows.integer(0)) + " refers by " +
+                                           (attribute ? attribute->name : "?") + " to " +
+                                           shownTag(rows.integer(2)) + ", which isn't there"});
+        }
+    }
+    {
+        Statement row = connection_->statement(
+            "SELECT coalesce(max(tag), 0) FROM object "
+            "WHERE tag>=(SELECT value FROM meta WHERE name='next_tag')");
+        if (row.step() && row.integer(0) != 0)
+            findings.push_back({true, shownTag(row.integer(0)) + " has a tag that isn't given yet"});
+    }
+    checkFiles(repair, unsaved_files, findings);
+    checkSessions(repair, findings);
+    return findings;
+}
+
+void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
+                       std::vector<CheckFinding>& findings) {
+    const Class& file = *model().findClass("VaneFile");
+    const Attribute& byte_size = *model().findAttribute(file, "byte_size");
+    const Attribute& sha256 = *model().findAttribute(file, "sha256");
+
+    // The volume first: a file is placed before its object is stored.
+    const std::vector<tag_t> in_volume = volume().tags();
+    const std::vector<tag_t> stored = storedFiles();
+    for (const tag_t tag : stored) {
+        const std::string name = "file of " + shownTag(tag);
+        if (!volume().exists(tag)) {
+            findings.push_back({true, name + " is missing in the volume"});
+            continue;
+        }
+        Value size, sum;
+        bool has_size = false, has_sum = false;
+        load(
+            tag, [](tag_t, std::int64_t) {},
+            [&](tag_t attribute, std::size_t, const Cell& cell) {
+                if (attribute == byte_size.handle) {
+                    size = cell.as(Kind::Int);
+                    has_size = true;
+                } else if (attribute == sha256.handle) {
+                    sum = cell.as(Kind::String);
+                    has_sum = true;
+                }
+            });
+        const FileFacts facts = volume().facts(tag);
+        if (has_size && std::get<std::int64_t>(size) != facts.byte_size)
+            findings.push_back({true, name + " has " + std::to_string(facts.byte_size) +
+                                          " bytes in the volume, " +
+                                          std::to_string(std::get<std::int64_t>(size)) +
+                                          " were stored"});
+        else if (has_sum && std::get<std::string>(sum) != facts.sha256)
+            findings.push_back({true, name + " has other contents in the volume than were stored"});
+    }
+
+    // Another process may be about to store the object of a file that it has placed.
+    bool others = false;
+    for (const LockOwner& session : locks().sessions())
+        others = others || (session.alive && session.process != ::getpid());
+    const std::set<tag_t> owned(stored.begin(), stored.end());
+    const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
+    std::vector<std::string> orphans = volume().leftOvers();
+    for (const tag_t tag : in_volume)
+        if (!owned.count(tag) && !unsaved.count(tag))
+            orphans.push_back(std::to_string(tag));
+    for (const std::string& name : orphans) {
+        std::string text = "file " + name + " of the volume belongs to no object";
+        if (repair && others)
+            text += "; kept, since other sessions are at work";
+        else if (repair) {
+            volume().removeLeftOver(name);
+            text += "; removed";
+        }
+        findings.push_back({false, text});
+    }
+}
+
+void Store::checkSessions(bool repair, std::vector<CheckFinding>& findings) {
+    for (const Locks::Held& held : locks().held())
+        if (!held.owner.alive)
+            findings.push_back({false, "lock on " + shownTag(held.object) +
+                                           " of a session that has ended (user " +
+                                           held.owner.user + ", process " +
+                                           std::to_string(held.owner.process) + ")" +
+                                           (repair ? "; removed" : "")});
+    if (repair)
+        locks().reclaim();
+    Statement rows = connection_->statement(
+        "SELECT object FROM checkout WHERE object NOT IN (SELECT tag FROM object)");
+    while (rows.step())
+        findings.push_back({true, "check-out of " + shownTag(rows.integer(0)) +
+                                      ", which isn't stored"});
+}
+
+}  // namespace mervane

@@ -1,0 +1,306 @@
+#include "workbench/store/locks.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+#include "workbench/model/status.h"
+#include "workbench/store/sqlite.h"
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+namespace {
+
+// ---- in memory ----
+
+class MemoryLocks final : public Locks {
+public:
+    std::int64_t open(const std::string& user) override {
+        sessions_[++last_] = {last_, user, ::getpid(), true};
+        return last_;
+    }
+    void close(std::int64_t session) noexcept override {
+        releaseAll(session);
+        sessions_.erase(session);
+    }
+    std::optional<LockOwner> take(std::int64_t session, tag_t object) override {
+        const auto [at, taken] = rows_.emplace(object, session);
+        if (taken || at->second == session)
+            return std::nullopt;
+        return sessions_[at->second];
+    }
+    void release(std::int64_t session, tag_t object) override {
+        const auto at = rows_.find(object);
+        if (at != rows_.end() && at->second == session)
+            rows_.erase(at);
+    }
+    void releaseAll(std::int64_t session) override {
+        std::erase_if(rows_, [session](const auto& row) { return row.second == session; });
+    }
+    std::optional<LockOwner> owner(tag_t object) override {
+        const auto at = rows_.find(object);
+        if (at == rows_.end())
+            return std::nullopt;
+        return sessions_[at->second];
+    }
+    std::vector<LockOwner> sessions() override {
+        std::vector<LockOwner> all;
+        for (const auto& [id, owner] : sessions_)
+            all.push_back(owner);
+        return all;
+    }
+    std::vector<Held> held() override {
+        std::vector<Held> all;
+        for (const auto& [object, session] : rows_)
+            all.push_back({object, sessions_[session]});
+        return all;
+    }
+    int reclaim() override { return 0; }
+
+private:
+    std::map<std::int64_t, LockOwner> sessions_;
+    std::map<tag_t, std::int64_t> rows_;
+    std::int64_t last_ = 0;
+};
+
+// ---- in a file ----
+
+constexpr const char* kTables = R"(
+CREATE TABLE IF NOT EXISTS session(id INTEGER PRIMARY KEY AUTOINCREMENT, user TEXT NOT NULL,
+                                   process INTEGER NOT NULL);
+CREATE TABLE IF NOT EXISTS held(object INTEGER PRIMARY KEY, session INTEGER NOT NULL);
+CREATE INDEX IF NOT EXISTS held_by_session ON held(session);
+)";
+
+class FileLocks final : public Locks {
+public:
+    explicit FileLocks(const std::string& store_path)
+        : path_(store_path + "-locks"), directory_(store_path + "-sessions") {
+        if (::mkdir(directory_.c_str(), 0755) != 0 && errno != EEXIST)
+            throw Failure(kFileFailure,
+                          directory_ + " can't be made: " + std::string(std::strerror(errno)));
+        try {
+            connect();
+        } catch (const Failure&) {
+            // Locks needn't survive a power failure; what is broken then is made anew, but only
+            // when nobody works with it.
+            if (anyoneLives())
+                throw;
+            connection_.reset();
+            for (const char* suffix : {"", "-wal", "-shm"})
+                ::unlink((path_ + suffix).c_str());
+            connect();
+        }
+    }
+
+    ~FileLocks() override {
+        while (!files_.empty())
+            close(files_.begin()->first);
+    }
+
+    std::int64_t open(const std::string& user) override {
+        Transaction transaction(*connection_);
+        for (;;) {
+            std::int64_t id = 0;
+            {
+                Statement made = connection_->statement(
+                    "INSERT INTO session(user, process) VALUES(?, ?) RETURNING id");
+                made.bind(user).bind(std::int64_t{::getpid()});
+                if (made.step())
+                    id = made.integer(0);
+                made.run();
+            }
+            const int file =
+                ::open(pathOf(id).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+            if (file < 0)
+                throw Failure(kFileFailure,
+                              pathOf(id) + " can't be made: " + std::string(std::strerror(errno)));
+            if (::flock(file, LOCK_EX | LOCK_NB) == 0) {
+                // Committed only now: whoever sees the row finds the file locked.
+                transaction.commit();
+                files_[id] = file;
+                return id;
+            }
+            ::close(file);  // a living session of lock tables that are gone: take the next number
+        }
+    }
+
+    void close(std::int64_t session) noexcept override {
+        const auto at = files_.find(session);
+        if (at == files_.end())
+            return;
+        try {
+            Transaction transaction(*connection_);
+            forget(session);
+            transaction.commit();
+            ::unlink(pathOf(session).c_str());
+        } catch (...) {
+            // The file isn't locked any more in a moment: others reclaim the rows.
+        }
+        ::close(at->second);
+        files_.erase(at);
+    }
+
+    std::optional<LockOwner> take(std::int64_t session, tag_t object) override {
+        for (;;) {
+            connection_
+                ->statement("INSERT INTO held(object, session) VALUES(?, ?) ON CONFLICT DO NOTHING")
+                .bind(std::int64_t{object})
+                .bind(session)
+                .run();
+            if (connection_->changes() == 1)
+                return std::nullopt;
+            const std::optional<LockOwner> holder = owner(object);
+            if (holder && holder->session == session)
+                return std::nullopt;
+            if (holder)
+                return holder;
+        }
+    }
+
+    void release(std::int64_t session, tag_t object) override {
+        connection_->statement("DELETE FROM held WHERE object=? AND session=?")
+            .bind(std::int64_t{object})
+            .bind(session)
+            .run();
+    }
+
+    void releaseAll(std::int64_t session) override {
+        connection_->statement("DELETE FROM held WHERE session=?").bind(session).run();
+    }
+
+    std::optional<LockOwner> owner(tag_t object) override {
+        LockOwner holder;
+        {
+            Statement row = connection_->statement(
+                "SELECT h.session, coalesce(s.user, ''), coalesce(s.process, 0) FROM held h "
+                "LEFT JOIN session s ON s.id=h.session WHERE h.object=?");
+            row.bind(std::int64_t{object});
+            if (!row.step())
+                return std::nullopt;
+            holder = {row.integer(0), std::string(row.text(1)), static_cast<int>(row.integer(2)),
+                      true};
+        }
+        if (reclaimIfDead(holder.session))
+            return std::nullopt;
+        return holder;
+    }
+
+    std::vector<LockOwner> sessions() override {
+        std::vector<LockOwner> all;
+        {
+            Statement rows = connection_->statement("SELECT id, user, process FROM session");
+            while (rows.step())
+                all.push_back({rows.integer(0), std::string(rows.text(1)),
+                               static_cast<int>(rows.integer(2)), true});
+        }
+        for (LockOwner& each : all)
+            each.alive = lives(each.session);
+        return all;
+    }
+
+    std::vector<Held> held() override {
+        std::vector<Held> all;
+        {
+            Statement rows = connection_->statement(
+                "SELECT h.object, h.session, coalesce(s.user, ''), coalesce(s.process, 0) "
+                "FROM held h LEFT JOIN session s ON s.id=h.session ORDER BY h.object");
+            while (rows.step())
+                all.push_back({static_cast<tag_t>(rows.integer(0)),
+                               {rows.integer(1), std::string(rows.text(2)),
+                                static_cast<int>(rows.integer(3)), true}});
+        }
+        std::map<std::int64_t, bool> alive;
+        for (Held& each : all) {
+            const auto [at, asked] = alive.emplace(each.owner.session, false);
+            if (asked)
+                at->second = lives(each.owner.session);
+            each.owner.alive = at->second;
+        }
+        return all;
+    }
+
+    int reclaim() override {
+        int dead = 0;
+        for (const LockOwner& each : sessions())
+            dead += reclaimIfDead(each.session);
+        return dead;
+    }
+
+private:
+    std::string path_, directory_;
+    std::unique_ptr<Connection> connection_;
+    std::map<std::int64_t, int> files_;  // the living sessions of this process
+
+    void connect() {
+        connection_ = std::make_unique<Connection>(path_, Connection::Mode::Create);
+        connection_->execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF");
+        {
+            Statement check = connection_->statement("PRAGMA quick_check");
+            if (!check.step() || check.text(0) != "ok")
+                throw Failure(kStoreFailure, path_ + " is damaged");
+        }
+        connection_->execute(kTables);
+    }
+
+    std::string pathOf(std::int64_t session) const {
+        return directory_ + "/" + std::to_string(session);
+    }
+
+    static bool fileIsLocked(const std::string& path) {
+        const int file = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+        if (file < 0)
+            return errno != ENOENT;  // a file that can't be looked at may be a living session's
+        const bool locked = ::flock(file, LOCK_EX | LOCK_NB) != 0;
+        ::close(file);
+        return locked;
+    }
+
+    bool lives(std::int64_t session) const {
+        return files_.count(session) || fileIsLocked(pathOf(session));
+    }
+
+    bool anyoneLives() const {
+        std::error_code error;
+        for (std::filesystem::directory_iterator at(directory_, error), end; !error && at != end;
+             at.increment(error))
+            if (fileIsLocked(at->path().string()))
+                return true;
+        return false;
+    }
+
+    void forget(std::int64_t session) {
+        connection_->statement("DELETE FROM held WHERE session=?").bind(session).run();
+        connection_->statement("DELETE FROM session WHERE id=?").bind(session).run();
+    }
+
+    // Numbers are never used again, so a session seen dead stays dead.
+    bool reclaimIfDead(std::int64_t session) {
+        if (lives(session))
+            return false;
+        Transaction transaction(*connection_);
+        forget(session);
+        transaction.commit();
+        ::unlink(pathOf(session).c_str());
+        return true;
+    }
+};
+
+}  // namespace
+
+std::shared_ptr<Locks> fileLocks(const std::string& store_path) {
+    return std::make_shared<FileLocks>(store_path);
+}
+
+std::shared_ptr<Locks> memoryLocks() {
+    return std::make_shared<MemoryLocks>();
+}
+
+}  // namespace mervane

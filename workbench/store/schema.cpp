@@ -1,0 +1,99 @@
+#include "workbench/store/schema.h"
+
+#include <sqlite3.h>
+
+#include "workbench/model/status.h"
+#include "workbench/store/sqlite.h"
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+namespace {
+
+// value: everything but references, dates as "YYYY-MM-DDThh:mm:ss". ref: references. Both hold one
+// row for each element; an attribute without a value has none. model, model_part: what was added to
+// the standard data model, in the order of definition.
+constexpr const char* kTables = R"(
+CREATE TABLE meta(name TEXT PRIMARY KEY, value) WITHOUT ROWID;
+CREATE TABLE object(tag INTEGER PRIMARY KEY, type INTEGER NOT NULL, version INTEGER NOT NULL);
+CREATE INDEX object_by_type ON object(type, tag);
+CREATE TABLE value(tag INTEGER NOT NULL, attr INTEGER NOT NULL, idx INTEGER NOT NULL, v,
+                   PRIMARY KEY(tag, attr, idx)) WITHOUT ROWID;
+CREATE INDEX value_by_attr ON value(attr, v, tag);
+CREATE TABLE ref(tag INTEGER NOT NULL, attr INTEGER NOT NULL, idx INTEGER NOT NULL,
+                 target INTEGER NOT NULL, PRIMARY KEY(tag, attr, idx)) WITHOUT ROWID;
+CREATE INDEX ref_by_target ON ref(target, attr, tag);
+CREATE TABLE model(position INTEGER PRIMARY KEY, kind TEXT NOT NULL, name TEXT NOT NULL,
+                   parent TEXT NOT NULL, UNIQUE(kind, name));
+CREATE TABLE model_part(position INTEGER NOT NULL, idx INTEGER NOT NULL, name TEXT NOT NULL,
+                        kind INTEGER NOT NULL, is_array INTEGER NOT NULL,
+                        max_length INTEGER NOT NULL, PRIMARY KEY(position, idx)) WITHOUT ROWID;
+CREATE TABLE preference(name TEXT NOT NULL, idx INTEGER NOT NULL, value TEXT NOT NULL,
+                        PRIMARY KEY(name, idx)) WITHOUT ROWID;
+CREATE TABLE rights(position INTEGER PRIMARY KEY, subject_kind TEXT NOT NULL, subject TEXT NOT NULL,
+                    scope_kind TEXT NOT NULL, scope TEXT NOT NULL, privilege TEXT NOT NULL,
+                    allowed INTEGER NOT NULL);
+CREATE INDEX rights_by_privilege ON rights(privilege);
+CREATE TABLE checkout(object INTEGER PRIMARY KEY, user INTEGER NOT NULL, date TEXT NOT NULL,
+                      comment TEXT NOT NULL DEFAULT '');
+CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
+INSERT INTO meta VALUES('format', 'mervane'), ('next_tag', 1), ('store_id', hex(randomblob(16)));
+)";
+
+// From version 1: check-outs had no comment, ids no registry of their own.
+constexpr const char* kFrom1 = R"(
+ALTER TABLE checkout ADD COLUMN comment TEXT NOT NULL DEFAULT '';
+CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
+)";
+
+void setVersion(Connection& connection) {
+    connection.statement("INSERT OR REPLACE INTO meta VALUES('schema_version', ?)")
+        .bind(std::int64_t{kSchemaVersion})
+        .run();
+}
+
+// 0: no store.
+int storedVersion(Connection& connection) {
+    {
+        Statement known = connection.statement(
+            "SELECT 1 FROM sqlite_schema WHERE type='table' AND name IN ('meta', 'object')");
+        if (!known.step() || !known.step())
+            return 0;
+    }
+    Statement version =
+        connection.statement("SELECT value FROM meta WHERE name='schema_version' AND "
+                             "EXISTS (SELECT 1 FROM meta WHERE name='format' AND value='mervane')");
+    return version.step() ? static_cast<int>(version.integer(0)) : 0;
+}
+
+void refuseWrong(Connection& connection, int version) {
+    if (version < 1)
+        throw Failure(kStoreFailure, connection.path() + " is not a store of this workbench");
+    if (version > kSchemaVersion)
+        throw Failure(kStoreFailure, "The store " + connection.path() + " has schema version " +
+                                         std::to_string(version) + ", this program knows up to " +
+                                         std::to_string(kSchemaVersion) +
+                                         ": use the newer program that wrote it");
+}
+
+}  // namespace
+
+void createSchema(Connection& connection) {
+    connection.execute(kTables);
+    setVersion(connection);
+}
+
+void upgradeSchema(Connection& connection) {
+    refuseWrong(connection, storedVersion(connection));
+    if (storedVersion(connection) == kSchemaVersion)
+        return;
+    Transaction transaction(connection);
+    // Asked again inside: another process may have been faster.
+    if (storedVersion(connection) == 1)
+        connection.execute(kFrom1);
+    refuseWrong(connection, storedVersion(connection));
+    setVersion(connection);
+    transaction.commit();
+}
+
+}  // namespace mervane

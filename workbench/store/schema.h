@@ -1,0 +1,19 @@
+#pragma once
+
+// The tables of a store and their versions. docs/store.md describes them.
+
+#include <string>
+
+namespace mervane {
+
+class Connection;
+
+inline constexpr int kSchemaVersion = 2;
+
+// Make the tables of a new store. Requires: a transaction.
+void createSchema(Connection& connection);
+// Bring an older store to this version, in one transaction. Failure kStoreFailure for a newer one or
+// for a file that is no store.
+void upgradeSchema(Connection& connection);
+
+}  // namespace mervane

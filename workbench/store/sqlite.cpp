@@ -1,0 +1,176 @@
+#include "workbench/store/sqlite.h"
+
+#include <sqlite3.h>
+
+#include <atomic>
+
+#include "workbench/model/status.h"
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+namespace {
+std::atomic<std::uint64_t> statements_run{0};
+// How long a write waits for another process's transaction, which is short.
+constexpr int kBusyMilliseconds = 20000;
+}  // namespace
+
+std::uint64_t statementsRun() {
+    return statements_run.load();
+}
+
+// ---- statement ----
+
+Statement::~Statement() {
+    sqlite3_reset(statement_);
+    if (bound_)
+        sqlite3_clear_bindings(statement_);
+}
+
+Statement& Statement::bind(std::int64_t value) {
+    if (sqlite3_bind_int64(statement_, ++bound_, value) != SQLITE_OK)
+        connection_.fail("bind");
+    return *this;
+}
+
+Statement& Statement::bind(double value) {
+    if (sqlite3_bind_double(statement_, ++bound_, value) != SQLITE_OK)
+        connection_.fail("bind");
+    return *this;
+}
+
+Statement& Statement::bind(std::string_view text) {
+    // A null pointer would bind NULL: an empty text is a text.
+    const char* bytes = text.data() ? text.data() : "";
+    if (sqlite3_bind_text64(statement_, ++bound_, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8) !=
+        SQLITE_OK)
+        connection_.fail("bind");
+    return *this;
+}
+
+Statement& Statement::bindNull() {
+    ++bound_;
+    return *this;
+}
+
+bool Statement::step() {
+    if (done_)
+        return false;  // another step would begin anew
+    if (!started_) {
+        started_ = true;
+        statements_run.fetch_add(1, std::memory_order_relaxed);
+    }
+    const int result = sqlite3_step(statement_);
+    if (result == SQLITE_ROW)
+        return true;
+    if (result != SQLITE_DONE)
+        connection_.fail("statement");
+    done_ = true;
+    return false;
+}
+
+void Statement::run() {
+    while (step()) {
+    }
+}
+
+std::int64_t Statement::integer(int column) const {
+    return sqlite3_column_int64(statement_, column);
+}
+
+double Statement::real(int column) const {
+    return sqlite3_column_double(statement_, column);
+}
+
+std::string_view Statement::text(int column) const {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    if (!bytes)
+        return {};
+    return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+bool Statement::isNull(int column) const {
+    return sqlite3_column_type(statement_, column) == SQLITE_NULL;
+}
+
+// ---- connection ----
+
+Connection::Connection(const std::string& path, Mode mode) : path_(path) {
+    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    if (mode == Mode::Create)
+        flags |= SQLITE_OPEN_CREATE;
+    if (sqlite3_open_v2(path.c_str(), &database_, flags, nullptr) != SQLITE_OK) {
+        const std::string reason = database_ ? sqlite3_errmsg(database_) : "no memory";
+        sqlite3_close_v2(database_);
+        throw Failure(kStoreFailure, "The store " + path + " can't be opened: " + reason);
+    }
+    sqlite3_busy_timeout(database_, kBusyMilliseconds);
+}
+
+Connection::~Connection() {
+    for (const auto& [sql, statement] : statements_)
+        sqlite3_finalize(statement);
+    sqlite3_close_v2(database_);
+}
+
+Statement Connection::statement(const char* sql) {
+    sqlite3_stmt*& prepared = statements_[sql];
+    if (!prepared && sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared,
+                                        nullptr) != SQLITE_OK)
+        fail(sql);
+    return Statement(prepared, *this);
+}
+
+void Connection::execute(const char* sql) {
+    statements_run.fetch_add(1, std::memory_order_relaxed);
+    if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        fail(sql);
+}
+
+std::int64_t Connection::changes() const {
+    return sqlite3_changes64(database_);
+}
+
+bool Connection::inTransaction() const {
+    return sqlite3_get_autocommit(database_) == 0;
+}
+
+void Connection::fail(const std::string& what) const {
+    const int code = sqlite3_errcode(database_) & 0xFF;
+    std::string reason = sqlite3_errmsg(database_);
+    if (code == SQLITE_BUSY)
+        reason = "another process has been writing for too long";
+    throw Failure(kStoreFailure, "store " + path_ + ": " + reason + " (" + what + ")");
+}
+
+// ---- transaction ----
+
+Transaction::Transaction(Connection& connection)
+    : connection_(connection), nested_(connection.inTransaction()) {
+    // Immediate: a write that would have to wait later would fail instead.
+    connection_.statement(nested_ ? "SAVEPOINT part" : "BEGIN IMMEDIATE").run();
+}
+
+Transaction::~Transaction() {
+    if (!open_)
+        return;
+    try {
+        if (nested_) {
+            if (connection_.inTransaction()) {
+                connection_.statement("ROLLBACK TO part").run();
+                connection_.statement("RELEASE part").run();
+            }
+        } else if (connection_.inTransaction()) {
+            connection_.statement("ROLLBACK").run();
+        }
+    } catch (const Failure&) {
+        // The failure that led here travels up; the database undoes what it can't commit.
+    }
+}
+
+void Transaction::commit() {
+    connection_.statement(nested_ ? "RELEASE part" : "COMMIT").run();
+    open_ = false;
+}
+
+}  // namespace mervane

@@ -1,0 +1,88 @@
+#pragma once
+
+// One database connection with its prepared statements. Texts are bound and read as bytes, so that
+// what isn't UTF-8 comes back as it was.
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace mervane {
+
+class Connection;
+
+// A run of a prepared statement: bind in order, step or run, read columns. Given back at its end.
+class Statement {
+public:
+    explicit Statement(sqlite3_stmt* statement, Connection& connection)
+        : statement_(statement), connection_(connection) {}
+    ~Statement();
+    Statement(const Statement&) = delete;
+
+    Statement& bind(std::int64_t value);
+    Statement& bind(double value);
+    // Not copied: the text must live as long as the run.
+    Statement& bind(std::string_view text);
+    Statement& bindNull();
+
+    bool step();  // true: a row is there. Failure kStoreFailure.
+    void run();   // all steps, rows dropped
+
+    std::int64_t integer(int column) const;
+    double real(int column) const;
+    std::string_view text(int column) const;  // until the next step
+    bool isNull(int column) const;
+
+private:
+    sqlite3_stmt* statement_;
+    Connection& connection_;
+    int bound_ = 0;
+    bool started_ = false, done_ = false;
+};
+
+class Connection {
+public:
+    enum class Mode { Open, Create };
+    // Failure kStoreFailure.
+    Connection(const std::string& path, Mode mode);
+    ~Connection();
+    Connection(const Connection&) = delete;
+
+    // The text must be a literal: its address is the key of the prepared statement.
+    Statement statement(const char* sql);
+    // One or more statements without parameters or results.
+    void execute(const char* sql);
+    std::int64_t changes() const;
+    bool inTransaction() const;
+    [[noreturn]] void fail(const std::string& what) const;
+    const std::string& path() const { return path_; }
+    sqlite3* raw() const { return database_; }
+
+private:
+    std::string path_;
+    sqlite3* database_ = nullptr;
+    std::unordered_map<const char*, sqlite3_stmt*> statements_;
+};
+
+// A transaction that is undone unless it is committed. Inside another one it is a part of that.
+class Transaction {
+public:
+    explicit Transaction(Connection& connection);
+    ~Transaction();
+    Transaction(const Transaction&) = delete;
+    void commit();
+
+private:
+    Connection& connection_;
+    bool nested_;
+    bool open_ = true;
+};
+
+// SQL statements run since the start of the process.
+std::uint64_t statementsRun();
+
+}  // namespace mervane

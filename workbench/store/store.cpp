@@ -1,0 +1,429 @@
+#include "workbench/store/store.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+
+#include "workbench/model/status.h"
+#include "workbench/store/schema.h"
+
+namespace mervane {
+
+// One statement, so one round trip, for all of an object.
+const char* const Store::kLoad =
+    "SELECT 0, version, type FROM object WHERE tag=?1 "
+    "UNION ALL SELECT attr, idx, v FROM value WHERE tag=?1 "
+    "UNION ALL SELECT attr, idx, target FROM ref WHERE tag=?1";
+
+// ---- dates as stored ----
+
+namespace {
+
+std::string storedDate(const date_s& date) {
+    char text[40];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", date.year, date.month + 1,
+                  date.day, date.hour, date.minute, date.second);
+    return text;
+}
+
+Date dateOf(std::string_view text) {
+    int year = 0, month = 1, day = 0, hour = 0, minute = 0, second = 0;
+    std::sscanf(std::string(text).c_str(), "%d-%d-%dT%d:%d:%d", &year, &month, &day, &hour, &minute,
+                &second);
+    Date date;
+    date.date.year = static_cast<std::int16_t>(year);
+    date.date.month = static_cast<std::uint8_t>(month - 1);
+    date.date.day = static_cast<std::uint8_t>(day);
+    date.date.hour = static_cast<std::uint8_t>(hour);
+    date.date.minute = static_cast<std::uint8_t>(minute);
+    date.date.second = static_cast<std::uint8_t>(second);
+    return date;
+}
+
+std::int64_t number(tag_t tag) {
+    return static_cast<std::int64_t>(tag);
+}
+
+tag_t tagOf(std::int64_t value) {
+    return static_cast<tag_t>(value);
+}
+
+bool somethingAt(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+const char* synchronous() {
+    const char* wanted = std::getenv("MERVANE_SYNC");
+    const std::string_view value = wanted ? wanted : "";
+    if (value == "off")
+        return "PRAGMA synchronous=OFF";
+    return value == "normal" ? "PRAGMA synchronous=NORMAL" : "PRAGMA synchronous=FULL";
+}
+
+}  // namespace
+
+Value Cell::as(Kind kind) const {
+    switch (kind) {
+        case Kind::String:
+            return std::string(row_.text(2));
+        case Kind::Int:
+            return row_.integer(2);
+        case Kind::Double:
+            return row_.real(2);
+        case Kind::Logical:
+            return row_.integer(2) != 0;
+        case Kind::Date:
+            return dateOf(row_.text(2));
+        case Kind::Reference:
+            return Reference{tagOf(row_.integer(2))};
+    }
+    throw Failure(kInternal, "a value of no kind");
+}
+
+// ---- making and opening ----
+
+void Store::create(const std::string& path) {
+    for (const char* suffix : {"", ".volume", "-locks", "-sessions", "-wal"})
+        if (somethingAt(path + suffix))
+            throw Failure(kStoreFailure, "There is something at " + path + suffix + " already");
+    std::error_code error;
+    try {
+        {
+            Connection connection(path, Connection::Mode::Create);
+            connection.execute("PRAGMA journal_mode=WAL");
+            connection.execute(synchronous());
+            Transaction transaction(connection);
+            createSchema(connection);
+            transaction.commit();
+        }
+        Volume(path + ".volume").makeDirectory();
+    } catch (...) {
+        for (const char* suffix : {"", ".volume", "-wal", "-shm"})
+            std::filesystem::remove_all(path + suffix, error);
+        throw;
+    }
+}
+
+std::unique_ptr<Connection> Store::connect(const std::string& path) {
+    auto connection = std::make_unique<Connection>(path, Connection::Mode::Open);
+    connection->execute("PRAGMA foreign_keys=OFF; PRAGMA temp_store=MEMORY");
+    connection->execute(synchronous());
+    // Enough for the indexes of a hundred thousand items.
+    connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=268435456");
+    return connection;
+}
+
+std::shared_ptr<Store> Store::open(const std::string& path) {
+    const bool memory = path == ":memory:";
+    if (!memory && !somethingAt(path))
+        throw Failure(kStoreFailure, "There is no store at " + path);
+    std::unique_ptr<Connection> connection;
+    if (memory) {
+        connection = std::make_unique<Connection>(path, Connection::Mode::Create);
+        connection->execute("PRAGMA temp_store=MEMORY");
+        Transaction transaction(*connection);
+        createSchema(*connection);
+        transaction.commit();
+    } else {
+        connection = connect(path);
+        upgradeSchema(*connection);
+        connection->execute("PRAGMA journal_mode=WAL");
+    }
+    auto shared = std::make_shared<Shared>(path, memory);
+    if (!memory)
+        shared->volume.makeDirectory();
+    shared->locks = memory ? memoryLocks() : fileLocks(path);
+    std::shared_ptr<Store> store(new Store(std::move(shared), std::move(connection)));
+    store->loadAdditions();
+    return store;
+}
+
+std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
+    if (store->inMemory())
+        return store;
+    return std::shared_ptr<Store>(new Store(store->shared_, connect(store->path())));
+}
+
+Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection)
+    : shared_(std::move(shared)), connection_(std::move(connection)) {
+    // The latest connection asks; all see the same database.
+    shared_->model.onMiss([this] { return loadAdditions(); });
+    shared_->askers.push_back(this);
+}
+
+Store::~Store() {
+    rollbackBatch();
+    std::erase(shared_->askers, this);
+    if (shared_->askers.empty())
+        shared_->model.onMiss(nullptr);
+    else
+        shared_->model.onMiss([other = shared_->askers.back()] { return other->loadAdditions(); });
+}
+
+// ---- objects ----
+
+bool Store::exists(tag_t tag) {
+    return typeOf(tag) != NULLTAG;
+}
+
+tag_t Store::typeOf(tag_t tag) {
+    Statement row = connection_->statement("SELECT type FROM object WHERE tag=?");
+    row.bind(number(tag));
+    return row.step() ? tagOf(row.integer(0)) : NULLTAG;
+}
+
+void Store::insert(tag_t tag, tag_t type) {
+    connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, 1)")
+        .bind(number(tag))
+        .bind(number(type))
+        .run();
+}
+
+bool Store::countSave(tag_t tag, std::int64_t version) {
+    connection_->statement("UPDATE object SET version=version+1 WHERE tag=? AND version=?")
+        .bind(number(tag))
+        .bind(version)
+        .run();
+    return connection_->changes() == 1;
+}
+
+void Store::write(tag_t tag, tag_t attribute, std::size_t index, const Value& value, bool fresh) {
+    if (const auto* reference = std::get_if<Reference>(&value)) {
+        connection_
+            ->statement(fresh ? "INSERT INTO ref(tag, attr, idx, target) VALUES(?, ?, ?, ?)"
+                              : "INSERT OR REPLACE INTO ref(tag, attr, idx, target) "
+                                "VALUES(?, ?, ?, ?)")
+            .bind(number(tag))
+            .bind(number(attribute))
+            .bind(static_cast<std::int64_t>(index))
+            .bind(number(reference->tag))
+            .run();
+        return;
+    }
+    std::string date;
+    Statement row = connection_->statement(
+        fresh ? "INSERT INTO value(tag, attr, idx, v) VALUES(?, ?, ?, ?)"
+              : "INSERT OR REPLACE INTO value(tag, attr, idx, v) VALUES(?, ?, ?, ?)");
+    row.bind(number(tag)).bind(number(attribute)).bind(static_cast<std::int64_t>(index));
+    if (const auto* text = std::get_if<std::string>(&value))
+        row.bind(std::string_view(*text));
+    else if (const auto* integer = std::get_if<std::int64_t>(&value))
+        row.bind(*integer);
+    else if (const auto* real = std::get_if<double>(&value))
+        row.bind(*real);
+    else if (const auto* logical_value = std::get_if<bool>(&value))
+        row.bind(std::int64_t{*logical_value});
+    else {
+        date = storedDate(std::get<Date>(value).date);
+        row.bind(std::string_view(date));
+    }
+    row.run();
+}
+
+void Store::trim(tag_t tag, const Attribute& attribute, std::size_t from) {
+    connection_
+        ->statement(attribute.kind == Kind::Reference
+                        ? "DELETE FROM ref WHERE tag=? AND attr=? AND idx>=?"
+                        : "DELETE FROM value WHERE tag=? AND attr=? AND idx>=?")
+        .bind(number(tag))
+        .bind(number(attribute.handle))
+        .bind(static_cast<std::int64_t>(from))
+        .run();
+}
+
+void Store::erase(tag_t tag) {
+    for (const char* sql : {"DELETE FROM value WHERE tag=?", "DELETE FROM ref WHERE tag=?",
+                            "DELETE FROM checkout WHERE object=?", "DELETE FROM object WHERE tag=?"})
+        connection_->statement(sql).bind(number(tag)).run();
+}
+
+tag_t Store::newTag() {
+    if (next_tag_ == tags_end_) {
+        Statement row = connection_->statement(
+            "UPDATE meta SET value=value+?1 WHERE name='next_tag' AND value+?1<=2147483647 "
+            "RETURNING value");
+        row.bind(std::int64_t{tag_block_});
+        if (!row.step())
+            throw Failure(kStoreFailure, "The store has no tags left");
+        tags_end_ = tagOf(row.integer(0));
+        next_tag_ = tags_end_ - tag_block_;
+        row.run();
+        // Who makes much gets larger blocks.
+        tag_block_ = std::min<tag_t>(tag_block_ * 2, 4096);
+    }
+    return next_tag_++;
+}
+
+// ---- finding ----
+
+std::vector<Store::Referrer> Store::referrers(tag_t target) {
+    std::vector<Referrer> all;
+    Statement rows = connection_->statement(
+        "SELECT DISTINCT r.tag, r.attr, coalesce(o.type, 0) FROM ref r "
+        "LEFT JOIN object o ON o.tag=r.tag WHERE r.target=? ORDER BY r.tag, r.attr");
+    rows.bind(number(target));
+    while (rows.step())
+        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1)), tagOf(rows.integer(2))});
+    return all;
+}
+
+std::vector<Store::Referrer> Store::referrersBy(tag_t attribute, tag_t target) {
+    std::vector<Referrer> all;
+    Statement rows = connection_->statement(
+        "SELECT DISTINCT r.tag, o.type FROM ref r JOIN object o ON o.tag=r.tag "
+        "WHERE r.target=? AND r.attr=? ORDER BY r.tag");
+    rows.bind(number(target)).bind(number(attribute));
+    while (rows.step())
+        all.push_back({tagOf(rows.integer(0)), attribute, tagOf(rows.integer(1))});
+    return all;
+}
+
+std::vector<Store::Hit> Store::withText(tag_t attribute, std::string_view text) {
+    std::vector<Hit> all;
+    Statement rows = connection_->statement(
+        "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+        "WHERE v.attr=? AND v.v=? ORDER BY v.tag");
+    rows.bind(number(attribute)).bind(text);
+    while (rows.step())
+        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
+    return all;
+}
+
+std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& pattern) {
+    const std::size_t wildcard = pattern.find_first_of("*?");
+    if (wildcard == std::string::npos)
+        return withText(attribute, pattern);
+    // Brackets are no wildcards here.
+    std::string glob;
+    for (const char c : pattern)
+        glob += c == '[' ? "[[]" : std::string(1, c);
+    const std::string prefix = pattern.substr(0, wildcard);
+    // Everything that begins with the prefix sorts from the prefix up to the next text behind it.
+    std::string behind = prefix;
+    while (!behind.empty() && static_cast<unsigned char>(behind.back()) == 0xFF)
+        behind.pop_back();
+    std::vector<Hit> all;
+    auto collect = [&](Statement& rows) {
+        while (rows.step())
+            all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
+    };
+    if (behind.empty()) {
+        Statement rows = connection_->statement(
+            "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+            "WHERE v.attr=? AND v.v GLOB ?");
+        rows.bind(number(attribute)).bind(std::string_view(glob));
+        collect(rows);
+    } else {
+        behind.back() = static_cast<char>(static_cast<unsigned char>(behind.back()) + 1);
+        Statement rows = connection_->statement(
+            "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+            "WHERE v.attr=? AND v.v>=? AND v.v<? AND v.v GLOB ?");
+        rows.bind(number(attribute))
+            .bind(std::string_view(prefix))
+            .bind(std::string_view(behind))
+            .bind(std::string_view(glob));
+        collect(rows);
+    }
+    std::sort(all.begin(), all.end(), [](const Hit& a, const Hit& b) { return a.tag < b.tag; });
+    return all;
+}
+
+std::vector<tag_t> Store::ofType(tag_t type) {
+    std::vector<tag_t> all;
+    Statement rows = connection_->statement("SELECT tag FROM object WHERE type=? ORDER BY tag");
+    rows.bind(number(type));
+    while (rows.step())
+        all.push_back(tagOf(rows.integer(0)));
+    return all;
+}
+
+std::vector<Store::Hit> Store::everything() {
+    std::vector<Hit> all;
+    Statement rows = connection_->statement("SELECT tag, type FROM object ORDER BY tag");
+    while (rows.step())
+        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
+    return all;
+}
+
+std::vector<Store::StoredRelation> Store::relations(tag_t object, bool as_primary) {
+    const Class& relation = *model().findClass("Relation");
+    const std::int64_t primary = number(model().findAttribute(relation, "primary")->handle),
+                       secondary = number(model().findAttribute(relation, "secondary")->handle);
+    std::vector<StoredRelation> all;
+    Statement rows = connection_->statement(
+        "SELECT a.tag, b.target, v.v FROM ref a JOIN ref b ON b.tag=a.tag AND b.attr=? "
+        "JOIN value v ON v.tag=a.tag AND v.attr=? WHERE a.target=? AND a.attr=? ORDER BY a.tag");
+    rows.bind(as_primary ? secondary : primary)
+        .bind(number(model().findAttribute(relation, "relation_type")->handle))
+        .bind(number(object))
+        .bind(as_primary ? primary : secondary);
+    while (rows.step())
+        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1)), tagOf(rows.integer(2))});
+    return all;
+}
+
+std::int64_t Store::highestNumber(tag_t attribute) {
+    // Ids of six digits, zero-filled, sort as numbers; what is longer is looked at by itself.
+    std::int64_t highest = 0;
+    for (const char* sql :
+         {"SELECT v FROM value WHERE attr=? AND v>='0' AND v<':' AND length(v)=6 AND "
+          "v NOT GLOB '*[^0-9]*' ORDER BY v DESC LIMIT 1",
+          "SELECT max(CAST(v AS INTEGER)) FROM value WHERE attr=? AND v>='0' AND v<':' AND "
+          "length(v) BETWEEN 7 AND 18 AND v NOT GLOB '*[^0-9]*'"}) {
+        Statement row = connection_->statement(sql);
+        row.bind(number(attribute));
+        if (row.step() && !row.isNull(0))
+            highest = std::max(highest, static_cast<std::int64_t>(std::strtoll(
+                                            std::string(row.text(0)).c_str(), nullptr, 10)));
+    }
+    return highest;
+}
+
+// ---- transactions ----
+
+void Store::mayWrite(const void* owner) const {
+    if (batch_owner_ && batch_owner_ != owner)
+        throw Failure(kStoreFailure, "store " + path() + ": an import of another session is running");
+}
+
+void Store::beginBatch(const void* owner) {
+    if (batch_owner_)
+        throw Failure(kStoreFailure, "store " + path() + ": an import is running already");
+    loadAdditions();
+    connection_->statement("BEGIN IMMEDIATE").run();
+    batch_owner_ = owner;
+    // What others defined up to now is theirs; from here on it is the batch's.
+    loadAdditions();
+    batch_mark_ = model().mark();
+    batch_position_ = shared_->model_position;
+    next_tag_ = tags_end_ = 0;  // blocks taken inside go back with the rest
+}
+
+void Store::commitBatch() {
+    if (!batch_owner_)
+        throw Failure(kStoreFailure, "store " + path() + ": no import is running");
+    connection_->statement("COMMIT").run();
+    batch_owner_ = nullptr;
+}
+
+void Store::rollbackBatch() noexcept {
+    if (!batch_owner_)
+        return;
+    try {
+        if (connection_->inTransaction())
+            connection_->statement("ROLLBACK").run();
+        model().backTo(batch_mark_);
+    } catch (...) {
+        // Closing the connection undoes what is left.
+    }
+    shared_->model_position = batch_position_;
+    next_tag_ = tags_end_ = 0;
+    batch_owner_ = nullptr;
+}
+
+}  // namespace mervane

@@ -1,0 +1,189 @@
+#pragma once
+
+// A store: one database with its volume, its locks and its model. The only place that speaks SQL;
+// everything above works with objects and values.
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "workbench/model/model.h"
+#include "workbench/store/locks.h"
+#include "workbench/store/sqlite.h"
+#include "workbench/store/volume.h"
+
+namespace mervane {
+
+// One stored value as it is read; good until the next one.
+class Cell {
+public:
+    explicit Cell(const Statement& row) : row_(row) {}
+    Value as(Kind kind) const;
+
+private:
+    const Statement& row_;
+};
+
+class Store {
+public:
+    // Make a store that isn't there yet. Failure kStoreFailure; nothing is left then.
+    static void create(const std::string& path);
+    // ":memory:" makes a fresh one.
+    static std::shared_ptr<Store> open(const std::string& path);
+    // For one more session: a connection of its own to a store in a file, the same store in memory.
+    static std::shared_ptr<Store> again(const std::shared_ptr<Store>& store);
+    ~Store();
+    Store(const Store&) = delete;
+
+    const std::string& path() const { return shared_->path; }
+    bool inMemory() const { return shared_->in_memory; }
+    Model& model() { return shared_->model; }
+    Volume& volume() { return shared_->volume; }
+    Locks& locks() { return *shared_->locks; }
+
+    // ---- objects ----
+    // False: there is none. `head` gets type and version, `value` attribute, index and cell.
+    template <typename Head, typename Each>
+    bool load(tag_t tag, Head&& head, Each&& value);
+    // False: there is no object. Cheaper than loading it.
+    bool exists(tag_t tag);
+    tag_t typeOf(tag_t tag);  // handle; NULLTAG: there is no object
+    void insert(tag_t tag, tag_t type);
+    // Count one more save; false: the stored version is another one.
+    bool countSave(tag_t tag, std::int64_t version);
+    // `fresh`: there is no such row yet.
+    void write(tag_t tag, tag_t attribute, std::size_t index, const Value& value, bool fresh);
+    // Drop the elements from this index on.
+    void trim(tag_t tag, const Attribute& attribute, std::size_t from);
+    void erase(tag_t tag);
+    tag_t newTag();
+
+    // ---- finding; by tag ----
+    struct Referrer {
+        tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
+    };
+    std::vector<Referrer> referrers(tag_t target);
+    std::vector<Referrer> referrersBy(tag_t attribute, tag_t target);
+    struct Hit {
+        tag_t tag = NULLTAG, type = NULLTAG;
+    };
+    std::vector<Hit> withText(tag_t attribute, std::string_view text);
+    // A pattern of * and ?, compared with case.
+    std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
+    std::vector<tag_t> ofType(tag_t type);
+    std::vector<Hit> everything();
+    struct StoredRelation {
+        tag_t relation = NULLTAG, other = NULLTAG, relation_type = NULLTAG;
+    };
+    // The relations in which the object is primary, or secondary; `other` is the other end.
+    std::vector<StoredRelation> relations(tag_t object, bool as_primary);
+    // The highest number that an id of digits alone has.
+    std::int64_t highestNumber(tag_t attribute);
+
+    // ---- model ----
+    void addClass(const std::string& name, const std::string& parent,
+                  const std::vector<AttributeSpec>& attributes);
+    void addType(const std::string& name, const std::string& parent,
+                 const std::vector<AttributeSpec>& attributes);
+    void addRelationType(const std::string& name);
+    void addDatasetType(const std::string& name, const std::string& parent, const std::string& tool,
+                        const std::vector<std::string>& formats,
+                        const std::vector<std::string>& reference_names);
+
+    // ---- settings, rights, check-outs, registered ids ----
+    std::optional<std::vector<std::string>> preference(const std::string& name);
+    std::vector<std::pair<std::string, std::vector<std::string>>> preferences();
+    void setPreference(const std::string& name, const std::vector<std::string>& values);
+    void removePreference(const std::string& name);
+    std::vector<Right> rights();
+    std::vector<Right> rights(const std::string& privilege);
+    void addRight(const Right& right);
+    void removeRight(const Right& right);
+    struct CheckOutRow {
+        tag_t object = NULLTAG, user = NULLTAG;
+        std::string date, comment;
+    };
+    std::optional<CheckOutRow> checkOut(tag_t object);
+    std::vector<CheckOutRow> checkOuts();
+    // False: somebody has it already.
+    bool addCheckOut(const CheckOutRow& row);
+    void removeCheckOut(tag_t object);
+    bool isRegistered(const std::string& item_id);
+    void registerId(const std::string& item_id);
+    void unregisterId(const std::string& item_id);
+
+    // ---- transactions ----
+    Connection& connection() { return *connection_; }
+    // A long transaction of one session; others of this process that share the connection wait in
+    // vain: Failure kStoreFailure for their writes.
+    void beginBatch(const void* owner);
+    void commitBatch();
+    void rollbackBatch() noexcept;
+    bool inBatch() const { return batch_owner_ != nullptr; }
+    // Failure if another session's batch is open on this connection.
+    void mayWrite(const void* owner) const;
+
+    // ---- care ----
+    // `unsaved_files`: tags of files whose objects sessions of this process haven't saved yet.
+    std::vector<CheckFinding> check(bool repair, const std::vector<tag_t>& unsaved_files);
+    void backup(const std::string& path);
+
+private:
+    struct Shared {
+        std::string path;
+        bool in_memory;
+        Model model;
+        Volume volume;
+        std::shared_ptr<Locks> locks;
+        std::int64_t model_position = 0;  // last addition that the model knows
+        std::vector<Store*> askers;       // any of them can ask for additions
+        Shared(const std::string& store_path, bool memory)
+            : path(store_path), in_memory(memory), volume(memory ? "" : store_path + ".volume") {}
+    };
+    std::shared_ptr<Shared> shared_;
+    std::unique_ptr<Connection> connection_;
+    tag_t next_tag_ = 0, tags_end_ = 0;
+    tag_t tag_block_ = 16;
+    const void* batch_owner_ = nullptr;
+    Model::Mark batch_mark_;
+    std::int64_t batch_position_ = 0;
+
+    Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
+    static std::unique_ptr<Connection> connect(const std::string& path);
+    bool loadAdditions();
+    template <typename Steps>
+    void define(Steps&& steps);
+    void storeAddition(const char* kind, const std::string& name, const std::string& parent,
+                       const std::vector<AttributeSpec>& parts);
+    void applyAddition(const std::string& kind, const std::string& name, const std::string& parent,
+                       const std::vector<AttributeSpec>& parts);
+    void checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
+                    std::vector<CheckFinding>& findings);
+    void checkSessions(bool repair, std::vector<CheckFinding>& findings);
+    std::vector<tag_t> storedFiles();
+
+    static const char* const kLoad;
+};
+
+template <typename Head, typename Each>
+bool Store::load(tag_t tag, Head&& head, Each&& value) {
+    Statement rows = connection_->statement(kLoad);
+    rows.bind(std::int64_t{tag});
+    if (!rows.step())
+        return false;
+    // The first row is the object itself; values without one are damage that the check reports.
+    if (rows.integer(0) != 0)
+        return false;
+    head(static_cast<tag_t>(rows.integer(2)), rows.integer(1));
+    const Cell cell(rows);
+    while (rows.step())
+        value(static_cast<tag_t>(rows.integer(0)), static_cast<std::size_t>(rows.integer(1)), cell);
+    return true;
+}
+
+}  // namespace mervane

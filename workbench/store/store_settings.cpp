@@ -1,0 +1,168 @@
+#include "workbench/store/store.h"
+
+// Preferences, rights, check-outs and registered ids.
+
+namespace mervane {
+
+// ---- preferences: a row with index -1 says that it exists, the values follow ----
+
+std::optional<std::vector<std::string>> Store::preference(const std::string& name) {
+    Statement rows =
+        connection_->statement("SELECT idx, value FROM preference WHERE name=? ORDER BY idx");
+    rows.bind(std::string_view(name));
+    if (!rows.step())
+        return std::nullopt;
+    std::vector<std::string> values;
+    while (rows.step())
+        values.emplace_back(rows.text(1));
+    return values;
+}
+
+std::vector<std::pair<std::string, std::vector<std::string>>> Store::preferences() {
+    std::vector<std::pair<std::string, std::vector<std::string>>> all;
+    Statement rows =
+        connection_->statement("SELECT name, idx, value FROM preference ORDER BY name, idx");
+    while (rows.step()) {
+        if (rows.integer(1) < 0)
+            all.emplace_back(std::string(rows.text(0)), std::vector<std::string>());
+        else if (!all.empty())
+            all.back().second.emplace_back(rows.text(2));
+    }
+    return all;
+}
+
+void Store::setPreference(const std::string& name, const std::vector<std::string>& values) {
+    Transaction transaction(*connection_);
+    removePreference(name);
+    const auto insert = [&](std::int64_t index, std::string_view value) {
+        connection_->statement("INSERT INTO preference VALUES(?, ?, ?)")
+            .bind(std::string_view(name))
+            .bind(index)
+            .bind(value)
+            .run();
+    };
+    insert(-1, "");
+    for (std::size_t i = 0; i < values.size(); ++i)
+        insert(static_cast<std::int64_t>(i), values[i]);
+    transaction.commit();
+}
+
+void Store::removePreference(const std::string& name) {
+    connection_->statement("DELETE FROM preference WHERE name=?").bind(std::string_view(name)).run();
+}
+
+// ---- rights ----
+
+namespace {
+Right rightOf(const Statement& row) {
+    return {std::string(row.text(0)), std::string(row.text(1)), std::string(row.text(2)),
+            std::string(row.text(3)), std::string(row.text(4)), row.integer(5) != 0};
+}
+
+Statement& bindRight(Statement& row, const Right& right) {
+    return row.bind(std::string_view(right.subject_kind))
+        .bind(std::string_view(right.subject))
+        .bind(std::string_view(right.scope_kind))
+        .bind(std::string_view(right.scope))
+        .bind(std::string_view(right.privilege))
+        .bind(std::int64_t{right.allowed});
+}
+}  // namespace
+
+std::vector<Right> Store::rights() {
+    std::vector<Right> all;
+    Statement rows = connection_->statement(
+        "SELECT subject_kind, subject, scope_kind, scope, privilege, allowed FROM rights "
+        "ORDER BY position");
+    while (rows.step())
+        all.push_back(rightOf(rows));
+    return all;
+}
+
+std::vector<Right> Store::rights(const std::string& privilege) {
+    std::vector<Right> all;
+    Statement rows = connection_->statement(
+        "SELECT subject_kind, subject, scope_kind, scope, privilege, allowed FROM rights "
+        "WHERE privilege=? ORDER BY position");
+    rows.bind(std::string_view(privilege));
+    while (rows.step())
+        all.push_back(rightOf(rows));
+    return all;
+}
+
+void Store::addRight(const Right& right) {
+    Transaction transaction(*connection_);
+    removeRight(right);
+    {
+        Statement row = connection_->statement(
+            "INSERT INTO rights(subject_kind, subject, scope_kind, scope, privilege, allowed) "
+            "VALUES(?, ?, ?, ?, ?, ?)");
+        bindRight(row, right).run();
+    }
+    transaction.commit();
+}
+
+void Store::removeRight(const Right& right) {
+    Statement row = connection_->statement(
+        "DELETE FROM rights WHERE subject_kind=? AND subject=? AND scope_kind=? AND scope=? AND "
+        "privilege=? AND allowed=?");
+    bindRight(row, right).run();
+}
+
+// ---- check-outs ----
+
+std::optional<Store::CheckOutRow> Store::checkOut(tag_t object) {
+    Statement row =
+        connection_->statement("SELECT object, user, date, comment FROM checkout WHERE object=?");
+    row.bind(std::int64_t{object});
+    if (!row.step())
+        return std::nullopt;
+    return CheckOutRow{static_cast<tag_t>(row.integer(0)), static_cast<tag_t>(row.integer(1)),
+                       std::string(row.text(2)), std::string(row.text(3))};
+}
+
+std::vector<Store::CheckOutRow> Store::checkOuts() {
+    std::vector<CheckOutRow> all;
+    Statement rows =
+        connection_->statement("SELECT object, user, date, comment FROM checkout ORDER BY object");
+    while (rows.step())
+        all.push_back({static_cast<tag_t>(rows.integer(0)), static_cast<tag_t>(rows.integer(1)),
+                       std::string(rows.text(2)), std::string(rows.text(3))});
+    return all;
+}
+
+bool Store::addCheckOut(const CheckOutRow& row) {
+    connection_->statement("INSERT INTO checkout VALUES(?, ?, ?, ?) ON CONFLICT DO NOTHING")
+        .bind(std::int64_t{row.object})
+        .bind(std::int64_t{row.user})
+        .bind(std::string_view(row.date))
+        .bind(std::string_view(row.comment))
+        .run();
+    return connection_->changes() == 1;
+}
+
+void Store::removeCheckOut(tag_t object) {
+    connection_->statement("DELETE FROM checkout WHERE object=?").bind(std::int64_t{object}).run();
+}
+
+// ---- registered ids ----
+
+bool Store::isRegistered(const std::string& item_id) {
+    Statement row = connection_->statement("SELECT 1 FROM registry WHERE item_id=?");
+    row.bind(std::string_view(item_id));
+    return row.step();
+}
+
+void Store::registerId(const std::string& item_id) {
+    connection_->statement("INSERT OR IGNORE INTO registry VALUES(?)")
+        .bind(std::string_view(item_id))
+        .run();
+}
+
+void Store::unregisterId(const std::string& item_id) {
+    connection_->statement("DELETE FROM registry WHERE item_id=?")
+        .bind(std::string_view(item_id))
+        .run();
+}
+
+}  // namespace mervane
