@@ -41,8 +41,8 @@ void Store::backup(const std::string& path) {
         copy.makeDirectory();
         std::vector<tag_t> files;
         {
-            std::shared_ptr<Store> reader(new Store(std::make_shared<Shared>(part, false),
-                                                    connect(part)));
+            std::shared_ptr<Store> reader(
+                new Store(std::make_shared<Shared>(part, false), connect(part)));
             reader->loadAdditions();
             files = reader->storedFiles();
         }

@@ -53,9 +53,8 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
         rows.run();
         for (const tag_t type : types)
             if (!model().typeOf(type))
-                findings.push_back(
-                    {true, "objects of the type with handle " + std::to_string(type) +
-                               ", which isn't defined"});
+                findings.push_back({true, "objects of the type with handle " +
+                                              std::to_string(type) + ", which isn't defined"});
     }
     {
         Statement rows = connection_->statement(
@@ -73,7 +72,8 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
             "SELECT coalesce(max(tag), 0) FROM object "
             "WHERE tag>=(SELECT value FROM meta WHERE name='next_tag')");
         if (row.step() && row.integer(0) != 0)
-            findings.push_back({true, shownTag(row.integer(0)) + " has a tag that isn't given yet"});
+            findings.push_back(
+                {true, shownTag(row.integer(0)) + " has a tag that isn't given yet"});
     }
     checkFiles(repair, unsaved_files, findings);
     checkSessions(repair, findings);
@@ -110,10 +110,9 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
             });
         const FileFacts facts = volume().facts(tag);
         if (has_size && std::get<std::int64_t>(size) != facts.byte_size)
-            findings.push_back({true, name + " has " + std::to_string(facts.byte_size) +
-                                          " bytes in the volume, " +
-                                          std::to_string(std::get<std::int64_t>(size)) +
-                                          " were stored"});
+            findings.push_back(
+                {true, name + " has " + std::to_string(facts.byte_size) + " bytes in the volume, " +
+                           std::to_string(std::get<std::int64_t>(size)) + " were stored"});
         else if (has_sum && std::get<std::string>(sum) != facts.sha256)
             findings.push_back({true, name + " has other contents in the volume than were stored"});
     }
@@ -144,17 +143,16 @@ void Store::checkSessions(bool repair, std::vector<CheckFinding>& findings) {
     for (const Locks::Held& held : locks().held())
         if (!held.owner.alive)
             findings.push_back({false, "lock on " + shownTag(held.object) +
-                                           " of a session that has ended (user " +
-                                           held.owner.user + ", process " +
-                                           std::to_string(held.owner.process) + ")" +
+                                           " of a session that has ended (user " + held.owner.user +
+                                           ", process " + std::to_string(held.owner.process) + ")" +
                                            (repair ? "; removed" : "")});
     if (repair)
         locks().reclaim();
     Statement rows = connection_->statement(
         "SELECT object FROM checkout WHERE object NOT IN (SELECT tag FROM object)");
     while (rows.step())
-        findings.push_back({true, "check-out of " + shownTag(rows.integer(0)) +
-                                      ", which isn't stored"});
+        findings.push_back(
+            {true, "check-out of " + shownTag(rows.integer(0)) + ", which isn't stored"});
 }
 
 }  // namespace mervane

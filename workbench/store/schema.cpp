@@ -60,9 +60,9 @@ int storedVersion(Connection& connection) {
         if (!known.step() || !known.step())
             return 0;
     }
-    Statement version =
-        connection.statement("SELECT value FROM meta WHERE name='schema_version' AND "
-                             "EXISTS (SELECT 1 FROM meta WHERE name='format' AND value='mervane')");
+    Statement version = connection.statement(
+        "SELECT value FROM meta WHERE name='schema_version' AND "
+        "EXISTS (SELECT 1 FROM meta WHERE name='format' AND value='mervane')");
     return version.step() ? static_cast<int>(version.integer(0)) : 0;
 }
 

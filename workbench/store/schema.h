@@ -12,8 +12,8 @@ inline constexpr int kSchemaVersion = 2;
 
 // Make the tables of a new store. Requires: a transaction.
 void createSchema(Connection& connection);
-// Bring an older store to this version, in one transaction. Failure kStoreFailure for a newer one or
-// for a file that is no store.
+// Bring an older store to this version, in one transaction. Failure kStoreFailure for a newer one
+// or for a file that is no store.
 void upgradeSchema(Connection& connection);
 
 }  // namespace mervane

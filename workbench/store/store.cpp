@@ -237,8 +237,9 @@ void Store::trim(tag_t tag, const Attribute& attribute, std::size_t from) {
 }
 
 void Store::erase(tag_t tag) {
-    for (const char* sql : {"DELETE FROM value WHERE tag=?", "DELETE FROM ref WHERE tag=?",
-                            "DELETE FROM checkout WHERE object=?", "DELETE FROM object WHERE tag=?"})
+    for (const char* sql :
+         {"DELETE FROM value WHERE tag=?", "DELETE FROM ref WHERE tag=?",
+          "DELETE FROM checkout WHERE object=?", "DELETE FROM object WHERE tag=?"})
         connection_->statement(sql).bind(number(tag)).run();
 }
 
@@ -388,7 +389,8 @@ std::int64_t Store::highestNumber(tag_t attribute) {
 
 void Store::mayWrite(const void* owner) const {
     if (batch_owner_ && batch_owner_ != owner)
-        throw Failure(kStoreFailure, "store " + path() + ": an import of another session is running");
+        throw Failure(kStoreFailure,
+                      "store " + path() + ": an import of another session is running");
 }
 
 void Store::beginBatch(const void* owner) {

@@ -81,7 +81,9 @@ void Store::storeAddition(const char* kind, const std::string& name, const std::
     {
         Statement row = connection_->statement(
             "INSERT INTO model(kind, name, parent) VALUES(?, ?, ?) RETURNING position");
-        row.bind(std::string_view(kind)).bind(std::string_view(name)).bind(std::string_view(parent));
+        row.bind(std::string_view(kind))
+            .bind(std::string_view(name))
+            .bind(std::string_view(parent));
         if (row.step())
             position = row.integer(0);
         row.run();

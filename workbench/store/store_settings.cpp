@@ -48,7 +48,9 @@ void Store::setPreference(const std::string& name, const std::vector<std::string
 }
 
 void Store::removePreference(const std::string& name) {
-    connection_->statement("DELETE FROM preference WHERE name=?").bind(std::string_view(name)).run();
+    connection_->statement("DELETE FROM preference WHERE name=?")
+        .bind(std::string_view(name))
+        .run();
 }
 
 // ---- rights ----

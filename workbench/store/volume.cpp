@@ -121,8 +121,8 @@ FileFacts placeFile(const std::string& directory, const std::string& place, Fill
     static std::atomic<unsigned> counter{0};
     const std::string temporary =
         directory + "/new-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-    Descriptor out(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC,
-                          0644));
+    Descriptor out(
+        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
     if (!out)
         fail(temporary, "can't be made");
     FileFacts facts;
@@ -149,7 +149,8 @@ FileFacts placeFile(const std::string& directory, const std::string& place, Fill
 }  // namespace
 
 Volume::Volume(std::string directory)
-    : directory_(std::move(directory)), temporary_(directory_.empty()) {}
+    : directory_(std::move(directory)), temporary_(directory_.empty()) {
+}
 
 Volume::~Volume() {
     if (temporary_ && !directory_.empty()) {
