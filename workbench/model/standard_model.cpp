@@ -97,9 +97,9 @@ void defineDatasets(Model& model) {
     // references are parallel.
     model.addClass("DatasetAnchor", "Instance", {references("revisions")});
     model.addClass("Dataset", "WorkspaceObject",
-                   {reference("dataset_anchor"), text("dataset_tool", kIdLength),
-                    text("dataset_format", kShortName), texts("ref_names", kShortName),
-                    integers("ref_kinds"), references("ref_list")});
+                   {reference("anchor"), integer("version_no"), texts("ref_names", kShortName),
+                    references("ref_list"), integers("ref_types"), text("tool", kIdLength),
+                    text("format", kShortName)});
     model.addClass("VaneFile", "Instance",
                    {text("original_file_name", 132), integer("byte_size"), text("sha256", 64),
                     integer("file_type")});
@@ -124,25 +124,21 @@ void defineStructures(Model& model) {
     model.addClass("STRBOMViewRevision", "WorkspaceObject",
                    {reference("bom_view"), reference("parent_revision")});
     // Numbers and quantities are texts, as people type them. Notes are two parallel lists.
-    model.addClass(
-        "Occurrence", "Instance",
-        {reference("parent_bvr"), reference("child_revision"), text("quantity", kIdLength),
-         text("sequence_no", 64), texts("note_types", kIdLength), texts("note_texts", 1024),
-         integer("order_no")});
-    model.addClass("NoteType", "Instance", {text("name", kIdLength)});
+    model.addClass("STROccurrence", "Instance",
+                   {reference("parent_bvr"), reference("child"), text("quantity", kIdLength),
+                    text("seq_no", 64), texts("note_names", kIdLength), texts("note_values", 1024),
+                    integer("order_no")});
     model.addClass("NoteType", "Instance", {text("note_name", kIdLength)});
     // The type name of the lines in a BOM window; none is ever stored.
     model.addClass("BOMLine", "Instance", {});
 }
 
 void defineWorkflow(Model& model) {
-    model.addClass("ProcessTemplate", "WorkspaceObject",
-                   {text("name", kIdLength), texts("task_names", kIdLength)});
-    model.addClass("Process", "WorkspaceObject",
-                   {text("name", kIdLength), text("description", kDescriptionLength),
-                    reference("process_template"), references("attachments"),
+    model.addClass("FLOWTemplate", "WorkspaceObject", {texts("task_names", kIdLength)});
+    model.addClass("FLOWProcess", "WorkspaceObject",
+                   {reference("process_template"), references("attachments"),
                     integers("attachment_types"), references("tasks")});
-    model.addClass("FLOWTask", "WorkspaceObject", {text("name", kIdLength), reference("process")});
+    model.addClass("FLOWTask", "WorkspaceObject", {reference("process")});
 }
 
 }  // namespace
