@@ -9,115 +9,133 @@ extern "C" {
 
 // ---- log ----
 
-// Line at the indentation of the moment; no length limit.
+// A line at the indentation of the moment, of any length; both numbers are 1 and mean trace level.
+// Format as in printf; a null text shows as "(null)". Line breaks at the end are reduced to one.
+// Never fails: what can't be written is dropped. The same holds for the next four.
 KELD_BASE_API void KELD_LOG(int p1 /*1*/, int p2 /*1*/, const char* format, ...);
 
-// Line at trace level, indented.
+// A line at trace level (3).
 KELD_BASE_API void KELD_TRACE(const char* format, ...);
 
-// Line at debug level.
+// A line at debug level (4).
 KELD_BASE_API void KELD_DEBUG(const char* format, ...);
 
-// Line at warning level.
+// A line at warning level (2); it reaches the file at once.
 KELD_BASE_API void KELD_WARNING(const char* format, ...);
 
-// Line at error level.
+// A line at error level (1); it reaches the file at once.
 KELD_BASE_API void KELD_ERROR(const char* format, ...);
 
-// One step more indentation; counter process-wide.
+// One step more indentation. The counter is the process's.
 KELD_BASE_API void KELD_IncTraceSpaces(void);
 
-// One step less.
+// One step less; never below none.
 KELD_BASE_API void KELD_DecTraceSpaces(void);
 
-// Text as it stands, never a format.
+// A text as it stands, never taken as a format, at every level and without time or indentation; a
+// line break is added if there is none. Null is left out.
 KELD_BASE_API void KELD_PRINTLOG(const char* text);
 
-// Line of the version report.
+// A line of the version report: to standard output, and to the log at trace level.
 KELD_BASE_API void KELD_PRINT_VERINFO(const char* format, ...);
 
-// Path or null; not to be freed.
+// Path of the log file; null if it can't be opened. Writes what is waiting. Not to be freed; good
+// for the life of the process.
 KELD_BASE_API const char* KELD_GetLogFilePath(void);
 
-// Level, may be negative.
+// The level: lines above it are not written. 3 at the start unless KELD_LOG_LEVEL in the
+// environment says otherwise; any integer, 0 or less writes nothing.
 KELD_BASE_API int KELD_GetLogLevel(void);
 
-// In force from the next line on.
+// Set the level, from the next line on; any integer is kept unchanged.
 KELD_BASE_API void KELD_SetLogLevel(int level);
 
 // ---- configuration ----
 
-// Configuration directory without trailing separator; not to be freed.
+// Configuration directory without a separator at its end: KELD_CFG_PATH of the environment, else
+// the current directory. Never null; not to be freed; good until the next call.
 KELD_BASE_API const char* KELD_GetCfgPath(void);
 
-// Value of an INI file or the default.
+// Value of a key in a section of an INI file, else the default (null counts as empty). At most 1024
+// bytes and the terminator; a longer value is cut with a warning. Section and key are compared
+// without regard to case. A file that can't be read has no values.
 KELD_BASE_API void KELD_GetProfileString(const char* section, const char* key, char* out /*1025*/,
                                          const char* defaultValue, const char* file);
 
-// Value as integer or the default.
+// The value as a decimal integer; 0 if the key is there without digits, the default if there is no
+// key.
 KELD_BASE_API int KELD_GetProfileInt(const char* section, const char* key, int defaultValue,
                                      const char* file);
 
-// Value of the process's settings store or the default; defaultValue may be out itself, which then
-// stays as it is.
+// Value of the process's own settings, else the default, into 1025 bytes as KELD_GetProfileString.
+// `defaultValue` may be `out` itself, which then stays as it is if there is no value.
 KELD_BASE_API void KELD_GetIniString(const char* section, const char* key, char* out /*1025*/,
                                      const char* defaultValue);
 
-// Value or default.
+// The value of the process's own settings as KELD_GetProfileInt.
 KELD_BASE_API int KELD_GetIniInt(const char* section, const char* key, int defaultValue);
 
-// Fill section prefName anew from "key=value" lines, replacing an earlier content; values stay the
-// caller's.
+// Fill the section `prefName` of the process's settings from lines "key=value", in place of an
+// earlier content; lines without "=" are left out with a warning, comments and blank lines without.
+// The values stay the caller's. `storeName` names the origin in the log, `flag` has no effect.
 KELD_BASE_API void KELD_CreateProfileFromPref(
     const char* prefName, int count, char** values,
     const char* storeName /*"KELD_ConvertedBaseIniSettings"*/, int flag /*0*/);
 
-// Drop what was so filled, but only while KELD_IsLocPrefCacheDisabled() is true.
+// Drop the sections so filled, but only while KELD_IsLocPrefCacheDisabled() is true.
 KELD_BASE_API void KELD_DeletePrefProfile(void);
 
-// True: read preferences anew on every call.
+// True: preferences are to be read anew on every call. KELD_DISABLE_LOCPREF_CACHE of the
+// environment is neither empty nor "0"; looked at on each call.
 KELD_BASE_API logical KELD_IsLocPrefCacheDisabled(void);
 
 // ---- text ----
 
-// Lower case in place.
+// Turn ASCII letters to lower case in place; null is allowed.
 KELD_BASE_API void KELD_StringToLower(char* text);
 
-// Clean a name in place, never longer than before.
+// Take control characters, \ / : * ? " < > | and blanks at both ends out of a name, in place; never
+// longer than before. Null is allowed.
 KELD_BASE_API void KELD_KillExtraChars(char* text);
 
 }  // extern "C"
 
-class CKELD_ParamLine {  // no destructor, no virtual operation
+// A text that is split by a separator. An empty part between two separators counts and is empty; an
+// empty text has no part, and none follows a separator at the end. No destructor, no virtual
+// operation.
+class CKELD_ParamLine {
 public:
-    KELD_BASE_API CKELD_ParamLine(const char* text,
-                                  char separator);  // text up to 1024 characters, longer is cut
+    // Copies the text, at most 1024 bytes; a longer one is cut with a warning. Null counts as
+    // empty.
+    KELD_BASE_API CKELD_ParamLine(const char* text, char separator);
     CKELD_ParamLine(const CKELD_ParamLine&) = default;
-    KELD_SE_API CKELD_ParamLine& operator=(
-        const CKELD_ParamLine& other);  // defined and exported by libkeld_se: bytewise copy
-    KELD_BASE_API int GetParamString(
-        int index,
-        char* const
-            out /*1025*/);  // 1: out holds parameter index; 0: none (also index < 0), out unchanged
+    // Bytewise copy; defined and exported by libkeld_se.
+    KELD_SE_API CKELD_ParamLine& operator=(const CKELD_ParamLine& other);
+    // Returns: 1, and the part of this index (from 0) in `out`; 0 if there is none or the index is
+    // negative: `out` then keeps what it held. Blanks stay.
+    KELD_BASE_API int GetParamString(int index, char* const out /*1025*/);
+
 private:
     char m_sLine[1025];
     char m_cSeparator;
 };
 
-class CKELD_String {  //
+class CKELD_String {
 public:
     CKELD_String() = default;
     CKELD_String(const CKELD_String&) = default;
-    KELD_SE_API CKELD_String& operator=(
-        const CKELD_String& other);                         // defined and exported by libkeld_se
-    KELD_BASE_API static void string_to_lower(char* text);  // lower case in place
+    // Defined and exported by libkeld_se; there is nothing to copy.
+    KELD_SE_API CKELD_String& operator=(const CKELD_String& other);
+    // Turn ASCII letters to lower case in place; null is allowed.
+    KELD_BASE_API static void string_to_lower(char* text);
 };
 
-class CKELD_Datum {  // only copied here
+// A date as a value.
+class CKELD_Datum {
 public:
     CKELD_Datum() = default;
     CKELD_Datum(const CKELD_Datum&) = default;
-    KELD_SE_API CKELD_Datum& operator=(
-        const CKELD_Datum& other);  // defined and exported by libkeld_se: bytewise copy
+    // Bytewise copy; defined and exported by libkeld_se.
+    KELD_SE_API CKELD_Datum& operator=(const CKELD_Datum& other);
     date_s m_dsDate{};
 };

@@ -1,16 +1,21 @@
 #pragma once
 
-// CKO_: access and check-out
+// CKO_: check-out.
+// What holds for every call stands in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
 
 extern "C" {
 
-// Checked out by anybody.
+// Whether anybody has the object checked out, this user included. A BOM line is checked out when
+// what it shows is.
+// Returns: 0 with the answer in `checkedOut`; a failing status for an unknown object.
 MV_API int CKO_is_checked_out(tag_t object, logical* checkedOut);
 
-// 0 if check-out lets this user change the object.
+// Does check-out let this user change the object.
+// Returns: 0 if nobody has it checked out, or this user; a failing status if another user has (the
+// text names the user) or for an unknown object.
 MV_API int CKO_assert_object_modifiable(tag_t object);
 
 }  // extern "C"

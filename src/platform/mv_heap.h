@@ -1,19 +1,22 @@
 #pragma once
 
-// HEAP_: memory, no statuses
+// HEAP_: the memory that is handed out.
+// What holds for every call stands in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
 
 extern "C" {
 
-// Null if there is no memory.
+// A block of `size` bytes, not cleared; a size of 0 gives a block too. Null if there is no memory.
+// Frees: the receiver, with HEAP_free.
 MV_API void* HEAP_alloc(size_t size);
 
-// Null pointer: as HEAP_alloc; null result leaves the old block.
+// Change the size of a block, keeping its contents; a null pointer: as HEAP_alloc. A null result
+// means no memory and leaves the old block as it is.
 MV_API void* HEAP_realloc(void* pointer, size_t size);
 
-// Give a block back; null is allowed.
+// Give a block of this heap back; null is allowed.
 MV_API void HEAP_free(void* pointer);
 
 }  // extern "C"

@@ -1,13 +1,15 @@
 #pragma once
 
-// MV_: memory, no statuses
+// MV_: the same for arrays of strings.
+// What holds for every call stands in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
 
 extern "C" {
 
-// Free the strings up to the null entry, then the array; never on static data.
+// Free the strings of an array up to its null entry, then the array; null is allowed. Requires:
+// array and strings are blocks of the heap, never static data.
 MV_API void MV_free_strings(char** strings);
 
 }  // extern "C"

@@ -1,6 +1,23 @@
 #pragma once
 
-// Basic types and constants of the platform interface.
+// Basic types and constants of the platform interface, and the rules of its calls.
+//
+// The following holds for every call that returns a status, unless the call says otherwise.
+// - 0 (QSK_ok) is success. On any other status every out parameter keeps what the caller put there
+//   and nothing is handed out; the error stack has an entry whose text names the object, the
+//   operation and the reason.
+// - NULLTAG and unknown tags as object, and null pointers where a value or a place for one is
+//   needed, give a failing status.
+// - What is handed out through a pointer to a pointer is one block of the platform's heap, given
+//   back with HEAP_free. An empty list is count 0 and a null pointer. An array of strings is one
+//   block of count + 1 pointers, the last one null, and a block for each string.
+// - A buffer of the caller has the size in bytes that stands in a comment behind it, terminator
+//   included. The call writes the text and one terminator; it never fills up the rest and never
+//   writes past the size.
+// - Texts are UTF-8 and measured in bytes. What is passed in stays the caller's.
+// - The modify lock belongs to the session and isn't counted. A stored object is written under its
+//   lock; a new one, a new relation and a BOM line without. A call that takes a lock says so; a
+//   failing call leaves the locks as they are.
 
 #include <cstddef>
 #include <cstdint>
@@ -8,7 +25,7 @@
 
 typedef uint32_t tag_t;      // object, class, attribute, relation type, type
 typedef bool logical;        // one byte
-typedef tag_t* vectorTag_t;  // array of tags owned by the caller (pack and resequence)
+typedef tag_t* vectorTag_t;  // array of tags owned by the caller
 
 struct date_s {     // 8 bytes, the last one padding: compare by field
     int16_t year;   // full year
@@ -24,7 +41,7 @@ struct rel_entry_s {         // relation list entry, five 32-bit fields
     uint32_t user_data;      // not read
 };
 
-struct ItemDescription {  // record of ENT_describe (rename entries)
+struct ItemDescription {  // record of ENT_describe
     char name[129];
     char description[241];
 };
@@ -39,6 +56,6 @@ inline constexpr int DBO_in_ds_and_db = 9003;  // mode of DBO_referencers_of_ins
 inline constexpr int ERR_severity_error = 3;   // the only severity in use
 inline constexpr int MV_preference_site = 4;   // preference scope; 0 is no particular scope
 #ifndef TRUE
-#define TRUE true  // as written at sites of the dataset upload
+#define TRUE true  // as traced calls write them
 #define FALSE false
 #endif
