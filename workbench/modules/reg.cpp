@@ -1,0 +1,62 @@
+// REG_: the registry of item ids. A store has one, which holds for every site number.
+
+#include "platform/mv_reg.h"
+
+#include "workbench/modules/support.h"
+#include "workbench/store/store.h"
+
+using namespace mervane;
+
+namespace {
+
+std::string checkedId(const char* item_id) {
+    need(item_id, "itemId");
+    if (*item_id == '\0')
+        throw Failure(kBadValue, "an empty item id can't be registered");
+    if (std::string_view(item_id).size() >= kNameSize)
+        throw Failure(kTooLong, "an item id has at most 128 characters");
+    return item_id;
+}
+
+}  // namespace
+
+extern "C" {
+
+int REG_is_item_id_registered(const char* itemId, int* registered, int siteId) {
+    return call(
+        "REG_is_item_id_registered",
+        [&] {
+            need(itemId, "itemId");
+            need(registered, "registered");
+            *registered = currentSession().store().isRegistered(itemId) ? 1 : 0;
+        },
+        itemId, registered, siteId);
+}
+
+int REG_register_item_id(const char* itemId, int siteId) {
+    return call(
+        "REG_register_item_id",
+        [&] {
+            const std::string id = checkedId(itemId);
+            Store& store = currentSession().store();
+            if (store.isRegistered(id))
+                throw Failure(kDuplicateId, "the item id " + id + " is registered already");
+            store.registerId(id);
+        },
+        itemId, siteId);
+}
+
+int REG_unregister_item_id(const char* itemId, int siteId) {
+    return call(
+        "REG_unregister_item_id",
+        [&] {
+            const std::string id = checkedId(itemId);
+            Store& store = currentSession().store();
+            if (!store.isRegistered(id))
+                throw Failure(kBadValue, "the item id " + id + " is not registered");
+            store.unregisterId(id);
+        },
+        itemId, siteId);
+}
+
+}  // extern "C"
