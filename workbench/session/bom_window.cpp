@@ -187,6 +187,28 @@ void BomWindows::save(tag_t tag) {
     giveUp();
 }
 
+namespace {
+
+// The lock of the view revision stands for those of its occurrences, of which there are many.
+class WrittenUnderTheView {
+public:
+    ~WrittenUnderTheView() {
+        for (Object* object : objects_)
+            object->locked = false;
+    }
+    void add(Object& object) {
+        if (object.locked)
+            return;
+        object.locked = true;
+        objects_.push_back(&object);
+    }
+
+private:
+    std::vector<Object*> objects_;
+};
+
+}  // namespace
+
 void BomWindows::store(const std::vector<OccurrenceValues*>& changed) {
     std::vector<Object*> objects;
     try {
@@ -208,6 +230,9 @@ void BomWindows::store(const std::vector<OccurrenceValues*>& changed) {
             session_.put(object, "note_names", std::move(names));
             session_.put(object, "note_values", std::move(texts));
         }
+        WrittenUnderTheView written;
+        for (Object* object : objects)
+            written.add(*object);
         session_.save(objects);
     } catch (...) {
         for (Object* object : objects)

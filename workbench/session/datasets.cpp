@@ -1,6 +1,7 @@
 #include "workbench/session/datasets.h"
 
 #include <algorithm>
+#include <deque>
 #include <set>
 
 #include "workbench/store/store.h"
@@ -59,7 +60,7 @@ void setReferences(Session& session, Object& dataset, const std::vector<NamedRef
 // Take the lock unless the session has it; give up at the end what was taken here.
 class Locked {
 public:
-    Locked(Session& session, Object& object) : session_(session), object_(object) {
+    Locked(Session& session, Object& object) : session_(session), tag_(object.tag) {
         if (object.locked || object.isNew())
             return;
         session.refresh(object, true);
@@ -69,7 +70,8 @@ public:
         if (!taken_)
             return;
         try {
-            session_.refresh(object_, false);
+            if (Object* object = session_.tryObject(tag_))
+                session_.refresh(*object, false);
         } catch (const Failure&) {
             // The lock ends with the session at the latest.
         }
@@ -78,7 +80,7 @@ public:
 
 private:
     Session& session_;
-    Object& object_;
+    tag_t tag_;
     bool taken_ = false;
 };
 
@@ -126,7 +128,8 @@ std::vector<tag_t> ownFiles(Session& session, const std::vector<tag_t>& datasets
 
 // Relations, folders and whatever else showed the version before show the new one. What belongs to
 // the versions themselves stays, and a process keeps what it was started on.
-std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to) {
+std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to,
+                                    std::deque<Locked>& locks) {
     std::vector<Object*> moved;
     for (const auto& referrer : session.referrers(from)) {
         Object* object = session.tryObject(referrer.tag);
@@ -134,12 +137,14 @@ std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to) {
             object->isA(classNamed(session, "DatasetAnchor")) ||
             object->isA(classNamed(session, "FLOWProcess")))
             continue;
+        if (std::find(moved.begin(), moved.end(), object) == moved.end()) {
+            locks.emplace_back(session, *object);
+            moved.push_back(object);
+        }
         const Attribute& attribute = session.attribute(*object, referrer.attribute);
         Values values = session.field(*object, attribute).values;
         std::replace(values.begin(), values.end(), Value(Reference{from}), Value(Reference{to}));
         session.put(*object, attribute.name, std::move(values));
-        if (std::find(moved.begin(), moved.end(), object) == moved.end())
-            moved.push_back(object);
     }
     return moved;
 }
@@ -218,7 +223,8 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
     Object& newest =
         datasetObject(session, latestVersion(session, datasetObject(session, dataset)));
     Object& anchor = session.object(datasetAnchor(session, newest));
-    Locked lock(session, anchor);
+    std::deque<Locked> locks;
+    locks.emplace_back(session, anchor);
     Object& version = session.create(*newest.type);
     std::vector<Object*> changed{&anchor, &version};
     try {
@@ -232,7 +238,7 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
         Values versions = session.values(anchor, "revisions");
         versions.push_back(Reference{version.tag});
         session.put(anchor, "revisions", std::move(versions));
-        const auto moved = moveReferences(session, newest.tag, version.tag);
+        const auto moved = moveReferences(session, newest.tag, version.tag, locks);
         changed.insert(changed.end(), moved.begin(), moved.end());
         session.save(changed);
     } catch (...) {
@@ -249,9 +255,14 @@ tag_t addFile(Session& session, tag_t dataset, const std::string& reference_name
     checkReferenceName(session, object, reference_name);
     Locked lock(session, object);
     Object& file = importFile(session, path, original_name, 0);
-    addReference(session, object, {reference_name, kFileReference, file.tag});
-    Object* const both[] = {&file, &object};
-    session.save(both);
+    try {
+        addReference(session, object, {reference_name, kFileReference, file.tag});
+        Object* const both[] = {&file, &object};
+        session.save(both);
+    } catch (...) {
+        session.unload(file.tag);
+        throw;
+    }
     return file.tag;
 }
 
