@@ -109,20 +109,20 @@ OccurrenceValues& BomWindows::occurrenceValues(BomWindow& window, tag_t occurren
 void BomWindows::expand(BomLine& line) {
     if (line.expanded)
         return;
-    line.expanded = true;
+    std::vector<std::pair<tag_t, OccurrenceValues*>> found;
     const auto views = viewRevisionsOf(session_, line.revision);
-    if (views.empty())
-        return;
-    for (tag_t tag : occurrencesOf(session_, views.front())) {
+    for (tag_t tag :
+         views.empty() ? std::vector<tag_t>{} : occurrencesOf(session_, views.front())) {
         Object& occurrence = session_.object(tag);
         if (!occurrence.locked && !isDirty(occurrence) && !line.window->occurrences.contains(tag))
             session_.refresh(occurrence, false);
         const tag_t child = session_.reference(occurrence, "child");
-        if (!session_.tryObject(child))
-            continue;
-        line.all_children.push_back(
-            &addLine(*line.window, &line, child, &occurrenceValues(*line.window, tag)));
+        if (session_.tryObject(child))
+            found.emplace_back(child, &occurrenceValues(*line.window, tag));
     }
+    for (const auto& [child, values] : found)
+        line.all_children.push_back(&addLine(*line.window, &line, child, values));
+    line.expanded = true;
 }
 
 std::vector<tag_t> BomWindows::children(tag_t tag) {

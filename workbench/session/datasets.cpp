@@ -149,6 +149,13 @@ std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to,
     return moved;
 }
 
+// One that was made without an anchor is its own only version.
+std::vector<tag_t> versionsOf(Session& session, Object& dataset) {
+    const tag_t anchor = session.reference(dataset, "anchor");
+    return session.tryObject(anchor) ? datasetVersions(session, anchor)
+                                     : std::vector<tag_t>{dataset.tag};
+}
+
 std::string lastPart(const std::string& path) {
     const auto separator = path.find_last_of("/\\");
     return separator == std::string::npos ? path : path.substr(separator + 1);
@@ -290,12 +297,12 @@ std::vector<tag_t> datasetVersions(Session& session, tag_t anchor) {
 }
 
 tag_t latestVersion(Session& session, Object& dataset) {
-    const auto versions = datasetVersions(session, datasetAnchor(session, dataset));
+    const auto versions = versionsOf(session, dataset);
     return versions.empty() ? dataset.tag : versions.back();
 }
 
 tag_t previousVersion(Session& session, Object& dataset) {
-    const auto versions = datasetVersions(session, datasetAnchor(session, dataset));
+    const auto versions = versionsOf(session, dataset);
     const auto at = std::find(versions.begin(), versions.end(), dataset.tag);
     if (at == versions.begin() || at == versions.end())
         throw Failure(kNoPreviousVersion, named(session, dataset) + " has no previous version");
@@ -355,6 +362,8 @@ std::vector<tag_t> datasetParts(Session& session, Object& dataset) {
 }
 
 void purgeVersions(Session& session, Object& dataset) {
+    if (versionsOf(session, dataset).size() < 2)
+        return;
     Object& anchor = session.object(datasetAnchor(session, dataset));
     Locked anchor_lock(session, anchor);
     auto versions = datasetVersions(session, anchor.tag);
