@@ -380,9 +380,14 @@ void purgeVersions(Session& session, Object& dataset) {
                               named(session, session.object(version)) + " can't be purged: #" +
                                   std::to_string(referrer.tag) + " \"" +
                                   session.displayId(referrer.tag) + "\" refers to it");
-    for (tag_t version : versions)
+    for (tag_t version : versions) {
+        Object& old = session.object(version);
+        if (!session.bypass() && !session.allowed(old, "DELETE"))
+            throw Failure(kNotAllowed,
+                          "user " + session.userId() + " may not DELETE " + named(session, old));
         // Whoever works on an old version keeps it.
-        Locked(session, session.object(version));
+        Locked(session, old);
+    }
     auto gone = versions;
     const auto files = ownFiles(session, versions, going);
     gone.insert(gone.end(), files.begin(), files.end());
