@@ -1,0 +1,150 @@
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/keld_basetool.h"
+
+namespace fs = std::filesystem;
+
+// The log across processes and at their end, over the real system.
+class LogProcess : public testing::Test {
+protected:
+    LogProcess() {
+        std::string name = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
+        directory_ = mkdtemp(name.data());
+        setenv("KELD_LOG_FILE", path().c_str(), 1);
+    }
+    ~LogProcess() override { fs::remove_all(directory_); }
+
+    std::string path() const { return (directory_ / "shared.log").string(); }
+
+    // Run in a process of its own, which ends by exit if the function returns.
+    template <typename Function>
+    static pid_t start(Function function) {
+        const pid_t child = fork();
+        if (child == 0) {
+            function();
+            std::exit(0);
+        }
+        return child;
+    }
+    static int waitFor(pid_t child) {
+        int status = -1;
+        waitpid(child, &status, 0);
+        return status;
+    }
+    std::vector<std::string> lines(const std::string& path) const {
+        std::vector<std::string> result;
+        std::ifstream file(path);
+        for (std::string line; std::getline(file, line);)
+            result.push_back(line);
+        return result;
+    }
+
+    fs::path directory_;
+};
+
+// Many lines of different lengths, most of which wait for a while.
+static void writeManyLines(int writer) {
+    for (int i = 0; i < 2000; ++i) {
+        KELD_TRACE("->%d %d\n", writer, i);
+        KELD_IncTraceSpaces();
+        const std::string text(static_cast<std::size_t>(i % 300), static_cast<char>('a' + writer));
+        KELD_TRACE("%d %d <%s>\n", writer, i, text.c_str());
+        if (i % 50 == 0)
+            KELD_ERROR("%d %d <%s>\n", writer, i, text.c_str());
+        KELD_DecTraceSpaces();
+        KELD_TRACE("<-%d %d\n", writer, i);
+    }
+}
+
+TEST_F(LogProcess, SharesItsFileWithoutATornLine) {
+    std::vector<pid_t> children;
+    for (int writer = 0; writer < 3; ++writer)
+        children.push_back(start([writer] { writeManyLines(writer); }));
+    for (const pid_t child : children)
+        EXPECT_EQ(waitFor(child), 0);
+    const std::regex form(
+        R"(\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3} [TE] (->\d \d+|<-\d \d+|  \d \d+ <(a*|b*|c*)>))");
+    const auto all = lines(path());
+    EXPECT_EQ(all.size(), 3U * (2000U * 3U + 40U));
+    for (const std::string& line : all)
+        ASSERT_TRUE(std::regex_match(line, form)) << line;
+}
+
+TEST_F(LogProcess, SharesItsLimitWithoutALostLine) {
+    setenv("KELD_LOG_MAX_MB", "1", 1);
+    std::vector<pid_t> children;
+    for (int writer = 0; writer < 3; ++writer)
+        children.push_back(start([writer] {
+            const std::string text(500, 'x');
+            for (int i = 0; i < 1200; ++i)
+                KELD_ERROR("%d %d %s\n", writer, i, text.c_str());
+        }));
+    for (const pid_t child : children)
+        EXPECT_EQ(waitFor(child), 0);
+    // About 1.9 MB: the file was begun anew once, and both generations hold everything.
+    const auto newer = lines(path());
+    const auto older = lines(path() + ".1");
+    std::set<std::string> different(newer.begin(), newer.end());
+    different.insert(older.begin(), older.end());
+    EXPECT_GT(older.size(), 1800U);
+    EXPECT_EQ(newer.size() + older.size(), 3600U);
+    EXPECT_EQ(different.size(), 3600U);
+}
+
+TEST_F(LogProcess, WritesWhatWaitsAtItsEnd) {
+    waitFor(start([] { KELD_TRACE("last\n"); }));
+    EXPECT_EQ(lines(path()).size(), 1U);
+}
+
+TEST_F(LogProcess, LosesOnlyWhatWaitedWhenItIsKilled) {
+    const int status = waitFor(start([] {
+        KELD_TRACE("->service\n");
+        KELD_TRACE("<-service\n");
+        KELD_ERROR("error\n");
+        KELD_TRACE("waits\n");
+        std::raise(SIGKILL);
+    }));
+    EXPECT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(lines(path()).size(), 3U);
+}
+
+TEST_F(LogProcess, GoesOnWhenTheDiskIsFull) {
+    if (!fs::exists("/dev/full"))
+        GTEST_SKIP() << "the system has no full device";
+    setenv("KELD_LOG_FILE", "/dev/full", 1);
+    EXPECT_EQ(waitFor(start([] {
+                  for (int i = 0; i < 10; ++i)
+                      KELD_ERROR("dropped\n");
+              })),
+              0);
+}
+
+// Made before the log's static objects, so destroyed after them.
+struct WritesLate {
+    ~WritesLate() {
+        if (armed)
+            KELD_TRACE("from a static object\n");
+    }
+    bool armed = false;
+};
+static WritesLate late;
+
+TEST_F(LogProcess, TakesLinesWhileStaticObjectsAreDestroyed) {
+    waitFor(start([] {
+        std::atexit([] { KELD_TRACE("from a handler\n"); });
+        late.armed = true;
+        KELD_TRACE("first\n");
+    }));
+    EXPECT_EQ(lines(path()).size(), 3U);
+}

@@ -1,0 +1,208 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "os/keld_os.h"
+
+namespace fs = std::filesystem;
+using keld_os::PathKind;
+
+class OsFile : public testing::Test {
+protected:
+    OsFile() {
+        std::string name = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
+        directory_ = mkdtemp(name.data());
+    }
+    ~OsFile() override { fs::remove_all(directory_); }
+
+    std::string path(const std::string& name) const { return (directory_ / name).string(); }
+    static std::string content(const std::string& path) {
+        std::ostringstream text;
+        text << std::ifstream(path, std::ios::binary).rdbuf();
+        return text.str();
+    }
+    static void write(const std::string& path, const std::string& text) {
+        std::ofstream(path, std::ios::binary) << text;
+    }
+    // True if the file could be opened; the text is written into it.
+    static bool put(const std::string& path, const char* mode, const char* text,
+                    bool follow = true) {
+        FILE* file = keld_os::OpenFile(path.c_str(), mode, follow);
+        if (file == nullptr)
+            return false;
+        std::fputs(text, file);
+        return std::fclose(file) == 0;
+    }
+
+    fs::path directory_;
+};
+
+TEST_F(OsFile, OpenedForWritingIsMadeOrEmptied) {
+    EXPECT_TRUE(put(path("a"), "w", "long text"));
+    EXPECT_TRUE(put(path("a"), "w", "short"));
+    EXPECT_EQ(content(path("a")), "short");
+}
+
+TEST_F(OsFile, OpenedForAppendingKeepsItsContent) {
+    EXPECT_TRUE(put(path("a"), "a", "1"));
+    EXPECT_TRUE(put(path("a"), "a", "2"));
+    EXPECT_EQ(content(path("a")), "12");
+}
+
+TEST_F(OsFile, OpenedForReadingMustExist) {
+    EXPECT_FALSE(put(path("a"), "r", ""));
+    write(path("a"), "x");
+    EXPECT_TRUE(put(path("a"), "r", ""));
+    EXPECT_EQ(content(path("a")), "x");
+}
+
+TEST_F(OsFile, ThatIsNoRegularFileCantBeOpened) {
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    for (const char* mode : {"r", "w", "a", "r+", "w+", "a+"}) {
+        EXPECT_FALSE(put(directory_.string(), mode, "x")) << mode;
+        EXPECT_FALSE(put(path("pipe"), mode, "x")) << mode;
+        EXPECT_FALSE(put("/dev/null", mode, "x")) << mode;
+    }
+}
+
+TEST_F(OsFile, BehindALinkIsOpenedOnlyWhenLinksAreFollowed) {
+    write(path("file"), "x");
+    fs::create_symlink(path("file"), path("link"));
+    for (const char* mode : {"r", "w", "a"}) {
+        EXPECT_FALSE(put(path("link"), mode, "y", false)) << mode;
+        EXPECT_EQ(content(path("file")), "x");
+    }
+    EXPECT_TRUE(put(path("link"), "a", "y"));
+    EXPECT_EQ(content(path("file")), "xy");
+    EXPECT_TRUE(put(path("file"), "a", "z", false));
+}
+
+TEST_F(OsFile, OfNoNameOrModeCantBeOpened) {
+    EXPECT_EQ(keld_os::OpenFile(nullptr, "r"), nullptr);
+    EXPECT_EQ(keld_os::OpenFile("", "w"), nullptr);
+    EXPECT_EQ(keld_os::OpenFile(path("a").c_str(), nullptr), nullptr);
+    EXPECT_EQ(keld_os::OpenFile(path("a").c_str(), "x"), nullptr);
+    EXPECT_EQ(keld_os::OpenFile(path(std::string(5000, 'n')).c_str(), "w"), nullptr);
+}
+
+TEST_F(OsFile, KindsAreToldApartWithoutFollowingLinks) {
+    write(path("file"), "x");
+    fs::create_symlink(path("file"), path("link"));
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_EQ(keld_os::KindOf(path("file").c_str()), PathKind::File);
+    EXPECT_EQ(keld_os::KindOf(directory_.c_str()), PathKind::Directory);
+    EXPECT_EQ(keld_os::KindOf(path("link").c_str()), PathKind::Other);
+    EXPECT_EQ(keld_os::KindOf(path("pipe").c_str()), PathKind::Other);
+    EXPECT_EQ(keld_os::KindOf(path("none").c_str()), PathKind::None);
+    EXPECT_EQ(keld_os::KindOf(nullptr), PathKind::None);
+}
+
+TEST_F(OsFile, DirectoriesAreMadeWithOrWithoutParents) {
+    EXPECT_NE(keld_os::MakeDirectory(path("a/b").c_str(), false), 0);
+    EXPECT_EQ(keld_os::MakeDirectory(path("a/b/c").c_str(), true), 0);
+    EXPECT_EQ(keld_os::MakeDirectory(path("a/d/").c_str(), true), 0);
+    EXPECT_TRUE(fs::is_directory(path("a/b/c")));
+    EXPECT_TRUE(fs::is_directory(path("a/d")));
+    EXPECT_EQ(keld_os::MakeDirectory(path("a/b/c").c_str(), true), EEXIST);
+    EXPECT_EQ(keld_os::MakeDirectory(path("a").c_str(), false), EEXIST);
+    write(path("file"), "x");
+    EXPECT_NE(keld_os::MakeDirectory(path("file/b").c_str(), true), 0);
+    EXPECT_NE(keld_os::MakeDirectory(nullptr, true), 0);
+    EXPECT_NE(keld_os::MakeDirectory("", true), 0);
+}
+
+TEST_F(OsFile, EverybodyIsGrantedFullAccess) {
+    write(path("file"), "x");
+    fs::create_directory(path("dir"));
+    chmod(path("file").c_str(), 0600);
+    chmod(path("dir").c_str(), 0700);
+    EXPECT_EQ(keld_os::GrantEverybody(path("file").c_str()), 0);
+    EXPECT_EQ(keld_os::GrantEverybody(path("dir").c_str()), 0);
+    EXPECT_EQ(static_cast<unsigned>(fs::status(path("file")).permissions()), 0666U);
+    EXPECT_EQ(static_cast<unsigned>(fs::status(path("dir")).permissions()), 0777U);
+    EXPECT_NE(keld_os::GrantEverybody(path("none").c_str()), 0);
+    EXPECT_NE(keld_os::GrantEverybody(nullptr), 0);
+}
+
+TEST_F(OsFile, FilesAreRemovedAndDirectoriesAreNot) {
+    write(path("file"), "x");
+    fs::create_directory(path("dir"));
+    EXPECT_EQ(keld_os::RemoveFile(path("file").c_str()), 0);
+    EXPECT_FALSE(fs::exists(path("file")));
+    EXPECT_NE(keld_os::RemoveFile(path("dir").c_str()), 0);
+    EXPECT_NE(keld_os::RemoveFile(path("file").c_str()), 0);
+    EXPECT_NE(keld_os::RemoveFile(nullptr), 0);
+}
+
+TEST_F(OsFile, RenamingReplaces) {
+    write(path("a"), "new");
+    write(path("b"), "old");
+    EXPECT_EQ(keld_os::RenameFile(path("a").c_str(), path("b").c_str()), 0);
+    EXPECT_EQ(content(path("b")), "new");
+    EXPECT_NE(keld_os::RenameFile(path("a").c_str(), path("b").c_str()), 0);
+    EXPECT_NE(keld_os::RenameFile(nullptr, path("b").c_str()), 0);
+    EXPECT_NE(keld_os::RenameFile(path("b").c_str(), nullptr), 0);
+}
+
+TEST_F(OsFile, IsReadWholeWithItsState) {
+    std::string long_text(100000, 'x');
+    long_text[500] = '\0';
+    write(path("file"), long_text);
+    std::string text;
+    keld_os::FileState state;
+    keld_os::FileState again;
+    ASSERT_TRUE(keld_os::ReadFile(path("file").c_str(), &text, &state));
+    EXPECT_EQ(text, long_text);
+    EXPECT_EQ(state.m_llSize, 100000);
+    ASSERT_TRUE(keld_os::GetFileState(path("file").c_str(), &again));
+    EXPECT_TRUE(state == again);
+}
+
+TEST_F(OsFile, ThatCantBeReadLeavesTheResultAlone) {
+    std::string text = "kept";
+    keld_os::FileState state;
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(keld_os::ReadFile(path("none").c_str(), &text, &state));
+    EXPECT_FALSE(keld_os::ReadFile(directory_.c_str(), &text, &state));
+    EXPECT_FALSE(keld_os::ReadFile(path("pipe").c_str(), &text, &state));
+    EXPECT_FALSE(keld_os::ReadFile(nullptr, &text, &state));
+    EXPECT_FALSE(keld_os::GetFileState(path("none").c_str(), &state));
+    EXPECT_FALSE(keld_os::GetFileState(directory_.c_str(), &state));
+    EXPECT_FALSE(keld_os::GetFileState(nullptr, &state));
+    EXPECT_EQ(text, "kept");
+    EXPECT_EQ(state.m_llSize, -1);
+}
+
+TEST_F(OsFile, AppendedToByTwoKeepsBothPieces) {
+    keld_os::AppendFile one;
+    keld_os::AppendFile other;
+    EXPECT_FALSE(one.IsOpen());
+    ASSERT_TRUE(one.Open(path("log").c_str()));
+    ASSERT_TRUE(other.Open(path("log").c_str()));
+    EXPECT_TRUE(one.Write("1", 1));
+    EXPECT_TRUE(other.Write("22", 2));
+    EXPECT_TRUE(one.Write("3", 1));
+    EXPECT_EQ(content(path("log")), "1223");
+    keld_os::FileState state;
+    EXPECT_TRUE(one.GetState(&state));
+    EXPECT_EQ(state.m_llSize, 4);
+    one.Close();
+    other.Close();
+    EXPECT_FALSE(one.IsOpen());
+}
+
+TEST_F(OsFile, AppendedToMustBeAFileThatCanBeWritten) {
+    keld_os::AppendFile file;
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    EXPECT_FALSE(file.Open(nullptr));
+    EXPECT_FALSE(file.Open(directory_.c_str()));
+    EXPECT_FALSE(file.Open(path("none/x").c_str()));
+    EXPECT_FALSE(file.Open(path("pipe").c_str()));
+    EXPECT_FALSE(file.IsOpen());
+}

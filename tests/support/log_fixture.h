@@ -1,0 +1,29 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// A test with a directory of its own in which the log lies; the clock stands (see fixed_os.h).
+class LogFixture : public testing::Test {
+protected:
+    LogFixture();
+    ~LogFixture() override;
+
+    // What is in the log's file now; lines that wait aren't.
+    std::string written() const;
+    // All lines, those that waited too.
+    std::vector<std::string> lines() const;
+    // The same without their time: "T   ->..." .
+    std::vector<std::string> texts() const;
+
+    const std::filesystem::path directory_;
+    const std::filesystem::path log_path_;
+};
+
+std::filesystem::path makeTestDirectory();
+std::string readFile(const std::filesystem::path& path);
+void writeFile(const std::filesystem::path& path, const std::string& content);
+std::vector<std::string> splitLines(const std::string& text);
