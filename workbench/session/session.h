@@ -4,10 +4,12 @@
 // and the stream of service arguments belong to it.
 
 #include <memory>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "workbench/model/model.h"
@@ -22,6 +24,7 @@ class BomWindows;
 struct Field {
     Values values;  // empty: null
     bool dirty = false;
+    std::unique_ptr<Values> stored;  // what the store has, while the field differs from it
 };
 
 struct Object {
@@ -29,18 +32,23 @@ struct Object {
     const Type* type = nullptr;
     std::int64_t version = 0;  // counts saves; 0: never saved
     bool locked = false;       // this session holds the modify lock
+    bool saving = false;       // in the list of the save that runs
     std::vector<Field> fields;
     // Parts that are stored with the first save of this object (revision and forms of a new item).
     std::vector<tag_t> saved_along;
 
     const Class& cls() const { return *type->cls; }
     bool isNew() const { return version == 0; }
+    bool isDirty() const;
     bool isA(const Class& c) const { return type->cls->isA(c); }
 };
 
 class Session {
 public:
+    // Failure kUnknownObject for a user or group that the store doesn't have.
     Session(std::shared_ptr<Store> store, const SessionOptions& options);
+    // Give a store that has no user its first ones: user "infodba" of group "dba", and a site.
+    static void ensureOrganisation(const std::shared_ptr<Store>& store);
     ~Session();
     Session(const Session&) = delete;
 
@@ -56,9 +64,11 @@ public:
     Object* tryObject(tag_t tag);
     // A new, unsaved object of a type, with owner and dates set if it is a workspace object.
     Object& create(const Type& type);
+    // Drop it from the cache: unsaved values and the lock go.
     void unload(tag_t tag);
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
     void refresh(Object& object, bool lock);
+    // Failure kLockedByOther; kNotAllowed without the right to write; kCheckedOut by another user.
     void lock(Object& object);
     // Write the dirty values of all in one transaction; locks stay.
     void save(std::span<Object* const> objects);
@@ -129,27 +139,82 @@ public:
     void checkIn(Object& object);
 
     // ---- locks ----
-    std::size_t heldLocks() const;
+    std::size_t heldLocks() const { return locks_held_.size(); }
+    bool holdsLock(tag_t object) const { return locks_held_.count(object) != 0; }
 
     // ---- a stretch of saves as one transaction (imports): all or nothing ----
+    // An inner batch is a part of the outer one; its rollback undoes both.
     void beginBatch();
     void commitBatch();
     void rollbackBatch();  // the cache is dropped too
+    // Files placed for objects that aren't stored yet.
+    std::vector<tag_t> unsavedFiles() const;
 
     BomWindows& bomWindows() { return *bom_windows_; }
     // Drop the whole cache, as closing and opening would.
     void forgetAll();
 
 private:
+    struct Bootstrap {};
+    Session(std::shared_ptr<Store> store, Bootstrap);
+
+    // Places of the attributes that every workspace object has.
+    struct Known {
+        const Class *workspace, *item, *file, *relation;
+        std::size_t name, user, group, created, modified, modified_by;
+    };
+
     std::shared_ptr<Store> store_;
     std::unordered_map<tag_t, std::unique_ptr<Object>> cache_;
+    std::unordered_set<Object*> touched_;  // new or with unsaved values, perhaps more
+    std::unordered_set<tag_t> locks_held_;
     std::unique_ptr<BomWindows> bom_windows_;
+    std::int64_t lock_session_ = 0;
     tag_t user_ = NULLTAG, group_ = NULLTAG;
     bool bypass_ = false;
-    // further members as the implementation needs them
+    int batch_depth_ = 0;
+    bool batch_failed_ = false;
+    std::vector<tag_t> placed_in_batch_, removed_in_batch_;  // files
+    Known known_{};
+    std::vector<Object*> saving_;  // kept for its room
+
+    void mayWrite() const;
+    void findKnown();
+    void openAs(const SessionOptions& options);
+    void takeLock(tag_t tag, const Object* object);
+    void giveLock(tag_t tag) noexcept;
+    void readInto(Object& object);
+    void drop(tag_t tag);
+    Field& fieldAt(Object& object, std::size_t place);
+    void assign(Object& object, std::size_t place, Values values);
+    void checkValues(const Object& object, const Attribute& attribute, const Values& values) const;
+    void checkTargets(const Object& object, const Attribute& attribute, const Values& values);
+    void stamp(Object& object);
+    void storeObject(Object& object);
+    void storeField(Object& object, std::size_t place);
+    void collectParts(Object& object, std::vector<tag_t>& parts);
+    void addParts(Object& object, std::vector<tag_t>& parts);
+    void eraseStored(std::span<const tag_t> tags);
+    void forget(std::span<const tag_t> tags);
+    struct Entries {
+        Object* object;
+        Field* field;
+        Values values, stored;  // as they are afterwards
+    };
+    Entries takeOut(Object& object, const Attribute& attribute, const std::set<tag_t>& gone);
+    template <typename Stored, typename Matches>
+    std::vector<tag_t> corrected(const Class& cls, const Attribute& attribute,
+                                 const std::vector<Stored>& stored, Matches&& matches);
 };
+
+// The name of an object in messages: "#12 (Item)".
+std::string plainName(const Object& object);
+
+// The moment, in the process's time zone.
+date_s now();
 
 // The current session; Failure kNoSession if there is none.
 Session& currentSession();
+void setCurrentSession(Session* session);  // null: none
 
 }  // namespace mervane

@@ -177,6 +177,12 @@ tag_t Store::typeOf(tag_t tag) {
     return row.step() ? tagOf(row.integer(0)) : NULLTAG;
 }
 
+std::int64_t Store::versionOf(tag_t tag) {
+    Statement row = connection_->statement("SELECT version FROM object WHERE tag=?");
+    row.bind(number(tag));
+    return row.step() ? row.integer(0) : 0;
+}
+
 void Store::insert(tag_t tag, tag_t type) {
     connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, 1)")
         .bind(number(tag))

@@ -1,0 +1,127 @@
+#include "workbench/session/journal.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <unordered_map>
+
+#include "workbench/model/status.h"
+#include "workbench/session/interface.h"
+
+namespace mervane {
+
+namespace {
+
+struct Watch {
+    bool recording = false;
+    std::vector<JournalEntry> entries;
+    std::FILE* file = nullptr;
+    std::vector<Fault> faults;
+    std::unordered_map<std::string, int> calls;  // of each operation, while faults are planned
+    int all_calls = 0;
+
+    Watch() {
+        if (const char* path = std::getenv("MERVANE_JOURNAL"); path && *path) {
+            file = std::fopen(path, "ae");
+            if (!file)
+                std::fprintf(stderr, "MERVANE_JOURNAL: %s can't be opened\n", path);
+        }
+        if (const char* plan = std::getenv("MERVANE_FAULTS"); plan && *plan) {
+            try {
+                faults = faultsFromText(plan);
+            } catch (const std::exception& error) {
+                std::fprintf(stderr, "MERVANE_FAULTS: %s\n", error.what());
+            }
+        }
+    }
+    bool needed() const { return recording || file || !faults.empty(); }
+};
+
+Watch& watch() {
+    static Watch* one = new Watch;  // calls may come until the process ends
+    return *one;
+}
+
+bool number(const std::string& text, int* value) {
+    char* end = nullptr;
+    const long read = std::strtol(text.c_str(), &end, 10);
+    *value = static_cast<int>(read);
+    return !text.empty() && *end == '\0' && read == *value;
+}
+
+}  // namespace
+
+// Set before the first call by what the environment asks for.
+bool watching = watch().needed();
+
+std::vector<Fault> faultsFromText(const std::string& text) {
+    std::vector<Fault> faults;
+    std::size_t start = 0;
+    while (start <= text.size()) {
+        const std::size_t comma = std::min(text.find(',', start), text.size());
+        const std::string entry = text.substr(start, comma - start);
+        const std::size_t colon = entry.find(':'), equals = entry.find('=');
+        Fault fault;
+        if (colon == std::string::npos || equals == std::string::npos || colon > equals ||
+            colon == 0 || !number(entry.substr(colon + 1, equals - colon - 1), &fault.n) ||
+            !number(entry.substr(equals + 1), &fault.status) || fault.n < 0 || fault.status == 0)
+            throw Failure(kBadValue, "\"" + entry +
+                                         "\" is no planned failure; one reads OBJ_save:3=515001 "
+                                         "or *:17=4");
+        fault.operation = entry.substr(0, colon);
+        if (fault.operation == "*")
+            fault.operation.clear();
+        faults.push_back(fault);
+        start = comma + 1;
+    }
+    return faults;
+}
+
+void startJournal() {
+    watch().entries.clear();
+    watch().recording = true;
+    watching = true;
+}
+
+std::vector<JournalEntry> stopJournal() {
+    watch().recording = false;
+    watching = watch().needed();
+    return std::exchange(watch().entries, {});
+}
+
+void setFaults(const std::vector<Fault>& faults) {
+    watch().faults = faults;
+    watch().calls.clear();
+    watch().all_calls = 0;
+    watching = watch().needed();
+}
+
+namespace detail {
+
+int plannedFault(const char* operation) {
+    Watch& now = watch();
+    if (now.faults.empty())
+        return 0;
+    const int nth = ++now.calls[operation];
+    ++now.all_calls;
+    for (const Fault& fault : now.faults) {
+        if (!fault.operation.empty() && fault.operation != operation)
+            continue;
+        if (fault.n == 0 || fault.n == (fault.operation.empty() ? now.all_calls : nth))
+            return fault.status;
+    }
+    return 0;
+}
+
+void journal(const char* operation, std::string arguments, int status) {
+    Watch& now = watch();
+    if (now.file) {
+        std::fprintf(now.file, "%s(%s) = %d\n", operation, arguments.c_str(), status);
+        std::fflush(now.file);
+    }
+    if (now.recording)
+        now.entries.push_back({operation, std::move(arguments), status});
+}
+
+}  // namespace detail
+
+}  // namespace mervane

@@ -1,0 +1,22 @@
+#pragma once
+
+// The journal of interface calls and the plan of failures. Both can be set by the environment:
+//   MERVANE_JOURNAL=FILE   a line for each call: operation(arguments) = status
+//   MERVANE_FAULTS=PLAN    "OBJ_save:3=515001,*:17=4": the third OBJ_save and the 17th call of all
+//                          fail with these statuses; "OBJ_save:0=5": each one does
+
+#include <string>
+#include <vector>
+
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+void startJournal();
+std::vector<JournalEntry> stopJournal();
+// Counting begins anew. An empty list: none.
+void setFaults(const std::vector<Fault>& faults);
+// Failure kBadValue for a text that is no plan.
+std::vector<Fault> faultsFromText(const std::string& text);
+
+}  // namespace mervane

@@ -1,0 +1,122 @@
+#include "workbench/session/organisation.h"
+
+#include "workbench/session/session.h"
+#include "workbench/store/store.h"
+
+namespace mervane {
+
+namespace {
+
+tag_t first(const std::vector<tag_t>& tags) {
+    return tags.empty() ? NULLTAG : tags.front();
+}
+
+tag_t membership(Session& session, tag_t user, tag_t group) {
+    for (const tag_t member : session.referrersBy("GroupMember", "user", user))
+        if (session.reference(session.object(member), "group") == group)
+            return member;
+    return NULLTAG;
+}
+
+Object& newMember(Session& session, tag_t user, tag_t group) {
+    Object& member = session.create(*session.model().findType("GroupMember"));
+    session.put(member, "user", {Reference{user}});
+    session.put(member, "group", {Reference{group}});
+    return member;
+}
+
+}  // namespace
+
+tag_t findUser(Session& session, const std::string& id) {
+    return first(session.findByText("User", "user_id", id));
+}
+
+tag_t findGroup(Session& session, const std::string& name) {
+    return first(session.findByText("Group", "group_name", name));
+}
+
+tag_t createGroup(Session& session, const std::string& name, const std::string& parent) {
+    if (name.empty())
+        throw Failure(kBadValue, "a group needs a name");
+    if (findGroup(session, name) != NULLTAG)
+        throw Failure(kDuplicateId, "there is a group " + name + " already");
+    const tag_t above = parent.empty() ? NULLTAG : findGroup(session, parent);
+    if (!parent.empty() && above == NULLTAG)
+        throw Failure(kUnknownObject, "there is no group " + parent);
+    Object& group = session.create(*session.model().findType("Group"));
+    try {
+        session.put(group, "group_name", {name});
+        session.put(group, "parent", {Reference{above}});
+        session.save(group);
+    } catch (...) {
+        session.unload(group.tag);
+        throw;
+    }
+    return group.tag;
+}
+
+tag_t createUser(Session& session, const std::string& id, const std::string& name,
+                 const std::string& group) {
+    if (id.empty())
+        throw Failure(kBadValue, "a user needs an id");
+    if (findUser(session, id) != NULLTAG)
+        throw Failure(kDuplicateId, "there is a user " + id + " already");
+    const tag_t in = findGroup(session, group);
+    if (in == NULLTAG)
+        throw Failure(kUnknownObject, "there is no group " + group);
+    Object& person = session.create(*session.model().findType("Person"));
+    Object& user = session.create(*session.model().findType("User"));
+    Object& member = newMember(session, user.tag, in);
+    try {
+        session.put(person, "person_name", {name.empty() ? id : name});
+        session.put(user, "user_id", {id});
+        session.put(user, "user_name", {name.empty() ? id : name});
+        session.put(user, "person", {Reference{person.tag}});
+        session.put(user, "default_group", {Reference{in}});
+        Object* const all[] = {&person, &user, &member};
+        session.save(all);
+    } catch (...) {
+        for (const tag_t tag : {member.tag, user.tag, person.tag})
+            session.unload(tag);
+        throw;
+    }
+    return user.tag;
+}
+
+void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
+    if (!store->ofType(store->model().findType("User")->handle).empty())
+        return;
+    Session session(store, Bootstrap{});
+    session.beginBatch();
+    // Asked again inside: another process may have been faster.
+    if (store->ofType(store->model().findType("User")->handle).empty()) {
+        createGroup(session, "dba", "");
+        createUser(session, "infodba", "infodba", "dba");
+        Object& site = session.create(*session.model().findType("Site"));
+        session.put(site, "site_name", {std::string("Local")});
+        session.put(site, "site_id", {std::int64_t{1}});
+        session.save(site);
+    }
+    session.commitBatch();
+}
+
+void Session::openAs(const SessionOptions& options) {
+    const std::string id = options.user.empty() ? "infodba" : options.user;
+    user_ = findUser(*this, id);
+    if (user_ == NULLTAG)
+        throw Failure(kUnknownObject, "there is no user " + id);
+    group_ = options.group.empty() ? reference(object(user_), "default_group")
+                                   : findGroup(*this, options.group);
+    if (group_ == NULLTAG)
+        throw Failure(kUnknownObject, options.group.empty()
+                                          ? "user " + id + " has no default group"
+                                          : "there is no group " + options.group);
+    object(group_);
+    if (membership(*this, user_, group_) == NULLTAG) {
+        Object& member = newMember(*this, user_, group_);
+        save(member);
+    }
+    lock_session_ = store_->locks().open(id);
+}
+
+}  // namespace mervane

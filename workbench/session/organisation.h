@@ -1,0 +1,22 @@
+#pragma once
+
+// Users, groups, persons and sites.
+
+#include <string>
+
+#include "platform/types.h"
+
+namespace mervane {
+
+class Session;
+
+// Each is stored when the call returns. Failure kDuplicateId for a name that is taken,
+// kUnknownObject for a group that isn't there.
+tag_t createGroup(Session& session, const std::string& name, const std::string& parent);
+// With a person of the user's name, as a member of the group.
+tag_t createUser(Session& session, const std::string& id, const std::string& name,
+                 const std::string& group);
+tag_t findUser(Session& session, const std::string& id);     // NULLTAG if there is none
+tag_t findGroup(Session& session, const std::string& name);  // NULLTAG if there is none
+
+}  // namespace mervane

@@ -1,0 +1,189 @@
+#include <algorithm>
+#include <set>
+
+#include "workbench/session/datasets.h"
+#include "workbench/session/relations.h"
+#include "workbench/session/session.h"
+#include "workbench/session/workflows.h"
+#include "workbench/store/store.h"
+
+// Deletion. An object takes along its own parts and the relations in which it is primary; it stays
+// while anything else refers to it.
+
+namespace mervane {
+
+void Session::addParts(Object& object, std::vector<tag_t>& parts) {
+    const auto is = [&](const char* name) { return object.isA(*model().findClass(name)); };
+    const auto addAll = [&](const std::vector<tag_t>& tags) {
+        parts.insert(parts.end(), tags.begin(), tags.end());
+    };
+    const auto addForms = [&](const char* relation_type) {
+        for (const Relation& relation : relationsFrom(
+                 *this, object.tag, model().findRelationType(relation_type)->handle))
+            if (this->object(relation.other).isA(*model().findClass("Form")))
+                parts.push_back(relation.other);
+    };
+    if (is("Item")) {
+        addAll(referrersBy("ItemRevision", "items_tag", object.tag));
+        addAll(referrersBy("STRBOMView", "parent_item", object.tag));
+        addForms("VANE_master_form");
+    } else if (is("ItemRevision")) {
+        addAll(referrersBy("STRBOMViewRevision", "parent_revision", object.tag));
+        addForms("VANE_master_form");
+        addForms("VANE_master_form_rev");
+    } else if (is("STRBOMView")) {
+        addAll(referrersBy("STRBOMViewRevision", "bom_view", object.tag));
+    } else if (is("STRBOMViewRevision")) {
+        addAll(referrersBy("STROccurrence", "parent_bvr", object.tag));
+    } else if (is("Dataset")) {
+        addAll(datasetParts(*this, object));
+    } else if (is("FLOWProcess")) {
+        addAll(processParts(*this, object));
+    } else if (is("User")) {
+        addAll(referrersBy("GroupMember", "user", object.tag));
+    }
+    addAll(referrersBy("Relation", "primary", object.tag));
+}
+
+// The object first, then its parts and theirs, each once.
+void Session::collectParts(Object& object, std::vector<tag_t>& parts) {
+    std::set<tag_t> known{object.tag};
+    parts.assign(1, object.tag);
+    for (std::size_t i = 0; i < parts.size(); ++i) {
+        std::vector<tag_t> more;
+        if (Object* part = tryObject(parts[i]))
+            addParts(*part, more);
+        for (const tag_t tag : more)
+            if (known.insert(tag).second)
+                parts.push_back(tag);
+    }
+}
+
+void Session::remove(Object& object) {
+    mayWrite();
+    if (!bypass_ && !object.isNew() && !allowed(object, "DELETE"))
+        throw Failure(kNotAllowed, "user " + userId() + " may not DELETE " + plainName(object));
+    std::vector<tag_t> going;
+    collectParts(object, going);
+    const std::set<tag_t> gone(going.begin(), going.end());
+
+    const Attribute& stages = *model().findAttribute(*known_.workspace, "process_stage_list");
+    std::set<tag_t> staged;  // objects that lose entries of process_stage_list
+    for (const tag_t tag : going) {
+        CheckOut by;
+        if (checkedOut(tag, &by) && by.user != user_)
+            throw Failure(kCheckedOut, "#" + std::to_string(tag) + " is checked out by user " +
+                                           displayId(by.user));
+        for (const Referrer& referrer : referrers(tag)) {
+            if (gone.count(referrer.tag))
+                continue;
+            if (referrer.attribute == stages.handle) {
+                staged.insert(referrer.tag);
+                continue;
+            }
+            const Attribute* attribute = model().attributeOf(referrer.attribute);
+            Object* from = tryObject(referrer.tag);
+            throw Failure(kStillReferenced,
+                          plainName(this->object(tag)) + " can't be deleted: " +
+                              (from ? plainName(*from) : "#" + std::to_string(referrer.tag)) +
+                              " \"" + (from ? displayId(referrer.tag) : "") + "\" refers to it by " +
+                              (attribute ? attribute->name : "?"));
+        }
+    }
+
+    std::vector<tag_t> touched = going;
+    touched.insert(touched.end(), staged.begin(), staged.end());
+    for (const tag_t tag : touched)
+        if (const auto owner = store_->locks().owner(tag); owner && owner->session != lock_session_)
+            throw Failure(kLockedByOther, "#" + std::to_string(tag) + " is locked by user " +
+                                              owner->user + ", process " +
+                                              std::to_string(owner->process));
+
+    std::vector<Entries> shortened;
+    {
+        Transaction transaction(store_->connection());
+        for (const tag_t tag : staged)
+            shortened.push_back(takeOut(this->object(tag), stages, gone));
+        eraseStored(going);
+        transaction.commit();
+    }
+    for (Entries& each : shortened) {
+        each.field->values = std::move(each.values);
+        if (each.field->stored)
+            *each.field->stored = std::move(each.stored);
+        if (!each.object->isNew())
+            ++each.object->version;
+    }
+    forget(going);
+}
+
+// Take references to what goes out of an array, in the store; what the object shows afterwards is
+// returned.
+Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
+                                  const std::set<tag_t>& gone) {
+    const auto without = [&](Values values) {
+        std::erase_if(values, [&](const Value& value) {
+            return gone.count(std::get<Reference>(value).tag) != 0;
+        });
+        return values;
+    };
+    Field& list = field(object, attribute);
+    Entries after{&object, &list, without(list.values), {}};
+    if (object.isNew())
+        return after;
+    const Values& before = list.stored ? *list.stored : list.values;
+    after.stored = without(before);
+    if (!store_->countSave(object.tag, object.version))
+        throw Failure(kChangedMeanwhile,
+                      plainName(object) + " was stored by another session since it was read");
+    for (std::size_t i = 0; i < after.stored.size(); ++i)
+        if (after.stored[i] != before[i])
+            store_->write(object.tag, attribute.handle, i, after.stored[i], false);
+    store_->trim(object.tag, attribute, after.stored.size());
+    return after;
+}
+
+void Session::erase(std::span<const tag_t> tags) {
+    mayWrite();
+    for (const tag_t tag : tags)
+        if (!cache_.count(tag) && (tag == NULLTAG || tag >= kFirstHandle || !store_->exists(tag)))
+            throw Failure(kUnknownObject, "there is no #" + std::to_string(tag));
+    for (const tag_t tag : tags)
+        if (const auto owner = store_->locks().owner(tag); owner && owner->session != lock_session_)
+            throw Failure(kLockedByOther, "#" + std::to_string(tag) + " is locked by user " +
+                                              owner->user + ", process " +
+                                              std::to_string(owner->process));
+    {
+        Transaction transaction(store_->connection());
+        eraseStored(tags);
+        transaction.commit();
+    }
+    forget(tags);
+}
+
+void Session::eraseStored(std::span<const tag_t> tags) {
+    for (const tag_t tag : tags) {
+        const auto at = cache_.find(tag);
+        if (at == cache_.end() || !at->second->isNew())
+            store_->erase(tag);
+    }
+}
+
+// What is gone leaves the session, and its file the volume.
+void Session::forget(std::span<const tag_t> tags) {
+    for (const tag_t tag : tags) {
+        const auto at = cache_.find(tag);
+        const bool placed =
+            at != cache_.end() ? at->second->isA(*known_.file) : store_->volume().exists(tag);
+        if (placed) {
+            if (batch_depth_ > 0)
+                removed_in_batch_.push_back(tag);
+            else
+                store_->volume().remove(tag);
+        }
+        drop(tag);
+        giveLock(tag);
+    }
+}
+
+}  // namespace mervane

@@ -1,0 +1,172 @@
+#include "workbench/session/rights.h"
+
+#include <algorithm>
+
+#include "workbench/session/dates.h"
+#include "workbench/session/session.h"
+#include "workbench/store/store.h"
+
+// Rights and check-outs. The most specific scope decides, in it the most specific subject; where
+// both are equal a denial does.
+
+namespace mervane {
+
+const std::vector<std::string>& knownPrivileges() {
+    static const std::vector<std::string> names = {"READ",    "WRITE",  "DELETE",  "CHANGE",
+                                                   "PROMOTE", "DEMOTE", "COPY",    "PUBLISH",
+                                                   "EXPORT",  "IMPORT"};
+    return names;
+}
+
+void needPrivilege(const std::string& name) {
+    const auto& known = knownPrivileges();
+    if (std::find(known.begin(), known.end(), name) != known.end())
+        return;
+    std::string list;
+    for (const std::string& each : known)
+        list += (list.empty() ? "" : ", ") + each;
+    throw Failure(kUnknownPrivilege, "\"" + name + "\"; known are " + list);
+}
+
+namespace {
+
+// How far up the chain of types or classes the name stands; -1: it doesn't.
+template <typename Level>
+int distance(const Level* from, const std::string& name) {
+    int steps = 0;
+    for (const Level* at = from; at; at = at->parent, ++steps)
+        if (at->name == name)
+            return steps;
+    return -1;
+}
+
+// The latest status that can be loaded.
+std::string latestStatus(Session& session, Object& object) {
+    const auto place = object.type->by_name.find("release_status_list");
+    if (place == object.type->by_name.end())
+        return {};
+    const auto list = session.references(object, "release_status_list");
+    for (std::size_t i = list.size(); i-- > 0;)
+        if (Object* status = session.tryObject(list[i]))
+            return session.text(*status, "name");
+    return {};
+}
+
+}  // namespace
+
+bool Session::allowed(Object& object, const std::string& privilege) {
+    needPrivilege(privilege);
+    if (bypass_)
+        return true;
+    const std::vector<Right> rights = store_->rights(privilege);
+    if (rights.empty())
+        return true;
+    constexpr int kFar = 1000;  // deeper than any chain of types
+    std::string status;
+    bool status_known = false;
+    int best = -1;
+    bool allowed = true;
+    for (const Right& right : rights) {
+        int subject = 0;
+        if (right.subject_kind == "user")
+            subject = right.subject == userId() ? 3 : 0;
+        else if (right.subject_kind == "group")
+            subject = right.subject == groupName() ? 2 : 0;
+        else
+            subject = 1;
+        if (subject == 0)
+            continue;
+        int scope = 0;
+        if (right.scope_kind == "object") {
+            scope = right.scope == std::to_string(object.tag) ? 4 * kFar : 0;
+        } else if (right.scope_kind == "status") {
+            if (!status_known)
+                status = latestStatus(*this, object);
+            status_known = true;
+            scope = !status.empty() && right.scope == status ? 3 * kFar : 0;
+        } else if (right.scope_kind == "type") {
+            const int steps = distance(object.type, right.scope);
+            scope = steps < 0 ? 0 : 3 * kFar - 1 - steps;
+        } else if (right.scope_kind == "class") {
+            const int steps = distance(object.type->cls, right.scope);
+            scope = steps < 0 ? 0 : 2 * kFar - 1 - steps;
+        } else {
+            scope = 1;
+        }
+        if (scope == 0)
+            continue;
+        const int rank = 4 * scope + subject;
+        if (rank > best) {
+            best = rank;
+            allowed = right.allowed;
+        } else if (rank == best) {
+            allowed = allowed && right.allowed;
+        }
+    }
+    return allowed;
+}
+
+bool Session::modifiable(Object& object) {
+    if (object.isNew())
+        return true;
+    if (!bypass_ && !allowed(object, "WRITE"))
+        return false;
+    // A replica is changed at the site that owns it.
+    if (object.isA(*known_.workspace) && reference(object, "owning_site") != NULLTAG)
+        return false;
+    CheckOut by;
+    if (checkedOut(object.tag, &by) && by.user != user_)
+        return false;
+    if (object.locked)
+        return true;
+    const auto owner = store_->locks().owner(object.tag);
+    return !owner || owner->session == lock_session_;
+}
+
+// ---- check-out ----
+
+bool Session::checkedOut(tag_t object, CheckOut* by) {
+    const auto row = store_->checkOut(object);
+    if (row && by)
+        *by = {row->object, row->user, row->date, row->comment};
+    return row.has_value();
+}
+
+void Session::checkOut(Object& object, const std::string& comment) {
+    mayWrite();
+    if (object.isNew())
+        throw Failure(kBadValue, plainName(object) + " must be saved before it is checked out");
+    if (store_->addCheckOut({object.tag, user_, dateText(now()), comment}))
+        return;
+    CheckOut by;
+    if (checkedOut(object.tag, &by) && by.user != user_)
+        throw Failure(kCheckedOut,
+                      plainName(object) + " is checked out by user " + displayId(by.user));
+}
+
+void Session::checkIn(Object& object) {
+    mayWrite();
+    CheckOut by;
+    if (!checkedOut(object.tag, &by))
+        return;
+    if (by.user != user_ && !bypass_)
+        throw Failure(kCheckedOut,
+                      plainName(object) + " is checked out by user " + displayId(by.user));
+    store_->removeCheckOut(object.tag);
+}
+
+// ---- the session's user ----
+
+std::string Session::userId() {
+    return text(object(user_), "user_id");
+}
+
+std::string Session::userName() {
+    return text(object(user_), "user_name");
+}
+
+std::string Session::groupName() {
+    return text(object(group_), "group_name");
+}
+
+}  // namespace mervane

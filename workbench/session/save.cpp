@@ -1,0 +1,140 @@
+#include "workbench/session/session.h"
+#include "workbench/store/store.h"
+
+// Storing: one durable transaction for all objects of a save, only what differs is written.
+
+namespace mervane {
+
+void Session::stamp(Object& object) {
+    if (!object.isA(*known_.workspace))
+        return;
+    const Values date{Date{now()}};
+    if (object.fields[known_.modified].values != date)
+        assign(object, known_.modified, date);
+    const Values user = user_ == NULLTAG ? Values{} : Values{Reference{user_}};
+    if (object.fields[known_.modified_by].values != user)
+        assign(object, known_.modified_by, user);
+}
+
+void Session::storeField(Object& object, std::size_t place) {
+    const Attribute& attribute = *object.type->layout[place];
+    const Field& field = object.fields[place];
+    const Values& values = field.values;
+    if (object.isNew()) {
+        for (std::size_t i = 0; i < values.size(); ++i)
+            store_->write(object.tag, attribute.handle, i, values[i], true);
+        return;
+    }
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const bool known = field.stored && i < field.stored->size();
+        if (!known || (*field.stored)[i] != values[i])
+            store_->write(object.tag, attribute.handle, i, values[i], field.stored && !known);
+    }
+    if (!field.stored || field.stored->size() > values.size())
+        store_->trim(object.tag, attribute, values.size());
+}
+
+void Session::storeObject(Object& object) {
+    if (object.isNew()) {
+        if (object.isA(*known_.item)) {
+            // Another session may have taken the id since it was chosen.
+            const std::string id = text(object, "item_id");
+            for (const Store::Hit& hit :
+                 store_->withText(attribute(object, "item_id").handle, id))
+                if (hit.tag != object.tag && !id.empty())
+                    throw Failure(kDuplicateId, "there is an item " + id + " already");
+        }
+        store_->insert(object.tag, object.type->handle);
+        for (std::size_t place = 0; place < object.fields.size(); ++place)
+            storeField(object, place);
+        return;
+    }
+    if (!store_->countSave(object.tag, object.version))
+        throw Failure(kChangedMeanwhile,
+                      plainName(object) + (store_->exists(object.tag)
+                                               ? " was stored by another session since it was read"
+                                               : " was deleted since it was read"));
+    for (std::size_t place = 0; place < object.fields.size(); ++place)
+        if (object.fields[place].dirty)
+            storeField(object, place);
+}
+
+namespace {
+
+// The list of a save, with its marks; both end with it.
+class Saving {
+public:
+    explicit Saving(std::vector<Object*>& objects) : objects_(objects) {}
+    ~Saving() {
+        for (Object* object : objects_)
+            object->saving = false;
+        objects_.clear();
+    }
+    Saving(const Saving&) = delete;
+
+private:
+    std::vector<Object*>& objects_;
+};
+
+}  // namespace
+
+void Session::save(std::span<Object* const> objects) {
+    mayWrite();
+    const Saving saving(saving_);
+    const auto add = [this](Object& object) {
+        if (object.saving || (!object.isNew() && !(touched_.count(&object) && object.isDirty())))
+            return;
+        // Values set under the lock are still under it; the workbench's own may not be.
+        if (!object.isNew() && !object.locked)
+            if (const auto owner = store_->locks().owner(object.tag);
+                owner && owner->session != lock_session_)
+                throw Failure(kLockedByOther, plainName(object) + " is locked by user " +
+                                                  owner->user + ", process " +
+                                                  std::to_string(owner->process));
+        object.saving = true;
+        saving_.push_back(&object);
+    };
+    for (Object* object : objects)
+        add(*object);
+    // What is stored with a new object; the list grows while it is walked.
+    for (std::size_t i = 0; i < saving_.size(); ++i)
+        if (saving_[i]->isNew())
+            for (const tag_t part : saving_[i]->saved_along)
+                if (const auto at = cache_.find(part); at != cache_.end() && at->second->isNew())
+                    add(*at->second);
+    if (saving_.empty())
+        return;
+
+    for (Object* object : saving_)
+        stamp(*object);
+    {
+        Transaction transaction(store_->connection());
+        for (Object* object : saving_)
+            storeObject(*object);
+        transaction.commit();
+    }
+    for (Object* object : saving_) {
+        if (object->isNew() && batch_depth_ > 0 && object->isA(*known_.file))
+            placed_in_batch_.push_back(object->tag);
+        if (object->isNew())
+            object->saved_along.clear();
+        ++object->version;
+        bool differs = false;
+        for (Field& field : object->fields) {
+            if (field.dirty) {
+                field.dirty = false;
+                field.stored.reset();
+            }
+            differs = differs || field.stored;
+        }
+        if (!differs)
+            touched_.erase(object);
+    }
+}
+
+void Session::save(Object& object) {
+    Object* const one[] = {&object};
+    save(one);
+}
+
+}  // namespace mervane

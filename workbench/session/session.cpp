@@ -1,0 +1,328 @@
+#include "workbench/session/session.h"
+
+#include <algorithm>
+#include <ctime>
+
+#include "workbench/session/bom_window.h"
+#include "workbench/store/store.h"
+
+namespace mervane {
+
+namespace {
+Session* current = nullptr;
+}
+
+Session& currentSession() {
+    if (!current)
+        throw Failure(kNoSession, "open a session first");
+    return *current;
+}
+
+void setCurrentSession(Session* session) {
+    current = session;
+}
+
+date_s now() {
+    const std::time_t seconds = std::time(nullptr);
+    static std::time_t last = 0;
+    static date_s date{};
+    if (seconds != last) {
+        std::tm local{};
+        localtime_r(&seconds, &local);
+        date.year = static_cast<std::int16_t>(local.tm_year + 1900);
+        date.month = static_cast<std::uint8_t>(local.tm_mon);
+        date.day = static_cast<std::uint8_t>(local.tm_mday);
+        date.hour = static_cast<std::uint8_t>(local.tm_hour);
+        date.minute = static_cast<std::uint8_t>(local.tm_min);
+        date.second = static_cast<std::uint8_t>(std::min(local.tm_sec, 59));
+        last = seconds;
+    }
+    return date;
+}
+
+std::string plainName(const Object& object) {
+    return "#" + std::to_string(object.tag) + " (" + object.type->name + ")";
+}
+
+bool Object::isDirty() const {
+    return std::any_of(fields.begin(), fields.end(),
+                       [](const Field& field) { return field.dirty; });
+}
+
+// ---- opening and closing ----
+
+Session::Session(std::shared_ptr<Store> store, const SessionOptions& options)
+    : store_(std::move(store)) {
+    findKnown();
+    openAs(options);
+    bom_windows_ = std::make_unique<BomWindows>(*this);
+}
+
+Session::Session(std::shared_ptr<Store> store, Bootstrap) : store_(std::move(store)) {
+    findKnown();
+    lock_session_ = store_->locks().open("");
+    bom_windows_ = std::make_unique<BomWindows>(*this);
+}
+
+Session::~Session() {
+    if (batch_depth_ > 0)
+        rollbackBatch();
+    for (const tag_t file : unsavedFiles())
+        store_->volume().remove(file);
+    store_->locks().close(lock_session_);
+    if (current == this)
+        current = nullptr;
+}
+
+void Session::findKnown() {
+    const Type& type = *model().findType("WorkspaceObject");
+    const auto place = [&](const char* name) { return type.by_name.at(name); };
+    known_ = {type.cls,
+              model().findClass("Item"),
+              model().findClass("VaneFile"),
+              model().findClass("Relation"),
+              place("object_name"),
+              place("owning_user"),
+              place("owning_group"),
+              place("creation_date"),
+              place("last_mod_date"),
+              place("last_mod_user")};
+}
+
+Model& Session::model() {
+    return store_->model();
+}
+
+// ---- objects ----
+
+void Session::readInto(Object& object) {
+    const bool found = store_->load(
+        object.tag,
+        [&](tag_t type, std::int64_t version) {
+            const Type* known = model().typeOf(type);
+            if (!known)
+                throw Failure(kUnknownType, "#" + std::to_string(object.tag) +
+                                                " is of a type that isn't defined");
+            object.type = known;
+            object.version = version;
+            object.fields.clear();
+            object.fields.resize(known->layout.size());
+        },
+        [&](tag_t attribute, std::size_t index, const Cell& cell) {
+            const auto at = object.type->by_handle.find(attribute);
+            if (at == object.type->by_handle.end())
+                return;  // an attribute that this type doesn't have: the check reports it
+            Values& values = object.fields[at->second].values;
+            if (index == values.size())
+                values.push_back(cell.as(object.type->layout[at->second]->kind));
+        });
+    if (!found)
+        throw Failure(kUnknownObject, "#" + std::to_string(object.tag) + " isn't stored");
+}
+
+Object& Session::object(tag_t tag) {
+    const auto at = cache_.find(tag);
+    if (at != cache_.end())
+        return *at->second;
+    if (tag == NULLTAG || tag >= kFirstHandle)
+        throw Failure(kUnknownObject, tag == NULLTAG
+                                          ? std::string("no object was given")
+                                          : "#" + std::to_string(tag) + " is no object's tag");
+    auto made = std::make_unique<Object>();
+    made->tag = tag;
+    readInto(*made);
+    made->locked = locks_held_.count(tag) != 0;
+    return *cache_.emplace(tag, std::move(made)).first->second;
+}
+
+Object& Session::object(tag_t tag, const Class& cls) {
+    Object& found = object(tag);
+    if (!found.isA(cls))
+        throw Failure(kWrongClass, plainName(found) + " is not of the class " + cls.name);
+    return found;
+}
+
+Object* Session::tryObject(tag_t tag) {
+    const auto at = cache_.find(tag);
+    if (at != cache_.end())
+        return at->second.get();
+    if (tag == NULLTAG || tag >= kFirstHandle)
+        return nullptr;
+    try {
+        return &object(tag);
+    } catch (const Failure& failure) {
+        if (failure.status() != kUnknownObject && failure.status() != kUnknownType)
+            throw;
+        return nullptr;
+    }
+}
+
+Object& Session::create(const Type& type) {
+    if (type.name == "BOMLine")
+        throw Failure(kWrongClass, "lines live in a BOM window, they can't be made");
+    mayWrite();
+    auto made = std::make_unique<Object>();
+    made->tag = store_->newTag();
+    made->type = &type;
+    made->fields.resize(type.layout.size());
+    if (made->isA(*known_.workspace)) {
+        const Date date{now()};
+        made->fields[known_.created].values = {date};
+        made->fields[known_.modified].values = {date};
+        if (user_ != NULLTAG) {
+            made->fields[known_.user].values = {Reference{user_}};
+            made->fields[known_.group].values = {Reference{group_}};
+            made->fields[known_.modified_by].values = {Reference{user_}};
+        }
+    }
+    touched_.insert(made.get());
+    return *cache_.emplace(made->tag, std::move(made)).first->second;
+}
+
+void Session::drop(tag_t tag) {
+    const auto at = cache_.find(tag);
+    if (at == cache_.end())
+        return;
+    touched_.erase(at->second.get());
+    cache_.erase(at);
+}
+
+void Session::unload(tag_t tag) {
+    const auto at = cache_.find(tag);
+    if (at != cache_.end() && at->second->isNew() && at->second->isA(*known_.file))
+        store_->volume().remove(tag);
+    drop(tag);
+    giveLock(tag);
+}
+
+void Session::refresh(Object& object, bool with_lock) {
+    const tag_t tag = object.tag;
+    const bool had_lock = object.locked;
+    if (with_lock)
+        lock(object);
+    if (!object.isNew()) {
+        try {
+            // The stored version tells whether anything has changed.
+            const bool unsaved = touched_.count(&object) && object.isDirty();
+            if (unsaved || store_->versionOf(tag) != object.version) {
+                readInto(object);
+                touched_.erase(&object);
+            }
+        } catch (const Failure& failure) {
+            // A lock that the session held before stays, unless the object is gone.
+            if (!had_lock || !with_lock || failure.status() == kUnknownObject)
+                giveLock(tag);
+            drop(tag);
+            throw;
+        }
+    }
+    if (!with_lock && had_lock) {
+        object.locked = false;
+        giveLock(tag);
+    }
+}
+
+void Session::forgetAll() {
+    for (const tag_t file : unsavedFiles())
+        store_->volume().remove(file);
+    touched_.clear();
+    cache_.clear();
+}
+
+std::vector<tag_t> Session::unsavedFiles() const {
+    std::vector<tag_t> files;
+    for (const Object* object : touched_)
+        if (object->isNew() && object->isA(*known_.file))
+            files.push_back(object->tag);
+    return files;
+}
+
+// ---- locks ----
+
+void Session::takeLock(tag_t tag, const Object* object) {
+    if (locks_held_.count(tag))
+        return;
+    if (const auto owner = store_->locks().take(lock_session_, tag))
+        throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
+                                          " is locked by user " + owner->user + ", process " +
+                                          std::to_string(owner->process));
+    locks_held_.insert(tag);
+}
+
+void Session::giveLock(tag_t tag) noexcept {
+    if (!locks_held_.erase(tag))
+        return;
+    try {
+        store_->locks().release(lock_session_, tag);
+    } catch (...) {
+        // It goes at the latest with the session.
+    }
+}
+
+void Session::lock(Object& object) {
+    if (object.locked)
+        return;
+    if (!object.isNew()) {
+        if (!bypass_ && !allowed(object, "WRITE"))
+            throw Failure(kNotAllowed, "user " + userId() + " may not WRITE " + plainName(object));
+        CheckOut by;
+        if (checkedOut(object.tag, &by) && by.user != user_)
+            throw Failure(kCheckedOut,
+                          plainName(object) + " is checked out by user " + displayId(by.user));
+    }
+    takeLock(object.tag, &object);
+    object.locked = true;
+}
+
+// ---- batches ----
+
+void Session::mayWrite() const {
+    if (batch_failed_)
+        throw Failure(kStoreFailure, "the transaction was undone already");
+    store_->mayWrite(this);
+}
+
+void Session::beginBatch() {
+    if (batch_failed_)
+        mayWrite();
+    if (batch_depth_ == 0) {
+        store_->beginBatch(this);
+        batch_failed_ = false;
+    }
+    ++batch_depth_;
+}
+
+void Session::commitBatch() {
+    if (batch_failed_ || batch_depth_ == 0) {
+        batch_failed_ = false;
+        throw Failure(kStoreFailure, "the transaction was undone already");
+    }
+    if (--batch_depth_ > 0)
+        return;
+    try {
+        store_->commitBatch();
+    } catch (...) {
+        batch_depth_ = 1;
+        rollbackBatch();
+        throw;
+    }
+    placed_in_batch_.clear();
+    for (const tag_t file : std::exchange(removed_in_batch_, {}))
+        store_->volume().remove(file);
+}
+
+void Session::rollbackBatch() {
+    if (batch_depth_ == 0) {
+        batch_failed_ = false;
+        return;
+    }
+    batch_failed_ = batch_depth_ > 1;  // the outer one can't be committed any more
+    batch_depth_ = 0;
+    forgetAll();
+    store_->rollbackBatch();
+    for (const tag_t file : std::exchange(placed_in_batch_, {}))
+        store_->volume().remove(file);
+    removed_in_batch_.clear();
+}
+
+}  // namespace mervane

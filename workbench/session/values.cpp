@@ -1,0 +1,212 @@
+#include <algorithm>
+#include <cmath>
+
+#include "workbench/session/dates.h"
+#include "workbench/session/session.h"
+#include "workbench/store/store.h"
+
+// Reading and setting attributes, with all checks.
+
+namespace mervane {
+
+namespace {
+
+const char* kindName(Kind kind) {
+    switch (kind) {
+        case Kind::String:
+            return "a string";
+        case Kind::Int:
+            return "an integer";
+        case Kind::Double:
+            return "a number";
+        case Kind::Logical:
+            return "a logical";
+        case Kind::Date:
+            return "a date";
+        case Kind::Reference:
+            return "a reference";
+    }
+    return "nothing";
+}
+
+Kind kindOf(const Value& value) {
+    static_assert(std::variant_size_v<Value> == 6);
+    constexpr Kind kinds[] = {Kind::String,  Kind::Int,  Kind::Double,
+                              Kind::Logical, Kind::Date, Kind::Reference};
+    return kinds[value.index()];
+}
+
+std::string attributeName(const Object& object, const Attribute& attribute) {
+    return plainName(object) + ", attribute " + attribute.name;
+}
+
+std::size_t placeOf(const Object& object, const Attribute& attribute) {
+    const auto at = object.type->by_handle.find(attribute.handle);
+    if (at == object.type->by_handle.end())
+        throw Failure(kUnknownAttribute,
+                      plainName(object) + " has no attribute " + attribute.name + " of " +
+                          attribute.owner);
+    return at->second;
+}
+
+std::size_t placeOf(const Object& object, std::string_view name) {
+    const auto at = object.type->by_name.find(name);
+    if (at == object.type->by_name.end())
+        throw Failure(kUnknownAttribute,
+                      plainName(object) + " has no attribute " + std::string(name));
+    return at->second;
+}
+
+void needKind(const Object& object, const Attribute& attribute, Kind kind, bool array) {
+    if (attribute.kind != kind || attribute.array != array)
+        throw Failure(kWrongKind, attributeName(object, attribute) + " is " +
+                                      (attribute.array ? "an array of " : "") +
+                                      kindName(attribute.kind));
+}
+
+// What stands for "no value" in a single attribute.
+bool isEmpty(const Value& value) {
+    if (const auto* reference = std::get_if<Reference>(&value))
+        return reference->tag == NULLTAG;
+    if (const auto* date = std::get_if<Date>(&value))
+        return isNullDate(date->date);
+    return false;
+}
+
+}  // namespace
+
+const Attribute& Session::attribute(const Object& object, std::string_view name) const {
+    return *object.type->layout[placeOf(object, name)];
+}
+
+const Attribute& Session::attribute(const Object& object, tag_t handle) const {
+    const auto at = object.type->by_handle.find(handle);
+    if (at == object.type->by_handle.end()) {
+        const Attribute* known = store_->model().attributeOf(handle);
+        throw Failure(kUnknownAttribute,
+                      plainName(object) + " has no attribute " +
+                          (known ? known->name : "#" + std::to_string(handle)));
+    }
+    return *object.type->layout[at->second];
+}
+
+Field& Session::fieldAt(Object& object, std::size_t place) {
+    return object.fields[place];
+}
+
+Field& Session::field(Object& object, const Attribute& attribute) {
+    return fieldAt(object, placeOf(object, attribute));
+}
+
+const Values& Session::values(Object& object, std::string_view name) {
+    return object.fields[placeOf(object, name)].values;
+}
+
+std::string Session::text(Object& object, std::string_view name) {
+    const std::size_t place = placeOf(object, name);
+    needKind(object, *object.type->layout[place], Kind::String, false);
+    const Values& found = object.fields[place].values;
+    return found.empty() ? std::string() : std::get<std::string>(found.front());
+}
+
+tag_t Session::reference(Object& object, std::string_view name) {
+    const std::size_t place = placeOf(object, name);
+    needKind(object, *object.type->layout[place], Kind::Reference, false);
+    const Values& found = object.fields[place].values;
+    return found.empty() ? NULLTAG : std::get<Reference>(found.front()).tag;
+}
+
+std::vector<tag_t> Session::references(Object& object, std::string_view name) {
+    const std::size_t place = placeOf(object, name);
+    needKind(object, *object.type->layout[place], Kind::Reference, true);
+    std::vector<tag_t> tags;
+    tags.reserve(object.fields[place].values.size());
+    for (const Value& value : object.fields[place].values)
+        tags.push_back(std::get<Reference>(value).tag);
+    return tags;
+}
+
+void Session::checkValues(const Object& object, const Attribute& attribute,
+                          const Values& values) const {
+    if (!attribute.array && values.size() > 1)
+        throw Failure(kWrongKind, attributeName(object, attribute) + " takes one value, " +
+                                      std::to_string(values.size()) + " were given");
+    for (const Value& value : values) {
+        if (kindOf(value) != attribute.kind)
+            throw Failure(kWrongKind, attributeName(object, attribute) + " is " +
+                                          kindName(attribute.kind) + ", " +
+                                          kindName(kindOf(value)) + " was given");
+        if (const auto* text = std::get_if<std::string>(&value)) {
+            if (attribute.max_length > 0 &&
+                text->size() > static_cast<std::size_t>(attribute.max_length))
+                throw Failure(kTooLong, attributeName(object, attribute) + ": " +
+                                            std::to_string(text->size()) +
+                                            " characters, at most " +
+                                            std::to_string(attribute.max_length) + " are kept");
+        } else if (const auto* number = std::get_if<double>(&value)) {
+            if (std::isnan(*number))
+                throw Failure(kBadValue, attributeName(object, attribute) + ": not a number");
+        } else if (const auto* date = std::get_if<Date>(&value)) {
+            if (!isNullDate(date->date) && !isValidDate(date->date))
+                throw Failure(kBadDate, attributeName(object, attribute) + ": no valid date");
+        }
+    }
+}
+
+void Session::checkTargets(const Object& object, const Attribute& attribute,
+                           const Values& values) {
+    for (const Value& value : values) {
+        const tag_t target = std::get<Reference>(value).tag;
+        if (cache_.count(target))
+            continue;
+        if (target == NULLTAG || target >= kFirstHandle || !store_->exists(target))
+            throw Failure(kUnknownObject, attributeName(object, attribute) + ": there is no #" +
+                                              std::to_string(target) + " to refer to");
+    }
+}
+
+// Requires: the values have been checked.
+void Session::assign(Object& object, std::size_t place, Values values) {
+    Field& field = object.fields[place];
+    if (!object.type->layout[place]->array && !values.empty() && isEmpty(values.front()))
+        values.clear();
+    if (!object.isNew() && !field.dirty && !field.stored)
+        field.stored = std::make_unique<Values>(std::move(field.values));
+    field.values = std::move(values);
+    field.dirty = true;
+    touched_.insert(&object);
+}
+
+void Session::set(Object& object, const Attribute& attribute, Values values) {
+    const std::size_t place = placeOf(object, attribute);
+    if (!object.locked && !object.isNew())
+        throw Failure(kNotLocked, attributeName(object, attribute) +
+                                      " can't be set: the object isn't locked by this session");
+    checkValues(object, attribute, values);
+    // Targets that stood there before may be gone: an array with one of them can still be changed.
+    if (attribute.kind == Kind::Reference && !values.empty() &&
+        !(values.size() == 1 && !attribute.array && isEmpty(values.front()))) {
+        const Values& before = object.fields[place].values;
+        const std::size_t same = static_cast<std::size_t>(
+            std::mismatch(values.begin(), values.end(), before.begin(), before.end()).first -
+            values.begin());
+        Values added;
+        for (std::size_t i = same; i < values.size(); ++i)
+            if (std::find(before.begin(), before.end(), values[i]) == before.end())
+                added.push_back(values[i]);
+        checkTargets(object, attribute, added);
+    }
+    assign(object, place, std::move(values));
+}
+
+void Session::set(Object& object, std::string_view name, Values values) {
+    set(object, attribute(object, name), std::move(values));
+}
+
+void Session::put(Object& object, std::string_view name, Values values) {
+    const std::size_t place = placeOf(object, name);
+    checkValues(object, *object.type->layout[place], values);
+    assign(object, place, std::move(values));
+}
+
+}  // namespace mervane
