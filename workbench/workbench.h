@@ -164,12 +164,15 @@ public:
     virtual void setPreference(const std::string& name, const std::vector<std::string>& values) = 0;
     virtual void removePreference(const std::string& name) = 0;
     virtual std::vector<std::pair<std::string, std::vector<std::string>>> preferences() = 0;
+    // Kinds and the privilege must be known; the same right twice is one.
     virtual void addRight(const Right& right) = 0;
+    virtual void removeRight(const Right& right) = 0;
     virtual std::vector<Right> rights() = 0;
     virtual tag_t createProcessTemplate(const std::string& name,
                                         const std::vector<std::string>& tasks) = 0;
 
-    // Objects, each stored when the call returns. An empty type is the class's own.
+    // Objects, each stored when the call returns. An empty type is the class's own, an empty id or
+    // revision is chosen.
     virtual tag_t createItem(const std::string& id, const std::string& name,
                              const std::string& type, const std::string& revision,
                              tag_t* first_revision) = 0;

@@ -39,15 +39,15 @@ std::string shown(date_s date) {
 
 namespace detail {
 
-int failed(const char* operation, int status, const char* text) {
+int failed(const char*, int status, const char* text) {
+    // That a preference isn't set is an answer, not an error.
+    if (status == kNoPreference)
+        return status;
     try {
-        // What others have a text of their own for keeps it: it begins with what happened.
-        std::string whole = filledText(status, text ? text : "");
-        errorStack().pushText(ERR_severity_error, status, std::move(whole));
+        errorStack().push(ERR_severity_error, status, text ? text : "");
     } catch (...) {
         // No memory for the text; the status still tells.
     }
-    (void)operation;
     return status ? status : kInternal;
 }
 

@@ -108,9 +108,8 @@ void Session::openAs(const SessionOptions& options) {
     group_ = options.group.empty() ? reference(object(user_), "default_group")
                                    : findGroup(*this, options.group);
     if (group_ == NULLTAG)
-        throw Failure(kUnknownObject, options.group.empty()
-                                          ? "user " + id + " has no default group"
-                                          : "there is no group " + options.group);
+        throw Failure(kUnknownObject, options.group.empty() ? "user " + id + " has no default group"
+                                                            : "there is no group " + options.group);
     object(group_);
     if (membership(*this, user_, group_) == NULLTAG) {
         Object& member = newMember(*this, user_, group_);

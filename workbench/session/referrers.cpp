@@ -117,11 +117,10 @@ std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_
     const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
     if (attribute.kind != Kind::String)
         throw Failure(kWrongKind, attribute.name + " is no string");
-    return corrected(*cls, attribute, store_->withText(attribute.handle, text),
-                     [&](const Values& values) {
-                         return std::find(values.begin(), values.end(), Value(text)) !=
-                                values.end();
-                     });
+    return corrected(
+        *cls, attribute, store_->withText(attribute.handle, text), [&](const Values& values) {
+            return std::find(values.begin(), values.end(), Value(text)) != values.end();
+        });
 }
 
 }  // namespace mervane

@@ -18,8 +18,8 @@ void Session::addParts(Object& object, std::vector<tag_t>& parts) {
         parts.insert(parts.end(), tags.begin(), tags.end());
     };
     const auto addForms = [&](const char* relation_type) {
-        for (const Relation& relation : relationsFrom(
-                 *this, object.tag, model().findRelationType(relation_type)->handle))
+        for (const Relation& relation :
+             relationsFrom(*this, object.tag, model().findRelationType(relation_type)->handle))
             if (this->object(relation.other).isA(*model().findClass("Form")))
                 parts.push_back(relation.other);
     };
@@ -86,8 +86,8 @@ void Session::remove(Object& object) {
             throw Failure(kStillReferenced,
                           plainName(this->object(tag)) + " can't be deleted: " +
                               (from ? plainName(*from) : "#" + std::to_string(referrer.tag)) +
-                              " \"" + (from ? displayId(referrer.tag) : "") + "\" refers to it by " +
-                              (attribute ? attribute->name : "?"));
+                              " \"" + (from ? displayId(referrer.tag) : "") +
+                              "\" refers to it by " + (attribute ? attribute->name : "?"));
         }
     }
 

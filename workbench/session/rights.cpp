@@ -12,8 +12,8 @@
 namespace mervane {
 
 const std::vector<std::string>& knownPrivileges() {
-    static const std::vector<std::string> names = {"READ",    "WRITE",  "DELETE",  "CHANGE",
-                                                   "PROMOTE", "DEMOTE", "COPY",    "PUBLISH",
+    static const std::vector<std::string> names = {"READ",    "WRITE",  "DELETE", "CHANGE",
+                                                   "PROMOTE", "DEMOTE", "COPY",   "PUBLISH",
                                                    "EXPORT",  "IMPORT"};
     return names;
 }

@@ -39,8 +39,7 @@ void Session::storeObject(Object& object) {
         if (object.isA(*known_.item)) {
             // Another session may have taken the id since it was chosen.
             const std::string id = text(object, "item_id");
-            for (const Store::Hit& hit :
-                 store_->withText(attribute(object, "item_id").handle, id))
+            for (const Store::Hit& hit : store_->withText(attribute(object, "item_id").handle, id))
                 if (hit.tag != object.tag && !id.empty())
                     throw Failure(kDuplicateId, "there is an item " + id + " already");
         }

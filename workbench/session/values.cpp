@@ -43,9 +43,8 @@ std::string attributeName(const Object& object, const Attribute& attribute) {
 std::size_t placeOf(const Object& object, const Attribute& attribute) {
     const auto at = object.type->by_handle.find(attribute.handle);
     if (at == object.type->by_handle.end())
-        throw Failure(kUnknownAttribute,
-                      plainName(object) + " has no attribute " + attribute.name + " of " +
-                          attribute.owner);
+        throw Failure(kUnknownAttribute, plainName(object) + " has no attribute " + attribute.name +
+                                             " of " + attribute.owner);
     return at->second;
 }
 
@@ -83,9 +82,8 @@ const Attribute& Session::attribute(const Object& object, tag_t handle) const {
     const auto at = object.type->by_handle.find(handle);
     if (at == object.type->by_handle.end()) {
         const Attribute* known = store_->model().attributeOf(handle);
-        throw Failure(kUnknownAttribute,
-                      plainName(object) + " has no attribute " +
-                          (known ? known->name : "#" + std::to_string(handle)));
+        throw Failure(kUnknownAttribute, plainName(object) + " has no attribute " +
+                                             (known ? known->name : "#" + std::to_string(handle)));
     }
     return *object.type->layout[at->second];
 }
@@ -140,8 +138,7 @@ void Session::checkValues(const Object& object, const Attribute& attribute,
             if (attribute.max_length > 0 &&
                 text->size() > static_cast<std::size_t>(attribute.max_length))
                 throw Failure(kTooLong, attributeName(object, attribute) + ": " +
-                                            std::to_string(text->size()) +
-                                            " characters, at most " +
+                                            std::to_string(text->size()) + " characters, at most " +
                                             std::to_string(attribute.max_length) + " are kept");
         } else if (const auto* number = std::get_if<double>(&value)) {
             if (std::isnan(*number))
@@ -153,8 +150,7 @@ void Session::checkValues(const Object& object, const Attribute& attribute,
     }
 }
 
-void Session::checkTargets(const Object& object, const Attribute& attribute,
-                           const Values& values) {
+void Session::checkTargets(const Object& object, const Attribute& attribute, const Values& values) {
     for (const Value& value : values) {
         const tag_t target = std::get<Reference>(value).tag;
         if (cache_.count(target))

@@ -52,7 +52,7 @@ public:
     bool load(tag_t tag, Head&& head, Each&& value);
     // False: there is no object. Cheaper than loading it.
     bool exists(tag_t tag);
-    tag_t typeOf(tag_t tag);  // handle; NULLTAG: there is no object
+    tag_t typeOf(tag_t tag);            // handle; NULLTAG: there is no object
     std::int64_t versionOf(tag_t tag);  // 0: there is no object
     void insert(tag_t tag, tag_t type);
     // Count one more save; false: the stored version is another one.

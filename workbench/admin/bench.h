@@ -1,0 +1,119 @@
+#pragma once
+
+// The class behind mervane_workbench(). Its members are defined by subject: stores.cpp, model.cpp,
+// objects.cpp, search.cpp, calls.cpp.
+
+#include <map>
+#include <memory>
+
+#include "workbench/session/session.h"
+#include "workbench/store/store.h"
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+class Bench final : public Workbench {
+public:
+    ~Bench();
+
+    void createStore(const std::string& path) override;
+    StoreId openStore(const std::string& path) override;
+    void closeStore(StoreId store) override;
+    std::vector<CheckFinding> check(StoreId store, bool repair) override;
+    void backup(StoreId store, const std::string& path) override;
+
+    SessionId openSession(StoreId store, const SessionOptions& options) override;
+    void selectSession(SessionId session) override;
+    SessionId currentSession() const override;
+    void closeSession(SessionId session) override;
+
+    tag_t defineClass(const std::string& name, const std::string& parent,
+                      const std::vector<AttributeSpec>& attributes) override;
+    tag_t defineType(const std::string& name, const std::string& parent_type,
+                     const std::vector<AttributeSpec>& attributes) override;
+    tag_t defineRelationType(const std::string& name) override;
+    tag_t defineDatasetType(const std::string& name, const std::string& tool,
+                            const std::vector<std::string>& formats,
+                            const std::vector<std::string>& reference_names) override;
+
+    tag_t createGroup(const std::string& name, const std::string& parent) override;
+    tag_t createUser(const std::string& id, const std::string& name,
+                     const std::string& group) override;
+    void setPreference(const std::string& name, const std::vector<std::string>& values) override;
+    void removePreference(const std::string& name) override;
+    std::vector<std::pair<std::string, std::vector<std::string>>> preferences() override;
+    void addRight(const Right& right) override;
+    void removeRight(const Right& right) override;
+    std::vector<Right> rights() override;
+    tag_t createProcessTemplate(const std::string& name,
+                                const std::vector<std::string>& tasks) override;
+
+    tag_t createItem(const std::string& id, const std::string& name, const std::string& type,
+                     const std::string& revision, tag_t* first_revision) override;
+    tag_t createRevision(tag_t item, const std::string& revision) override;
+    tag_t createForm(const std::string& type, const std::string& name) override;
+    tag_t createFolder(const std::string& name) override;
+    void addToFolder(tag_t folder, tag_t content) override;
+    tag_t createDataset(const std::string& type, const std::string& name) override;
+    tag_t createDatasetVersion(tag_t dataset) override;
+    tag_t addFile(tag_t dataset, const std::string& reference_name, const std::string& path,
+                  const std::string& original_name) override;
+    void addNamedReference(tag_t dataset, const std::string& reference_name, tag_t object) override;
+    tag_t relate(tag_t primary, tag_t secondary, const std::string& relation_type) override;
+    tag_t create(const std::string& type) override;
+    void set(tag_t object, const std::string& attribute, const Values& values) override;
+    Values get(tag_t object, const std::string& attribute) override;
+    void checkOut(tag_t object, const std::string& comment) override;
+    void checkIn(tag_t object) override;
+
+    tag_t bomViewRevision(tag_t revision) override;
+    tag_t addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,
+                        const std::string& sequence_no) override;
+    tag_t openBomWindow(tag_t revision) override;
+    void saveBomWindow(tag_t line) override;
+    void closeBomWindow(tag_t line) override;
+
+    std::vector<Found> find(const FindQuery& query) override;
+    tag_t resolve(const std::string& name) override;
+    Found describe(tag_t object) override;
+    std::vector<std::string> attributeNames(tag_t object) override;
+    std::vector<std::string> privilegeNames() override;
+    std::vector<std::string> typeNames(const std::string& at_or_below) override;
+    std::vector<std::string> relationTypeNames() override;
+
+    ImportReport importWorld(std::istream& in, const std::string& source_name) override;
+    void exportWorld(std::ostream& out) override;
+    ImportReport importStep(std::istream& in, const std::string& source_name) override;
+
+    void sendArguments(std::vector<Argument> arguments) override;
+    std::vector<StackEntry> errorStack() override;
+    std::string messageText(int status) override;
+    std::vector<int> messageNumbers() override;
+    std::size_t liveHeapBlocks() override;
+    void failHeapAfter(std::optional<std::size_t> allocations) override;
+    std::size_t heldLocks() override;
+    bool holdsLock(tag_t object) override;
+
+    void startJournal() override;
+    std::vector<JournalEntry> stopJournal() override;
+    void setFaults(const std::vector<Fault>& faults) override;
+    std::vector<std::string> unavailableOperations() override;
+    std::uint64_t statementsRun() override;
+
+private:
+    struct OpenSession {
+        StoreId store;
+        std::unique_ptr<Session> session;
+    };
+    std::map<StoreId, std::shared_ptr<Store>> stores_;
+    std::map<SessionId, OpenSession> sessions_;
+    int last_store_ = 0, last_session_ = 0;
+    SessionId current_ = 0;  // 0: none
+
+    Store& storeOf(StoreId store);
+    Session& now();  // the current session
+    std::vector<Store::Hit> hitsByName(const Type& wanted, const std::string& text);
+    bool isNewest(Object& dataset);
+};
+
+}  // namespace mervane

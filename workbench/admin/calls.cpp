@@ -1,0 +1,87 @@
+#include "workbench/admin/bench.h"
+#include "workbench/import/import.h"
+#include "workbench/session/argument_stream.h"
+#include "workbench/session/error_stack.h"
+#include "workbench/session/heap.h"
+#include "workbench/session/journal.h"
+
+// What surrounds a service call, and what watches it.
+
+namespace mervane {
+
+// Until the readers are there.
+[[gnu::weak]] ImportReport importWorld(Session&, std::istream&, const std::string&);
+[[gnu::weak]] void exportWorld(Session&, std::ostream&);
+[[gnu::weak]] ImportReport importStep(Session&, std::istream&, const std::string&);
+
+ImportReport Bench::importWorld(std::istream& in, const std::string& source_name) {
+    if (!&mervane::importWorld)
+        throw Failure(kNotAvailable, "importWorld");
+    return mervane::importWorld(now(), in, source_name);
+}
+
+void Bench::exportWorld(std::ostream& out) {
+    if (!&mervane::exportWorld)
+        throw Failure(kNotAvailable, "exportWorld");
+    mervane::exportWorld(now(), out);
+}
+
+ImportReport Bench::importStep(std::istream& in, const std::string& source_name) {
+    if (!&mervane::importStep)
+        throw Failure(kNotAvailable, "importStep");
+    return mervane::importStep(now(), in, source_name);
+}
+
+void Bench::sendArguments(std::vector<Argument> arguments) {
+    argumentStream().send(std::move(arguments));
+}
+
+std::vector<StackEntry> Bench::errorStack() {
+    return mervane::errorStack().entries();
+}
+
+std::string Bench::messageText(int status) {
+    return mervane::messageText(status).empty() ? std::string() : filledText(status, "");
+}
+
+std::vector<int> Bench::messageNumbers() {
+    return mervane::messageNumbers();
+}
+
+std::size_t Bench::liveHeapBlocks() {
+    return heap::liveBlocks();
+}
+
+void Bench::failHeapAfter(std::optional<std::size_t> allocations) {
+    heap::failAfter(allocations);
+}
+
+std::size_t Bench::heldLocks() {
+    return now().heldLocks();
+}
+
+bool Bench::holdsLock(tag_t object) {
+    return now().holdsLock(object);
+}
+
+void Bench::startJournal() {
+    mervane::startJournal();
+}
+
+std::vector<JournalEntry> Bench::stopJournal() {
+    return mervane::stopJournal();
+}
+
+void Bench::setFaults(const std::vector<Fault>& faults) {
+    mervane::setFaults(faults);
+}
+
+std::vector<std::string> Bench::unavailableOperations() {
+    return {};
+}
+
+std::uint64_t Bench::statementsRun() {
+    return mervane::statementsRun();
+}
+
+}  // namespace mervane

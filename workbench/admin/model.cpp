@@ -1,0 +1,129 @@
+#include <algorithm>
+
+#include "workbench/admin/bench.h"
+#include "workbench/session/organisation.h"
+#include "workbench/session/rights.h"
+#include "workbench/session/workflows.h"
+
+// What an administrator defines: classes and types, people, settings, rights, templates.
+
+namespace mervane {
+
+tag_t Bench::defineClass(const std::string& name, const std::string& parent,
+                         const std::vector<AttributeSpec>& attributes) {
+    now().store().addClass(name, parent.empty() ? "Instance" : parent, attributes);
+    return now().model().findClass(name)->handle;
+}
+
+tag_t Bench::defineType(const std::string& name, const std::string& parent_type,
+                        const std::vector<AttributeSpec>& attributes) {
+    now().store().addType(name, parent_type, attributes);
+    return now().model().findType(name)->handle;
+}
+
+tag_t Bench::defineRelationType(const std::string& name) {
+    now().store().addRelationType(name);
+    return now().model().findRelationType(name)->handle;
+}
+
+tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
+                               const std::vector<std::string>& formats,
+                               const std::vector<std::string>& reference_names) {
+    now().store().addDatasetType(name, "Dataset", tool, formats, reference_names);
+    return now().model().findType(name)->handle;
+}
+
+tag_t Bench::createGroup(const std::string& name, const std::string& parent) {
+    return mervane::createGroup(now(), name, parent);
+}
+
+tag_t Bench::createUser(const std::string& id, const std::string& name, const std::string& group) {
+    return mervane::createUser(now(), id, name, group);
+}
+
+void Bench::setPreference(const std::string& name, const std::vector<std::string>& values) {
+    if (name.empty())
+        throw Failure(kBadValue, "a preference needs a name");
+    now().store().setPreference(name, values);
+}
+
+void Bench::removePreference(const std::string& name) {
+    now().store().removePreference(name);
+}
+
+std::vector<std::pair<std::string, std::vector<std::string>>> Bench::preferences() {
+    return now().store().preferences();
+}
+
+namespace {
+
+void needOneOf(const std::string& value, std::initializer_list<const char*> known,
+               const char* what) {
+    if (std::find(known.begin(), known.end(), value) != known.end())
+        return;
+    std::string list;
+    for (const char* each : known)
+        list += (list.empty() ? "" : ", ") + std::string(each);
+    throw Failure(kBadValue, std::string(what) + " \"" + value + "\"; known are " + list);
+}
+
+// A right that names nothing would silently never count.
+void checkRight(Session& session, const Right& right) {
+    needOneOf(right.subject_kind, {"user", "group", "all"}, "kind of subject");
+    needOneOf(right.scope_kind, {"object", "status", "type", "class", "all"}, "kind of scope");
+    needPrivilege(right.privilege);
+    if (right.subject_kind == "user" && findUser(session, right.subject) == NULLTAG)
+        throw Failure(kUnknownObject, "there is no user " + right.subject);
+    if (right.subject_kind == "group" && findGroup(session, right.subject) == NULLTAG)
+        throw Failure(kUnknownObject, "there is no group " + right.subject);
+    if (right.scope_kind == "type" && !session.model().findType(right.scope))
+        throw Failure(kUnknownType, "there is no type " + right.scope);
+    if (right.scope_kind == "class" && !session.model().findClass(right.scope))
+        throw Failure(kUnknownClass, "there is no class " + right.scope);
+    if (right.scope_kind == "object" &&
+        right.scope.find_first_not_of("0123456789") != std::string::npos)
+        throw Failure(kBadValue, "\"" + right.scope + "\" is no object's tag");
+}
+
+}  // namespace
+
+void Bench::addRight(const Right& right) {
+    checkRight(now(), right);
+    now().store().addRight(right);
+}
+
+void Bench::removeRight(const Right& right) {
+    now().store().removeRight(right);
+}
+
+std::vector<Right> Bench::rights() {
+    return now().store().rights();
+}
+
+tag_t Bench::createProcessTemplate(const std::string& name, const std::vector<std::string>& tasks) {
+    return mervane::createProcessTemplate(now(), name, tasks);
+}
+
+std::vector<std::string> Bench::privilegeNames() {
+    return knownPrivileges();
+}
+
+std::vector<std::string> Bench::typeNames(const std::string& at_or_below) {
+    const Model& model = now().model();
+    const Type* top = model.findType(at_or_below.empty() ? "Instance" : at_or_below);
+    if (!top)
+        throw Failure(kUnknownType, "there is no type " + at_or_below);
+    std::vector<std::string> names{top->name};
+    for (const Type* type : model.subtypes(*top))
+        names.push_back(type->name);
+    return names;
+}
+
+std::vector<std::string> Bench::relationTypeNames() {
+    std::vector<std::string> names;
+    for (const RelationType* type : now().model().relationTypes())
+        names.push_back(type->name);
+    return names;
+}
+
+}  // namespace mervane

@@ -1,0 +1,226 @@
+#include <algorithm>
+
+#include "workbench/admin/bench.h"
+#include "workbench/session/items.h"
+#include "workbench/session/lines.h"
+#include "workbench/session/organisation.h"
+#include "workbench/session/relations.h"
+
+// Objects by the names that people give them.
+
+namespace mervane {
+
+namespace {
+
+bool isA(Session& session, const Object& object, const char* cls) {
+    return object.isA(*session.model().findClass(cls));
+}
+
+std::string nameOf(Session& session, Object& object) {
+    for (const char* attribute : {"object_name", "name", "user_name", "group_name", "site_name",
+                                  "person_name", "note_name", "original_file_name", "id"})
+        if (object.type->by_name.count(attribute))
+            if (std::string name = session.text(object, attribute); !name.empty())
+                return name;
+    return {};
+}
+
+// "000123/A:drawing" of a dataset that hangs on a revision or item, else its tag.
+std::string datasetId(Session& session, Object& dataset) {
+    const std::string name = session.text(dataset, "object_name");
+    for (const Relation& relation : relationsTo(session, dataset.tag, NULLTAG)) {
+        Object* owner = session.tryObject(relation.other);
+        if (owner && (isA(session, *owner, "ItemRevision") || isA(session, *owner, "Item")))
+            return session.displayId(owner->tag) + ":" + name;
+    }
+    return "#" + std::to_string(dataset.tag);
+}
+
+std::string idOf(Session& session, Object& object) {
+    if (isA(session, object, "Item") || isA(session, object, "ItemRevision"))
+        return session.displayId(object.tag);
+    if (isA(session, object, "Dataset"))
+        return datasetId(session, object);
+    return "#" + std::to_string(object.tag);
+}
+
+[[noreturn]] void unknown(const std::string& name) {
+    throw Failure(kUnknownObject, "nothing is called \"" + name + "\"");
+}
+
+tag_t findDataset(Session& session, tag_t owner, const std::string& name,
+                  const std::string& asked) {
+    tag_t found = NULLTAG;
+    for (const Relation& relation : relationsFrom(session, owner, NULLTAG)) {
+        Object& other = session.object(relation.other);
+        if (!isA(session, other, "Dataset") || session.text(other, "object_name") != name ||
+            other.tag == found)
+            continue;
+        if (found != NULLTAG)
+            throw Failure(kBadValue, "several datasets are called \"" + asked + "\": #" +
+                                         std::to_string(found) + ", #" + std::to_string(other.tag));
+        found = other.tag;
+    }
+    return found;
+}
+
+// An item or a revision; ids may hold a slash themselves.
+tag_t findItemOrRevision(Session& session, const std::string& name) {
+    if (const tag_t item = findItem(session, name); item != NULLTAG)
+        return item;
+    for (std::size_t slash = name.rfind('/'); slash != std::string::npos && slash > 0;
+         slash = name.rfind('/', slash - 1)) {
+        const tag_t item = findItem(session, name.substr(0, slash));
+        if (item == NULLTAG)
+            continue;
+        const tag_t revision = findRevision(session, item, name.substr(slash + 1));
+        if (revision != NULLTAG)
+            return revision;
+    }
+    return NULLTAG;
+}
+
+}  // namespace
+
+tag_t Bench::resolve(const std::string& name) {
+    if (name.size() > 1 && name[0] == '#' &&
+        name.find_first_not_of("0123456789", 1) == std::string::npos && name.size() < 12) {
+        const unsigned long long number = std::stoull(name.substr(1));
+        if (number >= kFirstHandle || !now().tryObject(static_cast<tag_t>(number)))
+            unknown(name);
+        return static_cast<tag_t>(number);
+    }
+    if (const tag_t found = findItemOrRevision(now(), name); found != NULLTAG)
+        return found;
+    for (std::size_t colon = name.find(':'); colon != std::string::npos;
+         colon = name.find(':', colon + 1)) {
+        const tag_t owner = findItemOrRevision(now(), name.substr(0, colon));
+        if (owner == NULLTAG)
+            continue;
+        const tag_t dataset = findDataset(now(), owner, name.substr(colon + 1), name);
+        if (dataset != NULLTAG)
+            return dataset;
+    }
+    unknown(name);
+}
+
+Found Bench::describe(tag_t tag) {
+    if (isLine(tag)) {
+        const Values name = lineProperty(now(), tag, "object_name").values;
+        return {tag, "BOMLine", "BOMLine", "#" + std::to_string(tag),
+                name.empty() ? std::string() : std::get<std::string>(name.front())};
+    }
+    Object& object = now().object(tag);
+    return {tag, object.cls().name, object.type->name, idOf(now(), object), nameOf(now(), object)};
+}
+
+std::vector<std::string> Bench::attributeNames(tag_t object) {
+    std::vector<std::string> names;
+    for (const Attribute* attribute : now().object(object).type->layout)
+        names.push_back(attribute->name);
+    return names;
+}
+
+std::vector<Found> Bench::find(const FindQuery& query) {
+    Session& session = now();
+    const std::string type_name = query.type.empty() ? "WorkspaceObject" : query.type;
+    const Type* wanted = session.model().findType(type_name);
+    if (!wanted)
+        throw Failure(kUnknownType, "there is no type " + type_name);
+    const std::string text = query.text.empty() ? "*" : query.text;
+    tag_t owner = NULLTAG;
+    if (!query.owner.empty()) {
+        owner = findUser(session, query.owner);
+        if (owner == NULLTAG)
+            throw Failure(kUnknownObject, "there is no user " + query.owner);
+    }
+
+    std::vector<Store::Hit> hits;
+    if (text.find_first_not_of('*') == std::string::npos)
+        for (const Store::Hit& hit : session.store().everything())
+            hits.push_back(hit);
+    else
+        hits = hitsByName(*wanted, text);
+
+    std::vector<Found> found;
+    tag_t last = NULLTAG;
+    for (const Store::Hit& hit : hits) {
+        const Type* type = session.model().typeOf(hit.type);
+        if (hit.tag == last || !type || !type->isA(*wanted))
+            continue;
+        last = hit.tag;
+        Object* object = session.tryObject(hit.tag);
+        if (!object)
+            continue;
+        if (owner != NULLTAG && (!object->type->by_name.count("owning_user") ||
+                                 session.reference(*object, "owning_user") != owner))
+            continue;
+        if (isA(session, *object, "Dataset") && !isNewest(*object))
+            continue;
+        found.push_back(describe(hit.tag));
+        if (query.limit > 0 && found.size() == static_cast<std::size_t>(query.limit))
+            break;
+    }
+    return found;
+}
+
+// By tag; an object may stand there twice.
+std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string& text) {
+    Session& session = now();
+    std::vector<Store::Hit> hits;
+    const auto add = [&](const std::vector<Store::Hit>& more) {
+        hits.insert(hits.end(), more.begin(), more.end());
+    };
+    const struct {
+        const char *cls, *attribute;
+    } names[] = {{"Item", "item_id"},
+                 {"WorkspaceObject", "object_name"},
+                 {"ReleaseStatus", "name"},
+                 {"User", "user_id"},
+                 {"User", "user_name"},
+                 {"Group", "group_name"},
+                 {"Person", "person_name"},
+                 {"Site", "site_name"},
+                 {"NoteType", "note_name"},
+                 {"VaneFile", "original_file_name"},
+                 {"icm0", "id"}};
+    for (const auto& each : names) {
+        const Class& cls = *session.model().findClass(each.cls);
+        if (wanted.cls->isA(cls) || cls.isA(*wanted.cls))
+            add(session.store().withPattern(
+                session.model().findAttribute(cls, each.attribute)->handle, text));
+    }
+    // "000123/A", "0001*/B"
+    const Class& revision_class = *session.model().findClass("ItemRevision");
+    const std::size_t slash = text.rfind('/');
+    if (slash != std::string::npos &&
+        (wanted.cls->isA(revision_class) || revision_class.isA(*wanted.cls))) {
+        const Attribute& item_id =
+            *session.model().findAttribute(*session.model().findClass("Item"), "item_id");
+        const Attribute& items_tag = *session.model().findAttribute(revision_class, "items_tag");
+        const auto revisions = session.store().withPattern(
+            session.model().findAttribute(revision_class, "item_revision_id")->handle,
+            text.substr(slash + 1));
+        for (const Store::Hit& item :
+             session.store().withPattern(item_id.handle, text.substr(0, slash)))
+            for (const auto& each : session.store().referrersBy(items_tag.handle, item.tag))
+                if (std::binary_search(
+                        revisions.begin(), revisions.end(), Store::Hit{each.tag, NULLTAG},
+                        [](const Store::Hit& a, const Store::Hit& b) { return a.tag < b.tag; }))
+                    hits.push_back({each.tag, each.type});
+    }
+    std::sort(hits.begin(), hits.end(),
+              [](const Store::Hit& a, const Store::Hit& b) { return a.tag < b.tag; });
+    return hits;
+}
+
+// Older versions of a dataset are reached through the newest one.
+bool Bench::isNewest(Object& dataset) {
+    Object* anchor = now().tryObject(now().reference(dataset, "anchor"));
+    if (!anchor)
+        return true;
+    const auto versions = now().references(*anchor, "revisions");
+    return versions.empty() || versions.back() == dataset.tag;
+}
+
+}  // namespace mervane
