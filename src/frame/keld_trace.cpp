@@ -36,21 +36,21 @@ public:
     explicit ShortText(const char* szText) {
         constexpr char szSuffix[] = "(...)";
         constexpr std::size_t uiRoom = uiShortTextSize - sizeof(szSuffix);
-        std::size_t uiLength = std::strcspn(szText, "(");
-        m_bCut = uiLength > uiRoom;
-        if (m_bCut) {
-            uiLength = uiRoom;
-            // Not in the middle of a UTF-8 character, which has at most four bytes.
-            for (int i = 0; i < 3 && IsContinuation(szText[uiLength]); ++i)
-                --uiLength;
-        }
-        std::memcpy(m_sText, szText, uiLength);
+        // Names are short: a loop beats the calls that search and copy.
+        std::size_t uiLength = 0;
+        for (; uiLength < uiRoom && !IsEnd(szText[uiLength]); ++uiLength)
+            m_sText[uiLength] = szText[uiLength];
+        m_bCut = !IsEnd(szText[uiLength]);
+        // Not in the middle of a UTF-8 character, which has at most four bytes.
+        for (int i = 0; m_bCut && i < 3 && IsContinuation(szText[uiLength]); ++i)
+            --uiLength;
         std::memcpy(m_sText + uiLength, szSuffix, sizeof(szSuffix));
     }
     const char* Text() const { return m_sText; }
     bool IsCut() const { return m_bCut; }
 
 private:
+    static bool IsEnd(char c) { return c == '(' || c == '\0'; }
     static bool IsContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0U) == 0x80U; }
 
     char m_sText[uiShortTextSize];
