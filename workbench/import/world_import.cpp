@@ -1,0 +1,229 @@
+#include "workbench/import/world_import.h"
+
+#include <algorithm>
+
+#include "workbench/import/base64.h"
+#include "workbench/import/import.h"
+#include "workbench/import/temporary_file.h"
+#include "workbench/import/world_model.h"
+#include "workbench/import/world_values.h"
+#include "workbench/session/datasets.h"
+#include "workbench/session/dates.h"
+#include "workbench/session/items.h"
+#include "workbench/session/relations.h"
+
+namespace mervane {
+
+ImportReport importWorld(Session& session, std::istream& in, const std::string& source_name) {
+    const JsonDocument document(in, source_name);
+    return WorldImport(session, document.root()).run();
+}
+
+ImportReport WorldImport::run() {
+    root_.allow({"world", "model", "preferences", "objects", "rights", "check_outs",
+                 "registered_ids", "dangling", "groups", "users", "process_templates", "items",
+                 "datasets", "forms", "folders", "relations", "processes"});
+    if (const JsonNode version = root_.at("world"); version.integer() != 1)
+        version.fail("expected the version 1");
+    session_.beginBatch();
+    try {
+        readAll();
+        session_.commitBatch();
+    } catch (...) {
+        session_.rollbackBatch();
+        for (tag_t file : kept_files_)
+            store().volume().remove(file);
+        throw;
+    }
+    return std::move(report_);
+}
+
+void WorldImport::readAll() {
+    if (const auto model = root_.find("model"))
+        readModel(*model, store());
+    readPreferences();
+    readObjects();
+    readOrganisation();
+    readTemplates();
+    readItems();
+    readForms();
+    readDatasets();
+    readStructures();
+    readFolders();
+    readRelations();
+    readProcesses();
+    readRights();
+    readCheckOuts();
+    readRegisteredIds();
+}
+
+void WorldImport::readPreferences() {
+    for (const JsonNode& node : root_.list("preferences")) {
+        node.allow({"name", "values"});
+        const std::string name = readText(node.at("name"));
+        if (name.empty())
+            node.at("name").fail("expected a name, found an empty text");
+        std::vector<std::string> values;
+        for (const JsonNode& value : node.at("values").elements())
+            values.push_back(readText(value));
+        store().setPreference(name, values);
+    }
+}
+
+void WorldImport::readRights() {
+    const auto known = store().rights();
+    for (const JsonNode& node : root_.list("rights")) {
+        node.allow({"subject_kind", "subject", "scope_kind", "scope", "privilege", "allowed"});
+        Right right;
+        right.subject_kind = node.at("subject_kind").text();
+        right.subject = node.find("subject") ? readText(node.at("subject")) : "";
+        right.scope_kind = node.at("scope_kind").text();
+        right.scope = node.find("scope") ? readText(node.at("scope")) : "";
+        right.privilege = node.at("privilege").text();
+        right.allowed = node.at("allowed").logical();
+        if (right.scope_kind == "object")
+            right.scope = std::to_string(resolve(node.at("scope")));
+        const bool there = std::any_of(known.begin(), known.end(), [&](const Right& other) {
+            return other.subject_kind == right.subject_kind && other.subject == right.subject &&
+                   other.scope_kind == right.scope_kind && other.scope == right.scope &&
+                   other.privilege == right.privilege && other.allowed == right.allowed;
+        });
+        if (!there)
+            at(node, [&] { addRight(session_, right); });
+    }
+}
+
+void WorldImport::readCheckOuts() {
+    for (const JsonNode& node : root_.list("check_outs")) {
+        node.allow({"object", "user", "date", "comment"});
+        Store::CheckOutRow row;
+        row.object = resolve(node.at("object"));
+        const auto user = node.find("user");
+        row.user = user ? resolve(*user) : session_.user();
+        const auto date = node.find("date");
+        row.date = date ? readText(*date) : dateText(currentDate());
+        row.comment = node.find("comment") ? readText(node.at("comment")) : "";
+        if (!store().addCheckOut(row))
+            node.fail("the object is checked out already");
+    }
+}
+
+void WorldImport::readRegisteredIds() {
+    for (const JsonNode& node : root_.list("registered_ids"))
+        if (const std::string id = readText(node); !store().isRegistered(id))
+            store().registerId(id);
+}
+
+void WorldImport::define(const JsonNode& node, tag_t tag) {
+    const auto label = node.find("label");
+    if (label && !labels_.try_emplace(label->text(), tag).second)
+        label->fail("expected a label of its own, found \"" + label->text() + "\" a second time");
+}
+
+tag_t WorldImport::resolve(const JsonNode& node) {
+    const std::string name = node.text();
+    if (const tag_t tag = find(name); tag != NULLTAG)
+        return tag;
+    std::vector<std::string> labels;
+    for (const auto& [label, tag] : labels_)
+        labels.push_back(label);
+    std::sort(labels.begin(), labels.end());
+    node.fail("expected a label of the document or the name of an object, found \"" +
+              name.substr(0, 200) + "\"" + nearestHint(name, labels));
+}
+
+tag_t WorldImport::find(const std::string& name) {
+    const auto found = labels_.find(name);
+    return found != labels_.end() ? found->second : findNamed(name);
+}
+
+// "user:ID", "group:NAME", "000123", "000123/A", "000123/A:NAME of a dataset". An item id may have
+// the separators in it, so the longest one that fits is taken.
+tag_t WorldImport::findNamed(const std::string& name) {
+    const auto byText = [&](const char* cls, const char* attribute, const std::string& text) {
+        const auto found = session_.findByText(cls, attribute, text);
+        return found.empty() ? NULLTAG : found.front();
+    };
+    if (name.starts_with("user:"))
+        return byText("User", "user_id", name.substr(5));
+    if (name.starts_with("group:"))
+        return byText("Group", "group_name", name.substr(6));
+    if (const tag_t item = findItem(session_, name))
+        return item;
+    const std::size_t slash = name.rfind('/');
+    if (slash == std::string::npos)
+        return NULLTAG;
+    const tag_t item = findItem(session_, name.substr(0, slash));
+    if (item == NULLTAG)
+        return NULLTAG;
+    const std::string rest = name.substr(slash + 1);
+    if (const tag_t revision = findRevision(session_, item, rest))
+        return revision;
+    const std::size_t colon = rest.find(':');
+    if (colon == std::string::npos)
+        return NULLTAG;
+    const tag_t revision = findRevision(session_, item, rest.substr(0, colon));
+    if (revision == NULLTAG)
+        return NULLTAG;
+    const Class& dataset = *store().model().findClass("Dataset");
+    for (const Relation& relation : relationsFrom(session_, revision, NULLTAG)) {
+        Object* object = session_.tryObject(relation.other);
+        if (object && object->isA(dataset) &&
+            session_.text(*object, "object_name") == rest.substr(colon + 1))
+            return object->tag;
+    }
+    return NULLTAG;
+}
+
+const Attribute& WorldImport::attributeNamed(const JsonNode& node, const std::string& name,
+                                             const Type& type) {
+    if (const auto found = type.by_name.find(name); found != type.by_name.end())
+        return *type.layout[found->second];
+    std::vector<std::string> known;
+    for (const Attribute* attribute : type.layout)
+        known.push_back(attribute->name);
+    node.fail("the type \"" + type.name + "\" has no attribute \"" + name.substr(0, 200) + "\"" +
+              nearestHint(name, known));
+}
+
+void WorldImport::checkLengths(const JsonNode& node, const Attribute& attribute,
+                               const Values& values) {
+    for (const Value& value : values)
+        if (const auto* text = std::get_if<std::string>(&value);
+            text && attribute.max_length > 0 &&
+            text->size() > static_cast<std::size_t>(attribute.max_length))
+            node.fail("expected at most " + std::to_string(attribute.max_length) +
+                      " bytes, found " + std::to_string(text->size()));
+}
+
+void WorldImport::keepContent(tag_t file, const std::string& bytes) {
+    TemporaryFile temporary;
+    temporary.write(bytes);
+    kept_files_.push_back(file);
+    store().volume().take(file, temporary.path());
+}
+
+std::string WorldImport::fileBytes(const JsonNode& node) {
+    const auto text = node.find("text"), base64 = node.find("base64");
+    if (text.has_value() == base64.has_value())
+        node.fail("expected one of the keys \"text\" and \"base64\"");
+    if (text) {
+        if (!text->isString())
+            text->failExpected("a string");
+        return text->value().get<std::string>();
+    }
+    auto bytes = fromBase64(base64->text());
+    if (!bytes)
+        base64->fail("expected base64 without line breaks");
+    return std::move(*bytes);
+}
+
+void WorldImport::refuse(const JsonNode& node, const Failure& failure) {
+    const bool own = failure.status() == kBadImport || failure.status() == kStoreFailure ||
+                     failure.status() == kFileFailure || failure.status() == kNoMemory;
+    if (own)
+        throw failure;
+    node.fail(failure.what());
+}
+
+}  // namespace mervane

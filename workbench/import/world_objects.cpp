@@ -1,0 +1,186 @@
+// The list "objects" of a world document: instances of any class, written as they stand.
+
+#include <algorithm>
+
+#include "workbench/import/world_import.h"
+#include "workbench/import/world_model.h"
+#include "workbench/import/world_values.h"
+
+namespace mervane {
+
+void WorldImport::readObjects() {
+    planObjects();
+    matchByName();
+    matchPersons();
+    matchMembers();
+    refuseTakenIds();
+    for (Planned& planned : planned_) {
+        if (planned.tag == NULLTAG) {
+            planned.tag = store().newTag();
+            store().insert(planned.tag, planned.type->handle);
+        }
+        define(planned.node, planned.tag);
+        ++report_.objects;
+    }
+    defineDangling();
+    for (const Planned& planned : planned_) {
+        writeObject(planned);
+        writeContent(planned);
+    }
+    planned_by_label_.clear();
+    planned_.clear();
+}
+
+void WorldImport::planObjects() {
+    const auto nodes = root_.list("objects");
+    planned_.reserve(nodes.size());
+    for (const JsonNode& node : nodes) {
+        node.allow({"label", "type", "values", "file"});
+        planned_by_label_.try_emplace(node.at("label").text(), planned_.size());
+        const Type& type = typeNamed(node.at("type"), store().model());
+        if (!node.at("values").isObject())
+            node.at("values").failExpected("an object");
+        planned_.push_back({node, &type, NULLTAG, false});
+    }
+}
+
+// Labels for references that lead nowhere: tags that no object has or will have.
+void WorldImport::defineDangling() {
+    for (const JsonNode& node : root_.list("dangling"))
+        if (!labels_.try_emplace(node.text(), store().newTag()).second)
+            node.fail("expected a label that no object has, found \"" + node.text() + "\"");
+}
+
+// ---- objects that the store has already ----
+
+// Users, groups, sites, note types and process templates are known by their names.
+void WorldImport::matchByName() {
+    for (Planned& planned : planned_) {
+        matchByName(planned, "User", "user_id");
+        matchByName(planned, "Group", "group_name");
+        matchByName(planned, "Site", "site_name");
+        matchByName(planned, "NoteType", "note_name");
+        matchByName(planned, "FLOWTemplate", "object_name");
+    }
+}
+
+void WorldImport::matchByName(Planned& planned, const char* cls, const char* attribute) {
+    if (planned.type->cls->name != cls)
+        return;
+    const auto name = planned.node.at("values").find(attribute);
+    if (!name)
+        return;
+    const std::string text = at(*name, [&] { return readText(*name); });
+    for (tag_t existing : session_.findByText(cls, attribute, text))
+        if (match(planned, existing))
+            return;
+}
+
+bool WorldImport::match(Planned& planned, tag_t existing) {
+    const bool taken = std::any_of(planned_.begin(), planned_.end(),
+                                   [&](const Planned& p) { return p.tag == existing; });
+    if (taken || session_.object(existing).type != planned.type)
+        return false;
+    planned.tag = existing;
+    planned.existing = true;
+    return true;
+}
+
+WorldImport::Planned* WorldImport::plannedAt(const JsonNode& values, const char* attribute) {
+    const auto label = values.find(attribute);
+    if (!label || !label->isString())
+        return nullptr;
+    const auto found = planned_by_label_.find(label->text());
+    return found == planned_by_label_.end() ? nullptr : &planned_[found->second];
+}
+
+// A person is the one of the user that refers to it.
+void WorldImport::matchPersons() {
+    for (std::size_t i = 0; i < planned_.size(); ++i) {
+        const Planned& user = planned_[i];
+        if (!user.existing || user.type->cls->name != "User")
+            continue;
+        Planned* person = plannedAt(user.node.at("values"), "person");
+        const tag_t existing = session_.reference(session_.object(user.tag), "person");
+        if (person && person->tag == NULLTAG && session_.tryObject(existing))
+            match(*person, existing);
+    }
+}
+
+// A membership is that of the same user in the same group.
+void WorldImport::matchMembers() {
+    for (Planned& member : planned_) {
+        if (member.type->cls->name != "GroupMember")
+            continue;
+        const Planned* user = plannedAt(member.node.at("values"), "user");
+        const Planned* group = plannedAt(member.node.at("values"), "group");
+        if (!user || !group || !user->existing || !group->existing)
+            continue;
+        for (tag_t existing : session_.referrersBy("GroupMember", "user", user->tag))
+            if (session_.reference(session_.object(existing), "group") == group->tag &&
+                match(member, existing))
+                break;
+    }
+}
+
+void WorldImport::refuseTakenIds() {
+    const Class& item = *store().model().findClass("Item");
+    for (const Planned& planned : planned_) {
+        const auto id = planned.node.at("values").find("item_id");
+        if (!id || !planned.type->cls->isA(item))
+            continue;
+        if (!session_.findByText("Item", "item_id", readText(*id)).empty())
+            id->fail("the store has an item " + readText(*id) + " already");
+    }
+}
+
+// ---- writing ----
+
+void WorldImport::writeObject(const Planned& planned) {
+    const JsonNode values = planned.node.at("values");
+    const Type& type = *planned.type;
+    std::vector<bool> given(type.layout.size());
+    for (const auto& [name, node] : values.members()) {
+        const Attribute& attribute = attributeNamed(node, name, type);
+        given[type.by_name.at(attribute.name)] = true;
+        Values read;
+        if (type.cls->name == "Relation" && name == "relation_type" && node.isString())
+            read = {std::int64_t{relationTypeNamed(node, store().model()).handle}};
+        else
+            read = readValues(node, attribute, [this](const JsonNode& n) { return resolve(n); });
+        checkLengths(node, attribute, read);
+        writeValues(planned, attribute, read);
+    }
+    if (!planned.existing)
+        return;
+    // What the document leaves out has no value.
+    for (std::size_t i = 0; i < given.size(); ++i)
+        if (!given[i])
+            store().trim(planned.tag, *type.layout[i], 0);
+    std::int64_t version = 0;
+    store().load(
+        planned.tag, [&](tag_t, std::int64_t stored) { version = stored; },
+        [](tag_t, std::size_t, const Cell&) {});
+    store().countSave(planned.tag, version);
+    session_.unload(planned.tag);
+}
+
+void WorldImport::writeValues(const Planned& planned, const Attribute& attribute,
+                              const Values& values) {
+    for (std::size_t i = 0; i < values.size(); ++i)
+        store().write(planned.tag, attribute.handle, i, values[i], !planned.existing);
+    if (planned.existing)
+        store().trim(planned.tag, attribute, values.size());
+}
+
+void WorldImport::writeContent(const Planned& planned) {
+    const auto file = planned.node.find("file");
+    if (!file)
+        return;
+    if (!planned.type->cls->isA(*store().model().findClass("VaneFile")))
+        file->fail("only a VaneFile has a file");
+    const std::string bytes = fileBytes(file->allow({"text", "base64"}));
+    keepContent(planned.tag, bytes);
+}
+
+}  // namespace mervane
