@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
@@ -18,17 +17,16 @@ TemporaryFile::TemporaryFile() {
     if (descriptor < 0)
         throw Failure(kFileFailure, "no temporary file can be made at \"" + path_ + "\"");
     ::close(descriptor);
+    stream_.open(path_, std::ios::binary);
 }
 
 TemporaryFile::~TemporaryFile() {
     ::unlink(path_.c_str());
 }
 
-void TemporaryFile::write(std::string_view bytes) {
-    std::ofstream out(path_, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    out.close();
-    if (!out)
+void TemporaryFile::close() {
+    stream_.close();
+    if (!stream_)
         throw Failure(kFileFailure, "temporary file \"" + path_ + "\" can't be written");
 }
 

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <ostream>
+#include <fstream>
 #include <string>
-#include <string_view>
 
 namespace mervane {
 
@@ -14,10 +13,12 @@ public:
     TemporaryFile(const TemporaryFile&) = delete;
 
     const std::string& path() const { return path_; }
-    void write(std::string_view bytes);  // Failure kFileFailure
+    std::ostream& stream() { return stream_; }
+    void close();  // Failure kFileFailure if not everything could be written
 
 private:
     std::string path_;
+    std::ofstream stream_;
 };
 
 }  // namespace mervane

@@ -1,7 +1,5 @@
 #include <algorithm>
 #include <charconv>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "workbench/import/base64.h"
@@ -87,9 +85,13 @@ private:
         std::vector<Values> values(type->layout.size());
         store_.load(
             hit.tag, [](tag_t, std::int64_t) {},
-            [&](tag_t attribute, std::size_t, const Cell& cell) {
-                if (const auto at = type->by_handle.find(attribute); at != type->by_handle.end())
-                    values[at->second].push_back(cell.as(type->layout[at->second]->kind));
+            [&](tag_t attribute, std::size_t index, const Cell& cell) {
+                const auto at = type->by_handle.find(attribute);
+                if (at == type->by_handle.end())
+                    return;
+                Values& list = values[at->second];
+                list.resize(std::max(list.size(), index + 1));
+                list[index] = cell.as(type->layout[at->second]->kind);
             });
         json_.beginObject();
         member("label", label(hit.tag));
@@ -116,12 +118,9 @@ private:
     }
 
     void writeFile(tag_t tag) {
-        if (!store_.volume().has(tag))
+        if (!store_.volume().exists(tag))
             return;
-        std::ifstream in(store_.volume().path(tag), std::ios::binary);
-        const std::string bytes{std::istreambuf_iterator<char>(in), {}};
-        if (in.bad())
-            throw Failure(kFileFailure, "the file of #" + std::to_string(tag) + " can't be read");
+        const std::string bytes = store_.volume().read(tag);
         const bool text = isUtf8(bytes) && bytes.find('\0') == std::string::npos;
         json_.key("file");
         json_.beginObject();

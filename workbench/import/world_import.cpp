@@ -1,10 +1,12 @@
 #include "workbench/import/world_import.h"
 
+#include <time.h>
+
 #include <algorithm>
+#include <ctime>
 
 #include "workbench/import/base64.h"
 #include "workbench/import/import.h"
-#include "workbench/import/temporary_file.h"
 #include "workbench/import/world_model.h"
 #include "workbench/import/world_values.h"
 #include "workbench/session/datasets.h"
@@ -13,6 +15,19 @@
 #include "workbench/session/relations.h"
 
 namespace mervane {
+namespace {
+
+date_s now() {
+    const std::time_t seconds = std::time(nullptr);
+    std::tm local{};
+    ::localtime_r(&seconds, &local);
+    return {
+        static_cast<std::int16_t>(local.tm_year + 1900), static_cast<std::uint8_t>(local.tm_mon),
+        static_cast<std::uint8_t>(local.tm_mday),        static_cast<std::uint8_t>(local.tm_hour),
+        static_cast<std::uint8_t>(local.tm_min),         static_cast<std::uint8_t>(local.tm_sec)};
+}
+
+}  // namespace
 
 ImportReport importWorld(Session& session, std::istream& in, const std::string& source_name) {
     const JsonDocument document(in, source_name);
@@ -89,7 +104,7 @@ void WorldImport::readRights() {
                    other.privilege == right.privilege && other.allowed == right.allowed;
         });
         if (!there)
-            at(node, [&] { addRight(session_, right); });
+            at(node, [&] { store().addRight(right); });
     }
 }
 
@@ -101,7 +116,7 @@ void WorldImport::readCheckOuts() {
         const auto user = node.find("user");
         row.user = user ? resolve(*user) : session_.user();
         const auto date = node.find("date");
-        row.date = date ? readText(*date) : dateText(currentDate());
+        row.date = date ? readText(*date) : dateText(now());
         row.comment = node.find("comment") ? readText(node.at("comment")) : "";
         if (!store().addCheckOut(row))
             node.fail("the object is checked out already");
@@ -196,11 +211,9 @@ void WorldImport::checkLengths(const JsonNode& node, const Attribute& attribute,
                       " bytes, found " + std::to_string(text->size()));
 }
 
-void WorldImport::keepContent(tag_t file, const std::string& bytes) {
-    TemporaryFile temporary;
-    temporary.write(bytes);
+FileFacts WorldImport::keepContent(tag_t file, const std::string& bytes) {
     kept_files_.push_back(file);
-    store().volume().take(file, temporary.path());
+    return store().volume().placeBytes(file, bytes);
 }
 
 std::string WorldImport::fileBytes(const JsonNode& node) {

@@ -55,9 +55,6 @@ private:
     void readItems();
     void readItem(const JsonNode& node);
     tag_t readRevision(const JsonNode& node, tag_t item, tag_t first);
-    void readDatasets();
-    void readDataset(const JsonNode& node, tag_t owner);
-    void readDatasetFiles(const JsonNode& node, tag_t dataset);
     void readStructures();
     void readBom(const JsonNode& node, tag_t revision);
     void readForms();
@@ -68,7 +65,13 @@ private:
     void readCommon(const JsonNode& node, tag_t object);
     void readAttributes(const JsonNode& node, tag_t object);
     void readStatuses(const JsonNode& node, tag_t object);
+    void changeObject(tag_t tag, std::string_view attribute, Values values);
     void readMasterForm(const JsonNode& node, tag_t owner);
+
+    // ---- world_datasets.cpp ----
+    void readDatasets();
+    void readDataset(const JsonNode& node, tag_t owner);
+    void readDatasetFiles(const JsonNode& node, tag_t dataset);
 
     // ---- shared ----
     void define(const JsonNode& node, tag_t tag);  // the label, if the node has one
@@ -79,7 +82,7 @@ private:
                                     const Type& type);
     void checkLengths(const JsonNode& node, const Attribute& attribute, const Values& values);
     // The content of a file object in the volume.
-    void keepContent(tag_t file, const std::string& bytes);
+    FileFacts keepContent(tag_t file, const std::string& bytes);
     static std::string fileBytes(const JsonNode& node);  // of "text" or "base64"
     Session& session() { return session_; }
     Store& store() { return session_.store(); }

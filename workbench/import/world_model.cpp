@@ -47,7 +47,9 @@ void writeNamed(JsonWriter& json, const std::string& name, const std::string& pa
 void writeType(JsonWriter& json, const Model& model, const Type& type) {
     json.beginObject();
     writeNamed(json, type.name, type.parent ? type.parent->name : "");
-    if (const DatasetTypeInfo* info = model.datasetType(type)) {
+    const DatasetTypeInfo* info = model.datasetType(type);
+    const bool inherited = info && type.parent && model.datasetType(*type.parent) == info;
+    if (info && !inherited) {
         json.key("tool");
         json.text(info->tool);
         if (const Tool* tool = model.findTool(info->tool))

@@ -180,7 +180,22 @@ void WorldImport::writeContent(const Planned& planned) {
     if (!planned.type->cls->isA(*store().model().findClass("VaneFile")))
         file->fail("only a VaneFile has a file");
     const std::string bytes = fileBytes(file->allow({"text", "base64"}));
-    keepContent(planned.tag, bytes);
+    const FileFacts facts = keepContent(planned.tag, bytes);
+    // Size and check sum may be left out; if they are there and differ, the file is kept as it was
+    // and the report says so.
+    const JsonNode values = planned.node.at("values");
+    const auto sum = values.find("sha256"), size = values.find("byte_size");
+    if (sum && sum->value() != facts.sha256)
+        report_.notes.push_back(planned.node.at("label").text() +
+                                ": the file differs from its check sum");
+    const auto give = [&](const char* name, Value value) {
+        const Type& type = *planned.type;
+        writeValues(planned, *type.layout[type.by_name.at(name)], {std::move(value)});
+    };
+    if (!size)
+        give("byte_size", facts.byte_size);
+    if (!sum)
+        give("sha256", facts.sha256);
 }
 
 }  // namespace mervane

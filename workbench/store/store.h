@@ -114,6 +114,7 @@ public:
     // False: somebody has it already.
     bool addCheckOut(const CheckOutRow& row);
     void removeCheckOut(tag_t object);
+    std::vector<std::string> registeredIds();  // in their order
     bool isRegistered(const std::string& item_id);
     void registerId(const std::string& item_id);
     void unregisterId(const std::string& item_id);

@@ -149,6 +149,14 @@ void Store::removeCheckOut(tag_t object) {
 
 // ---- registered ids ----
 
+std::vector<std::string> Store::registeredIds() {
+    std::vector<std::string> all;
+    Statement rows = connection_->statement("SELECT item_id FROM registry ORDER BY item_id");
+    while (rows.step())
+        all.emplace_back(rows.text(0));
+    return all;
+}
+
 bool Store::isRegistered(const std::string& item_id) {
     Statement row = connection_->statement("SELECT 1 FROM registry WHERE item_id=?");
     row.bind(std::string_view(item_id));
