@@ -104,6 +104,15 @@ std::vector<tag_t> occurrencesOf(Session& session, tag_t view_revision) {
     return tags;
 }
 
+Object& newOccurrence(Session& session, tag_t view_revision, tag_t child_revision,
+                      std::int64_t order) {
+    Object& object = session.create(*session.model().findType("STROccurrence"));
+    session.put(object, "parent_bvr", {Reference{view_revision}});
+    session.put(object, "child", {Reference{child_revision}});
+    session.put(object, "order_no", {order});
+    return object;
+}
+
 tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revision,
                     const std::string& quantity, const std::string& sequence_no,
                     const std::map<std::string, std::string>& notes) {
@@ -123,10 +132,7 @@ tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revisio
         if (Object* last = session.tryObject(existing.back()))
             order = orderOf(session, *last) + 1;
 
-    Object& object = session.create(*session.model().findType("STROccurrence"));
-    session.put(object, "parent_bvr", {Reference{view}});
-    session.put(object, "child", {Reference{child_revision}});
-    session.put(object, "order_no", {order});
+    Object& object = newOccurrence(session, view, child_revision, order);
     if (!quantity.empty())
         session.put(object, "quantity", {quantity});
     if (!sequence_no.empty())

@@ -24,6 +24,9 @@ tag_t bomViewRevision(Session& session, tag_t revision);
 // The view revisions of a revision, the views of an item, in the order in which they were made.
 std::vector<tag_t> viewRevisionsOf(Session& session, tag_t revision);
 std::vector<tag_t> viewsOf(Session& session, tag_t item);
+// An occurrence that is not yet saved, without any test; for who makes whole structures.
+Object& newOccurrence(Session& session, tag_t view_revision, tag_t child_revision,
+                      std::int64_t order);
 // Failure kBadValue for an occurrence that would make a cycle.
 tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revision,
                     const std::string& quantity, const std::string& sequence_no,

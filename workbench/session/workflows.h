@@ -18,7 +18,7 @@
 
 namespace mervane {
 
-inline constexpr int kTargetAttachment = 1;
+inline constexpr int kTargetAttachment = 1, kReferenceAttachment = 3;
 
 struct Attachment {
     tag_t object = NULLTAG;  // a BOM line stands for the revision that it shows
