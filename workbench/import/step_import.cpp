@@ -25,11 +25,16 @@ std::string lastPart(const std::string& source_name) {
 // so that memory grows with the plan alone.
 class StepImport {
 public:
-    StepImport(Session& session, StepPlan plan) : session_(session), plan_(std::move(plan)) {}
+    explicit StepImport(Session& session) : session_(session) {}
 
-    ImportReport run(const std::string& path, const std::string& file_name) {
+    ImportReport run(StepStructure structure, const std::string& path,
+                     const std::string& file_name) {
         session_.beginBatch();
         try {
+            // Inside, so that an id that is free now is still free when it is given.
+            plan_ = planStep(std::move(structure), limits(), [this](const std::string& id) {
+                return findItem(session_, id) != NULLTAG;
+            });
             makeItems();
             makeStructure();
             keepFile(path, file_name);
@@ -44,6 +49,16 @@ public:
     }
 
 private:
+    StepLimits limits() const {
+        const Model& model = session_.model();
+        const auto length = [&](const char* cls, const char* attribute) {
+            return static_cast<std::size_t>(
+                model.findAttribute(*model.findClass(cls), attribute)->max_length);
+        };
+        return {length("Item", "item_id"), length("ItemRevision", "item_revision_id"),
+                length("Item", "object_name"), length("Item", "object_desc")};
+    }
+
     void makeItems() {
         revisions_.resize(plan_.revisions.size());
         std::vector<std::vector<std::size_t>> of_item(plan_.items.size());
@@ -136,25 +151,13 @@ private:
     tag_t file_ = NULLTAG;
 };
 
-std::size_t lengthOf(const Model& model, const char* cls, const char* attribute) {
-    return static_cast<std::size_t>(
-        model.findAttribute(*model.findClass(cls), attribute)->max_length);
-}
-
 }  // namespace
 
 ImportReport importStep(Session& session, std::istream& in, const std::string& source_name) {
     TemporaryFile copy;
     StepStructure structure = readStep(in, source_name, &copy.stream());
     copy.close();
-    const Model& model = session.model();
-    const StepLimits limits{
-        lengthOf(model, "Item", "item_id"), lengthOf(model, "ItemRevision", "item_revision_id"),
-        lengthOf(model, "Item", "object_name"), lengthOf(model, "Item", "object_desc")};
-    StepPlan plan = planStep(std::move(structure), limits, [&](const std::string& id) {
-        return findItem(session, id) != NULLTAG;
-    });
-    return StepImport(session, std::move(plan)).run(copy.path(), lastPart(source_name));
+    return StepImport(session).run(std::move(structure), copy.path(), lastPart(source_name));
 }
 
 }  // namespace mervane
