@@ -31,6 +31,7 @@ public:
                      const std::string& file_name) {
         session_.beginBatch();
         try {
+            const std::int64_t before = session_.store().objectCount();
             // Inside, so that an id that is free now is still free when it is given.
             plan_ = planStep(std::move(structure), limits(), [this](const std::string& id) {
                 return findItem(session_, id) != NULLTAG;
@@ -38,11 +39,10 @@ public:
             makeItems();
             makeStructure();
             keepFile(path, file_name);
+            objects_ = session_.store().objectCount() - before;
             session_.commitBatch();
         } catch (...) {
             session_.rollbackBatch();
-            if (file_ != NULLTAG)
-                session_.store().volume().remove(file_);
             throw;
         }
         return report();
@@ -116,7 +116,7 @@ private:
 
     void keepFile(const std::string& path, const std::string& file_name) {
         const tag_t dataset = createDataset(session_, "STEP", cutUtf8(file_name, 128));
-        file_ = addFile(session_, dataset, "STEP", path, file_name);
+        addFile(session_, dataset, "STEP", path, file_name);
         const tag_t specification = session_.model().findRelationType("VANE_specification")->handle;
         for (const std::size_t top : plan_.tops)
             session_.save(newRelation(session_, revisions_[top], dataset, specification));
@@ -132,6 +132,7 @@ private:
         report.items = static_cast<int>(plan_.items.size());
         report.revisions = static_cast<int>(plan_.revisions.size());
         report.occurrences = static_cast<int>(plan_.occurrences.size());
+        report.objects = static_cast<int>(objects_);
         report.renamed_ids = plan_.renamed_ids;
         if (plan_.tops.size() == 1)
             report.top = revisions_[plan_.tops[0]];
@@ -139,7 +140,6 @@ private:
             if (count > 0)
                 report.notes.push_back(std::to_string(count) + text);
         };
-        note(plan_.renamed_ids, " ids were taken and got a suffix");
         note(plan_.cut_ids, " ids were too long and were cut");
         note(plan_.unnamed, " products have no id");
         return report;
@@ -148,7 +148,7 @@ private:
     Session& session_;
     StepPlan plan_;
     std::vector<tag_t> revisions_;  // as in the plan
-    tag_t file_ = NULLTAG;
+    std::int64_t objects_ = 0;
 };
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include "workbench/import/world_import.h"
 
-#include <time.h>
-
 #include <algorithm>
-#include <ctime>
 
 #include "workbench/import/base64.h"
 #include "workbench/import/import.h"
@@ -15,20 +12,6 @@
 #include "workbench/session/relations.h"
 
 namespace mervane {
-namespace {
-
-date_s now() {
-    const std::time_t seconds = std::time(nullptr);
-    std::tm local{};
-    ::localtime_r(&seconds, &local);
-    return {
-        static_cast<std::int16_t>(local.tm_year + 1900), static_cast<std::uint8_t>(local.tm_mon),
-        static_cast<std::uint8_t>(local.tm_mday),        static_cast<std::uint8_t>(local.tm_hour),
-        static_cast<std::uint8_t>(local.tm_min),         static_cast<std::uint8_t>(local.tm_sec)};
-}
-
-}  // namespace
-
 ImportReport importWorld(Session& session, std::istream& in, const std::string& source_name) {
     const JsonDocument document(in, source_name);
     return WorldImport(session, document.root()).run();
@@ -42,7 +25,9 @@ ImportReport WorldImport::run() {
         version.fail("expected the version 1");
     session_.beginBatch();
     try {
+        const std::int64_t before = store().objectCount();
         readAll();
+        report_.objects = static_cast<int>(store().objectCount() - before);
         session_.commitBatch();
     } catch (...) {
         session_.rollbackBatch();

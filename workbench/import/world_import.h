@@ -37,6 +37,7 @@ private:
     };
     void readObjects();
     void planObjects();
+    void count(const Type& type);
     void matchByName();
     void matchByName(Planned& planned, const char* cls, const char* attribute);
     void matchPersons();

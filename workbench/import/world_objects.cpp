@@ -18,9 +18,9 @@ void WorldImport::readObjects() {
         if (planned.tag == NULLTAG) {
             planned.tag = store().newTag();
             store().insert(planned.tag, planned.type->handle);
+            count(*planned.type);
         }
         define(planned.node, planned.tag);
-        ++report_.objects;
     }
     defineDangling();
     for (const Planned& planned : planned_) {
@@ -29,6 +29,13 @@ void WorldImport::readObjects() {
     }
     planned_by_label_.clear();
     planned_.clear();
+}
+
+void WorldImport::count(const Type& type) {
+    const auto is = [&](const char* cls) { return type.cls->isA(*store().model().findClass(cls)); };
+    report_.items += is("Item");
+    report_.revisions += is("ItemRevision");
+    report_.occurrences += is("STROccurrence");
 }
 
 void WorldImport::planObjects() {

@@ -357,6 +357,11 @@ std::vector<Store::Hit> Store::everything() {
     return all;
 }
 
+std::int64_t Store::objectCount() {
+    Statement row = connection_->statement("SELECT count(*) FROM object");
+    return row.step() ? row.integer(0) : 0;
+}
+
 std::vector<Store::StoredRelation> Store::relations(tag_t object, bool as_primary) {
     const Class& relation = *model().findClass("Relation");
     const std::int64_t primary = number(model().findAttribute(relation, "primary")->handle),

@@ -78,6 +78,7 @@ public:
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
     std::vector<tag_t> ofType(tag_t type);
     std::vector<Hit> everything();
+    std::int64_t objectCount();
     struct StoredRelation {
         tag_t relation = NULLTAG, other = NULLTAG, relation_type = NULLTAG;
     };
