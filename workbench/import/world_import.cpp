@@ -9,7 +9,9 @@
 #include "workbench/session/datasets.h"
 #include "workbench/session/dates.h"
 #include "workbench/session/items.h"
+#include "workbench/session/organisation.h"
 #include "workbench/session/relations.h"
+#include "workbench/session/rights.h"
 
 namespace mervane {
 ImportReport importWorld(Session& session, std::istream& in, const std::string& source_name) {
@@ -70,26 +72,45 @@ void WorldImport::readPreferences() {
     }
 }
 
+// A right may outlive whom it was given to, so an unknown name is no reason to refuse.
+void WorldImport::noteUnknownNames(const JsonNode& node, const Right& right) {
+    const Model& model = store().model();
+    const auto note = [&](bool known, const std::string& kind, const std::string& name) {
+        if (!known)
+            report_.notes.push_back(node.path() + ": there is no " + kind + " \"" + name + "\"");
+    };
+    if (right.subject_kind == "user")
+        note(findUser(session_, right.subject), "user", right.subject);
+    if (right.subject_kind == "group")
+        note(findGroup(session_, right.subject), "group", right.subject);
+    if (right.scope_kind == "type")
+        note(model.findType(right.scope), "type", right.scope);
+    if (right.scope_kind == "class")
+        note(model.findClass(right.scope), "class", right.scope);
+}
+
 void WorldImport::readRights() {
     const auto known = store().rights();
     for (const JsonNode& node : root_.list("rights")) {
         node.allow({"subject_kind", "subject", "scope_kind", "scope", "privilege", "allowed"});
         Right right;
-        right.subject_kind = node.at("subject_kind").text();
+        right.subject_kind = oneOf(node.at("subject_kind"), {"user", "group", "all"});
         right.subject = node.find("subject") ? readText(node.at("subject")) : "";
-        right.scope_kind = node.at("scope_kind").text();
+        right.scope_kind =
+            oneOf(node.at("scope_kind"), {"object", "type", "class", "status", "all"});
         right.scope = node.find("scope") ? readText(node.at("scope")) : "";
-        right.privilege = node.at("privilege").text();
+        right.privilege = oneOf(node.at("privilege"), knownPrivileges());
         right.allowed = node.at("allowed").logical();
         if (right.scope_kind == "object")
             right.scope = std::to_string(resolve(node.at("scope")));
+        noteUnknownNames(node, right);
         const bool there = std::any_of(known.begin(), known.end(), [&](const Right& other) {
             return other.subject_kind == right.subject_kind && other.subject == right.subject &&
                    other.scope_kind == right.scope_kind && other.scope == right.scope &&
                    other.privilege == right.privilege && other.allowed == right.allowed;
         });
         if (!there)
-            at(node, [&] { store().addRight(right); });
+            store().addRight(right);
     }
 }
 

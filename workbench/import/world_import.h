@@ -25,6 +25,7 @@ private:
     void readAll();
     void readPreferences();
     void readRights();
+    void noteUnknownNames(const JsonNode& node, const Right& right);
     void readCheckOuts();
     void readRegisteredIds();
 

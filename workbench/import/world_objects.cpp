@@ -45,6 +45,8 @@ void WorldImport::planObjects() {
         node.allow({"label", "type", "values", "file"});
         planned_by_label_.try_emplace(node.at("label").text(), planned_.size());
         const Type& type = typeNamed(node.at("type"), store().model());
+        if (type.cls->name == "BOMLine")
+            node.at("type").fail("lines live in a BOM window, none is stored");
         if (!node.at("values").isObject())
             node.at("values").failExpected("an object");
         planned_.push_back({node, &type, NULLTAG, false});

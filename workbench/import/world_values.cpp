@@ -162,7 +162,7 @@ Values readValues(const JsonNode& node, const Attribute& attribute,
     if (attribute.array) {
         for (const JsonNode& element : node.elements())
             values.push_back(readValue(element, attribute.kind, resolve));
-    } else if (!node.isNull()) {
+    } else {
         values.push_back(readValue(node, attribute.kind, resolve));
     }
     return values;
