@@ -248,8 +248,9 @@ TEST(StepImport, AKilledImportLeavesAllOrNothing) {
         const OpenStore store(path);
         const auto items = static_cast<int>(store->find({"*", "Item", "", 0}).size());
         EXPECT_TRUE(items == 0 || items == counts.products) << items;
-        if (finished)
+        if (finished) {
             EXPECT_EQ(items, counts.products);
+        }
         for (const auto& finding : store->check(store.id(), false))
             EXPECT_FALSE(finding.error) << finding.text;
         ++(items ? done : undone);
