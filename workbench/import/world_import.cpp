@@ -14,6 +14,20 @@
 #include "workbench/session/rights.h"
 
 namespace mervane {
+namespace {
+
+std::string oneOf(const JsonNode& node, const std::vector<std::string>& known) {
+    std::string name = node.text();
+    if (std::find(known.begin(), known.end(), name) != known.end())
+        return name;
+    std::string list;
+    for (const std::string& each : known)
+        list += (list.empty() ? "" : ", ") + each;
+    node.fail("expected one of " + list + ", found \"" + name.substr(0, 200) + "\"");
+}
+
+}  // namespace
+
 ImportReport importWorld(Session& session, std::istream& in, const std::string& source_name) {
     const JsonDocument document(in, source_name);
     return WorldImport(session, document.root()).run();
