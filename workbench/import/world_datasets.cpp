@@ -50,9 +50,10 @@ void WorldImport::readDataset(const JsonNode& node, tag_t owner) {
 
 // The references of one version, in the place of those that it took over from the one before.
 void WorldImport::readDatasetFiles(const JsonNode& node, tag_t dataset) {
-    changeObject(dataset, "ref_names", {});
-    changeObject(dataset, "ref_kinds", {});
-    changeObject(dataset, "ref_list", {});
+    Object& version = session_.object(dataset);
+    for (const char* list : {"ref_names", "ref_types", "ref_list"})
+        session_.put(version, list, {});
+    session_.save(version);
     for (const JsonNode& each : node.list("files")) {
         each.allow({"label", "reference", "name", "text", "base64", "object"});
         const std::string reference = each.at("reference").text();

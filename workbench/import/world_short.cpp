@@ -105,7 +105,11 @@ void WorldImport::readCommon(const JsonNode& node, tag_t object) {
     if (const auto description = node.find("description"))
         at(*description, [&] { changeObject(object, "object_desc", {readText(*description)}); });
     if (const auto owner = node.find("owner"))
-        at(*owner, [&] { changeObject(object, "owning_user", {Reference{resolve(*owner)}}); });
+        at(*owner, [&] {
+            const tag_t user = resolve(*owner);
+            session_.object(user, *store().model().findClass("User"));
+            changeObject(object, "owning_user", {Reference{user}});
+        });
     if (const auto attributes = node.find("attributes"))
         readAttributes(*attributes, object);
     if (const auto statuses = node.find("status"))
