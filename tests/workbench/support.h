@@ -16,6 +16,7 @@
 #include "platform/mv_ent.h"
 #include "platform/mv_err.h"
 #include "platform/mv_fil.h"
+#include "platform/mv_flow.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_obj.h"
 #include "platform/mv_rel.h"

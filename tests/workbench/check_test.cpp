@@ -1,0 +1,114 @@
+#include <sqlite3.h>
+
+#include <fstream>
+
+#include "tests/workbench/support.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+class Check : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path_ = directory_ / "plant";
+        bench().createStore(path_);
+        open();
+        std::ofstream(directory_ / "a.txt") << "contents";
+        dataset_ = bench().createDataset("Text", "notes");
+        file_ = bench().addFile(dataset_, "Text", directory_ / "a.txt", "a.txt");
+    }
+    void TearDown() override { bench().closeStore(store_); }
+    void open() {
+        store_ = bench().openStore(path_);
+        bench().openSession(store_, {});
+    }
+    std::vector<CheckFinding> check(bool repair = false) { return bench().check(store_, repair); }
+    std::string volumeFile(const std::string& name) { return path_ + ".volume/" + name; }
+    // Damage that no operation does.
+    void sql(const std::string& text) {
+        sqlite3* database = nullptr;
+        ASSERT_EQ(sqlite3_open(path_.c_str(), &database), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(database, text.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+        sqlite3_close(database);
+    }
+
+    Directory directory_;
+    std::string path_;
+    Workbench::StoreId store_ = 0;
+    tag_t dataset_ = NULLTAG, file_ = NULLTAG;
+};
+
+TEST_F(Check, ASoundStoreHasNoFindings) {
+    EXPECT_TRUE(check().empty());
+}
+
+TEST_F(Check, AFileThatIsMissingInTheVolumeIsAnError) {
+    std::filesystem::remove(volumeFile(std::to_string(file_)));
+    ASSERT_EQ(errorsIn(check()).size(), 1u);
+    EXPECT_TRUE(mentions(check(), "missing"));
+}
+
+TEST_F(Check, AFileOfAnotherLengthIsAnError) {
+    std::ofstream(volumeFile(std::to_string(file_)), std::ios::app) << "more";
+    ASSERT_EQ(errorsIn(check()).size(), 1u);
+    EXPECT_TRUE(mentions(check(), "12 bytes"));
+}
+
+TEST_F(Check, AFileWithOtherContentsIsAnError) {
+    std::ofstream(volumeFile(std::to_string(file_))) << "Contents";
+    ASSERT_EQ(errorsIn(check()).size(), 1u);
+    EXPECT_TRUE(mentions(check(), "other contents"));
+}
+
+TEST_F(Check, FilesThatNoObjectOwnsAreListedAndRemovedByTheRepair) {
+    std::ofstream(volumeFile("2000000000")) << "orphan";
+    std::ofstream(volumeFile("new-1-1")) << "half written";
+    const auto findings = check();
+    EXPECT_EQ(findings.size(), 2u);
+    EXPECT_TRUE(errorsIn(findings).empty());
+    EXPECT_TRUE(std::filesystem::exists(volumeFile("2000000000")));
+    check(true);
+    EXPECT_FALSE(std::filesystem::exists(volumeFile("2000000000")));
+    EXPECT_FALSE(std::filesystem::exists(volumeFile("new-1-1")));
+    EXPECT_TRUE(check().empty());
+}
+
+TEST_F(Check, AFileThatASessionHasNotSavedYetIsLeftAlone) {
+    tag_t file = NULLTAG;
+    int descriptor = 0;
+    ASSERT_EQ(FIL_import_file((directory_ / "a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
+    EXPECT_TRUE(check(true).empty());
+    ASSERT_EQ(OBJ_save(file), 0);
+    EXPECT_TRUE(check().empty());
+}
+
+TEST_F(Check, ValuesOfWhatIsNotStoredAreAnError) {
+    sql("DELETE FROM object WHERE tag=" + std::to_string(dataset_));
+    EXPECT_TRUE(mentions(check(), "values of #" + std::to_string(dataset_)));
+    EXPECT_FALSE(errorsIn(check()).empty());
+}
+
+TEST_F(Check, ObjectsOfAnUndefinedTypeAreAnError) {
+    sql("UPDATE object SET type=12345 WHERE tag=" + std::to_string(dataset_));
+    EXPECT_EQ(errorsIn(check()).size(), 1u);
+    bench().openSession(store_, {});
+    EXPECT_NE(OBJ_load(dataset_), 0);
+}
+
+TEST_F(Check, ADamagedDatabaseIsAnErrorAndNoCrash) {
+    bench().closeStore(store_);
+    {
+        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(4096 * 3 + 8);
+        file << std::string(2000, '\xAA');
+    }
+    std::vector<std::string> errors;
+    const int status = statusOf([&] {
+        open();
+        errors = errorsIn(check());
+    });
+    EXPECT_TRUE(status != 0 || !errors.empty());
+    if (status != 0)
+        store_ = bench().openStore(":memory:");
+}

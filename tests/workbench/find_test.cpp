@@ -1,0 +1,80 @@
+#include "tests/workbench/support.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+class Find : public OnBothStores {
+protected:
+    void SetUp() override {
+        OnBothStores::SetUp();
+        one_ = bench().createItem("000123", "Bracket", "", "A", &revision_);
+        two_ = bench().createItem("000124", "Bolt [M4]", "", "A", nullptr);
+    }
+    std::vector<tag_t> find(const std::string& text, const std::string& type = "Item",
+                            const std::string& owner = "", int limit = 0) {
+        std::vector<tag_t> tags;
+        for (const Found& each : bench().find({text, type, owner, limit}))
+            tags.push_back(each.tag);
+        return tags;
+    }
+    using Tags = std::vector<tag_t>;
+    tag_t one_ = NULLTAG, two_ = NULLTAG, revision_ = NULLTAG;
+};
+ON_BOTH_STORES(Find);
+
+TEST_P(Find, ByIdOrNameWithWildcards) {
+    EXPECT_EQ(find("000123"), Tags{one_});
+    EXPECT_EQ(find("Bracket"), Tags{one_});
+    EXPECT_EQ(find("00012*"), (Tags{one_, two_}));
+    EXPECT_EQ(find("*24"), Tags{two_});
+    EXPECT_EQ(find("00012?"), (Tags{one_, two_}));
+    EXPECT_EQ(find("B*t"), Tags{one_});
+    EXPECT_EQ(find("b*"), Tags{}) << "compared with case";
+    EXPECT_EQ(find("*[M4]"), Tags{two_}) << "brackets are no wildcards";
+    EXPECT_EQ(find("*[M4"), Tags{});
+    EXPECT_EQ(find(""), (Tags{one_, two_}));
+    EXPECT_EQ(find("%"), Tags{});
+    EXPECT_EQ(find("'; DROP TABLE object; --"), Tags{});
+}
+
+TEST_P(Find, ByTypeOwnerAndLimit) {
+    EXPECT_EQ(find("000123/A", "ItemRevision"), Tags{revision_});
+    EXPECT_EQ(find("000*/A", "ItemRevision").size(), 2u);
+    EXPECT_EQ(find("*", "Item", "infodba").size(), 2u);
+    bench().createUser("miller", "", "dba");
+    EXPECT_EQ(find("*", "Item", "miller"), Tags{});
+    EXPECT_EQ(find("*", "Item", "", 1), Tags{one_});
+    EXPECT_EQ(statusOf([&] { find("*", "Itme"); }), kUnknownType);
+    EXPECT_EQ(statusOf([&] { find("*", "Item", "nobody"); }), kUnknownObject);
+}
+
+TEST_P(Find, AFoundObjectTellsWhatPeopleTypeForIt) {
+    const tag_t dataset = bench().createDataset("Text", "drawing");
+    bench().relate(revision_, dataset, "VANE_specification");
+    EXPECT_EQ(bench().describe(revision_).id, "000123/A");
+    EXPECT_EQ(bench().describe(dataset).id, "000123/A:drawing");
+    EXPECT_EQ(bench().resolve("000123/A:drawing"), dataset);
+    EXPECT_EQ(bench().resolve("#" + std::to_string(dataset)), dataset);
+    const tag_t folder = bench().createFolder("f");
+    EXPECT_EQ(bench().resolve(bench().describe(folder).id), folder);
+}
+
+TEST_P(Find, NamesOfNothingAreRefused) {
+    for (const char* name : {"", "000125", "000123/B", "000123/A:drawing", "#0", "#", "#999999",
+                             "#4294967295", "#99999999999", "#12x", "/", ":", "000123/", "/A"})
+        EXPECT_EQ(statusOf([&] { bench().resolve(name); }), kUnknownObject) << name;
+}
+
+TEST_P(Find, IdsMayHoldSlashesAndColons) {
+    tag_t revision = NULLTAG;
+    const tag_t item = bench().createItem("A/1:x", "", "", "B/2", &revision);
+    EXPECT_EQ(bench().resolve("A/1:x"), item);
+    EXPECT_EQ(bench().resolve("A/1:x/B/2"), revision);
+}
+
+TEST_P(Find, AnOlderDatasetVersionIsNotListed) {
+    bench().createDataset("Text", "notes");
+    const tag_t dataset = find("notes", "Dataset").at(0);
+    const tag_t newer = bench().createDatasetVersion(dataset);
+    EXPECT_EQ(find("notes", "Dataset"), Tags{newer});
+}

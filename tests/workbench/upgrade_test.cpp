@@ -1,0 +1,86 @@
+#include <sqlite3.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "platform/mv_cko.h"
+#include "platform/mv_reg.h"
+#include "tests/workbench/support.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+namespace {
+
+void runSql(const std::string& path, const std::string& text) {
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(path.c_str(), &database), SQLITE_OK);
+    char* error = nullptr;
+    EXPECT_EQ(sqlite3_exec(database, text.c_str(), nullptr, nullptr, &error), SQLITE_OK) << error;
+    sqlite3_close(database);
+}
+
+std::string contentsOf(const std::string& path) {
+    std::ifstream file(path);
+    std::stringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+class Upgrade : public ::testing::Test {
+protected:
+    Directory directory_;
+    std::string path_ = directory_ / "plant";
+};
+
+TEST_F(Upgrade, AStoreOfVersion1IsUpgradedWhenItIsOpenedAndKeepsWhatItHas) {
+    runSql(path_, contentsOf(KELD_SOURCE_DIR "/tests/workbench/version_1.sql"));
+    for (int time = 0; time < 2; ++time) {
+        const auto store = bench().openStore(path_);
+        bench().openSession(store, {});
+        const tag_t item = bench().resolve("000123");
+        EXPECT_EQ(stored(item, "object_name"), "Bracket");
+        EXPECT_EQ(bench().get(bench().resolve("000123/A"), "items_tag"), Values{Reference{item}});
+        logical answer = false;
+        EXPECT_EQ(CKO_is_checked_out(item, &answer), 0);
+        EXPECT_TRUE(answer);
+        // What only the newer version has works too.
+        const tag_t other = bench().createItem("", "", "", "", nullptr);
+        bench().checkOut(other, "with a comment");
+        int registered = -1;
+        EXPECT_EQ(REG_register_item_id("000123", 0), 0);
+        EXPECT_EQ(REG_is_item_id_registered("000123", &registered, 0), 0);
+        EXPECT_EQ(registered, 1);
+        EXPECT_TRUE(bench().check(store, false).empty());
+        bench().closeStore(store);
+    }
+}
+
+TEST_F(Upgrade, ANewerVersionIsRefusedWithAClearText) {
+    bench().createStore(path_);
+    runSql(path_, "UPDATE meta SET value=99 WHERE name='schema_version'");
+    std::string text;
+    EXPECT_EQ(statusOf([&] { bench().openStore(path_); }, &text), kStoreFailure);
+    EXPECT_NE(text.find("99"), std::string::npos) << text;
+    EXPECT_NE(text.find("newer"), std::string::npos) << text;
+}
+
+TEST_F(Upgrade, AFileThatIsNoStoreIsRefusedAndLeftAsItIs) {
+    std::ofstream(path_) << "this is a text and no database at all";
+    EXPECT_EQ(statusOf([&] { bench().openStore(path_); }), kStoreFailure);
+    EXPECT_EQ(contentsOf(path_), "this is a text and no database at all");
+    const std::string other = directory_ / "other";
+    runSql(other, "CREATE TABLE t(x)");
+    EXPECT_EQ(statusOf([&] { bench().openStore(other); }), kStoreFailure);
+    EXPECT_EQ(statusOf([&] { bench().openStore(directory_ / "nothing"); }), kStoreFailure);
+    EXPECT_FALSE(std::filesystem::exists(directory_ / "nothing"));
+}
+
+TEST_F(Upgrade, ANewStoreIsNotMadeOverSomething) {
+    std::ofstream(path_) << "mine";
+    EXPECT_EQ(statusOf([&] { bench().createStore(path_); }), kStoreFailure);
+    EXPECT_EQ(contentsOf(path_), "mine");
+    EXPECT_NE(statusOf([&] { bench().createStore(directory_ / "no/such/place"); }), 0);
+}
