@@ -93,7 +93,7 @@ TEST_F(Kill, ANewItemIsThereWithAllItsPartsOrNotAtAll) {
 }
 
 TEST_F(Kill, AtMostFilesThatNoObjectOwnsAreLeftAndTheRepairRemovesThem) {
-    std::ofstream(directory_ / "a.txt") << std::string(100000, 'a');
+    std::ofstream(directory_ / "a.txt") << std::string(20000, 'a');
     for (int round = 0; round < rounds_; ++round) {
         runAndKill({"files", path_, directory_ / "a.txt"});
         open();
