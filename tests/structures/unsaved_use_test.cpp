@@ -18,8 +18,8 @@ tag_t storedRevision(Session& session, const char* id) {
 TEST(UnsavedOccurrences, TheirOwnSessionFindsTheUserAndNoOtherDoes) {
     const auto store = Store::open(":memory:");
     Session::ensureOrganisation(store);
-    Session session(store, {});
-    Session other(Store::again(store), {});
+    Session session(store, SessionOptions{});
+    Session other(Store::again(store), SessionOptions{});
     const tag_t top = storedRevision(session, "1"), part = storedRevision(session, "2");
     const tag_t view = bomViewRevision(session, top);
     Object& occurrence = session.create(*session.model().findType("STROccurrence"));
