@@ -269,14 +269,12 @@ bool AppendFile::GetState(FileState* pState) const {
 void AppendFile::Lock() {
     OVERLAPPED range{};
     range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
-    m_bLocked = LockFileEx(reinterpret_cast<HANDLE>(m_iHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0,
-                           &range) != 0;
+    (void)LockFileEx(reinterpret_cast<HANDLE>(m_iHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &range);
 }
 
 void AppendFile::Close() {
     if (IsOpen())
-        CloseHandle(reinterpret_cast<HANDLE>(m_iHandle));  // gives up the lock, too
-    m_bLocked = false;
+        CloseHandle(reinterpret_cast<HANDLE>(m_iHandle));
     m_iHandle = iClosed;
 }
 

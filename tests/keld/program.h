@@ -1,0 +1,110 @@
+#pragma once
+
+// Runs the built keld in a directory of its own and keeps what it says.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace keld_test {
+
+namespace fs = std::filesystem;
+
+struct Result {
+    int exit_code = -1;
+    std::string out, err;
+    nlohmann::json json() const { return nlohmann::json::parse(out); }
+};
+
+inline std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
+inline void writeFile(const fs::path& path, const std::string& text) {
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+class Program : public testing::Test {
+protected:
+    Program() {
+        std::string pattern = (fs::temp_directory_path() / "keld-test-XXXXXX").string();
+        if (!mkdtemp(pattern.data()))
+            throw std::runtime_error("no temporary directory");
+        directory_ = pattern;
+    }
+    ~Program() override { fs::remove_all(directory_); }
+
+    const fs::path& directory() const { return directory_; }
+    fs::path path(const std::string& name) const { return directory_ / name; }
+    std::map<std::string, std::string>& environment() { return environment_; }
+
+    // Run keld with these arguments in the test's directory.
+    Result keld(const std::vector<std::string>& arguments) {
+        const fs::path out = directory_ / ".out", err = directory_ / ".err";
+        const pid_t child = fork();
+        if (child == 0) {
+            for (const char* name : {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE",
+                                     "KELD_LOG_LEVEL", "MERVANE_JOURNAL", "MERVANE_FAULTS"})
+                unsetenv(name);
+            for (const auto& [name, value] : environment_)
+                setenv(name.c_str(), value.c_str(), 1);
+            if (chdir(directory_.c_str()) != 0 || !freopen(out.c_str(), "w", stdout) ||
+                !freopen(err.c_str(), "w", stderr) || !freopen("/dev/null", "r", stdin))
+                _exit(126);
+            std::vector<char*> words{const_cast<char*>(KELD_PROGRAM)};
+            for (const std::string& argument : arguments)
+                words.push_back(const_cast<char*>(argument.c_str()));
+            words.push_back(nullptr);
+            execv(KELD_PROGRAM, words.data());
+            _exit(127);
+        }
+        int status = 0;
+        waitpid(child, &status, 0);
+        Result result;
+        result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        result.out = readFile(out);
+        result.err = readFile(err);
+        return result;
+    }
+
+    // The same, and it must succeed.
+    Result done(const std::vector<std::string>& arguments) {
+        Result result = keld(arguments);
+        EXPECT_EQ(result.exit_code, 0) << testing::PrintToString(arguments) << "\n"
+                                       << result.out << result.err;
+        return result;
+    }
+
+private:
+    fs::path directory_;
+    std::map<std::string, std::string> environment_;
+};
+
+// A store with the small world of world.json and the sample configuration.
+class ProgramWithStore : public Program {
+protected:
+    void SetUp() override {
+        done({"init"});
+        done({"load", KELD_SOURCE_DIR "/tests/keld/world.json"});
+        environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/samples";
+    }
+    // Work with a configuration of the test's own.
+    void configure(const std::string& ini) {
+        writeFile(path("keld_statusmanager.ini"), ini);
+        environment()["KELD_CFG_PATH"] = directory().string();
+    }
+};
+
+}  // namespace keld_test

@@ -1,0 +1,94 @@
+#include "tests/keld/program.h"
+
+using namespace keld_test;
+using testing::HasSubstr;
+
+using Usage = Program;
+
+TEST_F(Usage, WithoutAVerbTheExitCodeIsTwo) {
+    const Result result = keld({});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.out, "");
+    EXPECT_THAT(result.err, HasSubstr("--help"));
+}
+
+TEST_F(Usage, AnUnknownVerbIsAnsweredWithTheNearestOne) {
+    const Result result = keld({"chekout", "000100"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.err, HasSubstr("no verb 'chekout'"));
+    EXPECT_THAT(result.err, HasSubstr("checkout"));
+}
+
+TEST_F(Usage, AnUnknownVerbBehindGlobalOptionsIsFound) {
+    const Result result = keld({"--store", "x.db", "--log-level", "4", "shwo"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.err, HasSubstr("Did you mean show"));
+}
+
+TEST_F(Usage, AnUnknownVerbOfAGroupIsAnsweredWithTheNearestOne) {
+    const Result result = keld({"prefs", "lst"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.err, HasSubstr("no verb 'prefs lst'"));
+    EXPECT_THAT(result.err, HasSubstr("list"));
+}
+
+TEST_F(Usage, AnUnknownOptionIsAnsweredWithTheNearestOne) {
+    const Result result = keld({"status", "set", "000100", "Frozen", "--dryrun"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.err, HasSubstr("no option '--dryrun'"));
+    EXPECT_THAT(result.err, HasSubstr("--dry-run"));
+}
+
+TEST_F(Usage, AMissingArgumentNamesIt) {
+    const Result result = keld({"show"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_THAT(result.err, HasSubstr("OBJECT"));
+    EXPECT_THAT(result.err, HasSubstr("keld show --help"));
+}
+
+TEST_F(Usage, ALogLevelThatIsNoNumberIsRefused) {
+    EXPECT_EQ(keld({"doctor", "--log-level", "much"}).exit_code, 2);
+}
+
+TEST_F(Usage, AUsageErrorIsOneJsonDocumentToo) {
+    const Result result = keld({"--json", "nothing"});
+    EXPECT_EQ(result.exit_code, 2);
+    EXPECT_EQ(result.json()["error"]["exit_code"], 2);
+}
+
+TEST_F(Usage, AMissingStoreSaysHowToMakeOne) {
+    const Result result = keld({"show", "000100", "--store", "none.db"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("keld init --store none.db"));
+}
+
+TEST_F(Usage, EveryVerbHasHelpWithExamples) {
+    const std::vector<std::vector<std::string>> verbs = {
+        {"init"},          {"check"},         {"backup"},         {"import"},
+        {"load"},          {"export"},        {"show"},           {"tree"},
+        {"find"},          {"status"},        {"status", "show"}, {"status", "set"},
+        {"call"},          {"env"},           {"version"},        {"prefs"},
+        {"prefs", "list"}, {"prefs", "get"},  {"prefs", "set"},   {"prefs", "remove"},
+        {"users"},         {"users", "list"}, {"users", "add"},   {"checkout"},
+        {"checkin"},       {"log"},           {"log", "path"},    {"log", "tail"},
+        {"log", "level"},  {"doctor"}};
+    for (std::vector<std::string> verb : verbs) {
+        verb.push_back("--help");
+        const Result result = done(verb);
+        EXPECT_THAT(result.out, HasSubstr("Examples:\n  keld ")) << testing::PrintToString(verb);
+        EXPECT_EQ(result.err, "");
+    }
+}
+
+TEST_F(Usage, HelpNamesEveryVerb) {
+    const Result result = done({"--help"});
+    for (const char* verb :
+         {"init", "import", "load", "export", "show", "tree", "find", "prefs", "users", "checkout",
+          "checkin", "call", "status", "log", "env", "version", "doctor", "check", "backup"})
+        EXPECT_THAT(result.out, HasSubstr(std::string("\n  ") + verb)) << verb;
+}
+
+TEST_F(Usage, AWordThatIsAVerbCanBeAnArgument) {
+    done({"init"});
+    EXPECT_EQ(keld({"find", "status"}).exit_code, 0);
+}

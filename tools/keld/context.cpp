@@ -1,0 +1,173 @@
+#include "tools/keld/context.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+
+#include "platform/keld_basetool.h"
+#include "tools/keld/nearest.h"
+
+namespace keld {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value ? value : "";
+}
+
+}  // namespace
+
+Context::~Context() {
+    try {
+        close();
+    } catch (const std::exception& failure) {
+        note(failure.what());
+    }
+}
+
+std::string Context::storePath() const {
+    if (!globals_.store.empty())
+        return globals_.store;
+    const std::string set = environment("MERVANE_STORE");
+    return set.empty() ? "keld.db" : set;
+}
+
+std::string Context::logPath() const {
+    const std::string set = environment("KELD_LOG_FILE");
+    if (!set.empty())
+        return set;
+    return (fs::absolute(storePath()).parent_path() / "keld.log").lexically_normal().string();
+}
+
+void Context::open() {
+    const std::string path = storePath();
+    std::error_code ignored;
+    if (!fs::exists(path, ignored))
+        throw CommandError("there is no store at " + path + ". Make one with: keld init --store " +
+                           path);
+    reopen(path);
+    setUpLog();
+}
+
+void Context::reopen(const std::string& path) {
+    close();
+    store_ = workbench().openStore(path);
+    workbench().openSession(*store_, {globals_.user, globals_.group});
+}
+
+void Context::close() {
+    if (!store_)
+        return;
+    const auto store = *store_;
+    store_.reset();
+    workbench().closeStore(store);
+}
+
+void Context::setUpLog() {
+    setenv("KELD_LOG_FILE", logPath().c_str(), 1);
+    if (!globals_.cfg.empty())
+        setenv("KELD_CFG_PATH", globals_.cfg.c_str(), 1);
+    std::string level = environment("KELD_LOG_LEVEL");
+    if (globals_.log_level)
+        level = std::to_string(*globals_.log_level);
+    if (level.empty() && store_)
+        for (const auto& [name, values] : workbench().preferences())
+            if (name == kLogLevelPreference && !values.empty())
+                level = values.front();
+    if (!level.empty())
+        KELD_SetLogLevel(std::atoi(level.c_str()));
+}
+
+void Context::print(const std::string& text) const {
+    if (!json())
+        std::cout << text;
+}
+
+void Context::note(const std::string& text) const {
+    std::cerr << "keld: " << text << "\n";
+}
+
+tag_t Context::object(const std::string& name) const {
+    try {
+        return workbench().resolve(name);
+    } catch (const mervane::Failure& failure) {
+        constexpr int kUnknownObject = 710003;
+        if (failure.status() != kUnknownObject)
+            throw;
+        std::vector<std::string> known;
+        for (const mervane::Found& found : workbench().find({}))
+            known.push_back(found.id);
+        throw CommandError(
+            "there is no object '" + name +
+                "' (expected an id like 000123, 000123/A, 000123/A:drawing, or #tag)",
+            nearest(name, known));
+    }
+}
+
+std::string Context::label(tag_t object) const {
+    try {
+        const mervane::Found found = workbench().describe(object);
+        if (!found.id.empty())
+            return found.id;
+    } catch (const mervane::Failure&) {
+    }
+    return "#" + std::to_string(object);
+}
+
+CLI::App* Verbs::add(CLI::App* parent, const std::string& name, const std::string& description,
+                     const std::string& examples, Action action) {
+    CLI::App* verb = parent->add_subcommand(name, description);
+    verb->footer("Examples:\n" + examples);
+    verb->callback([this, action = std::move(action)] { chosen = action; });
+    return verb;
+}
+
+CLI::App* Verbs::addGroup(const std::string& name, const std::string& description,
+                          const std::string& examples, Action action) {
+    CLI::App* group = app.add_subcommand(name, description);
+    group->footer("Examples:\n" + examples);
+    group->require_subcommand(action ? 0 : 1, 1);
+    if (action)
+        group->callback([this, group, action = std::move(action)] {
+            if (group->get_subcommands().empty())
+                chosen = action;
+        });
+    return group;
+}
+
+OutputAside::OutputAside() {
+    redirect(STDERR_FILENO);
+}
+
+OutputAside::OutputAside(const std::string& path) {
+    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (file < 0)
+        throw CommandError("can't write " + path);
+    redirect(file);
+    ::close(file);
+}
+
+void OutputAside::redirect(int to) {
+    std::cout.flush();
+    std::fflush(stdout);
+    kept_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (kept_ < 0 || dup2(to, STDOUT_FILENO) < 0)
+        throw CommandError("can't redirect the standard output");
+}
+
+OutputAside::~OutputAside() {
+    std::cout.flush();
+    std::fflush(stdout);
+    dup2(kept_, STDOUT_FILENO);
+    ::close(kept_);
+}
+
+}  // namespace keld

@@ -1,0 +1,51 @@
+#pragma once
+
+// A reader of INI files for the configuration check. It follows the same syntax as the library's
+// own reader but keeps what that one throws away: line numbers, ignored lines and second mentions.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace keld {
+
+struct IniEntry {
+    std::string key, value;
+    int line = 0;
+};
+
+struct IniSection {
+    std::string name;
+    int line = 0;
+    std::vector<IniEntry> entries;  // in file order, equal keys included
+};
+
+struct IniIgnored {
+    int line = 0;
+    std::string text, reason;
+};
+
+struct IniFile {
+    std::vector<IniSection> sections;  // in file order, one for each header
+    std::vector<IniIgnored> ignored;
+
+    // The value that the library would read: the first of equal keys over all sections of the name;
+    // null if there is none. Names are compared without regard to ASCII case.
+    const IniEntry* find(std::string_view section, std::string_view key) const;
+    bool hasSection(std::string_view section) const;
+    // The entries that count in a section, first mentions only.
+    std::vector<const IniEntry*> entries(std::string_view section) const;
+    // First spelling of each section name.
+    std::vector<const IniSection*> distinctSections() const;
+};
+
+IniFile parseIni(std::string_view text);
+
+std::string asciiLower(std::string_view text);
+bool equalNoCase(std::string_view a, std::string_view b);
+// Integer as the library reads it: leading blanks, sign, digits; no digits give 0.
+long iniInteger(std::string_view value);
+// Split as the library does: empty entries count, a trailing separator yields none after it.
+std::vector<std::string> splitList(std::string_view text, char separator);
+
+}  // namespace keld
