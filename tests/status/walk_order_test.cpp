@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 
 #include "platform/keld_se.h"
 #include "tests/status/visits.h"
@@ -28,6 +29,7 @@ protected:
     tag_t folder(const std::string& name) {
         const tag_t made = world.bench.createFolder(name);
         world.name(made, name);
+        folders[name] = made;
         return made;
     }
     // A folder with one more at the end of each relation, under the name with f, b or n behind it.
@@ -65,6 +67,7 @@ protected:
     }
 
     World world;
+    std::map<std::string, tag_t> folders;
 };
 
 }  // namespace
@@ -126,8 +129,7 @@ TEST_F(WalkOrder, ARefusalDeepInTheTreeLeavesEverythingAsItWas) {
     const tag_t start = folder("s");
     surround(start, "s", 3);
     configureAllSections();
-    const tag_t deep = world.bench.resolve("sfff");
-    world.giveStatus(deep, "Other");
+    world.giveStatus(folders.at("sfff"), "Other");
     const std::string before = world.everything();
     EXPECT_EQ(919403, run(start));
     EXPECT_EQ(before, world.everything());
@@ -170,18 +172,18 @@ namespace {
 class WalkDepth : public WalkOrder {
 protected:
     tag_t chain(int levels) {
-        std::vector<tag_t> folders;
+        std::vector<tag_t> links;
         for (int i = 0; i < levels; ++i)
-            folders.push_back(world.bench.createFolder("f"));
-        for (std::size_t i = 1; i < folders.size(); ++i)
-            world.bench.relate(folders[i - 1], folders[i], "To_forward");
-        last = folders.back();
+            links.push_back(world.bench.createFolder("f"));
+        for (std::size_t i = 1; i < links.size(); ++i)
+            world.bench.relate(links[i - 1], links[i], "To_forward");
+        last = links.back();
         world.ini(
             "[SelectWSO]\nFolder=1\n[S_Folder]\nChangeForward=Rel.To_forward.*\n"
             "[S_To_forward.*]\nChangeForward=Rel.To_forward.Folder\n"
             "[S_To_forward.Folder]\nChangeForward=Rel.To_forward.Folder\n"
             "SetReleaseState=Frozen\n");
-        return folders.front();
+        return links.front();
     }
     tag_t last = NULLTAG;
 };

@@ -258,7 +258,7 @@ TEST_F(Walk, SkipsAnObjectThatHasAStatusToBeLeftAloneExceptInTheActionPass) {
     EXPECT_THAT(world.statuses(made.item), IsEmpty());
     const auto lines = world.lines("T");
     EXPECT_EQ(
-        2, std::count(lines.begin(), lines.end(), "   Scip Process on:S_ItemRevision Status:Froz"));
+        2, std::count(lines.begin(), lines.end(), " Scip Process on:S_ItemRevision Status:Froz"));
     EXPECT_EQ(919403, run(second, "ItemRevision", sections));
 }
 
