@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "platform/keld_basetool.h"
+#include "platform/mv_err.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_rel.h"
 
@@ -71,6 +72,7 @@ World::World() : bench(*mervane_workbench()) {
     std::error_code ignored;
     fs::remove(directory() / "keld_statusmanager.ini", ignored);
     fs::remove(directory() / "keld_base.ini", ignored);
+    ERR_clear_errors();  // the process's stack, if an earlier world filled it
     KELD_SetLogLevel(4);
     clearLog();
     blocks_at_start_ = blocks();
