@@ -13,14 +13,14 @@ extern "C" {
 MV_API int OPT_initialize(void);
 
 // The value of a preference at an index from 0, read anew on each call.
-// Returns: 0; 1700 if there is no such preference; another failing status for an index outside its
-// values, or if there is no memory.
+// Returns: 0; 1700, without an entry on the error stack, if there is no such preference; another
+// failing status for an index outside its values, or if there is no memory.
 // Frees: the receiver, HEAP_free of `value`.
 MV_API int OPT_ask_char_value(const char* name, int index, char** value);
 
 // The value at an index as a decimal integer.
-// Returns: 0; 1700 if there is no such preference; another failing status for an index outside its
-// values or a text that is no integer of 32 bits.
+// Returns: 0; 1700, without an entry on the error stack, if there is no such preference; another
+// failing status for an index outside its values or a text that is no integer of 32 bits.
 MV_API int OPT_ask_int_value(const char* name, int index, int* value);
 
 // All values of a preference, as an array of strings that ends with a null entry; no such

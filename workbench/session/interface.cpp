@@ -39,12 +39,15 @@ std::string shown(date_s date) {
 
 namespace detail {
 
-int failed(const char*, int status, const char* text) {
+int failed(const char* operation, int status, const char* text) {
     // That a preference isn't set is an answer, not an error.
     if (status == kNoPreference)
         return status;
     try {
-        errorStack().push(ERR_severity_error, status, text ? text : "");
+        std::string told = text ? text : "";
+        if (told != operation)
+            told += " (" + std::string(operation) + ")";
+        errorStack().push(ERR_severity_error, status, told);
     } catch (...) {
         // No memory for the text; the status still tells.
     }
@@ -58,8 +61,7 @@ int failedUnknown(const char* operation) {
         return failed(operation, kNoMemory, operation);
     } catch (const std::exception& error) {
         try {
-            return failed(operation, kInternal,
-                          (std::string(operation) + ": " + error.what()).c_str());
+            return failed(operation, kInternal, error.what());
         } catch (...) {
             return kNoMemory;
         }

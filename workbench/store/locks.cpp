@@ -23,7 +23,8 @@ namespace {
 class MemoryLocks final : public Locks {
 public:
     std::int64_t open(const std::string& user) override {
-        sessions_[++last_] = {last_, user, ::getpid(), true};
+        ++last_;
+        sessions_[last_] = {last_, user, ::getpid(), true};
         return last_;
     }
     void close(std::int64_t session) noexcept override {
