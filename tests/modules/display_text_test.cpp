@@ -87,6 +87,19 @@ TEST_F(DisplayText, OfAReferenceIsTheDisplayId) {
     expectRefused("r", "000123/");
 }
 
+TEST_F(DisplayText, OfARevisionMayHaveSlashesInBothIds) {
+    tag_t revision = NULLTAG;
+    wb.createItem("a/b", "", "", "1/2", &revision);
+    expectRoundTrip("r", {Reference{revision}}, "a/b/1/2");
+}
+
+TEST_F(DisplayText, OfAFormIsItsObjectNameWhateverItsTypeBrings) {
+    wb.defineType("Named", "Form", {{"name", Kind::String, false, 0}});
+    const tag_t named = wb.createForm("Named", "object name");
+    wb.set(named, "name", {std::string("another")});
+    expectRoundTrip("r", {Reference{named}}, "object name");
+}
+
 TEST_F(DisplayText, OfAUserIsTheUserId) {
     EXPECT_EQ(text(form, "owning_user"), "infodba");
     wb.createGroup("design", "");

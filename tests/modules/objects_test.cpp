@@ -2,6 +2,7 @@
 
 #include "platform/mv_cko.h"
 #include "platform/mv_ent.h"
+#include "platform/mv_line.h"
 #include "platform/mv_mvtype.h"
 #include "platform/mv_rel.h"
 #include "tests/modules/world.h"
@@ -256,6 +257,31 @@ TEST_F(TypedProperties, GiveTheNamesOfTypesByHandle) {
     EXPECT_EQ(OBJ_ask_value_string(type, "object_name", &name), 0);
     EXPECT_EQ(taken(name), "Text");
     EXPECT_EQ(OBJ_ask_value_string(type, "item_id", &name), kUnknownAttribute);
+}
+
+TEST_F(TypedProperties, OfLinesNeedNoLock) {
+    const auto top = part("1"), child = part("2");
+    wb.addOccurrence(top.revision, child.revision, "2", "10");
+    const tag_t line = wb.openBomWindow(top.revision);
+    int count = 0;
+    tag_t* children = nullptr;
+    ASSERT_EQ(LINE_ask_child_lines(line, &count, &children), 0);
+    const tag_t below = taken(count, children).at(0);
+    EXPECT_EQ(OBJ_lock(below), 0);
+    EXPECT_EQ(OBJ_set_value_string(below, "bl_sequence_no", "20"), 0) << lastError();
+    EXPECT_EQ(OBJ_UIF_set_value(below, "bl_quantity", "3"), 0) << lastError();
+    EXPECT_EQ(OBJ_save(below), 0);
+    EXPECT_EQ(text(below, "bl_sequence_no"), "20");
+    EXPECT_EQ(text(below, "bl_quantity"), "3");
+    EXPECT_EQ(text(below, "bl_item_item_id"), "2");
+    EXPECT_EQ(text(below, "bl_revision"), "2/A");
+    EXPECT_EQ(OBJ_UIF_set_value(below, "bl_quantity", nullptr), 0);
+    EXPECT_EQ(text(below, "bl_quantity"), "");
+    EXPECT_EQ(OBJ_set_value_string(below, "bl_item_item_id", "9"), kReadOnly);
+    EXPECT_EQ(OBJ_UIF_set_value(below, "bl_revision", ""), kReadOnly);
+    EXPECT_EQ(OBJ_set_value_int(below, "bl_quantity", 3), kWrongKind);
+    EXPECT_EQ(OBJ_delete(below), kWrongClass);
+    EXPECT_EQ(wb.heldLocks(), 0u);
 }
 
 TEST_F(TypedProperties, ShowWhoHasCheckedOut) {

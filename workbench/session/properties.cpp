@@ -129,7 +129,9 @@ std::vector<tag_t> candidates(Session& session, const std::string& text) {
     };
     for (const Place& place : places)
         add(session.findByText(place.cls, place.attribute, text));
-    if (const auto slash = text.rfind('/'); slash != std::string::npos)
+    // Either id may have a slash of its own.
+    for (std::size_t slash = text.find('/'); slash != std::string::npos;
+         slash = text.find('/', slash + 1))
         for (tag_t item : session.findByText("Item", "item_id", text.substr(0, slash)))
             add(session.referrersBy("ItemRevision", "items_tag", item));
     std::sort(found.begin(), found.end());
@@ -282,8 +284,12 @@ std::string Session::displayId(tag_t tag) {
         return (item.empty() ? "" : std::get<std::string>(item.front())) + "/" +
                attribute("item_revision_id");
     }
-    for (std::string_view name : {"name", "object_name", "user_id", "group_name", "site_name",
-                                  "person_name", "original_file_name", "id"})
+    if (below(cls, "ReleaseStatus"))
+        return attribute("name");
+    if (below(cls, "WorkspaceObject"))
+        return attribute("object_name");
+    for (std::string_view name :
+         {"user_id", "group_name", "site_name", "person_name", "original_file_name", "id"})
         if (const std::string id = attribute(name); !id.empty())
             return id;
     return "";
