@@ -1,3 +1,4 @@
+cmake_minimum_required(VERSION 3.25)
 # Compares what a shared library exports with its list.
 # cmake -DLIBRARY=<file> -DLIST=<exports/NAME.txt> -DNM=<nm> -P exports.cmake
 execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY} OUTPUT_VARIABLE output
