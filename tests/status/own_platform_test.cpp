@@ -1,0 +1,54 @@
+// This program brings a function of the platform itself, and the library calls that one.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "platform/api.h"
+#include "platform/keld_se.h"
+#include "platform/mv_heap.h"
+#include "tests/status/visits.h"
+
+using testing::ElementsAre;
+using world::World;
+
+static std::vector<tag_t> listed;
+
+extern "C" KELD_EXPORT int ART_list_all_revs(tag_t, int* count, tag_t** revisions) {
+    *count = static_cast<int>(listed.size());
+    *revisions = static_cast<tag_t*>(HEAP_alloc(listed.size() * sizeof(tag_t)));
+    std::copy(listed.begin(), listed.end(), *revisions);
+    return 0;
+}
+
+namespace {
+
+std::vector<std::string> visitsFrom(World& world, tag_t revision) {
+    world.ini("[SelectWSO]\nItemRevision=1\n[S_ItemRevision]\nChangeForward=OldItemRevision\n");
+    EXPECT_EQ(0, KELD_StatusManager_ManageStatus(revision, "ItemRevision", "S"));
+    return world::visits(world).at(1);
+}
+
+}  // namespace
+
+TEST(OldItemRevision, OfAnObjectThatIsNotInTheListVisitsAll) {
+    World world;
+    const world::ItemTags made = world.item("000100");
+    const tag_t second = world.revision(made.item, "B");
+    const tag_t third = world.revision(made.item, "C");
+    listed = {made.revision, second};
+    EXPECT_THAT(visitsFrom(world, third),
+                ElementsAre("S_ItemRevision", "S_Old_ItemRevision", "S_Old_ItemRevision"));
+}
+
+TEST(OldItemRevision, StopsAtTheObjectInTheListAndGivesTheListBack) {
+    World world;
+    const world::ItemTags made = world.item("000100");
+    const tag_t second = world.revision(made.item, "B");
+    const tag_t third = world.revision(made.item, "C");
+    listed = {third, second, made.revision};
+    EXPECT_THAT(visitsFrom(world, second), ElementsAre("S_ItemRevision", "S_Old_ItemRevision"));
+    EXPECT_EQ(0u, world.newBlocks());
+}
