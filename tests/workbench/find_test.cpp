@@ -48,6 +48,13 @@ TEST_P(Find, ByTypeOwnerAndLimit) {
     EXPECT_EQ(statusOf([&] { find("*", "Item", "nobody"); }), kUnknownObject);
 }
 
+TEST_P(Find, WhereRevisionsAreWantedTheIdOfTheirItemFindsThem) {
+    const tag_t second = bench().createRevision(one_, "B");
+    EXPECT_EQ(find("000123", "ItemRevision"), (Tags{revision_, second}));
+    EXPECT_EQ(find("00012*", "ItemRevision").size(), 3u);
+    EXPECT_EQ(find("000125", "ItemRevision"), Tags{});
+}
+
 TEST_P(Find, AFoundObjectTellsWhatPeopleTypeForIt) {
     const tag_t dataset = bench().createDataset("Text", "drawing");
     bench().relate(revision_, dataset, "VANE_specification");

@@ -190,23 +190,24 @@ std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string&
             add(session.store().withPattern(
                 session.model().findAttribute(cls, each.attribute)->handle, text));
     }
-    // "000123/A", "0001*/B"
+    // "000123/A", "0001*/B"; where revisions are wanted, "000123" too.
     const Class& revision_class = *session.model().findClass("ItemRevision");
     const std::size_t slash = text.rfind('/');
-    if (slash != std::string::npos &&
-        (wanted.cls->isA(revision_class) || revision_class.isA(*wanted.cls))) {
+    const bool revisions_alone = wanted.cls->isA(revision_class);
+    const bool both_ids = slash != std::string::npos;
+    if (revisions_alone || (both_ids && revision_class.isA(*wanted.cls))) {
         const Attribute& item_id =
             *session.model().findAttribute(*session.model().findClass("Item"), "item_id");
         const Attribute& items_tag = *session.model().findAttribute(revision_class, "items_tag");
         const auto revisions = session.store().withPattern(
             session.model().findAttribute(revision_class, "item_revision_id")->handle,
-            text.substr(slash + 1));
+            both_ids ? text.substr(slash + 1) : "*");
         for (const Store::Hit& item :
-             session.store().withPattern(item_id.handle, text.substr(0, slash)))
+             session.store().withPattern(item_id.handle, both_ids ? text.substr(0, slash) : text))
             for (const auto& each : session.store().referrersBy(items_tag.handle, item.tag))
                 if (std::binary_search(
                         revisions.begin(), revisions.end(), Store::Hit{each.tag, NULLTAG},
-                        [](const Store::Hit& a, const Store::Hit& b) { return a.tag < b.tag; }))
+                        [](const Store::Hit& x, const Store::Hit& y) { return x.tag < y.tag; }))
                     hits.push_back({each.tag, each.type});
     }
     std::sort(hits.begin(), hits.end(),
