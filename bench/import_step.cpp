@@ -1,0 +1,79 @@
+// What an import of a STEP file costs: time and peak memory of a process of its own, for files that
+// grow by geometry and for files that grow by products.
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "tests/support/step_generator.h"
+#include "workbench/workbench.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+[[noreturn]] void importInChild(const std::string& file, const std::string& store) {
+    try {
+        mervane::Workbench* workbench = mervane_workbench();
+        workbench->createStore(store);
+        workbench->openSession(workbench->openStore(store), {});
+        std::ifstream in(file, std::ios::binary);
+        workbench->importStep(in, file);
+        ::_exit(0);
+    } catch (const std::exception& failure) {
+        fprintf(stderr, "%s\n", failure.what());
+        ::_exit(1);
+    }
+}
+
+void measure(const fs::path& directory, const keld_test::StepShape& shape) {
+    const std::string file = (directory / "file.stp").string();
+    const std::string store = (directory / "store").string();
+    std::ofstream out(file, std::ios::binary);
+    const keld_test::StepCounts counts = keld_test::writeStep(out, shape);
+    out.close();
+    const auto start = Clock::now();
+    const pid_t child = ::fork();
+    if (child == 0)
+        importInChild(file, store);
+    int status = 0;
+    rusage used{};
+    if (child < 0 || ::wait4(child, &status, 0, &used) != child || status != 0) {
+        fprintf(stderr, "the import failed\n");
+        exit(1);
+    }
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const double megabytes = static_cast<double>(counts.bytes) / (1 << 20);
+    printf("%8.1f MB %8d products %8d usages %8.2f s %8.1f MB/s %8.0f products/s %8.1f MB peak\n",
+           megabytes, counts.products, counts.usages, seconds, megabytes / seconds,
+           counts.products / seconds, static_cast<double>(used.ru_maxrss) / 1024);
+    fflush(stdout);
+    for (const auto& entry : fs::directory_iterator(directory))
+        fs::remove_all(entry.path());
+}
+
+}  // namespace
+
+int main() {
+    std::string directory = (fs::temp_directory_path() / "import-step-XXXXXX").string();
+    if (!::mkdtemp(directory.data())) {
+        fprintf(stderr, "no temporary directory\n");
+        return 1;
+    }
+    puts("files that grow by geometry");
+    for (const std::size_t megabytes : {1, 10, 100})
+        measure(directory, {.parts = 1000, .bytes = megabytes << 20});
+    puts("files that grow by products");
+    for (const int parts : {1000, 4000, 16000})
+        measure(directory, {.parts = parts});
+    fs::remove_all(directory);
+    return 0;
+}
