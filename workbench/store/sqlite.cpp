@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "workbench/model/status.h"
+#include "workbench/store/pattern.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -13,6 +14,29 @@ namespace {
 std::atomic<std::uint64_t> statements_run{0};
 // How long a write waits for another process's transaction, which is short.
 constexpr int kBusyMilliseconds = 20000;
+
+std::string_view textOf(sqlite3_value* value) {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    return bytes ? std::string_view(bytes, static_cast<std::size_t>(sqlite3_value_bytes(value)))
+                 : std::string_view();
+}
+
+// matches(pattern, text): the pattern is taken apart once for a statement's run.
+void matches(sqlite3_context* context, int, sqlite3_value** arguments) noexcept {
+    try {
+        auto* pattern = static_cast<Pattern*>(sqlite3_get_auxdata(context, 0));
+        if (pattern) {
+            sqlite3_result_int(context, pattern->matches(textOf(arguments[1])));
+            return;
+        }
+        pattern = new Pattern(textOf(arguments[0]));
+        sqlite3_result_int(context, pattern->matches(textOf(arguments[1])));
+        sqlite3_set_auxdata(context, 0, pattern,
+                            [](void* old) { delete static_cast<Pattern*>(old); });
+    } catch (...) {
+        sqlite3_result_error_nomem(context);
+    }
+}
 }  // namespace
 
 std::uint64_t statementsRun() {
@@ -105,6 +129,9 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
         throw Failure(kStoreFailure, "The store " + path + " can't be opened: " + reason);
     }
     sqlite3_busy_timeout(database_, kBusyMilliseconds);
+    if (sqlite3_create_function_v2(database_, "matches", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
+                                   nullptr, matches, nullptr, nullptr, nullptr) != SQLITE_OK)
+        throw Failure(kStoreFailure, "The store " + path + " can't be searched");
 }
 
 Connection::~Connection() {

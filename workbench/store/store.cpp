@@ -305,10 +305,6 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     const std::size_t wildcard = pattern.find_first_of("*?");
     if (wildcard == std::string::npos)
         return withText(attribute, pattern);
-    // Brackets are no wildcards here.
-    std::string glob;
-    for (const char c : pattern)
-        glob += c == '[' ? "[[]" : std::string(1, c);
     const std::string prefix = pattern.substr(0, wildcard);
     // Everything that begins with the prefix sorts from the prefix up to the next text behind it.
     std::string behind = prefix;
@@ -322,18 +318,18 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     if (behind.empty()) {
         Statement rows = connection_->statement(
             "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
-            "WHERE v.attr=? AND v.v GLOB ?");
-        rows.bind(number(attribute)).bind(std::string_view(glob));
+            "WHERE v.attr=? AND matches(?, v.v)");
+        rows.bind(number(attribute)).bind(std::string_view(pattern));
         collect(rows);
     } else {
         behind.back() = static_cast<char>(static_cast<unsigned char>(behind.back()) + 1);
         Statement rows = connection_->statement(
             "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
-            "WHERE v.attr=? AND v.v>=? AND v.v<? AND v.v GLOB ?");
+            "WHERE v.attr=? AND v.v>=? AND v.v<? AND matches(?, v.v)");
         rows.bind(number(attribute))
             .bind(std::string_view(prefix))
             .bind(std::string_view(behind))
-            .bind(std::string_view(glob));
+            .bind(std::string_view(pattern));
         collect(rows);
     }
     std::sort(all.begin(), all.end(), [](const Hit& a, const Hit& b) { return a.tag < b.tag; });
@@ -360,40 +356,6 @@ std::vector<Store::Hit> Store::everything() {
 std::int64_t Store::objectCount() {
     Statement row = connection_->statement("SELECT count(*) FROM object");
     return row.step() ? row.integer(0) : 0;
-}
-
-std::vector<Store::StoredRelation> Store::relations(tag_t object, bool as_primary) {
-    const Class& relation = *model().findClass("Relation");
-    const std::int64_t primary = number(model().findAttribute(relation, "primary")->handle),
-                       secondary = number(model().findAttribute(relation, "secondary")->handle);
-    std::vector<StoredRelation> all;
-    Statement rows = connection_->statement(
-        "SELECT a.tag, b.target, v.v FROM ref a JOIN ref b ON b.tag=a.tag AND b.attr=? "
-        "JOIN value v ON v.tag=a.tag AND v.attr=? WHERE a.target=? AND a.attr=? ORDER BY a.tag");
-    rows.bind(as_primary ? secondary : primary)
-        .bind(number(model().findAttribute(relation, "relation_type")->handle))
-        .bind(number(object))
-        .bind(as_primary ? primary : secondary);
-    while (rows.step())
-        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1)), tagOf(rows.integer(2))});
-    return all;
-}
-
-std::int64_t Store::highestNumber(tag_t attribute) {
-    // Ids of six digits, zero-filled, sort as numbers; what is longer is looked at by itself.
-    std::int64_t highest = 0;
-    for (const char* sql :
-         {"SELECT v FROM value WHERE attr=? AND v>='0' AND v<':' AND length(v)=6 AND "
-          "v NOT GLOB '*[^0-9]*' ORDER BY v DESC LIMIT 1",
-          "SELECT max(CAST(v AS INTEGER)) FROM value WHERE attr=? AND v>='0' AND v<':' AND "
-          "length(v) BETWEEN 7 AND 18 AND v NOT GLOB '*[^0-9]*'"}) {
-        Statement row = connection_->statement(sql);
-        row.bind(number(attribute));
-        if (row.step() && !row.isNull(0))
-            highest = std::max(highest, static_cast<std::int64_t>(std::strtoll(
-                                            std::string(row.text(0)).c_str(), nullptr, 10)));
-    }
-    return highest;
 }
 
 // ---- transactions ----

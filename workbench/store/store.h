@@ -79,13 +79,6 @@ public:
     std::vector<tag_t> ofType(tag_t type);
     std::vector<Hit> everything();
     std::int64_t objectCount();
-    struct StoredRelation {
-        tag_t relation = NULLTAG, other = NULLTAG, relation_type = NULLTAG;
-    };
-    // The relations in which the object is primary, or secondary; `other` is the other end.
-    std::vector<StoredRelation> relations(tag_t object, bool as_primary);
-    // The highest number that an id of digits alone has.
-    std::int64_t highestNumber(tag_t attribute);
 
     // ---- model ----
     void addClass(const std::string& name, const std::string& parent,
@@ -127,7 +120,6 @@ public:
     void beginBatch(const void* owner);
     void commitBatch();
     void rollbackBatch() noexcept;
-    bool inBatch() const { return batch_owner_ != nullptr; }
     // Failure if another session's batch is open on this connection.
     void mayWrite(const void* owner) const;
 
