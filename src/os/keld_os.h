@@ -101,6 +101,7 @@ public:
 
 private:
     static constexpr std::intptr_t iClosed = -1;
+    bool m_bLocked = false;
     std::intptr_t m_iHandle = iClosed;  // not closed at the end of the process: the log needs it
 };
 

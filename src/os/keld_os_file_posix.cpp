@@ -200,10 +200,14 @@ bool AppendFile::GetState(FileState* pState) const {
 }
 
 void AppendFile::Lock() {
-    (void)flock(static_cast<int>(m_iHandle), LOCK_EX);
+    m_bLocked = flock(static_cast<int>(m_iHandle), LOCK_EX) == 0;
 }
 
 void AppendFile::Close() {
+    // A child of the host that has inherited the file must not go on holding the lock.
+    if (m_bLocked)
+        (void)flock(static_cast<int>(m_iHandle), LOCK_UN);
+    m_bLocked = false;
     if (IsOpen())
         close(static_cast<int>(m_iHandle));
     m_iHandle = iClosed;

@@ -269,12 +269,14 @@ bool AppendFile::GetState(FileState* pState) const {
 void AppendFile::Lock() {
     OVERLAPPED range{};
     range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
-    (void)LockFileEx(reinterpret_cast<HANDLE>(m_iHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0, &range);
+    m_bLocked = LockFileEx(reinterpret_cast<HANDLE>(m_iHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0,
+                           &range) != 0;
 }
 
 void AppendFile::Close() {
     if (IsOpen())
-        CloseHandle(reinterpret_cast<HANDLE>(m_iHandle));
+        CloseHandle(reinterpret_cast<HANDLE>(m_iHandle));  // gives up the lock, too
+    m_bLocked = false;
     m_iHandle = iClosed;
 }
 

@@ -2,6 +2,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -9,8 +10,10 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include "os/keld_os.h"
 #include "platform/keld_basetool.h"
 
 namespace fs = std::filesystem;
@@ -102,6 +105,25 @@ TEST_F(LogProcess, SharesItsLimitWithoutALostLine) {
     EXPECT_EQ(different.size(), 3600U);
 }
 
+TEST_F(LogProcess, LeavesTheFileAloneThatAnotherProcessHasBegunAnewMeanwhile) {
+    setenv("KELD_LOG_MAX_MB", "1", 1);
+    const std::string full(1024 * 1024 + 1, 'y');
+    std::ofstream(path()) << full;
+    keld_os::AppendFile held;
+    ASSERT_TRUE(held.Open(path().c_str()));
+    held.Lock();
+    const pid_t child = start([] { KELD_ERROR("of the child\n"); });
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    fs::rename(path(), path() + ".1");
+    std::ofstream(path()) << "begun anew\n";
+    held.Close();
+    EXPECT_EQ(waitFor(child), 0);
+    EXPECT_EQ(fs::file_size(path() + ".1"), full.size());
+    const auto all = lines(path());
+    ASSERT_EQ(all.size(), 2U);
+    EXPECT_EQ(all.at(0), "begun anew");
+}
+
 TEST_F(LogProcess, WritesWhatWaitsAtItsEnd) {
     waitFor(start([] { KELD_TRACE("last\n"); }));
     EXPECT_EQ(lines(path()).size(), 1U);
@@ -138,7 +160,7 @@ struct WritesLate {
     }
     bool armed = false;
 };
-static WritesLate late;
+[[gnu::init_priority(101)]] static WritesLate late;
 
 TEST_F(LogProcess, TakesLinesWhileStaticObjectsAreDestroyed) {
     waitFor(start([] {

@@ -106,3 +106,19 @@ TEST_F(Processes, TwoProcessesMakeItemsAtOnceAndNoTagIsGivenTwice) {
     EXPECT_GE(bench().find({"b-*", "Item", "", 0}).size(), 10u);
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
 }
+
+TEST_F(Processes, TheEnvironmentCanPlanFailuresAndKeepAJournal) {
+    ::setenv("MERVANE_FAULTS", "OBJ_lock:1=4711", 1);
+    ::setenv("MERVANE_JOURNAL", (directory_ / "journal").c_str(), 1);
+    EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 5), "4711 ");
+    ::setenv("MERVANE_FAULTS", "nonsense", 1);
+    EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "a wrong plan plans nothing";
+    ::unsetenv("MERVANE_FAULTS");
+    ::unsetenv("MERVANE_JOURNAL");
+    std::ifstream file(directory_ / "journal");
+    std::string first, second;
+    std::getline(file, first);
+    std::getline(file, second);
+    EXPECT_EQ(first, "OBJ_lock(#" + tag() + ") = 4711");
+    EXPECT_EQ(second, "OBJ_lock(#" + tag() + ") = 0");
+}

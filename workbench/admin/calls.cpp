@@ -9,26 +9,15 @@
 
 namespace mervane {
 
-// Until the readers are there.
-[[gnu::weak]] ImportReport importWorld(Session&, std::istream&, const std::string&);
-[[gnu::weak]] void exportWorld(Session&, std::ostream&);
-[[gnu::weak]] ImportReport importStep(Session&, std::istream&, const std::string&);
-
 ImportReport Bench::importWorld(std::istream& in, const std::string& source_name) {
-    if (!&mervane::importWorld)
-        throw Failure(kNotAvailable, "importWorld");
     return mervane::importWorld(now(), in, source_name);
 }
 
 void Bench::exportWorld(std::ostream& out) {
-    if (!&mervane::exportWorld)
-        throw Failure(kNotAvailable, "exportWorld");
     mervane::exportWorld(now(), out);
 }
 
 ImportReport Bench::importStep(std::istream& in, const std::string& source_name) {
-    if (!&mervane::importStep)
-        throw Failure(kNotAvailable, "importStep");
     return mervane::importStep(now(), in, source_name);
 }
 

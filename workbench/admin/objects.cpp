@@ -94,7 +94,7 @@ void Bench::addToFolder(tag_t folder, tag_t content) {
         throw Failure(kWrongClass, plainName(object) + " is no folder");
     now().object(content);
     Values contents = now().values(object, "contents");
-    contents.push_back(Reference{content});
+    contents.emplace_back(Reference{content});
     setAndSave(now(), object, "contents", std::move(contents));
 }
 

@@ -2,8 +2,11 @@
 
 #include <algorithm>
 #include <set>
+#include <unordered_map>
 
 #include "workbench/session/bom_window.h"
+#include "workbench/store/store.h"
+#include "workbench/store/where_used.h"
 
 namespace mervane {
 
@@ -22,17 +25,35 @@ std::int64_t orderOf(Session& session, Object& occurrence) {
     return values.empty() ? 0 : std::get<std::int64_t>(values.front());
 }
 
-// The revisions that use this one directly.
+UsePath usePath(Session& session) {
+    const auto handle = [&](const char* cls, const char* name) {
+        return session.model().findAttribute(classNamed(session, cls), name)->handle;
+    };
+    return {handle("STROccurrence", "child"), handle("STROccurrence", "parent_bvr"),
+            handle("STRBOMViewRevision", "parent_revision")};
+}
+
+// Of an occurrence that isn't stored yet.
+tag_t unsavedParent(Session& session, tag_t occurrence) {
+    Object* object = session.tryObject(occurrence);
+    Object* view = object ? session.tryObject(session.reference(*object, "parent_bvr")) : nullptr;
+    const tag_t parent = view ? session.reference(*view, "parent_revision") : NULLTAG;
+    return session.tryObject(parent) ? parent : NULLTAG;
+}
+
+// The revisions that use this one directly. An unsaved move of a stored occurrence to another
+// parent isn't seen.
 std::vector<tag_t> directParents(Session& session, tag_t revision) {
+    std::unordered_map<tag_t, tag_t> stored;
+    for (const StoredUse& use :
+         storedUses(session.store().connection(), usePath(session), revision))
+        stored[use.occurrence] = use.parent;
     std::vector<tag_t> parents;
     for (tag_t occurrence : session.referrersBy("STROccurrence", "child", revision)) {
-        Object* object = session.tryObject(occurrence);
-        Object* view =
-            object ? session.tryObject(session.reference(*object, "parent_bvr")) : nullptr;
-        if (!view)
-            continue;
-        const tag_t parent = session.reference(*view, "parent_revision");
-        if (session.tryObject(parent))
+        const auto found = stored.find(occurrence);
+        const tag_t parent =
+            found != stored.end() ? found->second : unsavedParent(session, occurrence);
+        if (parent != NULLTAG)
             parents.push_back(parent);
     }
     std::sort(parents.begin(), parents.end());

@@ -1,0 +1,162 @@
+// A stretch of saves as one transaction, seen from inside the workbench.
+
+#include "tests/workbench/support.h"
+#include "workbench/session/items.h"
+#include "workbench/session/session.h"
+#include "workbench/store/store.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+class Batch : public OnBothStores {
+protected:
+    Session& session() { return mervane::currentSession(); }
+    Object& folder(const std::string& name) {
+        Object& made = session().create(*session().model().findType("Folder"));
+        session().put(made, "object_name", {name});
+        session().save(made);
+        return made;
+    }
+    std::size_t folders() { return bench().find({"", "Folder", "", 0}).size(); }
+};
+ON_BOTH_STORES(Batch);
+
+TEST_P(Batch, IsSeenByOthersWhenItIsCommittedAndNotBefore) {
+    if (std::string(GetParam()) == "memory")
+        GTEST_SKIP() << "the sessions of a store in memory share one connection";
+    const auto second = anotherSession();
+    use(first_);
+    session().beginBatch();
+    const tag_t tag = folder("f").tag;
+    use(second);
+    EXPECT_EQ(OBJ_load(tag), kUnknownObject);
+    use(first_);
+    session().commitBatch();
+    use(second);
+    EXPECT_EQ(OBJ_load(tag), 0);
+}
+
+TEST_P(Batch, ARollbackLeavesTheStoreTheModelAndTheVolumeAsTheyWere) {
+    const tag_t kept = folder("kept").tag;
+    session().beginBatch();
+    folder("gone");
+    bench().defineType("GoneForm", "Form", {{"colour", Kind::String, false, 20}});
+    bench().createForm("GoneForm", "gone");
+    bench().set(kept, "object_name", {std::string("changed")});
+    bench().setPreference("gone", {"1"});
+    Object& file = session().create(*session().model().findType("VaneFile"));
+    session().store().volume().placeBytes(file.tag, "gone");
+    session().save(file);
+    session().rollbackBatch();
+    EXPECT_EQ(stored(kept, "object_name"), "kept");
+    EXPECT_EQ(folders(), 1u);
+    EXPECT_TRUE(bench().preferences().empty());
+    EXPECT_EQ(session().model().findType("GoneForm"), nullptr);
+    EXPECT_TRUE(bench().check(store_, false).empty());
+    bench().defineType("GoneForm", "Form", {{"other", Kind::Int, false, 0}});
+    bench().createForm("GoneForm", "new");
+    EXPECT_TRUE(bench().check(store_, false).empty());
+}
+
+TEST_P(Batch, AFileDeletedInABatchStaysUntilItIsCommitted) {
+    Object& file = session().create(*session().model().findType("VaneFile"));
+    const tag_t tag = file.tag;
+    session().store().volume().placeBytes(tag, "contents");
+    session().save(file);
+    session().beginBatch();
+    session().erase(std::vector<tag_t>{tag});
+    EXPECT_TRUE(session().store().volume().exists(tag));
+    session().rollbackBatch();
+    EXPECT_EQ(OBJ_load(tag), 0);
+    EXPECT_TRUE(bench().check(store_, false).empty());
+    session().beginBatch();
+    session().erase(std::vector<tag_t>{tag});
+    session().commitBatch();
+    EXPECT_FALSE(session().store().volume().exists(tag));
+}
+
+TEST_P(Batch, AnInnerBatchIsAPartOfTheOuterOne) {
+    session().beginBatch();
+    folder("outer");
+    session().beginBatch();
+    folder("inner");
+    session().commitBatch();
+    session().rollbackBatch();
+    EXPECT_EQ(folders(), 0u);
+}
+
+TEST_P(Batch, AfterAnInnerRollbackTheOuterOneCantStoreAnything) {
+    session().beginBatch();
+    session().beginBatch();
+    folder("inner");
+    session().rollbackBatch();
+    EXPECT_EQ(statusOf([&] { folder("outside"); }), kStoreFailure);
+    EXPECT_EQ(statusOf([&] { session().commitBatch(); }), kStoreFailure);
+    EXPECT_EQ(folders(), 0u);
+    folder("afterwards");
+    EXPECT_EQ(folders(), 1u);
+}
+
+TEST_P(Batch, ASaveThatFailsInsideLeavesNoPartOfItself) {
+    Object& one = folder("one");
+    Object& two = folder("two");
+    const tag_t one_tag = one.tag, two_tag = two.tag;
+    session().beginBatch();
+    session().put(one, "object_name", {std::string("1")});
+    session().put(two, "object_name", {std::string("2")});
+    // As if somebody had stored it meanwhile.
+    two.version += 5;
+    Object* const both[] = {&one, &two};
+    EXPECT_EQ(statusOf([&] { session().save(both); }), kChangedMeanwhile);
+    session().commitBatch();
+    session().forgetAll();
+    EXPECT_EQ(stored(one_tag, "object_name"), "one");
+    EXPECT_EQ(stored(two_tag, "object_name"), "two");
+}
+
+TEST_P(Batch, LocksOutliveARollback) {
+    const tag_t tag = folder("f").tag;
+    ASSERT_EQ(OBJ_lock(tag), 0);
+    session().beginBatch();
+    session().rollbackBatch();
+    EXPECT_TRUE(bench().holdsLock(tag));
+    EXPECT_EQ(setName(tag, "still mine"), 0);
+    EXPECT_EQ(OBJ_save(tag), 0);
+}
+
+TEST(BatchInMemory, OtherSessionsCantWriteMeanwhile) {
+    const auto store = bench().openStore(":memory:");
+    const auto first = bench().openSession(store, {});
+    const auto second = bench().openSession(store, {});
+    bench().selectSession(first);
+    mervane::currentSession().beginBatch();
+    bench().selectSession(second);
+    EXPECT_EQ(statusOf([] { bench().createFolder("f"); }), kStoreFailure);
+    bench().selectSession(first);
+    mervane::currentSession().rollbackBatch();
+    bench().selectSession(second);
+    EXPECT_EQ(statusOf([] { bench().createFolder("f"); }), 0);
+    bench().closeStore(store);
+}
+
+TEST(Statements, AnObjectIsReadWithOneAndSavedWithFourStatements) {
+    const auto store = bench().openStore(":memory:");
+    bench().openSession(store, {});
+    const tag_t item = bench().createItem("1", "old", "", "A", nullptr);
+    bench().openSession(store, {});
+    const auto count = [](auto&& body) {
+        const auto before = bench().statementsRun();
+        body();
+        return bench().statementsRun() - before;
+    };
+    EXPECT_EQ(count([&] { OBJ_load(item); }), 1u);
+    EXPECT_EQ(count([&] { OBJ_load(item); }), 0u);
+    // Rights and check-out of the lock, and the version that tells whether anything changed.
+    EXPECT_EQ(count([&] { OBJ_refresh(item, true); }), 3u);
+    EXPECT_EQ(count([&] { setName(item, "new"); }), 0u);
+    // Begin, count the save, the one value, commit; a fifth if the second has changed meanwhile.
+    EXPECT_LE(count([&] { OBJ_save(item); }), 5u);
+    EXPECT_EQ(count([&] { OBJ_save(item); }), 0u);
+    EXPECT_EQ(count([&] { OBJ_refresh(item, false); }), 1u);
+    bench().closeStore(store);
+}

@@ -1,0 +1,24 @@
+#include "workbench/store/where_used.h"
+
+#include "workbench/store/sqlite.h"
+
+namespace mervane {
+
+std::vector<StoredUse> storedUses(Connection& connection, const UsePath& path, tag_t revision) {
+    Statement rows = connection.statement(
+        "SELECT used.tag, parent.target FROM ref used "
+        "JOIN ref held ON held.tag = used.tag AND held.attr = ?2 "
+        "JOIN ref parent ON parent.tag = held.target AND parent.attr = ?3 "
+        "JOIN object ON object.tag = parent.target "
+        "WHERE used.target = ?4 AND used.attr = ?1 ORDER BY used.tag");
+    rows.bind(std::int64_t{path.child})
+        .bind(std::int64_t{path.parent_bvr})
+        .bind(std::int64_t{path.parent_revision})
+        .bind(std::int64_t{revision});
+    std::vector<StoredUse> uses;
+    while (rows.step())
+        uses.push_back({static_cast<tag_t>(rows.integer(0)), static_cast<tag_t>(rows.integer(1))});
+    return uses;
+}
+
+}  // namespace mervane
