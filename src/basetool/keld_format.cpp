@@ -5,11 +5,6 @@
 
 namespace {
 
-// The arguments, in a form that a function can take and read on from.
-struct Arguments {
-    va_list m_list;
-};
-
 // One conversion: %[flags][width][.precision][length]type.
 struct Conversion {
     char m_sFlags[8] = "";
@@ -92,10 +87,10 @@ bool AppendValue(CKELD_TextBuffer* pBuffer, const Conversion& conversion, T valu
 }
 
 // Digits of a width or precision, or its argument.
-int ReadNumber(const char** ppFormat, Arguments* pArguments) {
+int ReadNumber(const char** ppFormat, va_list* pArguments) {
     if (**ppFormat == '*') {
         ++*ppFormat;
-        return va_arg(pArguments->m_list, int);
+        return va_arg(*pArguments, int);
     }
     int iNumber = 0;
     for (; **ppFormat >= '0' && **ppFormat <= '9'; ++*ppFormat)
@@ -109,7 +104,7 @@ int Bounded(int iNumber) {
 }
 
 // Read behind the percent sign; moves the format behind the conversion.
-Conversion ReadConversion(const char** ppFormat, Arguments* pArguments) {
+Conversion ReadConversion(const char** ppFormat, va_list* pArguments) {
     Conversion conversion;
     std::size_t uiFlags = 0;
     for (; **ppFormat != '\0' && std::strchr("-+ #0", **ppFormat) != nullptr; ++*ppFormat)
@@ -135,30 +130,30 @@ Conversion ReadConversion(const char** ppFormat, Arguments* pArguments) {
 }
 
 // Integers of every length. False in *pKnown: no such length.
-bool AppendInteger(CKELD_TextBuffer* pBuffer, const Conversion& conversion, Arguments* pArguments) {
+bool AppendInteger(CKELD_TextBuffer* pBuffer, const Conversion& conversion, va_list* pArguments) {
     if (conversion.IsLength("l"))
-        return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, long));
+        return AppendValue(pBuffer, conversion, va_arg(*pArguments, long));
     if (conversion.IsLength("ll"))
-        return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, long long));
+        return AppendValue(pBuffer, conversion, va_arg(*pArguments, long long));
     if (conversion.IsLength("j"))
-        return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, std::intmax_t));
+        return AppendValue(pBuffer, conversion, va_arg(*pArguments, std::intmax_t));
     if (conversion.IsLength("z"))
-        return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, std::size_t));
+        return AppendValue(pBuffer, conversion, va_arg(*pArguments, std::size_t));
     if (conversion.IsLength("t"))
-        return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, std::ptrdiff_t));
-    return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, int));
+        return AppendValue(pBuffer, conversion, va_arg(*pArguments, std::ptrdiff_t));
+    return AppendValue(pBuffer, conversion, va_arg(*pArguments, int));
 }
 
 // Every conversion but the two frequent ones. *pKnown false: nothing was read or written.
-bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion,
-                      Arguments* pArguments, bool* pKnown) {
+bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion, va_list* pArguments,
+                      bool* pKnown) {
     switch (conversion.m_cType) {
         case '%':
             return pBuffer->Append("%", 1);
         case 's':
             if (conversion.m_sLength[0] != '\0')
                 break;
-            return AppendPaddedText(pBuffer, conversion, va_arg(pArguments->m_list, const char*));
+            return AppendPaddedText(pBuffer, conversion, va_arg(*pArguments, const char*));
         case 'd':
         case 'i':
         case 'u':
@@ -169,7 +164,7 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion,
         case 'c':
             if (conversion.m_sLength[0] != '\0')
                 break;
-            return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, int));
+            return AppendValue(pBuffer, conversion, va_arg(*pArguments, int));
         case 'a':
         case 'A':
         case 'e':
@@ -179,12 +174,12 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion,
         case 'g':
         case 'G':
             if (conversion.IsLength("L"))
-                return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, long double));
-            return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, double));
+                return AppendValue(pBuffer, conversion, va_arg(*pArguments, long double));
+            return AppendValue(pBuffer, conversion, va_arg(*pArguments, double));
         case 'p':
-            return AppendValue(pBuffer, conversion, va_arg(pArguments->m_list, void*));
+            return AppendValue(pBuffer, conversion, va_arg(*pArguments, void*));
         case 'n':
-            (void)va_arg(pArguments->m_list, void*);
+            (void)va_arg(*pArguments, void*);
             return true;
         default:
             break;
@@ -193,23 +188,23 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion,
     return true;
 }
 
-bool AppendAll(CKELD_TextBuffer* pBuffer, const char* szFormat, Arguments* pArguments) {
+bool AppendAll(CKELD_TextBuffer* pBuffer, const char* szFormat, va_list* pArguments) {
     for (;;) {
+        // What stands between the conversions is short.
         const char* pPercent = szFormat;
-        while (*pPercent != '%' && *pPercent != '\0')
-            ++pPercent;
-        if (!pBuffer->Append(szFormat, static_cast<std::size_t>(pPercent - szFormat)))
-            return false;
+        for (; *pPercent != '%' && *pPercent != '\0'; ++pPercent)
+            if (!pBuffer->Append(*pPercent))
+                return false;
         if (*pPercent == '\0')
             return true;
         szFormat = pPercent + 1;
         bool bDone = false;
         bool bKnown = true;
         if (*szFormat == 's') {
-            bDone = AppendText(pBuffer, va_arg(pArguments->m_list, const char*));
+            bDone = AppendText(pBuffer, va_arg(*pArguments, const char*));
             ++szFormat;
         } else if (*szFormat == 'd') {
-            bDone = AppendInt(pBuffer, va_arg(pArguments->m_list, int));
+            bDone = AppendInt(pBuffer, va_arg(*pArguments, int));
             ++szFormat;
         } else {
             const Conversion conversion = ReadConversion(&szFormat, pArguments);
@@ -227,9 +222,9 @@ bool AppendAll(CKELD_TextBuffer* pBuffer, const char* szFormat, Arguments* pArgu
 bool KELD_AppendFormat(CKELD_TextBuffer* pBuffer, const char* szFormat, va_list arguments) {
     if (szFormat == nullptr)
         return true;
-    Arguments copy;
-    va_copy(copy.m_list, arguments);
+    va_list copy;  // a parameter's address could be that of something else
+    va_copy(copy, arguments);
     const bool bDone = AppendAll(pBuffer, szFormat, &copy);
-    va_end(copy.m_list);
+    va_end(copy);
     return bDone;
 }

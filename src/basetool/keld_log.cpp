@@ -13,9 +13,10 @@ constexpr int iLevelTrace = 3;
 constexpr int iLevelDebug = 4;
 constexpr char cLevelLetters[] = " EWTD";
 
-constexpr std::size_t uiMostWaiting = 64U * 1024U;
+constexpr std::size_t uiMostWaiting = std::size_t{64} * 1024;
 constexpr std::size_t uiSpacesPerStep = 2;
-constexpr std::size_t uiStampLength = 20;  // "YYYY-MM-DD hh:mm:ss."
+constexpr std::size_t uiStampLength = 26;  // "YYYY-MM-DD hh:mm:ss.mmm L "
+constexpr std::size_t uiMillisecondsAt = 20;
 
 // The log of the process. Everything in it stays usable while static objects are destroyed.
 //
@@ -44,7 +45,7 @@ public:
 
 private:
     bool AppendLine(int iLevel, const char* szFormat, va_list arguments);
-    bool AppendStamp();
+    void WriteStamp(char* pLine);
     bool AlignContinuedLines(std::size_t uiText, std::size_t uiColumn);
     void WriteOrWait(int iLevel, bool bFirst);
     void WriteWaiting();
@@ -100,37 +101,42 @@ void Log::WriteLine(int iLevel, const char* szFormat, va_list arguments) {
 
 bool Log::AppendLine(int iLevel, const char* szFormat, va_list arguments) {
     const std::size_t uiLine = m_waiting.Size();
-    const char cLevel[] = {cLevelLetters[iLevel], ' '};
-    if (!m_waiting.Reserve(uiMostWaiting - (uiLine < uiMostWaiting ? uiLine : uiMostWaiting) + 512))
+    const std::size_t uiSpaces = static_cast<std::size_t>(m_iDepth) * uiSpacesPerStep;
+    if (!m_waiting.Reserve(uiMostWaiting - (uiLine < uiMostWaiting ? uiLine : uiMostWaiting) +
+                           uiStampLength + uiSpaces + 512))
         return false;
-    if (!AppendStamp() || !m_waiting.Append(cLevel, sizeof(cLevel)) ||
-        !m_waiting.AppendFill(' ', static_cast<std::size_t>(m_iDepth) * uiSpacesPerStep))
-        return false;
+    char* pLine = m_waiting.Data() + uiLine;
+    WriteStamp(pLine);
+    pLine[uiStampLength - 2] = cLevelLetters[iLevel];
+    std::memset(pLine + uiStampLength, ' ', uiSpaces);
+    m_waiting.SetSize(uiLine + uiStampLength + uiSpaces);
     const std::size_t uiText = m_waiting.Size();
     if (!KELD_AppendFormat(&m_waiting, szFormat, arguments))
         return false;
     if (m_waiting.Size() > uiText && m_waiting.Data()[m_waiting.Size() - 1] == '\n')
         m_waiting.SetSize(m_waiting.Size() - 1);
-    return AlignContinuedLines(uiText, uiText - uiLine) && m_waiting.Append("\n", 1);
+    return AlignContinuedLines(uiText, uiText - uiLine) && m_waiting.Append('\n');
 }
 
-// The time, "YYYY-MM-DD hh:mm:ss.mmm "; its first part is made once a second.
-bool Log::AppendStamp() {
+// Put "YYYY-MM-DD hh:mm:ss.mmm ? " at the line's start, ? being the level's place. The part up to
+// the second is made once a second.
+void Log::WriteStamp(char* pLine) {
     constexpr std::int64_t llTicksPerSecond = 10000000;
     const std::int64_t llTicks = keld_os::CoarseWallClock();
     const std::int64_t llSecond = llTicks / llTicksPerSecond;
     if (llSecond != m_llStampSecond) {
         std::tm time{};
         (void)keld_os::LocalTime(llTicks, &time);  // a time out of range shows as zeros
-        std::snprintf(m_cStamp, sizeof(m_cStamp), "%04d-%02d-%02d %02d:%02d:%02d.",
+        std::snprintf(m_cStamp, sizeof(m_cStamp), "%04d-%02d-%02d %02d:%02d:%02d.000   ",
                       (time.tm_year + 1900) % 10000, time.tm_mon + 1, time.tm_mday, time.tm_hour,
                       time.tm_min, time.tm_sec);
         m_llStampSecond = llSecond;
     }
+    std::memcpy(pLine, m_cStamp, uiStampLength);
     const auto iMs = static_cast<int>(llTicks % llTicksPerSecond / 10000);
-    const char cMs[] = {static_cast<char>('0' + iMs / 100), static_cast<char>('0' + iMs / 10 % 10),
-                        static_cast<char>('0' + iMs % 10), ' '};
-    return m_waiting.Append(m_cStamp, uiStampLength) && m_waiting.Append(cMs, sizeof(cMs));
+    pLine[uiMillisecondsAt] = static_cast<char>('0' + iMs / 100);
+    pLine[uiMillisecondsAt + 1] = static_cast<char>('0' + iMs / 10 % 10);
+    pLine[uiMillisecondsAt + 2] = static_cast<char>('0' + iMs % 10);
 }
 
 // Put the continued lines of a text below its first one.

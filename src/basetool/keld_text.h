@@ -25,6 +25,12 @@ public:
         m_uiSize += uiLength;
         return true;
     }
+    [[nodiscard]] bool Append(char c) {
+        if (!Reserve(1))
+            return false;
+        m_pData[m_uiSize++] = c;
+        return true;
+    }
     [[nodiscard]] bool AppendFill(char cFill, std::size_t uiCount) {
         if (uiCount == 0)
             return true;
