@@ -113,7 +113,7 @@ bool Log::AppendLine(int iLevel, const char* szFormat, va_list arguments) {
     const std::size_t uiText = m_waiting.Size();
     if (!KELD_AppendFormat(&m_waiting, szFormat, arguments))
         return false;
-    if (m_waiting.Size() > uiText && m_waiting.Data()[m_waiting.Size() - 1] == '\n')
+    while (m_waiting.Size() > uiText && m_waiting.Data()[m_waiting.Size() - 1] == '\n')
         m_waiting.SetSize(m_waiting.Size() - 1);
     return AlignContinuedLines(uiText, uiText - uiLine) && m_waiting.Append('\n');
 }

@@ -33,7 +33,7 @@ KELD_BASE_API void KELD_IncTraceSpaces(void);
 KELD_BASE_API void KELD_DecTraceSpaces(void);
 
 // A text as it stands, never taken as a format, at every level and without time or indentation; a
-// line break is added if there is none. Null is left out.
+// line break is added if there is none. Null counts as empty.
 KELD_BASE_API void KELD_PRINTLOG(const char* text);
 
 // A line of the version report: to standard output, and to the log at trace level.
@@ -53,7 +53,8 @@ KELD_BASE_API void KELD_SetLogLevel(int level);
 // ---- configuration ----
 
 // Configuration directory without a separator at its end: KELD_CFG_PATH of the environment, else
-// the current directory. Never null; not to be freed; good until the next call.
+// the current directory. Never null; not to be freed; good for the
+// life of the process.
 KELD_BASE_API const char* KELD_GetCfgPath(void);
 
 // Value of a key in a section of an INI file, else the default (null counts as empty). At most 1024

@@ -89,8 +89,7 @@ KELD_SE_API int KELD_DeleteDeluxe(int* result);
 KELD_SE_API int KELD_PSE_PackAndResequenceBom(tag_t* result);
 
 // Make a job item. Arguments: type, queue name, job type, status (not used), options, all-types
-// flag
-// ("true" in any case of letters), relation (texts), list of targets. Reads are checked.
+// flag ("true" in any case of letters), relation (texts), list of targets. Reads are checked.
 // Returns: the status of KELD_createJobItem or of a failed read; `result` becomes 0, written first.
 KELD_SE_API int KELD_SrvCallCRIFromPortal(int* result);
 

@@ -17,7 +17,7 @@ constexpr std::size_t uiSectionLimit = 199;
 char cConfigFileName[260];
 bool bConfigFileNameBuilt = false;
 
-// The rule names the byte at which a section name ends.
+// A section name ends at this byte, also inside a character; two that agree so far are one section.
 std::string CutSection(std::string sName) {
     if (sName.size() > uiSectionLimit)
         sName.resize(uiSectionLimit);

@@ -62,11 +62,13 @@ TEST_F(LogLine, HasOneBreakAtItsEndWithOrWithoutOneInTheText) {
     KELD_TRACE("with\n");
     KELD_TRACE("without");
     KELD_TRACE("%s", "");
+    KELD_TRACE("several\n\n\n");
     KELD_TRACE("last");
     (void)KELD_GetLogFilePath();
     EXPECT_EQ(written(),
               "2013-11-14 16:13:00.000 T with\n2013-11-14 16:13:00.000 T without\n"
-              "2013-11-14 16:13:00.000 T \n2013-11-14 16:13:00.000 T last\n");
+              "2013-11-14 16:13:00.000 T \n2013-11-14 16:13:00.000 T several\n"
+              "2013-11-14 16:13:00.000 T last\n");
 }
 
 TEST_F(LogLine, KeepsTheLinesOfATextAndIndentsThemAlike) {

@@ -182,6 +182,32 @@ TEST_F(Actions, AFormThatCantBeSavedStaysLockedAndTheStatusIsSet) {
     EXPECT_EQ(1u + kListsOfAReferrer, world.newBlocks());  // the class name
 }
 
+TEST_F(Actions, AFormsLockIsGivenUpUnderANameOfItsOwnInTheLog) {
+    EXPECT_EQ(0, run(made.item, "Item",
+                     "[S_Item]\nSetAttributes=MasterForm\n"
+                     "[S_Item_MasterForm]\nSetDefault=user_data_1=x\n"));
+    std::vector<std::string> entered;
+    for (const world::LogLine& line : world.log())
+        if (line.text.starts_with(" ->OBJ_"))
+            entered.push_back(line.text.substr(0, line.text.find(')') + 1));
+    EXPECT_THAT(entered, ElementsAre(" ->OBJ_refresh(...)", " ->OBJ_UIF_set_value(...)",
+                                     " ->OBJ_save(...)", " ->OBJ_unlock(...)"));
+    EXPECT_FALSE(world.locked(world.masterForm(made.item)));
+}
+
+TEST_F(Actions, AFailedSearchForAReferencedFormCountsAsNone) {
+    world.bench.defineDatasetType("Sheet", "TextEditor", {"TEXT"}, {"Values"});
+    const tag_t dataset = world.dataset("sheet", "Sheet");
+    const tag_t form = world.bench.createForm("Item Master", "values");
+    world.bench.addNamedReference(dataset, "Values", form);
+    world.fail("DST_ask_all_dataset_named_refs");
+    EXPECT_EQ(0, run(dataset, "Dataset",
+                     "[S_Dataset]\nSetAttributes=Values;Values\n"
+                     "[S_Dataset_Values]\nSetDefault=user_data_1=x\n"));
+    EXPECT_THAT(world.lines("EW"), ElementsAre("NamedRefForm:Values not found and cant create"));
+    EXPECT_EQ("x", world.storedText(form, "user_data_1"));  // by the second entry
+}
+
 // ---- datasets ----
 
 TEST_F(Actions, DeleteTheDatasetsOfARelationWhateverTheirType) {
@@ -235,6 +261,15 @@ TEST_F(Actions, ADatasetThatCantBeDeletedKeepsNoOtherFromIt) {
     EXPECT_FALSE(world.exists(second));
     EXPECT_THAT(world.statuses(made.revision), ElementsAre("Frozen"));
     EXPECT_EQ(0u, world.bench.heldLocks());
+}
+
+TEST_F(Actions, ADatasetThatCantBeUnloadedIsDeletedAllTheSame) {
+    const tag_t dataset = world.specification(made.revision, "text");
+    world.fail("OBJ_unload");
+    EXPECT_EQ(0, run(made.revision, "ItemRevision",
+                     "[S_ItemRevision]\nDeleteDatasets=VANE_specification.*\n"));
+    EXPECT_FALSE(world.exists(dataset));
+    EXPECT_THAT(world.lines("EW"), IsEmpty());
 }
 
 TEST_F(Actions, AFailureBeforeTheDeletionLeavesTheLock) {
@@ -323,4 +358,51 @@ TEST_F(Actions, AWorkflowThatDoesNotStartStopsNothing) {
                      "[S_Item]\nSetReleaseState=Frozen\n"));
     EXPECT_THAT(world.statuses(made.item), ElementsAre("Frozen"));
     EXPECT_THAT(world.lines("E"), Contains(StartsWith("##QSK_err_")));
+}
+
+// ---- failures ----
+
+// A call that fails, the action that makes it and the traced call that reports it.
+TEST(ActionsFailing, NoFailureOfAnActionKeepsTheStatusFromBeingSet) {
+    struct Case {
+        const char* action;
+        const char* operation;
+        int n;
+        const char* traced;
+    };
+    const char* const forms = "SetAttributes=MasterForm";
+    const char* const datasets = "DeleteDatasets=VANE_specification.*";
+    const char* const job = "StartJob=Release";
+    const Case cases[] = {
+        {forms, "DBO_class_of_instance", 1, "DBO_class_of_instance"},
+        {forms, "DBO_name_of_class", 1, "DBO_name_of_class"},
+        {forms, "REL_find_relation_type", 1, "KELD_GetMasterForm"},
+        {forms, "OBJ_refresh", 1, "SetDefaultValuesByForm1"},
+        {forms, "OBJ_save", 1, "SetDefaultValuesByForm1"},
+        {forms, "OBJ_refresh", 2, "OBJ_unlock"},
+        {datasets, "OBJ_lock", 1, "OBJ_lock"},
+        {datasets, "REL_find_relation_type", 1, "REL_find_relation_type"},
+        {datasets, "REL_list_secondary_objects", 1, "REL_list_secondary_objects"},
+        {datasets, "REL_delete_relation", 1, "REL_delete_relation"},
+        {datasets, "DST_delete_all_dataset_revs", 1, "DST_delete_all_dataset_revs"},
+        {datasets, "OBJ_refresh", 1, "OBJ_unlock"},
+        {job, "FLOW_find_process_template", 1, "FLOW_find_process_template"},
+        {job, "FLOW_create_process", 1, "FLOW_create_process"},
+        {job, "RLS_refresh_job", 1, "RLS_refresh_job"},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(std::string(each.action) + ", " + each.operation);
+        World world;
+        const tag_t revision = world.item("000100").revision;
+        world.specification(revision, "text");
+        world.bench.createProcessTemplate("Release", {"Review"});
+        world.ini(std::string("[SelectWSO]\nItemRevision=1\n[S_ItemRevision]\n") + each.action +
+                  "\nSetReleaseState=Frozen\n"
+                  "[S_ItemRevision_MasterForm]\nSetDefault=user_data_1=x\n");
+        world.fail(each.operation, each.n);
+        EXPECT_EQ(0, KELD_StatusManager_ManageStatus(revision, "ItemRevision", "S"));
+        EXPECT_THAT(world.lines("E"), Contains(StartsWith(std::string("##QSK_err_4711: ") +
+                                                          each.traced + "(...)   status/")));
+        EXPECT_THAT(world.statuses(revision), ElementsAre("Frozen"));
+    }
 }

@@ -136,6 +136,27 @@ TEST_F(Checks, AnObjectWithoutAMasterFormStopsTheRun) {
     EXPECT_NE(919404, status);
 }
 
+TEST_F(Checks, EveryFailureOnTheWayToANeededFieldStopsTheRunWithItsStatus) {
+    world.put(form, "user_data_1", "x");
+    for (const char* operation : {"REL_find_relation_type", "OBJ_refresh", "OBJ_UIF_ask_value"}) {
+        world.fail(operation);
+        EXPECT_EQ(4711, run("CheckNeedFields=user_data_1\n")) << operation;
+    }
+    EXPECT_EQ(0, run("CheckNeedFields=user_data_1\n"));
+}
+
+TEST_F(Checks, AFailedQuestionForTheNameTakesThePlaceOfTheRefusal) {
+    world.bench.checkOut(revision, "mine");
+    world.fail("ENT_ask_name");
+    EXPECT_EQ(4711, run(""));
+    EXPECT_THAT(errors(), IsEmpty());
+    world.bench.checkIn(revision);
+    world.bench.addRight({"all", "", "all", "", "CHANGE", false});
+    world.fail("ENT_ask_name");
+    EXPECT_EQ(4711, run(""));
+    EXPECT_THAT(errors(), IsEmpty());
+}
+
 TEST_F(Checks, NoRefusalReachesTheErrorStack) {
     world.giveStatus(revision, "Working");
     EXPECT_EQ(919403, run(""));

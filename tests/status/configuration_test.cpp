@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 #include "platform/keld_se.h"
 #include "tests/support/world.h"
@@ -158,4 +160,28 @@ TEST_F(Configuration, ASectionNameEndsAt199Characters) {
     EXPECT_EQ(0, run(status.c_str(), type.c_str()));
     EXPECT_THAT(world.statuses(revision), ElementsAre("Frozen"));
     EXPECT_THAT(world.lines("T"), Contains("### Process on:" + longest + " LastStat: ###"));
+}
+
+namespace {
+
+// In a process of its own, since the path is built once: run with the file in a directory whose
+// name makes its path this long, and tell the outcome by the exit code.
+[[noreturn]] void runWithAPathOf(std::size_t length, World& world, tag_t revision) {
+    const std::string file = "/keld_statusmanager.ini";
+    std::string directory = std::string(std::getenv("KELD_CFG_PATH")) + "/";
+    directory.resize(length - file.size(), 'd');
+    std::filesystem::create_directory(directory);
+    std::ofstream(directory + file) << "[SelectWSO]\nItemRevision=1\n";
+    ::setenv("KELD_CFG_PATH", directory.c_str(), 1);
+    world.clearLog();
+    const int status = KELD_StatusManager_ManageStatus(revision, "ItemRevision", "Frozen");
+    std::exit(status == 0 ? 10 : status == 919402 ? 11 : 12);
+}
+
+}  // namespace
+
+TEST_F(Configuration, APathOf259CharactersIsReadAndALongerOneIsAFileThatIsNotThere) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(runWithAPathOf(259, world, revision), testing::ExitedWithCode(10), "");
+    EXPECT_EXIT(runWithAPathOf(260, world, revision), testing::ExitedWithCode(11), "");
 }

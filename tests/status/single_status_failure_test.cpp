@@ -110,6 +110,31 @@ TEST(SingleStatusFailing, RemovingReturnsEveryFailureButThatOfDeletingAStatus) {
                "~DBO_referencers_of_instance", "~DBO_delete_instances"});
 }
 
+TEST(SingleStatusFailing, SettingNoneDropsEveryFailureOfRemoving) {
+    std::unique_ptr<CKELD_Status1> status;
+    FailingRun test{[&](World& world) {
+                        const tag_t revision = withStatus(world);
+                        status = std::make_unique<CKELD_Status1>("none");
+                        return revision;
+                    },
+                    [&](World&, tag_t object) { return status->Set(object); },
+                    [&](World& world, tag_t object, int call) {
+                        EXPECT_EQ(call >= 7 && call <= 10, world.locked(object));
+                        if (call >= 1 && call <= 9) {
+                            EXPECT_THAT(world.statuses(object), ElementsAre("Working"));
+                        } else {
+                            EXPECT_THAT(world.statuses(object), IsEmpty());
+                        }
+                        status.reset();
+                    }};
+    expectEachFailure(
+        test, {"~DBO_refresh_instances_any_class", "~DBO_length_of_attr", "~OBJ_ask_if_modifiable",
+               "~DBO_ask_attr_tags", "~DBO_load_instances_possible",
+               "~DBO_refresh_instances_any_class", "~DBO_remove_from_attr", "~DBO_set_attr_null",
+               "~DBO_save_instances", "~DBO_refresh_instances_any_class",
+               "~DBO_referencers_of_instance", "~DBO_delete_instances"});
+}
+
 TEST(SingleStatusFailing, DeletingAnUnusedStatusReturnsEveryFailure) {
     FailingRun test{
         [](World& world) {
