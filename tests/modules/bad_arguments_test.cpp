@@ -503,7 +503,9 @@ TEST_F(BadArguments, FunctionsWithoutAStatusTakeNull) {
     MV_free_strings(nullptr);
     HEAP_free(HEAP_realloc(nullptr, 0));
     HEAP_free(HEAP_alloc(0));
-    EXPECT_EQ(HEAP_alloc(static_cast<std::size_t>(-1) / 2), nullptr);
+    wb.failHeapAfter(0);
+    EXPECT_EQ(HEAP_alloc(1), nullptr);
+    EXPECT_EQ(HEAP_realloc(nullptr, 1), nullptr);
     EXPECT_EQ(DBO_null_date().year, 0);
 }
 
