@@ -3,7 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <istream>
+#include <random>
 #include <streambuf>
 
 #include "tests/import/step_text.h"
@@ -246,4 +248,33 @@ TEST(StepRefusals, StreamsWithoutAnEnd) {
                 HasSubstr("expected a keyword of at most"));
     EXPECT_THAT(endlessRefusal(stepFile(stepProduct(1, "a")) + "SIGNATURE ", 'A'),
                 HasSubstr("expected the end of the file"));
+}
+
+TEST(StepRefusals, AFileWithRandomDefectsIsReadOrRefusedWithALine) {
+    const char* replay = std::getenv("STEP_SEED");
+    const unsigned start = replay ? static_cast<unsigned>(std::atoi(replay)) : 1;
+    const std::string whole =
+        stepFile(stepProduct(1, "a\\X2\\00E4\\X0\\''") + stepProduct(11, "b") +
+                 stepUsage(20, 1, 11) + "#30=(A(1.E+1,.T.,\"0F\",$,*) B(('x'))); /* c */\n");
+    static const char kBytes[] = "#=();,'.*$/\\X0AE-+@<>\n \0\xFF";
+    int refused = 0;
+    for (unsigned seed = start; seed < start + (replay ? 1 : 3000); ++seed) {
+        std::mt19937 random(seed);
+        std::string text = whole;
+        for (unsigned changes = 1 + random() % 3; changes > 0; --changes) {
+            const std::size_t at = random() % text.size();
+            const char byte = kBytes[random() % (sizeof kBytes - 1)];
+            if (random() % 3 == 0)
+                text.erase(at, 1 + random() % 20);
+            else if (random() % 2)
+                text.insert(at, 1, byte);
+            else
+                text[at] = byte;
+        }
+        const std::string result = refusal(text);
+        refused += result != "not refused";
+        ASSERT_TRUE(result == "not refused" || result.starts_with("test.stp:"))
+            << "STEP_SEED=" << seed << ": " << result;
+    }
+    EXPECT_GT(refused, replay ? -1 : 1000);
 }

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <random>
+
 #include "tests/import/world_support.h"
 
 using namespace keld_test;
@@ -237,4 +240,38 @@ TEST(WorldRefusals, ATypeThatARefusedDocumentDefinedIsUnknownAgain) {
     EXPECT_NE(failureOf([&] { store->createItem("1", "", "T", "A", nullptr); }), "no failure");
     store.import("{\"world\": 1, " + types + "}");
     EXPECT_EQ(failureOf([&] { store->createItem("1", "", "T", "A", nullptr); }), "no failure");
+}
+
+TEST(WorldRefusals, ADocumentWithRandomDefectsIsImportedOrLeavesTheStoreAsItWas) {
+    const char* replay = std::getenv("WORLD_SEED");
+    const unsigned start = replay ? static_cast<unsigned>(std::atoi(replay)) : 1;
+    const OpenStore source;
+    source.import(R"({"world": 1, "items": [{"id": "1", "status": ["R"], "revisions": [{"id": "A",
+        "bom": [{"item": "2"}], "datasets": [{"type": "Text", "name": "n", "files": [
+        {"reference": "Text", "name": "a", "text": "x"}]}]}]}, {"id": "2"}],
+        "check_outs": [{"object": "2"}]})");
+    const std::string whole = source.exported();
+    static const char kBytes[] = "{}[]\",:0123odx- \\\xFF";
+    int refused = 0;
+    for (unsigned seed = start; seed < start + (replay ? 1 : 150); ++seed) {
+        SCOPED_TRACE("WORLD_SEED=" + std::to_string(seed));
+        std::mt19937 random(seed);
+        std::string text = whole;
+        // Often a defect in the value behind a colon, so that not all of them are of the syntax.
+        std::size_t at = random() % text.size();
+        if (random() % 2 && text.find(": \"", at) != std::string::npos)
+            at = text.find(": \"", at) + 3;
+        text[at] = kBytes[random() % (sizeof kBytes - 1)];
+        const OpenStore store;
+        const std::string before = store.exported();
+        const std::string result = failureOf([&] { store.import(text); });
+        if (result == "no failure") {
+            EXPECT_EQ(failureOf([&] { (void)store.exported(); }), "no failure");
+            continue;
+        }
+        ++refused;
+        EXPECT_THAT(result, StartsWith("w.json:"));
+        EXPECT_TRUE(store.exported() == before) << result;
+    }
+    EXPECT_GT(refused, replay ? -1 : 50);
 }

@@ -1,11 +1,13 @@
 // An export that is imported into a new store gives the same export again.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
 #include <limits>
 #include <random>
+#include <utility>
 
 #include "platform/mv_dbo.h"
 #include "tests/import/world_support.h"
@@ -212,7 +214,39 @@ private:
     std::vector<mervane::AttributeSpec> specs_;
 };
 
+// A stream that does something when it is written to for the first time.
+class Interrupted : public std::stringbuf {
+public:
+    explicit Interrupted(std::function<void()> act) : act_(std::move(act)) {}
+
+private:
+    std::streamsize xsputn(const char* text, std::streamsize count) override {
+        if (act_)
+            std::exchange(act_, nullptr)();
+        return std::stringbuf::xsputn(text, count);
+    }
+    std::function<void()> act_;
+};
+
 }  // namespace
+
+TEST(WorldRoundTrip, AnExportIsOfOneMomentWhileOthersSave) {
+    const auto path =
+        std::filesystem::temp_directory_path() / ("world-moment-" + std::to_string(::getpid()));
+    mervane_workbench()->createStore(path.string());
+    {
+        const OpenStore reader(path.string()), writer(path.string());
+        const std::string before = reader.exported();
+        Interrupted buffer([&] { writer->createItem("000777", "", "", "A", nullptr); });
+        std::ostream out(&buffer);
+        reader->exportWorld(out);
+        EXPECT_TRUE(buffer.str() == before);
+        EXPECT_TRUE(reader.exported() == writer.exported());
+        EXPECT_NE(reader.exported().find("000777"), std::string::npos);
+    }
+    for (const char* suffix : {"", ".volume", "-wal", "-shm", "-locks", "-sessions"})
+        std::filesystem::remove_all(path.string() + suffix);
+}
 
 TEST(WorldRoundTrip, ANewStoreComesBack) {
     const OpenStore store;

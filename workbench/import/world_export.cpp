@@ -12,6 +12,29 @@
 namespace mervane {
 namespace {
 
+// While it lives, this connection sees the store as it was at its first read; others may write.
+class OneMoment {
+public:
+    explicit OneMoment(Connection& connection)
+        : connection_(connection), own_(!connection.inTransaction()) {
+        if (own_)
+            connection_.execute("BEGIN");
+    }
+    ~OneMoment() {
+        try {
+            if (own_ && connection_.inTransaction())
+                connection_.execute("ROLLBACK");
+        } catch (const Failure&) {
+            // Nothing was written: the next statement begins anew.
+        }
+    }
+    OneMoment(const OneMoment&) = delete;
+
+private:
+    Connection& connection_;
+    bool own_;
+};
+
 class WorldWriter {
 public:
     WorldWriter(Store& store, std::ostream& out)
@@ -183,6 +206,7 @@ private:
 }  // namespace
 
 void exportWorld(Session& session, std::ostream& out) {
+    const OneMoment moment(session.store().connection());
     WorldWriter(session.store(), out).write();
     if (!out)
         throw Failure(kFileFailure, "the world can't be written");
