@@ -153,14 +153,14 @@ void addWorldVerbs(Verbs& verbs) {
     verbs
         .add(&verbs.app, "import", "Import a product structure from a STEP or JSON file",
              "  keld import gearbox.step\n"
-             "  keld import samples/pump.json\n",
+             "  keld import samples/gearbox.json\n",
              [imported](Context& context) { return import(context, *imported); })
         ->add_option("FILE", *imported, "told apart by extension, else by content")
         ->required();
 
     auto loaded = std::make_shared<std::string>();
     verbs
-        .add(&verbs.app, "load", "Load a world written as JSON", "  keld load samples/pump.json\n",
+        .add(&verbs.app, "load", "Load a world written as JSON", "  keld load samples/gearbox.json\n",
              [loaded](Context& context) { return load(context, *loaded); })
         ->add_option("FILE", *loaded, "a JSON document as `keld export` writes it")
         ->required();
