@@ -22,14 +22,15 @@ protected:
 ON_BOTH_STORES(Batch);
 
 TEST_P(Batch, IsSeenByOthersWhenItIsCommittedAndNotBefore) {
-    if (std::string(GetParam()) == "memory")
-        GTEST_SKIP() << "the sessions of a store in memory share one connection";
+    // The sessions of a store in memory share one connection: there only the writing is kept apart.
+    const bool memory = std::string(GetParam()) == "memory";
     const auto second = anotherSession();
     use(first_);
     session().beginBatch();
     const tag_t tag = folder("f").tag;
     use(second);
-    EXPECT_EQ(OBJ_load(tag), kUnknownObject);
+    if (!memory)
+        EXPECT_EQ(OBJ_load(tag), kUnknownObject);
     use(first_);
     session().commitBatch();
     use(second);
