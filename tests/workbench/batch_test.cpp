@@ -29,8 +29,9 @@ TEST_P(Batch, IsSeenByOthersWhenItIsCommittedAndNotBefore) {
     session().beginBatch();
     const tag_t tag = folder("f").tag;
     use(second);
-    if (!memory)
+    if (!memory) {
         EXPECT_EQ(OBJ_load(tag), kUnknownObject);
+    }
     use(first_);
     session().commitBatch();
     use(second);
