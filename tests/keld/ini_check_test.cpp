@@ -51,6 +51,10 @@ struct Defect {
     const char* finding;  // part of the text
 };
 
+void PrintTo(const Defect& defect, std::ostream* out) {
+    *out << defect.name;
+}
+
 std::string joined(const char* text, int times) {
     std::string all;
     for (int i = 0; i < times; ++i)
@@ -168,7 +172,7 @@ INSTANTIATE_TEST_SUITE_P(
                "one name with the sign in it"},
         Defect{"StatusOfABomLine", "[Frozen_BOMLine]", "[Frozen_BOMLine]\nSetReleaseState=Frozen",
                "warning", "no effect on a BOM line"}),
-    [](const testing::TestParamInfo<Defect>& info) { return std::string(info.param.name); });
+    [](const testing::TestParamInfo<Defect>& each) { return std::string(each.param.name); });
 
 class SoundIni : public ProgramWithStore {
 protected:

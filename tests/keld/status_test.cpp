@@ -96,10 +96,11 @@ TEST_F(Status, ADryRunShowsTheRefusalAndWhereItIs) {
     const Result result =
         keld({"status", "set", "000101/A", "Released", "--structure", "--dry-run", "--json"});
     EXPECT_EQ(result.exit_code, 1);
-    const auto& last = result.json()["visits"].back();
+    const nlohmann::json document = result.json();
+    const auto& last = document["visits"].back();
     EXPECT_EQ(last["object"], "000102/A");
     EXPECT_EQ(last["refused"], true);
-    EXPECT_EQ(result.json()["outcome"]["slot"]["value"], 919405);
+    EXPECT_EQ(document["outcome"]["slot"]["value"], 919405);
 }
 
 TEST_F(Status, ADryRunLeavesNothingBehind) {

@@ -46,7 +46,7 @@ std::vector<std::string> nearest(std::string_view name, const std::vector<std::s
     found.erase(std::unique(found.begin(), found.end()), found.end());
     std::vector<std::string> names;
     for (const auto& [distance, candidate] : found)
-        if (names.size() < count)
+        if (names.size() < count && distance <= found.front().first + 1)
             names.push_back(candidate);
     return names;
 }

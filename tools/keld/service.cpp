@@ -248,10 +248,20 @@ std::string asText(const Context& context, const Outcome& outcome) {
     for (const auto& entry : outcome.stack)
         text += painted(Colour::Red, "error") + "   " + std::to_string(entry.status) + ": " +
                 entry.text + "\n";
-    if (!outcome.succeeded())
-        for (const std::string& problem : outcome.problems)
-            text += "log     " + problem + "\n";
+    text += problemText(outcome, "log     ");
     text += "log in  " + (outcome.log.empty() ? "(none could be opened)" : outcome.log) + "\n";
+    return text;
+}
+
+std::string problemText(const Outcome& outcome, const std::string& lead) {
+    const auto isTrace = [](const std::string& line) {
+        return line.starts_with("##") || line.starts_with("File:") || line.starts_with("--");
+    };
+    const bool only_traces = std::all_of(outcome.problems.begin(), outcome.problems.end(), isTrace);
+    std::string text;
+    for (const std::string& problem : outcome.problems)
+        if (only_traces || !isTrace(problem))
+            text += lead + problem + "\n";
     return text;
 }
 

@@ -68,10 +68,16 @@ struct Seen {
     std::map<tag_t, Described> datasets, processes;
 };
 
+// Objects without an id are told by tag and name.
+std::string titled(const Described& object) {
+    return object.label.starts_with("#") && !object.name.empty() ? object.label + " " + object.name
+                                                                 : object.label;
+}
+
 Described described(const Context& context, tag_t object) {
     try {
         const auto found = context.workbench().describe(object);
-        return {context.label(object), found.type, found.name};
+        return {found.id, found.type, found.name};
     } catch (const mervane::Failure&) {
         return {"#" + std::to_string(object), "(gone)", ""};
     }
@@ -108,7 +114,9 @@ Seen look(const Context& context) {
     return seen;
 }
 
-void showChanges(Context& context, const Seen& before, const Seen& after, std::string& text) {
+// The text of a dry run has shown the statuses already, in the order of the visits.
+void showChanges(Context& context, const Seen& before, const Seen& after, bool with_statuses,
+                 std::string& text) {
     Json changes = Json::array(), deleted = Json::array(), jobs = Json::array();
     Table table({"OBJECT", "TYPE", "PREVIOUS STATUS", "NEW STATUS"});
     std::map<tag_t, std::pair<std::string, std::string>> statuses;
@@ -129,7 +137,7 @@ void showChanges(Context& context, const Seen& before, const Seen& after, std::s
         table.add(
             {object.label, object.type, was.empty() ? "none" : was, is.empty() ? "none" : is});
     }
-    if (!table.empty())
+    if (!table.empty() && with_statuses)
         text += table.text();
     for (const auto& [tag, dataset] : before.datasets)
         if (!after.datasets.contains(tag)) {
@@ -171,7 +179,7 @@ void showVisits(Context& context, const std::vector<Visit>& visits, bool done,
         const auto status = [&](const std::string& name) {
             return line ? "" : name.empty() ? "none" : name;
         };
-        table.add({object.label, object.type, visit.section, status(visit.previous), status(now),
+        table.add({titled(object), object.type, visit.section, status(visit.previous), status(now),
                    remark});
     }
     context.document["visits"] = shown;
@@ -267,13 +275,9 @@ int set(Context& context, const Wanted& wanted) {
     }
     if (!outcome.succeeded())
         showRefusal(context, outcome, text);
-    for (const std::string& problem : outcome.problems)
-        text += "  log: " + problem + "\n";
-    const Seen after = look(context);
-    if (wanted.dry_run)
-        text += outcome.succeeded() ? "and the outcome would be:\n" : "";
+    text += problemText(outcome, "  log: ");
     if (outcome.succeeded() || !wanted.dry_run)
-        showChanges(context, before, after, text);
+        showChanges(context, before, look(context), !wanted.dry_run, text);
     if (!wanted.dry_run)
         text += "log in " + outcome.log + "\n";
     context.print(text);
