@@ -5,7 +5,16 @@ using testing::HasSubstr;
 
 using Doctor = ProgramWithStore;
 
-TEST_F(Doctor, IsSilentOnTheSampleConfiguration) {
+TEST_F(Doctor, IsSilentOnTheSampleConfigurationAndItsWorld) {
+    done({"init", "--store", "sample.db"});
+    done({"load", KELD_SOURCE_DIR "/samples/gearbox.json", "--store", "sample.db"});
+    const auto report =
+        done({"doctor", "--json", "--store", "sample.db", "--cfg", KELD_SOURCE_DIR "/samples"})
+            .json();
+    EXPECT_EQ(report["findings"], nlohmann::json::array());
+}
+
+TEST_F(Doctor, ShowsWhereEverythingLies) {
     const auto report = done({"doctor", "--json"}).json();
     EXPECT_EQ(report["findings"], nlohmann::json::array());
     EXPECT_EQ(report["facts"]["store"], path("keld.db").string());

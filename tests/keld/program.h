@@ -98,7 +98,7 @@ protected:
     void SetUp() override {
         done({"init"});
         done({"load", KELD_SOURCE_DIR "/tests/keld/world.json"});
-        environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/samples";
+        environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/tests/keld/config";
     }
     // Work with a configuration of the test's own.
     void configure(const std::string& ini) {

@@ -134,7 +134,7 @@ TEST_F(Status, WithoutAConfigurationTheVerbSaysWhereItLooked) {
     const Result result = keld({"status", "set", "000100/A", "Frozen"});
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_THAT(result.err, HasSubstr("--cfg"));
-    done({"status", "set", "000100/A", "Frozen", "--cfg", KELD_SOURCE_DIR "/samples"});
+    done({"status", "set", "000100/A", "Frozen", "--cfg", KELD_SOURCE_DIR "/tests/keld/config"});
 }
 
 TEST_F(Status, StructureAndTypeExcludeEachOther) {

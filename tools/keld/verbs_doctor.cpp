@@ -127,7 +127,10 @@ private:
     void lookAtConfig(const std::string& ini_path) {
         const std::string directory = KELD_GetCfgPath();
         std::error_code ignored;
-        fact("configuration directory", fs::absolute(directory).lexically_normal().string());
+        std::string shown = fs::absolute(directory).lexically_normal().string();
+        if (shown.size() > 1 && shown.ends_with('/'))
+            shown.pop_back();
+        fact("configuration directory", shown);
         if (ini_path.empty() && !fs::is_directory(directory, ignored))
             finding(Severity::Error, "configuration", directory + " is no directory");
         const std::string path = ini_path.empty() ? statusConfigPath() : ini_path;
