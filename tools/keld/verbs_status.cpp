@@ -135,7 +135,7 @@ void showChanges(Context& context, const Seen& before, const Seen& after, bool w
                            {"previous", was.empty() ? Json() : Json(was)},
                            {"new", is.empty() ? Json() : Json(is)}});
         table.add(
-            {object.label, object.type, was.empty() ? "none" : was, is.empty() ? "none" : is});
+            {titled(object), object.type, was.empty() ? "none" : was, is.empty() ? "none" : is});
     }
     if (!table.empty() && with_statuses)
         text += table.text();
