@@ -38,10 +38,11 @@ const fs::path& directory() {
 
 std::string readFrom(const fs::path& path, std::size_t start) {
     std::ifstream file(path, std::ios::binary);
+    file.seekg(static_cast<std::streamoff>(start));  // the log of a deep walk is large
     std::ostringstream text;
-    text << file.rdbuf();
-    const std::string all = text.str();
-    return start < all.size() ? all.substr(start) : "";
+    if (file.peek() != std::ifstream::traits_type::eof())
+        text << file.rdbuf();
+    return text.str();
 }
 
 // Handles of classes, attributes and types begin here.
@@ -241,7 +242,9 @@ std::vector<std::string> World::lines(std::string_view levels) {
 
 void World::clearLog() {
     KELD_GetLogFilePath();
-    log_start_ = readFrom(directory() / "keld.log", 0).size();
+    std::error_code missing;
+    const std::uintmax_t size = fs::file_size(directory() / "keld.log", missing);
+    log_start_ = missing ? 0 : static_cast<std::size_t>(size);
 }
 
 std::vector<std::string> World::calls(const std::function<void()>& action) {
