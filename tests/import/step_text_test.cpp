@@ -39,9 +39,9 @@ TEST(StepText, SurrogatesAreJoinedAndLoneOnesReplaced) {
 }
 
 TEST(StepText, AShiftedCharacterIsOfThePageThatWasChosen) {
-    EXPECT_EQ(decodeStepText("\\S\\d"), "\xC3\xA4");          // part 1
-    EXPECT_EQ(decodeStepText("\\PE\\\\S\\0"), "\xD0\x90");    // part 5, Cyrillic
-    EXPECT_EQ(decodeStepText("\\PB\\\\S\\1x"), "\xC4\x85x");  // part 2
+    EXPECT_EQ(decodeStepText("\\S\\d"), "\xC3\xA4");          // ISO 8859-1
+    EXPECT_EQ(decodeStepText("\\PE\\\\S\\0"), "\xD0\x90");    // ISO 8859-5
+    EXPECT_EQ(decodeStepText("\\PB\\\\S\\1x"), "\xC4\x85x");  // ISO 8859-2
     EXPECT_EQ(decodeStepText("\\S\\'''"), "\xC2\xA7'");  // a doubled apostrophe is shifted as one
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// A process of the helper program workbench_writer, with pipes to its standard input and output.
+// A process of the program workbench_writer, with pipes to its standard input and output.
 
 #include <fcntl.h>
 #include <signal.h>

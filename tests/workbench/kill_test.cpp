@@ -24,7 +24,7 @@ protected:
         if (const char* rounds = std::getenv("KELD_ROUNDS"))
             rounds_ = std::atoi(rounds);
     }
-    // Run the helper until a random moment; what it said it had done.
+    // Run the writer until a random moment; what it said it had done.
     std::vector<std::string> runAndKill(const std::vector<std::string>& arguments) {
         Child child(arguments);
         std::vector<std::string> said{child.line()};
