@@ -56,9 +56,15 @@ TEST_F(People, AUserIdIsGivenOnce) {
 }
 
 TEST_F(People, AnUnknownUserCannotWork) {
-    const Result result = keld({"find", "*", "--user", "nobody"});
+    const Result result = keld({"find", "*", "--user", "infodab"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.err, HasSubstr("nobody"));
+    EXPECT_THAT(result.err, HasSubstr("Did you mean infodba?"));
+}
+
+TEST_F(People, AnUnknownGroupCannotWork) {
+    const Result result = keld({"find", "*", "--group", "dbaa"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("Did you mean dba?"));
 }
 
 TEST_F(People, AnObjectIsCheckedOutAndIn) {

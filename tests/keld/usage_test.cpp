@@ -92,3 +92,14 @@ TEST_F(Usage, AWordThatIsAVerbCanBeAnArgument) {
     done({"init"});
     EXPECT_EQ(keld({"find", "status"}).exit_code, 0);
 }
+
+TEST_F(Usage, OutputThatCannotBeWrittenIsAFailure) {
+    if (!fs::exists("/dev/full"))
+        GTEST_SKIP() << "no /dev/full on this system";
+    done({"init"});
+    const std::string command =
+        "cd '" + directory().string() + "' && '" KELD_PROGRAM "' users >/dev/full 2>err.txt";
+    const int status = std::system(command.c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 1);
+    EXPECT_THAT(readFile(path("err.txt")), HasSubstr("can't write"));
+}

@@ -30,7 +30,17 @@ std::string asText(const Context& context, const mervane::Value& value) {
             return buffer;
         }
         std::string operator()(const mervane::Reference& reference) const {
-            return reference.tag ? context.label(reference.tag) : "";
+            if (reference.tag == NULLTAG)
+                return "";
+            const std::string label = context.label(reference.tag);
+            if (!label.starts_with("#"))
+                return label;
+            try {  // "Released (#4711)" for what has no id
+                const std::string name = context.workbench().describe(reference.tag).name;
+                return name.empty() ? label : name + " (" + label + ")";
+            } catch (const mervane::Failure&) {
+                return label + " (gone)";
+            }
         }
     };
     return std::visit(Shower{context}, value);

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <tuple>
 
 #include "platform/keld_basetool.h"
 #include "tools/keld/nearest.h"
@@ -60,7 +61,31 @@ void Context::open() {
 void Context::reopen(const std::string& path) {
     close();
     store_ = workbench().openStore(path);
-    workbench().openSession(*store_, {globals_.user, globals_.group});
+    try {
+        workbench().openSession(*store_, {globals_.user, globals_.group});
+    } catch (const mervane::Failure& failure) {
+        const std::vector<std::string> near = nearestUsersAndGroups();
+        throw CommandError(failure.what(), near);
+    }
+}
+
+// Asked when a session can't be opened: the names that may have been meant.
+std::vector<std::string> Context::nearestUsersAndGroups() const {
+    workbench().openSession(*store_, {});
+    std::vector<std::string> near;
+    for (const auto& [wanted, type, attribute] :
+         {std::tuple{globals_.user, "User", "user_id"},
+          std::tuple{globals_.group, "Group", "group_name"}}) {
+        std::vector<std::string> known;
+        for (const mervane::Found& found : workbench().find({"", type, "", 0}))
+            for (const mervane::Value& value : workbench().get(found.tag, attribute))
+                if (const auto* text = std::get_if<std::string>(&value))
+                    known.push_back(*text);
+        const bool exists = std::find(known.begin(), known.end(), wanted) != known.end();
+        if (!wanted.empty() && !exists)
+            near = nearest(wanted, known);
+    }
+    return near;
 }
 
 void Context::close() {

@@ -74,6 +74,8 @@ public:
     void setUpLog();
 
 private:
+    std::vector<std::string> nearestUsersAndGroups() const;
+
     Globals globals_;
     std::optional<mervane::Workbench::StoreId> store_;
 };

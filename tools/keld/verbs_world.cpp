@@ -160,7 +160,8 @@ void addWorldVerbs(Verbs& verbs) {
 
     auto loaded = std::make_shared<std::string>();
     verbs
-        .add(&verbs.app, "load", "Load a world written as JSON", "  keld load samples/gearbox.json\n",
+        .add(&verbs.app, "load", "Load a world written as JSON",
+             "  keld load samples/gearbox.json\n",
              [loaded](Context& context) { return load(context, *loaded); })
         ->add_option("FILE", *loaded, "a JSON document as `keld export` writes it")
         ->required();
