@@ -70,16 +70,6 @@ TEST_F(Call, ThereIsNoDryRunOfWhatReachesOutside) {
     EXPECT_THAT(result.err, HasSubstr("no dry run"));
 }
 
-TEST_F(Call, ResequenceOfAWindowIsSaved) {
-    const Result result = keld({"call", "KELD_PSE_PackAndResequenceBom", "l:000100/A",
-                                "ls:000100/A", "i:0", "i:0", "--json"});
-    if (result.err.find("doesn't export") != std::string::npos)
-        GTEST_SKIP() << "the library has no resequence yet";
-    EXPECT_EQ(result.exit_code, 0) << result.out;
-    EXPECT_EQ(result.json()["slot"]["kind"], "tag");
-    EXPECT_NE(result.json()["slot"]["value"], 0);
-}
-
 TEST_F(Call, AnUnknownServiceIsAnsweredWithTheNearestOne) {
     const Result result = keld({"call", "KELD_StatusManger"});
     EXPECT_EQ(result.exit_code, 2);
