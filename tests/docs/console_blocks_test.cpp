@@ -50,16 +50,19 @@ std::string normalised(std::string text, const fs::path& directory) {
     text = std::regex_replace(text, time, "<time>");
     static const std::regex job(R"(STATMGR_\d+)");
     text = std::regex_replace(text, job, "STATMGR_<time>");
-    while (!text.empty() && text.back() == ' ') text.pop_back();
+    while (!text.empty() && text.back() == ' ')
+        text.pop_back();
     return text;
 }
 
 bool matches(const std::vector<std::string>& shown, std::size_t s,
              const std::vector<std::string>& printed, std::size_t p) {
-    if (s == shown.size()) return p == printed.size();
+    if (s == shown.size())
+        return p == printed.size();
     if (shown[s] == "...") {
         for (std::size_t skip = p; skip <= printed.size(); ++skip)
-            if (matches(shown, s + 1, printed, skip)) return true;
+            if (matches(shown, s + 1, printed, skip))
+                return true;
         return false;
     }
     return p < printed.size() && shown[s] == printed[p] && matches(shown, s + 1, printed, p + 1);
@@ -67,7 +70,8 @@ bool matches(const std::vector<std::string>& shown, std::size_t s,
 
 std::string joined(const std::vector<std::string>& lines) {
     std::string all;
-    for (const auto& line : lines) all += "    " + line + "\n";
+    for (const auto& line : lines)
+        all += "    " + line + "\n";
     return all;
 }
 
@@ -75,7 +79,8 @@ class Directory {
 public:
     Directory() {
         std::string pattern = (fs::temp_directory_path() / "keld-tour-XXXXXX").string();
-        if (!mkdtemp(pattern.data())) throw std::runtime_error("no temporary directory");
+        if (!mkdtemp(pattern.data()))
+            throw std::runtime_error("no temporary directory");
         path_ = pattern;
         for (const char* name : {"samples", "docs"})
             fs::create_directory_symlink(fs::path(KELD_SOURCE_DIR) / name, path_ / name);
@@ -92,24 +97,30 @@ std::string run(const std::vector<Step>& steps) {
     Directory directory;
     std::string differences;
     const std::string prologue =
-        "cd '" + directory.path().string() + "' && export PATH='" KELD_PROGRAM_DIR
+        "cd '" + directory.path().string() +
+        "' && export PATH='" KELD_PROGRAM_DIR
         ":'\"$PATH\" TZ=UTC LC_ALL=C && unset KELD_CFG_PATH KELD_LOG_FILE KELD_LOG_LEVEL "
         "MERVANE_STORE && exec 2>&1 </dev/null && ";
     for (const Step& step : steps) {
         std::vector<std::string> printed;
         FILE* pipe = popen((prologue + step.command).c_str(), "r");
-        if (!pipe) return "popen failed";
+        if (!pipe)
+            return "popen failed";
         std::string text;
         char buffer[4096];
-        for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;) text.append(buffer, n);
+        for (std::size_t n; (n = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+            text.append(buffer, n);
         pclose(pipe);
         std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);)
             printed.push_back(normalised(line, directory.path()));
         std::vector<std::string> shown;
-        for (const auto& line : step.shown) shown.push_back(normalised(line, directory.path()));
-        while (!shown.empty() && shown.back().empty()) shown.pop_back();
-        while (!printed.empty() && printed.back().empty()) printed.pop_back();
+        for (const auto& line : step.shown)
+            shown.push_back(normalised(line, directory.path()));
+        while (!shown.empty() && shown.back().empty())
+            shown.pop_back();
+        while (!printed.empty() && printed.back().empty())
+            printed.pop_back();
         if (!matches(shown, 0, printed, 0))
             differences += "line " + std::to_string(step.line) + ": $ " + step.command +
                            "\n  shown:\n" + joined(shown) + "  printed:\n" + joined(printed);

@@ -26,9 +26,11 @@ std::map<int, std::string> documented() {
 
 TEST(ErrorList, HasEveryNumberOfTheMessageTableAndNoOther) {
     std::set<int> listed;
-    for (const auto& [number, text] : documented()) listed.insert(number);
+    for (const auto& [number, text] : documented())
+        listed.insert(number);
     std::set<int> known;
-    for (int number : mervane_workbench()->messageNumbers()) known.insert(number);
+    for (int number : mervane_workbench()->messageNumbers())
+        known.insert(number);
     ASSERT_FALSE(known.empty());
     EXPECT_EQ(listed, known);
 }

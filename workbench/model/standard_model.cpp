@@ -126,8 +126,8 @@ void defineStructures(Model& model) {
     // Numbers and quantities are texts, as people type them. Notes are two parallel lists.
     model.addClass("STROccurrence", "Instance",
                    {reference("parent_bvr"), reference("child"), text("quantity", kIdLength),
-                    text("seq_no", kIdLength), texts("note_names", kIdLength), texts("note_values", 1024),
-                    integer("order_no")});
+                    text("seq_no", kIdLength), texts("note_names", kIdLength),
+                    texts("note_values", 1024), integer("order_no")});
     model.addClass("NoteType", "Instance", {text("note_name", kIdLength)});
     // The type name of the lines in a BOM window; none is ever stored.
     model.addClass("BOMLine", "Instance", {});
