@@ -171,7 +171,7 @@ public:
                                                    int refresh);
     // Name of a status object.
     KELD_SE_API static int GetReleaseStatusRslTag(tag_t status, char* name /*129*/);
-    // Set name and date of a status object, and store them.
+    // Set name and date of a status object. Kept: the date is stored only with `ownLock`.
     KELD_SE_API static int SetReleaseStatusRslTag(tag_t status, const char* name, int ownLock);
     // Make a status named "Release Status" and append it to the object. `status` is NULLTAG until
     // it is made. Leaves locked: the object, if `ownLock` is 0.

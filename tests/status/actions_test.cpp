@@ -208,7 +208,34 @@ TEST_F(Actions, AFailedSearchForAReferencedFormCountsAsNone) {
     EXPECT_EQ("x", world.storedText(form, "user_data_1"));  // by the second entry
 }
 
+TEST_F(Actions, AreDoneInOrderBeforeTheStatusIsSet) {
+    const tag_t dataset = world.dataset("text");
+    world.bench.relate(dataset, world.dataset("old"), "VANE_reference");
+    world.name(dataset, "dataset");
+    auto calls = world.calls([&] {
+        EXPECT_EQ(0, run(dataset, "Text",
+                         "[S_Text]\nSetReleaseState=Frozen\nPurge=1\nSetAttributes=Values\n"
+                         "DeleteDatasets=VANE_reference.*\n"));
+    });
+    std::vector<std::string> steps;
+    for (const std::string& call : calls)
+        for (const char* step : {"DST_ask_all_dataset_named_refs(dataset", "OBJ_lock(dataset",
+                                 "DST_purge_dataset_revs(dataset", "RLS_create_release_status("})
+            if (call.starts_with(step))
+                steps.push_back(call.substr(0, call.find('(')));
+    EXPECT_THAT(steps, ElementsAre("DST_ask_all_dataset_named_refs", "OBJ_lock",
+                                   "DST_purge_dataset_revs", "RLS_create_release_status"));
+}
+
 // ---- datasets ----
+
+TEST_F(Actions, DeleteNothingWithoutATypeEvenIfNoTypeCanBeRead) {
+    const tag_t dataset = world.specification(made.revision, "drawing", "Drawing");
+    world.fail("ENT_ask_object_type", 0);
+    EXPECT_EQ(0, run(made.revision, "ItemRevision",
+                     "[S_ItemRevision]\nDeleteDatasets=VANE_specification\n"));
+    EXPECT_TRUE(world.exists(dataset));
+}
 
 TEST_F(Actions, DeleteTheDatasetsOfARelationWhateverTheirType) {
     const tag_t text = world.specification(made.revision, "text");

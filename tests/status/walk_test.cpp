@@ -213,6 +213,14 @@ TEST_F(Walk, AnObjectWhoseTypeCantBeReadIsPassedOver) {
     EXPECT_THAT(pass(kTest), ElementsAre("S_ItemRevision", "S_VANE_specification.Drawing"));
 }
 
+TEST_F(Walk, AMissingTypeDoesNotMeanObjectsWhoseTypeCantBeRead) {
+    world.specification(made.revision, "one", "Drawing");
+    world.fail("ENT_ask_object_type", 0);
+    EXPECT_EQ(0, run(made.revision, "ItemRevision",
+                     "[S_ItemRevision]\nChangeForward=Rel.VANE_specification\n"));
+    EXPECT_THAT(pass(kTest), ElementsAre("S_ItemRevision"));
+}
+
 TEST_F(Walk, AMisspeltRelationMeansAllRelations) {
     world.specification(made.revision, "drawing", "Drawing");
     world.bench.relate(made.revision, world.dataset("note"), "VANE_reference");
