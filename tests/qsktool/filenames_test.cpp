@@ -101,12 +101,13 @@ TEST(CleanNames, NoNameMeansADevice) {
 }
 
 TEST(CleanNames, CleaningTwiceChangesNothingMore) {
+    const std::string bytes = "CONcom1.\xC3\xA4 /\\%$&\xE2\x82\xAC..:";
     unsigned seed = 1;
     for (int round = 0; round < 2000; ++round) {
         std::string text;
         for (int i = 0; i < 12; ++i) {
             seed = seed * 1664525u + 1013904223u;
-            text += static_cast<char>("CONcom1.\xC3\xA4 /\\%$&\xE2\x82\xAC..:"[(seed >> 16) % 24]);
+            text += bytes[(seed >> 16) % bytes.size()];
         }
         const std::string once = cleaned(text);
         EXPECT_EQ(once, cleaned(once)) << "seed of round " << round;

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 
 #include "platform/keld_basetool.h"
 #include "platform/mv_err.h"
@@ -220,7 +221,16 @@ void World::ini(const std::string& text) {
 }
 
 void World::configure(const std::string& file, const std::string& text) {
-    std::ofstream(directory() / file, std::ios::binary) << text;
+    // A new file each time: the library tells an unchanged one by size, time and identity, and two
+    // writes can happen within one tick of the file system's clock.
+    const fs::path path = directory() / file;
+    const fs::path fresh = directory() / (file + ".new");
+    std::ofstream out(fresh, std::ios::binary);
+    out << text;
+    out.close();
+    if (!out)
+        throw std::runtime_error(fresh.string() + " can't be written");
+    fs::rename(fresh, path);
 }
 
 std::vector<LogLine> World::log() {
