@@ -667,6 +667,7 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a row is seen when it is measured, in a pipe too
     const bool json = argc > 1 && std::string(argv[1]) == "--json";
     std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
     const fs::path directory = mkdtemp(pattern.data());
