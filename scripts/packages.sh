@@ -4,7 +4,8 @@ PACKAGES_BUILD="g++ cmake ninja-build libsqlite3-dev nlohmann-json3-dev libcli11
 PACKAGES_TEST="libgtest-dev libgmock-dev binutils"
 PACKAGES_BENCH="libspdlog-dev"
 PACKAGES_WINDOWS="g++ g++-mingw-w64-x86-64-posix cmake ninja-build"
-PACKAGES_LINT="clang-format clang-tidy"
+PACKAGES_LAYOUT="clang-format git"
+PACKAGES_LINT="$PACKAGES_LAYOUT clang-tidy"
 
 # Install the Debian packages that aren't there: as root directly, else through sudo, else say what
 # an administrator must run and stop with 3.

@@ -12,11 +12,12 @@ namespace {
 constexpr std::int32_t iLongCallMs = 1000;
 constexpr std::size_t uiShortTextSize = 1001;
 
-const std::int64_t llStartTicks = keld_os::WallClock();
+const std::int64_t llStartTicks = keld_os::IntervalClock();
 
-// Milliseconds since the start of the process; only differences mean something.
+// Milliseconds since the start of the process; only differences mean something. Calls of more than
+// a second are looked for, so the cheaper clock will do.
 std::uint32_t ReadClock() {
-    return static_cast<std::uint32_t>((keld_os::WallClock() - llStartTicks) / 10000);
+    return static_cast<std::uint32_t>((keld_os::IntervalClock() - llStartTicks) / 10000);
 }
 
 // Time since a reading, right also after the count or the system's clock has jumped.

@@ -31,6 +31,9 @@ std::int64_t WallClock();
 // The same clock at the resolution of the system's timer interrupt (some milliseconds), for stamps
 // that have to be cheap.
 std::int64_t CoarseWallClock();
+// That again, for what measures calls; a function of its own, so that its readings can be counted
+// apart from the stamps.
+std::int64_t IntervalClock();
 // The process's local time of a reading; true and *pTime, or false and *pTime unchanged.
 [[nodiscard]] bool LocalTime(std::int64_t llTicks, std::tm* pTime);
 

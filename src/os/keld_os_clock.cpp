@@ -44,6 +44,10 @@ std::int64_t CoarseWallClock() {
 
 #endif
 
+std::int64_t IntervalClock() {
+    return CoarseWallClock();
+}
+
 bool LocalTime(std::int64_t llTicks, std::tm* pTime) {
     if (pTime == nullptr)
         return false;

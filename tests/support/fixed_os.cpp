@@ -62,6 +62,10 @@ std::int64_t WallClock() {
     return ticks;
 }
 
+std::int64_t IntervalClock() {
+    return WallClock();
+}
+
 bool LocalTime(std::int64_t llTicks, std::tm* pTime) {
     const auto seconds = static_cast<std::time_t>((llTicks / ticks_per_ms - unix_epoch_ms) / 1000 +
                                                   local_offset_minutes * 60);
