@@ -3,7 +3,8 @@
 // The attribute copy: properties go from a source object to a destination by display value, then
 // down the configured relations from pair to pair. What is copied and what is followed stands in
 // three preferences, which become two lists that the service keeps for the life of the process; see
-// docs/settings.md. All functions here return 0 or a status; none removes an entry that it has made.
+// docs/settings.md. All functions here return 0 or a status; none removes an entry that it has
+// made.
 
 #include "platform/types.h"
 
