@@ -1,0 +1,23 @@
+#pragma once
+
+// The platform calls of a run, recorded and played again in a bare loop. The source defines the
+// platform functions that a run of the status manager makes; on Linux a host's own definition wins,
+// so the library calls these, which record the call if told to and go on to the workbench. A
+// program that records needs its symbols exported.
+
+#include <cstddef>
+
+#include "platform/types.h"
+
+namespace call_recorder {
+
+// Forget what was recorded and record from here on, until stop().
+void start();
+void stop();
+std::size_t count();
+
+// Make the recorded calls. Handles of BOM lines are counted through the process: those of the world
+// that is played on lie line_shift behind the recorded ones.
+void play(tag_t line_shift);
+
+}  // namespace call_recorder
