@@ -9,6 +9,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/keld_basetool.h"
 #include "platform/mv_acl.h"
 #include "platform/mv_cko.h"
 #include "platform/mv_dbo.h"
@@ -22,6 +23,7 @@
 namespace {
 
 std::vector<std::function<int()>> calls;
+std::vector<std::function<void()>> settings;
 bool recording = false;
 tag_t line_shift = 0;
 
@@ -348,12 +350,36 @@ KELD_EXPORT int DBO_referencers_of_instance(tag_t instance, int levels, int mode
                 classCount, classes, classLevels, classWhereFound);
 }
 
+KELD_EXPORT void KELD_GetProfileString(const char* section, const char* key, char* out,
+                                       const char* defaultValue, const char* file) {
+    REAL(KELD_GetProfileString);
+    if (recording)
+        settings.push_back([=, a = std::string(section), b = std::string(key),
+                            c = std::string(defaultValue), d = std::string(file)] {
+            char value[1025] = "";
+            next(a.c_str(), b.c_str(), value, c.c_str(), d.c_str());
+        });
+    next(section, key, out, defaultValue, file);
+}
+
+KELD_EXPORT int KELD_GetProfileInt(const char* section, const char* key, int defaultValue,
+                                   const char* file) {
+    REAL(KELD_GetProfileInt);
+    if (recording)
+        settings.push_back(
+            [=, a = std::string(section), b = std::string(key), d = std::string(file)] {
+                (void)next(a.c_str(), b.c_str(), defaultValue, d.c_str());
+            });
+    return next(section, key, defaultValue, file);
+}
+
 }  // extern "C"
 
 namespace call_recorder {
 
 void start() {
     calls.clear();
+    settings.clear();
     recording = true;
 }
 
@@ -369,6 +395,15 @@ void play(tag_t shift) {
     line_shift = shift;
     for (const auto& call : calls)
         call();
+}
+
+std::size_t settingCount() {
+    return settings.size();
+}
+
+void readSettings() {
+    for (const auto& setting : settings)
+        setting();
 }
 
 }  // namespace call_recorder

@@ -20,4 +20,8 @@ std::size_t count();
 // that is played on lie line_shift behind the recorded ones.
 void play(tag_t line_shift);
 
+std::size_t settingCount();
+// Read the recorded settings by themselves.
+void readSettings();
+
 }  // namespace call_recorder

@@ -111,6 +111,12 @@ int main(int count_of_arguments, char** arguments) {
         check(DST_find_all_datasets(("document " + std::to_string(i)).c_str(), &count, &list));
         HEAP_free(list);
     });
+    measure("find by a text within id or name", 20, [&](int i) {
+        FindQuery query;
+        query.text = "*" + idOf(items / 2 + i).substr(2) + "*";
+        query.type = "Item";
+        bench.find(query);
+    });
     measure("find by pattern of the id", 20, [&](int i) {
         FindQuery query;
         query.text = idOf(i).substr(0, 5) + "*";

@@ -97,7 +97,8 @@ std::map<std::string, int> callCounts(const std::vector<JournalEntry>& journal) 
 struct Result {
     int revisions = 0;
     double off = 1e9, warning = 1e9, trace = 1e9, bare = 1e9, sql = 1e9, durable = 1e9;
-    std::size_t calls = 0, statements = 0;
+    double settings = 1e9;
+    std::size_t calls = 0, statements = 0, setting_reads = 0;
 };
 
 Result measure(int revisions, int rounds, const fs::path& directory) {
@@ -129,6 +130,7 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
         statement_recorder::stop();
     }
     result.calls = call_recorder::count();
+    result.setting_reads = call_recorder::settingCount();
     result.statements = statement_recorder::count();
     for (int round = 0; round < rounds; ++round) {
         const auto library = [&](int level, const std::string& path) {
@@ -150,6 +152,7 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
             World world(":memory:", revisions);
             result.sql = std::min(result.sql, statement_recorder::play());
         }
+        result.settings = std::min(result.settings, seconds(call_recorder::readSettings));
         fs::remove(directory / "keld.log");
     }
     const std::string path = (directory / ("store" + std::to_string(revisions))).string();
@@ -173,9 +176,9 @@ int main(int argc, char** argv) {
     statement_recorder::watch();
 
     if (!json)
-        printf("%9s %8s %10s | %8s %8s %8s %8s %8s %8s | %7s %7s %7s\n", "revisions", "calls",
-               "statements", "off", "warning", "trace", "bare", "SQL", "durable", "off/b",
-               "trace/b", "bare/SQL");
+        printf("%9s %8s %10s %8s | %8s %8s %8s %8s %8s %8s %8s | %7s %7s %7s\n", "revisions",
+               "calls", "statements", "settings", "off", "warning", "trace", "settings", "bare",
+               "SQL", "durable", "off/b", "trace/b", "bare/SQL");
     if (json)
         printf("[");
     bool first = true;
@@ -186,18 +189,22 @@ int main(int argc, char** argv) {
             printf(
                 "%s{\"revisions\":%d,\"calls\":%zu,\"statements\":%zu,\"off_us\":%.2f,"
                 "\"warning_us\":%.2f,\"trace_us\":%.2f,\"bare_us\":%.2f,\"sql_us\":%.2f,"
-                "\"durable_us\":%.2f}",
+                "\"durable_us\":%.2f,\"setting_reads\":%zu,\"settings_us\":%.2f}",
                 first ? "" : ",", r.revisions, r.calls, r.statements, r.off * us, r.warning * us,
-                r.trace * us, r.bare * us, r.sql * us, r.durable * us);
+                r.trace * us, r.bare * us, r.sql * us, r.durable * us, r.setting_reads,
+                r.settings * us);
         else
-            printf("%9d %8zu %10zu | %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f | %7.2f %7.2f %7.2f\n",
-                   r.revisions, r.calls, r.statements, r.off * us, r.warning * us, r.trace * us,
-                   r.bare * us, r.sql * us, r.durable * us, r.off / r.bare, r.trace / r.bare,
-                   r.bare / r.sql);
+            printf(
+                "%9d %8zu %10zu %8zu | %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f | %7.2f %7.2f "
+                "%7.2f\n",
+                r.revisions, r.calls, r.statements, r.setting_reads, r.off * us, r.warning * us,
+                r.trace * us, r.settings * us, r.bare * us, r.sql * us, r.durable * us,
+                r.off / r.bare, r.trace / r.bare, r.bare / r.sql);
         first = false;
     }
     printf(json ? "]\n"
-                : "Microseconds per object (a revision or a dataset). Targets: off/b at most 1.3, "
+                : "Microseconds per object (a revision or a dataset); settings: the same settings "
+                  "read by themselves. Targets: off/b at most 1.3, "
                   "trace/b at most 2, bare/SQL at most 3.\n");
     fs::remove_all(directory);
     return 0;
