@@ -4,8 +4,9 @@
 
 #include "platform/keld_basetool.h"
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): memmove takes an object itself.
 CKELD_ParamLine& CKELD_ParamLine::operator=(const CKELD_ParamLine& other) {
-    std::memmove(static_cast<void*>(this), &other, sizeof(*this));
+    std::memmove(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
     return *this;
 }
 
@@ -15,6 +16,6 @@ CKELD_String& CKELD_String::operator=(const CKELD_String&) {
 }
 
 CKELD_Datum& CKELD_Datum::operator=(const CKELD_Datum& other) {
-    std::memmove(static_cast<void*>(this), &other, sizeof(*this));
+    std::memmove(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
     return *this;
 }

@@ -111,7 +111,7 @@ private:
     void ReadNumber(std::size_t i) {
         const char* szNumber = Object(i)->getSeqNo();
         m_vNumbers[i] = Text(szNumber);
-        m_vHasNumber[i] = KELD_SeqNoValue(szNumber) != 0;
+        m_vHasNumber[i] = KELD_SeqNoValue(szNumber) != 0 ? 1 : 0;
     }
 
     void Assign(std::size_t i, const char* szNumber) {
