@@ -32,7 +32,7 @@ std::string asText(const Context& context, const mervane::Value& value) {
         std::string operator()(const mervane::Reference& reference) const {
             if (reference.tag == NULLTAG)
                 return "";
-            const std::string label = context.label(reference.tag);
+            std::string label = context.label(reference.tag);
             if (!label.starts_with("#"))
                 return label;
             try {  // "Released (#4711)" for what has no id

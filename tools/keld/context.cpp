@@ -37,12 +37,12 @@ Context::~Context() {
 std::string Context::storePath() const {
     if (!globals_.store.empty())
         return globals_.store;
-    const std::string set = environment("MERVANE_STORE");
+    std::string set = environment("MERVANE_STORE");
     return set.empty() ? "keld.db" : set;
 }
 
 std::string Context::logPath() const {
-    const std::string set = environment("KELD_LOG_FILE");
+    std::string set = environment("KELD_LOG_FILE");
     if (!set.empty())
         return set;
     return (fs::absolute(storePath()).parent_path() / "keld.log").lexically_normal().string();

@@ -165,6 +165,7 @@ int guarded(int argc, char** argv) {
 
 }  // namespace keld
 
+// NOLINTNEXTLINE(bugprone-exception-escape): a failure to tell of a failure ends the program.
 int main(int argc, char** argv) {
     return keld::guarded(argc, argv);
 }
