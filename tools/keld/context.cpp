@@ -98,6 +98,9 @@ void Context::close() {
 
 void Context::setUpLog() {
     setenv("KELD_LOG_FILE", logPath().c_str(), 1);
+    // Services write their temporary files to the first of these that is set, without a default.
+    if (!std::getenv("MV_TMP_DIR") && !std::getenv("TEMP") && !std::getenv("TMP"))
+        setenv("MV_TMP_DIR", fs::temp_directory_path().c_str(), 1);
     if (!globals_.cfg.empty())
         setenv("KELD_CFG_PATH", globals_.cfg.c_str(), 1);
     std::string level = environment("KELD_LOG_LEVEL");

@@ -101,6 +101,7 @@ void addLookVerbs(Verbs& verbs);
 void addPeopleVerbs(Verbs& verbs);
 void addCallVerbs(Verbs& verbs);
 void addStatusVerbs(Verbs& verbs);
+void addBomVerbs(Verbs& verbs);
 void addLogVerbs(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 

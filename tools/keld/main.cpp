@@ -117,6 +117,7 @@ int run(Globals& globals, int argc, char** argv) {
     addWorldVerbs(verbs);
     addLookVerbs(verbs);
     addStatusVerbs(verbs);
+    addBomVerbs(verbs);
     addCallVerbs(verbs);
     addPeopleVerbs(verbs);
     addLogVerbs(verbs);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 
 #include "platform/keld_se.h"
 #include "platform/mv_art.h"
@@ -172,7 +173,7 @@ std::vector<std::string> LogWatch::problems() const {
 }
 
 Outcome runService(Context& context, const Service& service,
-                   const std::vector<mervane::Argument>& arguments) {
+                   const std::vector<mervane::Argument>& arguments, Printed printed) {
     Outcome outcome;
     outcome.slot = service.slot;
     // The slot is passed as the platform passes it: a bare pointer.
@@ -188,7 +189,11 @@ Outcome runService(Context& context, const Service& service,
                                              : static_cast<void*>(&text);
     context.workbench().sendArguments(arguments);
     {
-        const OutputAside aside;
+        std::optional<OutputAside> aside;
+        if (printed == Printed::Nowhere)
+            aside.emplace("/dev/null");
+        else
+            aside.emplace();
         const Progress progress("running " + service.name);
         outcome.status = run(slot);
     }

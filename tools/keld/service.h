@@ -83,9 +83,11 @@ struct Outcome {
     }
 };
 
-// Standard output is directed to standard error meanwhile.
+// Where what the service prints to standard output goes meanwhile.
+enum class Printed { ToStandardError, Nowhere };
 Outcome runService(Context& context, const Service& service,
-                   const std::vector<mervane::Argument>& arguments);
+                   const std::vector<mervane::Argument>& arguments,
+                   Printed printed = Printed::ToStandardError);
 
 // "919402: Type is not configured ..."
 std::string statusText(const Context& context, int status);

@@ -12,6 +12,7 @@
 #include "tools/keld/context.h"
 #include "tools/keld/nearest.h"
 #include "tools/keld/platform_text.h"
+#include "tools/keld/stored_file.h"
 
 namespace keld {
 
@@ -209,6 +210,7 @@ void addLookVerbs(Verbs& verbs) {
         ->required();
 
     addTreeVerb(verbs);
+    addStoredFileVerb(verbs);
 
     auto wanted = std::make_shared<Find>();
     CLI::App* verb = verbs.add(&verbs.app, "find", "Find objects by id or name",
