@@ -102,6 +102,7 @@ void addPeopleVerbs(Verbs& verbs);
 void addCallVerbs(Verbs& verbs);
 void addStatusVerbs(Verbs& verbs);
 void addBomVerbs(Verbs& verbs);
+void addDeleteVerb(Verbs& verbs);
 void addLogVerbs(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 

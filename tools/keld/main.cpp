@@ -118,6 +118,7 @@ int run(Globals& globals, int argc, char** argv) {
     addLookVerbs(verbs);
     addStatusVerbs(verbs);
     addBomVerbs(verbs);
+    addDeleteVerb(verbs);
     addCallVerbs(verbs);
     addPeopleVerbs(verbs);
     addLogVerbs(verbs);

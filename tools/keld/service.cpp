@@ -301,4 +301,15 @@ PrivateCopy::~PrivateCopy() {
     fs::remove_all(directory_, ignored);
 }
 
+Redirected redirectBackups(Context& context, const PrivateCopy& copy) {
+    for (const auto& [name, values] : context.workbench().preferences())
+        if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
+            const fs::path directory = fs::path(copy.directory()) / "backup";
+            fs::create_directory(directory);
+            context.workbench().setPreference(name, {directory.string()});
+            return {values.front(), directory.string()};
+        }
+    return {};
+}
+
 }  // namespace keld

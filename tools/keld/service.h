@@ -112,4 +112,10 @@ private:
     std::string directory_;
 };
 
+// Backups that a dry run makes go to a directory of the copy.
+struct Redirected {
+    std::string from, to;  // empty: no backup is configured
+};
+Redirected redirectBackups(Context& context, const PrivateCopy& copy);
+
 }  // namespace keld

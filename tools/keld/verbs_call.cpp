@@ -34,17 +34,6 @@ std::string knownServices() {
     return table.text("  ");
 }
 
-// Backups that a dry run makes go to its own directory.
-void redirectBackups(Context& context, const PrivateCopy& copy) {
-    for (const auto& [name, values] : context.workbench().preferences())
-        if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
-            const fs::path directory = fs::path(copy.directory()) / "backup";
-            fs::create_directory(directory);
-            context.workbench().setPreference(name, {directory.string()});
-            return;
-        }
-}
-
 int call(Context& context, const Call& wanted) {
     const Service& service = findService(wanted.service);
     context.open();
