@@ -387,6 +387,14 @@ void stop() {
     recording = false;
 }
 
+bool isRecording() {
+    return recording;
+}
+
+void add(std::function<int()> play) {
+    record(std::move(play));
+}
+
 std::size_t count() {
     return calls.size();
 }

@@ -6,6 +6,7 @@
 // program that records needs its symbols exported.
 
 #include <cstddef>
+#include <functional>
 
 #include "platform/types.h"
 
@@ -15,6 +16,10 @@ namespace call_recorder {
 void start();
 void stop();
 std::size_t count();
+
+// For the sources that define further functions: whether calls are recorded, and record one.
+bool isRecording();
+void add(std::function<int()> play);
 
 // Make the recorded calls. Handles of BOM lines are counted through the process: those of the world
 // that is played on lie line_shift behind the recorded ones.

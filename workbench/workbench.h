@@ -171,6 +171,19 @@ public:
     virtual tag_t createProcessTemplate(const std::string& name,
                                         const std::vector<std::string>& tasks) = 0;
 
+    // The registry of item ids: the store's own, or a file that several stores share, which is made
+    // first. Taking one moves the ids of the store's own there; an empty path takes the own one
+    // again. A registry that is switched off answers 100309 to everybody who uses it.
+    virtual void createRegistry(const std::string& path) = 0;
+    virtual void useRegistry(const std::string& path) = 0;
+    virtual std::string registryPath() = 0;  // empty: the store's own
+    virtual std::vector<std::string> registeredIds() = 0;
+    virtual bool registryReachable() = 0;
+    virtual void setRegistryReachable(bool reachable) = 0;
+    // A copy of the shared registry in use; of one that can't be opened, an empty one that is
+    // switched off.
+    virtual void copyRegistry(const std::string& path) = 0;
+
     // Objects, each stored when the call returns. An empty type is the class's own, an empty id or
     // revision is chosen.
     virtual tag_t createItem(const std::string& id, const std::string& name,

@@ -1,4 +1,5 @@
 #include "platform/mv_clf.h"
+#include "platform/mv_dbo.h"
 #include "platform/mv_dir.h"
 #include "platform/mv_ent.h"
 #include "tests/modules/world.h"
@@ -110,6 +111,27 @@ TEST_F(Names, OfClassificationObjectsAreTheirIds) {
     EXPECT_EQ(CLF_ask_classification_object_id(object, &value), 0);
     EXPECT_EQ(taken(value), "class-1");
     EXPECT_EQ(CLF_ask_classification_object_id(part("1").item, &value), kWrongClass);
+}
+
+TEST_F(Names, OfClassificationObjectsAreWrittenBelowThePropertiesUnderTheLock) {
+    const auto made = part("1");
+    const tag_t object = wb.create("icm0");
+    wb.set(object, "id", {std::string("1-class")});
+    wb.relate(made.revision, object, "VANE_reference");
+    tag_t attribute = NULLTAG;
+    ASSERT_EQ(DBO_attr_id_of_attr("id", "icm0", &attribute), 0);
+    EXPECT_EQ(DBO_set_attr_string(1, &object, attribute, "2-class"), kNotLocked);
+    ASSERT_EQ(DBO_refresh_instances_any_class(1, &object, DBO_modify_lock), 0) << lastError();
+    EXPECT_EQ(DBO_set_attr_string(1, &object, attribute, "2-class"), 0) << lastError();
+    EXPECT_EQ(DBO_save_instances(1, &object, false), 0) << lastError();
+    EXPECT_EQ(DBO_refresh_instances_any_class(1, &object, DBO_no_lock), 0);
+    EXPECT_FALSE(wb.holdsLock(object));
+    const auto reader = wb.openSession(store, {});
+    char* value = nullptr;
+    EXPECT_EQ(CLF_ask_classification_object_id(object, &value), 0);
+    EXPECT_EQ(taken(value), "2-class");
+    wb.closeSession(reader);
+    wb.selectSession(session);
 }
 
 }  // namespace mervane::test

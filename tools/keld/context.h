@@ -103,6 +103,8 @@ void addCallVerbs(Verbs& verbs);
 void addStatusVerbs(Verbs& verbs);
 void addBomVerbs(Verbs& verbs);
 void addDeleteVerb(Verbs& verbs);
+void addRenameVerb(Verbs& verbs);
+void addRegistryVerbs(Verbs& verbs);
 void addLogVerbs(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 

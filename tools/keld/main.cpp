@@ -119,6 +119,8 @@ int run(Globals& globals, int argc, char** argv) {
     addStatusVerbs(verbs);
     addBomVerbs(verbs);
     addDeleteVerb(verbs);
+    addRenameVerb(verbs);
+    addRegistryVerbs(verbs);
     addCallVerbs(verbs);
     addPeopleVerbs(verbs);
     addLogVerbs(verbs);

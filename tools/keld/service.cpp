@@ -281,9 +281,16 @@ PrivateCopy::PrivateCopy(Context& context) : context_(context) {
             const Progress progress("copying the store");
             context.workbench().backup(context.store(), store);
         }
+        const std::string registry = context.workbench().registryPath().empty()
+                                         ? ""
+                                         : (fs::path(directory_) / "registry.db").string();
+        if (!registry.empty())
+            context.workbench().copyRegistry(registry);
         setenv("KELD_LOG_FILE", (fs::path(directory_) / "keld.log").c_str(), 1);
         setenv("MV_TMP_DIR", directory_.c_str(), 1);
         context.reopen(store);
+        if (!registry.empty())
+            context.workbench().useRegistry(registry);
     } catch (...) {
         std::error_code ignored;
         fs::remove_all(directory_, ignored);

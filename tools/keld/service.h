@@ -97,8 +97,9 @@ std::string asText(const Context& context, const Outcome& outcome);
 // The run's errors and warnings, a line each; those of traced calls only if there are no others.
 std::string problemText(const Outcome& outcome, const std::string& lead);
 
-// A private copy of the open store in a directory of its own, which takes the store's place in the
-// context until the program ends; log and temporary files go there too.
+// A private copy of the open store, and of the registry that it shares, in a directory of its own,
+// which takes the store's place in the context until the program ends; log and temporary files go
+// there too.
 class PrivateCopy {
 public:
     explicit PrivateCopy(Context& context);

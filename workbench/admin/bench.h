@@ -1,6 +1,6 @@
 #pragma once
 
-// The class behind mervane_workbench(). Its members are defined by subject: stores.cpp, model.cpp,
+// The class behind mervane_workbench(). Its members are defined by subject: stores.cpp, registry.cpp, model.cpp,
 // objects.cpp, search.cpp, calls.cpp.
 
 #include <map>
@@ -47,6 +47,14 @@ public:
     std::vector<Right> rights() override;
     tag_t createProcessTemplate(const std::string& name,
                                 const std::vector<std::string>& tasks) override;
+
+    void createRegistry(const std::string& path) override;
+    void useRegistry(const std::string& path) override;
+    std::string registryPath() override;
+    std::vector<std::string> registeredIds() override;
+    bool registryReachable() override;
+    void setRegistryReachable(bool reachable) override;
+    void copyRegistry(const std::string& path) override;
 
     tag_t createItem(const std::string& id, const std::string& name, const std::string& type,
                      const std::string& revision, tag_t* first_revision) override;

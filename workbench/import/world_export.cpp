@@ -49,7 +49,7 @@ public:
         writeObjects();
         writeRights();
         writeCheckOuts();
-        writeTexts("registered_ids", store_.registeredIds());
+        writeTexts("registered_ids", store_.ownRegistry().ids());
         writeDangling();
         json_.endObject();
         json_.finish();

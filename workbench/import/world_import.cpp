@@ -51,6 +51,7 @@ ImportReport WorldImport::run() {
             store().volume().remove(file);
         throw;
     }
+    registerShared();
     return std::move(report_);
 }
 
@@ -143,10 +144,27 @@ void WorldImport::readCheckOuts() {
     }
 }
 
+// A shared registry knows nothing of the import's transaction, so its turn comes behind it.
 void WorldImport::readRegisteredIds() {
-    for (const JsonNode& node : root_.list("registered_ids"))
-        if (const std::string id = readText(node); !store().isRegistered(id))
-            store().registerId(id);
+    const bool shared = !store().registryPath().empty();
+    for (const JsonNode& node : root_.list("registered_ids")) {
+        if (shared)
+            shared_ids_.push_back(readText(node));
+        else
+            store().ownRegistry().add(readText(node));
+    }
+}
+
+void WorldImport::registerShared() {
+    if (shared_ids_.empty())
+        return;
+    try {
+        Registry registry = store().registry();
+        for (const std::string& id : shared_ids_)
+            registry.add(id);
+    } catch (const Failure& failure) {
+        report_.notes.push_back("registered_ids: not registered, " + std::string(failure.what()));
+    }
 }
 
 void WorldImport::define(const JsonNode& node, tag_t tag) {

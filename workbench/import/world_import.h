@@ -28,6 +28,7 @@ private:
     void noteUnknownNames(const JsonNode& node, const Right& right);
     void readCheckOuts();
     void readRegisteredIds();
+    void registerShared();
 
     // ---- world_objects.cpp: the list "objects", every attribute as the document has it ----
     struct Planned {
@@ -102,6 +103,7 @@ private:
 
     Session& session_;
     JsonNode root_;
+    std::vector<std::string> shared_ids_;  // to be registered outside the store
     ImportReport report_;
     std::unordered_map<std::string, tag_t> labels_;
     std::vector<Planned> planned_;

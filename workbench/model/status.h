@@ -8,6 +8,7 @@ namespace mervane {
 enum Status : int {
     kNoPreference = 1700,
     kNoPreviousVersion = 9112,
+    kRegistryDown = 100309,
 
     kNotAvailable = 710000,   // operation that this workbench doesn't have
     kNoSession = 710001,      // no session is open

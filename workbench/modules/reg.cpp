@@ -1,4 +1,4 @@
-// REG_: the registry of item ids. A store has one, which holds for every site number.
+// REG_: the registry of item ids, the store's own or a shared one. It holds for every site number.
 
 #include "platform/mv_reg.h"
 
@@ -28,7 +28,7 @@ int REG_is_item_id_registered(const char* itemId, int* registered, int siteId) {
         [&] {
             need(itemId, "itemId");
             need(registered, "registered");
-            *registered = currentSession().store().isRegistered(itemId) ? 1 : 0;
+            *registered = currentSession().store().registry().has(itemId) ? 1 : 0;
         },
         itemId, registered, siteId);
 }
@@ -38,10 +38,10 @@ int REG_register_item_id(const char* itemId, int siteId) {
         "REG_register_item_id",
         [&] {
             const std::string id = checkedId(itemId);
-            Store& store = currentSession().store();
-            if (store.isRegistered(id))
+            Registry registry = currentSession().store().registry();
+            if (registry.has(id))
                 throw Failure(kDuplicateId, "the item id " + id + " is registered already");
-            store.registerId(id);
+            registry.add(id);
         },
         itemId, siteId);
 }
@@ -51,10 +51,10 @@ int REG_unregister_item_id(const char* itemId, int siteId) {
         "REG_unregister_item_id",
         [&] {
             const std::string id = checkedId(itemId);
-            Store& store = currentSession().store();
-            if (!store.isRegistered(id))
+            Registry registry = currentSession().store().registry();
+            if (!registry.has(id))
                 throw Failure(kBadValue, "the item id " + id + " is not registered");
-            store.unregisterId(id);
+            registry.remove(id);
         },
         itemId, siteId);
 }

@@ -36,13 +36,6 @@ void Session::storeField(Object& object, std::size_t place) {
 
 void Session::storeObject(Object& object) {
     if (object.isNew()) {
-        if (object.isA(*known_.item)) {
-            // Another session may have taken the id since it was chosen.
-            const std::string id = text(object, "item_id");
-            for (const Store::Hit& hit : store_->withText(attribute(object, "item_id").handle, id))
-                if (hit.tag != object.tag && !id.empty())
-                    throw Failure(kDuplicateId, "there is an item " + id + " already");
-        }
         store_->insert(object.tag, object.type->handle);
         for (std::size_t place = 0; place < object.fields.size(); ++place)
             storeField(object, place);
@@ -56,6 +49,32 @@ void Session::storeObject(Object& object) {
     for (std::size_t place = 0; place < object.fields.size(); ++place)
         if (object.fields[place].dirty)
             storeField(object, place);
+}
+
+// Another session may have taken an id since it was chosen, and below the properties nobody asks.
+// Requires: everything of the save is stored.
+void Session::checkIds(Object& object) {
+    const auto changed = [&](const char* name) {
+        return object.isNew() || field(object, attribute(object, name)).dirty;
+    };
+    if (object.isA(*known_.item) && changed("item_id")) {
+        const std::string id = text(object, "item_id");
+        if (!id.empty())
+            for (const Store::Hit& hit : store_->withText(attribute(object, "item_id").handle, id))
+                if (hit.tag != object.tag)
+                    throw Failure(kDuplicateId, "there is an item " + id + " already");
+    }
+    if (object.isA(*known_.revision) && changed("item_revision_id")) {
+        const std::string id = text(object, "item_revision_id");
+        const tag_t item = reference(object, "items_tag");
+        if (!id.empty() && item != NULLTAG)
+            for (const tag_t other :
+                 store_->referrersWithText(attribute(object, "items_tag").handle, item,
+                                           attribute(object, "item_revision_id").handle, id))
+                if (other != object.tag)
+                    throw Failure(kDuplicateId, "the item of " + plainName(object) +
+                                                    " has a revision \"" + id + "\" already");
+    }
 }
 
 namespace {
@@ -110,6 +129,8 @@ void Session::save(std::span<Object* const> objects) {
         Transaction transaction(store_->connection());
         for (Object* object : saving_)
             storeObject(*object);
+        for (Object* object : saving_)
+            checkIds(*object);
         transaction.commit();
     }
     for (Object* object : saving_) {

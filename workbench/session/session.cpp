@@ -79,6 +79,7 @@ void Session::findKnown() {
     const auto place = [&](const char* name) { return type.by_name.at(name); };
     known_ = {type.cls,
               model().findClass("Item"),
+              model().findClass("ItemRevision"),
               model().findClass("VaneFile"),
               model().findClass("Relation"),
               place("object_name"),

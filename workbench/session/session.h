@@ -160,7 +160,7 @@ private:
 
     // Places of the attributes that every workspace object has.
     struct Known {
-        const Class *workspace, *item, *file, *relation;
+        const Class *workspace, *item, *revision, *file, *relation;
         std::size_t name, user, group, created, modified, modified_by;
     };
 
@@ -191,6 +191,7 @@ private:
     void checkTargets(const Object& object, const Attribute& attribute, const Values& values);
     void stamp(Object& object);
     void storeObject(Object& object);
+    void checkIds(Object& object);
     void storeField(Object& object, std::size_t place);
     void collectParts(Object& object, std::vector<tag_t>& parts);
     void addParts(Object& object, std::vector<tag_t>& parts);

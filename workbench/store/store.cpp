@@ -301,6 +301,18 @@ std::vector<Store::Hit> Store::withText(tag_t attribute, std::string_view text) 
     return all;
 }
 
+std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t attribute,
+                                            std::string_view text) {
+    std::vector<tag_t> all;
+    Statement rows = connection_->statement(
+        "SELECT DISTINCT r.tag FROM ref r JOIN value v ON v.tag=r.tag AND v.attr=? AND v.idx=0 "
+        "WHERE r.target=? AND r.attr=? AND v.v=? ORDER BY r.tag");
+    rows.bind(number(attribute)).bind(number(target)).bind(number(reference)).bind(text);
+    while (rows.step())
+        all.push_back(tagOf(rows.integer(0)));
+    return all;
+}
+
 std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& pattern) {
     const std::size_t wildcard = pattern.find_first_of("*?");
     if (wildcard == std::string::npos)

@@ -14,6 +14,7 @@
 
 #include "workbench/model/model.h"
 #include "workbench/store/locks.h"
+#include "workbench/store/registry.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/volume.h"
 
@@ -74,6 +75,9 @@ public:
         tag_t tag = NULLTAG, type = NULLTAG;
     };
     std::vector<Hit> withText(tag_t attribute, std::string_view text);
+    // Who has the text and refers to the target.
+    std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
+                                         std::string_view text);
     // A pattern of * and ?, compared with case.
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
     std::vector<tag_t> ofType(tag_t type);
@@ -90,7 +94,7 @@ public:
                         const std::vector<std::string>& formats,
                         const std::vector<std::string>& reference_names);
 
-    // ---- settings, rights, check-outs, registered ids ----
+    // ---- settings, rights, check-outs ----
     std::optional<std::vector<std::string>> preference(const std::string& name);
     std::vector<std::pair<std::string, std::vector<std::string>>> preferences();
     void setPreference(const std::string& name, const std::vector<std::string>& values);
@@ -108,10 +112,16 @@ public:
     // False: somebody has it already.
     bool addCheckOut(const CheckOutRow& row);
     void removeCheckOut(tag_t object);
-    std::vector<std::string> registeredIds();  // in their order
-    bool isRegistered(const std::string& item_id);
-    void registerId(const std::string& item_id);
-    void unregisterId(const std::string& item_id);
+
+    // ---- registry of item ids ----
+    // The one in use. Failure kRegistryDown if it can't be opened or is switched off.
+    Registry registry();
+    // The same, also if it is switched off.
+    Registry registryEvenDown();
+    Registry ownRegistry() { return Registry(*connection_); }
+    std::string registryPath();  // empty: the store's own
+    // Take another one from now on; ids of the store's own go along to it.
+    void useRegistry(const std::string& path);
 
     // ---- transactions ----
     Connection& connection() { return *connection_; }
@@ -142,6 +152,7 @@ private:
     };
     std::shared_ptr<Shared> shared_;
     std::unique_ptr<Connection> connection_;
+    std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;
     const void* batch_owner_ = nullptr;

@@ -1,6 +1,7 @@
+#include "workbench/model/status.h"
 #include "workbench/store/store.h"
 
-// Preferences, rights, check-outs and registered ids.
+// Preferences, rights, check-outs and the registry of item ids.
 
 namespace mervane {
 
@@ -147,32 +148,53 @@ void Store::removeCheckOut(tag_t object) {
     connection_->statement("DELETE FROM checkout WHERE object=?").bind(std::int64_t{object}).run();
 }
 
-// ---- registered ids ----
+// ---- registry of item ids ----
 
-std::vector<std::string> Store::registeredIds() {
-    std::vector<std::string> all;
-    Statement rows = connection_->statement("SELECT item_id FROM registry ORDER BY item_id");
-    while (rows.step())
-        all.emplace_back(rows.text(0));
-    return all;
+std::string Store::registryPath() {
+    Statement row = connection_->statement("SELECT value FROM meta WHERE name='registry_path'");
+    return row.step() ? std::string(row.text(0)) : "";
 }
 
-bool Store::isRegistered(const std::string& item_id) {
-    Statement row = connection_->statement("SELECT 1 FROM registry WHERE item_id=?");
-    row.bind(std::string_view(item_id));
-    return row.step();
+Registry Store::registryEvenDown() {
+    const std::string used = registryPath();
+    if (used.empty())
+        return ownRegistry();
+    if (!registry_connection_ || registry_connection_->path() != used)
+        registry_connection_ = Registry::open(used);
+    return Registry(*registry_connection_);
 }
 
-void Store::registerId(const std::string& item_id) {
-    connection_->statement("INSERT OR IGNORE INTO registry VALUES(?)")
-        .bind(std::string_view(item_id))
-        .run();
+Registry Store::registry() {
+    Registry used = registryEvenDown();
+    if (!used.isReachable())
+        throw Failure(kRegistryDown, "it is switched off");
+    return used;
 }
 
-void Store::unregisterId(const std::string& item_id) {
-    connection_->statement("DELETE FROM registry WHERE item_id=?")
-        .bind(std::string_view(item_id))
-        .run();
+void Store::useRegistry(const std::string& path) {
+    if (!path.empty()) {
+        const std::unique_ptr<Connection> connection = Registry::open(path);
+        Registry shared(*connection);
+        const auto own = ownRegistry().ids();
+        if (!own.empty() && !shared.isReachable())
+            throw Failure(kRegistryDown, path + " is switched off, so it can't take the store's " +
+                                             std::to_string(own.size()) + " ids");
+        Transaction taking(*connection);
+        for (const std::string& id : own)
+            shared.add(id);
+        taking.commit();
+    }
+    Transaction transaction(*connection_);
+    if (path.empty()) {
+        connection_->statement("DELETE FROM meta WHERE name='registry_path'").run();
+    } else {
+        ownRegistry().clear();
+        connection_->statement("INSERT OR REPLACE INTO meta VALUES('registry_path', ?)")
+            .bind(std::string_view(path))
+            .run();
+    }
+    transaction.commit();
+    registry_connection_.reset();
 }
 
 }  // namespace mervane

@@ -1,0 +1,58 @@
+#include <filesystem>
+
+#include "workbench/admin/bench.h"
+
+// The registry of item ids that the current session's store uses.
+
+namespace mervane {
+
+namespace {
+
+// Whoever opens the store later may stand elsewhere.
+std::string absolutePath(const std::string& path) {
+    return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
+}
+
+}  // namespace
+
+void Bench::createRegistry(const std::string& path) {
+    Registry::create(path);
+}
+
+void Bench::useRegistry(const std::string& path) {
+    now().store().useRegistry(absolutePath(path));
+}
+
+std::string Bench::registryPath() {
+    return now().store().registryPath();
+}
+
+std::vector<std::string> Bench::registeredIds() {
+    return now().store().registryEvenDown().ids();
+}
+
+bool Bench::registryReachable() {
+    try {
+        return now().store().registryEvenDown().isReachable();
+    } catch (const Failure&) {
+        return false;
+    }
+}
+
+void Bench::setRegistryReachable(bool reachable) {
+    now().store().registryEvenDown().setReachable(reachable);
+}
+
+void Bench::copyRegistry(const std::string& path) {
+    std::unique_ptr<Connection> source;
+    try {
+        source = Registry::open(now().store().registryPath());
+    } catch (const Failure&) {
+        Registry::create(path);
+        Registry(*Registry::open(path)).setReachable(false);
+        return;
+    }
+    Registry(*source).copyTo(path);
+}
+
+}  // namespace mervane

@@ -1,0 +1,104 @@
+#include "workbench/store/registry.h"
+
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "workbench/model/status.h"
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+namespace {
+
+constexpr const char* kTables = R"(
+CREATE TABLE meta(name TEXT PRIMARY KEY, value) WITHOUT ROWID;
+CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
+INSERT INTO meta VALUES('format', 'mervane registry');
+)";
+
+bool somethingAt(const std::string& path) {
+    struct stat status {};
+    return ::lstat(path.c_str(), &status) == 0;
+}
+
+}  // namespace
+
+void Registry::create(const std::string& path) {
+    if (somethingAt(path))
+        throw Failure(kStoreFailure, "There is something at " + path + " already");
+    try {
+        Connection connection(path, Connection::Mode::Create);
+        Transaction transaction(connection);
+        connection.execute(kTables);
+        transaction.commit();
+    } catch (...) {
+        std::error_code ignored;
+        std::filesystem::remove(path, ignored);
+        throw;
+    }
+}
+
+std::unique_ptr<Connection> Registry::open(const std::string& path) {
+    try {
+        auto connection = std::make_unique<Connection>(path, Connection::Mode::Open);
+        // No format: a store has such tables too, but is no registry for others.
+        Statement format = connection->statement(
+            "SELECT 1 FROM meta WHERE name='format' AND value='mervane registry'");
+        if (format.step())
+            return connection;
+    } catch (const Failure& failure) {
+        throw Failure(kRegistryDown, failure.what());
+    }
+    throw Failure(kRegistryDown, path + " is no registry of item ids");
+}
+
+std::vector<std::string> Registry::ids() {
+    std::vector<std::string> all;
+    Statement rows = connection_.statement("SELECT item_id FROM registry ORDER BY item_id");
+    while (rows.step())
+        all.emplace_back(rows.text(0));
+    return all;
+}
+
+bool Registry::has(const std::string& item_id) {
+    Statement row = connection_.statement("SELECT 1 FROM registry WHERE item_id=?");
+    row.bind(std::string_view(item_id));
+    return row.step();
+}
+
+void Registry::add(const std::string& item_id) {
+    connection_.statement("INSERT OR IGNORE INTO registry VALUES(?)")
+        .bind(std::string_view(item_id))
+        .run();
+}
+
+void Registry::remove(const std::string& item_id) {
+    connection_.statement("DELETE FROM registry WHERE item_id=?")
+        .bind(std::string_view(item_id))
+        .run();
+}
+
+void Registry::clear() {
+    connection_.statement("DELETE FROM registry").run();
+}
+
+bool Registry::isReachable() {
+    Statement row = connection_.statement("SELECT 1 FROM meta WHERE name='registry_down'");
+    return !row.step();
+}
+
+void Registry::setReachable(bool reachable) {
+    connection_
+        .statement(reachable ? "DELETE FROM meta WHERE name='registry_down'"
+                             : "INSERT OR REPLACE INTO meta VALUES('registry_down', 1)")
+        .run();
+}
+
+void Registry::copyTo(const std::string& path) {
+    if (somethingAt(path))
+        throw Failure(kStoreFailure, "There is something at " + path + " already");
+    connection_.statement("VACUUM INTO ?").bind(std::string_view(path)).run();
+}
+
+}  // namespace mervane
