@@ -127,6 +127,16 @@ bool MayChange(int iMode, const char* sGroupName, logical publish_allowed) {
 
 int CKELD_ReName::CheckItemIdRegistry(tag_t tagItem, const char* sNewItemId, char* sOldItemId,
                                       logical* lOldIdRegistered, int* iMode) {
+    // A caller without a place for a result goes without it.
+    char sOwnOldItemId[129] = "";
+    logical lOwnRegistered = false;
+    int iOwnMode = 0;
+    if (sOldItemId == nullptr)
+        sOldItemId = sOwnOldItemId;
+    if (lOldIdRegistered == nullptr)
+        lOldIdRegistered = &lOwnRegistered;
+    if (iMode == nullptr)
+        iMode = &iOwnMode;
     *lOldIdRegistered = false;
     *iMode = 0;
     sOldItemId[0] = '\0';

@@ -162,7 +162,7 @@ int CKELD_ReName::CheckRevisionStatuses(int iRevCount, const tag_t* RevList,
             return RefuseReadOnly();
         if (IsPassedOver(cRenameOnStatus, cLatestReleaseStatus))
             continue;
-        if ((*iAction & RENAME_REVISIONS) != 0) {
+        if (iAction != nullptr && (*iAction & RENAME_REVISIONS) != 0) {
             char cLatestRelStatusLastRev[33] = "";
             KELD_QSK_CALL(KELD_ask_latest_status(RevList[iRevCount - 1], cLatestRelStatusLastRev));
             // The newest revision is still in work: the rename goes on for one revision alone.

@@ -115,6 +115,9 @@ void CKELD_ReName::ReadRenameSettings(const char* cItemType, const char* /*cItem
                                       logical* lChangeRevisionName, logical* lChangeRevisionDesc,
                                       char* cExclItemRelations, char* cExclRevRelations,
                                       char* cRenameOnStatus) {
+    if (lChangeRevisionName == nullptr || lChangeRevisionDesc == nullptr ||
+        cExclItemRelations == nullptr || cExclRevRelations == nullptr || cRenameOnStatus == nullptr)
+        return;
     char cValue[KELD_RenameValueSize] = "";
     ReadExcludedRelations("ExcludeItemRelations", cItemType, cExclItemRelations,
                           "cExclItemRelations");
@@ -130,6 +133,8 @@ void CKELD_ReName::ReadRenameSettings(const char* cItemType, const char* /*cItem
 
 void CKELD_ReName::ReadObjectChangeModes(const char* cPrimaryType, const char* cRelTypeName,
                                          const char* cObjType, int* iChangeName, int* iChangeDesc) {
+    if (iChangeName == nullptr || iChangeDesc == nullptr)
+        return;
     std::string sObject = "." + KELD_RenameKeyPart(cPrimaryType);
     if (cRelTypeName != nullptr)
         sObject += std::string(".") + cRelTypeName;

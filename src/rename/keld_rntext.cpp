@@ -23,6 +23,8 @@ logical CKELD_ReName::ChangeString(const char* cOld, const char* cOldId, const c
     const std::string sOld = KELD_RenameText(cOld);
     const std::string sOldId = KELD_RenameText(cOldId);
     const std::size_t uiHit = sOld.find(sOldId);
+    if (cNew == nullptr)
+        return uiHit != std::string::npos;
     cNew[0] = '\0';
     KELD_TRACE("CKELD_ReName::ChangeString: cOld=%s\n", cOld);
     KELD_TRACE("CKELD_ReName::ChangeString: cOldId=%s\n", cOldId);
@@ -43,6 +45,8 @@ logical CKELD_ReName::ChangeStringExtended(const char* cOld, const char* cOldIte
     const std::string sOld = KELD_RenameText(cOld);
     const std::string sOldItemId = KELD_RenameText(cOldItemId);
     const std::size_t uiHit = sOld.find(sOldItemId);
+    if (cNew == nullptr)
+        return uiHit != std::string::npos;
     cNew[0] = '\0';
     KELD_TRACE("CKELD_ReName::ChangeStringExtended: cOld=%s\n", cOld);
     KELD_TRACE("CKELD_ReName::ChangeStringExtended: cOldItemId=%s\n", cOldItemId);

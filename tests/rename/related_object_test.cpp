@@ -166,9 +166,13 @@ TEST_F(RelatedObject, TheTracedCallsOfAFormAreThoseOfOneObject) {
         ElementsAre("KELD_MVTYPE_ask_name(RelationInfo.relation_type, cRelTypeName)",
                     "KELD_isObjectOfClass(RelationInfo.secondary, \"WorkspaceObject\", &lIsWSO)",
                     "KELD_isObjectOfClass(RelationInfo.secondary, \"icm0\", &lIsICO)",
-                    testing::StartsWith("ENT_ask_object_type"),
-                    testing::EndsWith("&szOrigObjName)"), testing::EndsWith("cObjType)"),
-                    testing::EndsWith("\"Dataset\", &lIsDataset)")));
+                    testing::StartsWith("ENT_ask_object_type(secondary, "),
+                    "ENT_ask_id_string(secondary, &szOrigObjName)",
+                    "ENT_ask_object_type(secondary, cObjType)",
+                    // the object itself
+                    "ENT_ask_object_type(...)", "ENT_set_name(...)", "KELD_isObjectOfClass(...)",
+                    // and what follows
+                    "KELD_isObjectOfClass(secondary, \"Dataset\", &lIsDataset)"));
 }
 
 TEST_F(RelatedObject, OnlyARevisionIdMakesTheExtendedRename) {

@@ -1,0 +1,148 @@
+// The old id leaves the registry behind a rename.
+
+#include "tests/rename/registry_world.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::StartsWith;
+using world::RegistryTest;
+
+namespace {
+
+class Unregister : public RegistryTest {
+protected:
+    int run(const char* id = "OLD", int mode = 0) {
+        return CKELD_ReName::UnregisterOldItemId(id, mode);
+    }
+};
+
+}  // namespace
+
+TEST_F(Unregister, AnIdThatNoItemHasIsTakenOutWithTheSiteNumberZero) {
+    registered("OLD");
+    const auto calls = world.calls([&] { EXPECT_EQ(0, run()); });
+    EXPECT_THAT(calls, ElementsAre("OPT_ask_char_value(ART_id_unregister_on_delete, 0)",
+                                   "OPT_ask_char_value(ART_id_registry_site, 0)",
+                                   "ORG_find_site(HQ)", "REG_is_item_id_registered(OLD, 0)",
+                                   "ART_find_item(OLD)", "REG_unregister_item_id(OLD, 0)"));
+    EXPECT_FALSE(isRegistered("OLD"));
+    EXPECT_THAT(world.lines(),
+                ElementsAre("ART_id_unregister_on_delete=true", "ART_id_registry_site=HQ",
+                            "OLD is registered=true (0)"));
+    EXPECT_EQ(0u, world.newBlocks());
+    const auto traced = world::traced(world);
+    for (const char* call : {"ORG_find_site(spRegistrySite, &tRegistrySite)",
+                             "REG_is_item_id_registered(sOldItemId, &iIsRegistered, 0)",
+                             "REG_unregister_item_id(sOldItemId, 0)"})
+        EXPECT_THAT(traced, Contains(call));
+}
+
+TEST_F(Unregister, ThePreferenceSwitchesItOff) {
+    registered("OLD");
+    world.bench.setPreference("ART_id_unregister_on_delete", {"false"});
+    const auto calls = world.calls([&] { EXPECT_EQ(0, run()); });
+    EXPECT_EQ(1u, calls.size());
+    EXPECT_TRUE(isRegistered("OLD"));
+    EXPECT_THAT(world.lines(), ElementsAre("ART_id_unregister_on_delete=false"));
+}
+
+TEST_F(Unregister, AnIdThatAnItemStillHasStays) {
+    registered("ABC");
+    EXPECT_EQ(0, run("ABC"));
+    EXPECT_TRUE(isRegistered("ABC"));
+    EXPECT_EQ("ABC still exists in DB, so do not unregister", world.lines().back());
+}
+
+TEST_F(Unregister, ModeThreeLeavesItRegistered) {
+    registered("OLD");
+    const auto calls = world.calls([&] { EXPECT_EQ(0, run("OLD", 3)); });
+    EXPECT_TRUE(isRegistered("OLD"));
+    EXPECT_EQ("Mode=3; no unregister here", world.lines().back());
+    EXPECT_THAT(world::only(calls, {"ART_find_item"}), ElementsAre("ART_find_item(OLD)"));
+    for (const int mode : {0, 1, 2}) {
+        setRegistered("OLD", true);
+        EXPECT_EQ(0, run("OLD", mode));
+        EXPECT_FALSE(isRegistered("OLD"));
+    }
+}
+
+TEST_F(Unregister, AnIdThatIsNotRegisteredIsNoFailure) {
+    EXPECT_EQ(0, run());
+    EXPECT_EQ("OLD is NOT registered (0)", world.lines().back());
+    EXPECT_TRUE(world::only(world::traced(world), {"REG_unregister"}).empty());
+}
+
+TEST_F(Unregister, AnUnreachableRegistryIsNoFailureWhateverThePreference) {
+    for (const bool go_on : {true, false})
+        for (const char* operation :
+             {"REG_is_item_id_registered", "REG_unregister_item_id", "ORG_find_site"}) {
+            setRegistered("OLD", true);
+            world.bench.setPreference("ART_id_allow_if_registry_down", {go_on ? "true" : "false"});
+            world.bench.setFaults({{operation, 1, kDown}});
+            world.clearLog();
+            EXPECT_EQ(0, run()) << operation;
+            world.bench.setFaults({});
+            EXPECT_TRUE(isRegistered("OLD"));
+            EXPECT_THAT(world.lines(), Contains("ART_id_allow_if_registry_downsite=OLD"));
+            EXPECT_EQ(go_on ? 1u : 0u,
+                      world::tracesWith(world, "REG_registry_not_available set to true, so "
+                                               "continue without error")
+                          .size());
+        }
+}
+
+TEST_F(Unregister, ThePreferencesFailedReadTakesTheStatussPlace) {
+    registered("OLD");
+    world.bench.setFaults(
+        {{"REG_unregister_item_id", 1, kDown}, {"OPT_ask_char_value", 3, kFails}});
+    EXPECT_EQ(kFails, run());
+}
+
+TEST_F(Unregister, EachFailureIsReturned) {
+    const struct {
+        const char* operation;
+        int n;
+        const char* last_line;
+    } failures[] = {{"OPT_ask_char_value", 1, nullptr},
+                    {"OPT_ask_char_value", 2, "OLD is NOT registered (0)"},
+                    {"ORG_find_site", 1, "OLD is NOT registered (0)"},
+                    {"REG_is_item_id_registered", 1, "OLD is NOT registered (0)"},
+                    {"ART_find_item", 1, "OLD still exists in DB, so do not unregister"},
+                    {"REG_unregister_item_id", 1, "OLD is registered=true (0)"}};
+    registered("OLD");
+    for (const auto& failure : failures) {
+        SCOPED_TRACE(failure.operation);
+        world.bench.setFaults({{failure.operation, failure.n, kFails}});
+        world.clearLog();
+        EXPECT_EQ(kFails, run());
+        world.bench.setFaults({});
+        EXPECT_TRUE(isRegistered("OLD"));
+        const auto lines = world.lines("TD");
+        if (failure.last_line == nullptr)
+            EXPECT_THAT(lines, IsEmpty());
+        else
+            EXPECT_THAT(lines.back(), StartsWith(failure.last_line));
+        EXPECT_EQ(0u, world.newBlocks());
+    }
+}
+
+TEST_F(Unregister, AFailedSearchInModeThreeIsReturnedToo) {
+    registered("OLD");
+    world.bench.setFaults({{"ART_find_item", 1, kFails}});
+    EXPECT_EQ(kFails, run("OLD", 3));
+    EXPECT_EQ("Mode=3; no unregister here", world.lines("TD").back());
+}
+
+TEST_F(Unregister, AnUnknownSiteIsNoFailureSinceItsNumberIsNotAsked) {
+    registered("OLD");
+    world.bench.setPreference("ART_id_registry_site", {"Nowhere"});
+    EXPECT_EQ(0, run());
+    EXPECT_FALSE(isRegistered("OLD"));
+}
+
+TEST_F(Unregister, AnEmptyIdIsRegisteredNowhereAndANullOneIsNoCrash) {
+    EXPECT_EQ(0, run(""));
+    (void)run(nullptr);
+    EXPECT_TRUE(world::only(world::traced(world), {"REG_unregister"}).empty());
+}
