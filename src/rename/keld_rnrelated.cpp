@@ -22,6 +22,9 @@ constexpr int iNoOlderVersion = 9112;
 
 tag_t tIcoIdAttrId = NULLTAG;  // found once per process
 
+// The traced calls below show the bare name.
+constexpr auto* RenameNamedRef = &CKELD_ReName::RenameNamedRef;
+
 // Give the older versions of a dataset its name, and let their named references follow. A version
 // that can't be changed is passed over, and the chain goes on past it.
 [[nodiscard]] int RenameOlderVersions(tag_t secondary, const char* szOrigObjName,
@@ -54,8 +57,7 @@ tag_t tIcoIdAttrId = NULLTAG;  // found once per process
             KELD_QSK_CALL(ENT_set_name(tPreviousDatasetRev, szDatasetName));
             KELD_QSK_CALL(DST_save_myself(tPreviousDatasetRev));
             KELD_QSK_CALL(OBJ_refresh(tPreviousDatasetRev, false));
-            KELD_QSK_CALL(
-                CKELD_ReName::RenameNamedRef(tPreviousDatasetRev, szOrigObjName, szDatasetName));
+            KELD_QSK_CALL(RenameNamedRef(tPreviousDatasetRev, szOrigObjName, szDatasetName));
         }
         tCurrentDatasetRev = tPreviousDatasetRev;
     }
@@ -71,7 +73,7 @@ tag_t tIcoIdAttrId = NULLTAG;  // found once per process
     char* szDatasetName = nullptr;
     KELD_CALL(iRet, ENT_ask_id_string(secondary, &szDatasetName));
     if (iRet == QSK_ok && szDatasetName != nullptr)
-        KELD_CALL(iRet, CKELD_ReName::RenameNamedRef(secondary, szOrigObjName, szDatasetName));
+        KELD_CALL(iRet, RenameNamedRef(secondary, szOrigObjName, szDatasetName));
     iRet = RenameOlderVersions(secondary, szOrigObjName, szDatasetName, iRet);
     HEAP_free(szDatasetName);
     return iRet;

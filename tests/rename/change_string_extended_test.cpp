@@ -4,8 +4,8 @@
 #include "tests/rename/rename_world.h"
 #include "tests/rename/substitution_model.h"
 
-using testing::ElementsAre;
 using testing::Each;
+using testing::ElementsAre;
 using testing::StartsWith;
 
 namespace {
@@ -76,20 +76,20 @@ TEST_F(ChangeStringExtended, NullTextsCountAsEmpty) {
 
 TEST_F(ChangeStringExtended, TracesItsSteps) {
     change("view ABC/A");
-    EXPECT_THAT(world.lines(), ElementsAre("CKELD_ReName::ChangeStringExtended: cOld=view ABC/A",
-                                           "CKELD_ReName::ChangeStringExtended: cOldItemId=ABC",
-                                           "CKELD_ReName::ChangeStringExtended: cOldRevId=A",
-                                           "CKELD_ReName::ChangeStringExtended: cNewItemId=XYZ",
-                                           "CKELD_ReName::ChangeStringExtended: cNewRevId=B",
-                                           "CKELD_ReName::ChangeStringExtended: strncpy cNew=view ",
-                                           "CKELD_ReName::ChangeStringExtended: strcat cNew=view XYZ",
-                                           "CKELD_ReName::ChangeStringExtended: cSub=/A",
-                                           "CKELD_ReName::ChangeString: cOld=/A",
-                                           "CKELD_ReName::ChangeString: cOldId=A",
-                                           "CKELD_ReName::ChangeString: cNewId=B",
-                                           "CKELD_ReName::ChangeString: cNew=/B",
-                                           "CKELD_ReName::ChangeStringExtended: strcat "
-                                           "cNew=view XYZ/B"));
+    EXPECT_THAT(
+        world.lines(),
+        ElementsAre("CKELD_ReName::ChangeStringExtended: cOld=view ABC/A",
+                    "CKELD_ReName::ChangeStringExtended: cOldItemId=ABC",
+                    "CKELD_ReName::ChangeStringExtended: cOldRevId=A",
+                    "CKELD_ReName::ChangeStringExtended: cNewItemId=XYZ",
+                    "CKELD_ReName::ChangeStringExtended: cNewRevId=B",
+                    "CKELD_ReName::ChangeStringExtended: strncpy cNew=view ",
+                    "CKELD_ReName::ChangeStringExtended: strcat cNew=view XYZ",
+                    "CKELD_ReName::ChangeStringExtended: cSub=/A",
+                    "CKELD_ReName::ChangeString: cOld=/A", "CKELD_ReName::ChangeString: cOldId=A",
+                    "CKELD_ReName::ChangeString: cNewId=B", "CKELD_ReName::ChangeString: cNew=/B",
+                    "CKELD_ReName::ChangeStringExtended: strcat "
+                    "cNew=view XYZ/B"));
 }
 
 TEST_F(ChangeStringExtended, AnItemIdAtTheStartHasNoLineForWhatStandsBefore) {
@@ -115,8 +115,7 @@ TEST_F(ChangeStringExtended, OverlongTextsAreCutWithAWarningAndNothingIsOverrun)
     EXPECT_EQ((Changed{true, (before + "XYZ" + behind).substr(0, 1024)}), changed);
     EXPECT_FALSE(world.lines("W").empty());
     EXPECT_THAT(world.lines("W"), Each(StartsWith("Text cut to 1024 characters: ")));
-    EXPECT_EQ((Changed{false, before + std::string(24, 'e')}),
-              change((before + behind).c_str()));
+    EXPECT_EQ((Changed{false, before + std::string(24, 'e')}), change((before + behind).c_str()));
     const std::string huge(4000, 'i');
     EXPECT_EQ((Changed{true, huge.substr(0, 1024)}), change("ABC/A", "ABC", "A", huge.c_str()));
     EXPECT_EQ((Changed{true, "XYZ/" + huge.substr(0, 1020)}),

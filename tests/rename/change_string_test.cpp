@@ -76,13 +76,11 @@ TEST_F(ChangeString, TracesItsTexts) {
     change("plan", "ABC", "XYZ");
     EXPECT_THAT(
         world.lines(),
-        ElementsAre("CKELD_ReName::ChangeString: cOld=plan ABC",
-                    "CKELD_ReName::ChangeString: cOldId=ABC",
-                    "CKELD_ReName::ChangeString: cNewId=XYZ",
-                    "CKELD_ReName::ChangeString: cNew=plan XYZ",
-                    "CKELD_ReName::ChangeString: cOld=plan", "CKELD_ReName::ChangeString: cOldId=ABC",
-                    "CKELD_ReName::ChangeString: cNewId=XYZ",
-                    "CKELD_ReName::ChangeString: cNew=plan"));
+        ElementsAre(
+            "CKELD_ReName::ChangeString: cOld=plan ABC", "CKELD_ReName::ChangeString: cOldId=ABC",
+            "CKELD_ReName::ChangeString: cNewId=XYZ", "CKELD_ReName::ChangeString: cNew=plan XYZ",
+            "CKELD_ReName::ChangeString: cOld=plan", "CKELD_ReName::ChangeString: cOldId=ABC",
+            "CKELD_ReName::ChangeString: cNewId=XYZ", "CKELD_ReName::ChangeString: cNew=plan"));
     for (const world::LogLine& line : world.log())
         EXPECT_EQ('T', line.level) << line.text;
 }

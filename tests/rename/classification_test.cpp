@@ -39,8 +39,7 @@ TEST_F(ClassificationObject, ItsIdIsWrittenAtThePersistenceLevel) {
     const auto calls = world.calls([&] { EXPECT_EQ(0, run(made)); });
     EXPECT_THAT(calls, ElementsAre("CLF_ask_classification_object_id(ico)",
                                    "DBO_refresh_instances_any_class(1, 1)",
-                                   "DBO_set_attr_string(1, XYZ/1)",
-                                   "DBO_save_instances(1, false)",
+                                   "DBO_set_attr_string(1, XYZ/1)", "DBO_save_instances(1, false)",
                                    "DBO_refresh_instances_any_class(1, 0)"));
     EXPECT_EQ("XYZ/1", id(made));
     EXPECT_EQ(0u, world.bench.heldLocks());
@@ -87,8 +86,8 @@ TEST_F(ClassificationObject, TheIdOnlyModeLeavesTheRevisionId) {
 
 TEST_F(ClassificationObject, AnOverlongNewIdIsNotCutButRefused) {
     const tag_t made = classificationOf(world, "ABC" + std::string(120, 'c'));
-    EXPECT_EQ(mervane::kTooLong, CKELD_ReName::ChangeIcoId(made, "ABC", "1", "XYZ-TOO-LONG",
-                                                           nullptr, kIdOnly));
+    EXPECT_EQ(mervane::kTooLong,
+              CKELD_ReName::ChangeIcoId(made, "ABC", "1", "XYZ-TOO-LONG", nullptr, kIdOnly));
     EXPECT_EQ("ABC" + std::string(120, 'c'), id(made));
     EXPECT_EQ(0u, world.bench.heldLocks());
 }
@@ -154,8 +153,7 @@ TEST(ClassificationFailing, EachFailureIsReturnedAndTheLockGivenUp) {
     }
     FailingRun test{[](World& world) { return classificationOf(world, "ABC"); },
                     [](World&, tag_t made) {
-                        return CKELD_ReName::ChangeIcoId(made, "ABC", "1", "XYZ", nullptr,
-                                                         kIdOnly);
+                        return CKELD_ReName::ChangeIcoId(made, "ABC", "1", "XYZ", nullptr, kIdOnly);
                     },
                     [](World& world, tag_t made, int call) {
                         EXPECT_EQ(call == 5, world.locked(made));
@@ -164,9 +162,9 @@ TEST(ClassificationFailing, EachFailureIsReturnedAndTheLockGivenUp) {
                         EXPECT_EQ(0u, world.newBlocks());
                     }};
     // The status of the last one is dropped.
-    expectEachFailure(test, {"CLF_ask_classification_object_id", "DBO_refresh_instances_any_class",
-                             "DBO_set_attr_string", "DBO_save_instances",
-                             "~DBO_refresh_instances_any_class"});
+    expectEachFailure(
+        test, {"CLF_ask_classification_object_id", "DBO_refresh_instances_any_class",
+               "DBO_set_attr_string", "DBO_save_instances", "~DBO_refresh_instances_any_class"});
 }
 
 TEST(ClassificationFailing, WithoutTheAttributeNothingIsAskedAndTheNextCallLooksAgain) {

@@ -25,8 +25,8 @@ protected:
     ItemInfos() {
         item = itemOf(world);
         // The attribute of the id is found once per process.
-        EXPECT_EQ(0, CKELD_ReName::ChangeItemInfos(item, "ABC", "Plate", "flat", "ABC", "Plate",
-                                                   "flat"));
+        EXPECT_EQ(
+            0, CKELD_ReName::ChangeItemInfos(item, "ABC", "Plate", "flat", "ABC", "Plate", "flat"));
         world.clearLog();
     }
     int run(const char* id, const char* name, const char* description) {
@@ -100,8 +100,8 @@ TEST_F(ItemInfos, OnlyWhatDiffersIsSet) {
 TEST_F(ItemInfos, TheGivenOldTextsDecideWhatDiffers) {
     // The stored texts aren't asked for.
     const auto calls = world.calls([&] {
-        EXPECT_EQ(0, CKELD_ReName::ChangeItemInfos(item, "XYZ", "Disc", "round", "XYZ", "Disc",
-                                                   "round"));
+        EXPECT_EQ(
+            0, CKELD_ReName::ChangeItemInfos(item, "XYZ", "Disc", "round", "XYZ", "Disc", "round"));
     });
     EXPECT_THAT(calls, ElementsAre("OBJ_refresh(item, true)", "OBJ_refresh(item, false)"));
 }
@@ -146,8 +146,7 @@ TEST(ItemInfosFailing, EachFailureIsReturnedAndTheLockGivenUp) {
                         const bool saved = call == 0 || call == 6;
                         EXPECT_EQ(saved ? "XYZ" : "ABC", world.storedText(item, "item_id"));
                         EXPECT_EQ(saved ? "Disc" : "Plate", world.storedText(item, "object_name"));
-                        EXPECT_EQ(saved ? "round" : "flat",
-                                  world.storedText(item, "object_desc"));
+                        EXPECT_EQ(saved ? "round" : "flat", world.storedText(item, "object_desc"));
                     }};
     expectEachFailure(test, {"OBJ_refresh", "DBO_set_attr_string", "ENT_set_name",
                              "ENT_set_description", "OBJ_save", "~OBJ_refresh"});
@@ -157,8 +156,8 @@ TEST(ItemInfosFailing, AfterAFailureOnlyTheLockIsGivenUp) {
     const world::Lines all = {"OBJ_refresh", "DBO_set", "ENT_set_name", "ENT_set_desc", "OBJ_save"};
     World world;
     const tag_t item = itemOf(world);
-    ASSERT_EQ(0, CKELD_ReName::ChangeItemInfos(item, "ABC", "Plate", "flat", "ABC", "Plate",
-                                               "flat"));
+    ASSERT_EQ(0,
+              CKELD_ReName::ChangeItemInfos(item, "ABC", "Plate", "flat", "ABC", "Plate", "flat"));
     for (std::size_t failing = 0; failing < all.size(); ++failing) {
         world.fail("", static_cast<int>(failing) + 1);
         const auto calls = world.calls([&] {
@@ -178,8 +177,8 @@ TEST(ItemInfosFailing, WithoutTheAttributeNothingIsLockedAndTheNextCallLooksAgai
         EXPECT_EQ(world::kPlanned,
                   CKELD_ReName::ChangeItemInfos(item, "ABC", "Plate", "flat", "XYZ", "", ""));
     });
-    EXPECT_THAT(calls, ElementsAre("DBO_attr_id_of_attr(item_id, Item)",
-                                   "OBJ_refresh(item, false)"));
+    EXPECT_THAT(calls,
+                ElementsAre("DBO_attr_id_of_attr(item_id, Item)", "OBJ_refresh(item, false)"));
     world.failNothing();
     world.clearLog();
     EXPECT_EQ(0, CKELD_ReName::ChangeItemInfos(item, "ABC", "Plate", "flat", "XYZ", "", ""));

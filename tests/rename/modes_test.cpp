@@ -114,18 +114,17 @@ protected:
         world.put(object, "object_desc", description.object);
         logical changed = true;
         const int status =
-            extended
-                ? CKELD_ReName::RenameObjExtended(object, "XYZ", "2", "ABC", "1", &changed,
-                                                  name.item_old, description.item_old, new_name,
-                                                  new_description, "Item", "R")
-                : CKELD_ReName::RenameObj(object, "XYZ", "ABC", &changed, name.item_old,
-                                          description.item_old, new_name, new_description, "Item",
-                                          "R");
+            extended ? CKELD_ReName::RenameObjExtended(object, "XYZ", "2", "ABC", "1", &changed,
+                                                       name.item_old, description.item_old,
+                                                       new_name, new_description, "Item", "R")
+                     : CKELD_ReName::RenameObj(object, "XYZ", "ABC", &changed, name.item_old,
+                                               description.item_old, new_name, new_description,
+                                               "Item", "R");
         const auto expect = [&](int mode, const Texts& text, const char* new_text) {
             return model::renamed(mode, text.object,
-                                  extended ? model::substitutedBoth(text.object, "ABC", "1", "XYZ",
-                                                                    "2")
-                                           : model::substituted(text.object, "ABC", "XYZ"),
+                                  extended
+                                      ? model::substitutedBoth(text.object, "ABC", "1", "XYZ", "2")
+                                      : model::substituted(text.object, "ABC", "XYZ"),
                                   text.item_old, new_text);
         };
         const auto name_after = expect(name_mode, name, new_name);
@@ -141,9 +140,9 @@ protected:
     void runAll(bool extended) {
         for (int name_mode = 0; name_mode <= 4; ++name_mode)
             for (int description_mode = 0; description_mode <= 4; ++description_mode) {
-                settings(world,
-                         {"ChangeObjectName.Item.R.Text=" + std::to_string(name_mode),
-                          "ChangeObjectDescription.Item.R.Text=" + std::to_string(description_mode)});
+                settings(world, {"ChangeObjectName.Item.R.Text=" + std::to_string(name_mode),
+                                 "ChangeObjectDescription.Item.R.Text=" +
+                                     std::to_string(description_mode)});
                 for (const Texts& name : texts)
                     for (const Texts& description : texts)
                         for (const char* new_text : new_texts) {
@@ -177,8 +176,7 @@ TEST_F(RenameModeTable, EveryPairOfModesDoesWhatTheModelSaysWithRevisionIds) {
 }
 
 TEST_F(RenameModeTable, TheNewTextsOfNameAndDescriptionAreIndependent) {
-    settings(world,
-             {"ChangeObjectName.Item.R.Text=4", "ChangeObjectDescription.Item.R.Text=4"});
+    settings(world, {"ChangeObjectName.Item.R.Text=4", "ChangeObjectDescription.Item.R.Text=4"});
     for (const char* name : new_texts)
         for (const char* description : new_texts)
             run(4, 4, {"Plate", "Plate"}, {"flat", "flat"}, name, description, false);

@@ -1,6 +1,5 @@
 // Named references with overlong names, and each of their platform calls failing once.
 
-
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"
 #include "tests/status/failing_calls.h"
@@ -95,11 +94,11 @@ TEST(NamedReferenceFailing, EachFailureAboutAFileIsReturned) {
                         EXPECT_EQ(call == 0 || call == 13 ? "new.txt" : "old.txt",
                                   world.storedText(made, "original_file_name"));
                     }};
-    expectEachFailure(test, {"ENT_ask_object_type", "DST_ask_dataset_ref_count",
-                             "DST_find_dataset_named_ref", "DBO_class_of_instance",
-                             "DBO_name_of_class", "DBO_class_of_instance", "DBO_name_of_class",
-                             "MVTYPE_find_type", "FIL_ask_original_file_name", "OBJ_lock",
-                             "FIL_set_original_file_name", "OBJ_save", "OBJ_refresh"});
+    expectEachFailure(
+        test, {"ENT_ask_object_type", "DST_ask_dataset_ref_count", "DST_find_dataset_named_ref",
+               "DBO_class_of_instance", "DBO_name_of_class", "DBO_class_of_instance",
+               "DBO_name_of_class", "MVTYPE_find_type", "FIL_ask_original_file_name", "OBJ_lock",
+               "FIL_set_original_file_name", "OBJ_save", "OBJ_refresh"});
 }
 
 TEST(NamedReferenceFailing, EachFailureAboutAnObjectIsReturned) {
@@ -116,11 +115,11 @@ TEST(NamedReferenceFailing, EachFailureAboutAnObjectIsReturned) {
                         EXPECT_EQ(call == 0 || call == 14 ? "new" : "old",
                                   world.storedText(made, "object_name"));
                     }};
-    expectEachFailure(test, {"ENT_ask_object_type", "DST_ask_dataset_ref_count",
-                             "DST_find_dataset_named_ref", "DBO_class_of_instance",
-                             "DBO_name_of_class", "MVTYPE_find_type", "DBO_class_of_instance",
-                             "DBO_name_of_class", "MVTYPE_find_type", "ENT_ask_name", "OBJ_lock",
-                             "ENT_set_name", "OBJ_save", "OBJ_refresh"});
+    expectEachFailure(
+        test, {"ENT_ask_object_type", "DST_ask_dataset_ref_count", "DST_find_dataset_named_ref",
+               "DBO_class_of_instance", "DBO_name_of_class", "MVTYPE_find_type",
+               "DBO_class_of_instance", "DBO_name_of_class", "MVTYPE_find_type", "ENT_ask_name",
+               "OBJ_lock", "ENT_set_name", "OBJ_save", "OBJ_refresh"});
 }
 
 TEST(NamedReferenceFailing, AFailureLeavesTheReferencesBehindIt) {

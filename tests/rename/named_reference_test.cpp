@@ -1,6 +1,5 @@
 // Files and objects that a dataset refers to follow its name.
 
-
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"
 
@@ -153,8 +152,8 @@ TEST_F(NamedReference, AnExcludedOneIsSkippedWhicheverClassItHas) {
     EXPECT_EQ("ABC-01.png", fileName(picture));
     EXPECT_EQ("ABC-01", world.storedText(sheet, "object_name"));
     EXPECT_EQ("XYZ-02.txt", fileName(text));
-    EXPECT_EQ(2, std::ranges::count(world.lines("T"),
-                                    std::string("Rename Skip NamedReference: Image")));
+    EXPECT_EQ(
+        2, std::ranges::count(world.lines("T"), std::string("Rename Skip NamedReference: Image")));
 }
 
 TEST_F(NamedReference, APartOfAnExcludedNameIsExcludedToo) {
@@ -186,19 +185,18 @@ TEST_F(NamedReference, TracesWhatItSees) {
     form("ABC-01");
     world.clearLog();
     EXPECT_EQ(0, run());
-    EXPECT_THAT(world.lines(),
-                ElementsAre("count=3", "lIsVaneFile=1; lIsWso=0",
-                            "filename=ABC-01.txt\tnewname=XYZ-02.txt",
-                            "Rename Skip NamedReference: Image", "lIsVaneFile=0; lIsWso=1",
-                            "cObjectName=ABC-01", "cRefName=Text"));
     EXPECT_THAT(
-        world::only(world::traced(world), {"ENT_", "DST_", "FIL_", "OBJ_"}),
-        ElementsAre("ENT_ask_object_type(...)", "DST_ask_dataset_ref_count(...)",
-                    "DST_find_dataset_named_ref(...)", "FIL_ask_original_file_name(...)",
-                    "OBJ_lock(...)", "FIL_set_original_file_name(...)", "OBJ_save(...)",
-                    "OBJ_refresh(...)", "DST_find_dataset_named_ref(...)",
-                    "DST_find_dataset_named_ref(...)", "ENT_ask_name(...)", "OBJ_lock(...)",
-                    "ENT_set_name(...)", "OBJ_save(...)", "OBJ_refresh(...)"));
+        world.lines(),
+        ElementsAre("count=3", "lIsVaneFile=1; lIsWso=0", "filename=ABC-01.txt\tnewname=XYZ-02.txt",
+                    "Rename Skip NamedReference: Image", "lIsVaneFile=0; lIsWso=1",
+                    "cObjectName=ABC-01", "cRefName=Text"));
+    EXPECT_THAT(world::only(world::traced(world), {"ENT_", "DST_", "FIL_", "OBJ_"}),
+                ElementsAre("ENT_ask_object_type(...)", "DST_ask_dataset_ref_count(...)",
+                            "DST_find_dataset_named_ref(...)", "FIL_ask_original_file_name(...)",
+                            "OBJ_lock(...)", "FIL_set_original_file_name(...)", "OBJ_save(...)",
+                            "OBJ_refresh(...)", "DST_find_dataset_named_ref(...)",
+                            "DST_find_dataset_named_ref(...)", "ENT_ask_name(...)", "OBJ_lock(...)",
+                            "ENT_set_name(...)", "OBJ_save(...)", "OBJ_refresh(...)"));
 }
 
 TEST_F(NamedReference, WithoutAnyNothingIsDone) {

@@ -41,8 +41,8 @@ Expected expectedOf(const Case& c) {
     // The privilege's status takes the place of a failed look at the old id.
     const int after_old = c.mode == 3 ? 0 : statusOf(c.about_old);
     expected.old_registered = old_known;
-    const bool forbidden = old_known && (c.mode == 2 || (c.mode == 1 && !c.dba) ||
-                                         (c.mode == 3 && !c.publish));
+    const bool forbidden =
+        old_known && (c.mode == 2 || (c.mode == 1 && !c.dba) || (c.mode == 3 && !c.publish));
     if (forbidden) {
         expected.status = 919345;
     } else if (after_old != 0) {
@@ -123,8 +123,7 @@ TEST_F(RegistryAnswers, OfTheCheckAgreeWithTheModelInEveryCombination) {
         const Publish privilege(world, publish);
         for (const Answer about_old : all_answers)
             for (const Answer about_new : all_answers)
-                for (const Answer registering :
-                     {Answer::Registered, Answer::Down, Answer::Fails})
+                for (const Answer registering : {Answer::Registered, Answer::Down, Answer::Fails})
                     for (int mode = 0; mode <= 3; ++mode)
                         for (int bits = 0; bits < 8; ++bits) {
                             run({about_old, about_new, registering, mode, (bits & 1) != 0, publish,
@@ -160,8 +159,8 @@ TEST_F(RegistryAnswers, TheFailedReadOfThatPreferenceTakesTheStatussPlace) {
 }
 
 TEST_F(RegistryAnswers, TheNumberForUnreachableCountsWhereverItComesFrom) {
-    for (const char* operation : {"ORG_find_site", "ORG_ask_site_info", "ART_ask_id",
-                                  "DBO_ask_group"}) {
+    for (const char* operation :
+         {"ORG_find_site", "ORG_ask_site_info", "ART_ask_id", "DBO_ask_group"}) {
         world.bench.setFaults({{operation, 1, kDown}});
         EXPECT_EQ(0, check("XYZ")) << operation;
         EXPECT_FALSE(old_registered);
@@ -178,9 +177,9 @@ TEST_F(RegistryAnswers, EachOtherFailureOfTheCheckIsReturned) {
     for (const bool in_mode_three : {false, true}) {
         setMode(in_mode_three ? "3" : "0");
         world.bench.setPreference("ART_id_always_register_on_creation", {"true"});
-        for (const char* operation : {"OBJ_ask_value_string", "ORG_find_site", "ORG_ask_site_info",
-                                      "ART_ask_id", "DBO_ask_group", "ACL_check_privilege",
-                                      "REG_register_item_id"}) {
+        for (const char* operation :
+             {"OBJ_ask_value_string", "ORG_find_site", "ORG_ask_site_info", "ART_ask_id",
+              "DBO_ask_group", "ACL_check_privilege", "REG_register_item_id"}) {
             setRegistered("XYZ", false);
             world.bench.setFaults({{operation, 1, kFails}});
             const int status = check("XYZ");

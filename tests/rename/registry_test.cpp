@@ -85,8 +85,7 @@ TEST_F(Registry, TracesWhatItFinds) {
     EXPECT_THAT(
         world.lines(),
         ElementsAre("ART_id_registry=true", "ART_id_registry_site=HQ",
-                    "ART_id_always_register_on_creation=false",
-                    "ABC is registered=true (7)",
+                    "ART_id_always_register_on_creation=false", "ABC is registered=true (7)",
                     "ChangeRegisteredItemId=3, publish_allowed : Yes",
                     "XYZ is registered=false (7)",
                     "ART_id_always_register_on_creation set to false, so do NOT register new id"));
@@ -120,8 +119,8 @@ TEST_F(Registry, ARegisteredIdMayChangeByModeGroupAndPrivilege) {
     for (const int mode : {0, 1, 2, 3})
         for (const bool dba : {true, false})
             for (const bool publish : {true, false}) {
-                SCOPED_TRACE(testing::Message() << "mode " << mode << ", dba " << dba
-                                                << ", publish " << publish);
+                SCOPED_TRACE(testing::Message()
+                             << "mode " << mode << ", dba " << dba << ", publish " << publish);
                 setMode(std::to_string(mode));
                 const Publish privilege(world, publish);
                 const auto session = dba ? world.session() : others;
@@ -169,9 +168,13 @@ TEST_F(Registry, AnIdThatIsNotRegisteredMayChangeInEveryMode) {
 }
 
 TEST_F(Registry, TheModeIsReadForTheTypeWithTheGeneralOneAsDefault) {
-    for (const auto& [general, special, expected] :
-         {std::tuple{"2", "", 2}, {"2", "1", 1}, {"", "3", 3}, {"0", "2", 2}, {"9", "x", 0},
-          {"12", "", 1}, {"-1", "", 0}}) {
+    for (const auto& [general, special, expected] : {std::tuple{"2", "", 2},
+                                                     {"2", "1", 1},
+                                                     {"", "3", 3},
+                                                     {"0", "2", 2},
+                                                     {"9", "x", 0},
+                                                     {"12", "", 1},
+                                                     {"-1", "", 0}}) {
         world::Lines lines;
         if (*general)
             lines.push_back(std::string("ChangeRegisteredItemId=") + general);

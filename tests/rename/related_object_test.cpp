@@ -96,11 +96,10 @@ TEST_F(RelatedObject, TheModifyingPassPassesOverWhatCantBeChanged) {
 
 TEST_F(RelatedObject, OnlyTheFirstCharacterOfTheSettingCountsAndNoOtherKey) {
     world::writeProtect(world, dataset);
-    for (const char* line :
-         {"IgnoreNoWriteAccess.Item.VANE_reference.Text=0",
-          "IgnoreNoWriteAccess.Item.VANE_reference.Text=true",
-          "IgnoreNoWriteAccess.Item.VANE_reference=1", "IgnoreNoWriteAccess=1",
-          "IgnoreNoWriteAccess.ItemRevision.VANE_reference.Text=1"}) {
+    for (const char* line : {"IgnoreNoWriteAccess.Item.VANE_reference.Text=0",
+                             "IgnoreNoWriteAccess.Item.VANE_reference.Text=true",
+                             "IgnoreNoWriteAccess.Item.VANE_reference=1", "IgnoreNoWriteAccess=1",
+                             "IgnoreNoWriteAccess.ItemRevision.VANE_reference.Text=1"}) {
         settings(world, {line});
         EXPECT_EQ(919342, run(dataset, 11)) << line;
     }
@@ -140,8 +139,9 @@ TEST_F(RelatedObject, WhatIsNeitherWorkspaceNorClassificationObjectIsSkipped) {
     for (const int action : {11, 15}) {
         world.clearLog();
         EXPECT_EQ(0, run(person, action));
-        EXPECT_THAT(world.lines(),
-                    ElementsAre("Rename Skip non WorkspaceObjects/ICOs in Relation:VANE_reference"));
+        EXPECT_THAT(
+            world.lines(),
+            ElementsAre("Rename Skip non WorkspaceObjects/ICOs in Relation:VANE_reference"));
     }
 }
 
@@ -212,9 +212,9 @@ TEST_F(RelatedObject, AFormHasNoNamedReferenceWork) {
 
 TEST_F(RelatedObject, WithoutAPlaceForTheFlagNoNamedReferenceFollows) {
     const tag_t file = world.bench.addFile(dataset, "Text", world::someFile(), "plan ABC.txt");
-    EXPECT_EQ(0, CKELD_ReName::ProcessRelatedObj(world::entryOf(item, dataset), ";;", "Item", 15,
-                                                 "ABC", "1", "", "", "XYZ", nullptr, "", "",
-                                                 nullptr));
+    EXPECT_EQ(
+        0, CKELD_ReName::ProcessRelatedObj(world::entryOf(item, dataset), ";;", "Item", 15, "ABC",
+                                           "1", "", "", "XYZ", nullptr, "", "", nullptr));
     EXPECT_EQ("plan XYZ", name(dataset));
     EXPECT_EQ("plan ABC.txt", world.storedText(file, "original_file_name"));
 }

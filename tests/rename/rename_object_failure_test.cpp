@@ -28,10 +28,9 @@ void lookAtPlan(World& world, tag_t dataset, int call) {
 }
 
 const std::vector<std::string> plan_calls = {
-    "OBJ_refresh",         "~ENT_ask_name",       "ENT_ask_object_type",
-    "OBJ_refresh",         "ENT_set_name",        "ENT_ask_description",
-    "ENT_set_description", "DBO_class_of_instance", "DBO_name_of_class",
-    "DST_save_myself",     "OBJ_refresh"};
+    "OBJ_refresh",       "~ENT_ask_name",       "ENT_ask_object_type", "OBJ_refresh",
+    "ENT_set_name",      "ENT_ask_description", "ENT_set_description", "DBO_class_of_instance",
+    "DBO_name_of_class", "DST_save_myself",     "OBJ_refresh"};
 
 }  // namespace
 
@@ -50,23 +49,21 @@ TEST(RenameObjectFailing, TheExtendedFormDoesTheSame) {
     FailingRun test{plan,
                     [](World&, tag_t dataset) {
                         logical changed = false;
-                        return CKELD_ReName::RenameObjExtended(dataset, "XYZ", "2", "ABC", "1",
-                                                               &changed, "", "", "", "", "Item",
-                                                               "R");
+                        return CKELD_ReName::RenameObjExtended(
+                            dataset, "XYZ", "2", "ABC", "1", &changed, "", "", "", "", "Item", "R");
                     },
                     lookAtPlan};
     expectEachFailure(test, plan_calls);
 }
 
 TEST(RenameObjectFailing, AnObjectThatIsNoDatasetFailsAtItsOwnSave) {
-    FailingRun test{[](World& world) { return world.bench.createForm("Form", "sheet ABC"); },
-                    [](World&, tag_t form) {
-                        return CKELD_ReName::RenameObj(form, "XYZ", "ABC", nullptr, "", "", "", "",
-                                                       "Item", "R");
-                    },
-                    [](World& world, tag_t form, int call) {
-                        EXPECT_EQ(call >= 5, world.locked(form));
-                    }};
+    FailingRun test{
+        [](World& world) { return world.bench.createForm("Form", "sheet ABC"); },
+        [](World&, tag_t form) {
+            return CKELD_ReName::RenameObj(form, "XYZ", "ABC", nullptr, "", "", "", "", "Item",
+                                           "R");
+        },
+        [](World& world, tag_t form, int call) { EXPECT_EQ(call >= 5, world.locked(form)); }};
     expectEachFailure(test, {"OBJ_refresh", "~ENT_ask_name", "ENT_ask_object_type", "OBJ_refresh",
                              "ENT_set_name", "DBO_class_of_instance", "DBO_name_of_class",
                              "MVTYPE_find_type", "OBJ_save", "OBJ_refresh"});
@@ -76,8 +73,8 @@ TEST(RenameObjectFailing, AFailureIsLoggedAndItsCallLeft) {
     World world;
     const tag_t dataset = plan(world);
     world.fail("ENT_set_name");
-    EXPECT_EQ(world::kPlanned, CKELD_ReName::RenameObj(dataset, "XYZ", "ABC", nullptr, "", "", "",
-                                                       "", "Item", "R"));
+    EXPECT_EQ(world::kPlanned,
+              CKELD_ReName::RenameObj(dataset, "XYZ", "ABC", nullptr, "", "", "", "", "Item", "R"));
     const auto lines = world.lines("E");
     ASSERT_FALSE(lines.empty());
     EXPECT_THAT(lines[0], testing::StartsWith("##QSK_err_4711: ENT_set_name(...)   "));

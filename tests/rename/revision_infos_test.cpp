@@ -34,11 +34,11 @@ protected:
         tag_t about = NULLTAG;  // the revision that the rename is about; this one unless set
     };
     int run(const Call& call) {
-        return CKELD_ReName::ChangeRevInfos(
-            call.about == NULLTAG ? revision : call.about, revision, "ItemRevision",
-            ";;VANE_based_on;", call.on_status, "ABC", "A", "Old Plate", "old", "XYZ",
-            call.new_revision, call.name, call.description, call.action, call.change_name,
-            call.change_description);
+        return CKELD_ReName::ChangeRevInfos(call.about == NULLTAG ? revision : call.about, revision,
+                                            "ItemRevision", ";;VANE_based_on;", call.on_status,
+                                            "ABC", "A", "Old Plate", "old", "XYZ",
+                                            call.new_revision, call.name, call.description,
+                                            call.action, call.change_name, call.change_description);
     }
     int run() { return run(Call{}); }
     world::Lines now() {
@@ -56,13 +56,12 @@ TEST_F(RevisionInfos, TheModifyingPassWritesUnderOneLockAndThenListsWhatHangsOnI
         EXPECT_EQ(0, run({.action = kExtended, .new_revision = "2", .change_description = true}));
     });
     ASSERT_GE(calls.size(), 10u);
-    EXPECT_THAT(world::Lines(calls.begin(), calls.begin() + 11),
-                ElementsAre("OBJ_ask_if_modifiable(rev)", "CKO_is_checked_out(rev)",
-                            "ENT_ask_name(rev)", "ENT_ask_description(rev)",
-                            "OBJ_refresh(rev, true)", "ART_set_rev_id(rev, 2)",
-                            "ENT_set_name(rev, Disc)", "ENT_set_description(rev, round)",
-                            "OBJ_save(rev)", "OBJ_refresh(rev, false)",
-                            "REL_list_secondary_objects(rev, ?)"));
+    EXPECT_THAT(
+        world::Lines(calls.begin(), calls.begin() + 11),
+        ElementsAre("OBJ_ask_if_modifiable(rev)", "CKO_is_checked_out(rev)", "ENT_ask_name(rev)",
+                    "ENT_ask_description(rev)", "OBJ_refresh(rev, true)", "ART_set_rev_id(rev, 2)",
+                    "ENT_set_name(rev, Disc)", "ENT_set_description(rev, round)", "OBJ_save(rev)",
+                    "OBJ_refresh(rev, false)", "REL_list_secondary_objects(rev, ?)"));
     EXPECT_EQ("ART_rev_list_bom_view_revs(rev)", calls.back());
     EXPECT_THAT(now(), ElementsAre("2", "Disc", "round"));
     EXPECT_FALSE(world.locked(revision));
@@ -148,8 +147,7 @@ TEST_F(RevisionInfos, AnOverlongDescriptionOrRevisionIdIsThePlatformsRefusalAndK
     const std::string huge(500, 'd');
     EXPECT_EQ(mervane::kTooLong, run({.action = kExtended, .new_revision = huge.c_str()}));
     EXPECT_TRUE(world.locked(revision));
-    EXPECT_EQ(mervane::kTooLong,
-              run({.description = huge.c_str(), .change_description = true}));
+    EXPECT_EQ(mervane::kTooLong, run({.description = huge.c_str(), .change_description = true}));
     EXPECT_TRUE(world.locked(revision));
     EXPECT_THAT(now(), ElementsAre("A", "Plate", "flat"));
 }
@@ -163,8 +161,7 @@ TEST_F(RevisionInfos, AReadOnlyRevisionWithoutAStatusIsRefusedInBothPasses) {
         EXPECT_EQ(919342, run({.action = action}));
         EXPECT_THAT(world::errors(world), ElementsAre("Revision readonly or checked out"));
     }
-    EXPECT_THAT(world::stack(world),
-                ElementsAre("3:919342", "3:919342", "3:919342", "3:919342"));
+    EXPECT_THAT(world::stack(world), ElementsAre("3:919342", "3:919342", "3:919342", "3:919342"));
     EXPECT_THAT(now(), ElementsAre("A", "Plate", "flat"));
 }
 

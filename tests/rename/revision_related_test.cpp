@@ -88,9 +88,9 @@ TEST_F(RevisionRelated, TheTestPassAsksEachInTheOrderOfTheModifyingPass) {
 TEST_F(RevisionRelated, ARefusedRelatedObjectEndsTheTestPass) {
     world::writeProtect(world, form);
     const auto calls = world.calls([&] { EXPECT_EQ(919342, run(revision, kTest)); });
-    EXPECT_THAT(world::only(calls, {"OBJ_ask_if_modifiable(plan", "OBJ_ask_if_modifiable(bvr",
-                                    "ART_"}),
-                IsEmpty());
+    EXPECT_THAT(
+        world::only(calls, {"OBJ_ask_if_modifiable(plan", "OBJ_ask_if_modifiable(bvr", "ART_"}),
+        IsEmpty());
     EXPECT_THAT(world::stack(world), ElementsAre("3:919342"));
     EXPECT_EQ(0u, world.newBlocks());
 }
@@ -118,28 +118,26 @@ TEST_F(RevisionRelated, AFailedSaveEndsTheWorkBeforeTheRelatedObjects) {
 // ---- failures ----
 
 TEST(RevisionFailing, EachFailureIsReturnedAndTheLockLeftWhereTheFunctionIsLeft) {
-    FailingRun test{[](World& world) {
-                        const world::ItemTags made = world.item("ABC");
-                        world::settings(world, {});
-                        return made.revision;
-                    },
-                    [](World&, tag_t revision) {
-                        return run(revision, kExtended, "2", ";VANE_master_form;");
-                    },
-                    [](World& world, tag_t revision, int call) {
-                        // Behind the lock only the failed save goes on to give it up; the release
-                        // itself is the tenth call.
-                        EXPECT_EQ((call >= 6 && call <= 8) || call == 10, world.locked(revision))
-                            << call;
-                        EXPECT_EQ(call == 0 || call >= 10 ? "2" : "A",
-                                  world.storedText(revision, "item_revision_id"));
-                    }};
+    FailingRun test{
+        [](World& world) {
+            const world::ItemTags made = world.item("ABC");
+            world::settings(world, {});
+            return made.revision;
+        },
+        [](World&, tag_t revision) { return run(revision, kExtended, "2", ";VANE_master_form;"); },
+        [](World& world, tag_t revision, int call) {
+            // Behind the lock only the failed save goes on to give it up; the release
+            // itself is the tenth call.
+            EXPECT_EQ((call >= 6 && call <= 8) || call == 10, world.locked(revision)) << call;
+            EXPECT_EQ(call == 0 || call >= 10 ? "2" : "A",
+                      world.storedText(revision, "item_revision_id"));
+        }};
     // The first two answer whether it can be changed: a failure counts as no.
-    expectEachFailure(test, {"!OBJ_ask_if_modifiable", "!CKO_is_checked_out", "ENT_ask_name",
-                             "ENT_ask_description", "OBJ_refresh", "ART_set_rev_id",
-                             "ENT_set_name", "ENT_set_description", "OBJ_save", "~OBJ_refresh",
-                             "REL_list_secondary_objects", "MVTYPE_ask_name",
-                             "ART_rev_list_bom_view_revs"});
+    expectEachFailure(
+        test, {"!OBJ_ask_if_modifiable", "!CKO_is_checked_out", "ENT_ask_name",
+               "ENT_ask_description", "OBJ_refresh", "ART_set_rev_id", "ENT_set_name",
+               "ENT_set_description", "OBJ_save", "~OBJ_refresh", "REL_list_secondary_objects",
+               "MVTYPE_ask_name", "ART_rev_list_bom_view_revs"});
 }
 
 TEST(RevisionFailing, NoListIsLostInTheInLineCalls) {

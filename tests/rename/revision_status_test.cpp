@@ -51,9 +51,9 @@ TEST_F(RevisionStatuses, RevisionsThatCanBeChangedPassInOrder) {
     EXPECT_THAT(lines[2],
                 testing::StartsWith("CKELD_ReName::CheckRevisionStatuses: Revision[2]:<#"));
     EXPECT_TRUE(lines[2].ends_with(">")) << lines[2];
-    EXPECT_THAT(world::traced(world), ElementsAre("ENT_ask_object_id_string(...)",
-                                                  "ENT_ask_object_id_string(...)",
-                                                  "ENT_ask_object_id_string(...)"));
+    EXPECT_THAT(world::traced(world),
+                ElementsAre("ENT_ask_object_id_string(...)", "ENT_ask_object_id_string(...)",
+                            "ENT_ask_object_id_string(...)"));
 }
 
 TEST_F(RevisionStatuses, ACheckedOutRevisionWithoutStatusIsRefused) {
@@ -69,9 +69,10 @@ TEST_F(RevisionStatuses, AListedStatusPasses) {
     world.giveStatus(revisions[0], "Released");
     EXPECT_EQ(0, run());
     EXPECT_EQ(kAll, action);
-    EXPECT_EQ("Revision readonly, but is released with latest Status Released so continue with "
-              "next",
-              world.lines().at(1));
+    EXPECT_EQ(
+        "Revision readonly, but is released with latest Status Released so continue with "
+        "next",
+        world.lines().at(1));
     EXPECT_EQ(3u, world::tracesWith(world, "CKELD_ReName::CheckRevisionStatuses").size());
 }
 
@@ -157,11 +158,11 @@ TEST(RevisionStatusesFailing, EachFailureOfAStatusReadIsReturned) {
                     },
                     runBoth, nullptr};
     // A failed question whether the revision can be changed counts as no.
-    expectEachFailure(test, {"ENT_ask_object_id_string", "~OBJ_ask_if_modifiable",
-                             // its latest status
-                             "DBO_attr_id_of_attr", "DBO_length_of_attr", "DBO_ask_attr_tags",
-                             "DBO_load_instances_possible", "DBO_attr_id_of_attr",
-                             "DBO_ask_attr_string",
-                             // that of the last revision
-                             "DBO_attr_id_of_attr", "DBO_length_of_attr"});
+    expectEachFailure(test,
+                      {"ENT_ask_object_id_string", "~OBJ_ask_if_modifiable",
+                       // its latest status
+                       "DBO_attr_id_of_attr", "DBO_length_of_attr", "DBO_ask_attr_tags",
+                       "DBO_load_instances_possible", "DBO_attr_id_of_attr", "DBO_ask_attr_string",
+                       // that of the last revision
+                       "DBO_attr_id_of_attr", "DBO_length_of_attr"});
 }

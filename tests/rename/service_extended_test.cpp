@@ -98,9 +98,10 @@ TEST_F(ExtendedService, TheRegistryIsServedInATestPassToo) {
     const std::string before = world.everything();
     const auto calls = world.calls(
         [&] { EXPECT_EQ(both(0), renameExtended(world, item, second, "XYZ", "2", kTest)); });
-    EXPECT_THAT(world::only(calls, {"REG_"}),
-                ElementsAre("REG_is_item_id_registered(ABC, 0)", "REG_is_item_id_registered(XYZ, 0)",
-                            "REG_register_item_id(XYZ, 0)", "REG_is_item_id_registered(ABC, 0)"));
+    EXPECT_THAT(
+        world::only(calls, {"REG_"}),
+        ElementsAre("REG_is_item_id_registered(ABC, 0)", "REG_is_item_id_registered(XYZ, 0)",
+                    "REG_register_item_id(XYZ, 0)", "REG_is_item_id_registered(ABC, 0)"));
     EXPECT_THAT(world.lines("T"), Contains("ABC still exists in DB, so do not unregister"));
     ASSERT_EQ(0, REG_unregister_item_id("XYZ", 7));
     EXPECT_EQ(before, world.everything());
@@ -120,9 +121,8 @@ TEST_F(ExtendedService, EmptyIdsAreRefusedWithAnEntryOnTheErrorStack) {
     EXPECT_EQ(both(919320), renameExtended(world, item, second, "", "2", kModify));
     EXPECT_EQ(both(919320), renameExtended(world, item, second, "XYZ", "", kModify));
     EXPECT_THAT(world::stack(world), ElementsAre("3:919320", "3:919320"));
-    EXPECT_THAT(world.lines("E"),
-                ElementsAre("CKELD_ReName::RenameIdOK no ItemId",
-                            "CKELD_ReName::RenameIdOK no RevisionId"));
+    EXPECT_THAT(world.lines("E"), ElementsAre("CKELD_ReName::RenameIdOK no ItemId",
+                                              "CKELD_ReName::RenameIdOK no RevisionId"));
     EXPECT_EQ("ABC", id());
 }
 

@@ -81,18 +81,20 @@ TEST_F(RenameSettings, ATypesFlagsAndStatusesComeFirst) {
 }
 
 TEST_F(RenameSettings, AnEmptyTextOfTheTypeLeavesTheGeneralOneInForce) {
-    settings(world, {"ChangeRevisionName=0", "ChangeRevisionName.Part=",
-                     "ChangeRevisionDescription=1", "ChangeRevisionDescription.Part=",
-                     "RenameOnRevisionStatus=A", "RenameOnRevisionStatus.Part="});
+    settings(world,
+             {"ChangeRevisionName=0", "ChangeRevisionName.Part=", "ChangeRevisionDescription=1",
+              "ChangeRevisionDescription.Part=", "RenameOnRevisionStatus=A",
+              "RenameOnRevisionStatus.Part="});
     EXPECT_FALSE(read().name);
     EXPECT_TRUE(read().description);
     EXPECT_EQ(";A;", read().onStatus());
 }
 
 TEST_F(RenameSettings, TheRevisionsTypeIsUsedNowhere) {
-    settings(world, {"ExcludeItemRelations.PartRevision=A", "ExcludeRevisionRelations.PartRevision=A",
-                     "ChangeRevisionName.PartRevision=0", "ChangeRevisionDescription.PartRevision=1",
-                     "RenameOnRevisionStatus.PartRevision=A"});
+    settings(world,
+             {"ExcludeItemRelations.PartRevision=A", "ExcludeRevisionRelations.PartRevision=A",
+              "ChangeRevisionName.PartRevision=0", "ChangeRevisionDescription.PartRevision=1",
+              "RenameOnRevisionStatus.PartRevision=A"});
     const Settings found = read();
     EXPECT_TRUE(found.name);
     EXPECT_FALSE(found.description);
@@ -102,9 +104,14 @@ TEST_F(RenameSettings, TheRevisionsTypeIsUsedNowhere) {
 }
 
 TEST_F(RenameSettings, OnlyTheFirstCharacterOfAFlagCounts) {
-    for (const auto& [value, expected] :
-         {std::pair{"1", true}, {"10", true}, {"1no", true}, {"0", false}, {"01", false},
-          {"true", false}, {"yes", false}, {"2", false}}) {
+    for (const auto& [value, expected] : {std::pair{"1", true},
+                                          {"10", true},
+                                          {"1no", true},
+                                          {"0", false},
+                                          {"01", false},
+                                          {"true", false},
+                                          {"yes", false},
+                                          {"2", false}}) {
         settings(world, {std::string("ChangeRevisionName=") + value,
                          std::string("ChangeRevisionDescription=") + value});
         EXPECT_EQ(expected, read().name) << value;
@@ -159,6 +166,5 @@ TEST_F(RenameSettings, ATypeTooLongForAKeyHasTheGeneralSettings) {
 TEST_F(RenameSettings, ANullTypeIsNoCrash) {
     settings(world, {"ExcludeItemRelations=A"});
     EXPECT_EQ(";A;VANE_based_on;", read(nullptr).itemRelations());
-    CKELD_ReName::ReadRenameSettings(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                     nullptr);
+    CKELD_ReName::ReadRenameSettings(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
 }

@@ -30,8 +30,8 @@ protected:
         world::Lines found;
         for (const tag_t task : world.storedTags(object, "process_stage_list")) {
             const tag_t process = world.storedTags(task, "process").at(0);
-            found.push_back(world.storedText(
-                world.storedTags(process, "process_template").at(0), "object_name"));
+            found.push_back(world.storedText(world.storedTags(process, "process_template").at(0),
+                                             "object_name"));
         }
         return found;
     }
@@ -89,12 +89,11 @@ TEST_F(StartWorkflow, TheProcessIsNamedAfterItsTargetAndHasNoDescription) {
     settings(world, {"StartWorkflowItemRevision=W1"});
     const auto calls =
         world.calls([&] { EXPECT_EQ(0, CKELD_ReName::StartWorkflow(item, revision)); });
-    EXPECT_THAT(calls,
-                ElementsAre("ENT_ask_object_type(item)", "ENT_ask_name(rev)",
-                            "ENT_ask_object_type(rev)",
-                            "OBJ_ask_value_tags(rev, process_stage_list)",
-                            "FLOW_find_process_template(W1)",
-                            "FLOW_create_process(Plate A, null, ?, 1)", "RLS_refresh_job(?)"));
+    EXPECT_THAT(
+        calls,
+        ElementsAre("ENT_ask_object_type(item)", "ENT_ask_name(rev)", "ENT_ask_object_type(rev)",
+                    "OBJ_ask_value_tags(rev, process_stage_list)", "FLOW_find_process_template(W1)",
+                    "FLOW_create_process(Plate A, null, ?, 1)", "RLS_refresh_job(?)"));
     EXPECT_EQ(0u, world.newBlocks());
     const tag_t task = world.storedTags(revision, "process_stage_list").at(0);
     const tag_t process = world.storedTags(task, "process").at(0);
@@ -108,11 +107,11 @@ TEST_F(StartWorkflow, TracesTheStartAndItsCalls) {
     EXPECT_EQ(0, CKELD_ReName::StartWorkflow(item, NULLTAG));
     EXPECT_THAT(world.lines(), ElementsAre("Start Workflow \"W1\" on Plate (object_type: Part) "
                                            "with Jobname Plate"));
-    EXPECT_THAT(world::traced(world),
-                ElementsAre("ENT_ask_object_type(...)", "ENT_ask_name(...)",
-                            "ENT_ask_object_type(...)", "OBJ_ask_value_tags(...)",
-                            "FLOW_find_process_template(...)", "FLOW_create_process(...)",
-                            "RLS_refresh_job(tJobNew)"));
+    EXPECT_THAT(
+        world::traced(world),
+        ElementsAre("ENT_ask_object_type(...)", "ENT_ask_name(...)", "ENT_ask_object_type(...)",
+                    "OBJ_ask_value_tags(...)", "FLOW_find_process_template(...)",
+                    "FLOW_create_process(...)", "RLS_refresh_job(tJobNew)"));
 }
 
 TEST_F(StartWorkflow, AnObjectInAProcessGetsNoSecondOne) {
@@ -200,7 +199,7 @@ TEST(StartWorkflowFailing, EachFailureBeforeTheStartIsReturned) {
                         EXPECT_EQ(call == 0 ? 1 : 0, world.count("FLOWProcess"));
                     }};
     // A job that can't be refreshed is deleted again, and all is well.
-    expectEachFailure(test, {"ENT_ask_object_type", "ENT_ask_name", "ENT_ask_object_type",
-                             "OBJ_ask_value_tags", "FLOW_find_process_template",
-                             "FLOW_create_process", "~RLS_refresh_job"});
+    expectEachFailure(
+        test, {"ENT_ask_object_type", "ENT_ask_name", "ENT_ask_object_type", "OBJ_ask_value_tags",
+               "FLOW_find_process_template", "FLOW_create_process", "~RLS_refresh_job"});
 }

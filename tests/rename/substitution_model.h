@@ -76,8 +76,7 @@ inline std::optional<std::string> substitutedBoth(const std::string& old,
         else
             (passed ? behind : before) += c;
     }
-    return before + new_item +
-           substituted(behind, old_revision, new_revision).value_or(behind);
+    return before + new_item + substituted(behind, old_revision, new_revision).value_or(behind);
 }
 
 // The new text of an object under a mode; nothing if it stays.

@@ -86,8 +86,9 @@ TEST_F(Unregister, AnUnreachableRegistryIsNoFailureWhateverThePreference) {
             EXPECT_TRUE(isRegistered("OLD"));
             EXPECT_THAT(world.lines(), Contains("ART_id_allow_if_registry_downsite=OLD"));
             EXPECT_EQ(go_on ? 1u : 0u,
-                      world::tracesWith(world, "REG_registry_not_available set to true, so "
-                                               "continue without error")
+                      world::tracesWith(world,
+                                        "REG_registry_not_available set to true, so "
+                                        "continue without error")
                           .size());
         }
 }

@@ -54,9 +54,9 @@ std::vector<std::string> operationsOf(int action) {
 // name, and what gives up a lock behind a save.
 bool mayBeDropped(const std::string& operation) {
     static const std::map<std::string, int> known = {
-        {"OBJ_ask_if_modifiable", 0}, {"CKO_is_checked_out", 0}, {"ENT_ask_name", 0},
-        {"OBJ_refresh", 0},           {"ENT_ask_object_type", 0}, {"RLS_refresh_job", 0},
-        {"ERR_set_protect_mark", 0},  {"ERR_clear_protect_mark", 0}};
+        {"OBJ_ask_if_modifiable", 0}, {"CKO_is_checked_out", 0},    {"ENT_ask_name", 0},
+        {"OBJ_refresh", 0},           {"ENT_ask_object_type", 0},   {"RLS_refresh_job", 0},
+        {"ERR_ask_error_text", 0},    {"ERR_clear_protect_mark", 0}};
     return known.contains(operation);
 }
 
@@ -164,9 +164,8 @@ TEST(RenameItemEntry, AnEmptyIdIsRefusedWithoutAnEntryOnTheErrorStack) {
     for (const char* id : {"", static_cast<const char*>(nullptr)}) {
         world.clearLog();
         EXPECT_EQ(919320, CKELD_ReName::RenameItem(product.item, id, "Disc", ""));
-        EXPECT_THAT(world.lines(),
-                    ElementsAre(StartsWith("CKELD_ReName::RenameItem newId="),
-                                "CKELD_ReName::RenameIdOK no ItemId"));
+        EXPECT_THAT(world.lines(), ElementsAre(StartsWith("CKELD_ReName::RenameItem newId="),
+                                               "CKELD_ReName::RenameIdOK no ItemId"));
         EXPECT_THAT(world.lines("E"), ElementsAre("CKELD_ReName::RenameIdOK no ItemId"));
     }
     EXPECT_THAT(world.bench.errorStack(), IsEmpty());
@@ -176,8 +175,8 @@ TEST(RenameItemEntry, RunsATestPassAndAModifyingPass) {
     World world;
     const Product product(world);
     EXPECT_EQ(0, CKELD_ReName::RenameItem(product.item, "XYZ", "Disc", ""));
-    EXPECT_THAT(world::traced(world, 0), ElementsAre("RenameItemTreeCombined(...)",
-                                                     "RenameItemTreeCombined(...)"));
+    EXPECT_THAT(world::traced(world, 0),
+                ElementsAre("RenameItemTreeCombined(...)", "RenameItemTreeCombined(...)"));
     const auto lines = world.lines();
     EXPECT_EQ("CKELD_ReName::RenameItem newId=XYZ<-", lines.front());
     EXPECT_EQ("CKELD_ReName::RenameItem finish to XYZ", lines.back());
@@ -208,8 +207,8 @@ TEST(RenameItemEntry, TheExtendedOneRefusesEachEmptyIdWithAnEntryOnTheErrorStack
 TEST(RenameItemEntry, TheExtendedOneRunsOnePassAsTheActionSays) {
     World world;
     const Product product(world);
-    EXPECT_EQ(0, CKELD_ReName::RenameItemExtended(product.item, product.last, "XYZ", "2", "", "",
-                                                  7));
+    EXPECT_EQ(0,
+              CKELD_ReName::RenameItemExtended(product.item, product.last, "XYZ", "2", "", "", 7));
     EXPECT_THAT(world::traced(world, 0), ElementsAre(StartsWith("RenameItemTreeCombined(")));
     const auto lines = world.lines();
     EXPECT_EQ("CKELD_ReName::RenameItemExtended newItemId=XYZ newRevId=2<-", lines.front());
@@ -221,8 +220,8 @@ TEST(RenameItemEntry, AFailureHasNoFinishLine) {
     const Product product(world);
     world::writeProtect(world, product.item);
     EXPECT_EQ(919342, CKELD_ReName::RenameItem(product.item, "XYZ", "", ""));
-    EXPECT_EQ(919342, CKELD_ReName::RenameItemExtended(product.item, product.last, "XYZ", "2", "",
-                                                       "", 3));
+    EXPECT_EQ(919342,
+              CKELD_ReName::RenameItemExtended(product.item, product.last, "XYZ", "2", "", "", 3));
     EXPECT_THAT(world::tracesWith(world, "CKELD_ReName::RenameItem"),
                 ElementsAre("CKELD_ReName::RenameItem newId=XYZ<-",
                             "CKELD_ReName::RenameItemExtended newItemId=XYZ newRevId=2<-"));

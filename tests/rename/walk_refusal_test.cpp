@@ -127,8 +127,9 @@ TEST_F(WalkRefusal, AnOldForbiddenStatusLeavesTheOneRevisionAlone) {
 TEST_F(WalkRefusal, TheTestPassTakesTheSameWayOut) {
     world.giveStatus(first, "Frozen");
     const auto calls = world.calls([&] { EXPECT_EQ(0, run(last, 3)); });
-    EXPECT_THAT(world::only(calls, {"REL_list_secondary_objects(A", "REL_list_secondary_objects(B"}),
-                ElementsAre("REL_list_secondary_objects(B, ?)"));
+    EXPECT_THAT(
+        world::only(calls, {"REL_list_secondary_objects(A", "REL_list_secondary_objects(B"}),
+        ElementsAre("REL_list_secondary_objects(B, ?)"));
 }
 
 TEST_F(WalkRefusal, AForbiddenStatusWithoutRevisionsInTheActionIsRefused) {
