@@ -1,0 +1,140 @@
+// The service that renames an item where an id registry is active.
+
+#include "platform/mv_reg.h"
+#include "tests/rename/rename_world.h"
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using world::both;
+
+namespace {
+
+class RenameServiceRegistry : public world::RenameTest {
+protected:
+    RenameServiceRegistry() {
+        const world::ItemTags made = world.item("ABC");
+        item = made.item;
+        plan = world.specification(made.revision, "plan ABC");
+        const tag_t site = world.bench.create("Site");
+        world.put(site, "site_name", "HQ");
+        world.bench.set(site, "site_id", {std::int64_t{7}});
+        world.bench.setPreference("ART_id_registry", {"true"});
+        world.bench.setPreference("ART_id_registry_site", {"HQ"});
+        world.bench.setPreference("ART_id_always_register_on_creation", {"true"});
+        EXPECT_EQ(0, REG_register_item_id("ABC", 7));
+        world.clearLog();
+    }
+    bool isRegistered(const char* id) {
+        int answer = -1;
+        EXPECT_EQ(0, REG_is_item_id_registered(id, &answer, 7));
+        return answer == 1;
+    }
+    tag_t item = NULLTAG, plan = NULLTAG;
+};
+
+}  // namespace
+
+TEST_F(RenameServiceRegistry, TheNewIdIsRegisteredBeforeTheRenameAndTheOldTakenOutBehindIt) {
+    const auto calls = world.calls([&] { EXPECT_EQ(both(0), world::rename(world, item, "XYZ")); });
+    EXPECT_THAT(world::only(calls, {"REG_register", "REG_unregister", "DBO_set_attr_string"}),
+                ElementsAre("REG_register_item_id(XYZ, 7)", "DBO_set_attr_string(1, XYZ)",
+                            "REG_unregister_item_id(ABC, 0)"));
+    EXPECT_TRUE(isRegistered("XYZ"));
+    EXPECT_FALSE(isRegistered("ABC"));
+    EXPECT_EQ(3u, world.newBlocks());
+}
+
+TEST_F(RenameServiceRegistry, ARefusedIdChangesNothingAndTheOldOneStaysRegistered) {
+    world::settings(world, {"ChangeRegisteredItemId=2"});
+    const std::string before = world.everything();
+    EXPECT_EQ(both(919345), world::rename(world, item, "XYZ"));
+    EXPECT_EQ(before, world.everything());
+    EXPECT_TRUE(isRegistered("ABC"));
+    EXPECT_FALSE(isRegistered("XYZ"));
+    EXPECT_THAT(world::stack(world), ElementsAre("3:919345"));
+    // The step behind the rename runs after a refusal too.
+    EXPECT_THAT(world.lines("T"), Contains("ABC still exists in DB, so do not unregister"));
+}
+
+TEST_F(RenameServiceRegistry, ATakenIdIsRefused) {
+    ASSERT_EQ(0, REG_register_item_id("XYZ", 7));
+    EXPECT_EQ(both(100304), world::rename(world, item, "XYZ"));
+    EXPECT_EQ("ABC", world.storedText(item, "item_id"));
+    EXPECT_THAT(world::stack(world), ElementsAre("3:100304"));
+    EXPECT_TRUE(isRegistered("ABC"));
+}
+
+TEST_F(RenameServiceRegistry, ARefusedTestPassLeavesTheNewIdRegisteredAndTheObjectsAsTheyWere) {
+    world::writeProtect(world, plan);
+    const std::string before = world.everything();
+    EXPECT_EQ(both(919342), world::rename(world, item, "XYZ"));
+    EXPECT_TRUE(isRegistered("XYZ"));
+    EXPECT_TRUE(isRegistered("ABC"));
+    ASSERT_EQ(0, REG_unregister_item_id("XYZ", 7));
+    EXPECT_EQ(before, world.everything());
+}
+
+TEST_F(RenameServiceRegistry, ARenameThatFailsBehindTheNewIdTakesTheOldOneOut) {
+    world.bench.setFaults({{"DST_save_myself", 1, 4711}});
+    EXPECT_EQ(both(4711), world::rename(world, item, "XYZ"));
+    EXPECT_EQ("XYZ", world.storedText(item, "item_id"));
+    EXPECT_FALSE(isRegistered("ABC"));
+    EXPECT_TRUE(isRegistered("XYZ"));
+}
+
+TEST_F(RenameServiceRegistry, TheFirstFailureOfTheSequenceIsTheResult) {
+    world.bench.setFaults({{"REG_unregister_item_id", 1, 4712}});
+    EXPECT_EQ(both(4712), world::rename(world, item, "XYZ"));
+    EXPECT_EQ("XYZ", world.storedText(item, "item_id"));
+    ASSERT_EQ(0, REG_register_item_id("DEF", 7));
+    world.bench.setFaults({{"ART_find_item", 1, 4712}});
+    ASSERT_TRUE(isRegistered("XYZ"));
+    EXPECT_EQ(both(100304), world::rename(world, item, "DEF"));
+}
+
+TEST_F(RenameServiceRegistry, AnUnchangedIdIsNotLookedForButTheWalkRuns) {
+    const auto calls =
+        world.calls([&] { EXPECT_EQ(both(0), world::rename(world, item, "ABC", "Disc")); });
+    EXPECT_THAT(world::only(calls, {"REG_"}), IsEmpty());
+    EXPECT_EQ("Disc", world.storedText(item, "object_name"));
+    EXPECT_TRUE(isRegistered("ABC"));
+}
+
+TEST_F(RenameServiceRegistry, AnUnreachableRegistryDoesntKeepTheRenameAway) {
+    for (const char* go_on : {"false", "true"}) {
+        world.put(item, "item_id", "ABC");
+        world.bench.setPreference("ART_id_allow_if_registry_down", {go_on});
+        world.bench.setFaults({{"REG_is_item_id_registered", 0, 100309},
+                               {"REG_register_item_id", 0, 100309},
+                               {"REG_unregister_item_id", 0, 100309}});
+        EXPECT_EQ(both(0), world::rename(world, item, "XYZ"));
+        world.bench.setFaults({});
+        EXPECT_EQ("XYZ", world.storedText(item, "item_id"));
+        EXPECT_TRUE(isRegistered("ABC"));
+    }
+}
+
+TEST_F(RenameServiceRegistry, ThePreferenceForAnUnreachableOneDropsTheStepBehindTheRename) {
+    for (const bool go_on : {false, true}) {
+        world.put(item, "item_id", "ABC");
+        world.bench.setPreference("ART_id_allow_if_registry_down", {go_on ? "true" : "false"});
+        // The old id is registered, the answer about the new one doesn't come.
+        world.bench.setFaults({{"REG_is_item_id_registered", 2, 100309}});
+        EXPECT_EQ(both(0), world::rename(world, item, "XYZ"));
+        world.bench.setFaults({});
+        EXPECT_EQ(go_on, isRegistered("ABC"));
+        if (!go_on) {
+            ASSERT_EQ(0, REG_register_item_id("ABC", 7));
+        }
+    }
+}
+
+TEST_F(RenameServiceRegistry, AnEmptyIdIsRefusedBehindTheQuestionAboutIt) {
+    world.bench.setPreference("ART_id_always_register_on_creation", {"false"});
+    const auto calls =
+        world.calls([&] { EXPECT_EQ(both(919320), world::rename(world, item, "")); });
+    EXPECT_THAT(world::only(calls, {"REG_"}),
+                ElementsAre("REG_is_item_id_registered(ABC, 7)", "REG_is_item_id_registered(7)",
+                            "REG_is_item_id_registered(ABC, 0)"));
+}
