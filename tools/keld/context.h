@@ -106,6 +106,7 @@ void addDeleteVerb(Verbs& verbs);
 void addRenameVerb(Verbs& verbs);
 void addRegistryVerbs(Verbs& verbs);
 void addLogVerbs(Verbs& verbs);
+void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 
 // Standard output goes to standard error for as long as this lives; or to a file.

@@ -124,6 +124,7 @@ int run(Globals& globals, int argc, char** argv) {
     addCallVerbs(verbs);
     addPeopleVerbs(verbs);
     addLogVerbs(verbs);
+    addCopyVerb(verbs);
     addDoctorVerb(verbs);
     try {
         app.parse(argc, argv);
