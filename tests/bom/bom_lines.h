@@ -29,8 +29,7 @@ inline std::vector<std::string> messages(world::World& world, std::string_view l
     return found;
 }
 
-inline const std::string kNotesNotSet =
-    "Pref:PackAndResequenceBOM.NoteTypesToCompare not set";
+inline const std::string kNotesNotSet = "Pref:PackAndResequenceBOM.NoteTypesToCompare not set";
 
 // The log's level stays at its finest; the process's list of note types is as it was at its start.
 class BomLines : public testing::Test {

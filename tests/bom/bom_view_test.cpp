@@ -55,9 +55,10 @@ TEST_F(BomView, WithoutAConfiguredOneTheRevisionIsAskedForItsViews) {
         p.calls,
         ElementsAre("LINE_look_up_attribute(bl_bomview_rev)", "LINE_ask_attribute_tag(101, 51)",
                     "LINE_look_up_attribute(bl_revision)", "LINE_ask_attribute_tag(101, 52)",
-                    "DBO_class_id_of_class(STRBOMView)", "DBO_class_id_of_class(STRBOMViewRevision)",
-                    "ART_rev_list_bom_view_revs(21)", "DBO_class_of_instance(31)",
-                    "CKO_is_checked_out(31)", "ACL_check_privilege(31, WRITE)"));
+                    "DBO_class_id_of_class(STRBOMView)",
+                    "DBO_class_id_of_class(STRBOMViewRevision)", "ART_rev_list_bom_view_revs(21)",
+                    "DBO_class_of_instance(31)", "CKO_is_checked_out(31)",
+                    "ACL_check_privilege(31, WRITE)"));
     EXPECT_EQ(0u, world.newBlocks());
 }
 
@@ -122,9 +123,9 @@ TEST_F(BomView, AnAttributeWithoutATagGivesNone) {
 TEST_F(BomView, EachFailureOfTheSearchIsReturnedAndGivesNoView) {
     views({{31, kOtherClass}, {32, kViewRevisionClass}});
     const char* const operations[] = {
-        "LINE_look_up_attribute", "LINE_ask_attribute_tag", "LINE_look_up_attribute",
-        "LINE_ask_attribute_tag", "DBO_class_id_of_class",  "DBO_class_id_of_class",
-        "ART_rev_list_bom_view_revs", "DBO_class_of_instance", "DBO_class_of_instance"};
+        "LINE_look_up_attribute",     "LINE_ask_attribute_tag", "LINE_look_up_attribute",
+        "LINE_ask_attribute_tag",     "DBO_class_id_of_class",  "DBO_class_id_of_class",
+        "ART_rev_list_bom_view_revs", "DBO_class_of_instance",  "DBO_class_of_instance"};
     int number = 0;
     for (const char* operation : operations) {
         SCOPED_TRACE(std::to_string(++number) + ". " + operation);

@@ -71,8 +71,8 @@ TEST_F(ComponentKey, TheNoteTypesAreReadOnceForTheProcess) {
 TEST_F(ComponentKey, WithoutThePreferenceTheLogSaysSoForEveryLine) {
     for (int i = 0; i < 3; ++i) {
         key(line);
-        EXPECT_THAT(world.lines("EWT"), ElementsAre("ACBOMLineObject::initNoteTypesToCompare()",
-                                                    bom::kNotesNotSet));
+        EXPECT_THAT(world.lines("EWT"),
+                    ElementsAre("ACBOMLineObject::initNoteTypesToCompare()", bom::kNotesNotSet));
         EXPECT_THAT(p.callsOf("OPT_"),
                     ElementsAre("OPT_ask_char_values(PackAndResequenceBOM.NoteTypesToCompare)"));
     }

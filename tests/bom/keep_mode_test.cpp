@@ -22,12 +22,11 @@ TEST_F(KeepingNumbers, DistinctNumbersOfDistinctComponentsAreLeftAlone) {
 }
 
 TEST_F(KeepingNumbers, TheWorkedRun) {
-    const bom::Outcome run =
-        keep({{"X", "10"}, {"Y", "10"}, {"X", "20"}, {"Z", ""}, {"Y", "30"}});
+    const bom::Outcome run = keep({{"X", "10"}, {"Y", "10"}, {"X", "20"}, {"Z", ""}, {"Y", "30"}});
     EXPECT_THAT(run.assigned, ElementsAre("", "30", "10", "40", ""));
     EXPECT_THAT(run.numbers, ElementsAre("10", "30", "10", "40", "30"));
-    EXPECT_THAT(run.statuses, ElementsAre("use existing", "modified", "modified", "modified",
-                                          "use existing"));
+    EXPECT_THAT(run.statuses,
+                ElementsAre("use existing", "modified", "modified", "modified", "use existing"));
     EXPECT_EQ(40, run.last_number);
     EXPECT_THAT(p.callsOf(kWrite), ElementsAre(kWrite + "102, bl_sequence_no, 30)",
                                                kWrite + "103, bl_sequence_no, 10)",
@@ -69,13 +68,15 @@ TEST_F(KeepingNumbers, NumbersAreComparedAsTexts) {
 }
 
 TEST_F(KeepingNumbers, ATextThatDoesNotBeginWithANumberIsNone) {
-    for (const char* none : {"", "0", "000", "A10", "-", "+", "-0", "+-5", "- 5", "  ", ".5", "x"}) {
+    for (const char* none :
+         {"", "0", "000", "A10", "-", "+", "-0", "+-5", "- 5", "  ", ".5", "x"}) {
         SCOPED_TRACE(none);
         const bom::Outcome run = keep({{"X", none}});
         EXPECT_THAT(run.assigned, ElementsAre("10"));
         EXPECT_EQ("", run.printed) << "a line without a number prints nothing";
     }
-    for (const char* number : {"1", " 7", "+7", "-7", "7A", "1.5", "99999999999999999999", "  -3x"}) {
+    for (const char* number :
+         {"1", " 7", "+7", "-7", "7A", "1.5", "99999999999999999999", "  -3x"}) {
         SCOPED_TRACE(number);
         EXPECT_THAT(keep({{"X", number}}).assigned, ElementsAre(""));
     }
@@ -132,14 +133,13 @@ TEST_F(KeepingNumbers, LinesWithoutANumberShareOneFreshNumberByComponent) {
 TEST_F(KeepingNumbers, TheNoteTypesSeparateLinesOfOneItem) {
     p.preferences["PackAndResequenceBOM.NoteTypesToCompare"] = {"Usage"};
     const bom::Outcome run = keep({{"X", "10", "", "A", {{"Usage", "left"}}},
-                               {"X", "10", "", "B", {{"Usage", "right"}}},
-                               {"X", "10", "", "C", {{"Usage", "left"}}}});
+                                   {"X", "10", "", "B", {{"Usage", "right"}}},
+                                   {"X", "10", "", "C", {{"Usage", "left"}}}});
     EXPECT_THAT(run.assigned, ElementsAre("", "20", ""));
 }
 
 TEST_F(KeepingNumbers, TwoRevisionsOfOneItemGetOneNumber) {
-    EXPECT_THAT(keep({{"X", "10", "", "A"}, {"X", "20", "", "B"}}).assigned,
-                ElementsAre("", "10"));
+    EXPECT_THAT(keep({{"X", "10", "", "A"}, {"X", "20", "", "B"}}).assigned, ElementsAre("", "10"));
 }
 
 TEST_F(KeepingNumbers, ItemIdsAreComparedWithCase) {

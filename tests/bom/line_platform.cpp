@@ -134,8 +134,8 @@ KELD_EXPORT int LINE_look_up_attribute(const char* name, int* attribute) {
 }
 
 KELD_EXPORT int LINE_ask_attribute_tag(tag_t line, int attribute, tag_t* value) {
-    if (int status = current.enter("LINE_ask_attribute_tag",
-                                   text(line) + ", " + std::to_string(attribute)))
+    if (int status =
+            current.enter("LINE_ask_attribute_tag", text(line) + ", " + std::to_string(attribute)))
         return status;
     const auto found = current.lines.find(line);
     if (found == current.lines.end() ||

@@ -27,7 +27,7 @@ struct Line {
     std::string quantity = {};  // bl_quantity
     std::string revision = "A";
     std::map<std::string, std::string> notes = {};
-    tag_t view = NULLTAG;           // bl_bomview_rev
+    tag_t view = NULLTAG;            // bl_bomview_rev
     tag_t shown_revision = NULLTAG;  // bl_revision
 };
 

@@ -6,6 +6,7 @@
 #include <random>
 #include <sstream>
 
+#include "platform/keld_basetool.h"
 #include "tests/bom/resequence.h"
 
 using line_platform::Line;
@@ -29,15 +30,35 @@ const T& pick(std::mt19937& random, const std::vector<T>& from) {
 // Few components and few numbers meet often; the more unusual texts are rarer.
 Case makeCase(unsigned seed) {
     static const std::vector<std::string> plain = {"10", "20", "30", "40", "5", ""};
-    static const std::vector<std::string> odd = {
-        "",     "0",    "010",  "A10",  "10",         "+10",         "-10",
-        " 10",  "10 ",  "-0",   "00",   "1x",         "2147483647",  "-2147483648",
-        "9999999999999999999999", "-9999999999999999999999", "- 10", "+", "20", "30.5",
-        "2147483650", "4294967296", "\xC3\xA4", "10-20"};
-    static const std::vector<int> increments = {10, 10, 10, 5, 1, 0, -10, -5, 40, 2147483647,
-                                                -2147483647 - 1};
+    static const std::vector<std::string> odd = {"",
+                                                 "0",
+                                                 "010",
+                                                 "A10",
+                                                 "10",
+                                                 "+10",
+                                                 "-10",
+                                                 " 10",
+                                                 "10 ",
+                                                 "-0",
+                                                 "00",
+                                                 "1x",
+                                                 "2147483647",
+                                                 "-2147483648",
+                                                 "9999999999999999999999",
+                                                 "-9999999999999999999999",
+                                                 "- 10",
+                                                 "+",
+                                                 "20",
+                                                 "30.5",
+                                                 "2147483650",
+                                                 "4294967296",
+                                                 "\xC3\xA4",
+                                                 "10-20"};
+    static const std::vector<int> increments = {
+        10, 10, 10, 5, 1, 0, -10, -5, 40, 2147483647, -2147483647 - 1};
     static const std::vector<int> firsts = {10, 10, 1, 0, -10, 2147483647, 100};
-    static const std::vector<std::string> items = {"X", "Y", "Z", "x", "", "X#", "X###", "\xC3\xA4"};
+    static const std::vector<std::string> items = {"X", "Y",  "Z",    "x",
+                                                   "",  "X#", "X###", "\xC3\xA4"};
     std::mt19937 random(seed);
     Case made;
     made.increment = pick(random, increments);

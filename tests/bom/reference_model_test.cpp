@@ -13,8 +13,7 @@ TEST(ReferenceModel, GivesTheWorkedRun) {
         bom_model::keep({{"X", "10"}, {"Y", "10"}, {"X", "20"}, {"Z", ""}, {"Y", "30"}}, 10);
     EXPECT_THAT(outcome.assigned, ElementsAre("", "30", "10", "40", ""));
     EXPECT_THAT(outcome.order, ElementsAre(0u, 1u, 2u, 3u, 4u));
-    const std::string dump =
-        "00 X 10-10-\n01 Y 10-30-30\n02 X 20-10-10\n03 Z --\n04 Y 30-30-\n";
+    const std::string dump = "00 X 10-10-\n01 Y 10-30-30\n02 X 20-10-10\n03 Z --\n04 Y 30-30-\n";
     EXPECT_EQ(dump + dump + dump + dump, outcome.dump);
 }
 
@@ -39,9 +38,8 @@ TEST(ReferenceModel, KnowsWhatANumberIs) {
 
 // What a walk that forgets one of its conditions would give isn't what the model gives.
 TEST(ReferenceModel, TellsANeighbouringRuleApart) {
-    EXPECT_THAT(
-        bom_model::keep({{"W", "15"}, {"Z", "15"}, {"X", "20"}, {"X", "15"}}, 5).assigned,
-        ElementsAre("", "20", "30", "30"));
+    EXPECT_THAT(bom_model::keep({{"W", "15"}, {"Z", "15"}, {"X", "20"}, {"X", "15"}}, 5).assigned,
+                ElementsAre("", "20", "30", "30"));
     EXPECT_THAT(bom_model::keep({{"X", "50"}, {"Y", "50"}, {"Z", "10"}}, 40).assigned,
                 ElementsAre("", "50", ""));
 }

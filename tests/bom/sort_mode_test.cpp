@@ -10,9 +10,7 @@ namespace {
 
 class SortingLines : public bom::Resequence {
 protected:
-    void first(const char* number) {
-        p.preferences["PackAndResequenceBOM.SEQNO_FIRST"] = {number};
-    }
+    void first(const char* number) { p.preferences["PackAndResequenceBOM.SEQNO_FIRST"] = {number}; }
 };
 
 const std::string kWrite = "OBJ_set_value_string(";
@@ -54,8 +52,7 @@ TEST_F(SortingLines, FirstNumberAndIncrementMayBeAnything) {
     first("-5");
     EXPECT_THAT(sorted(lines, -10).assigned, ElementsAre("-5", "-15", "-25"));
     first("2147483647");
-    EXPECT_THAT(sorted(lines, -1).assigned,
-                ElementsAre("2147483647", "2147483646", "2147483645"));
+    EXPECT_THAT(sorted(lines, -1).assigned, ElementsAre("2147483647", "2147483646", "2147483645"));
 }
 
 TEST_F(SortingLines, ThatAreOfOneComponentKeepTheirOrder) {
@@ -68,16 +65,21 @@ TEST_F(SortingLines, ThatAreOfOneComponentKeepTheirOrder) {
 
 TEST_F(SortingLines, AreComparedByteByByteAsUnsigned) {
     // "###" behind the item takes part: '#' stands before the digits and behind the blank.
-    const bom::Outcome run = sorted({{"\xC3\xA4", "1"}, {"a", "1"}, {"B", "1"}, {"10", "1"}, {"1", "1"},
-                                 {"1 ", "1"}, {"", "1"}});
+    const bom::Outcome run = sorted({{"\xC3\xA4", "1"},
+                                     {"a", "1"},
+                                     {"B", "1"},
+                                     {"10", "1"},
+                                     {"1", "1"},
+                                     {"1 ", "1"},
+                                     {"", "1"}});
     EXPECT_THAT(run.items, ElementsAre("", "1 ", "1", "10", "B", "a", "\xC3\xA4"));
 }
 
 TEST_F(SortingLines, NotesTakePartInTheOrder) {
     p.preferences["PackAndResequenceBOM.NoteTypesToCompare"] = {"Usage"};
     const bom::Outcome run = sorted({{"X", "1", "", "B", {{"Usage", "right"}}},
-                                 {"X", "1", "", "A", {{"Usage", "left"}}},
-                                 {"X", "1", "", "A", {{"Usage", "right"}}}});
+                                     {"X", "1", "", "A", {{"Usage", "left"}}},
+                                     {"X", "1", "", "A", {{"Usage", "right"}}}});
     EXPECT_THAT(run.assigned, ElementsAre("10", "20", "20"));
     EXPECT_THAT(p.callsOf("LINE_pack"),
                 ElementsAre("LINE_pack(102)", "LINE_pack(101)", "LINE_pack(103)"));
