@@ -57,7 +57,7 @@ public:
 
     const std::filesystem::path directory;
 
-    static constexpr const char* kHeader = "\t\tComponent\t\tSeqNo. alt\tSeqNo. neu\tStatus\n";
+    static inline const std::string kHeader = "\t\tComponent\t\tSeqNo. alt\tSeqNo. neu\tStatus\n";
     static constexpr const char* kDataset = "PSE_RPBOM_infodba";
 };
 

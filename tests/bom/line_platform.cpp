@@ -21,6 +21,7 @@ namespace {
 Platform current;
 
 constexpr int kUnknown = 4700, kNoPreference = 1700;
+constexpr tag_t kUser = 71;
 constexpr int kViewAttribute = 51, kRevisionAttribute = 52;
 
 char* heapText(const std::string& text) {
@@ -185,6 +186,21 @@ KELD_EXPORT int DBO_class_of_instance(tag_t instance, tag_t* id) {
         return status;
     const auto found = current.classes.find(instance);
     *id = found != current.classes.end() ? found->second : kOtherClass;
+    return 0;
+}
+
+KELD_EXPORT int DBO_get_user(char** name, tag_t* user) {
+    if (int status = current.enter("DBO_get_user", ""))
+        return status;
+    *name = heapText("A user");
+    *user = kUser;
+    return 0;
+}
+
+KELD_EXPORT int DBO_ask_user_id(tag_t user, char** id) {
+    if (int status = current.enter("DBO_ask_user_id", text(user)))
+        return status;
+    *id = heapText(current.user_id);
     return 0;
 }
 

@@ -41,6 +41,8 @@ struct Platform {
     std::map<std::string, std::vector<std::string>> preferences;
     std::set<std::string> null_preferences;
 
+    std::string user_id = "abc";
+
     bool recording = true;
     std::vector<std::string> calls;  // "LINE_pack(101)"
 

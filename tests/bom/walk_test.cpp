@@ -10,8 +10,6 @@ using testing::IsEmpty;
 
 namespace {
 
-constexpr const char* kHeader = bom::Structure::kHeader;
-
 // 100 has 200 twice on clashing numbers with 300; 200 has 400 and 500, 500 has 600 twice.
 class Walk : public bom::BomService {
 protected:
@@ -179,7 +177,7 @@ TEST_F(Walk, PackedLinesAreUnpackedFirst) {
     ASSERT_THAT(shown(top), ElementsAre("200[10] x5", "300[10]"));
     run(top, {top}, 1);
     EXPECT_THAT(shown(top), ElementsAre("200[10] x5", "300[20]"));
-    EXPECT_EQ(std::string(kHeader) +
+    EXPECT_EQ(kHeader +
                   "100/A\n\t\t200/A\t\t10\t\t\t\tuse existing\n\t\t300/A\t\t10\t\t20\t\tmodified\n"
                   "\t\t200/A\t\t10\t\t\t\tuse existing\n\n",
               protocol());
