@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "libkeld_flow/keld_par/keld_acbomlineobject.h"
+#include "libkeld_flow/keld_par/keld_acpreference.h"
 #include "tests/bom/line_platform.h"
 #include "tests/support/world.h"
 
@@ -31,13 +32,14 @@ inline std::vector<std::string> messages(world::World& world, std::string_view l
 
 inline const std::string kNotesNotSet = "Pref:PackAndResequenceBOM.NoteTypesToCompare not set";
 
-// The log's level stays at its finest; the process's list of note types is as it was at its start.
+// The log's level stays at its finest; what the process keeps is as it was at its start.
 class BomLines : public testing::Test {
 protected:
     BomLines() {
         line_platform::reset();
         ACBOMLineObject::m_iNoteTypeNamesToCompareCount = 0;
         ACBOMLineObject::m_ppcNoteTypeNamesToCompare = nullptr;
+        ACPreference::m_bInitialized = false;
     }
 
     // An object of a single line; what making it wrote and called is forgotten.

@@ -1,5 +1,9 @@
 // Every call of a run, in order.
 
+#include <algorithm>
+#include <map>
+#include <sstream>
+
 #include "tests/bom/bom_service.h"
 
 using testing::ElementsAreArray;
@@ -21,7 +25,6 @@ Calls texts(const std::string& line) {
     return calls;
 }
 
-// Numbers of attributes are the workbench's; `attribute` fills them in.
 class CallOrder : public bom::BomService {
 protected:
     CallOrder() {
@@ -29,12 +32,8 @@ protected:
         use("100", "X", "10", "");
         use("100", "Y", "10", "3");
         top = open("100");
-        world.name(top, "top");
-        world.name(child(top, 0), "X");
-        world.name(child(top, 1), "Y");
-        world.name(view("100"), "view");
-        world.name(part("X"), "X/A");
-        world.name(part("Y"), "Y/A");
+        names = {{top, "top"},          {child(top, 0), "X"}, {child(top, 1), "Y"},
+                 {view("100"), "view"}, {part("X"), "X/A"},   {part("Y"), "Y/A"}};
     }
     static Calls attribute(const std::string& line, const std::string& name) {
         return {"LINE_look_up_attribute(" + name + ")", "LINE_ask_attribute_tag(" + line + ")"};
@@ -87,23 +86,37 @@ protected:
         add(calls, withView("top"));
         return calls;
     }
+    // Objects under their names, others as "?"; results and the numbers of attributes left out.
+    std::string shownCall(const mervane::JournalEntry& entry) const {
+        std::string shown;
+        std::istringstream list(entry.arguments);
+        for (std::string part; std::getline(list, part, ',');) {
+            std::erase(part, '"');
+            part.erase(0, part.find_first_not_of(' '));
+            if (part.starts_with("#")) {
+                const auto known = names.find(static_cast<tag_t>(std::stoul(part.substr(1))));
+                part = known != names.end() ? known->second : "?";
+            }
+            if (part != "out" && !(entry.operation == "LINE_ask_attribute_tag" && !shown.empty()))
+                shown += (shown.empty() ? "" : ", ") + part;
+        }
+        return entry.operation + "(" + shown + ")";
+    }
     Calls made(int sort) {
         Calls calls;
-        for (std::string call : world.calls([&] { run(top, {top}, 1, sort); })) {
-            // The attribute's number.
-            if (call.starts_with("LINE_ask_attribute_tag("))
-                call = call.substr(0, call.find(',')) + ")";
-            calls.push_back(call);
-        }
+        world.bench.startJournal();
+        run(top, {top}, 1, sort);
+        for (const auto& entry : world.bench.stopJournal())
+            calls.push_back(shownCall(entry));
         return calls;
     }
     Calls newDataset() const {
         return {"DST_find_all_datasets(PSE_RPBOM_infodba)",
                 "DST_find_datasettype(Text)",
-                "DST_ask_datasettype_def_tool()",
-                "DST_ask_tool_output_formats()",
-                "DST_create_dataset_with_id(PSE_RPBOM_infodba, PSE_RPBOM_infodba, null, null)",
-                "DST_set_dataset_tool(?)",
+                "DST_ask_datasettype_def_tool(?)",
+                "DST_ask_tool_output_formats(?)",
+                "DST_create_dataset_with_id(?, PSE_RPBOM_infodba, PSE_RPBOM_infodba, null, null)",
+                "DST_set_dataset_tool(?, ?)",
                 "DST_set_dataset_format(?, TEXT)",
                 "FIL_import_file(" + protocolPath() + ", null, 4096)",
                 "OBJ_save(?)",
@@ -117,6 +130,7 @@ protected:
                 "DST_exit_module()"};
     }
     tag_t top = NULLTAG;
+    std::map<tag_t, std::string> names;
 };
 
 }  // namespace

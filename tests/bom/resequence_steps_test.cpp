@@ -103,6 +103,15 @@ TEST_F(ResequenceSteps, ALineWhoseNumberCantBeReadHasNone) {
     EXPECT_THAT(run(10, false).assigned, ElementsAre("30", ""));
 }
 
+// Kept: the run can't tell it from an empty one.
+TEST_F(ResequenceSteps, AQuantityThatCantBeReadCountsAsNoneAndGetsTheDefault) {
+    p.give({{"X", "10", "7"}, {"Y", "20", "8"}});
+    p.fail("OBJ_ask_value_string", 4);
+    run(10, false, "1");
+    EXPECT_EQ("1", p.lines[101].quantity);
+    EXPECT_EQ("8", p.lines[102].quantity);
+}
+
 TEST_F(ResequenceSteps, AQuantityThatCantBeWrittenIsLoggedAndTheNextIs) {
     p.give({{"X", "10", ""}, {"Y", "20", ""}});
     p.fail("OBJ_set_value_string");

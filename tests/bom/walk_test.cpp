@@ -1,43 +1,20 @@
-// Which lines are worked on, and which are left alone.
-
-#include <sstream>
+// Which lines are worked on, and how deep.
 
 #include "platform/mv_line.h"
-#include "tests/bom/bom_service.h"
+#include "tests/bom/three_levels.h"
 
+using bom::k200Done;
+using bom::k200Left;
+using bom::k500Done;
+using bom::k500Left;
+using bom::kTopDone;
+using bom::kTopLeft;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
 namespace {
 
-// 100 has 200 twice on clashing numbers with 300; 200 has 400 and 500, 500 has 600 twice.
-class Walk : public bom::BomService {
-protected:
-    Walk() {
-        use("100", "200", "10");
-        use("100", "300", "10");
-        use("200", "400", "10");
-        use("200", "500", "10");
-        use("500", "600", "10");
-        use("500", "700", "10");
-        top = open("100");
-    }
-    tag_t line200() { return child(top, 0); }
-    tag_t line500() { return child(line200(), 1); }
-    std::vector<std::string> blocks() {
-        std::vector<std::string> parents;
-        std::istringstream text(protocol());
-        for (std::string line; std::getline(text, line);)
-            if (!line.empty() && line.front() != '\t')
-                parents.push_back(line);
-        return parents;
-    }
-    tag_t top = NULLTAG;
-};
-
-const std::vector<std::string> kTopDone = {"200[10]", "300[20]"}, kTopLeft = {"200[10]", "300[10]"};
-const std::vector<std::string> k200Done = {"400[10]", "500[20]"}, k200Left = {"400[10]", "500[10]"};
-const std::vector<std::string> k500Done = {"600[10]", "700[20]"}, k500Left = {"600[10]", "700[10]"};
+using Walk = bom::ThreeLevels;
 
 }  // namespace
 
@@ -104,62 +81,6 @@ TEST_F(Walk, ALineWithoutChildrenWritesNoBlock) {
     EXPECT_EQ(kHeader, protocol());
     EXPECT_THAT(contents(done.dataset), ElementsAre(kHeader));
     EXPECT_THAT(bom::remarks(world), IsEmpty());
-}
-
-TEST_F(Walk, ACheckedOutViewIsSkippedWithAllBelowAndWithoutAWord) {
-    world.bench.checkOut(view("200"), "");
-    run(top, {top});
-    EXPECT_EQ(kTopDone, shown(top)) << "it gets its own number as a child";
-    EXPECT_EQ(k200Left, shown(line200()));
-    EXPECT_EQ(k500Left, shown(line500()));
-    EXPECT_THAT(blocks(), ElementsAre("100/A"));
-    EXPECT_THAT(bom::remarks(world), IsEmpty());
-    EXPECT_THAT(world.bench.errorStack(), IsEmpty());
-}
-
-TEST_F(Walk, AViewCheckedOutBySomebodyElseIsSkippedJustTheSame) {
-    world.as(world.otherUser("other"), [&] { world.bench.checkOut(view("200"), ""); });
-    run(top, {top});
-    EXPECT_EQ(k200Left, shown(line200()));
-    EXPECT_THAT(blocks(), ElementsAre("100/A"));
-}
-
-TEST_F(Walk, AViewThatMayNotBeWrittenIsSkippedWithAllBelowAndWithoutAWord) {
-    denyWrite(view("200"));
-    run(top, {top});
-    EXPECT_EQ(kTopDone, shown(top));
-    EXPECT_EQ(k200Left, shown(line200()));
-    EXPECT_THAT(blocks(), ElementsAre("100/A"));
-    EXPECT_THAT(bom::remarks(world), IsEmpty());
-}
-
-TEST_F(Walk, ACheckedOutViewOfTheTopLinePassesTheCheckAndIsSkipped) {
-    world.bench.checkOut(view("100"), "");
-    run(top, {top, line200()}, 1);
-    EXPECT_THAT(world.bench.errorStack(), IsEmpty());
-    EXPECT_EQ(kTopLeft, shown(top));
-    EXPECT_EQ(k200Done, shown(line200()));
-}
-
-TEST_F(Walk, NoWriteAccessToTheTopLineEndsTheWorkWithAnErrorOnTheStack) {
-    denyWrite(view("100"));
-    const bom::ServiceRun done = run(top, {top, line200()});
-    EXPECT_EQ(0, done.status);
-    const auto stack = world.bench.errorStack();
-    ASSERT_EQ(1u, stack.size());
-    EXPECT_EQ(515001, stack[0].status);
-    EXPECT_EQ(3, stack[0].severity);
-    EXPECT_THAT(bom::remarks(world), ElementsAre("No write access to topbomline!"));
-    EXPECT_EQ(kTopLeft, shown(top));
-    EXPECT_EQ(k200Left, shown(line200()));
-    EXPECT_EQ(kHeader, protocol());
-    EXPECT_THAT(contents(done.dataset), ElementsAre(kHeader));
-}
-
-TEST_F(Walk, ATopLineWithoutAViewPasses) {
-    const tag_t leaf = child(top, 1);
-    EXPECT_EQ(0, run(leaf, {top}, 1).status);
-    EXPECT_EQ(kTopDone, shown(top));
 }
 
 TEST_F(Walk, GoesOverThePackedChildren) {
