@@ -42,7 +42,7 @@ protected:
 TEST_F(PackAndResequence, GivesTheProtocolsDatasetInTheSlot) {
     const bom::ServiceRun done = run(top, {top});
     EXPECT_EQ(0, done.status);
-    EXPECT_EQ(world.bench.resolve("PSE_RPBOM_infodba"), done.dataset);
+    EXPECT_EQ(world.bench.find({"PSE_RPBOM_infodba", "Text", "", 0}).at(0).tag, done.dataset);
     EXPECT_THAT(shown(top), ElementsAre("200[10] x3"));
     EXPECT_THAT(contents(done.dataset), ElementsAre(protocol()));
     EXPECT_THAT(world.bench.errorStack(), IsEmpty());
@@ -154,7 +154,7 @@ TEST_F(PackAndResequence, AnyPositiveSortSelectsTheSortingModeAndNothingElseDoes
 TEST_F(PackAndResequence, TheDirectEntryWorksAlike) {
     tag_t dataset = 77;
     EXPECT_EQ(0, KELD_PSE_PackAndResequenceBom2(top, 1, &top, 0, 0, &dataset));
-    EXPECT_EQ(world.bench.resolve("PSE_RPBOM_infodba"), dataset);
+    EXPECT_EQ(world.bench.find({"PSE_RPBOM_infodba", "Text", "", 0}).at(0).tag, dataset);
     EXPECT_THAT(shown(top), ElementsAre("200[10] x3"));
     EXPECT_EQ(1u, world.newBlocks()) << "the format's name; the list is the caller's";
 }
