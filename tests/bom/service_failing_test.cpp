@@ -141,7 +141,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, RunFailing,
                          testing::Values(std::pair{0, false}, std::pair{1, false},
                                          std::pair{0, true}));
 
-TEST(RunWithAFailure, InTheSearchForTheDatasetMakesAnotherOne) {
+TEST(OneCallFailing, InTheSearchForTheDatasetMakesAnotherOne) {
     for (const char* operation : {"DST_find_all_datasets", "DST_ask_dataset_datasettype",
                                   "DST_ask_datasettype_name", "DST_ask_dataset"}) {
         SCOPED_TRACE(operation);
@@ -156,7 +156,7 @@ TEST(RunWithAFailure, InTheSearchForTheDatasetMakesAnotherOne) {
     }
 }
 
-TEST(RunWithAFailure, OfTheImportKeepsTheProtocolOnDisk) {
+TEST(OneCallFailing, OfTheImportKeepsTheProtocolOnDisk) {
     Example example(false);
     example.world.fail("FIL_import_file");
     const bom::ServiceRun done = example.run(example.top, {example.top}, 1);
@@ -166,19 +166,19 @@ TEST(RunWithAFailure, OfTheImportKeepsTheProtocolOnDisk) {
     EXPECT_THAT(example.protocol(), testing::HasSubstr("100/A\n"));
 }
 
-TEST(RunWithAFailure, OfMakingTheDatasetGivesNone) {
+TEST(OneCallFailing, OfMakingTheDatasetGivesNone) {
     Example example(false);
     example.world.fail("DST_create_dataset_with_id");
     EXPECT_EQ(NULLTAG, example.run(example.top, {}).dataset);
 }
 
-TEST(RunWithAFailure, OfTheVersionSearchGivesNone) {
+TEST(OneCallFailing, OfTheVersionSearchGivesNone) {
     Example example(true);
     example.world.fail("DST_count_anchor_revisions");
     EXPECT_EQ(NULLTAG, example.run(example.top, {}).dataset);
 }
 
-TEST(RunWithAFailure, OfTheWriteAccessIsNoWriteAccess) {
+TEST(OneCallFailing, OfTheWriteAccessIsNoWriteAccess) {
     Example example(false);
     example.world.fail("ACL_check_privilege");
     EXPECT_EQ(0, example.run(example.top, {example.top}).status);
@@ -189,7 +189,7 @@ TEST(RunWithAFailure, OfTheWriteAccessIsNoWriteAccess) {
     EXPECT_EQ(bom::Structure::kHeader, example.protocol());
 }
 
-TEST(RunWithAFailure, OfTheIncrementIsTen) {
+TEST(OneCallFailing, OfTheIncrementIsTen) {
     Example example(false);
     example.world.bench.setPreference("PackAndResequenceBOM.SEQNO_INCR", {"25"});
     example.world.fail("OPT_ask_int_value");
