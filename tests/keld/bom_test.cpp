@@ -194,7 +194,7 @@ TEST_F(Bom, WithoutWriteAccessNothingIsChangedAndTheProtocolIsEmpty) {
     EXPECT_EQ(result.exit_code, 1);
     const json document = result.json();
     EXPECT_EQ(document["succeeded"], false);
-    EXPECT_EQ(document["outcome"]["error_stack"][0]["status"], 515001);
+    EXPECT_EQ(document["outcome"]["error_stack"].at(0)["status"], 515001);
     EXPECT_EQ(document["dataset"]["name"], "PSE_RPBOM_guest");
     EXPECT_TRUE(document["protocol"].empty());
     EXPECT_EQ(lines("000200"), kUntouched);

@@ -2,16 +2,8 @@
 
 #include <limits>
 
-namespace {
-
-bool IsBlank(char c) {
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-}  // namespace
-
 int KELD_SeqNoValue(const char* szText) {
-    while (IsBlank(*szText))
+    while (*szText == ' ')
         ++szText;
     const bool bNegative = *szText == '-';
     if (bNegative || *szText == '+')
