@@ -17,8 +17,10 @@
 
 #include "jobs/keld_fct_cjf_from_portal.h"
 #include "platform/keld_se.h"
+#include "platform/mv_art.h"
 #include "platform/mv_dbo.h"
 #include "platform/mv_heap.h"
+#include "platform/mv_obj.h"
 #include "platform/mv_org.h"
 #include "platform/mv_rel.h"
 #include "tests/support/world.h"
@@ -164,11 +166,13 @@ protected:
                 return line.substr(key.size() + 2);
         return "(no -" + key + ")";
     }
+    // What the library put on the error stack, without the planned failures of the platform.
     std::vector<std::pair<int, std::string>> stack() {
         std::vector<std::pair<int, std::string>> found;
         for (const auto& entry : world.bench.errorStack()) {
             EXPECT_EQ(3, entry.severity);
-            found.emplace_back(entry.status, entry.text);
+            if (entry.text.find("planned failure") == std::string::npos)
+                found.emplace_back(entry.status, entry.text);
         }
         return found;
     }

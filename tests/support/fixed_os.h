@@ -22,4 +22,7 @@ void setLocalOffset(int minutes);
 void setEnv(const std::string& name, const std::string& value);
 void unsetEnv(const std::string& name);
 
+// From now on no command can be run, or every one again.
+void failCommands(bool fail);
+
 }  // namespace fixed_os

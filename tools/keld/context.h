@@ -102,6 +102,7 @@ void addPeopleVerbs(Verbs& verbs);
 void addCallVerbs(Verbs& verbs);
 void addStatusVerbs(Verbs& verbs);
 void addBomVerbs(Verbs& verbs);
+void addJobVerbs(Verbs& verbs);
 void addDeleteVerb(Verbs& verbs);
 void addRenameVerb(Verbs& verbs);
 void addRegistryVerbs(Verbs& verbs);

@@ -118,6 +118,7 @@ int run(Globals& globals, int argc, char** argv) {
     addLookVerbs(verbs);
     addStatusVerbs(verbs);
     addBomVerbs(verbs);
+    addJobVerbs(verbs);
     addDeleteVerb(verbs);
     addRenameVerb(verbs);
     addRegistryVerbs(verbs);
