@@ -105,6 +105,17 @@ TEST_F(JobItem, TheFormHoldsEachValueInItsAttribute) {
     EXPECT_EQ("ORLAJob", world.bench.describe(jobItem()).cls);
 }
 
+TEST_F(JobItem, TheStandardModelsFormHasTheTwelveAttributesAndNoOtherOfTheirKind) {
+    ASSERT_EQ(0, create());
+    std::vector<std::string> found;
+    for (const std::string& name : world.bench.attributeNames(world.masterForm(jobItem())))
+        if (name.starts_with("orla_"))
+            found.push_back(name.substr(11));
+    EXPECT_THAT(
+        found, testing::UnorderedElementsAre("s_01", "s_02", "s_03", "s_04", "s_05", "s_06", "s_07",
+                                             "s_08", "s_09", "l_01", "l_02", "i_01"));
+}
+
 TEST_F(JobItem, TheTwoFlagsAreKeptApart) {
     Values values;
     values.target = true;
@@ -157,7 +168,7 @@ TEST_F(JobItem, EachLoopIsTracedWithItsNumberFromZero) {
     ASSERT_EQ(0, create({made.revision, made.item}));
     // The line begins with two line breaks, so it has no head of its own.
     EXPECT_THAT(jobs::contentOf(KELD_GetLogFilePath()),
-                HasSubstr("\nLoop-nr. <1> over the targets (iObjectCount = <2>)\n"));
+                HasSubstr(" Loop-nr. <1> over the targets (iObjectCount = <2>)\n"));
 }
 
 TEST_F(JobItem, ALatestRevisionThatCantBeFoundPassesTheItemOver) {

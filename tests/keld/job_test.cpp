@@ -7,9 +7,9 @@ using testing::Not;
 
 class Job : public ProgramWithStore {
 protected:
-    std::vector<fs::path> jobDirectories(const std::string& base = ".") {
+    std::vector<fs::path> jobDirectories(const std::string& base = "") {
         std::vector<fs::path> found;
-        for (const auto& entry : fs::directory_iterator(path(base)))
+        for (const auto& entry : fs::directory_iterator(base.empty() ? directory() : path(base)))
             if (entry.is_directory() && entry.path().filename().string().starts_with("2"))
                 found.push_back(entry.path());
         return found;
