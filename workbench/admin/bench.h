@@ -1,7 +1,7 @@
 #pragma once
 
-// The class behind mervane_workbench(). Its members are defined by subject: stores.cpp, registry.cpp, model.cpp,
-// objects.cpp, search.cpp, calls.cpp.
+// The class behind mervane_workbench(). Its members are defined by subject: stores.cpp,
+// registry.cpp, model.cpp, objects.cpp, search.cpp, calls.cpp.
 
 #include <map>
 #include <memory>
