@@ -211,6 +211,26 @@ TEST_F(Rename, AStatusThatForbidsItIsTheReason) {
     EXPECT_EQ(change(after, "F/A", "object_name"), "") << "the frozen revision stays as it is";
 }
 
+TEST_F(Rename, AReplicaIsRefusedWithItsSite) {
+    load(R"({"world": 1,
+        "objects": [{"label": "s", "type": "Site", "values": {"site_name": "Kiel", "site_id": 3}}],
+        "items": [{"id": "R", "name": "R", "attributes": {"owning_site": "s"}}]})");
+    const json document = refused({"R", "--to", "S"}).json();
+    EXPECT_EQ(document["refusal"]["status"], 919342);
+    EXPECT_EQ(document["refusal"]["object"], "R");
+    EXPECT_EQ(document["refusal"]["reason"], "the site Kiel owns it");
+    EXPECT_EQ(document["renamed"], json::array());
+}
+
+TEST_F(Rename, AFailureOnTheWayShowsWhatIsChangedAlready) {
+    environment()["MERVANE_FAULTS"] = "OBJ_save:2=4711";
+    const json document = refused({"ABC-01", "--to", "XY-9"}).json();
+    EXPECT_EQ(document["refusal"]["status"], 4711);
+    EXPECT_EQ(document["refusal"]["operation"], "OBJ_save");
+    EXPECT_EQ(document["renamed"].size(), 1u) << document["renamed"];
+    EXPECT_EQ(change(document, "ABC-01", "item_id"), "ABC-01 -> XY-9");
+}
+
 TEST_F(Rename, AnIdThatAnotherItemHasIsRefusedByThePlatform) {
     const json document = refused({"ABC-01", "--to", "ABC-02"}).json();
     EXPECT_EQ(document["refusal"]["status"], 710017);
