@@ -133,6 +133,21 @@ TEST_F(RelatedObject, APartOfAnExcludedNameIsExcludedToo) {
     EXPECT_EQ("plan XYZ", name(dataset));
 }
 
+TEST_F(RelatedObject, WithoutASettingTheBasedOnRelationAndPartsOfItsNameAreSkipped) {
+    settings(world, {"ExcludeItemRelations="});
+    for (const char* relation : {"based_on", "VANE", "VANE_based_on2"})
+        world.bench.defineRelationType(relation);
+    const tag_t origin = related("origin ABC", "VANE_based_on"),
+                part = related("p ABC", "based_on"), start = related("s ABC", "VANE"),
+                more = related("m ABC", "VANE_based_on2");
+    ASSERT_EQ(0, CKELD_ReName::RenameItem(item, "XYZ", "", ""));
+    EXPECT_EQ("origin ABC", name(origin));
+    EXPECT_EQ("p ABC", name(part));
+    EXPECT_EQ("s ABC", name(start));
+    EXPECT_EQ("m XYZ", name(more));
+    EXPECT_EQ("plan XYZ", name(dataset));
+}
+
 TEST_F(RelatedObject, WhatIsNeitherWorkspaceNorClassificationObjectIsSkipped) {
     const tag_t person = world.bench.create("Person");
     world.bench.relate(item, person, "VANE_reference");
@@ -200,14 +215,6 @@ TEST_F(RelatedObject, AnUnchangedDatasetHasNoNamedReferenceWork) {
     EXPECT_FALSE(changed);
     EXPECT_THAT(world::only(calls, {"DST_", "ERR_", "FIL_"}), IsEmpty());
     EXPECT_TRUE(world.locked(dataset));
-}
-
-TEST_F(RelatedObject, AFormHasNoNamedReferenceWork) {
-    const tag_t form = world.bench.createForm("Form", "sheet ABC");
-    world.bench.relate(item, form, "VANE_reference");
-    const auto calls = world.calls([&] { EXPECT_EQ(0, run(form, 15)); });
-    EXPECT_EQ("sheet XYZ", name(form));
-    EXPECT_THAT(world::only(calls, {"DST_", "ERR_set", "FIL_"}), IsEmpty());
 }
 
 TEST_F(RelatedObject, WithoutAPlaceForTheFlagNoNamedReferenceFollows) {

@@ -140,6 +140,17 @@ TEST(RevisionFailing, EachFailureIsReturnedAndTheLockLeftWhereTheFunctionIsLeft)
                "MVTYPE_ask_name", "ART_rev_list_bom_view_revs"});
 }
 
+TEST(RevisionFailing, TheListOfBomViewRevisionsIsLostWhereTheFunctionIsLeft) {
+    World world;
+    const world::ItemTags made = world.item("ABC");
+    const tag_t bvr = world.bench.bomViewRevision(made.revision);
+    world::writeProtect(world, bvr);
+    EXPECT_EQ(mervane::kNotAllowed, run(made.revision, kExtended, "2"));
+    EXPECT_EQ(1u, world.newBlocks());
+    EXPECT_EQ(mervane::kNotAllowed, run(made.revision, kIdOnly));  // the in-line form
+    EXPECT_EQ(1u, world.newBlocks());
+}
+
 TEST(RevisionFailing, NoListIsLostInTheInLineCalls) {
     World world;
     const world::ItemTags made = world.item("ABC");

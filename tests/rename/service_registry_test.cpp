@@ -138,3 +138,54 @@ TEST_F(RenameServiceRegistry, AnEmptyIdIsRefusedBehindTheQuestionAboutIt) {
                 ElementsAre("REG_is_item_id_registered(ABC, 7)", "REG_is_item_id_registered(7)",
                             "REG_is_item_id_registered(ABC, 0)"));
 }
+
+// ---- a failure at each of the registry's calls of a run ----
+
+TEST_F(RenameServiceRegistry, AFailureAtEachCallInEachModeHasItsOutcome) {
+    const struct Call {
+        const char* operation;
+        int n;
+    } calls[] = {{"REG_is_item_id_registered", 1},  // the old id
+                 {"REG_is_item_id_registered", 2},  // the new one
+                 {"REG_register_item_id", 1},       // the new one
+                 {"REG_is_item_id_registered", 3},  // the old one again, behind the rename
+                 {"REG_unregister_item_id", 1}};
+    int runs = 0;
+    for (int call = 0; call < 5; ++call)
+        for (const int failure : {100309, 4711})
+            for (int mode = 0; mode <= 3; ++mode)
+                for (const bool go_on : {false, true}) {
+                    SCOPED_TRACE(testing::Message() << "call " << call << ", failure " << failure
+                                                    << ", mode " << mode << ", go on " << go_on);
+                    if (!isRegistered("ABC")) {
+                        ASSERT_EQ(0, REG_register_item_id("ABC", 7));
+                    }
+                    if (isRegistered("XYZ")) {
+                        ASSERT_EQ(0, REG_unregister_item_id("XYZ", 7));
+                    }
+                    world.put(item, "item_id", "ABC");
+                    world::settings(world, {"ChangeRegisteredItemId=" + std::to_string(mode)});
+                    world.bench.setPreference("ART_id_allow_if_registry_down",
+                                              {go_on ? "true" : "false"});
+                    world.bench.setFaults({{calls[call].operation, calls[call].n, failure}});
+                    const world::Outcome outcome = world::rename(world, item, "XYZ");
+                    world.bench.setFaults({});
+
+                    // In mode 3 the privilege makes up for the first question.
+                    const bool made_up = call == 0 && mode == 3;
+                    const bool forbidden = mode == 2 && call != 0;
+                    const bool down = failure == 100309;
+                    const bool renames = !forbidden && (down || call >= 3 || made_up);
+                    // The last call isn't reached in mode 3.
+                    const bool reached = call != 4 || mode != 3;
+                    const bool fails = !down && !made_up && reached;
+                    EXPECT_EQ(both(forbidden ? 919345 : fails ? 4711 : 0), outcome);
+                    EXPECT_EQ(renames ? "XYZ" : "ABC", world.storedText(item, "item_id"));
+                    EXPECT_EQ(!forbidden && (call >= 3 || made_up), isRegistered("XYZ"));
+                    // The old id leaves only where all it takes was answered.
+                    const bool leaves = renames && mode != 3 && (call == 1 || call == 2) && !go_on;
+                    EXPECT_EQ(!leaves, isRegistered("ABC"));
+                    ++runs;
+                }
+    EXPECT_EQ(5 * 2 * 4 * 2, runs);
+}

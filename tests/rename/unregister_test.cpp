@@ -128,6 +128,41 @@ TEST_F(Unregister, EachFailureIsReturned) {
     }
 }
 
+// Every answer at each of its calls, in every mode, with both preferences on and off.
+TEST_F(Unregister, TheOutcomeAgreesWithTheModelInEveryCombination) {
+    KELD_SetLogLevel(0);
+    int runs = 0;
+    for (const int asking : {0, kDown, kFails})
+        for (const int removing : {0, kDown, kFails})
+            for (const bool known : {true, false})
+                for (const bool item_left : {true, false})
+                    for (int mode = 0; mode <= 3; ++mode)
+                        for (int bits = 0; bits < 4; ++bits, ++runs) {
+                            const bool wanted = bits & 1, go_on = bits & 2;
+                            const char* id = item_left ? "ABC" : "OLD";
+                            setRegistered(id, known);
+                            world.bench.setPreference("ART_id_unregister_on_delete",
+                                                      {wanted ? "true" : "false"});
+                            world.bench.setPreference("ART_id_allow_if_registry_down",
+                                                      {go_on ? "true" : "false"});
+                            std::vector<mervane::Fault> faults;
+                            if (asking)
+                                faults.push_back({"REG_is_item_id_registered", 1, asking});
+                            if (removing)
+                                faults.push_back({"REG_unregister_item_id", 1, removing});
+                            world.bench.setFaults(faults);
+                            const int status = run(id, mode);
+                            world.bench.setFaults({});
+                            const bool removes =
+                                wanted && !asking && known && !item_left && mode != 3;
+                            const bool fails =
+                                (wanted && asking == kFails) || (removes && removing == kFails);
+                            ASSERT_EQ(fails ? kFails : 0, status) << runs;
+                            ASSERT_EQ(known && !(removes && !removing), isRegistered(id)) << runs;
+                        }
+    EXPECT_EQ(3 * 3 * 2 * 2 * 4 * 4, runs);
+}
+
 TEST_F(Unregister, AFailedSearchInModeThreeIsReturnedToo) {
     registered("OLD");
     world.bench.setFaults({{"ART_find_item", 1, kFails}});
