@@ -47,6 +47,11 @@ TEST_F(BatchEntry, RenamesARevisionInOneModifyingPass) {
     EXPECT_EQ("XYZ", id());
     EXPECT_EQ("2", revisionId(second));
     EXPECT_EQ(1, std::ranges::count(calls, std::string("ART_list_all_revs(item)")));
+    const auto traced = world::traced(world, 0);
+    for (const char* call :
+         {"KELD_ART_find_item(pcItem, &tagItem)", "ART_find_revision(tagItem, pcRev, &tagRev)",
+          "ENT_describe(tagItem, &desc)"})
+        EXPECT_THAT(traced, Contains(call));
 }
 
 TEST_F(BatchEntry, BlankTextsKeepNameAndDescription) {

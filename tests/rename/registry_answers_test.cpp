@@ -149,6 +149,9 @@ TEST_F(RegistryAnswers, AnUnreachableRegistryIsTracedWithTheOldId) {
     EXPECT_THAT(world::Lines(lines.end() - 2, lines.end()),
                 ElementsAre("ART_id_allow_if_registry_downsite=ABC",
                             "REG_registry_not_available set to true, so continue without error"));
+    EXPECT_THAT(world::traced(world),
+                Contains("KELD_get_logical_pref(MV_preference_site, "
+                         "\"ART_id_allow_if_registry_down\", &lAllowIfRegistryDownsite, false)"));
 }
 
 TEST_F(RegistryAnswers, TheFailedReadOfThatPreferenceTakesTheStatussPlace) {

@@ -68,6 +68,11 @@ TEST_F(Registry, ItsCallsAreTracedInTheInLineForm) {
     const auto calls = world::traced(world);
     for (const char* call :
          {"OBJ_ask_value_string(tagItem, \"object_type\", &sItemType)",
+          "KELD_get_logical_pref(MV_preference_site, \"ART_id_registry\", &lItemIdRegistry, false)",
+          "KELD_get_string_pref(MV_preference_site, \"ART_id_registry_site\", &spRegistrySite, "
+          "\"\")",
+          "KELD_get_logical_pref(MV_preference_site, \"ART_id_always_register_on_creation\", "
+          "&lAlwaysRegisterOnCreation, false)",
           "ORG_find_site(spRegistrySite, &tRegistrySite)",
           "ORG_ask_site_info(tRegistrySite, sRegistrySite, &iRegistrySiteId)",
           "ART_ask_id(tagItem, sOldItemId)", "DBO_ask_group(&sGroupName, &tGroup)",

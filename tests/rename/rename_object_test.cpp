@@ -227,6 +227,13 @@ TEST_F(RenameObject, AGrownDescriptionIsCutAt240CharactersSilently) {
     EXPECT_THAT(world.lines("EW"), IsEmpty());
 }
 
+TEST_F(RenameObject, TheCutIsAtTheByteAlsoInsideACharacter) {
+    world::called(world, dataset, "ABC" + std::string(123, 'r') + "\xC3\xBC");
+    ASSERT_EQ(
+        0, CKELD_ReName::RenameObj(dataset, "VXYZ", "ABC", &changed, "", "", "", "", "Item", "R"));
+    EXPECT_EQ("VXYZ" + std::string(123, 'r') + "\xC3", name(dataset));
+}
+
 TEST_F(RenameObject, LongestTextsStayWhole) {
     settings(world, {"ChangeObjectDescription.Item.R.Text=1"});
     world::called(world, dataset, "ABC" + std::string(125, 'r'));

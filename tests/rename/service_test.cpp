@@ -59,6 +59,7 @@ TEST_F(RenameService, ReadsItsArgumentsInOrder) {
     EXPECT_EQ("KELD_ReNameItem  Name=Disc", lines[1]);
     EXPECT_EQ("KELD_ReNameItem  Desc=d", lines[2]);
     EXPECT_THAT(world::only(world::traced(world), {"SVCARG"}), IsEmpty());
+    EXPECT_THAT(world::traced(world, 0), Contains("KELD_isItemReplica(tagItem, &lIsReplica)"));
 }
 
 TEST_F(RenameService, AShortArgumentListShowsInEmptyValues) {

@@ -32,7 +32,10 @@ TEST_F(Unregister, AnIdThatNoItemHasIsTakenOutWithTheSiteNumberZero) {
                             "OLD is registered=true (0)"));
     EXPECT_EQ(0u, world.newBlocks());
     const auto traced = world::traced(world);
-    for (const char* call : {"ORG_find_site(spRegistrySite, &tRegistrySite)",
+    for (const char* call : {"KELD_get_logical_pref(MV_preference_site, "
+                             "\"ART_id_unregister_on_delete\", &lUnregisterOnDelete, true)",
+                             "KELD_ART_find_item(sOldItemId, &tOldItem)",
+                             "ORG_find_site(spRegistrySite, &tRegistrySite)",
                              "REG_is_item_id_registered(sOldItemId, &iIsRegistered, 0)",
                              "REG_unregister_item_id(sOldItemId, 0)"})
         EXPECT_THAT(traced, Contains(call));
