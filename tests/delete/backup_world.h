@@ -1,0 +1,147 @@
+#pragma once
+
+// A small world with a backup directory, and around that a place in which nothing may change.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "delete/keld_delete_deluxe.h"
+#include "platform/mv_err.h"
+#include "platform/mv_heap.h"
+#include "tests/support/world.h"
+
+namespace delete_test {
+
+namespace fs = std::filesystem;
+
+inline std::string contentOf(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream all;
+    all << in.rdbuf();
+    return all.str();
+}
+
+inline void putFile(const fs::path& path, const std::string& content) {
+    std::ofstream(path, std::ios::binary) << content;
+}
+
+using Tree = std::map<std::string, std::string>;
+
+// Every file, directory ("dir") and link below a directory, with its contents.
+inline Tree treeOf(const fs::path& top) {
+    Tree tree;
+    if (!fs::exists(top))
+        return tree;
+    for (const auto& entry : fs::recursive_directory_iterator(top)) {
+        const std::string name = entry.path().lexically_relative(top).string();
+        if (entry.is_symlink())
+            tree[name] = "link to " + fs::read_symlink(entry.path()).string();
+        else if (entry.is_directory())
+            tree[name] = "dir";
+        else
+            tree[name] = entry.is_regular_file() ? contentOf(entry.path()) : "device";
+    }
+    return tree;
+}
+
+// A directory that goes with the test.
+class Place {
+public:
+    Place() {
+        std::string pattern = (fs::temp_directory_path() / "keld_delete_XXXXXX").string();
+        path = ::mkdtemp(pattern.data());
+    }
+    ~Place() {
+        std::error_code ignored;
+        fs::remove_all(path, ignored);
+    }
+    fs::path path;
+};
+
+class BackupWorld : public testing::Test {
+protected:
+    BackupWorld() {
+        fs::create_directory(top);
+        fs::create_directory(outside);
+        putFile(outside / "victim.txt", "precious");
+        ERR_clear_errors();
+    }
+
+    void configureBackup() { configureBackup(top.string()); }
+    void configureBackup(const std::string& directory) {
+        world.bench.setPreference("KELD_DELBackupTopDirCentral", {directory});
+    }
+
+    // A dataset type with the reference name "Text" for its files.
+    std::string type(const std::string& name) {
+        if (std::ranges::count(world.bench.typeNames("Dataset"), name) == 0)
+            world.bench.defineDatasetType(name, "Tool of " + name, {"F"}, {"Text"});
+        return name;
+    }
+    tag_t file(tag_t dataset, const std::string& name, const std::string& content) {
+        const fs::path source = place.path / "source";
+        putFile(source, content);
+        const tag_t made = world.bench.addFile(dataset, "Text", source.string(), "plain");
+        world.put(made, "original_file_name", name);
+        fs::remove(source);
+        return made;
+    }
+    // A dataset with one file that specifies an object.
+    tag_t drawing(tag_t owner, const std::string& name = "drawing",
+                  const std::string& file_name = "drawing.txt",
+                  const std::string& content = "sheet 1\n") {
+        const tag_t made = world.specification(owner, name);
+        file(made, file_name, content);
+        return made;
+    }
+
+    int service(const std::vector<tag_t>& objects) {
+        world.bench.sendArguments({objects});
+        int result = 99;
+        const int status = KELD_DeleteDeluxe(&result);
+        EXPECT_EQ(0, result);
+        return status;
+    }
+    int backup(tag_t dataset, tag_t revision = NULLTAG, FILE* log = nullptr) {
+        return PerformCentralBackup(dataset, revision, top.c_str(), log);
+    }
+
+    // The backup tree without logs.
+    Tree saved() const {
+        Tree tree;
+        for (const auto& [name, content] : treeOf(top))
+            if (!name.starts_with("delete_"))
+                tree[name] = content;
+        return tree;
+    }
+    // The delete log, each time of the right form as "<time>".
+    std::string deleteLog(const std::string& user = "infodba") const {
+        std::istringstream in(contentOf(top / ("delete_" + user + ".log")));
+        std::string all;
+        for (std::string line; std::getline(in, line);) {
+            const bool time = line.size() > 19 && line[4] == '-' && line[7] == '-' &&
+                              line[10] == ' ' && line[13] == ':' && line[16] == ':' &&
+                              line[19] == ',';
+            all += (time ? "<time>" + line.substr(19) : line) + "\n";
+        }
+        return all;
+    }
+    std::string path(const std::string& below) const { return (top / below).string(); }
+    std::vector<mervane::StackEntry> stack() { return world.bench.errorStack(); }
+
+    Place place;
+    const fs::path top = place.path / "backup";
+    const fs::path outside = place.path / "outside";
+    world::World world;
+};
+
+}  // namespace delete_test

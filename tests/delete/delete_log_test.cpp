@@ -1,0 +1,159 @@
+// The delete log byte for byte under a fixed clock, and several processes that write to one.
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <set>
+
+#include "tests/delete/backup_world.h"
+#include "tests/support/fixed_os.h"
+
+namespace delete_test {
+namespace {
+
+// 2011-03-07 14:05:09 local time.
+constexpr std::int64_t kThen = 1299503109000;
+
+// The log of the libraries goes to the test's directory before a world is made.
+class FixedSystem {
+public:
+    FixedSystem() {
+        fixed_os::setEnv("KELD_LOG_FILE", (place.path / "keld.log").string());
+        fixed_os::setLocalOffset(60);
+        fixed_os::setClock(kThen);
+    }
+    Place place;
+};
+
+class DeleteLog : public FixedSystem, public BackupWorld {
+protected:
+    using BackupWorld::place;
+    DeleteLog() { configureBackup(); }
+    std::string wholeLog() const { return contentOf(top / "delete_infodba.log"); }
+    std::string keldLog() const {
+        (void)KELD_GetLogFilePath();
+        return contentOf(FixedSystem::place.path / "keld.log");
+    }
+};
+
+}  // namespace
+
+TEST_F(DeleteLog, TreeFilesAndLogAreToldToTheByte) {
+    world.bench.setPreference("KELD_DEL_DELUXE_TYPES", {"CADMASTER"});
+    const auto housing = world.item("4711");
+    const std::string bytes("\0\r\n\xFF%s\n", 8);
+    const tag_t part = world.specification(housing.revision, "Housing", type("CADMASTER"));
+    file(part, "housing.prt", bytes);
+    file(part, "preview.jpg", "");
+    const tag_t notes = world.specification(housing.item, "No/tes; \"old\"");
+    file(notes, "notes.txt", "36 spokes\n");
+    const tag_t loose = world.dataset("100% loose");
+    file(loose, "a:b.txt", "x");
+
+    ASSERT_EQ(0, service({part, world.bench.createFolder("empty"), notes}));
+    fixed_os::advanceClock(86400000LL * 300);
+    ASSERT_EQ(0, service({loose}));
+
+    const std::string t = top.string() + "/";
+    const std::string log = "2011-03-07 14:05:09,infodba:4711/A;Housing (CADMASTER);" + t +
+                            "4711_A/Housing/housing.prt\n"
+                            "2011-03-07 14:05:09,infodba:4711/A;Housing (CADMASTER);" +
+                            t +
+                            "4711_A/Housing/preview.jpg\n"
+                            "2011-03-07 14:05:09,infodba:4711;No/tes; \"old\" (Text);" +
+                            t +
+                            "4711/No_tes___old_/notes.txt\n"
+                            "2012-01-01 14:05:09,infodba:infodba;100% loose (Text);" +
+                            t + "infodba/100__loose/a_b.txt\n";
+    EXPECT_EQ((Tree{{"4711", "dir"},
+                    {"4711/No_tes___old_", "dir"},
+                    {"4711/No_tes___old_/notes.txt", "36 spokes\n"},
+                    {"4711_A", "dir"},
+                    {"4711_A/Housing", "dir"},
+                    {"4711_A/Housing/housing.prt", bytes},
+                    {"4711_A/Housing/preview.jpg", ""},
+                    {"infodba", "dir"},
+                    {"infodba/100__loose", "dir"},
+                    {"infodba/100__loose/a_b.txt", "x"},
+                    {"delete_infodba.log", log}}),
+              treeOf(top));
+}
+
+TEST_F(DeleteLog, AnExistingLogIsContinued) {
+    putFile(top / "delete_infodba.log", "an earlier line\n");
+    ASSERT_EQ(0, service({drawing(world.item("1").revision)}));
+    EXPECT_EQ("an earlier line\n2011-03-07 14:05:09,infodba:1/A;drawing (Text);" +
+                  path("1_A/drawing/drawing.txt") + "\n",
+              wholeLog());
+}
+
+TEST_F(DeleteLog, ALineIsMadeOfItsPartsAsTheyAre) {
+    FILE* const log = std::fopen(path("own.log").c_str(), "a");
+    ASSERT_NE(nullptr, log);
+    EXPECT_EQ(0, WriteToDeleteLog(log, "abc", "4711/A", "Housing", "CADMASTER",
+                                  "S:\\backup\\4711_A\\Housing\\housing.prt"));
+    EXPECT_EQ(0, WriteToDeleteLog(log, "", "", "", "", ""));
+    EXPECT_EQ(0, WriteToDeleteLog(log, "%s", "%n", "a\nb", "%d", "%"));
+    EXPECT_EQ(0, WriteToDeleteLog(log, nullptr, nullptr, nullptr, nullptr, nullptr));
+    const std::string huge(200000, 'x');
+    EXPECT_EQ(0, WriteToDeleteLog(log, huge.c_str(), "", "", "", ""));
+    std::fclose(log);
+    const std::string now = "2011-03-07 14:05:09,";
+    EXPECT_EQ(now + "abc:4711/A;Housing (CADMASTER);S:\\backup\\4711_A\\Housing\\housing.prt\n" +
+                  now + ":; ();\n" + now + "%s:%n;a\nb (%d);%\n" + now +
+                  "(null):(null);(null) ((null));(null)\n" + now + huge + ":; ();\n",
+              contentOf(path("own.log")));
+}
+
+// Two server processes of one user back up at the same time: their lines never mix.
+TEST_F(DeleteLog, TwoProcessesOfOneUserAppendWithoutTornLines) {
+    constexpr int processes = 2, files = 300, rounds = 6;
+    std::vector<tag_t> datasets;
+    for (int process = 0; process < processes; ++process) {
+        const tag_t dataset =
+            world.specification(world.item("part" + std::to_string(process)).revision, "drawing");
+        for (int i = 0; i < files; ++i)
+            file(dataset, std::string(20 + 100 * process, 'f') + "_" + std::to_string(i), "x");
+        datasets.push_back(dataset);
+    }
+    ASSERT_EQ(0, service({}));
+    int start[2];
+    ASSERT_EQ(0, ::pipe(start));
+    std::vector<pid_t> children;
+    for (int process = 0; process < processes; ++process) {
+        const pid_t child = ::fork();
+        if (child == 0) {
+            ::close(start[1]);
+            char go = 0;
+            (void)!::read(start[0], &go, 1);
+            int status = 0;
+            for (int round = 0; round < rounds; ++round)
+                status |= service({datasets[static_cast<std::size_t>(process)]});
+            ::_exit(status == 0 ? 0 : 1);
+        }
+        children.push_back(child);
+    }
+    ::close(start[0]);
+    ::close(start[1]);
+    for (const pid_t child : children) {
+        int ended = 0;
+        ::waitpid(child, &ended, 0);
+        EXPECT_EQ(0, ended);
+    }
+    std::multiset<std::string> lines;
+    std::istringstream in(wholeLog());
+    for (std::string line; std::getline(in, line);)
+        lines.insert(line);
+    EXPECT_EQ(static_cast<std::size_t>(processes * files * rounds), lines.size());
+    for (int process = 0; process < processes; ++process)
+        for (int i = 0; i < files; ++i) {
+            const std::string id = "part" + std::to_string(process);
+            const std::string line =
+                "2011-03-07 14:05:09,infodba:" + id + "/A;drawing (Text);" +
+                path(id + "_A/drawing/" + std::string(20 + 100 * process, 'f') + "_" +
+                     std::to_string(i));
+            EXPECT_EQ(static_cast<std::size_t>(rounds), lines.count(line)) << line;
+        }
+}
+
+}  // namespace delete_test
