@@ -16,13 +16,13 @@ public:
 
     // The wanted name, cut to the limit, with a suffix if it is taken.
     std::string next(const std::string& wanted) {
-        const std::string base = cutUtf8(wanted, limit_);
+        std::string base = cutUtf8(wanted, limit_);
         if (free(base))
             return base;
         // Numbers go on from the last one, so that many equal names cost no search.
         for (int& number = numbers_.try_emplace(base, 1).first->second;;) {
             const std::string suffix = "-" + std::to_string(++number);
-            const std::string name = cutUtf8(base, limit_ - suffix.size()) + suffix;
+            std::string name = cutUtf8(base, limit_ - suffix.size()) + suffix;
             if (free(name))
                 return name;
         }

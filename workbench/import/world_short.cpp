@@ -118,12 +118,13 @@ void WorldImport::readCommon(const JsonNode& node, tag_t object) {
 
 void WorldImport::readAttributes(const JsonNode& node, tag_t tag) {
     Object& object = session_.object(tag);
-    for (const auto& [name, value] : node.members()) {
+    for (const auto& member : node.members()) {
+        const auto& [name, value] = member;
         const Attribute& attribute = attributeNamed(value, name, *object.type);
         const Values values =
             readValues(value, attribute, [this](const JsonNode& n) { return resolve(n); });
         checkLengths(value, attribute, values);
-        at(value, [&] { session_.put(object, name, values); });
+        at(value, [&] { session_.put(object, member.first, values); });
     }
     at(node, [&] { session_.save(object); });
 }

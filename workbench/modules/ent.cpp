@@ -116,8 +116,7 @@ int ENT_describe(tag_t object, ItemDescription* description) {
             copyInto(record.name, sizeof record.name, nameOf(session, object), "name");
             copyInto(record.description, sizeof record.description, descriptionOf(session, object),
                      "description");
-            std::strcpy(description->name, record.name);
-            std::strcpy(description->description, record.description);
+            *description = record;
         },
         object, description);
 }

@@ -217,7 +217,7 @@ std::vector<OccurrenceValues*> BomWindows::writable(BomLine& line, std::string_v
     return list;
 }
 
-void BomWindows::setProperty(tag_t tag, std::string_view name, Values values) {
+void BomWindows::setProperty(tag_t tag, std::string_view name, const Values& values) {
     BomLine& written = line(tag);
     if (!hasProperty(tag, name))
         unknown(name);

@@ -66,7 +66,7 @@ public:
 
     bool hasProperty(tag_t line, std::string_view name);
     Session::Property property(tag_t line, std::string_view name);
-    void setProperty(tag_t line, std::string_view name, Values values);
+    void setProperty(tag_t line, std::string_view name, const Values& values);
     // A number for a name; the same for the life of the process. Failure kUnknownAttribute.
     int attributeId(std::string_view name);
     std::string attributeName(int id) const;

@@ -290,7 +290,7 @@ std::string Session::displayId(tag_t tag) {
         return attribute("object_name");
     for (std::string_view name :
          {"user_id", "group_name", "site_name", "person_name", "original_file_name", "id"})
-        if (const std::string id = attribute(name); !id.empty())
+        if (std::string id = attribute(name); !id.empty())
             return id;
     return "";
 }

@@ -158,7 +158,7 @@ public:
                 .run();
             if (connection_->changes() == 1)
                 return std::nullopt;
-            const std::optional<LockOwner> holder = owner(object);
+            std::optional<LockOwner> holder = owner(object);
             if (holder && holder->session == session)
                 return std::nullopt;
             if (holder)
