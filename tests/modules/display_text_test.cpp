@@ -185,4 +185,26 @@ TEST_F(DisplayText, SurvivesSavingForEachKind) {
         EXPECT_EQ(text(form, property), value);
 }
 
+TEST_F(DisplayText, ThatDoesNotFitIsRefusedWithTheObjectThePropertyAndTheReason) {
+    const auto refused = [&](const char* property, const char* value) {
+        const int status = OBJ_UIF_set_value(form, property, value);
+        EXPECT_THAT(lastError(), HasSubstr("#" + std::to_string(form)));
+        EXPECT_THAT(lastError(), HasSubstr(property));
+        return std::to_string(status) + ": " + lastError();
+    };
+    const auto told = [](int status, const char* reason) {
+        return testing::AllOf(testing::StartsWith(std::to_string(status) + ": "),
+                              HasSubstr(reason));
+    };
+    EXPECT_THAT(refused("i", "42 mm"), told(kBadValue, "\"42 mm\" is no integer"));
+    EXPECT_THAT(refused("ii", "1, two"), told(kBadValue, "\"two\" is no integer"));
+    EXPECT_THAT(refused("d", "2,5"), told(kBadValue, "\"2,5\" is no number"));
+    EXPECT_THAT(refused("l", "yes"), told(kBadValue, "\"yes\" is neither True nor False"));
+    EXPECT_THAT(refused("t", "31.03.2026"), told(kBadDate, "\"31.03.2026\" is no date"));
+    EXPECT_THAT(refused("r", "nobody"), told(kBadValue, "the display id of no object"));
+    EXPECT_THAT(refused("s", "more than twenty characters"), told(kTooLong, "at most 20"));
+    EXPECT_THAT(refused("object_type", "Form"), told(kReadOnly, "can't be set"));
+    EXPECT_THAT(refused("nothing", "x"), told(kUnknownAttribute, "no such property"));
+}
+
 }  // namespace mervane::test

@@ -132,6 +132,52 @@ TEST_F(Objects, SayWhetherThisUserMayChangeThem) {
     EXPECT_FALSE(property);
 }
 
+TEST_F(Objects, OfAnotherSiteMayNotBeChangedHere) {
+    const tag_t item = part("000001").item;
+    const auto modifiable = [&] {
+        logical property = false;
+        EXPECT_EQ(OBJ_ask_value_logical(item, "is_modifiable", &property), 0);
+        return property;
+    };
+    tag_t site = 5;
+    EXPECT_EQ(OBJ_get_value_tag(item, "owning_site", &site), 0);
+    EXPECT_EQ(site, NULLTAG);
+    EXPECT_TRUE(modifiable());
+    const tag_t other = wb.create("Site");
+    wb.set(other, "site_name", {std::string("elsewhere")});
+    wb.set(item, "owning_site", {Reference{other}});
+    EXPECT_EQ(OBJ_get_value_tag(item, "owning_site", &site), 0);
+    EXPECT_EQ(site, other);
+    EXPECT_FALSE(modifiable());
+    char* text = nullptr;
+    EXPECT_EQ(OBJ_UIF_ask_value(item, "owning_site", &text), 0);
+    EXPECT_EQ(taken(text), "elsewhere");
+}
+
+TEST_F(Objects, ThatAnotherUserHasMayNotBeChangedHere) {
+    const tag_t item = part("000001").item;
+    const auto modifiable = [&] {
+        logical property = false;
+        EXPECT_EQ(OBJ_ask_value_logical(item, "is_modifiable", &property), 0);
+        return property;
+    };
+    wb.createUser("miller", "Miller", "dba");
+    const auto other = wb.openSession(store, {"miller", ""});
+    EXPECT_EQ(OBJ_lock(item), 0) << lastError();
+    EXPECT_TRUE(modifiable());
+    wb.selectSession(session);
+    EXPECT_FALSE(modifiable());
+    wb.selectSession(other);
+    EXPECT_EQ(OBJ_refresh(item, false), 0);
+    wb.checkOut(item, "");
+    wb.selectSession(session);
+    EXPECT_FALSE(modifiable());
+    wb.selectSession(other);
+    wb.checkIn(item);
+    wb.selectSession(session);
+    EXPECT_TRUE(modifiable());
+}
+
 class TypedProperties : public World {};
 
 TEST_F(TypedProperties, AreReadByNameAndKind) {

@@ -78,6 +78,17 @@ TEST_F(Types, KnowTheirProperties) {
     EXPECT_FALSE(hasProperty(item, ""));
 }
 
+TEST_F(Types, KnowThePropertiesOfTheTypesAboveThem) {
+    wb.defineType("Part", "Item", {{"colour", Kind::String, false, 20}});
+    wb.defineType("Screw", "Part", {{"thread", Kind::String, false, 20}});
+    const tag_t part_type = find("Part", "WorkspaceObject");
+    const tag_t screw = find("Screw", "WorkspaceObject");
+    for (const char* name : {"object_name", "item_id", "colour", "thread", "is_modifiable"})
+        EXPECT_TRUE(hasProperty(screw, name)) << name;
+    EXPECT_FALSE(hasProperty(part_type, "thread"));
+    EXPECT_FALSE(hasProperty(find("Item", "Item"), "colour"));
+}
+
 TEST_F(Types, OfOtherHandlesAreRefused) {
     tag_t kept = 5;
     int count = 6;

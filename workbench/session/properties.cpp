@@ -174,6 +174,22 @@ std::optional<Value> valueFromText(Session& session, Kind kind, const std::strin
     return std::nullopt;
 }
 
+// What a text had to be.
+const char* wantedText(Kind kind) {
+    switch (kind) {
+        case Kind::Int:
+            return "no integer of 32 bits in decimal digits";
+        case Kind::Double:
+            return "no number with a decimal point and without an exponent";
+        case Kind::Logical:
+            return "neither True nor False";
+        case Kind::Reference:
+            return "the display id of no object";
+        default:
+            return "no value of it";
+    }
+}
+
 std::vector<std::string> splitList(const std::string& text) {
     std::vector<std::string> parts;
     std::size_t start = 0;
@@ -262,11 +278,15 @@ void Session::setDisplayText(Object& object, std::string_view name, const std::s
         return setProperty(object, name, now.values);
     Values values;
     for (const std::string& part : now.array ? splitList(text) : std::vector{text}) {
-        const auto value = valueFromText(*this, now.kind, part);
-        if (!value)
-            throw Failure(kBadValue, named(object, name) + " can't be set: \"" + part +
-                                         "\" is no value of it");
-        values.push_back(*value);
+        try {
+            const auto value = valueFromText(*this, now.kind, part);
+            if (!value)
+                throw Failure(kBadValue, "\"" + part + "\" is " + wantedText(now.kind));
+            values.push_back(*value);
+        } catch (const Failure& failure) {
+            throw Failure(failure.status(),
+                          named(object, name) + " can't be set: " + failure.what());
+        }
     }
     setProperty(object, name, std::move(values));
 }
