@@ -197,6 +197,11 @@ int main(int argc, char** argv) {
     check(KELD_GetLogFilePath() != nullptr, "the log can't be opened");
     KELD_SetLogLevel(0);
 
+    {
+        // The preferences are read once per process.
+        World world(":memory:");
+        copy(world);
+    }
     const struct {
         const char* name;
         Make make;
