@@ -24,7 +24,7 @@ namespace mervane {
 
 // A failure of an admin operation or, inside the workbench, of an interface function: the status
 // that the function returns and a text that names the object, the operation and the reason.
-class KELD_EXPORT Failure : public std::runtime_error {
+class KELD_THROWN Failure : public std::runtime_error {
 public:
     Failure(int status, const std::string& text) : std::runtime_error(text), status_(status) {}
     int status() const noexcept { return status_; }

@@ -1,10 +1,20 @@
 cmake_minimum_required(VERSION 3.25)
 # Compares what a shared library exports with its list.
 # cmake -DLIBRARY=<file> -DLIST=<exports/NAME.txt> -DNM=<nm> -P exports.cmake
-execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY} OUTPUT_VARIABLE output
-                RESULT_VARIABLE result)
-if(NOT result EQUAL 0)
-  message(FATAL_ERROR "${NM} can't read ${LIBRARY}")
+# of a module for Windows: -DOBJDUMP=<objdump> -DCXXFILT=<c++filt> in place of NM
+if(OBJDUMP)
+  execute_process(COMMAND ${OBJDUMP} -p ${LIBRARY} COMMAND ${CXXFILT} OUTPUT_VARIABLE output
+                  RESULTS_VARIABLE result)
+  string(REGEX REPLACE "^.*\n.Ordinal/Name Pointer. Table[^\n]*\n" "" output "${output}")
+  string(REGEX REPLACE "\n\n.*" "\n" output "${output}")
+  # Rows as the other tool writes them.
+  string(REGEX REPLACE "[ \t]*\\[ *[0-9]+\\] ([^\n]*)" "0 T \\1" output "${output}")
+else()
+  execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY} OUTPUT_VARIABLE output
+                  RESULT_VARIABLE result)
+endif()
+if(NOT result MATCHES "^0(;0)?$")
+  message(FATAL_ERROR "${LIBRARY} can't be read")
 endif()
 string(REPLACE ";" "," output "${output}")
 string(REPLACE "\n" ";" rows "${output}")

@@ -5,7 +5,13 @@
 
 #if defined(_WIN32)
 #define KELD_EXPORT __declspec(dllexport)
+#if defined(_MSC_VER)
 #define KELD_IMPORT __declspec(dllimport)
+#else
+// Only functions are imported: a call through the import library finds them in a module as well as
+// in the program itself, where tests link the objects.
+#define KELD_IMPORT
+#endif
 #else
 #define KELD_EXPORT __attribute__((visibility("default")))
 #define KELD_IMPORT __attribute__((visibility("default")))
@@ -33,6 +39,14 @@
 #define MV_API KELD_EXPORT
 #else
 #define MV_API KELD_IMPORT
+#endif
+
+// A class that is thrown from one module to another: on Linux its type must be visible, on Windows
+// types are compared by name.
+#if defined(_WIN32)
+#define KELD_THROWN
+#else
+#define KELD_THROWN KELD_EXPORT
 #endif
 
 // A function that an implementation of the platform may lack: on Linux its address is null then. On

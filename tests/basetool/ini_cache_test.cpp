@@ -14,7 +14,7 @@ class IniCache : public LogFixture {
 protected:
     std::string read() const {
         char out[1025] = "";
-        KELD_GetProfileString("A", "x", out, "default", path_.c_str());
+        KELD_GetProfileString("A", "x", out, "default", path_.string().c_str());
         return out;
     }
     // The clock of the reader far behind the writing of the file.
@@ -30,9 +30,9 @@ protected:
 TEST_F(IniCache, KeepsAParsedFile) {
     writeFile(path_, "[A]\nx=1\n");
     settle();
-    const CKELD_IniContent* first = KELD_ReadIniFile(path_.c_str());
+    const CKELD_IniContent* first = KELD_ReadIniFile(path_.string().c_str());
     const std::string* value = KELD_FindValue(first->Section("A"), "x");
-    EXPECT_EQ(KELD_ReadIniFile(path_.c_str()), first);
+    EXPECT_EQ(KELD_ReadIniFile(path_.string().c_str()), first);
     EXPECT_EQ(KELD_FindValue(first->Section("A"), "x"), value);
 }
 

@@ -13,11 +13,11 @@ protected:
     void content(const std::string& text) { writeFile(path_, text); }
     std::string value(const char* section, const char* key) const {
         char out[1025] = "before";
-        KELD_GetProfileString(section, key, out, "default", path_.c_str());
+        KELD_GetProfileString(section, key, out, "default", path_.string().c_str());
         return out;
     }
     int number(const char* section, const char* key) const {
-        return KELD_GetProfileInt(section, key, -77, path_.c_str());
+        return KELD_GetProfileInt(section, key, -77, path_.string().c_str());
     }
 
     const std::filesystem::path path_ = directory_ / "test.ini";
@@ -165,7 +165,7 @@ TEST_F(IniFile, CutsAValueOfMoreThan1024BytesWithAWarning) {
 
 TEST_F(IniFile, CutsADefaultLikewise) {
     char out[1025] = "";
-    KELD_GetProfileString("A", "x", out, std::string(2000, 'd').c_str(), path_.c_str());
+    KELD_GetProfileString("A", "x", out, std::string(2000, 'd').c_str(), path_.string().c_str());
     EXPECT_EQ(out, std::string(1024, 'd'));
 }
 
@@ -180,7 +180,7 @@ TEST_F(IniFile, TakesNullPointersAsEmptyTexts) {
     EXPECT_EQ(value(nullptr, "x"), "default");
     EXPECT_EQ(value("A", nullptr), "default");
     char out[1025] = "before";
-    KELD_GetProfileString("A", "z", out, nullptr, path_.c_str());
+    KELD_GetProfileString("A", "z", out, nullptr, path_.string().c_str());
     EXPECT_STREQ(out, "");
     KELD_GetProfileString("A", "x", out, "default", nullptr);
     EXPECT_STREQ(out, "default");

@@ -28,8 +28,8 @@ protected:
     FreezeStructure() {
         std::string pattern = (fs::temp_directory_path() / "keld-freeze-XXXXXX").string();
         directory_ = mkdtemp(pattern.data());
-        setenv("KELD_CFG_PATH", directory_.c_str(), 1);
-        setenv("KELD_LOG_FILE", (directory_ / "keld.log").c_str(), 1);
+        setenv("KELD_CFG_PATH", directory_.string().c_str(), 1);
+        setenv("KELD_LOG_FILE", (directory_ / "keld.log").string().c_str(), 1);
         setenv("KELD_LOG_LEVEL", "2", 1);
         configure(fileText(fs::path(KELD_SOURCE_DIR) / "samples/keld_statusmanager.ini"));
         bench().openSession(bench().openStore(":memory:"), {});

@@ -1,3 +1,4 @@
+#include "platform/keld_version.h"
 #include "tests/keld/program.h"
 
 using namespace keld_test;
@@ -102,4 +103,22 @@ TEST_F(Call, VersionShowsTheLinesOfTheLibrary) {
     EXPECT_THAT(result.out, HasSubstr("KELD Server Exits                  (V10.1.1.0)"));
     EXPECT_THAT(result.out, HasSubstr("   KELD_ReNameItemExtended         (V10.1.1.0)\n"));
     EXPECT_EQ(done({"version", "--json"}).json()["lines"].size(), 11u);
+}
+
+TEST_F(Call, VersionNamesTheBuildTheLibrariesAndThePlatformInUse) {
+    const auto shown = done({"version", "--json"}).json();
+    EXPECT_EQ(shown["version"], KELD_VERSION);
+    EXPECT_THAT(shown["lines"][0].get<std::string>(),
+                testing::EndsWith("  " + shown["built"].get<std::string>()));
+    EXPECT_THAT(shown["built"].get<std::string>(),
+                testing::ContainsRegex("^[A-Z][a-z][a-z] [ 0-9][0-9] [0-9]+ [0-9][0-9]:"));
+    ASSERT_EQ(shown["libraries"].size(), 3u);
+    for (const auto& library : shown["libraries"]) {
+        EXPECT_EQ(library["version"], KELD_VERSION) << library;
+        EXPECT_THAT(library["file"].get<std::string>(),
+                    HasSubstr(library["name"].get<std::string>()));
+    }
+    EXPECT_EQ(shown["platform"]["version"], KELD_VERSION);
+    EXPECT_THAT(shown["platform"]["file"].get<std::string>(), HasSubstr("mervane"));
+    EXPECT_THAT(done({"version"}).out, HasSubstr("\nkeld           " KELD_VERSION "\n"));
 }

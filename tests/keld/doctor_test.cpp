@@ -38,7 +38,7 @@ TEST_F(Doctor, AMissingConfigurationIsAWarning) {
 }
 
 TEST_F(Doctor, AConfigurationDirectoryThatIsNotThereIsAnError) {
-    EXPECT_EQ(keld({"doctor", "--cfg", path("nowhere")}).exit_code, 1);
+    EXPECT_EQ(keld({"doctor", "--cfg", path("nowhere").string()}).exit_code, 1);
 }
 
 TEST_F(Doctor, AFileNamedByHandMustExist) {

@@ -4,8 +4,12 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#if defined(_WIN32)
+#include "tests/support/windows/run_program.h"
+#else
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <cstdlib>
 #include <filesystem>
@@ -53,6 +57,18 @@ protected:
     // Run keld with these arguments in the test's directory.
     Result keld(const std::vector<std::string>& arguments) {
         const fs::path out = directory_ / ".out", err = directory_ / ".err";
+        Result result;
+#if defined(_WIN32)
+        for (const char* name : {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE",
+                                 "KELD_LOG_LEVEL", "MERVANE_JOURNAL", "MERVANE_FAULTS"})
+            unsetenv(name);
+        for (const auto& [name, value] : environment_)
+            setenv(name.c_str(), value.c_str(), 1);
+        result.exit_code = runProgram(KELD_PROGRAM, arguments, directory_, out, err);
+        // Standard output is in text mode.
+        result.out = withoutReturns(readFile(out));
+        result.err = withoutReturns(readFile(err));
+#else
         const pid_t child = fork();
         if (child == 0) {
             for (const char* name : {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE",
@@ -72,10 +88,10 @@ protected:
         }
         int status = 0;
         waitpid(child, &status, 0);
-        Result result;
         result.exit_code = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
         result.out = readFile(out);
         result.err = readFile(err);
+#endif
         return result;
     }
 

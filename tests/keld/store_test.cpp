@@ -22,10 +22,10 @@ TEST_F(Store, InitNeverTouchesAnExistingStore) {
 }
 
 TEST_F(Store, TheEnvironmentNamesTheStoreAndTheOptionWins) {
-    environment()["MERVANE_STORE"] = path("from-environment.db");
+    environment()["MERVANE_STORE"] = path("from-environment.db").string();
     done({"init"});
     EXPECT_TRUE(fs::exists(path("from-environment.db")));
-    done({"init", "--store", path("from-option.db")});
+    done({"init", "--store", path("from-option.db").string()});
     EXPECT_TRUE(fs::exists(path("from-option.db")));
 }
 

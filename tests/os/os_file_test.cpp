@@ -96,7 +96,7 @@ TEST_F(OsFile, KindsAreToldApartWithoutFollowingLinks) {
     fs::create_symlink(path("file"), path("link"));
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     EXPECT_EQ(keld_os::KindOf(path("file").c_str()), PathKind::File);
-    EXPECT_EQ(keld_os::KindOf(directory_.c_str()), PathKind::Directory);
+    EXPECT_EQ(keld_os::KindOf(directory_.string().c_str()), PathKind::Directory);
     EXPECT_EQ(keld_os::KindOf(path("link").c_str()), PathKind::Other);
     EXPECT_EQ(keld_os::KindOf(path("pipe").c_str()), PathKind::Other);
     EXPECT_EQ(keld_os::KindOf(path("none").c_str()), PathKind::None);

@@ -15,7 +15,7 @@ protected:
     // The file in the volume, seen by taking it out.
     bool hasContent(tag_t file) {
         static int number = 0;
-        return FIL_export_file(file, (directory_ / std::to_string(++number)).c_str()) == 0;
+        return FIL_export_file(file, (directory_ / std::to_string(++number)).string().c_str()) == 0;
     }
     // A file of the newest version alone, in place of the one it shares with the older one.
     tag_t newFile() {

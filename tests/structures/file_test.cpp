@@ -49,7 +49,8 @@ TEST_F(Files, WhatIsNoReadableRegularFileIsRefusedAndLeavesNothing) {
     int descriptor = 5;
     EXPECT_EQ(kFileFailure,
               FIL_import_file(target("none").c_str(), nullptr, 0, &made, &descriptor));
-    EXPECT_EQ(kFileFailure, FIL_import_file(directory_.c_str(), nullptr, 0, &made, &descriptor));
+    EXPECT_EQ(kFileFailure,
+              FIL_import_file(directory_.string().c_str(), nullptr, 0, &made, &descriptor));
     EXPECT_EQ(kFileFailure, FIL_import_file("", nullptr, 0, &made, &descriptor));
     EXPECT_EQ(7u, made);
     EXPECT_EQ(5, descriptor);
@@ -91,7 +92,7 @@ TEST_F(Files, AnExportNeverOverwrites) {
     file("out.txt", "old");
     EXPECT_EQ(kFileFailure, FIL_export_file(made, target("out.txt").c_str()));
     EXPECT_EQ("old", contentOf(target("out.txt")));
-    EXPECT_EQ(kFileFailure, FIL_export_file(made, directory_.c_str()));
+    EXPECT_EQ(kFileFailure, FIL_export_file(made, directory_.string().c_str()));
 }
 
 TEST_F(Files, AnExportNeverFollowsALink) {

@@ -4,6 +4,7 @@
 
 #define RunCommand RunRealCommand
 #include "src/os/keld_os_process_posix.cpp"
+#include "src/os/keld_os_process_windows.cpp"
 #undef RunCommand
 
 namespace {

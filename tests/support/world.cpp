@@ -24,8 +24,8 @@ const fs::path& directory() {
         Directory() {
             std::string pattern = (fs::temp_directory_path() / "keld_world_XXXXXX").string();
             path = ::mkdtemp(pattern.data());
-            ::setenv("KELD_CFG_PATH", path.c_str(), 1);
-            ::setenv("KELD_LOG_FILE", (path / "keld.log").c_str(), 1);
+            ::setenv("KELD_CFG_PATH", path.string().c_str(), 1);
+            ::setenv("KELD_LOG_FILE", (path / "keld.log").string().c_str(), 1);
             ::unsetenv("KELD_LOG_MAX_MB");
         }
         ~Directory() {

@@ -6,17 +6,18 @@
 
 #include "platform/keld_basetool.h"
 #include "tools/keld/platform_text.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
 std::string statusConfigPath() {
-    return (std::filesystem::path(KELD_GetCfgPath()) / "keld_statusmanager.ini").string();
+    return (pathOf(KELD_GetCfgPath()) / "keld_statusmanager.ini").string();
 }
 
 std::optional<IniFile> readIniFile(const std::string& path) {
     std::error_code ignored;
-    std::ifstream in(path, std::ios::binary);
-    if (!in || std::filesystem::is_directory(path, ignored))
+    std::ifstream in(pathOf(path), std::ios::binary);
+    if (!in || std::filesystem::is_directory(pathOf(path), ignored))
         return std::nullopt;
     std::ostringstream text;
     text << in.rdbuf();

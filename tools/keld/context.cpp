@@ -1,8 +1,5 @@
 #include "tools/keld/context.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <cstdlib>
@@ -12,19 +9,11 @@
 
 #include "platform/keld_basetool.h"
 #include "tools/keld/nearest.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
 namespace fs = std::filesystem;
-
-namespace {
-
-std::string environment(const char* name) {
-    const char* value = std::getenv(name);
-    return value ? value : "";
-}
-
-}  // namespace
 
 Context::~Context() {
     try {
@@ -45,13 +34,15 @@ std::string Context::logPath() const {
     std::string set = environment("KELD_LOG_FILE");
     if (!set.empty())
         return set;
-    return (fs::absolute(storePath()).parent_path() / "keld.log").lexically_normal().string();
+    return (fs::absolute(pathOf(storePath())).parent_path() / "keld.log")
+        .lexically_normal()
+        .string();
 }
 
 void Context::open() {
     const std::string path = storePath();
     std::error_code ignored;
-    if (!fs::exists(path, ignored))
+    if (!fs::exists(pathOf(path), ignored))
         throw CommandError("there is no store at " + path + ". Make one with: keld init --store " +
                            path);
     reopen(path);
@@ -97,12 +88,12 @@ void Context::close() {
 }
 
 void Context::setUpLog() {
-    setenv("KELD_LOG_FILE", logPath().c_str(), 1);
+    setEnvironment("KELD_LOG_FILE", logPath());
     // Services write their temporary files to the first of these that is set, without a default.
-    if (!std::getenv("MV_TMP_DIR") && !std::getenv("TEMP") && !std::getenv("TMP"))
-        setenv("MV_TMP_DIR", fs::temp_directory_path().c_str(), 1);
+    if (!isSet("MV_TMP_DIR") && !isSet("TEMP") && !isSet("TMP"))
+        setEnvironment("MV_TMP_DIR", fs::temp_directory_path().string());
     if (!globals_.cfg.empty())
-        setenv("KELD_CFG_PATH", globals_.cfg.c_str(), 1);
+        setEnvironment("KELD_CFG_PATH", globals_.cfg);
     std::string level = environment("KELD_LOG_LEVEL");
     if (globals_.log_level)
         level = std::to_string(*globals_.log_level);
@@ -171,31 +162,16 @@ CLI::App* Verbs::addGroup(const std::string& name, const std::string& descriptio
     return group;
 }
 
-OutputAside::OutputAside() {
-    redirect(STDERR_FILENO);
-}
-
 OutputAside::OutputAside(const std::string& path) {
-    const int file = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (file < 0)
-        throw CommandError("can't write " + path);
-    redirect(file);
-    ::close(file);
-}
-
-void OutputAside::redirect(int to) {
     std::cout.flush();
     std::fflush(stdout);
-    kept_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    if (kept_ < 0 || dup2(to, STDOUT_FILENO) < 0)
-        throw CommandError("can't redirect the standard output");
+    kept_ = redirectOutput(path);
 }
 
 OutputAside::~OutputAside() {
     std::cout.flush();
     std::fflush(stdout);
-    dup2(kept_, STDOUT_FILENO);
-    ::close(kept_);
+    restoreOutput(kept_);
 }
 
 }  // namespace keld

@@ -100,6 +100,7 @@ void addWorldVerbs(Verbs& verbs);
 void addLookVerbs(Verbs& verbs);
 void addPeopleVerbs(Verbs& verbs);
 void addCallVerbs(Verbs& verbs);
+void addVersionVerb(Verbs& verbs);
 void addStatusVerbs(Verbs& verbs);
 void addBomVerbs(Verbs& verbs);
 void addJobVerbs(Verbs& verbs);
@@ -113,14 +114,12 @@ void addDoctorVerb(Verbs& verbs);
 // Standard output goes to standard error for as long as this lives; or to a file.
 class OutputAside {
 public:
-    OutputAside();
-    explicit OutputAside(const std::string& path);
+    explicit OutputAside(const std::string& path = "");
     ~OutputAside();
     OutputAside(const OutputAside&) = delete;
     OutputAside& operator=(const OutputAside&) = delete;
 
 private:
-    void redirect(int to);
     int kept_ = -1;
 };
 

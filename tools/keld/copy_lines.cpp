@@ -1,12 +1,11 @@
 #include "tools/keld/copy_lines.h"
 
-#include <stdlib.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <iterator>
 
 #include "platform/keld_basetool.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -46,11 +45,8 @@ std::vector<std::string> remarksOn(const CopyLine& line, const std::string& valu
 class PrivateLog {
 public:
     PrivateLog() : level_(KELD_GetLogLevel()) {
-        std::string pattern = (fs::temp_directory_path() / "keld-check-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw CommandError("can't make a directory for the check's log");
-        directory_ = pattern;
-        setenv("KELD_LOG_FILE", (directory_ / "keld.log").c_str(), 1);
+        directory_ = pathOf(makeTemporaryDirectory("keld-check"));
+        setEnvironment("KELD_LOG_FILE", (directory_ / "keld.log").string());
         KELD_SetLogLevel(std::max(level_, kTraceLevel));
     }
     ~PrivateLog() {

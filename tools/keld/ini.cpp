@@ -34,16 +34,16 @@ bool equalNoCase(std::string_view a, std::string_view b) {
     return asciiLower(a) == asciiLower(b);
 }
 
-long iniInteger(std::string_view value) {
+std::int64_t iniInteger(std::string_view value) {
     std::size_t i = 0;
     while (i < value.size() && (value[i] == ' ' || value[i] == '\t'))
         ++i;
     bool negative = false;
     if (i < value.size() && (value[i] == '+' || value[i] == '-'))
         negative = value[i++] == '-';
-    long number = 0;
+    std::int64_t number = 0;
     for (; i < value.size() && value[i] >= '0' && value[i] <= '9'; ++i)
-        number = std::min(number * 10 + (value[i] - '0'), 10'000'000'000L);
+        number = std::min<std::int64_t>(number * 10 + (value[i] - '0'), 10'000'000'000);
     return negative ? -number : number;
 }
 

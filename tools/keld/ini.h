@@ -3,6 +3,7 @@
 // A reader of INI files for the configuration check. It follows the same syntax as the library's
 // own reader but keeps what that one throws away: line numbers, ignored lines and second mentions.
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -44,7 +45,7 @@ IniFile parseIni(std::string_view text);
 std::string asciiLower(std::string_view text);
 bool equalNoCase(std::string_view a, std::string_view b);
 // Integer as the library reads it: leading blanks, sign, digits; no digits give 0.
-long iniInteger(std::string_view value);
+std::int64_t iniInteger(std::string_view value);
 // Split as the library does: empty entries count, a trailing separator yields none after it.
 std::vector<std::string> splitList(std::string_view text, char separator);
 

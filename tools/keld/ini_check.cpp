@@ -182,7 +182,7 @@ private:
                 warning(entry->line, "SelectWSO",
                         "the store doesn't know the type '" + entry->key + "'." +
                             didYouMean(nearest(entry->key, names_.types)));
-            const long value = iniInteger(entry->value);
+            const std::int64_t value = iniInteger(entry->value);
             if (value != 0 && value != 1)
                 warning(entry->line, "SelectWSO",
                         "only exactly 1 lets a run start, '" + entry->value + "' doesn't");

@@ -8,6 +8,7 @@
 #include "platform/keld_basetool.h"
 #include "tools/keld/context.h"
 #include "tools/keld/nearest.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -123,6 +124,7 @@ int run(Globals& globals, int argc, char** argv) {
     addRenameVerb(verbs);
     addRegistryVerbs(verbs);
     addCallVerbs(verbs);
+    addVersionVerb(verbs);
     addPeopleVerbs(verbs);
     addLogVerbs(verbs);
     addCopyVerb(verbs);
@@ -173,5 +175,10 @@ int guarded(int argc, char** argv) {
 
 // NOLINTNEXTLINE(bugprone-exception-escape): a failure to tell of a failure ends the program.
 int main(int argc, char** argv) {
-    return keld::guarded(argc, argv);
+    std::vector<std::string> words = keld::programArguments(argc, argv);
+    std::vector<char*> pointers;
+    for (std::string& word : words)
+        pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    return keld::guarded(static_cast<int>(words.size()), pointers.data());
 }

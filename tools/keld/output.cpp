@@ -1,9 +1,8 @@
 #include "tools/keld/output.h"
 
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdlib>
+
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -40,7 +39,7 @@ std::string Table::text(const std::string& indent) const {
 }
 
 bool colourful() {
-    static const bool yes = isatty(STDOUT_FILENO) == 1 && [] {
+    static const bool yes = outputIsTerminal() && [] {
         const char* off = std::getenv("NO_COLOR");
         const char* terminal = std::getenv("TERM");
         return (!off || !*off) && !(terminal && std::string_view(terminal) == "dumb");

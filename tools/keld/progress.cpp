@@ -1,9 +1,9 @@
 #include "tools/keld/progress.h"
 
-#include <unistd.h>
-
 #include <chrono>
 #include <iostream>
+
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -21,7 +21,7 @@ Progress::~Progress() {
 
 void Progress::tell() {
     using namespace std::chrono_literals;
-    const bool terminal = isatty(STDERR_FILENO) == 1;
+    const bool terminal = errorIsTerminal();
     std::unique_lock lock(mutex_);
     if (ended_.wait_for(lock, 2s, [this] { return done_; }))
         return;

@@ -1,7 +1,5 @@
 #include "tools/keld/service.h"
 
-#include <dlfcn.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
@@ -18,6 +16,7 @@
 #include "tools/keld/nearest.h"
 #include "tools/keld/platform_text.h"
 #include "tools/keld/progress.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -132,7 +131,7 @@ LogWatch::LogWatch() {
     const char* path = KELD_GetLogFilePath();  // writes out what is waiting, too
     path_ = path ? path : "";
     std::error_code failure;
-    const auto size = fs::file_size(path_, failure);
+    const auto size = fs::file_size(pathOf(path_), failure);
     start_ = failure ? 0 : size;
 }
 
@@ -141,9 +140,9 @@ std::vector<LogLine> LogWatch::lines() const {
     if (path_.empty())
         return found;
     (void)KELD_GetLogFilePath();
-    std::ifstream in(path_, std::ios::binary);
+    std::ifstream in(pathOf(path_), std::ios::binary);
     std::error_code failure;
-    const auto size = fs::file_size(path_, failure);
+    const auto size = fs::file_size(pathOf(path_), failure);
     // A log that got shorter has been begun anew.
     if (!failure && size >= start_)
         in.seekg(static_cast<std::streamoff>(start_));
@@ -178,7 +177,7 @@ Outcome runService(Context& context, const Service& service,
     outcome.slot = service.slot;
     // The slot is passed as the platform passes it: a bare pointer.
     using Function = int (*)(void* result);
-    const auto run = reinterpret_cast<Function>(dlsym(RTLD_DEFAULT, service.name.c_str()));
+    const auto run = reinterpret_cast<Function>(findFunction(service.name));
     if (!run)
         throw CommandError("the library doesn't export " + service.name);
     ERR_clear_errors();
@@ -191,7 +190,7 @@ Outcome runService(Context& context, const Service& service,
     {
         std::optional<OutputAside> aside;
         if (printed == Printed::Nowhere)
-            aside.emplace("/dev/null");
+            aside.emplace(kNullDevice);
         else
             aside.emplace();
         const Progress progress("running " + service.name);
@@ -271,29 +270,26 @@ std::string problemText(const Outcome& outcome, const std::string& lead) {
 }
 
 PrivateCopy::PrivateCopy(Context& context) : context_(context) {
-    std::string pattern = (fs::temp_directory_path() / "keld-dry-run-XXXXXX").string();
-    if (!mkdtemp(pattern.data()))
-        throw CommandError("can't make a directory for the private copy of the store");
-    directory_ = pattern;
+    directory_ = makeTemporaryDirectory("keld-dry-run");
     try {
-        const std::string store = (fs::path(directory_) / "keld.db").string();
+        const std::string store = (pathOf(directory_) / "keld.db").string();
         {
             const Progress progress("copying the store");
             context.workbench().backup(context.store(), store);
         }
         const std::string registry = context.workbench().registryPath().empty()
                                          ? ""
-                                         : (fs::path(directory_) / "registry.db").string();
+                                         : (pathOf(directory_) / "registry.db").string();
         if (!registry.empty())
             context.workbench().copyRegistry(registry);
-        setenv("KELD_LOG_FILE", (fs::path(directory_) / "keld.log").c_str(), 1);
-        setenv("MV_TMP_DIR", directory_.c_str(), 1);
+        setEnvironment("KELD_LOG_FILE", (pathOf(directory_) / "keld.log").string());
+        setEnvironment("MV_TMP_DIR", directory_);
         context.reopen(store);
         if (!registry.empty())
             context.workbench().useRegistry(registry);
     } catch (...) {
         std::error_code ignored;
-        fs::remove_all(directory_, ignored);
+        fs::remove_all(pathOf(directory_), ignored);
         throw;
     }
 }
@@ -305,13 +301,13 @@ PrivateCopy::~PrivateCopy() {
         context_.note(failure.what());
     }
     std::error_code ignored;
-    fs::remove_all(directory_, ignored);
+    fs::remove_all(pathOf(directory_), ignored);
 }
 
 Redirected redirectBackups(Context& context, const PrivateCopy& copy) {
     for (const auto& [name, values] : context.workbench().preferences())
         if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
-            const fs::path directory = fs::path(copy.directory()) / "backup";
+            const fs::path directory = pathOf(copy.directory()) / "backup";
             fs::create_directory(directory);
             context.workbench().setPreference(name, {directory.string()});
             return {values.front(), directory.string()};

@@ -3,7 +3,6 @@
 #include "tools/keld/stored_file.h"
 
 #include <CLI/CLI.hpp>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -13,6 +12,7 @@
 #include "platform/mv_fil.h"
 #include "tools/keld/nearest.h"
 #include "tools/keld/platform_text.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -25,13 +25,7 @@ constexpr int kFileReference = 2;
 // A directory that goes with what is in it.
 class TemporaryDirectory {
 public:
-    TemporaryDirectory() {
-        std::string pattern = (fs::temp_directory_path() / "keld-file-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw CommandError("can't make a temporary directory in " +
-                               fs::temp_directory_path().string());
-        path_ = pattern;
-    }
+    TemporaryDirectory() : path_(pathOf(makeTemporaryDirectory("keld-file"))) {}
     ~TemporaryDirectory() {
         std::error_code ignored;
         fs::remove_all(path_, ignored);
@@ -99,7 +93,7 @@ int cat(Context& context, const Wanted& wanted) {
     require(context, FIL_export_file(place.file, wanted.output.c_str()), "FIL_export_file");
     context.document["reference"] = place.reference;
     context.document["name"] = originalName(context, place.file);
-    context.document["bytes"] = fs::file_size(wanted.output);
+    context.document["bytes"] = fs::file_size(pathOf(wanted.output));
     context.document["output"] = wanted.output;
     context.print("wrote " + wanted.output + "\n");
     return kExitDone;
@@ -112,7 +106,7 @@ StoredFile readStoredFile(Context& context, tag_t dataset, const std::string& re
     const TemporaryDirectory directory;
     const std::string path = (directory.path() / "content").string();
     require(context, FIL_export_file(place.file, path.c_str()), "FIL_export_file");
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(pathOf(path), std::ios::binary);
     StoredFile file{place.reference, originalName(context, place.file), {}};
     file.content.assign(std::istreambuf_iterator<char>(in), {});
     if (!in.good() && !in.eof())

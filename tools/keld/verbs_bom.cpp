@@ -13,6 +13,7 @@
 #include "tools/keld/protocol.h"
 #include "tools/keld/service.h"
 #include "tools/keld/stored_file.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -185,7 +186,7 @@ int resequence(Context& context, const Wanted& wanted) {
     if (wanted.dry_run) {
         context.document["outcome"]["log"] = nullptr;
         // A fresh session sees what was stored, not what was only set.
-        context.reopen((fs::path(copy->directory()) / "keld.db").string());
+        context.reopen((pathOf(copy->directory()) / "keld.db").string());
         const std::vector<Change> changes = changesBetween(before, takeSnapshot(context));
         context.document["changes"] = asJson(changes);
         text += "dry run, nothing is changed; it would be:\n" + asText(changes);

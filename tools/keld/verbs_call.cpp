@@ -1,11 +1,8 @@
-// call, env, version: services as a client calls them.
-
-#include <unistd.h>
+// call, env: services as a client calls them.
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 #include <optional>
 
@@ -14,6 +11,7 @@
 #include "tools/keld/context.h"
 #include "tools/keld/nearest.h"
 #include "tools/keld/service.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -67,7 +65,7 @@ int call(Context& context, const Call& wanted) {
     std::string text = asText(context, outcome);
     if (wanted.dry_run) {
         // A fresh session sees what was stored, not what was only set.
-        context.reopen((fs::path(copy->directory()) / "keld.db").string());
+        context.reopen((pathOf(copy->directory()) / "keld.db").string());
         const std::vector<Change> changes = changesBetween(before, takeSnapshot(context));
         context.document["dry_run"] = true;
         context.document["changes"] = asJson(changes);
@@ -83,38 +81,13 @@ int env(Context& context, const std::string& name) {
     context.open();
     const Outcome outcome = runService(context, findService("KELD_SrvCallGetEnv"), {name});
     // An unset variable is answered with an empty text and a warning.
-    const bool set = std::getenv(name.c_str()) != nullptr;
+    const bool set = isSet(name);
     context.document = {{"name", name}, {"set", set}, {"value", outcome.text}};
     if (!outcome.succeeded())
         throw CommandError("KELD_SrvCallGetEnv failed with " + statusText(context, outcome.status));
     context.print(outcome.text + "\n");
     if (!set)
         context.note(name + " is not set");
-    return kExitDone;
-}
-
-int version(Context& context) {
-    context.setUpLog();
-    std::string pattern = (fs::temp_directory_path() / "keld-version-XXXXXX").string();
-    const int file = mkstemp(pattern.data());
-    if (file < 0)
-        throw CommandError("can't make a temporary file in " + fs::temp_directory_path().string());
-    ::close(file);
-    std::vector<std::string> lines;
-    {
-        const OutputAside aside(pattern);
-        KELD_Version();
-    }
-    std::ifstream in(pattern);
-    for (std::string line; std::getline(in, line);)
-        lines.push_back(line);
-    std::error_code ignored;
-    fs::remove(pattern, ignored);
-    while (!lines.empty() && lines.back().empty())
-        lines.pop_back();
-    context.document["lines"] = lines;
-    for (const std::string& line : lines)
-        context.print(line + "\n");
     return kExitDone;
 }
 
@@ -145,9 +118,6 @@ void addCallVerbs(Verbs& verbs) {
              "  keld env KELD_CFG_PATH\n", [name](Context& context) { return env(context, *name); })
         ->add_option("NAME", *name)
         ->required();
-
-    verbs.add(&verbs.app, "version", "Show the version of the library and its services",
-              "  keld version\n", version);
 }
 
 }  // namespace keld

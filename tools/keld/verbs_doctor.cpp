@@ -1,7 +1,5 @@
 // doctor: what is configured, where files lie, and what is wrong with it.
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <filesystem>
@@ -11,6 +9,7 @@
 #include "tools/keld/config.h"
 #include "tools/keld/context.h"
 #include "tools/keld/nearest.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -61,15 +60,16 @@ private:
 
     void readVariables() {
         for (const char* name : kVariables)
-            if (const char* value = std::getenv(name))
-                variables_.emplace_back(name, value);
+            if (isSet(name))
+                variables_.emplace_back(name, environment(name));
     }
 
     void lookAtStore() {
-        const std::string path = fs::absolute(context_.storePath()).lexically_normal().string();
+        const std::string path =
+            fs::absolute(pathOf(context_.storePath())).lexically_normal().string();
         fact("store", path);
         std::error_code ignored;
-        if (!fs::exists(path, ignored)) {
+        if (!fs::exists(pathOf(path), ignored)) {
             finding(Severity::Error, "store",
                     "there is none at " + path + "; make one with: keld init");
             // The names of the standard data model serve for the rest.
@@ -88,7 +88,7 @@ private:
         fact("objects", std::to_string(context_.workbench().find({}).size()));
         for (const auto& [name, values] : context_.workbench().preferences()) {
             if (name == "KELD_DELBackupTopDirCentral" && !values.empty() &&
-                !values.front().empty() && !fs::is_directory(values.front(), ignored))
+                !values.front().empty() && !fs::is_directory(pathOf(values.front()), ignored))
                 finding(Severity::Warning, "preference " + name,
                         "'" + values.front() + "' is no directory yet");
             if (name == kLogLevelPreference)
@@ -115,26 +115,26 @@ private:
             if (name == "KELD_LOG_LEVEL" && !value.empty())
                 checkLevel("environment " + name, value);
         std::error_code ignored;
-        const fs::path directory = fs::path(path).parent_path();
-        if (fs::is_directory(path, ignored))
+        const fs::path directory = pathOf(path).parent_path();
+        if (fs::is_directory(pathOf(path), ignored))
             finding(Severity::Error, "log", path + " is a directory");
-        else if (fs::exists(path, ignored)
-                     ? access(path.c_str(), W_OK) != 0
-                     : access(directory.empty() ? "." : directory.c_str(), W_OK) != 0)
+        else if (fs::exists(pathOf(path), ignored)
+                     ? !canWrite(path)
+                     : !canWrite(directory.empty() ? "." : directory.string()))
             finding(Severity::Error, "log", path + " can't be written");
     }
 
     void lookAtConfig(const std::string& ini_path) {
         const std::string directory = KELD_GetCfgPath();
         std::error_code ignored;
-        std::string shown = fs::absolute(directory).lexically_normal().string();
+        std::string shown = fs::absolute(pathOf(directory)).lexically_normal().string();
         if (shown.size() > 1 && shown.ends_with('/'))
             shown.pop_back();
         fact("configuration directory", shown);
-        if (ini_path.empty() && !fs::is_directory(directory, ignored))
+        if (ini_path.empty() && !fs::is_directory(pathOf(directory), ignored))
             finding(Severity::Error, "configuration", directory + " is no directory");
         const std::string path = ini_path.empty() ? statusConfigPath() : ini_path;
-        fact("status manager", fs::absolute(path).lexically_normal().string());
+        fact("status manager", fs::absolute(pathOf(path)).lexically_normal().string());
         const std::optional<IniFile> ini = readIniFile(path);
         if (!ini) {
             finding(
@@ -142,7 +142,7 @@ private:
                 "there is no file " + path + ": every status change is refused as not configured");
             return;
         }
-        const std::string file = fs::path(path).filename().string();
+        const std::string file = pathOf(path).filename().string();
         for (const Finding& found : checkIni(*ini, knownNames(context_)))
             finding(found.severity,
                     file + (found.line > 0 ? ":" + std::to_string(found.line) : "") +

@@ -15,6 +15,7 @@
 #include "tools/keld/nearest.h"
 #include "tools/keld/platform_text.h"
 #include "tools/keld/service.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -71,12 +72,7 @@ struct WantedFiles {
 // A directory for the files of a dry run, which goes with it.
 class ScratchDirectory {
 public:
-    ScratchDirectory() {
-        std::string pattern = (fs::temp_directory_path() / "keld-job-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw CommandError("can't make a directory in " + fs::temp_directory_path().string());
-        path_ = pattern;
-    }
+    ScratchDirectory() : path_(pathOf(makeTemporaryDirectory("keld-job"))) {}
     ~ScratchDirectory() {
         std::error_code ignored;
         fs::remove_all(path_, ignored);
@@ -145,7 +141,8 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
     std::optional<ScratchDirectory> scratch;
     if (wanted.dry_run)
         scratch.emplace();
-    const fs::path base = scratch ? scratch->path() : fs::absolute(wanted.into).lexically_normal();
+    const fs::path base =
+        scratch ? scratch->path() : fs::absolute(pathOf(wanted.into)).lexically_normal();
     const std::string program = wanted.dry_run ? "none" : wanted.program;
     if (!program.empty() && base.string().find(' ') != std::string::npos)
         context.note("the path " + base.string() +

@@ -8,6 +8,7 @@
 #include <memory>
 
 #include "tools/keld/context.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -19,7 +20,7 @@ constexpr const char* kLevelNames[] = {"off", "error", "warning", "trace", "debu
 int path(Context& context) {
     const std::string log = context.logPath();
     std::error_code ignored;
-    context.document = {{"log", log}, {"exists", std::filesystem::exists(log, ignored)}};
+    context.document = {{"log", log}, {"exists", std::filesystem::exists(pathOf(log), ignored)}};
     context.print(log + "\n");
     return kExitDone;
 }
@@ -28,7 +29,7 @@ int tail(Context& context, int count) {
     if (count < 0)
         throw CommandError("-n must not be negative", {}, kExitUsage);
     const std::string log = context.logPath();
-    std::ifstream in(log, std::ios::binary);
+    std::ifstream in(pathOf(log), std::ios::binary);
     if (!in)
         throw CommandError("there is no log at " + log + " (no service has run yet?)");
     std::deque<std::string> lines;
@@ -72,8 +73,8 @@ int level(Context& context, const std::optional<int>& wanted) {
             value = std::atoi(values.front().c_str());
             from = "store";
         }
-    if (const char* set = std::getenv("KELD_LOG_LEVEL"); set && *set) {
-        value = std::atoi(set);
+    if (const std::string set = environment("KELD_LOG_LEVEL"); !set.empty()) {
+        value = std::atoi(set.c_str());
         from = "environment";
     }
     if (context.globals().log_level) {

@@ -14,6 +14,7 @@
 #include "tools/keld/platform_text.h"
 #include "tools/keld/rename_objects.h"
 #include "tools/keld/service.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -183,7 +184,7 @@ int rename(Context& context, const Wanted& wanted) {
     for (const auto& entry : run.outcome.stack)
         refused += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
     // A fresh session sees what was stored, not what was only set.
-    context.reopen(copy ? (fs::path(copy->directory()) / "keld.db").string() : context.storePath());
+    context.reopen(copy ? (pathOf(copy->directory()) / "keld.db").string() : context.storePath());
 
     std::string text = wanted.test ? "test, nothing is changed; it would be:\n" : "";
     context.document = {{"item", id},

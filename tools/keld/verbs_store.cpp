@@ -6,6 +6,7 @@
 
 #include "tools/keld/context.h"
 #include "tools/keld/progress.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -16,7 +17,7 @@ namespace fs = std::filesystem;
 int init(Context& context) {
     const std::string path = context.storePath();
     context.workbench().createStore(path);
-    const std::string made = fs::absolute(path).lexically_normal().string();
+    const std::string made = fs::absolute(pathOf(path)).lexically_normal().string();
     context.document["store"] = made;
     context.print("made the store " + made + "\n");
     return kExitDone;
@@ -53,7 +54,7 @@ int backup(Context& context, const std::string& path) {
         const Progress progress("copying the store");
         context.workbench().backup(context.store(), path);
     }
-    const std::string made = fs::absolute(path).lexically_normal().string();
+    const std::string made = fs::absolute(pathOf(path)).lexically_normal().string();
     context.document["backup"] = made;
     context.print("copied the store to " + made + "\n");
     return kExitDone;

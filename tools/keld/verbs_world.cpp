@@ -1,7 +1,5 @@
 // import, load, export: whole product structures in and out.
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cstring>
 #include <filesystem>
@@ -13,6 +11,7 @@
 #include "tools/keld/context.h"
 #include "tools/keld/ini.h"
 #include "tools/keld/progress.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -24,7 +23,7 @@ using mervane::ImportReport;
 enum class Format { Unknown, Step, Json };
 
 Format formatOf(const std::string& path, std::istream& in) {
-    const std::string extension = asciiLower(fs::path(path).extension().string());
+    const std::string extension = asciiLower(pathOf(path).extension().string());
     if (extension == ".stp" || extension == ".step" || extension == ".p21")
         return Format::Step;
     if (extension == ".json")
@@ -45,9 +44,9 @@ Format formatOf(const std::string& path, std::istream& in) {
 }
 
 std::ifstream openFile(const std::string& path) {
-    if (!fs::is_regular_file(path))
+    if (!fs::is_regular_file(pathOf(path)))
         throw CommandError("there is no file " + path);
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(pathOf(path), std::ios::binary);
     if (!in)
         throw CommandError("can't read " + path + ": " + std::strerror(errno));
     return in;
@@ -119,12 +118,12 @@ int exportTo(Context& context, const std::string& path, bool force) {
             context.print(out.str());
         return kExitDone;
     }
-    if (fs::exists(path) && !force)
+    if (fs::exists(pathOf(path)) && !force)
         throw CommandError(path + " exists already; --force overwrites it");
     // Written beside its place and then renamed, so that a failure leaves what was there.
-    const std::string beside = path + ".part." + std::to_string(::getpid());
+    const std::string beside = path + ".part." + std::to_string(processNumber());
     try {
-        std::ofstream out(beside, std::ios::binary);
+        std::ofstream out(pathOf(beside), std::ios::binary);
         if (!out)
             throw CommandError("can't write " + path + ": " + std::strerror(errno));
         {
@@ -134,14 +133,14 @@ int exportTo(Context& context, const std::string& path, bool force) {
         out.close();
         if (!out)
             throw CommandError("can't write " + path + ": " + std::strerror(errno));
-        fs::rename(beside, path);
+        fs::rename(pathOf(beside), pathOf(path));
     } catch (...) {
         std::error_code ignored;
-        fs::remove(beside, ignored);
+        fs::remove(pathOf(beside), ignored);
         throw;
     }
     context.document["file"] = path;
-    context.document["bytes"] = fs::file_size(path);
+    context.document["bytes"] = fs::file_size(pathOf(path));
     context.print("wrote " + path + "\n");
     return kExitDone;
 }

@@ -1,6 +1,7 @@
 #include <filesystem>
 
 #include "workbench/admin/bench.h"
+#include "workbench/store/system.h"
 
 // The registry of item ids that the current session's store uses.
 
@@ -10,7 +11,9 @@ namespace {
 
 // Whoever opens the store later may stand elsewhere.
 std::string absolutePath(const std::string& path) {
-    return path.empty() ? path : std::filesystem::absolute(path).lexically_normal().string();
+    return path.empty()
+               ? path
+               : std::filesystem::absolute(system::pathOf(path)).lexically_normal().string();
 }
 
 }  // namespace

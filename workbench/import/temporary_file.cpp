@@ -1,27 +1,20 @@
 #include "workbench/import/temporary_file.h"
 
-#include <stdlib.h>
-#include <unistd.h>
-
-#include <filesystem>
-
 #include "workbench/model/status.h"
+#include "workbench/store/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
 
 TemporaryFile::TemporaryFile() {
-    std::error_code error;
-    path_ = std::filesystem::temp_directory_path(error).string() + "/mervane-XXXXXX";
-    const int descriptor = error ? -1 : ::mkstemp(path_.data());
-    if (descriptor < 0)
-        throw Failure(kFileFailure, "no temporary file can be made at \"" + path_ + "\"");
-    ::close(descriptor);
-    stream_.open(path_, std::ios::binary);
+    path_ = system::makeTemporaryFile();
+    if (path_.empty())
+        throw Failure(kFileFailure, "no temporary file can be made");
+    stream_.open(system::pathOf(path_), std::ios::binary);
 }
 
 TemporaryFile::~TemporaryFile() {
-    ::unlink(path_.c_str());
+    system::removeFile(path_);
 }
 
 void TemporaryFile::close() {

@@ -6,6 +6,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/session/interface.h"
+#include "workbench/store/system.h"
 
 namespace mervane {
 
@@ -21,7 +22,7 @@ struct Watch {
 
     Watch() {
         if (const char* path = std::getenv("MERVANE_JOURNAL"); path && *path) {
-            file = std::fopen(path, "ae");
+            file = system::openForAppending(path);
             if (!file)
                 std::fprintf(stderr, "MERVANE_JOURNAL: %s can't be opened\n", path);
         }

@@ -5,6 +5,7 @@
 
 #include "workbench/session/bom_window.h"
 #include "workbench/store/store.h"
+#include "workbench/store/system.h"
 
 namespace mervane {
 
@@ -27,8 +28,7 @@ date_s now() {
     static std::time_t last = 0;
     static date_s date{};
     if (seconds != last) {
-        std::tm local{};
-        localtime_r(&seconds, &local);
+        const std::tm local = system::localTime(seconds);
         date.year = static_cast<std::int16_t>(local.tm_year + 1900);
         date.month = static_cast<std::uint8_t>(local.tm_mon);
         date.day = static_cast<std::uint8_t>(local.tm_mday);

@@ -1,28 +1,20 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <filesystem>
 
 #include "workbench/model/status.h"
 #include "workbench/store/store.h"
+#include "workbench/store/system.h"
 
 namespace mervane {
 
 namespace {
 
 void syncFile(const std::string& path) {
-    const int file = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    const bool done = file >= 0 && ::fsync(file) == 0;
+    const int file = system::open(path, system::Open::LockExisting);
+    const bool done = file >= 0 && system::sync(file);
     if (file >= 0)
-        ::close(file);
+        system::close(file);
     if (!done)
         throw Failure(kFileFailure, path + " can't be written to disk");
-}
-
-bool somethingAt(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
 }
 
 }  // namespace
@@ -31,7 +23,7 @@ bool somethingAt(const std::string& path) {
 void Store::backup(const std::string& path) {
     const std::string part = path + ".part";
     for (const std::string& taken : {path, path + ".volume", part, part + ".volume"})
-        if (somethingAt(taken))
+        if (system::somethingAt(taken))
             throw Failure(kStoreFailure, "There is something at " + taken + " already");
     try {
         // Files that are taken out of the volume from here on stay readable.
@@ -49,14 +41,16 @@ void Store::backup(const std::string& path) {
         // A file that the store misses is missing in the copy too; the check names it in both.
         (void)volume().copyTo(part + ".volume", files);
         syncFile(part);
-        std::filesystem::rename(part + ".volume", path + ".volume");
-        std::filesystem::rename(part, path);
-        const std::string directory = std::filesystem::absolute(path).parent_path().string();
-        syncFile(directory);
+        std::filesystem::rename(system::pathOf(part + ".volume"), system::pathOf(path + ".volume"));
+        std::filesystem::rename(system::pathOf(part), system::pathOf(path));
+        const std::string directory =
+            std::filesystem::absolute(system::pathOf(path)).parent_path().string();
+        if (!system::syncDirectory(directory))
+            throw Failure(kFileFailure, directory + " can't be written to disk");
     } catch (...) {
         std::error_code error;
         for (const char* suffix : {"", ".volume", "-wal", "-shm", "-journal"})
-            std::filesystem::remove_all(part + suffix, error);
+            std::filesystem::remove_all(system::pathOf(part + suffix), error);
         throw;
     }
 }

@@ -1,10 +1,9 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <set>
 
 #include "workbench/model/status.h"
 #include "workbench/store/store.h"
+#include "workbench/store/system.h"
 
 // The integrity check: what is damaged, and what is worth knowing.
 
@@ -120,7 +119,7 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
     // Another process may be about to store the object of a file that it has placed.
     bool others = false;
     for (const LockOwner& session : locks().sessions())
-        others = others || (session.alive && session.process != ::getpid());
+        others = others || (session.alive && session.process != system::processNumber());
     const std::set<tag_t> owned(stored.begin(), stored.end());
     const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
     std::vector<std::string> orphans = volume().leftOvers();

@@ -1,10 +1,5 @@
 #include "workbench/store/locks.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -12,6 +7,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/sqlite.h"
+#include "workbench/store/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -24,7 +20,7 @@ class MemoryLocks final : public Locks {
 public:
     std::int64_t open(const std::string& user) override {
         ++last_;
-        sessions_[last_] = {last_, user, ::getpid(), true};
+        sessions_[last_] = {last_, user, system::processNumber(), true};
         return last_;
     }
     void close(std::int64_t session) noexcept override {
@@ -84,7 +80,7 @@ class FileLocks final : public Locks {
 public:
     explicit FileLocks(const std::string& store_path)
         : path_(store_path + "-locks"), directory_(store_path + "-sessions") {
-        if (::mkdir(directory_.c_str(), 0755) != 0 && errno != EEXIST)
+        if (!system::makeDirectory(directory_) && errno != EEXIST)
             throw Failure(kFileFailure,
                           directory_ + " can't be made: " + std::string(std::strerror(errno)));
         try {
@@ -96,7 +92,7 @@ public:
                 throw;
             connection_.reset();
             for (const char* suffix : {"", "-wal", "-shm"})
-                ::unlink((path_ + suffix).c_str());
+                system::removeFile(path_ + suffix);
             connect();
         }
     }
@@ -113,23 +109,23 @@ public:
             {
                 Statement made = connection_->statement(
                     "INSERT INTO session(user, process) VALUES(?, ?) RETURNING id");
-                made.bind(user).bind(std::int64_t{::getpid()});
+                made.bind(user).bind(std::int64_t{system::processNumber()});
                 if (made.step())
                     id = made.integer(0);
                 made.run();
             }
-            const int file =
-                ::open(pathOf(id).c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644);
+            const int file = system::open(pathOf(id), system::Open::Lock);
             if (file < 0)
                 throw Failure(kFileFailure,
                               pathOf(id) + " can't be made: " + std::string(std::strerror(errno)));
-            if (::flock(file, LOCK_EX | LOCK_NB) == 0) {
+            if (system::lockExclusive(file)) {
                 // Committed only now: whoever sees the row finds the file locked.
                 transaction.commit();
                 files_[id] = file;
                 return id;
             }
-            ::close(file);  // a living session of lock tables that are gone: take the next number
+            system::close(
+                file);  // a living session of lock tables that are gone: take the next number
         }
     }
 
@@ -141,11 +137,11 @@ public:
             Transaction transaction(*connection_);
             forget(session);
             transaction.commit();
-            ::unlink(pathOf(session).c_str());
+            system::removeFile(pathOf(session));
         } catch (...) {
             // The file isn't locked any more in a moment: others reclaim the rows.
         }
-        ::close(at->second);
+        system::close(at->second);
         files_.erase(at);
     }
 
@@ -256,11 +252,11 @@ private:
     }
 
     static bool fileIsLocked(const std::string& path) {
-        const int file = ::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_CLOEXEC);
+        const int file = system::open(path, system::Open::LockExisting);
         if (file < 0)
             return errno != ENOENT;  // a file that can't be looked at may be a living session's
-        const bool locked = ::flock(file, LOCK_EX | LOCK_NB) != 0;
-        ::close(file);
+        const bool locked = !system::lockExclusive(file);
+        system::close(file);
         return locked;
     }
 
@@ -270,8 +266,8 @@ private:
 
     bool anyoneLives() const {
         std::error_code error;
-        for (std::filesystem::directory_iterator at(directory_, error), end; !error && at != end;
-             at.increment(error))
+        for (std::filesystem::directory_iterator at(system::pathOf(directory_), error), end;
+             !error && at != end; at.increment(error))
             if (fileIsLocked(at->path().string()))
                 return true;
         return false;
@@ -289,7 +285,7 @@ private:
         Transaction transaction(*connection_);
         forget(session);
         transaction.commit();
-        ::unlink(pathOf(session).c_str());
+        system::removeFile(pathOf(session));
         return true;
     }
 };

@@ -1,10 +1,9 @@
 #include "workbench/store/registry.h"
 
-#include <sys/stat.h>
-
 #include <filesystem>
 
 #include "workbench/model/status.h"
+#include "workbench/store/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -17,15 +16,10 @@ CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
 INSERT INTO meta VALUES('format', 'mervane registry');
 )";
 
-bool somethingAt(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 }  // namespace
 
 void Registry::create(const std::string& path) {
-    if (somethingAt(path))
+    if (system::somethingAt(path))
         throw Failure(kStoreFailure, "There is something at " + path + " already");
     try {
         Connection connection(path, Connection::Mode::Create);
@@ -34,7 +28,7 @@ void Registry::create(const std::string& path) {
         transaction.commit();
     } catch (...) {
         std::error_code ignored;
-        std::filesystem::remove(path, ignored);
+        std::filesystem::remove(system::pathOf(path), ignored);
         throw;
     }
 }
@@ -96,7 +90,7 @@ void Registry::setReachable(bool reachable) {
 }
 
 void Registry::copyTo(const std::string& path) {
-    if (somethingAt(path))
+    if (system::somethingAt(path))
         throw Failure(kStoreFailure, "There is something at " + path + " already");
     connection_.statement("VACUUM INTO ?").bind(std::string_view(path)).run();
 }

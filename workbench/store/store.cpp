@@ -1,8 +1,5 @@
 #include "workbench/store/store.h"
 
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -10,6 +7,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/schema.h"
+#include "workbench/store/system.h"
 
 namespace mervane {
 
@@ -52,11 +50,6 @@ tag_t tagOf(std::int64_t value) {
     return static_cast<tag_t>(value);
 }
 
-bool somethingAt(const std::string& path) {
-    struct stat status {};
-    return ::lstat(path.c_str(), &status) == 0;
-}
-
 const char* synchronous() {
     const char* wanted = std::getenv("MERVANE_SYNC");
     const std::string_view value = wanted ? wanted : "";
@@ -89,7 +82,7 @@ Value Cell::as(Kind kind) const {
 
 void Store::create(const std::string& path) {
     for (const char* suffix : {"", ".volume", "-locks", "-sessions", "-wal"})
-        if (somethingAt(path + suffix))
+        if (system::somethingAt(path + suffix))
             throw Failure(kStoreFailure, "There is something at " + path + suffix + " already");
     std::error_code error;
     try {
@@ -104,7 +97,7 @@ void Store::create(const std::string& path) {
         Volume(path + ".volume").makeDirectory();
     } catch (...) {
         for (const char* suffix : {"", ".volume", "-wal", "-shm"})
-            std::filesystem::remove_all(path + suffix, error);
+            std::filesystem::remove_all(system::pathOf(path + suffix), error);
         throw;
     }
 }
@@ -120,7 +113,7 @@ std::unique_ptr<Connection> Store::connect(const std::string& path) {
 
 std::shared_ptr<Store> Store::open(const std::string& path) {
     const bool memory = path == ":memory:";
-    if (!memory && !somethingAt(path))
+    if (!memory && !system::somethingAt(path))
         throw Failure(kStoreFailure, "There is no store at " + path);
     std::unique_ptr<Connection> connection;
     if (memory) {

@@ -1,11 +1,5 @@
 #include "workbench/store/volume.h"
 
-#include <dirent.h>
-#include <fcntl.h>
-#include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -15,6 +9,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/sha256.h"
+#include "workbench/store/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -33,15 +28,15 @@ public:
     explicit Descriptor(int number) : number_(number) {}
     ~Descriptor() {
         if (number_ >= 0)
-            ::close(number_);
+            system::close(number_);
     }
     Descriptor(const Descriptor&) = delete;
     int get() const { return number_; }
     explicit operator bool() const { return number_ >= 0; }
-    int close() {
-        const int result = ::close(number_);
+    bool close() {
+        const bool closed = system::close(number_);
         number_ = -1;
-        return result;
+        return closed;
     }
 
 private:
@@ -50,7 +45,7 @@ private:
 
 void writeAll(int descriptor, const char* bytes, std::size_t size, const std::string& path) {
     while (size > 0) {
-        const ssize_t written = ::write(descriptor, bytes, size);
+        const std::ptrdiff_t written = system::write(descriptor, bytes, size);
         if (written < 0) {
             if (errno == EINTR)
                 continue;
@@ -66,7 +61,7 @@ template <typename Receiver>
 void readAll(int descriptor, const std::string& path, Receiver&& receiver) {
     std::vector<char> buffer(1 << 16);
     for (;;) {
-        const ssize_t got = ::read(descriptor, buffer.data(), buffer.size());
+        const std::ptrdiff_t got = system::read(descriptor, buffer.data(), buffer.size());
         if (got < 0) {
             if (errno == EINTR)
                 continue;
@@ -79,12 +74,11 @@ void readAll(int descriptor, const std::string& path, Receiver&& receiver) {
 }
 
 int openRegular(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    const int descriptor = system::open(path, system::Open::Read);
     if (descriptor < 0)
         fail(path, "can't be opened");
-    struct stat status {};
-    if (::fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
-        ::close(descriptor);
+    if (!system::isRegular(descriptor)) {
+        system::close(descriptor);
         throw Failure(kFileFailure, path + " is not a regular file");
     }
     return descriptor;
@@ -102,16 +96,15 @@ bool isTagName(const std::string& name, tag_t* tag) {
 std::vector<std::string> namesIn(const std::string& directory) {
     std::vector<std::string> names;
     std::error_code error;
-    for (std::filesystem::directory_iterator at(directory, error), end; !error && at != end;
-         at.increment(error))
+    for (std::filesystem::directory_iterator at(system::pathOf(directory), error), end;
+         !error && at != end; at.increment(error))
         names.push_back(at->path().filename().string());
     std::sort(names.begin(), names.end());
     return names;
 }
 
 void syncDirectory(const std::string& directory) {
-    const Descriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!opened || ::fsync(opened.get()) != 0)
+    if (!system::syncDirectory(directory))
         fail(directory, "can't be written to disk");
 }
 
@@ -119,10 +112,9 @@ void syncDirectory(const std::string& directory) {
 template <typename Fill>
 FileFacts placeFile(const std::string& directory, const std::string& place, Fill&& fill) {
     static std::atomic<unsigned> counter{0};
-    const std::string temporary =
-        directory + "/new-" + std::to_string(::getpid()) + "-" + std::to_string(counter++);
-    Descriptor out(
-        ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
+    const std::string temporary = directory + "/new-" + std::to_string(system::processNumber()) +
+                                  "-" + std::to_string(counter++);
+    Descriptor out(system::open(temporary, system::Open::Write));
     if (!out)
         fail(temporary, "can't be made");
     FileFacts facts;
@@ -133,12 +125,12 @@ FileFacts placeFile(const std::string& directory, const std::string& place, Fill
             sum.add(bytes, size);
             facts.byte_size += static_cast<std::int64_t>(size);
         });
-        if (::fsync(out.get()) != 0 || out.close() != 0)
+        if (!system::sync(out.get()) || !out.close())
             fail(temporary, "can't be written to disk");
-        if (::rename(temporary.c_str(), place.c_str()) != 0)
+        if (!system::rename(temporary, place))
             fail(place, "can't be made");
     } catch (...) {
-        ::unlink(temporary.c_str());
+        system::removeFile(temporary);
         throw;
     }
     syncDirectory(directory);
@@ -155,7 +147,7 @@ Volume::Volume(std::string directory)
 Volume::~Volume() {
     if (temporary_ && !directory_.empty()) {
         std::error_code error;
-        std::filesystem::remove_all(directory_, error);
+        std::filesystem::remove_all(system::pathOf(directory_), error);
     }
 }
 
@@ -163,13 +155,13 @@ void Volume::makeDirectory() {
     if (temporary_) {
         if (!directory_.empty())
             return;
-        std::string pattern = (std::filesystem::temp_directory_path() / "mervane-XXXXXX").string();
-        if (!::mkdtemp(pattern.data()))
-            fail(pattern, "can't be made");
-        directory_ = pattern;
+        std::string made = system::makeTemporaryDirectory();
+        if (made.empty())
+            fail("a temporary directory", "can't be made");
+        directory_ = std::move(made);
         return;
     }
-    if (::mkdir(directory_.c_str(), 0755) != 0 && errno != EEXIST)
+    if (!system::makeDirectory(directory_) && errno != EEXIST)
         fail(directory_, "can't be made");
 }
 
@@ -198,11 +190,11 @@ void Volume::remove(tag_t tag) noexcept {
     try {
         // Out of the way first, so that a backup that began before still finds it.
         const std::string removed = pathOf(tag) + kRemovedSuffix;
-        if (::rename(pathOf(tag).c_str(), removed.c_str()) != 0)
+        if (!system::rename(pathOf(tag), removed))
             return;
-        const Descriptor hold(::open(holdPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644));
-        if (!hold || ::flock(hold.get(), LOCK_EX | LOCK_NB) == 0)
-            ::unlink(removed.c_str());
+        const Descriptor hold(system::open(holdPath(), system::Open::Lock));
+        if (!hold || system::lockExclusive(hold.get()))
+            system::removeFile(removed);
     } catch (...) {
         // No memory: the file stays as one that no object owns.
     }
@@ -220,25 +212,23 @@ void Volume::writeTo(tag_t tag, const std::string& path) const {
     const std::string source = pathOf(tag);
     const Descriptor in(openRegular(source));
     // Exclusive: neither an existing file nor a link at the path is ever followed.
-    Descriptor out(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
+    Descriptor out(system::open(path, system::Open::WriteNew));
     if (!out)
         fail(path, "can't be made");
     try {
         readAll(in.get(), source, [&](const char* bytes, std::size_t size) {
             writeAll(out.get(), bytes, size, path);
         });
-        if (out.close() != 0)
+        if (!out.close())
             fail(path, "can't be written");
     } catch (...) {
-        ::unlink(path.c_str());
+        system::removeFile(path);
         throw;
     }
 }
 
 bool Volume::exists(tag_t tag) const {
-    struct stat status {};
-    return !directory_.empty() && ::lstat(pathOf(tag).c_str(), &status) == 0 &&
-           S_ISREG(status.st_mode);
+    return !directory_.empty() && system::regularFileAt(pathOf(tag));
 }
 
 FileFacts Volume::facts(tag_t tag) const {
@@ -279,7 +269,7 @@ std::vector<std::string> Volume::leftOvers() const {
 
 void Volume::removeLeftOver(const std::string& name) {
     const std::string path = directory_ + "/" + name;
-    if (::unlink(path.c_str()) != 0)
+    if (!system::removeFile(path))
         fail(path, "can't be removed");
 }
 
@@ -288,10 +278,10 @@ std::vector<tag_t> Volume::copyTo(const std::string& directory,
     std::vector<tag_t> missing;
     for (const tag_t tag : tags) {
         std::string path = pathOf(tag);
-        int number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        int number = system::open(path, system::Open::Read);
         if (number < 0) {
             path += kRemovedSuffix;
-            number = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+            number = system::open(path, system::Open::Read);
         }
         const Descriptor in(number);
         if (!in) {
@@ -307,10 +297,10 @@ std::vector<tag_t> Volume::copyTo(const std::string& directory,
 Volume::Hold::Hold(const Volume& volume) : volume_(volume) {
     if (volume.directory_.empty())
         return;
-    descriptor_ = ::open(volume.holdPath().c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
-    if (descriptor_ < 0 || ::flock(descriptor_, LOCK_SH) != 0) {
+    descriptor_ = system::open(volume.holdPath(), system::Open::Lock);
+    if (descriptor_ < 0 || !system::lockShared(descriptor_)) {
         if (descriptor_ >= 0)
-            ::close(descriptor_);
+            system::close(descriptor_);
         fail(volume.holdPath(), "can't be locked");
     }
 }
@@ -319,18 +309,18 @@ Volume::Hold::~Hold() {
     if (descriptor_ < 0)
         return;
     // The last one to leave takes out what the others left for it.
-    if (::flock(descriptor_, LOCK_EX | LOCK_NB) == 0) {
+    if (system::lockExclusive(descriptor_)) {
         try {
             const std::string suffix = kRemovedSuffix;
             for (const std::string& name : volume_.leftOvers())
                 if (name.size() > suffix.size() &&
                     name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
-                    ::unlink((volume_.directory_ + "/" + name).c_str());
+                    system::removeFile(volume_.directory_ + "/" + name);
         } catch (...) {
             // They stay as files that no object owns.
         }
     }
-    ::close(descriptor_);
+    system::close(descriptor_);
 }
 
 }  // namespace mervane

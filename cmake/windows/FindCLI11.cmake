@@ -1,0 +1,5 @@
+include(${CMAKE_CURRENT_LIST_DIR}/headers.cmake)
+if(NOT TARGET CLI11::CLI11)
+  keld_copied_headers(CLI11::CLI11 CLI)
+endif()
+set(CLI11_FOUND TRUE)

@@ -1,0 +1,49 @@
+#pragma once
+
+// What keld asks of the operating system. Texts are UTF-8 on every system.
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace keld {
+
+// The arguments of main.
+std::vector<std::string> programArguments(int argc, char** argv);
+
+// A path of the C++ library from UTF-8, which is not what every system takes plain texts for.
+std::filesystem::path pathOf(const std::string& text);
+
+// Empty if the variable isn't set.
+std::string environment(const std::string& name);
+bool isSet(const std::string& name);
+// Seen by the libraries of this process and by the programs that they start.
+void setEnvironment(const std::string& name, const std::string& value);
+
+bool outputIsTerminal();
+bool errorIsTerminal();
+bool canWrite(const std::string& path);
+
+// A new directory or an empty new file in the system's temporary directory. Failure: CommandError.
+std::string makeTemporaryDirectory(const std::string& prefix);
+std::string makeTemporaryFile(const std::string& prefix);
+
+// Name of the device that swallows everything.
+extern const char* const kNullDevice;
+// Send standard output to a file (made anew) or, without a path, to standard error. Gives what
+// restoreOutput needs. Failure: CommandError.
+int redirectOutput(const std::string& path);
+void restoreOutput(int kept) noexcept;
+
+int processNumber();
+
+// A function by its undecorated name in the modules of this process; null: none exports it.
+void* findFunction(const std::string& name);
+// The module that a function belongs to.
+struct Module {
+    std::string file;     // with its directory, links followed
+    std::string version;  // empty: the module doesn't say
+};
+Module moduleOf(const void* function);
+
+}  // namespace keld

@@ -1,0 +1,52 @@
+#pragma once
+
+// What the store asks of the operating system: files that are locked, synced and given their place
+// in one step. Paths are UTF-8. A function that gives false or -1 leaves the reason in errno.
+
+#include <cstddef>
+#include <cstdio>
+#include <ctime>
+#include <filesystem>
+#include <string>
+
+namespace mervane::system {
+
+// A path of the C++ library from UTF-8, which is not what every system takes plain texts for.
+std::filesystem::path pathOf(const std::string& text);
+
+int processNumber();
+// Local time; all zero if the clock can't be read.
+std::tm localTime(std::time_t seconds);
+
+// ---- what has a name ----
+bool makeDirectory(const std::string& path);
+bool somethingAt(const std::string& path);                    // links aren't followed
+bool regularFileAt(const std::string& path);                  // likewise
+bool removeFile(const std::string& path);                     // others may have it open
+bool rename(const std::string& from, const std::string& to);  // in the place of a file there
+bool syncDirectory(const std::string& path);
+std::string makeTemporaryDirectory();  // empty: it can't be made
+std::string makeTemporaryFile();       // likewise
+
+// ---- an open file ----
+// No child process inherits it; others may remove and rename it meanwhile.
+enum class Open {
+    Read,          // a device or pipe isn't waited for
+    Write,         // made, or emptied if it is there; not through a link
+    WriteNew,      // made; refused if there is anything
+    Lock,          // made if it isn't there; not through a link
+    LockExisting,  // must be there; not through a link
+};
+int open(const std::string& path, Open how);
+std::FILE* openForAppending(const std::string& path);
+bool isRegular(int file);
+std::ptrdiff_t read(int file, char* bytes, std::size_t size);
+std::ptrdiff_t write(int file, const char* bytes, std::size_t size);
+bool sync(int file);
+bool close(int file);
+// A lock of this opening of the file, gone with it. An exclusive one is never waited for and takes
+// the place of a shared one.
+bool lockExclusive(int file);
+bool lockShared(int file);
+
+}  // namespace mervane::system

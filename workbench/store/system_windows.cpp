@@ -1,0 +1,211 @@
+#if defined(_WIN32)
+
+#include <windows.h>
+// behind windows.h
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+
+#include "workbench/store/system.h"
+
+namespace mervane::system {
+
+namespace {
+
+// Far behind any content, since a locked range can't be read by others.
+constexpr DWORD kLockAt = 0x7FFFFFFF;
+
+// False, with the last error of the system as errno.
+bool failed() {
+    switch (GetLastError()) {
+        case ERROR_FILE_NOT_FOUND:
+        case ERROR_PATH_NOT_FOUND:
+        case ERROR_INVALID_NAME:
+            errno = ENOENT;
+            break;
+        case ERROR_FILE_EXISTS:
+        case ERROR_ALREADY_EXISTS:
+            errno = EEXIST;
+            break;
+        case ERROR_ACCESS_DENIED:
+        case ERROR_SHARING_VIOLATION:
+        case ERROR_LOCK_VIOLATION:
+            errno = EACCES;
+            break;
+        case ERROR_DISK_FULL:
+            errno = ENOSPC;
+            break;
+        default:
+            errno = EIO;
+    }
+    return false;
+}
+
+bool check(BOOL done) {
+    return done != 0 || failed();
+}
+
+HANDLE handleOf(int file) {
+    return reinterpret_cast<HANDLE>(_get_osfhandle(file));
+}
+
+std::string freshName() {
+    static std::atomic<unsigned> counter{0};
+    std::error_code error;
+    const auto directory = std::filesystem::temp_directory_path(error);
+    return error
+               ? ""
+               : (directory / ("mervane-" + std::to_string(_getpid()) + "-" +
+                               std::to_string(GetTickCount64()) + "-" + std::to_string(++counter)))
+                     .string();
+}
+
+}  // namespace
+
+std::filesystem::path pathOf(const std::string& text) {
+    return {std::u8string(text.begin(), text.end())};
+}
+
+int processNumber() {
+    return _getpid();
+}
+
+std::tm localTime(std::time_t seconds) {
+    std::tm local{};
+    (void)localtime_s(&local, &seconds);
+    return local;
+}
+
+bool makeDirectory(const std::string& path) {
+    return check(CreateDirectoryW(pathOf(path).c_str(), nullptr));
+}
+
+bool somethingAt(const std::string& path) {
+    return GetFileAttributesW(pathOf(path).c_str()) != INVALID_FILE_ATTRIBUTES || failed();
+}
+
+bool regularFileAt(const std::string& path) {
+    const DWORD attributes = GetFileAttributesW(pathOf(path).c_str());
+    return attributes == INVALID_FILE_ATTRIBUTES
+               ? failed()
+               : (attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT |
+                                FILE_ATTRIBUTE_DEVICE)) == 0;
+}
+
+bool removeFile(const std::string& path) {
+    return check(DeleteFileW(pathOf(path).c_str()));
+}
+
+bool rename(const std::string& from, const std::string& to) {
+    return check(MoveFileExW(pathOf(from).c_str(), pathOf(to).c_str(),
+                             MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
+}
+
+// Names are on disk when the call that gave them returns.
+bool syncDirectory(const std::string& path) {
+    return somethingAt(path);
+}
+
+std::string makeTemporaryDirectory() {
+    std::string path = freshName();
+    return !path.empty() && makeDirectory(path) ? path : "";
+}
+
+std::string makeTemporaryFile() {
+    std::string path = freshName();
+    const int file = path.empty() ? -1 : open(path, Open::WriteNew);
+    if (file < 0)
+        return "";
+    close(file);
+    return path;
+}
+
+int open(const std::string& path, Open how) {
+    DWORD access = GENERIC_READ;
+    DWORD disposition = OPEN_EXISTING;
+    DWORD flags = FILE_ATTRIBUTE_NORMAL;
+    switch (how) {
+        case Open::Read:
+            break;
+        case Open::Write:
+            access = GENERIC_WRITE;
+            disposition = CREATE_ALWAYS;
+            flags |= FILE_FLAG_OPEN_REPARSE_POINT;
+            break;
+        case Open::WriteNew:
+            access = GENERIC_WRITE;
+            disposition = CREATE_NEW;
+            break;
+        case Open::Lock:
+            access = GENERIC_READ | GENERIC_WRITE;
+            disposition = OPEN_ALWAYS;
+            flags |= FILE_FLAG_OPEN_REPARSE_POINT;
+            break;
+        case Open::LockExisting:
+            access = GENERIC_READ | GENERIC_WRITE;
+            flags |= FILE_FLAG_OPEN_REPARSE_POINT;
+            break;
+    }
+    const HANDLE handle = CreateFileW(pathOf(path).c_str(), access,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                                      nullptr, disposition, flags, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) {
+        failed();
+        return -1;
+    }
+    const int file =
+        _open_osfhandle(reinterpret_cast<std::intptr_t>(handle),
+                        _O_BINARY | _O_NOINHERIT | (how == Open::Read ? _O_RDONLY : _O_RDWR));
+    if (file < 0)
+        CloseHandle(handle);
+    return file;
+}
+
+std::FILE* openForAppending(const std::string& path) {
+    return _wfopen(pathOf(path).c_str(), L"aN");
+}
+
+bool isRegular(int file) {
+    BY_HANDLE_FILE_INFORMATION info;
+    return GetFileType(handleOf(file)) == FILE_TYPE_DISK &&
+           GetFileInformationByHandle(handleOf(file), &info) != 0 &&
+           (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+}
+
+std::ptrdiff_t read(int file, char* bytes, std::size_t size) {
+    return _read(file, bytes, static_cast<unsigned>(std::min<std::size_t>(size, 1U << 30U)));
+}
+
+std::ptrdiff_t write(int file, const char* bytes, std::size_t size) {
+    return _write(file, bytes, static_cast<unsigned>(std::min<std::size_t>(size, 1U << 30U)));
+}
+
+bool sync(int file) {
+    return check(FlushFileBuffers(handleOf(file)));
+}
+
+bool close(int file) {
+    return _close(file) == 0;
+}
+
+bool lockExclusive(int file) {
+    OVERLAPPED range{};
+    range.OffsetHigh = kLockAt;
+    UnlockFileEx(handleOf(file), 0, 1, 0, &range);
+    return check(LockFileEx(handleOf(file), LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0,
+                            1, 0, &range));
+}
+
+bool lockShared(int file) {
+    OVERLAPPED range{};
+    range.OffsetHigh = kLockAt;
+    return check(LockFileEx(handleOf(file), 0, 0, 1, 0, &range));
+}
+
+}  // namespace mervane::system
+
+#endif
