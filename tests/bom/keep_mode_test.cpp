@@ -69,7 +69,7 @@ TEST_F(KeepingNumbers, NumbersAreComparedAsTexts) {
 
 TEST_F(KeepingNumbers, ATextThatDoesNotBeginWithANumberIsNone) {
     for (const char* none :
-         {"", "0", "000", "A10", "-", "+", "-0", "+-5", "- 5", "  ", ".5", "x"}) {
+         {"", "0", "000", "A10", "-", "+", "-0", "+-5", "- 5", "  ", ".5", "x", "\t10"}) {
         SCOPED_TRACE(none);
         const bom::Outcome run = keep({{"X", none}});
         EXPECT_THAT(run.assigned, ElementsAre("10"));
