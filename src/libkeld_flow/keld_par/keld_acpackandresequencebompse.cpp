@@ -58,7 +58,8 @@ int ACPackAndResequenceBOMPSE::initMembers() {
     KELD_QSK_CALL(DBO_get_user(&pcUserName, &tagUser));
     KELD_QSK_CALL(DBO_ask_user_id(tagUser, &pcUserId));
 
-    const std::string sName = std::string("PSE_RPBOM_") + (pcUserId != nullptr ? pcUserId : "");
+    const std::string sName =
+        std::string("PSE_RPBOM_") + (pcUserId != nullptr ? pcUserId : "(null)");
     KELD_CopyText(m_sDatasetName, sName.c_str(), "m_sDatasetName");
     KELD_TRACE("DatasetName: %s\n", m_sDatasetName);
 
