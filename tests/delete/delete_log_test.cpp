@@ -5,6 +5,7 @@
 
 #include <set>
 
+#include "delete/keld_delete_log.h"
 #include "tests/delete/backup_world.h"
 #include "tests/support/fixed_os.h"
 
@@ -103,6 +104,25 @@ TEST_F(DeleteLog, ALineIsMadeOfItsPartsAsTheyAre) {
                   now + ":; ();\n" + now + "%s:%n;a\nb (%d);%\n" + now +
                   "(null):(null);(null) ((null));(null)\n" + now + huge + ":; ();\n",
               contentOf(path("own.log")));
+}
+
+TEST_F(DeleteLog, WhatHasReachedTheFileEndsWithALineAtAnyTime) {
+    FILE* const log = KELD_OpenDeleteLog(path("long.log"));
+    ASSERT_NE(nullptr, log);
+    std::string before;
+    int writes = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const std::string name(static_cast<std::size_t>(10 + i % 90), 'n');
+        ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "4711/A", name.c_str(), "Text", "/b/f"));
+        const std::string now = contentOf(path("long.log"));
+        if (now == before)
+            continue;
+        ++writes;
+        ASSERT_TRUE(now.ends_with("\n")) << "after line " << i;
+        before = now;
+    }
+    EXPECT_GE(writes, 3);
+    KELD_CloseDeleteLog(log);
 }
 
 // Two server processes of one user back up at the same time: their lines never mix.
