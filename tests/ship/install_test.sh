@@ -37,7 +37,7 @@ done
     fail "the installed keld does not use the installed libraries"
 
 echo "== through the CMake package"
-cmake -S "$work/sources" -B "$work/by_cmake" -DCMAKE_PREFIX_PATH="$tree" \
+cmake -G Ninja -S "$work/sources" -B "$work/by_cmake" -DCMAKE_PREFIX_PATH="$tree" \
     -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 cmake --build "$work/by_cmake" >/dev/null
 (cd "$work" && KELD_LOG_FILE=$work/cmake.log "$work/by_cmake/host")
