@@ -33,7 +33,7 @@ struct Wanted {
 };
 
 std::string titled(const Context& context, tag_t object) {
-    const std::string label = context.label(object);
+    std::string label = context.label(object);
     if (!label.starts_with("#"))
         return label;
     const std::string name = display(object, "object_name");
