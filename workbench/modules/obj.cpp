@@ -57,7 +57,7 @@ void writeProperty(tag_t object, const char* name, Kind kind, Values values) {
     Session& session = currentSession();
     if (isLine(object)) {
         readProperty(object, name, kind, false);
-        return setLineProperty(session, object, name, std::move(values));
+        return setLineProperty(session, object, name, values);
     }
     Object& target = session.object(object);
     if (const auto found = target.type->by_name.find(name); found != target.type->by_name.end()) {

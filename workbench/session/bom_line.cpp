@@ -278,8 +278,8 @@ Session::Property lineProperty(Session& session, tag_t line, std::string_view na
     return session.bomWindows().property(line, name);
 }
 
-void setLineProperty(Session& session, tag_t line, std::string_view name, Values values) {
-    session.bomWindows().setProperty(line, name, std::move(values));
+void setLineProperty(Session& session, tag_t line, std::string_view name, const Values& values) {
+    session.bomWindows().setProperty(line, name, values);
 }
 
 }  // namespace mervane

@@ -18,6 +18,6 @@ inline bool isLine(tag_t tag) {
 // Failure kUnknownObject for a line of no open window, kUnknownAttribute for an unknown name.
 Session::Property lineProperty(Session& session, tag_t line, std::string_view name);
 // Needs no lock; Failure kReadOnly for what can't be written.
-void setLineProperty(Session& session, tag_t line, std::string_view name, Values values);
+void setLineProperty(Session& session, tag_t line, std::string_view name, const Values& values);
 
 }  // namespace mervane
