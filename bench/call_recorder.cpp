@@ -414,4 +414,12 @@ void readSettings() {
         setting();
 }
 
+std::map<std::string, int> countsOf(const std::vector<mervane::JournalEntry>& journal) {
+    std::map<std::string, int> counts;
+    for (const mervane::JournalEntry& entry : journal)
+        if (entry.operation != "HEAP_free")
+            ++counts[entry.operation];
+    return counts;
+}
+
 }  // namespace call_recorder

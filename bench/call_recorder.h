@@ -7,8 +7,12 @@
 
 #include <cstddef>
 #include <functional>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "platform/types.h"
+#include "workbench/workbench.h"
 
 namespace call_recorder {
 
@@ -28,5 +32,9 @@ void play(tag_t line_shift);
 std::size_t settingCount();
 // Read the recorded settings by themselves.
 void readSettings();
+
+// How often each operation stands in a journal, apart from the giving back of memory, which a run
+// and its recording do differently.
+std::map<std::string, int> countsOf(const std::vector<mervane::JournalEntry>& journal);
 
 }  // namespace call_recorder

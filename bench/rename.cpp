@@ -86,14 +86,6 @@ void runLibrary() {
     }
 }
 
-std::map<std::string, int> callCounts(const std::vector<JournalEntry>& journal) {
-    std::map<std::string, int> counts;
-    for (const JournalEntry& entry : journal)
-        if (entry.operation != "HEAP_free")
-            ++counts[entry.operation];
-    return counts;
-}
-
 struct Result {
     double off = 1e9, trace = 1e9, bare = 1e9, durable = 1e9;
     std::size_t calls = 0;
@@ -108,12 +100,12 @@ void recordCalls(const Size& size, const std::string& file) {
         call_recorder::start();
         runLibrary();
         call_recorder::stop();
-        made = callCounts(mervane_workbench()->stopJournal());
+        made = call_recorder::countsOf(mervane_workbench()->stopJournal());
     }
     const World again(":memory:", size, file);
     mervane_workbench()->startJournal();
     call_recorder::play(0);
-    const auto played = callCounts(mervane_workbench()->stopJournal());
+    const auto played = call_recorder::countsOf(mervane_workbench()->stopJournal());
     if (played == made)
         return;
     fprintf(stderr, "the bare loop makes other calls than the library\n");

@@ -13,7 +13,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -86,14 +85,6 @@ void runLibrary(tag_t top) {
     }
 }
 
-std::map<std::string, int> callCounts(const std::vector<JournalEntry>& journal) {
-    std::map<std::string, int> counts;
-    for (const JournalEntry& entry : journal)
-        if (entry.operation != "HEAP_free")
-            ++counts[entry.operation];
-    return counts;
-}
-
 struct Result {
     int revisions = 0;
     double off = 1e9, warning = 1e9, trace = 1e9, bare = 1e9, sql = 1e9, durable = 1e9;
@@ -114,11 +105,11 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
         runLibrary(world.top());
         call_recorder::stop();
         recorded_top = world.top();
-        const auto made = callCounts(mervane_workbench()->stopJournal());
+        const auto made = call_recorder::countsOf(mervane_workbench()->stopJournal());
         World again(":memory:", revisions);
         mervane_workbench()->startJournal();
         call_recorder::play(again.top() - recorded_top);
-        if (callCounts(mervane_workbench()->stopJournal()) != made) {
+        if (call_recorder::countsOf(mervane_workbench()->stopJournal()) != made) {
             fprintf(stderr, "the bare loop makes other calls than the library\n");
             exit(1);
         }
