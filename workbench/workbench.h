@@ -79,11 +79,12 @@ struct JournalEntry {
 };
 
 // A planned failure: the n-th call (from 1) of the operation, or of all if it is empty, returns the
-// status and does nothing. `n` 0: every call of the operation.
+// status and does nothing. `n` 0: every call of the operation. `onwards`: the later ones too.
 struct Fault {
     std::string operation;
     int n = 1;
     int status = 1;
+    bool onwards = false;
 };
 
 struct Found {

@@ -113,6 +113,12 @@ TEST_F(Processes, TheEnvironmentCanPlanFailuresAndKeepAJournal) {
     EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 5), "4711 ");
     ::setenv("MERVANE_FAULTS", "nonsense", 1);
     EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "a wrong plan plans nothing";
+    ::setenv("MERVANE_FAULTS", "OBJ_lock:1+=4711", 1);
+    EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 5), "4711 ");
+    ::setenv("MERVANE_FAULTS", "OBJ_lock:2+=4711", 1);
+    EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ");
+    ::setenv("MERVANE_FAULTS", "OBJ_lock:+=4711", 1);
+    EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "a wrong plan plans nothing";
     ::unsetenv("MERVANE_FAULTS");
     ::unsetenv("MERVANE_JOURNAL");
     std::ifstream file(directory_ / "journal");

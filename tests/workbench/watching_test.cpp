@@ -60,6 +60,18 @@ TEST_F(Watching, EveryCallOfAnOperationFails) {
     EXPECT_EQ(OBJ_save(item_), 0);
 }
 
+TEST_F(Watching, ThePlannedCallAndEveryLaterOneFail) {
+    bench().setFaults({{"OBJ_lock", 2, 5, true}});
+    EXPECT_EQ(OBJ_lock(item_), 0);
+    EXPECT_EQ(OBJ_lock(item_), 5);
+    EXPECT_EQ(OBJ_load(item_), 0);
+    EXPECT_EQ(OBJ_lock(item_), 5);
+    bench().setFaults({{"", 2, 6, true}});
+    EXPECT_EQ(OBJ_lock(item_), 0);
+    EXPECT_EQ(OBJ_load(item_), 6);
+    EXPECT_EQ(OBJ_lock(item_), 6);
+}
+
 TEST_F(Watching, APlannedFailureLeavesOutParametersAlone) {
     bench().setFaults({{"OBJ_ask_if_modifiable", 1, 5}});
     logical value = true;

@@ -62,12 +62,14 @@ std::vector<Fault> faultsFromText(const std::string& text) {
         const std::string entry = text.substr(start, comma - start);
         const std::size_t colon = entry.find(':'), equals = entry.find('=');
         Fault fault;
-        if (colon == std::string::npos || equals == std::string::npos || colon > equals ||
-            colon == 0 || !number(entry.substr(colon + 1, equals - colon - 1), &fault.n) ||
+        fault.onwards = equals != std::string::npos && equals > 0 && entry[equals - 1] == '+';
+        const std::size_t end = fault.onwards ? equals - 1 : equals;  // of the count
+        if (colon == std::string::npos || equals == std::string::npos || colon >= end ||
+            colon == 0 || !number(entry.substr(colon + 1, end - colon - 1), &fault.n) ||
             !number(entry.substr(equals + 1), &fault.status) || fault.n < 0 || fault.status == 0)
             throw Failure(kBadValue, "\"" + entry +
-                                         "\" is no planned failure; one reads OBJ_save:3=515001 "
-                                         "or *:17=4");
+                                         "\" is no planned failure; one reads OBJ_save:3=515001, "
+                                         "OBJ_save:3+=515001 or *:17=4");
         fault.operation = entry.substr(0, colon);
         if (fault.operation == "*")
             fault.operation.clear();
@@ -107,7 +109,8 @@ int plannedFault(const char* operation) {
     for (const Fault& fault : now.faults) {
         if (!fault.operation.empty() && fault.operation != operation)
             continue;
-        if (fault.n == 0 || fault.n == (fault.operation.empty() ? now.all_calls : nth))
+        const int count = fault.operation.empty() ? now.all_calls : nth;
+        if (fault.n == 0 || fault.n == count || (fault.onwards && fault.n < count))
             return fault.status;
     }
     return 0;

@@ -3,7 +3,8 @@
 // The journal of interface calls and the plan of failures. Both can be set by the environment:
 //   MERVANE_JOURNAL=FILE   a line for each call: operation(arguments) = status
 //   MERVANE_FAULTS=PLAN    "OBJ_save:3=515001,*:17=4": the third OBJ_save and the 17th call of all
-//                          fail with these statuses; "OBJ_save:0=5": each one does
+//                          fail with these statuses; "OBJ_save:3+=5": the third and every later
+//                          one does; "OBJ_save:0=5": each one does
 
 #include <string>
 #include <vector>
