@@ -6,6 +6,7 @@ PACKAGES_BENCH="libspdlog-dev"
 PACKAGES_WINDOWS="g++ g++-mingw-w64-x86-64-posix cmake ninja-build libgtest-dev nlohmann-json3-dev libcli11-dev zip"
 PACKAGES_WINE="wine wine64"
 PACKAGES_PACKAGE="dpkg-dev file"
+PACKAGES_COVERAGE="gcovr python3"
 PACKAGES_LAYOUT="clang-format git"
 PACKAGES_LINT="$PACKAGES_LAYOUT clang-tidy"
 
