@@ -25,8 +25,6 @@ std::size_t KELD_QskCutLength(const char* szText, std::size_t uiLimit) {
 }
 
 void KELD_QskCopyText(char* szOut, std::size_t uiSize, const char* szText, const char* szField) {
-    if (szOut == nullptr || uiSize == 0)
-        return;
     szText = KELD_QskText(szText);
     const std::size_t uiCut = KELD_QskCutLength(szText, uiSize - 1);
     const bool bCut = szText[uiCut] != '\0';

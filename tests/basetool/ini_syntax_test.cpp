@@ -1,6 +1,8 @@
 #include <gmock/gmock.h>
 
 #include <climits>
+#include <cstdint>
+#include <string_view>
 
 #include "platform/keld_basetool.h"
 #include "tests/support/log_fixture.h"
@@ -195,4 +197,25 @@ TEST_F(IniFile, LeavesTheBufferAloneThatIsItsOwnDefault) {
     EXPECT_STREQ(out, "kept");
     KELD_GetProfileString("A", "x", out, out, path_.c_str());
     EXPECT_STREQ(out, "1");
+}
+
+// Sections and keys are looked up by a hash value: FNV-1a with 64 bits over the lower-case letters.
+TEST_F(IniFile, TellsNamesOfOneHashValueApart) {
+    const auto hash = [](std::string_view text) {
+        std::uint64_t value = 14695981039346656037U;
+        for (const char c : text)
+            value = (value ^ static_cast<unsigned char>(c)) * 1099511628211U;
+        return value;
+    };
+    ASSERT_EQ(hash("y3xws4hfr2lgox"), hash("ms6seadpunkfmx"));
+    ASSERT_EQ(hash("wemobnz4xkqxkx"), hash("kjdwectwxgayg"));
+    content(
+        "[y3xws4hfr2lgox]\ny3xws4hfr2lgox=1\nms6seadpunkfmx=2\nwemobnz4xkqxkx=3\nkjdwectwxgayg=4\n"
+        "[ms6seadpunkfmx]\nwemobnz4xkqxkx=5\n");
+    EXPECT_EQ(value("y3xws4hfr2lgox", "y3xws4hfr2lgox"), "1");
+    EXPECT_EQ(value("y3xws4hfr2lgox", "MS6SEADPUNKFMX"), "2");
+    EXPECT_EQ(value("y3xws4hfr2lgox", "wemobnz4xkqxkx"), "3");
+    EXPECT_EQ(value("y3xws4hfr2lgox", "KjdwectwxGayg"), "4");
+    EXPECT_EQ(value("ms6seadpunkfmx", "wemobnz4xkqxkx"), "5");
+    EXPECT_EQ(value("ms6seadpunkfmx", "kjdwectwxgayg"), "default");
 }

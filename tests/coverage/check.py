@@ -1,9 +1,10 @@
 """Compares the lines of src/ that no test reached with the list of those that are known, with reasons.
 
-check.py COVERAGE_JSON UNREACHED_TXT LEAST_PERCENT
+check.py COVERAGE_JSON UNREACHED_TXT LEAST_LINES LEAST_BRANCHES
 COVERAGE_JSON is what gcovr --json writes. A line is known by its file and its text, so that the list
 survives lines moving; the list says how many such lines a file has. Fails if a line isn't in the list,
-if an entry of the list is reached by now, or if too few lines are reached.
+if an entry of the list is reached by now, or if fewer percent of the lines are reached or of the
+branches taken than asked for.
 """
 
 import collections
@@ -28,6 +29,8 @@ def read_known(path):
             if not match or file is None:
                 sys.exit(f"{path}:{number}: expected a line of code under a file name, found: {line}")
             entry = (file, match[2])
+            if entry in known:
+                sys.exit(f"{path}:{number}: {file}: {match[2]}: stands in the list already")
             known[entry] = (int(match[1] or 1), "")
         else:
             if entry is None:
@@ -41,8 +44,8 @@ def read_known(path):
 
 
 def read_measured(path):
-    """Counts and unreached lines: (all, reached, {(file, text): [line numbers]})."""
-    lines = reached = 0
+    """Counts and unreached lines: ((reached, lines), (taken, branches), {(file, text): [line numbers]})."""
+    lines = reached = branches = taken = 0
     unreached = collections.defaultdict(list)
     for file in json.loads(path.read_text())["files"]:
         text = pathlib.Path(file["file"]).read_text().splitlines()
@@ -50,18 +53,25 @@ def read_measured(path):
             if line.get("gcovr/noncode"):
                 continue
             lines += 1
+            branches += len(line["branches"])
+            taken += sum(branch["count"] > 0 for branch in line["branches"])
             if line["count"]:
                 reached += 1
             else:
                 number = line["line_number"]
                 unreached[file["file"], text[number - 1].strip()].append(number)
-    return lines, reached, unreached
+    return (reached, lines), (taken, branches), unreached
+
+
+def percent(part, whole):
+    return 100.0 * part / whole if whole else 0.0
 
 
 def main():
-    measured, known_path, least = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2]), float(sys.argv[3])
+    measured, known_path = pathlib.Path(sys.argv[1]), pathlib.Path(sys.argv[2])
+    least_lines, least_branches = sys.argv[3:5]
     known = read_known(known_path)
-    lines, reached, unreached = read_measured(measured)
+    (reached, lines), (taken, branches), unreached = read_measured(measured)
     failures = []
     for (file, text), numbers in sorted(unreached.items()):
         expected = known.get((file, text), (0, ""))[0]
@@ -70,13 +80,16 @@ def main():
     for (file, text), (count, _) in sorted(known.items()):
         if len(unreached.get((file, text), [])) < count:
             failures.append(f"in the list, but reached or gone: {file}: {text}")
-    percent = 100.0 * reached / lines if lines else 0.0
-    print(f"{reached} of {lines} lines of src/ reached: {percent:.1f} %, "
-          f"{lines - reached} not, each with its reason in {known_path}")
-    if percent < least:
-        failures.append(f"less than {least} % of the lines are reached")
+    print(f"{reached} of {lines} lines of src/ reached: {percent(reached, lines):.1f} %")
+    print(f"{taken} of {branches} branches taken: {percent(taken, branches):.1f} %")
+    if percent(reached, lines) < float(least_lines):
+        failures.append(f"less than {least_lines} % of the lines are reached")
+    if percent(taken, branches) < float(least_branches):
+        failures.append(f"less than {least_branches} % of the branches are taken")
     for failure in failures:
         print(failure, file=sys.stderr)
+    if not failures:
+        print(f"{lines - reached} lines are not reached, each with its reason in {known_path}")
     sys.exit(1 if failures else 0)
 
 

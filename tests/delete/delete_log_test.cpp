@@ -1,8 +1,10 @@
 // The delete log byte for byte under a fixed clock, and several processes that write to one.
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <set>
 
 #include "delete/keld_delete_log.h"
@@ -123,6 +125,62 @@ TEST_F(DeleteLog, WhatHasReachedTheFileEndsWithALineAtAnyTime) {
     }
     EXPECT_GE(writes, 3);
     KELD_CloseDeleteLog(log);
+}
+
+TEST_F(DeleteLog, ALineLongerThanTheLogsBufferIsThereWholeAtOnce) {
+    FILE* const log = KELD_OpenDeleteLog(path("long.log"));
+    ASSERT_NE(nullptr, log);
+    const std::string huge(200000, 'x');
+    ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "1", "a", "Text", "/b/1"));
+    ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "2", huge.c_str(), "Text", "/b/2"));
+    const std::string now = "2011-03-07 14:05:09,abc:";
+    const std::string expected = now + "1;a (Text);/b/1\n" + now + "2;" + huge + " (Text);/b/2\n";
+    EXPECT_EQ(expected, contentOf(path("long.log")));
+    ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "3", "c", "Text", "/b/3"));
+    KELD_CloseDeleteLog(log);
+    EXPECT_EQ(expected + now + "3;c (Text);/b/3\n", contentOf(path("long.log")));
+}
+
+TEST_F(DeleteLog, ALogThatIsCutByAFullDiskIsAnErrorAtItsEnd) {
+    std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before));
+    rlimit limit = before;
+    limit.rlim_cur = 300000;
+    const std::string error =
+        "The delete log " + path("full.log") + " can't be written, lines are missing";
+    // One long line, many that fill the buffer again and again, one that waits for the end.
+    for (const auto& [lines, length] : {std::pair(1, 400000), {40, 10000}, {1, 20}}) {
+        putFile(path("full.log"), std::string(static_cast<std::size_t>(300000 - 10), 'e'));
+        FILE* const log = KELD_OpenDeleteLog(path("full.log"));
+        ASSERT_NE(nullptr, log);
+        const std::string name(static_cast<std::size_t>(length), 'n');
+        KELD_SetLogLevel(1);
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
+        for (int i = 0; i < lines; ++i)
+            EXPECT_EQ(0, WriteToDeleteLog(log, "abc", "1", name.c_str(), "Text", "/b/f"));
+        KELD_CloseDeleteLog(log);
+        ASSERT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &before));
+        EXPECT_EQ(300000u, contentOf(path("full.log")).size());
+        EXPECT_TRUE(keldLog().ends_with(" E " + error + "\n")) << keldLog();
+        fs::resize_file(KELD_GetLogFilePath(), 0);
+    }
+}
+
+TEST_F(DeleteLog, AFileOfAnotherOwnerIsClosedWithoutAWordAboutTheLog) {
+    FILE* const log = KELD_OpenDeleteLog(path("own.log"));
+    ASSERT_NE(nullptr, log);
+    FILE* const other = std::fopen(path("other.log").c_str(), "a");
+    ASSERT_NE(nullptr, other);
+    ASSERT_EQ(0, WriteToDeleteLog(other, "abc", "1", "a", "Text", "/b/1"));
+    KELD_CloseDeleteLog(other);
+    ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "2", "b", "Text", "/b/2"));
+    KELD_CloseDeleteLog(log);
+    KELD_CloseDeleteLog(nullptr);
+    const std::string now = "2011-03-07 14:05:09,abc:";
+    EXPECT_EQ(now + "1;a (Text);/b/1\n", contentOf(path("other.log")));
+    EXPECT_EQ(now + "2;b (Text);/b/2\n", contentOf(path("own.log")));
+    EXPECT_THAT(keldLog(), testing::Not(testing::HasSubstr("The delete log")));
 }
 
 // Two server processes of one user back up at the same time: their lines never mix.

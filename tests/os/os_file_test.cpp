@@ -2,11 +2,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
+
+#if defined(__linux__)
+#include <fcntl.h>
+#include <sys/mman.h>
+#endif
 
 #include "os/keld_os.h"
 
@@ -206,3 +214,78 @@ TEST_F(OsFile, AppendedToMustBeAFileThatCanBeWritten) {
     EXPECT_FALSE(file.Open(path("pipe").c_str()));
     EXPECT_FALSE(file.IsOpen());
 }
+
+TEST_F(OsFile, AppendedToThatIsClosedTakesNothing) {
+    keld_os::AppendFile file;
+    keld_os::FileState state;
+    EXPECT_FALSE(file.GetState(&state));
+    EXPECT_EQ(state.m_llSize, -1);
+    EXPECT_FALSE(file.Write("x", 1));
+    EXPECT_TRUE(file.Write("", 0));
+    file.Close();
+}
+
+#if defined(__linux__)
+TEST_F(OsFile, ThatCantBeEmptiedIsNotOpenedForWriting) {
+    const int sealed = memfd_create("sealed", MFD_ALLOW_SEALING);
+    ASSERT_EQ(::write(sealed, "kept", 4), 4);
+    ASSERT_EQ(fcntl(sealed, F_ADD_SEALS, F_SEAL_SHRINK), 0);
+    const std::string sealed_path = "/proc/self/fd/" + std::to_string(sealed);
+    EXPECT_FALSE(put(sealed_path, "w", "new"));
+    EXPECT_FALSE(put(sealed_path, "w+", "new"));
+    EXPECT_EQ(content(sealed_path), "kept");
+    EXPECT_TRUE(put(sealed_path, "a", " and more"));
+    EXPECT_EQ(content(sealed_path), "kept and more");
+    close(sealed);
+}
+
+// The memory of a process is a regular file whose first page isn't there.
+TEST_F(OsFile, WhoseReadingFailsLeavesTheResultAlone) {
+    std::string text = "kept";
+    keld_os::FileState state;
+    ASSERT_EQ(keld_os::KindOf("/proc/self/mem"), PathKind::File);
+    EXPECT_FALSE(keld_os::ReadFile("/proc/self/mem", &text, &state));
+    EXPECT_EQ(text, "kept");
+    EXPECT_EQ(state.m_llSize, -1);
+}
+
+// A log that goes to a pipe whose reader is slow, in a host that handles signals meanwhile.
+TEST_F(OsFile, AppendedToGoesOnBehindASignal) {
+    static std::atomic<int> signals{0};
+    struct sigaction action {};
+    action.sa_handler = [](int) { ++signals; };
+    ASSERT_EQ(sigaction(SIGUSR1, &action, nullptr), 0);
+    ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
+    const int reader = open(path("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+    ASSERT_NE(reader, -1);
+    keld_os::AppendFile file;
+    ASSERT_TRUE(file.Open(path("pipe").c_str()));
+    std::string filling(static_cast<std::size_t>(fcntl(reader, F_GETPIPE_SZ)), 'f');
+    ASSERT_TRUE(file.Write(filling.data(), filling.size()));
+
+    std::atomic<bool> done{false};
+    std::thread writer([&] {
+        EXPECT_TRUE(file.Write("behind", 6));
+        done = true;
+    });
+    // The writer waits for room; each signal ends the system's call.
+    while (signals < 3) {
+        pthread_kill(writer.native_handle(), SIGUSR1);
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_FALSE(done);
+    std::string got;
+    while (got.size() < filling.size() + 6) {
+        char piece[4096];
+        const ssize_t size = read(reader, piece, sizeof(piece));
+        if (size > 0)
+            got.append(piece, static_cast<std::size_t>(size));
+        else
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    writer.join();
+    EXPECT_EQ(got, filling + "behind");
+    file.Close();
+    close(reader);
+}
+#endif

@@ -86,6 +86,25 @@ TEST_F(ObjectSupport, AnUnknownObjectIsAFailureThatLeavesTheResult) {
     EXPECT_EQ(0u, world.newBlocks());
 }
 
+TEST_F(ObjectSupport, AFailedQuestionForTheTypesIsAFailureThatLeavesTheResult) {
+    world.bench.defineType("Part", "Item", {});
+    const tag_t part = world.item("000200", "Part").item;
+    logical result = false;
+    ASSERT_EQ(0, KELD_isObjectOfTypeExt(part, "Item", &result, true));
+    ASSERT_TRUE(result);
+    const std::pair<const char*, int> calls[] = {{"ENT_ask_object_type", 1},
+                                                 {"MVTYPE_find_type", 1},
+                                                 {"MVTYPE_find_type", 2},
+                                                 {"MVTYPE_ask_subtypes", 1}};
+    for (const auto& [operation, n] : calls) {
+        world.fail(operation, n);
+        EXPECT_EQ(4711, KELD_isObjectOfTypeExt(part, "Folder", &result, true)) << operation << n;
+        world.failNothing();
+        EXPECT_TRUE(result);
+        EXPECT_EQ(0u, world.newBlocks());
+    }
+}
+
 TEST_F(ObjectSupport, ANullResultIsAFailure) {
     EXPECT_NE(0, KELD_isObjectOfClass(made.item, "Item", nullptr));
     EXPECT_NE(0, KELD_isObjectOfTypeExt(made.item, "Item", nullptr, true));

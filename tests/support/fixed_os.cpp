@@ -15,6 +15,7 @@ constinit std::int64_t clock_ms = 1384445580000;
 constinit std::int64_t per_reading_ms = 0;
 constinit int readings = 0;
 constinit int local_offset_minutes = 0;
+constinit bool local_time_fails = false;
 
 std::map<std::string, std::string>& environment() {
     static auto* variables = new std::map<std::string, std::string>;
@@ -39,6 +40,9 @@ int clockReadings() {
 }
 void setLocalOffset(int minutes) {
     local_offset_minutes = minutes;
+}
+void failLocalTime(bool fail) {
+    local_time_fails = fail;
 }
 void setEnv(const std::string& name, const std::string& value) {
     environment()[name] = value;
@@ -69,7 +73,7 @@ std::int64_t IntervalClock() {
 bool LocalTime(std::int64_t llTicks, std::tm* pTime) {
     const auto seconds = static_cast<std::time_t>((llTicks / ticks_per_ms - unix_epoch_ms) / 1000 +
                                                   local_offset_minutes * 60);
-    return pTime != nullptr && gmtime_r(&seconds, pTime) != nullptr;
+    return !local_time_fails && pTime != nullptr && gmtime_r(&seconds, pTime) != nullptr;
 }
 
 bool GetEnv(const char* szName, std::string* pValue) {

@@ -17,6 +17,8 @@ void advanceClockPerReading(std::int64_t ms);
 int clockReadings();
 
 void setLocalOffset(int minutes);
+// From now on the clock's readings are out of the range of local time, or in it again.
+void failLocalTime(bool fail);
 
 // The environment starts empty.
 void setEnv(const std::string& name, const std::string& value);
