@@ -1,9 +1,5 @@
 // What the writer does when something fails: status, error stack, log, and what stays behind.
 
-#include <sys/resource.h>
-
-#include <csignal>
-
 #include "tests/jobs/jobs.h"
 
 using testing::Contains;
@@ -136,24 +132,6 @@ TEST_F(JobFailures, APathOf245CharactersHasNot) {
     EXPECT_THAT(stack(), ElementsAre(Pair(
                              2010, HasSubstr("File Name exceeds allowed file length of 256."))));
     EXPECT_EQ(before, depth());
-}
-
-TEST_F(JobFailures, AFileThatIsCutByAFullDiskIsAWarning) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    ASSERT_EQ(0, ::getrlimit(RLIMIT_FSIZE, &before));
-    auto call = forRevision();
-    call.options = std::string(1000000, 'o');
-    KELD_SetLogLevel(2);  // the options don't go to the log, too
-    rlimit limit = before;
-    limit.rlim_cur = 500000;
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &limit));
-    EXPECT_EQ(0, write(call));
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &before));
-    EXPECT_EQ(500000u, options().size());
-    EXPECT_THAT(world.lines("W"), ElementsAre("File " + jobDirectory() +
-                                              "/options.txt couldn't be written completely"));
-    EXPECT_THAT(contents(), ElementsAre(header("CADPART") + object("part1")));
 }
 
 // ---- job files ----
