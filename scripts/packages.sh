@@ -8,6 +8,7 @@ PACKAGES_WINE="wine wine64"
 PACKAGES_PACKAGE="dpkg-dev file"
 PACKAGES_COVERAGE="gcovr python3"
 PACKAGES_LAYOUT="clang-format git"
+PACKAGES_MUTATE="python3"
 PACKAGES_LINT="$PACKAGES_LAYOUT clang-tidy"
 
 # Install the Debian packages that aren't there: as root directly, else through sudo, else say what

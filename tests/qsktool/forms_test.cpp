@@ -47,6 +47,15 @@ TEST_F(Forms, TheLongerNameOfTheRelationIsHonoured) {
     EXPECT_EQ(form, masterForm(folder));
 }
 
+TEST_F(Forms, TheShorterNameOfTheRelationComesFirst) {
+    const tag_t folder = world.bench.createFolder("f");
+    const tag_t form = world.bench.createForm("Item Master", "form");
+    world.bench.relate(folder, world.bench.createForm("ItemRevision Master", "later"),
+                       "VANE_master_form_rev");
+    world.bench.relate(folder, form, "VANE_master_form");
+    EXPECT_EQ(form, masterForm(folder));
+}
+
 TEST_F(Forms, EveryFailureOfTheMasterFormIsReturned) {
     for (const char* operation : {"REL_find_relation_type", "REL_list_secondary_objects_only",
                                   "DBO_class_of_instance", "DBO_name_of_class"}) {

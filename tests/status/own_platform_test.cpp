@@ -1,4 +1,4 @@
-// This program brings a function of the platform itself, and the library calls that one.
+// This program brings functions of the platform itself, and the library calls those.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,6 +20,14 @@ extern "C" KELD_EXPORT int ART_list_all_revs(tag_t, int* count, tag_t** revision
     *count = static_cast<int>(listed.size());
     *revisions = static_cast<tag_t*>(HEAP_alloc(listed.size() * sizeof(tag_t)));
     std::copy(listed.begin(), listed.end(), *revisions);
+    return 0;
+}
+
+// A platform that reads a time of day where the format has none.
+extern "C" KELD_EXPORT int TIME_string_to_date(const char*, const char*, int* month, int* day,
+                                               int* year, int* hour, int* minute, int* second) {
+    *year = 2026, *month = 10, *day = 14;
+    *hour = 8, *minute = 37, *second = 5;
     return 0;
 }
 
@@ -51,4 +59,10 @@ TEST(OldItemRevision, StopsAtTheObjectInTheListAndGivesTheListBack) {
     listed = {third, second, made.revision};
     EXPECT_THAT(visitsFrom(world, second), ElementsAre("S_ItemRevision", "S_Old_ItemRevision"));
     EXPECT_EQ(0u, world.newBlocks());
+}
+
+TEST(SingleStatusOfADateText, IsOfMidnightWhateverThePlatformReads) {
+    World world;
+    CKELD_Status1 status("Released", "14.11.2026");
+    EXPECT_TRUE((date_s{2026, 10, 14, 0, 0, 0}) == status._dateRelease);
 }
