@@ -64,5 +64,7 @@ TEST(OldItemRevision, StopsAtTheObjectInTheListAndGivesTheListBack) {
 TEST(SingleStatusOfADateText, IsOfMidnightWhateverThePlatformReads) {
     World world;
     CKELD_Status1 status("Released", "14.11.2026");
-    EXPECT_TRUE((date_s{2026, 10, 14, 0, 0, 0}) == status._dateRelease);
+    const date_s date = status._dateRelease;
+    EXPECT_THAT((std::vector<int>{date.year, date.month, date.day}), ElementsAre(2026, 10, 14));
+    EXPECT_THAT((std::vector<int>{date.hour, date.minute, date.second}), ElementsAre(0, 0, 0));
 }
