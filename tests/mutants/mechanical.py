@@ -63,6 +63,8 @@ def _candidates(text):
         yield "a status replaced by 0", match.start(1), match.end(1), "0"
     for match in re.finditer(r"(?<=[;{}):])(\s*)((?:\(void\))?[A-Za-z_][\w:.]*(?:->\w+)*\()", code):
         name = match.group(2)
+        if code[: match.start(2)].endswith("(void)"):
+            continue
         if re.match(r"(if|for|while|switch|return|sizeof|catch|do|else)\b", name):
             continue
         end = _closing(code, match.end() - 1) + 1
