@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <set>
 
@@ -121,6 +122,8 @@ TEST_F(DeleteLog, WhatHasReachedTheFileEndsWithALineAtAnyTime) {
             continue;
         ++writes;
         ASSERT_TRUE(now.ends_with("\n")) << "after line " << i;
+        // The line that wouldn't have fitted waits: it wasn't cut to fill the buffer.
+        ASSERT_EQ(i, std::count(now.begin(), now.end(), '\n'));
         before = now;
     }
     EXPECT_GE(writes, 3);

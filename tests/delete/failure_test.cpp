@@ -150,6 +150,12 @@ TEST_F(DeleteFailures, TheUserThatCannotBeAskedHoldsTheBackupBack) {
     EXPECT_THAT(world.lines("T"), Contains("Using central log file=" + path("delete_.log")));
 }
 
+TEST_F(DeleteFailures, TheRelationTypesFirstLookUpDoesntClearAnEarlierFailure) {
+    world.fail("DBO_get_user_id", 2);  // behind the log's
+    EXPECT_EQ(4711, service({first}));
+    EXPECT_THAT(saved(), IsEmpty());
+}
+
 TEST_F(DeleteFailures, ALogThatCannotBeOpenedIsAnErrorLineAndTheBackupRuns) {
     fs::create_directory(top / "delete_infodba.log");
     EXPECT_EQ(0, service({first}));

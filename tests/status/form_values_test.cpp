@@ -240,6 +240,12 @@ TEST_F(FormValues, WhatFollowsTheStarIsIgnoredAndCaseCounts) {
     EXPECT_THAT(calls, ElementsAre("SHEET_ask_prop_names(form)"));
 }
 
+TEST_F(FormValues, ANameThatHasThePrefixFurtherInIsNotMeant) {
+    const auto calls = world.calls(
+        [&] { EXPECT_EQ(0, KELD_SetFormValue_byType(form, item, "data_*=x", "Value", false)); });
+    EXPECT_THAT(calls, ElementsAre("SHEET_ask_prop_names(form)"));
+}
+
 TEST_F(FormValues, AStarAloneMeansAllProperties) {
     const auto calls =
         world.calls([&] { (void)KELD_SetFormValue_byType(form, item, "*", "Value", false); });

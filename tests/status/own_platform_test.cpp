@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/api.h"
+#include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "platform/mv_heap.h"
 #include "tests/status/visits.h"
@@ -28,6 +29,11 @@ extern "C" KELD_EXPORT int TIME_string_to_date(const char*, const char*, int* mo
                                                int* year, int* hour, int* minute, int* second) {
     *year = 2026, *month = 10, *day = 14;
     *hour = 8, *minute = 37, *second = 5;
+    return 0;
+}
+
+extern "C" KELD_EXPORT int ACL__set_application_bypass(logical on) {
+    KELD_TRACE("bypass %s\n", on ? "on" : "off");
     return 0;
 }
 
@@ -67,4 +73,22 @@ TEST(SingleStatusOfADateText, IsOfMidnightWhateverThePlatformReads) {
     const date_s date = status._dateRelease;
     EXPECT_THAT((std::vector<int>{date.year, date.month, date.day}), ElementsAre(2026, 10, 14));
     EXPECT_THAT((std::vector<int>{date.hour, date.minute, date.second}), ElementsAre(0, 0, 0));
+}
+
+TEST(AttributePass, ItsFailureIsLoggedAfterTheBypassIsOff) {
+    World world;
+    world.ini("[SelectWSO]\nItemRevision=1\n[S_ItemRevision]\nPurge=1\n");
+    world.fail("DST_purge_dataset_revs");
+    EXPECT_EQ(4711,
+              KELD_StatusManager_ManageStatus(world.item("000100").revision, "ItemRevision", "S"));
+    const auto lines = world.lines();
+    const auto off = std::find(lines.begin(), lines.end(), "bypass off");
+    ASSERT_NE(off, lines.end());
+    const auto told = [&](auto from, auto to) {
+        return std::count_if(from, to, [](const std::string& line) {
+            return line.starts_with("##QSK_err_4711: iRet");
+        });
+    };
+    EXPECT_EQ(0, told(lines.begin(), off));
+    EXPECT_EQ(1, told(off, lines.end()));
 }
