@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/keld_basetool.h"
 #include "tests/copy/lists.h"
 
@@ -184,6 +186,20 @@ TEST_F(CopyAttachments, WithoutASourceAtTheDestinationsPlaceNoNameIsAsked) {
                     "ENT_ask_name(d1)", "ENT_ask_object_type(s0)", "ENT_ask_object_type(s0)",
                     "OBJ_get_value_tag(d1, owning_site)"));
     EXPECT_EQ(0, copy());
+}
+
+TEST_F(CopyAttachments, WithoutASourceAtTheDestinationsPlaceTheOthersTypesAreAskedAllTheSame) {
+    attachment(source, "s0", "a");
+    attachment(source, "s1", "b");
+    for (const char* name : {"d0", "d1", "d2"})
+        attachment(destination, name, "a");
+    const auto calls = matchingCalls();
+    const auto last = std::find(calls.begin(), calls.end(), "ENT_ask_object_type(d2)");
+    ASSERT_NE(calls.end(), last);
+    EXPECT_THAT(
+        std::vector<std::string>(last + 1, calls.end()),
+        ElementsAre("ENT_ask_name(d2)", "ENT_ask_object_type(s0)", "ENT_ask_object_type(s1)",
+                    "ENT_ask_object_type(s0)", "OBJ_get_value_tag(d2, owning_site)"));
 }
 
 TEST_F(CopyAttachments, TheNameAtThePlaceMayBelongToAnotherType) {

@@ -43,6 +43,7 @@ TEST_F(DeletePreferences, AnEmptyBackupDirectorySwitchesTheBackupOff) {
     EXPECT_EQ(0, service({drawn}));
     EXPECT_TRUE(fs::is_empty(top));
     EXPECT_THAT(world.lines("E"), IsEmpty());
+    EXPECT_THAT(world.lines("T"), Not(Contains(testing::HasSubstr("Using central log file="))));
 }
 
 TEST_F(DeletePreferences, TheFirstCallOfAProcessFixesThem) {

@@ -109,6 +109,21 @@ TEST_F(JobFailures, WithoutTheUsersIdTheFilesGoIntoTheDestination) {
     EXPECT_THAT(stack(), IsEmpty());
 }
 
+TEST_F(JobFailures, AFileOfTheSameNameIsEmptiedFirst) {
+    auto call = forRevision();
+    call.destination = fresh("direct");
+    call.options = "a=b";
+    for (int run = 0; run < 2; ++run) {
+        world.fail("DBO_get_user_id", 1);
+        EXPECT_EQ(0, write(call));
+        const auto files = filesIn(call.destination);
+        ASSERT_EQ(1u, files.size());
+        EXPECT_TRUE(files[0].content.starts_with("-typ="));
+        EXPECT_EQ(std::string::npos, files[0].content.find("-typ=", 1));
+        EXPECT_EQ("a=b", jobs::contentOf(jobs::fs::path(call.destination) / "options.txt"));
+    }
+}
+
 // ---- the options file ----
 
 TEST_F(JobFailures, APathOf244CharactersHasRoomForTheOptions) {

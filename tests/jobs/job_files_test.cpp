@@ -234,6 +234,18 @@ TEST_F(JobFiles, WithTheTargetFlagAnAttachmentCountsOnlyAsATarget) {
                 Contains("Attachment no. 0 is no target, so continue with next attachment."));
 }
 
+TEST_F(JobFiles, TheTargetFlagIsOffUnlessItIsTheWholeWord) {
+    part("part1");
+    auto call = forRevision();
+    for (const char* word : {"TRUE", "true ", "tru", "1", ""}) {
+        call.target_flag = word;
+        call.destination = (directory_ / ("flag " + std::string(word))).string();
+        jobs::fs::create_directory(call.destination);
+        ASSERT_EQ(0, write(call));
+        EXPECT_EQ(1u, contents().size()) << word;
+    }
+}
+
 TEST_F(JobFiles, AFileFlagOfNeitherWordWritesItemJobsOnly) {
     part("part1");
     part("master", "CADMASTER");

@@ -282,6 +282,23 @@ TEST_F(JobItem, AfterAFailedWriteTheFormIsUnlockedAndDroppedBeforeTheItemGoes) {
                                   "ERR_store_error_s1"));
 }
 
+TEST_F(JobItem, AfterAFailureToGiveUpItsLockTheFormStaysInTheSession) {
+    world.bench.startJournal();
+    create();
+    int refreshes = 0;  // up to the form's last one, behind its save
+    int saves = 0;
+    for (const auto& entry : world.bench.stopJournal()) {
+        saves += entry.operation == "OBJ_save";
+        refreshes += entry.operation == "OBJ_refresh";
+        if (saves == 2 && entry.operation == "OBJ_refresh")
+            break;
+    }
+    world.fail("OBJ_refresh", refreshes);
+    const auto calls = world.calls([&] { EXPECT_EQ(jobs::kPlanned, create()); });
+    EXPECT_THAT(calls, Not(Contains(testing::StartsWith("OBJ_unload"))));
+    EXPECT_THAT(calls, Contains(testing::StartsWith("OBJ_delete")));
+}
+
 TEST_F(JobItem, ADeletionThatFailsIsOnlyLogged) {
     world.bench.setFaults({{"OBJ_set_value_int", 1, 4711}, {"OBJ_delete", 1, 4712}});
     EXPECT_EQ(4711, create());

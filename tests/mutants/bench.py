@@ -36,10 +36,14 @@ class Build:
     def __init__(self, root, directory):
         self.root = root
         self.directory = directory
+        self._read()
+
+    def _read(self):
+        directory = self.directory
         self.commands = {}  # source: list of (command, object)
         for entry in json.loads((directory / "compile_commands.json").read_text()):
             command = shlex.split(entry["command"])
-            source = os.path.relpath(entry["file"], root)
+            source = os.path.relpath(entry["file"], self.root)
             if source.startswith("src/"):
                 self.commands.setdefault(source, []).append((command, command[command.index("-o") + 1]))
         ninja = (directory / "build.ninja").read_text()
@@ -59,6 +63,7 @@ class Build:
             command += ["-j", os.environ["KELD_BUILD_JOBS"]]
         if subprocess.run(command, stdout=subprocess.DEVNULL).returncode != 0:
             raise SystemExit("The unchanged sources don't build.")
+        self._read()  # it may have been configured anew
 
     def cases(self, program):
         """The names of a program's cases."""
