@@ -230,6 +230,16 @@ TEST_F(JobService, AnItemWithoutARevisionCountsAtTheEndOnly) {
     EXPECT_FALSE(jobMade().empty());
 }
 
+TEST_F(JobService, ALatestRevisionThatCantBeAskedForIsNoFailure) {
+    part("part1");
+    Sent sent;
+    sent.targets = {made.item};
+    world.fail("ART_ask_latest_rev");
+    EXPECT_EQ(0, call(sent));
+    EXPECT_THAT(world.lines("T"), Contains("An Item with name <000123> has no revision"));
+    EXPECT_THAT(made_contents(), IsEmpty());
+}
+
 TEST_F(JobService, ATargetThatIsNoObjectLeavesAtOnceWithoutCleaningUp) {
     Sent sent;
     sent.targets = {made.revision, NULLTAG};
