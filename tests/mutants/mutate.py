@@ -194,7 +194,7 @@ def read_programs():
 
 
 def choose_listed(arguments):
-    mutants = read_lists(HERE / "listed")
+    mutants = read_lists(arguments.lists)
     if arguments.subject:
         unknown = set(arguments.subject) - {mutant.subject for mutant in mutants}
         if unknown:
@@ -330,12 +330,13 @@ def main():
     parser.add_argument("--seed", type=int, default=1, help="of the order of the mechanical ones (1)")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="mutants at a time")
     parser.add_argument("--self-test", action="store_true", help="the controls that must fail, and nothing else")
+    parser.add_argument("--lists", type=pathlib.Path, default=HERE / "listed", help="another directory of lists")
     parser.add_argument("--check-lists", action="store_true", help="only whether every entry finds its text")
     arguments = parser.parse_args()
 
     if arguments.check_lists:
         stale = 0
-        for mutant in read_lists(HERE / "listed"):
+        for mutant in read_lists(arguments.lists):
             try:
                 mutant.apply((ROOT / mutant.file).read_text(encoding="utf-8"))
             except (Stale, OSError) as error:
