@@ -186,16 +186,16 @@ TEST_F(IniFile, TakesNullPointersAsEmptyTexts) {
     EXPECT_STREQ(out, "");
     KELD_GetProfileString("A", "x", out, "default", nullptr);
     EXPECT_STREQ(out, "default");
-    KELD_GetProfileString("A", "x", nullptr, "default", path_.c_str());
+    KELD_GetProfileString("A", "x", nullptr, "default", path_.string().c_str());
     EXPECT_EQ(KELD_GetProfileInt(nullptr, nullptr, 5, nullptr), 5);
 }
 
 TEST_F(IniFile, LeavesTheBufferAloneThatIsItsOwnDefault) {
     content("[A]\nx=1\n");
     char out[1025] = "kept";
-    KELD_GetProfileString("A", "z", out, out, path_.c_str());
+    KELD_GetProfileString("A", "z", out, out, path_.string().c_str());
     EXPECT_STREQ(out, "kept");
-    KELD_GetProfileString("A", "x", out, out, path_.c_str());
+    KELD_GetProfileString("A", "x", out, out, path_.string().c_str());
     EXPECT_STREQ(out, "1");
 }
 

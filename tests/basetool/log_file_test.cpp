@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include "os/keld_os.h"
 #include "platform/keld_basetool.h"
 #include "tests/support/fixed_os.h"
 #include "tests/support/log_fixture.h"
@@ -28,28 +29,28 @@ TEST_F(LogFile, LiesInTheFirstDirectoryOfTheEnvironmentThatIsSet) {
     fixed_os::setEnv("MV_TMP_DIR", in("mv"));
     fixed_os::setEnv("TEMP", in("temp"));
     fixed_os::setEnv("TMP", in("tmp"));
-    EXPECT_EQ(KELD_GetLogFilePath(), in("mv") + "/" + ownName());
+    EXPECT_EQ(KELD_GetLogFilePath(), in("mv") + keld_os::szPathSeparator + ownName());
 }
 
 TEST_F(LogFile, LiesInTempWithoutTheFirst) {
     fixed_os::unsetEnv("KELD_LOG_FILE");
-    fixed_os::setEnv("TEMP", in("temp") + "/");
+    fixed_os::setEnv("TEMP", in("temp") + keld_os::szPathSeparator);
     fixed_os::setEnv("TMP", in("tmp"));
-    EXPECT_EQ(KELD_GetLogFilePath(), in("temp") + "/" + ownName());
+    EXPECT_EQ(KELD_GetLogFilePath(), in("temp") + keld_os::szPathSeparator + ownName());
 }
 
 TEST_F(LogFile, LiesInTmpWithoutTheFirstTwo) {
     fixed_os::unsetEnv("KELD_LOG_FILE");
     fixed_os::setEnv("TEMP", "");
     fixed_os::setEnv("TMP", in("tmp"));
-    EXPECT_EQ(KELD_GetLogFilePath(), in("tmp") + "/" + ownName());
+    EXPECT_EQ(KELD_GetLogFilePath(), in("tmp") + keld_os::szPathSeparator + ownName());
 }
 
 TEST_F(LogFile, LiesInTheSystemsTemporaryDirectoryElse) {
     fixed_os::unsetEnv("KELD_LOG_FILE");
     const std::string path = KELD_GetLogFilePath();
     fs::remove(path);
-    EXPECT_EQ(path, "/tmp/" + ownName());
+    EXPECT_EQ(path, keld_os::TempDirectory() + keld_os::szPathSeparator + ownName());
 }
 
 TEST_F(LogFile, StaysTheSameForTheProcess) {

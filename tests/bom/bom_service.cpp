@@ -34,7 +34,7 @@ std::string fileText(const fs::path& path) {
 }  // namespace
 
 Structure::Structure() : directory(made()) {
-    ::setenv("MV_TMP_DIR", directory.c_str(), 1);
+    ::setenv("MV_TMP_DIR", directory.string().c_str(), 1);
 }
 
 Structure::~Structure() {
@@ -132,7 +132,7 @@ std::vector<std::string> Structure::contents(tag_t dataset) {
     std::vector<std::string> found;
     for (int i = 0; i < count; ++i) {
         const fs::path copy = directory / "exported";
-        EXPECT_EQ(0, FIL_export_file(list[i], copy.c_str()));
+        EXPECT_EQ(0, FIL_export_file(list[i], copy.string().c_str()));
         found.push_back(fileText(copy));
         fs::remove(copy);
     }

@@ -122,7 +122,7 @@ TEST_F(Protocol, OfSeveralDatasetsOfItsNameTheFirstIsTaken) {
 }
 
 TEST_F(Protocol, ThatCantBeOpenedIsMissingAndTheImportFails) {
-    ::setenv("MV_TMP_DIR", (directory / "none").c_str(), 1);
+    ::setenv("MV_TMP_DIR", (directory / "none").string().c_str(), 1);
     const tag_t top = worked();
     const bom::ServiceRun done = run(top, {top});
     EXPECT_EQ(0, done.status);
@@ -135,7 +135,7 @@ TEST_F(Protocol, ThatCantBeOpenedIsMissingAndTheImportFails) {
 
 TEST_F(Protocol, ThatCantBeOpenedLeavesAnEarlierOnesContent) {
     const bom::ServiceRun first = run(open("100"), {});
-    ::setenv("MV_TMP_DIR", (directory / "none").c_str(), 1);
+    ::setenv("MV_TMP_DIR", (directory / "none").string().c_str(), 1);
     const tag_t top = worked();
     EXPECT_EQ(first.dataset, run(top, {top}).dataset);
     EXPECT_THAT(contents(first.dataset), ElementsAre(kHeader));

@@ -8,4 +8,5 @@ else()
   string(REPLACE "\nOBJ_load\n" "\n" text "${text}")
 endif()
 file(WRITE ${OUT} "${text}")
-execute_process(COMMAND ${CMAKE_COMMAND} -DLIBRARY=${LIBRARY} -DLIST=${OUT} -DNM=${NM} -P ${CHECK})
+execute_process(COMMAND ${CMAKE_COMMAND} -DLIBRARY=${LIBRARY} -DLIST=${OUT} -DNM=${NM}
+                        -DOBJDUMP=${OBJDUMP} -DCXXFILT=${CXXFILT} -P ${CHECK})

@@ -9,6 +9,7 @@
 #include "platform/keld_se.h"
 #include "platform/mv_err.h"
 #include "tests/copy/lists.h"
+#include "tests/support/patterns.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -83,8 +84,9 @@ TEST_F(CopyService, TracesItselfAndItsArguments) {
     std::vector<std::string> seen;
     for (const world::LogLine& line : world.log())
         if (line.depth <= 1 && !line.text.starts_with(" File:"))
-            seen.push_back(std::to_string(line.depth) +
-                           line.text.substr(0, line.text.rfind(" copy")));
+            seen.push_back(
+                std::to_string(line.depth) +
+                line.text.substr(0, line.text.rfind(" " SHOWN_SOURCE("copy", "keld_cpattr"))));
     EXPECT_THAT(seen, ElementsAre("0 ->KELD_CopyAttr", "1 ->SVCARG_get_tag_argument(&tSource)",
                                   "1 <-SVCARG_get_tag_argument(&tSource)",
                                   "1 ->SVCARG_get_tag_array_argument(&iDestCount, &tpDest)",

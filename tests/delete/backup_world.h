@@ -42,7 +42,7 @@ inline Tree treeOf(const fs::path& top) {
     if (!fs::exists(top))
         return tree;
     for (const auto& entry : fs::recursive_directory_iterator(top)) {
-        const std::string name = entry.path().lexically_relative(top).string();
+        const std::string name = entry.path().lexically_relative(top).generic_string();
         if (entry.is_symlink())
             tree[name] = "link to " + fs::read_symlink(entry.path()).string();
         else if (entry.is_directory())
@@ -112,7 +112,7 @@ protected:
         return status;
     }
     int backup(tag_t dataset, tag_t revision = NULLTAG, FILE* log = nullptr) {
-        return PerformCentralBackup(dataset, revision, top.c_str(), log);
+        return PerformCentralBackup(dataset, revision, top.string().c_str(), log);
     }
 
     // The backup tree without logs.
@@ -128,6 +128,8 @@ protected:
         std::istringstream in(contentOf(top / ("delete_" + user + ".log")));
         std::string all;
         for (std::string line; std::getline(in, line);) {
+            if (fs::path::preferred_separator == '\\' && line.ends_with('\r'))
+                line.pop_back();
             const bool time = line.size() > 19 && line[4] == '-' && line[7] == '-' &&
                               line[10] == ' ' && line[13] == ':' && line[16] == ':' &&
                               line[19] == ',';
@@ -135,7 +137,9 @@ protected:
         }
         return all;
     }
-    std::string path(const std::string& below) const { return (top / below).string(); }
+    std::string path(const std::string& below) const {
+        return (top / below).make_preferred().string();
+    }
     std::vector<mervane::StackEntry> stack() { return world.bench.errorStack(); }
 
     Place place;

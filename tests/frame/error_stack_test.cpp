@@ -11,7 +11,7 @@
 static int stack_status = 0;
 
 // A platform that shows its error stack: two entries, the second without a text.
-int ERR_ask_stack(int* count, int** numbers, char*** texts) {
+KELD_EXPORT int ERR_ask_stack(int* count, int** numbers, char*** texts) {
     if (stack_status != 0)
         return stack_status;
     *count = 2;

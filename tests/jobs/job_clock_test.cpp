@@ -89,7 +89,7 @@ TEST_F(JobClock, ACommandThatCantBeRunIsRefusedAndTheFilesStay) {
     part("part1");
     fixed_os::failCommands(true);
     const jobs::fs::path ran = directory_ / "ran";
-    world.bench.sendArguments({std::string("CADPART"), std::string(""), directory_.string(),
+    world.bench.sendArguments({std::string("CADPART"), directory_.string(), directory_.string(),
                                std::string(""), std::string(""), std::string(""), std::string(""),
                                std::string(""), "touch " + ran.string(),
                                std::vector<tag_t>{made.revision}});
@@ -116,5 +116,6 @@ TEST_F(JobClock, WithoutTheVariableTheBaseDirectoryIsTheSystems) {
     EXPECT_EQ(919998, KELD_SrvCallCRJFromPortal(&slot));
     KELD_GetLogFilePath();  // what waits reaches the file
     EXPECT_THAT(jobs::contentOf(log().path),
-                HasSubstr("Destination-Path with extended path-variable will be </tmp/job>\n"));
+                HasSubstr(std::string("Destination-Path with extended path-variable will be <") +
+                          (keld_os::bWindows ? "c:\\temp\\job" : "/tmp/job") + ">\n"));
 }

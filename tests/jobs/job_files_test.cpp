@@ -1,6 +1,7 @@
 // The content of job files and which of them are written.
 
 #include "tests/jobs/jobs.h"
+#include "tests/support/patterns.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -76,12 +77,13 @@ TEST_F(JobFiles, NamesHaveTheTargetsIdUnlessOnlyTheProcessIsWanted) {
     part("part1");
     auto call = forRevision();
     ASSERT_EQ(0, write(call));
-    EXPECT_THAT(filesIn(jobDirectory()).front().name, MatchesRegex("000123_A_[0-9]+_0001\\.job"));
+    EXPECT_THAT(filesIn(jobDirectory()).front().name,
+                MatchesRegex("000123_A_" DIGIT "+_0001\\.job"));
     call.only_pid = true;
     call.destination = (directory_ / "second").string();
     jobs::fs::create_directory(call.destination);
     ASSERT_EQ(0, write(call));
-    EXPECT_THAT(filesIn(jobDirectory()).front().name, MatchesRegex("[0-9]+_0001\\.job"));
+    EXPECT_THAT(filesIn(jobDirectory()).front().name, MatchesRegex(DIGIT "+_0001\\.job"));
 }
 
 TEST_F(JobFiles, TheCounterRunsOnOverTypesAndTargets) {
@@ -159,11 +161,12 @@ TEST_F(JobFiles, AllTypesServeEveryTypeInTheListsOrder) {
 TEST_F(JobFiles, OnlyTheWordTrueInSmallLettersMeansAllTypes) {
     part("part1");
     part("master", "CADMASTER");
+    int number = 0;
     for (const char* flag : {"TRUE", "True", "true ", "1", "yes"}) {
         auto call = forRevision();
         call.type = "CADPART;CADMASTER";
         call.all_types = flag;
-        call.destination = (directory_ / (std::string("flag_") + flag)).string();
+        call.destination = (directory_ / ("flag_" + std::to_string(++number))).string();
         jobs::fs::create_directory(call.destination);
         ASSERT_EQ(0, write(call));
         EXPECT_EQ(1u, contents().size()) << flag;

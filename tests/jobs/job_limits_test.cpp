@@ -193,7 +193,7 @@ TEST_F(JobServiceLimits, ATextThatFitsTheServiceButNotTheWriterIsTheWritersRefus
 
 TEST_F(JobServiceLimits, APathWhoseVariablesMakeItTooLongIsAFailure) {
     ::setenv("KELD_LONG", std::string(1100, 'p').c_str(), 1);
-    EXPECT_EQ(2010, call(2, "$KELD_LONG"));
+    EXPECT_EQ(2010, call(2, "%KELD_LONG%"));
     ::setenv("TEMP", std::string(1100, 'p').c_str(), 1);
     EXPECT_EQ(2010, call(1, ""));
     ::unsetenv("TEMP");

@@ -14,7 +14,7 @@ namespace {
 class JobService : public jobs::JobTest {
 protected:
     JobService() {
-        ::setenv("TEMP", directory_.c_str(), 1);
+        ::setenv("TEMP", directory_.string().c_str(), 1);
         base = directory_ / "job";
         jobs::fs::create_directory(base);
     }
@@ -116,7 +116,7 @@ TEST_F(JobService, TheDirectoryElsewhereComesFirstOutsideWindows) {
 }
 
 TEST_F(JobService, VariablesOfTheDirectoryAreExtended) {
-    ::setenv("KELD_TEST_BASE", base.c_str(), 1);
+    ::setenv("KELD_TEST_BASE", base.string().c_str(), 1);
     Sent sent;
     sent.unix = "%KELD_TEST_BASE%";
     ASSERT_EQ(0, call(sent));

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "jobs/keld_fct_cjf_from_portal.h"
+#include "os/keld_os.h"
 #include "platform/keld_se.h"
 #include "platform/mv_art.h"
 #include "platform/mv_dbo.h"
@@ -32,7 +33,7 @@ namespace fs = std::filesystem;
 inline constexpr int kPlanned = 4711;
 
 inline std::string contentOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path);  // in text mode, as they are written
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();

@@ -1,4 +1,5 @@
 #include "tests/keld/program.h"
+#include "tests/support/patterns.h"
 
 using namespace keld_test;
 using nlohmann::json;
@@ -86,7 +87,7 @@ TEST_F(Bom, TheProtocolIsATable) {
     EXPECT_THAT(result.out, ContainsRegex("PARENT +COMPONENT +OLD +NEW +STATUS"));
     EXPECT_THAT(result.out, ContainsRegex("000200/A +000201/A +10 +use existing"));
     EXPECT_THAT(result.out, ContainsRegex("000202/A +10 +30 +modified"));
-    EXPECT_THAT(result.out, ContainsRegex("in the dataset PSE_RPBOM_infodba \\(#[0-9]+\\)"));
+    EXPECT_THAT(result.out, ContainsRegex("in the dataset PSE_RPBOM_infodba \\(#" DIGIT "+\\)"));
     EXPECT_THAT(result.out, HasSubstr("isn't saved"));
 }
 

@@ -1,5 +1,6 @@
 #include "platform/keld_version.h"
 #include "tests/keld/program.h"
+#include "tests/support/patterns.h"
 
 using namespace keld_test;
 using testing::HasSubstr;
@@ -111,7 +112,7 @@ TEST_F(Call, VersionNamesTheBuildTheLibrariesAndThePlatformInUse) {
     EXPECT_THAT(shown["lines"][0].get<std::string>(),
                 testing::EndsWith("  " + shown["built"].get<std::string>()));
     EXPECT_THAT(shown["built"].get<std::string>(),
-                testing::ContainsRegex("^[A-Z][a-z][a-z] [ 0-9][0-9] [0-9]+ [0-9][0-9]:"));
+                testing::ContainsRegex("^... ." DIGIT " 20" DIGIT DIGIT " " DIGIT DIGIT ":"));
     ASSERT_EQ(shown["libraries"].size(), 3u);
     for (const auto& library : shown["libraries"]) {
         EXPECT_EQ(library["version"], KELD_VERSION) << library;

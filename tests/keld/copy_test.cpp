@@ -1,4 +1,5 @@
 #include "tests/keld/program.h"
+#include "tests/support/patterns.h"
 
 using namespace keld_test;
 using testing::ContainsRegex;
@@ -92,7 +93,7 @@ TEST_F(CopyAttr, FollowsMasterFormsAndTellsThemByName) {
     EXPECT_THAT(values(document), IsEmpty());  // both are empty
     prefer(kForm, {"Item Master;object_desc;null", "Item Master;item_comment;null"});
     const Result result = done({"copy-attr", "100", "200"});
-    EXPECT_THAT(result.out, ContainsRegex("#[0-9]+ 200 +Item Master +object_desc"));
+    EXPECT_THAT(result.out, ContainsRegex("#" DIGIT "+ 200 +Item Master +object_desc"));
 }
 
 TEST_F(CopyAttr, ADryRunChangesNothingAndShowsTheSame) {

@@ -1,4 +1,5 @@
 #include "tests/keld/program.h"
+#include "tests/support/patterns.h"
 
 using namespace keld_test;
 using testing::ContainsRegex;
@@ -42,7 +43,7 @@ TEST_F(Job, FilesAreWrittenBelowTheCurrentDirectoryAndShown) {
 TEST_F(Job, AnItemStandsForItsLatestRevisionAndItem) {
     const Result result = done({"job", "files", "000100", "--types", "Item"});
     EXPECT_THAT(result.out, HasSubstr("made " + jobDirectories().front().string()));
-    EXPECT_THAT(result.out, ContainsRegex("000100_A_[0-9]+_0001.job +Item +000100 +A +Pump"));
+    EXPECT_THAT(result.out, ContainsRegex("000100_A_" DIGIT "+_0001.job +Item +000100 +A +Pump"));
     EXPECT_THAT(result.out, HasSubstr("options.txt has 0 bytes"));
 }
 

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "os/keld_os.h"
 #include "platform/keld_qsktool.h"
 #include "tests/support/world.h"
 
@@ -45,6 +46,7 @@ protected:
 
     World world;
     tag_t dataset = NULLTAG;
+    const std::string sep = keld_os::szPathSeparator;
     const std::string pid = std::to_string(::getpid());
 };
 
@@ -119,10 +121,19 @@ TEST(PathVariables, AreReplacedByTheEnvironment) {
     ::setenv("KELD_TEST_DIR", "/data", 1);
     ::setenv("KELD_TEST_EMPTY", "", 1);
     EXPECT_EQ("/data/jobs", extended("%KELD_TEST_DIR%/jobs").path);
-    EXPECT_EQ("/data/jobs", extended("$KELD_TEST_DIR/jobs").path);
-    EXPECT_EQ("/datajobs", extended("${KELD_TEST_DIR}jobs").path);
-    EXPECT_EQ("x/data/data/", extended("x%KELD_TEST_DIR%$KELD_TEST_DIR/").path);
+    EXPECT_EQ("x/data/data/", extended("x%KELD_TEST_DIR%%KELD_TEST_DIR%/").path);
     EXPECT_EQ("ab", extended("a%KELD_TEST_EMPTY%b").path);
+}
+
+TEST(PathVariables, HaveTheDollarFormsOutsideWindows) {
+    ::setenv("KELD_TEST_DIR", "/data", 1);
+    const auto shown = [](const char* windows, const char* elsewhere) {
+        return keld_os::bWindows ? windows : elsewhere;
+    };
+    EXPECT_EQ(shown("$KELD_TEST_DIR/jobs", "/data/jobs"), extended("$KELD_TEST_DIR/jobs").path);
+    EXPECT_EQ(shown("${KELD_TEST_DIR}jobs", "/datajobs"), extended("${KELD_TEST_DIR}jobs").path);
+    EXPECT_EQ(shown("x/data$KELD_TEST_DIR/", "x/data/data/"),
+              extended("x%KELD_TEST_DIR%$KELD_TEST_DIR/").path);
 }
 
 TEST(PathVariables, UnsetOnesStayAsWritten) {
@@ -154,28 +165,29 @@ TEST(PathVariables, AResultOf1023CharactersIsWholeAndALongerOneAFailure) {
 }
 
 TEST_F(FileNames, HaveTheIdTheProcessAndTheCounter) {
-    EXPECT_EQ("/jobs/drawing_1_" + pid + "_0001.job", build("/jobs", "job", false, 1));
-    EXPECT_EQ("/jobs/drawing_1_" + pid + "_12345.job", build("/jobs", "job", false, 12345));
+    EXPECT_EQ("/jobs" + sep + "drawing_1_" + pid + "_0001.job", build("/jobs", "job", false, 1));
+    EXPECT_EQ("/jobs" + sep + "drawing_1_" + pid + "_12345.job",
+              build("/jobs", "job", false, 12345));
     EXPECT_EQ(0u, world.newBlocks());
 }
 
 TEST_F(FileNames, HaveTheProcessAloneIfAsked) {
     const auto calls = world.calls(
-        [&] { EXPECT_EQ("/jobs/" + pid + "_0007.job", build("/jobs", "job", true, 7)); });
+        [&] { EXPECT_EQ("/jobs" + sep + pid + "_0007.job", build("/jobs", "job", true, 7)); });
     EXPECT_TRUE(calls.empty());
 }
 
 TEST_F(FileNames, TakeAtMost64BytesOfTheIdOnAWholeCharacter) {
     world.put(dataset, "object_name", std::string(63, 'x') + "\xC3\xA4z");
-    EXPECT_EQ("/jobs/" + std::string(63, 'x') + "_" + pid + "_0001.job",
+    EXPECT_EQ("/jobs" + sep + std::string(63, 'x') + "_" + pid + "_0001.job",
               build("/jobs", "job", false, 1));
     world.put(dataset, "object_name", std::string(62, 'x') + "\xC3\xA4z");
-    EXPECT_EQ("/jobs/" + std::string(62, 'x') + "\xC3\xA4_" + pid + "_0001.job",
+    EXPECT_EQ("/jobs" + sep + std::string(62, 'x') + "\xC3\xA4_" + pid + "_0001.job",
               build("/jobs", "job", false, 1));
 }
 
 TEST_F(FileNames, ThatDoNotFitAreAFailureAndEmpty) {
-    const std::string tail = "/" + pid + "_0001.job";
+    const std::string tail = sep + pid + "_0001.job";
     const std::string directory(255 - tail.size(), 'd');
     EXPECT_EQ(directory + tail, build(directory.c_str(), "job", true, 1));
     EXPECT_EQ("", build((directory + "d").c_str(), "job", true, 1, 2010));
@@ -187,5 +199,5 @@ TEST_F(FileNames, OfAnUnknownObjectAreAFailureAndEmpty) {
     EXPECT_NE(0, KELD_buildFileNameNew(dataset, "/jobs", path, "job", false, 1));
     EXPECT_STREQ("", path);
     EXPECT_NE(0, KELD_buildFileNameNew(dataset, "/jobs", nullptr, "job", true, 1));
-    EXPECT_EQ("/" + pid + "_0001.", build(nullptr, nullptr, true, 1));
+    EXPECT_EQ(sep + pid + "_0001.", build(nullptr, nullptr, true, 1));
 }

@@ -8,6 +8,7 @@
 
 #include "platform/keld_se.h"
 #include "platform/mv_obj.h"
+#include "tests/support/patterns.h"
 #include "tests/support/world.h"
 
 using testing::Contains;
@@ -428,8 +429,9 @@ TEST(ActionsFailing, NoFailureOfAnActionKeepsTheStatusFromBeingSet) {
                   "[S_ItemRevision_MasterForm]\nSetDefault=user_data_1=x\n");
         world.fail(each.operation, each.n);
         EXPECT_EQ(0, KELD_StatusManager_ManageStatus(revision, "ItemRevision", "S"));
-        EXPECT_THAT(world.lines("E"), Contains(StartsWith(std::string("##QSK_err_4711: ") +
-                                                          each.traced + "(...)   status/")));
+        EXPECT_THAT(world.lines("E"),
+                    Contains(StartsWith(std::string("##QSK_err_4711: ") + each.traced +
+                                        "(...)   " SHOWN_SOURCE("status", ""))));
         EXPECT_THAT(world.statuses(revision), ElementsAre("Frozen"));
     }
 }

@@ -7,6 +7,7 @@
 
 #include "platform/keld_se.h"
 #include "platform/mv_obj.h"
+#include "tests/support/patterns.h"
 #include "tests/support/world.h"
 
 using testing::Contains;
@@ -72,8 +73,9 @@ TEST_F(Checks, APreviousStatusThatIsNotAllowedIsRefused) {
 TEST_F(Checks, TheRefusalIsTracedAsItLeaves) {
     world.giveStatus(revision, "Working");
     EXPECT_EQ(919403, run(""));
-    EXPECT_THAT(world.lines("E"), Contains(testing::StartsWith("##QSK_err_919403: Process(...)   "
-                                                               "status/keld_statusmanager1.cpp:")));
+    EXPECT_THAT(world.lines("E"),
+                Contains(testing::StartsWith("##QSK_err_919403: Process(...)   " SHOWN_SOURCE(
+                    "status", "keld_statusmanager1.cpp:"))));
 }
 
 TEST_F(Checks, ACheckedOutObjectIsRefusedWhoeverHasIt) {

@@ -7,6 +7,7 @@
 
 #include "platform/keld_se.h"
 #include "tests/status/failing_calls.h"
+#include "tests/support/patterns.h"
 
 using testing::Contains;
 using testing::ElementsAre;
@@ -49,7 +50,7 @@ TEST(SingleStatusFailing, PreparingIsNeverReportedAndShowsInTheInstance) {
             EXPECT_THAT(world.lines("E"),
                         Contains(StartsWith(
                             "##QSK_err_4711: " + operations[static_cast<std::size_t>(call) - 1] +
-                            "(...)   status/keld_status1.cpp:")));
+                            "(...)   " SHOWN_SOURCE("status", "keld_status1.cpp:"))));
         }
         // The destructor treats an unsaved status like a saved one.
         if (prepared != NULLTAG) {

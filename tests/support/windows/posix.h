@@ -11,12 +11,36 @@
 #include <ctime>
 #include <string>
 
+// Without windows.h, whose macros no test expects.
+extern "C" __declspec(dllimport) int __stdcall SetEnvironmentVariableW(const wchar_t*,
+                                                                       const wchar_t*);
+extern "C" __declspec(dllimport) int __stdcall MultiByteToWideChar(unsigned, unsigned long,
+                                                                   const char*, int, wchar_t*, int);
+
+namespace keld_test {
+
+inline std::wstring utf16(const char* utf8) {
+    const int size = MultiByteToWideChar(65001, 0, utf8, -1, nullptr, 0);
+    std::wstring text(static_cast<std::size_t>(size), L'\0');
+    MultiByteToWideChar(65001, 0, utf8, -1, text.data(), size);
+    text.pop_back();
+    return text;
+}
+
+}  // namespace keld_test
+
+// The C library has no empty variables, the system has.
 inline int setenv(const char* name, const char* value, int) {
-    return _putenv_s(name, value);
+    _putenv_s(name, value);
+    return SetEnvironmentVariableW(keld_test::utf16(name).c_str(), keld_test::utf16(value).c_str())
+               ? 0
+               : -1;
 }
 
 inline int unsetenv(const char* name) {
-    return _putenv_s(name, "");
+    _putenv_s(name, "");
+    SetEnvironmentVariableW(keld_test::utf16(name).c_str(), nullptr);
+    return 0;
 }
 
 // Puts a number in the place of the six X at the end.
