@@ -153,7 +153,7 @@ TEST_F(DatasetUpload, ATypeWithoutFormatsSetsNone) {
 }
 
 TEST_F(DatasetUpload, CutsLongTextsWithAWarningButNeverAPath) {
-    const std::string text(300, 'n'), long_path = bom::scratch() / std::string(300, 'p');
+    const std::string text(300, 'n'), long_path = (bom::scratch() / std::string(300, 'p')).string();
     const NewDatasetOperation operation(text.c_str(), text.c_str(), text.c_str(), text.c_str(),
                                         4096, long_path.c_str(), NULLTAG);
     EXPECT_EQ(std::string(239, 'n'), operation.m_sDatasetName);

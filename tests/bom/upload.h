@@ -63,7 +63,7 @@ inline std::vector<std::string> contents(tag_t dataset) {
     std::vector<std::string> found;
     for (const tag_t file : namedReferences(dataset)) {
         const auto copy = scratch() / "exported";
-        EXPECT_EQ(0, FIL_export_file(file, copy.c_str()));
+        EXPECT_EQ(0, FIL_export_file(file, copy.string().c_str()));
         found.push_back(contentOf(copy));
         std::filesystem::remove(copy);
     }
