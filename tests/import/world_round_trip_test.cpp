@@ -244,7 +244,8 @@ TEST(WorldRoundTrip, AnExportIsOfOneMomentWhileOthersSave) {
         EXPECT_TRUE(reader.exported() == writer.exported());
         EXPECT_NE(reader.exported().find("000777"), std::string::npos);
     }
-    for (const char* suffix : {"", ".volume", "-wal", "-shm", "-locks", "-sessions"})
+    for (const char* suffix :
+         {"", ".volume", "-wal", "-shm", "-locks", "-locks-guard", "-sessions"})
         std::filesystem::remove_all(path.string() + suffix);
 }
 

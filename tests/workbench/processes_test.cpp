@@ -1,3 +1,6 @@
+#include <sys/file.h>
+
+#include <chrono>
 #include <fstream>
 
 #include "tests/workbench/child.h"
@@ -75,6 +78,49 @@ TEST_F(Processes, ADeadSessionCanBeSeenAndRemovedByTheCheck) {
     EXPECT_TRUE(bench().check(store_, false).empty());
 }
 
+TEST_F(Processes, TwoWhoLookAfterADeadSessionDontTakeEachOtherForIt) {
+    Child child({"hold", path_, tag()});
+    ASSERT_EQ(child.line(), "held");
+    std::string file;
+    for (const auto& each : std::filesystem::directory_iterator(path_ + "-sessions"))
+        file = std::max(file, each.path().string());
+    child.kill();
+    const int look = ::open(file.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(::flock(look, LOCK_SH | LOCK_NB), 0);
+    EXPECT_EQ(OBJ_lock(item_), 0);
+    ::close(look);
+}
+
+TEST_F(Processes, ASessionThatOpensTakesAwayWhatKilledOnesLeft) {
+    Child living({"hold", path_, tag()});
+    ASSERT_EQ(living.line(), "held");
+    const tag_t other = bench().createItem("2", "", "", "A", nullptr);
+    {
+        Child killed({"hold", path_, std::to_string(other)});
+        ASSERT_EQ(killed.line(), "held");
+    }
+    // Killed before it had a row.
+    std::ofstream(path_ + "-sessions/4711").flush();
+    EXPECT_EQ(sessionFiles(), 4u);
+    bench().openSession(store_, {});
+    EXPECT_EQ(sessionFiles(), 3u);
+    EXPECT_TRUE(bench().check(store_, false).empty());
+    EXPECT_EQ(OBJ_lock(item_), kLockedByOther);
+}
+
+TEST_F(Processes, TheCheckFindsNoDamageWhileAnotherOneDeletesFiles) {
+    std::ofstream(directory_ / "a.txt") << std::string(2000, 'a');
+    Child child({"files", path_, directory_ / "a.txt"});
+    ASSERT_NE(child.line(), "");
+    // Not by number: the store grows and each check takes longer.
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+    while (std::chrono::steady_clock::now() < end)
+        for (const std::string& text : errorsIn(bench().check(store_, false)))
+            ADD_FAILURE() << text;
+    child.kill();
+    EXPECT_GT(child.remainingLines().size(), 4u);
+}
+
 TEST_F(Processes, DamagedLockTablesAreMadeAnewWhenNobodyLives) {
     bench().closeStore(store_);
     store_ = 0;
@@ -83,6 +129,15 @@ TEST_F(Processes, DamagedLockTablesAreMadeAnewWhenNobodyLives) {
     bench().openSession(store_, {});
     EXPECT_EQ(OBJ_lock(item_), 0);
     EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 6), std::to_string(kLockedByOther));
+}
+
+TEST_F(Processes, DamagedLockTablesStayWhileAnotherProcessHasThemOpen) {
+    bench().closeSession(bench().currentSession());
+    std::ofstream(path_ + "-locks", std::ios::trunc) << std::string(5000, 'x');
+    EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 7), "failed:");
+    bench().closeStore(store_);
+    store_ = 0;
+    EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ");
 }
 
 TEST_F(Processes, WhatIsDefinedInOneProcessIsKnownInOthers) {

@@ -83,26 +83,36 @@ public:
         if (!system::makeDirectory(directory_) && errno != EEXIST)
             throw Failure(kFileFailure,
                           directory_ + " can't be made: " + std::string(std::strerror(errno)));
+        guard_ = system::open(path_ + "-guard", system::Open::Lock);
+        if (guard_ < 0)
+            throw Failure(kFileFailure,
+                          path_ + "-guard can't be made: " + std::string(std::strerror(errno)));
         try {
-            connect();
-        } catch (const Failure&) {
-            // Locks needn't survive a power failure; what is broken then is made anew, but only
-            // when nobody works with it.
-            if (anyoneLives())
-                throw;
-            connection_.reset();
-            for (const char* suffix : {"", "-wal", "-shm"})
-                system::removeFile(path_ + suffix);
-            connect();
+            const bool alone = system::lockExclusive(guard_);
+            // One that is alone at this moment ends connecting first.
+            if (!alone && !system::lockShared(guard_))
+                throw Failure(kFileFailure, path_ + "-guard can't be locked: " +
+                                                std::string(std::strerror(errno)));
+            connectOrMakeAnew(alone);
+            if (alone && !system::lockShared(guard_))
+                throw Failure(kFileFailure, path_ + "-guard can't be locked: " +
+                                                std::string(std::strerror(errno)));
+        } catch (...) {
+            system::close(guard_);
+            throw;
         }
     }
 
     ~FileLocks() override {
         while (!files_.empty())
             close(files_.begin()->first);
+        connection_.reset();
+        system::close(guard_);
     }
 
     std::int64_t open(const std::string& user) override {
+        // Who was killed left its rows; nobody else may ever meet them.
+        reclaim();
         Transaction transaction(*connection_);
         for (;;) {
             std::int64_t id = 0;
@@ -228,6 +238,7 @@ public:
         int dead = 0;
         for (const LockOwner& each : sessions())
             dead += reclaimIfDead(each.session);
+        removeStrayFiles();
         return dead;
     }
 
@@ -235,6 +246,22 @@ private:
     std::string path_, directory_;
     std::unique_ptr<Connection> connection_;
     std::map<std::int64_t, int> files_;  // the living sessions of this process
+    int guard_ = -1;                     // locked by all who have the tables open
+
+    // Locks needn't survive a power failure; what is broken then is made anew, but only when nobody
+    // has it open: who goes on with the old file would see other locks than the rest.
+    void connectOrMakeAnew(bool alone) {
+        try {
+            connect();
+        } catch (const Failure&) {
+            if (!alone || anyoneLives())
+                throw;
+            connection_.reset();
+            for (const char* suffix : {"", "-wal", "-shm"})
+                system::removeFile(path_ + suffix);
+            connect();
+        }
+    }
 
     void connect() {
         connection_ = std::make_unique<Connection>(path_, Connection::Mode::Create);
@@ -255,7 +282,8 @@ private:
         const int file = system::open(path, system::Open::LockExisting);
         if (file < 0)
             return errno != ENOENT;  // a file that can't be looked at may be a living session's
-        const bool locked = !system::lockExclusive(file);
+        // Shared, so that two who look at once don't take each other for the session.
+        const bool locked = !system::tryLockShared(file);
         system::close(file);
         return locked;
     }
@@ -271,6 +299,31 @@ private:
             if (fileIsLocked(at->path().string()))
                 return true;
         return false;
+    }
+
+    bool isKnown(const std::string& session) {
+        Statement row = connection_->statement("SELECT 1 FROM session WHERE id=CAST(? AS INTEGER)");
+        row.bind(std::string_view(session));
+        return row.step();
+    }
+
+    // A session that was killed while it opened or closed leaves a file without a row. Files of
+    // sessions that others open at this moment are behind the transaction.
+    void removeStrayFiles() {
+        std::vector<std::string> names;
+        std::error_code error;
+        for (std::filesystem::directory_iterator at(system::pathOf(directory_), error), end;
+             !error && at != end; at.increment(error))
+            if (std::string name = at->path().filename().string();
+                name.find_first_not_of("0123456789") == std::string::npos && !isKnown(name))
+                names.push_back(std::move(name));
+        if (names.empty())
+            return;
+        Transaction transaction(*connection_);
+        for (const std::string& name : names)
+            if (!isKnown(name) && !fileIsLocked(directory_ + "/" + name))
+                system::removeFile(directory_ + "/" + name);
+        transaction.commit();
     }
 
     void forget(std::int64_t session) {

@@ -45,8 +45,9 @@ std::ptrdiff_t write(int file, const char* bytes, std::size_t size);
 bool sync(int file);
 bool close(int file);
 // A lock of this opening of the file, gone with it. An exclusive one is never waited for and takes
-// the place of a shared one.
+// the place of a shared one, and the other way round.
 bool lockExclusive(int file);
 bool lockShared(int file);
+bool tryLockShared(int file);  // not waited for
 
 }  // namespace mervane::system

@@ -126,6 +126,10 @@ bool lockShared(int file) {
     return ::flock(file, LOCK_SH) == 0;
 }
 
+bool tryLockShared(int file) {
+    return ::flock(file, LOCK_SH | LOCK_NB) == 0;
+}
+
 }  // namespace mervane::system
 
 #endif

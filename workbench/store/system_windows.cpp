@@ -203,7 +203,14 @@ bool lockExclusive(int file) {
 bool lockShared(int file) {
     OVERLAPPED range{};
     range.OffsetHigh = kLockAt;
+    UnlockFileEx(handleOf(file), 0, 1, 0, &range);
     return check(LockFileEx(handleOf(file), 0, 0, 1, 0, &range));
+}
+
+bool tryLockShared(int file) {
+    OVERLAPPED range{};
+    range.OffsetHigh = kLockAt;
+    return check(LockFileEx(handleOf(file), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range));
 }
 
 }  // namespace mervane::system
