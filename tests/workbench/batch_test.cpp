@@ -1,5 +1,9 @@
 // A stretch of saves as one transaction, seen from inside the workbench.
 
+#include <sqlite3.h>
+
+#include <fstream>
+
 #include "tests/workbench/support.h"
 #include "workbench/session/items.h"
 #include "workbench/session/session.h"
@@ -75,6 +79,52 @@ TEST_P(Batch, AFileDeletedInABatchStaysUntilItIsCommitted) {
     session().erase(std::vector<tag_t>{tag});
     session().commitBatch();
     EXPECT_FALSE(session().store().volume().exists(tag));
+}
+
+// From then on another session may get its tag for a file of its own.
+TEST_P(Batch, AFileOfABatchIsGoneBeforeItsTagIsFreeAgain) {
+    struct Seen {
+        std::string path;
+        bool undone = false, there = false;
+    } seen;
+    session().beginBatch();
+    Object& file = session().create(*session().model().findType("VaneFile"));
+    session().store().volume().placeBytes(file.tag, "contents");
+    session().save(file);
+    seen.path = session().store().volume().pathOf(file.tag);
+    ASSERT_TRUE(std::filesystem::exists(seen.path));
+    sqlite3* database = session().store().connection().raw();
+    sqlite3_rollback_hook(
+        database,
+        [](void* context) {
+            auto& at = *static_cast<Seen*>(context);
+            at.undone = true;
+            at.there = std::filesystem::exists(at.path);
+        },
+        &seen);
+    session().rollbackBatch();
+    sqlite3_rollback_hook(database, nullptr, nullptr);
+    EXPECT_TRUE(seen.undone);
+    EXPECT_FALSE(seen.there);
+}
+
+TEST(VolumeOfAStore, ARepairLeavesWhatACopyStillNeeds) {
+    const Directory directory;
+    bench().createStore(directory / "plant");
+    const auto store = bench().openStore(directory / "plant");
+    bench().openSession(store, {});
+    const std::string volume = (directory / "plant") + ".volume/";
+    for (const char* name : {"5.removed", "2000000000"})
+        std::ofstream(volume + name) << "contents";
+    {
+        const Volume::Hold copying(mervane::currentSession().store().volume());
+        EXPECT_TRUE(mentions(bench().check(store, true), "; kept for a copy"));
+        EXPECT_TRUE(std::filesystem::exists(volume + "5.removed"));
+        EXPECT_TRUE(std::filesystem::exists(volume + "2000000000"));
+    }
+    bench().check(store, true);
+    EXPECT_TRUE(bench().check(store, false).empty());
+    bench().closeStore(store);
 }
 
 TEST_P(Batch, AnInnerBatchIsAPartOfTheOuterOne) {

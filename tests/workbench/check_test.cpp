@@ -1,6 +1,8 @@
 #include <sqlite3.h>
 
+#include <chrono>
 #include <fstream>
+#include <thread>
 
 #include "tests/workbench/support.h"
 
@@ -80,6 +82,32 @@ TEST_F(Check, AFileThatASessionHasNotSavedYetIsLeftAlone) {
     ASSERT_EQ(FIL_import_file((directory_ / "a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
     EXPECT_TRUE(check(true).empty());
     ASSERT_EQ(OBJ_save(file), 0);
+    EXPECT_TRUE(check().empty());
+}
+
+TEST_F(Check, AFileWhoseObjectIsStoredDuringTheRepairIsKept) {
+    const std::string type =
+        "SELECT tag, type, 1 FROM (SELECT (SELECT value FROM meta WHERE name='next_tag') - 1 AS "
+        "tag, type FROM object WHERE tag=" +
+        std::to_string(file_) + ")";
+    sqlite3* other = nullptr;
+    ASSERT_EQ(sqlite3_open(path_.c_str(), &other), SQLITE_OK);
+    ASSERT_EQ(
+        sqlite3_exec(other,
+                     ("BEGIN IMMEDIATE; INSERT INTO object(tag, type, version) " + type).c_str(),
+                     nullptr, nullptr, nullptr),
+        SQLITE_OK)
+        << sqlite3_errmsg(other);
+    const auto placed = static_cast<tag_t>(sqlite3_last_insert_rowid(other));
+    std::ofstream(volumeFile(std::to_string(placed))) << "contents";
+    std::thread commit([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        sqlite3_exec(other, "COMMIT", nullptr, nullptr, nullptr);
+    });
+    check(true);
+    commit.join();
+    sqlite3_close(other);
+    EXPECT_TRUE(std::filesystem::exists(volumeFile(std::to_string(placed))));
     EXPECT_TRUE(check().empty());
 }
 

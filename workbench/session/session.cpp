@@ -320,9 +320,10 @@ void Session::rollbackBatch() {
     batch_failed_ = batch_depth_ > 1;  // the outer one can't be committed any more
     batch_depth_ = 0;
     forgetAll();
-    store_->rollbackBatch();
+    // Before their tags go back: another session may give them to files of its own.
     for (const tag_t file : std::exchange(placed_in_batch_, {}))
         store_->volume().remove(file);
+    store_->rollbackBatch();
     removed_in_batch_.clear();
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <optional>
 #include <set>
 
 #include "workbench/model/status.h"
@@ -90,8 +91,11 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
     const std::vector<tag_t> stored = storedFiles();
     for (const tag_t tag : stored) {
         const std::string name = "file of " + shownTag(tag);
-        if (!volume().exists(tag)) {
-            findings.push_back({true, name + " is missing in the volume"});
+        std::optional<FileFacts> in_place = volume().facts(tag);
+        if (!in_place) {
+            // Others delete meanwhile: the object first, its file after it.
+            if (exists(tag))
+                findings.push_back({true, name + " is missing in the volume"});
             continue;
         }
         Value size, sum;
@@ -107,7 +111,7 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
                     has_sum = true;
                 }
             });
-        const FileFacts facts = volume().facts(tag);
+        const FileFacts& facts = *in_place;
         if (has_size && std::get<std::int64_t>(size) != facts.byte_size)
             findings.push_back(
                 {true, name + " has " + std::to_string(facts.byte_size) + " bytes in the volume, " +
@@ -116,26 +120,39 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
             findings.push_back({true, name + " has other contents in the volume than were stored"});
     }
 
-    // Another process may be about to store the object of a file that it has placed.
+    const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
+    const auto orphans = [&](const std::vector<tag_t>& files, const std::vector<tag_t>& owners) {
+        const std::set<tag_t> owned(owners.begin(), owners.end());
+        std::vector<std::string> names = volume().leftOvers();
+        for (const tag_t tag : files)
+            if (!owned.count(tag) && !unsaved.count(tag))
+                names.push_back(std::to_string(tag));
+        return names;
+    };
+    const auto report = [&](const std::vector<std::string>& names, const char* what_became) {
+        for (const std::string& name : names)
+            findings.push_back(
+                {false, "file " + name + " of the volume belongs to no object" + what_became});
+    };
+    if (!repair) {
+        report(orphans(in_volume, stored), "");
+        return;
+    }
+    // Nobody saves an object while this transaction is open, and without a tag, which takes one
+    // too, nobody places a file. Who has a tag already may be about to.
+    Transaction alone(*connection_);
     bool others = false;
     for (const LockOwner& session : locks().sessions())
         others = others || (session.alive && session.process != system::processNumber());
-    const std::set<tag_t> owned(stored.begin(), stored.end());
-    const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
-    std::vector<std::string> orphans = volume().leftOvers();
-    for (const tag_t tag : in_volume)
-        if (!owned.count(tag) && !unsaved.count(tag))
-            orphans.push_back(std::to_string(tag));
-    for (const std::string& name : orphans) {
-        std::string text = "file " + name + " of the volume belongs to no object";
-        if (repair && others)
-            text += "; kept, since other sessions are at work";
-        else if (repair) {
-            volume().removeLeftOver(name);
-            text += "; removed";
-        }
-        findings.push_back({false, text});
+    const std::vector<std::string> names = orphans(volume().tags(), storedFiles());
+    if (others) {
+        report(names, "; kept, since other sessions are at work");
+        return;
     }
+    for (const std::string& name : names)
+        report({name}, volume().removeLeftOver(name) ? "; removed"
+                                                     : "; kept for a copy that is being made");
+    alone.commit();
 }
 
 void Store::checkSessions(bool repair, std::vector<CheckFinding>& findings) {

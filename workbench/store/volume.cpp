@@ -161,8 +161,13 @@ void Volume::makeDirectory() {
         directory_ = std::move(made);
         return;
     }
-    if (!system::makeDirectory(directory_) && errno != EEXIST)
+    if (system::makeDirectory(directory_)) {
+        // What lies in it is on disk only when its own name is.
+        const auto parent = std::filesystem::absolute(system::pathOf(directory_)).parent_path();
+        syncDirectory(parent.string());
+    } else if (errno != EEXIST) {
         fail(directory_, "can't be made");
+    }
 }
 
 std::string Volume::pathOf(tag_t tag) const {
@@ -231,9 +236,14 @@ bool Volume::exists(tag_t tag) const {
     return !directory_.empty() && system::regularFileAt(pathOf(tag));
 }
 
-FileFacts Volume::facts(tag_t tag) const {
+std::optional<FileFacts> Volume::facts(tag_t tag) const {
     const std::string path = pathOf(tag);
-    const Descriptor in(openRegular(path));
+    const Descriptor in(exists(tag) ? system::open(path, system::Open::Read) : -1);
+    if (!in) {
+        if (exists(tag))
+            fail(path, "can't be opened");
+        return std::nullopt;
+    }
     FileFacts facts;
     Sha256 sum;
     readAll(in.get(), path, [&](const char* bytes, std::size_t size) {
@@ -267,10 +277,14 @@ std::vector<std::string> Volume::leftOvers() const {
     return names;
 }
 
-void Volume::removeLeftOver(const std::string& name) {
+bool Volume::removeLeftOver(const std::string& name) {
+    const Descriptor hold(system::open(holdPath(), system::Open::Lock));
+    if (hold && !system::lockExclusive(hold.get()))
+        return false;
     const std::string path = directory_ + "/" + name;
-    if (!system::removeFile(path))
+    if (!system::removeFile(path) && errno != ENOENT)
         fail(path, "can't be removed");
+    return true;
 }
 
 std::vector<tag_t> Volume::copyTo(const std::string& directory,

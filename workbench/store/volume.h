@@ -4,6 +4,7 @@
 // object. A file is complete and on disk before it has its name. A process that ends before the
 // object is stored, or after it was deleted, leaves at most a file that no object owns.
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -34,14 +35,15 @@ public:
     // Write the contents to a path that doesn't exist yet; links aren't followed.
     void writeTo(tag_t tag, const std::string& path) const;
     bool exists(tag_t tag) const;
-    FileFacts facts(tag_t tag) const;
+    std::optional<FileFacts> facts(tag_t tag) const;  // none: there is no such file
     // Where the file lies, for reading only.
     std::string pathOf(tag_t tag) const;
 
     // The tags that have a file, and names in the directory that are no file's: left-overs.
     std::vector<tag_t> tags() const;
     std::vector<std::string> leftOvers() const;
-    void removeLeftOver(const std::string& name);
+    // False: a copy that is being made needs it.
+    bool removeLeftOver(const std::string& name);
 
     // Copy these files into another directory while others work on the volume: a file that is taken
     // out meanwhile is copied too. Gives the tags that have no file.
