@@ -84,3 +84,12 @@ TEST_F(Upgrade, ANewStoreIsNotMadeOverSomething) {
     EXPECT_EQ(contentsOf(path_), "mine");
     EXPECT_NE(statusOf([&] { bench().createStore(directory_ / "no/such/place"); }), 0);
 }
+
+TEST_F(Upgrade, AnEmptyDatabaseIsRefusedWithTheWayOut) {
+    std::ofstream(path_).flush();
+    std::string text;
+    EXPECT_EQ(statusOf([&] { bench().openStore(path_); }, &text), kStoreFailure);
+    EXPECT_NE(text.find("remove it and make it anew"), std::string::npos) << text;
+    std::filesystem::remove(path_);
+    EXPECT_EQ(statusOf([&] { bench().createStore(path_); }), 0);
+}

@@ -66,7 +66,16 @@ int storedVersion(Connection& connection) {
     return version.step() ? static_cast<int>(version.integer(0)) : 0;
 }
 
+bool isEmpty(Connection& connection) {
+    Statement any = connection.statement("SELECT 1 FROM sqlite_schema");
+    return !any.step();
+}
+
 void refuseWrong(Connection& connection, int version) {
+    if (version < 1 && isEmpty(connection))
+        throw Failure(kStoreFailure, connection.path() +
+                                         " is an empty database: if the making of a store was "
+                                         "interrupted there, remove it and make it anew");
     if (version < 1)
         throw Failure(kStoreFailure, connection.path() + " is not a store of this workbench");
     if (version > kSchemaVersion)
