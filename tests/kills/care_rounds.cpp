@@ -1,0 +1,266 @@
+// Kills while a store is made, upgraded, copied and repaired.
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <thread>
+
+#include "tests/kills/disk_image.h"
+#include "tests/kills/operations.h"
+#include "tests/kills/rounds.h"
+
+namespace kills {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+mervane::Workbench& bench() {
+    return *mervane_workbench();
+}
+
+void runSql(const std::string& path, const std::string& text) {
+    sqlite3* database = nullptr;
+    if (sqlite3_open(path.c_str(), &database) != SQLITE_OK ||
+        sqlite3_exec(database, text.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK)
+        throw std::runtime_error(path + ": " + sqlite3_errmsg(database));
+    sqlite3_close(database);
+}
+
+void removeStore(const std::string& path) {
+    for (const char* suffix : {"", "-wal", "-shm", "-journal", ".volume", "-locks", "-locks-guard",
+                               "-locks-wal", "-locks-shm", "-sessions"})
+        fs::remove_all(path + suffix);
+}
+
+class CareRounds final : public Rounds {
+public:
+    explicit CareRounds(const Options& options) : Rounds(options) {
+        std::ifstream in(KELD_SOURCE_DIR "/tests/workbench/version_1.sql");
+        std::ostringstream text;
+        text << in.rdbuf();
+        version_1_ = text.str();
+    }
+    int run();
+
+private:
+    std::string version_1_;
+    std::map<std::string, int> times_;  // microseconds, means
+    int done_ = 0, refused_ = 0;
+
+    std::unique_ptr<Running> begin(const std::string& kind, const std::string& program);
+    // Whether it said that it had done its work.
+    bool hear(Running& worker);
+    bool killDuring(const std::string& kind);
+    bool finish(const std::string& kind);
+    void sound(const std::string& path, const std::string& when);
+    void create();
+    void createWithoutPower();
+    void upgrade();
+    void backup();
+    void repair();
+    void need(bool truth, const std::string& text, const std::string& when) {
+        if (!truth)
+            note({text}, when);
+    }
+};
+
+std::unique_ptr<Running> CareRounds::begin(const std::string& kind, const std::string& program) {
+    std::vector<std::pair<std::string, std::string>> environment;
+    if (program != KILL_WORKER)
+        environment = {{"KELD_DISK_ROOT", directory_ + "/store"},
+                       {"KELD_DISK_IMAGE", directory_ + "/disk"}};
+    auto worker = std::make_unique<Running>(
+        program, std::vector<std::string>{kind, kind, directory_, path_, "1000"}, environment);
+    worker->kind = kind;
+    return worker;
+}
+
+bool CareRounds::hear(Running& worker) {
+    bool done = false;
+    worker.listen();
+    for (std::string line; worker.line(line);) {
+        done = done || line == "D 1";
+        if (line[0] == 'B')
+            worker.phase = "at work";
+        if (line[0] == 'E')
+            worker.error = line.substr(2);
+    }
+    if (done)
+        worker.phase = "done";
+    return done;
+}
+
+bool CareRounds::finish(const std::string& kind) {
+    const auto worker = begin(kind, KILL_WORKER);
+    const int status = worker->wait();
+    const bool done = hear(*worker);
+    need(status == 0 && done, kind + " ended with " + std::to_string(status) + ": " + worker->error,
+         kind);
+    return done;
+}
+
+bool CareRounds::killDuring(const std::string& kind) {
+    int& time = times_[kind];
+    if (time == 0)
+        time = 30000;
+    const auto worker = begin(kind, KILL_WORKER);
+    std::this_thread::sleep_for(std::chrono::microseconds(upTo(time)));
+    worker->kill();
+    ++kills_;
+    const bool done = hear(*worker);
+    // So that a quarter comes too late: the whole of the work is met.
+    time = std::clamp(done ? time * 80 / 100 : time * 108 / 100, 2000, 2000000);
+    done_ += done;
+    need(worker->error.empty(), worker->error, kind);
+    count(*worker);
+    return done;
+}
+
+void CareRounds::sound(const std::string& path, const std::string& when) {
+    try {
+        Plant plant(path);
+        note(plant.leftLocks(), when);
+        note(plant.check(true), when);
+    } catch (const std::exception& error) {
+        note({std::string("it can't be opened: ") + error.what()}, when);
+    }
+}
+
+// No store, a whole one, or a refusal that tells the way out.
+void CareRounds::create() {
+    freshDirectory();
+    const bool done = killDuring("create");
+    if (fs::exists(path_)) {
+        std::string refusal;
+        try {
+            bench().closeStore(bench().openStore(path_));
+        } catch (const mervane::Failure& failure) {
+            refusal = failure.what();
+        }
+        if (refusal.empty())
+            return sound(path_, "create");
+        ++refused_;
+        need(!done && refusal.find("make it anew") != std::string::npos, refusal, "create");
+        removeStore(path_);
+    }
+    need(!done || fs::exists(path_), "a store that was made isn't there", "create");
+    bench().createStore(path_);
+    sound(path_, "create again");
+}
+
+void CareRounds::createWithoutPower() {
+    freshDirectory();
+    DiskImage disk(directory_ + "/store", directory_ + "/disk");
+    disk.reset();
+    const auto worker = begin("create", KILL_WORKER "_forgetful");
+    worker->wait();
+    ++kills_;
+    need(hear(*worker), "not made: " + worker->error, "create, power");
+    count(*worker);
+    disk.fail([] { return false; });
+    need(fs::exists(path_ + ".volume"), "the volume is gone", "create, power");
+    sound(path_, "create, power");
+}
+
+// Three processes open an old store; one is killed.
+void CareRounds::upgrade() {
+    freshDirectory();
+    runSql(path_, version_1_);
+    const auto second = begin("open", KILL_WORKER), third = begin("open", KILL_WORKER);
+    killDuring("open");
+    for (const auto& other : {second.get(), third.get()}) {
+        const int status = other->wait();
+        hear(*other);
+        need(status == 0, other->error, "upgrade, others");
+    }
+    sound(path_, "upgrade");
+    const auto store = bench().openStore(path_);
+    bench().openSession(store, {});
+    const tag_t item = bench().resolve("000123");
+    need(std::get<std::string>(bench().get(item, "object_name").front()) == "Bracket",
+         "the item has another name", "upgrade");
+    bench().closeStore(store);
+}
+
+// One process copies while another one works.
+void CareRounds::backup() {
+    if (!fs::exists(path_ + ".volume"))
+        makeWorld(directory_, path_);
+    const std::string copy = directory_ + "/copy";
+    Running other(KILL_WORKER,
+                  {"files", "files-" + std::to_string(kills_), directory_, path_, "50"}, {});
+    const bool done = killDuring("backup");
+    if (fs::exists(copy))
+        sound(copy, "the copy");
+    else
+        need(!done, "a copy that was made isn't there", "backup");
+    for (const char* suffix : {".part", ".part-wal", ".part-shm", ".part-journal", ".part.volume"})
+        fs::remove_all(copy + suffix);
+    removeStore(copy);
+    for (const auto& left : fs::directory_iterator(directory_))
+        need(left.path().filename().string().find("copy") == std::string::npos,
+             left.path().string() + " is left", "backup");
+    if (upTo(3) == 0 && finish("backup")) {
+        sound(copy, "the next copy");
+        removeStore(copy);
+    }
+    other.kill();
+    sound(path_, "the store after the copy");
+}
+
+void CareRounds::repair() {
+    if (!fs::exists(path_ + ".volume"))
+        makeWorld(directory_, path_);
+    for (int i = 0; i < 30; ++i)
+        for (const std::string& name :
+             {std::to_string(2000000000 + i), "new-1-" + std::to_string(i),
+              std::to_string(i + 1) + ".removed"})
+            std::ofstream(path_ + ".volume/" + name) << "nobody's";
+    std::ofstream(path_ + "-sessions/123456").flush();
+    const bool done = killDuring("repair");
+    if (done)
+        need(!fs::exists(path_ + ".volume/new-1-0"), "not repaired", "repair");
+    sound(path_, "repair");
+}
+
+int CareRounds::run() {
+    const auto began = Clock::now();
+    const int fifth = std::max(1, options_.kills / 5);
+    while (kills_ < options_.kills && !tooMuchWrong()) {
+        const int part = std::min(kills_ / fifth, 4);
+        const bool first = kills_ % fifth == 0 && kills_ / fifth == part;
+        if (first && part >= 3)
+            freshDirectory();
+        switch (part) {
+            case 0:
+            case 1:
+                upTo(19) == 0 ? createWithoutPower() : create();
+                break;
+            case 2:
+                upgrade();
+                break;
+            case 3:
+                backup();
+                break;
+            default:
+                repair();
+        }
+    }
+    report();
+    std::cout << done_ << " came too late; " << refused_ << " half-made stores were refused; "
+              << std::chrono::duration<double>(Clock::now() - began).count() << " s" << std::endl;
+    return wrong_.empty() && kills_ >= options_.kills && done_ < kills_ ? 0 : 1;
+}
+
+}  // namespace
+
+int runCare(const Options& options) {
+    return CareRounds(options).run();
+}
+
+}  // namespace kills

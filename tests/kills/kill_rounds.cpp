@@ -1,0 +1,263 @@
+// Three processes, of which one, or all at once, are killed with SIGKILL.
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+
+#include "tests/kills/rounds.h"
+
+namespace kills {
+
+namespace {
+
+using std::chrono::microseconds;
+using namespace std::chrono_literals;
+
+constexpr std::size_t kWorkers = 3;
+constexpr int kKillsOfAStore = 75;  // a store that grows takes longer to check
+// Longer than anything takes, also on a busy machine.
+constexpr auto kPatience = 8s;
+
+class KillRounds final : public WorkRounds {
+public:
+    explicit KillRounds(const Options& options) : WorkRounds(options, KILL_WORKER) {}
+    int run();
+
+private:
+    int alone_ = 0;  // how often nobody was left
+    // Microseconds, means.
+    std::map<std::string, double> run_time_;
+    double opening_time_ = 15000, closing_time_ = 1000;
+
+    static void learn(double& mean, Clock::time_point since) {
+        const double took = std::chrono::duration<double, std::micro>(Clock::now() - since).count();
+        mean = mean == 0 ? took : 0.8 * mean + 0.2 * took;
+    }
+    int runTime(const std::string& kind) const {
+        const auto at = run_time_.find(kind);
+        return at == run_time_.end() || at->second == 0 ? 10000 : static_cast<int>(at->second);
+    }
+
+    void aim(std::size_t place);
+    void untilLine(std::size_t place, char wanted);
+    void waitRandom(int longest) { hear(microseconds(upTo(longest)), nullptr); }
+    void killThese(const std::vector<std::size_t>& places);
+    void lookAfter(const std::vector<std::size_t>& places);
+    void lookAlone(const std::string& when);
+    void end(std::size_t place);
+    void endAll(bool kill);
+    void lookWithCommand();
+    void store(int kills);
+};
+
+// Listen until this worker says such a line.
+void KillRounds::untilLine(std::size_t place, char wanted) {
+    const Running* worker = workers_[place].get();
+    if (!worker->error.empty())
+        return;  // noted when it is looked at
+    if (!hear(kPatience, [&](const Running& who, const std::string& line) {
+            return &who == worker && (line[0] == wanted || line[0] == 'E' || line[0] == 'C');
+        }))
+        throw std::runtime_error(worker->kind + " says nothing any more, it was " + worker->phase +
+                                 (worker->ended ? " and has ended" : "") + ", wanted " + wanted);
+}
+
+// Wait for a moment at which the worker at this place is to be killed.
+void KillRounds::aim(std::size_t place) {
+    const std::string kind = workers_[place]->kind;
+    switch (upTo(9)) {
+        case 0: {  // while it opens the store
+            end(place);
+            start(place);
+            waitRandom(static_cast<int>(opening_time_));
+            break;
+        }
+        case 1: {  // while it closes it
+            if (workers_[place]->phase == "opening")
+                untilLine(place, 'R');
+            workers_[place]->askToEnd();
+            untilLine(place, 'F');
+            waitRandom(static_cast<int>(closing_time_ / 2));
+            break;
+        }
+        case 2:  // about to commit
+            untilLine(place, 'I');
+            waitRandom(300);
+            break;
+        case 3:  // has committed
+            untilLine(place, 'A');
+            waitRandom(300);
+            break;
+        default: {  // anywhere in a run
+            for (int runs = upTo(1); runs >= 0; --runs)
+                untilLine(place, 'B');
+            const auto began = workers_[place]->run_began;
+            const int delay = upTo(runTime(kind) * 6 / 5);
+            const Running* worker = workers_[place].get();
+            hear(microseconds(delay), [&](const Running& who, const std::string& line) {
+                if (&who == worker && line[0] == 'D')
+                    learn(run_time_[kind], began);
+                return false;
+            });
+        }
+    }
+}
+
+void KillRounds::killThese(const std::vector<std::size_t>& places) {
+    for (const std::size_t place : places) {
+        workers_[place]->kill();
+        ++kills_;
+    }
+    for (const std::size_t place : places) {
+        hearLast(*workers_[place]);
+        count(*workers_[place]);
+    }
+}
+
+// After a kill, with the others at work.
+void KillRounds::lookAfter(const std::vector<std::size_t>& places) {
+    std::set<int> living;
+    for (const auto& worker : workers_)
+        if (worker->process() > 0)
+            living.insert(worker->process());
+    const Running& first = *workers_[places.front()];
+    const std::string when = first.kind + ", " + first.phase;
+    try {
+        Plant plant(path_);
+        note(plant.check(false), when);
+        for (const std::size_t place : places) {
+            Running& dead = *workers_[place];
+            if (!dead.error.empty())
+                note({dead.kind + ": " + dead.error}, when);
+            note(ledger_.settle(plant.database(), dead), when);
+            std::set<std::int64_t> objects;
+            for (auto at = dead.saved.rbegin(); at != dead.saved.rend() && objects.size() < 12;
+                 ++at)
+                if (storedOf(plant.database(), *at).version != 0)
+                    objects.insert(*at);
+            note(plant.takeLocks(objects, living), when);
+        }
+    } catch (const std::exception& error) {
+        note({std::string("the store can't be looked at: ") + error.what()}, when);
+    }
+}
+
+// With nobody at work.
+void KillRounds::lookAlone(const std::string& when) {
+    ++alone_;
+    try {
+        Plant plant(path_);
+        for (const auto& worker : workers_)
+            note(ledger_.settle(plant.database(), *worker), when);
+        note(plant.leftLocks(), when);
+        note(plant.check(true), when);
+        note(ledger_.compare(plant.database()), when);
+    } catch (const std::exception& error) {
+        note({std::string("the store can't be looked at: ") + error.what()}, when);
+    }
+}
+
+// Let a worker end by itself.
+void KillRounds::end(std::size_t place) {
+    Running& worker = *workers_[place];
+    const auto asked = Clock::now();
+    worker.askToEnd();
+    while (!worker.ended && Clock::now() - asked < kPatience)
+        hear(1ms, [&](const Running& who, const std::string& line) {
+            if (&who == &worker && line[0] == 'F')
+                worker.run_began = Clock::now();
+            else if (&who == &worker && line[0] == 'C' && worker.run_began > asked)
+                learn(closing_time_, worker.run_began);
+            return false;
+        });
+    hearLast(worker);
+    if (!worker.ended)
+        throw std::runtime_error(worker.kind + " doesn't end");
+    const int status = worker.wait();
+    if (status != 0 || !worker.closed)
+        note({worker.kind + " ended with " + std::to_string(status) + ": " + worker.error}, "end");
+}
+
+void KillRounds::endAll(bool kill) {
+    if (kill) {
+        aim(static_cast<std::size_t>(upTo(kWorkers - 1)));
+        std::vector<std::size_t> living;
+        for (std::size_t place = 0; place < kWorkers; ++place)
+            if (workers_[place]->process() > 0)
+                living.push_back(place);
+        killThese(living);
+    } else {
+        for (std::size_t place = 0; place < kWorkers; ++place)
+            end(place);
+    }
+    lookAlone(kill ? "all killed" : "all ended");
+}
+
+// The same by the command, once for each store.
+void KillRounds::lookWithCommand() {
+    const auto check = [&](const std::string& more) {
+        const std::string said = directory_ + "/check.txt";
+        const int status = std::system(
+            ("'" KELD "' --store '" + path_ + "' check " + more + " > '" + said + "' 2>&1")
+                .c_str());
+        std::ifstream in(said);
+        std::ostringstream text;
+        text << in.rdbuf();
+        return std::to_string(status) + " " + text.str();
+    };
+    const std::string before = check("--repair"), after = check("");
+    if (before[0] != '0' || after != "0 the store is sound\n")
+        note({before, after}, "keld check");
+}
+
+void KillRounds::store(int kills) {
+    newWorld();
+    const int until = kills_ + kills;
+    for (std::size_t place = 0; place < kWorkers; ++place)
+        start(place);
+    while (kills_ < until && !tooMuchWrong()) {
+        const int choice = upTo(19);
+        if (choice < 2) {
+            endAll(choice == 0);
+            for (std::size_t place = 0; place < kWorkers; ++place)
+                start(place);
+            continue;
+        }
+        const auto place = static_cast<std::size_t>(upTo(kWorkers - 1));
+        aim(place);
+        killThese({place});
+        lookAfter({place});
+        const auto began = Clock::now();
+        start(place);
+        if (upTo(3) == 0) {
+            untilLine(place, 'R');
+            learn(opening_time_, began);
+        }
+    }
+    endAll(false);
+    lookWithCommand();
+}
+
+int KillRounds::run() {
+    const auto began = Clock::now();
+    while (kills_ < options_.kills && !tooMuchWrong())
+        store(std::min(kKillsOfAStore, options_.kills - kills_));
+    report();
+    const double took = std::chrono::duration<double>(Clock::now() - began).count();
+    std::cout << ledger_.acknowledged() << " saves acknowledged; of those under way at a kill "
+              << ledger_.whole() << " were there whole and " << ledger_.absent() << " not at all; "
+              << alone_ << " looks with nobody left; " << took << " s" << std::endl;
+    return wrong_.empty() && kills_ >= options_.kills && ledger_.acknowledged() > 0 ? 0 : 1;
+}
+
+}  // namespace
+
+int runKills(const Options& options) {
+    return KillRounds(options).run();
+}
+
+}  // namespace kills

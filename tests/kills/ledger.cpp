@@ -1,0 +1,144 @@
+#include "tests/kills/ledger.h"
+
+#include <cstdlib>
+#include <sstream>
+
+namespace kills {
+
+namespace {
+
+std::string shown(std::int64_t tag) {
+    return "#" + std::to_string(tag);
+}
+
+}  // namespace
+
+void Ledger::saved(Running& worker, std::int64_t tag, const Stored& stored) {
+    Known& known = known_[tag];
+    if (worker.own.count(tag))
+        known.shared = false;
+    if (stored.version > known.stored.version) {
+        known.stored = stored;
+    } else if (stored.version == known.stored.version && stored.digest != known.stored.digest) {
+        contradictions_.push_back(shown(tag) + " was told of with two contents in version " +
+                                  std::to_string(stored.version));
+    }
+    worker.saved.push_back(tag);
+}
+
+void Ledger::hear(Running& worker, const std::string& line) {
+    std::istringstream words(line);
+    std::string word;
+    words >> word;
+    if (word == "R") {
+        worker.phase = "preparing";
+    } else if (word == "B") {
+        worker.phase = "running";
+        worker.run_began = Clock::now();
+    } else if (word == "D") {
+        ++worker.runs;
+        worker.phase = "between";
+    } else if (word == "F") {
+        worker.phase = "closing";
+    } else if (word == "C") {
+        worker.phase = "closed";
+        worker.closed = true;
+    } else if (word == "E") {
+        worker.error = line.substr(2);
+    } else if (word == "I") {
+        worker.intent = {};
+        while (words >> word) {
+            const std::int64_t tag = std::atoll(word.c_str() + (word[0] == '+' || word[0] == '-'));
+            if (word[0] == '+')
+                worker.intent.made.insert(tag);
+            else if (word[0] == '-')
+                worker.intent.gone.insert(tag);
+            else
+                worker.intent.saves[tag] = std::atoi(word.c_str() + word.find(':') + 1);
+        }
+    } else if (word == "A") {
+        worker.own.insert(worker.intent.made.begin(), worker.intent.made.end());
+        while (words >> word) {
+            ++acknowledged_;
+            if (word[0] == '-') {
+                known_[std::atoll(word.c_str() + 1)].gone = true;
+                continue;
+            }
+            Stored stored;
+            char colon = 0;
+            std::int64_t tag = 0;
+            std::istringstream(word) >> tag >> colon >> stored.version >> colon >> stored.digest;
+            saved(worker, tag, stored);
+        }
+        worker.intent = {};
+    }
+}
+
+std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known) const {
+    const Stored found = storedOf(store, tag);
+    if (known.gone)
+        return found.version == 0 ? "" : shown(tag) + " is there, its deletion was acknowledged";
+    if (found.version == 0)
+        return "lost: " + shown(tag) + " isn't there, its save was acknowledged";
+    if (found.version < known.stored.version)
+        return "lost: " + shown(tag) + " has version " + std::to_string(found.version) + ", " +
+               std::to_string(known.stored.version) + " was acknowledged";
+    if (found.version > known.stored.version && !known.shared)
+        return shown(tag) + " has version " + std::to_string(found.version) +
+               ", which nobody told of";
+    if (found.version == known.stored.version && found.digest != known.stored.digest)
+        return "lost: " + shown(tag) + " has other contents than were acknowledged";
+    return "";
+}
+
+std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead) {
+    std::vector<std::string> wrong = std::move(contradictions_);
+    contradictions_.clear();
+    const auto add = [&wrong](const std::string& text) {
+        if (!text.empty())
+            wrong.push_back(text);
+    };
+    // The transaction that was running: each object tells whether it is in.
+    std::string in, out;
+    const auto tell = [&](bool is_in, const std::string& what) { (is_in ? in : out) += what; };
+    for (const std::int64_t tag : dead.intent.made) {
+        const Stored found = storedOf(store, tag);
+        tell(found.version != 0, " +" + shown(tag));
+        if (found.version != 0)
+            known_[tag] = {found, false, false};
+    }
+    for (const std::int64_t tag : dead.intent.gone) {
+        const bool is_gone = storedOf(store, tag).version == 0;
+        tell(is_gone, " -" + shown(tag));
+        if (is_gone)
+            known_[tag].gone = true;
+    }
+    for (const auto& [tag, saves] : dead.intent.saves) {
+        const auto at = known_.find(tag);
+        if (at == known_.end() || at->second.shared)
+            continue;
+        const Stored found = storedOf(store, tag);
+        const bool is_in = found.version == at->second.stored.version + saves;
+        tell(is_in, " " + shown(tag));
+        if (is_in)
+            at->second.stored = found;
+    }
+    if (!in.empty() && !out.empty())
+        add("a transaction is there in part: with" + in + ", without" + out);
+    whole_ += !in.empty() && out.empty();
+    absent_ += in.empty() && !out.empty();
+    dead.intent = {};
+    for (const std::int64_t tag : std::set<std::int64_t>(dead.saved.begin(), dead.saved.end()))
+        add(compare(store, tag, known_[tag]));
+    return wrong;
+}
+
+std::vector<std::string> Ledger::compare(sqlite3* store) const {
+    std::vector<std::string> wrong;
+    for (const auto& [tag, known] : known_)
+        if (std::string text = compare(store, tag, known); !text.empty())
+            wrong.push_back(std::move(text));
+    return wrong;
+}
+
+}  // namespace kills

@@ -1,0 +1,88 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "tests/kills/ledger.h"
+#include "tests/kills/plant.h"
+#include "tests/kills/running.h"
+
+namespace kills {
+
+struct Options {
+    enum class Kind { Kills, Care, Power } kind = Kind::Kills;
+    int kills = 100;
+    unsigned seed = 0;
+    std::string operation;  // empty: all of them in turn
+    std::string deaf;
+    bool expect_loss = false;
+};
+
+// The exit code of the program: 0 if all was well.
+int runKills(const Options& options);
+int runCare(const Options& options);
+int runPower(const Options& options);
+
+// What the three kinds share: a directory, random numbers, the list of what went wrong.
+class Rounds {
+public:
+    explicit Rounds(const Options& options);
+    ~Rounds();
+    Rounds(const Rounds&) = delete;
+
+protected:
+    const Options& options_;
+    std::mt19937 random_;
+    std::string directory_;  // of the present store and what is around it
+    std::string path_;       // of the store
+    int kills_ = 0;
+    std::vector<std::string> wrong_;
+    std::map<std::string, std::map<std::string, int>> counts_;  // kills by operation and phase
+
+    int upTo(int limit);  // 0 ... limit
+    // A new, empty directory; the last one goes.
+    void freshDirectory();
+    void note(const std::vector<std::string>& wrong, const std::string& when);
+    bool tooMuchWrong() const { return wrong_.size() >= 10; }
+    void count(const Running& killed) { ++counts_[killed.kind][killed.phase]; }
+    void report() const;
+
+private:
+    std::string base_;
+    int directories_ = 0;
+};
+
+// Rounds with three workers.
+class WorkRounds : public Rounds {
+public:
+    WorkRounds(const Options& options, std::string program);
+
+protected:
+    using Workers = std::vector<std::unique_ptr<Running>>;
+    using Stop = std::function<bool(const Running&, const std::string&)>;
+
+    Ledger ledger_;
+    Workers workers_;
+    std::vector<std::pair<std::string, std::string>> environment_;
+
+    void start(std::size_t place);
+    // Hear what all workers say for this long, or until a line of one is what is waited for.
+    bool hear(std::chrono::microseconds time, const Stop& stop);
+    // What a dead worker said last.
+    void hearLast(Running& worker);
+    void newWorld();
+
+private:
+    std::string program_;
+    std::vector<std::string> kinds_;
+    std::size_t next_kind_ = 0;
+    int started_ = 0;
+
+    std::string nextKind();
+};
+
+}  // namespace kills
