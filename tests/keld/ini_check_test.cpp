@@ -1,6 +1,8 @@
 // Each defect of the configuration that doctor knows, one file each. The sound file below has none
 // of them; every case changes it in one place.
 
+#include <chrono>
+
 #include "tests/keld/program.h"
 
 using namespace keld_test;
@@ -158,6 +160,7 @@ INSTANTIATE_TEST_SUITE_P(
                "has the key already"},
         Defect{"LineWithoutASign", "SetReleaseState=Old", "SetReleaseState Old", "warning",
                "no '=' in it"},
+        Defect{"LineWithoutAKey", "SetReleaseState=Old", "=Old", "warning", "no key in front"},
         Defect{"SectionWithoutAnEnd", "[Frozen_BOMLine]", "[Frozen_BOMLine", "warning", "no ']'"},
         Defect{"KeyBeforeAnySection", "", "Purge=1\n", "warning", "before any section"},
         Defect{"PurgeByTwo", "SetReleaseState=Old", "Purge=2", "warning", "only exactly 1 purges"},
@@ -208,4 +211,16 @@ TEST_F(SoundIni, MayEndAListWithASeparator) {
 
 TEST_F(SoundIni, MayHaveMoreStatusesAndTypesOfItsOwn) {
     expectSound(std::string(kSound) + "[Released_Item]\nSetReleaseState=Released\n");
+}
+
+// Ten thousand keys in a second or so, not in hours.
+TEST_F(ProgramWithStore, ALargeConfigurationIsCheckedInGoodTime) {
+    std::string text = kSound;
+    text += "[Frozen_Large]\n";
+    for (int i = 0; i < 10000; ++i)
+        text += "key" + std::to_string(i) + "=1\n";
+    configure(text);
+    const auto start = std::chrono::steady_clock::now();
+    keld({"doctor", "--json"}).json();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
 }

@@ -1,6 +1,7 @@
 #include "tools/keld/ini.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 namespace keld {
 
@@ -14,6 +15,10 @@ std::string_view strip(std::string_view text) {
     return text.substr(first, last - first + 1);
 }
 
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 std::string_view unquote(std::string_view value) {
     if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
         return value.substr(1, value.size() - 2);
@@ -23,15 +28,14 @@ std::string_view unquote(std::string_view value) {
 }  // namespace
 
 std::string asciiLower(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z')
-            c = static_cast<char>(c - 'A' + 'a');
-    return lower;
+    std::string result(text);
+    std::transform(text.begin(), text.end(), result.begin(), lower);
+    return result;
 }
 
 bool equalNoCase(std::string_view a, std::string_view b) {
-    return asciiLower(a) == asciiLower(b);
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char one, char other) { return lower(one) == lower(other); });
 }
 
 std::int64_t iniInteger(std::string_view value) {
@@ -86,6 +90,8 @@ IniFile parseIni(std::string_view text) {
         const auto sign = line.find('=');
         if (sign == std::string_view::npos) {
             file.ignored.push_back({number, std::string(line), "no '=' in it"});
+        } else if (strip(line.substr(0, sign)).empty()) {
+            file.ignored.push_back({number, std::string(line), "no key in front of the '='"});
         } else if (file.sections.empty()) {
             file.ignored.push_back({number, std::string(line), "it stands before any section"});
         } else {
@@ -98,9 +104,11 @@ IniFile parseIni(std::string_view text) {
 }
 
 const IniEntry* IniFile::find(std::string_view section, std::string_view key) const {
-    for (const IniEntry* entry : entries(section))
-        if (equalNoCase(entry->key, key))
-            return entry;
+    for (const IniSection& s : sections)
+        if (equalNoCase(s.name, section))
+            for (const IniEntry& entry : s.entries)
+                if (equalNoCase(entry.key, key))
+                    return &entry;
     return nullptr;
 }
 
@@ -111,24 +119,20 @@ bool IniFile::hasSection(std::string_view section) const {
 
 std::vector<const IniEntry*> IniFile::entries(std::string_view section) const {
     std::vector<const IniEntry*> found;
-    for (const IniSection& s : sections) {
-        if (!equalNoCase(s.name, section))
-            continue;
-        for (const IniEntry& entry : s.entries)
-            if (std::none_of(found.begin(), found.end(), [&](const IniEntry* earlier) {
-                    return equalNoCase(earlier->key, entry.key);
-                }))
-                found.push_back(&entry);
-    }
+    std::unordered_set<std::string> keys;
+    for (const IniSection& s : sections)
+        if (equalNoCase(s.name, section))
+            for (const IniEntry& entry : s.entries)
+                if (keys.insert(asciiLower(entry.key)).second)
+                    found.push_back(&entry);
     return found;
 }
 
 std::vector<const IniSection*> IniFile::distinctSections() const {
     std::vector<const IniSection*> found;
+    std::unordered_set<std::string> names;
     for (const IniSection& s : sections)
-        if (std::none_of(found.begin(), found.end(), [&](const IniSection* earlier) {
-                return equalNoCase(earlier->name, s.name);
-            }))
+        if (names.insert(asciiLower(s.name)).second)
             found.push_back(&s);
     return found;
 }
