@@ -129,8 +129,9 @@ Conversion ReadConversion(const char** ppFormat, va_list* pArguments) {
     return conversion;
 }
 
-// Integers of every length. False in *pKnown: no such length.
-bool AppendInteger(CKELD_TextBuffer* pBuffer, const Conversion& conversion, va_list* pArguments) {
+// Integers of every length. *pKnown false: no such length, nothing was read or written.
+bool AppendInteger(CKELD_TextBuffer* pBuffer, const Conversion& conversion, va_list* pArguments,
+                   bool* pKnown) {
     if (conversion.IsLength("l"))
         return AppendValue(pBuffer, conversion, va_arg(*pArguments, long));
     if (conversion.IsLength("ll"))
@@ -141,7 +142,10 @@ bool AppendInteger(CKELD_TextBuffer* pBuffer, const Conversion& conversion, va_l
         return AppendValue(pBuffer, conversion, va_arg(*pArguments, std::size_t));
     if (conversion.IsLength("t"))
         return AppendValue(pBuffer, conversion, va_arg(*pArguments, std::ptrdiff_t));
-    return AppendValue(pBuffer, conversion, va_arg(*pArguments, int));
+    if (conversion.IsLength("") || conversion.IsLength("h") || conversion.IsLength("hh"))
+        return AppendValue(pBuffer, conversion, va_arg(*pArguments, int));
+    *pKnown = false;
+    return true;
 }
 
 // Every conversion but the two frequent ones. *pKnown false: nothing was read or written.
@@ -160,7 +164,7 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion, v
         case 'o':
         case 'x':
         case 'X':
-            return AppendInteger(pBuffer, conversion, pArguments);
+            return AppendInteger(pBuffer, conversion, pArguments, pKnown);
         case 'c':
             if (conversion.m_sLength[0] != '\0')
                 break;

@@ -80,6 +80,8 @@ TEST(Format, StandsAsItIsFromAnUnknownConversionOn) {
     EXPECT_EQ(format("%d %y %s", 1, "x"), "1 %y %s");
     EXPECT_EQ(format("%d %ls", 1, L"x"), "1 %ls");
     EXPECT_EQ(format("%d %lc", 1, 'x'), "1 %lc");
+    EXPECT_EQ(format("%d %lhd %s", 1, 2, "x"), "1 %lhd %s");
+    EXPECT_EQ(format("%d %Lx", 1, 2), "1 %Lx");
     EXPECT_EQ(format("%d %", 1), "1 %");
     EXPECT_EQ(format("%-5.3"), "%-5.3");
 }
