@@ -55,6 +55,12 @@ TEST(StepText, BytesThatAreUtf8StayAndOthersAreLatinOne) {
     EXPECT_EQ(decodeStepText("\xE4"), "\xC3\xA4");
 }
 
+TEST(StepText, ACharacterAboveAsciiIsNeverTornByADirective) {
+    EXPECT_EQ(decodeStepText("\\S\\\xC3\xA4"), "\\S\\\xC3\xA4");
+    EXPECT_EQ(decodeStepText("\\S\\\xE4"), "\\S\\\xC3\xA4");
+    EXPECT_EQ(decodeStepText("'\xC3\xA4"), "'\xC3\xA4");
+}
+
 TEST(StepText, AnUnfinishedDirectiveIsRefused) {
     for (const char* bad :
          {"\\X\\", "\\X\\4", "\\X\\G0", "\\X2\\", "\\X2\\004", "\\X2\\0041", "\\X2\\00410\\X0\\",

@@ -27,7 +27,7 @@ public:
                 directive();
             } else if (c == '\'') {
                 text_ += c;
-                drop(2);
+                drop(rest_.starts_with("''") ? 2 : 1);
             } else {
                 if (c != '\n' && c != '\r')
                     plain(c);
@@ -107,10 +107,11 @@ private:
         } else if (rest_.starts_with("\\X\\")) {
             drop(3);
             character(hex(2, "\\X\\"));
-        } else if (rest_.starts_with("\\S\\") && rest_.size() > 3) {
+        } else if (rest_.starts_with("\\S\\") && rest_.size() > 3 &&
+                   static_cast<unsigned char>(rest_[3]) < 0x80) {
             const auto code = static_cast<unsigned char>(rest_[3]);
             character(pageCharacter(page_, static_cast<unsigned char>(code | 0x80)));
-            drop(rest_[3] == '\'' ? 5 : 4);
+            drop(rest_.substr(3).starts_with("''") ? 5 : 4);
         } else if (rest_.size() > 3 && rest_[1] == 'P' && rest_[2] >= 'A' && rest_[2] <= 'I' &&
                    rest_[3] == '\\') {
             page_ = rest_[2];
