@@ -171,6 +171,7 @@ void splitList(std::string_view text, std::string_view separators) {
 }  // namespace
 
 int LLVMFuzzerInitialize(int*, char***) {
+    clearenv();  // so that no other variable is there to be named
     setenv("KELD_LOG_FILE", "/dev/null", 1);
     for (const auto& [name, value] : variables())
         setenv(name.c_str(), value.c_str(), 1);
