@@ -9,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <source_location>
 #include <string>
 #include <string_view>
 
@@ -23,11 +22,11 @@ int LLVMFuzzerInitialize(int* argc, char*** argv);
 namespace fuzz {
 
 // A property of the target: if it doesn't hold, say so and end.
-inline void require(bool holds, const char* what,
-                    std::source_location where = std::source_location::current()) {
+inline void require(bool holds, const char* what, const char* file = __builtin_FILE(),
+                    int line = __builtin_LINE()) {
     if (holds)
         return;
-    std::fprintf(stderr, "%s:%u: broken: %s\n", where.file_name(), unsigned{where.line()}, what);
+    std::fprintf(stderr, "%s:%d: broken: %s\n", file, line, what);
     std::abort();
 }
 
