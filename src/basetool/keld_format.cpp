@@ -179,8 +179,12 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion, v
         case 'G':
             if (conversion.IsLength("L"))
                 return AppendValue(pBuffer, conversion, va_arg(*pArguments, long double));
+            if (!conversion.IsLength("") && !conversion.IsLength("l"))
+                break;
             return AppendValue(pBuffer, conversion, va_arg(*pArguments, double));
         case 'p':
+            if (conversion.m_sLength[0] != '\0')
+                break;
             return AppendValue(pBuffer, conversion, va_arg(*pArguments, void*));
         case 'n':
             (void)va_arg(*pArguments, void*);

@@ -82,6 +82,8 @@ TEST(Format, StandsAsItIsFromAnUnknownConversionOn) {
     EXPECT_EQ(format("%d %lc", 1, 'x'), "1 %lc");
     EXPECT_EQ(format("%d %lhd %s", 1, 2, "x"), "1 %lhd %s");
     EXPECT_EQ(format("%d %Lx", 1, 2), "1 %Lx");
+    EXPECT_EQ(format("%lf %zf", 0.5, 0.5), "0.500000 %zf");
+    EXPECT_EQ(format("%lp", nullptr), "%lp");
     EXPECT_EQ(format("%d %", 1), "1 %");
     EXPECT_EQ(format("%-5.3"), "%-5.3");
 }
