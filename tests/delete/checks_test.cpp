@@ -233,6 +233,14 @@ TEST_F(DeleteChecks, OnlyTheArgumentsStayAllocated) {
     EXPECT_EQ(before + 2, world.blocks());
 }
 
+TEST_F(DeleteChecks, TheServiceStandsBetweenItsScopeLines) {
+    EXPECT_EQ(0, service({}));
+    const auto log = world.log();
+    ASSERT_GE(log.size(), 2u);
+    EXPECT_TRUE(log.front().text.starts_with(" ->KELD_DeleteDeluxe ")) << log.front().text;
+    EXPECT_TRUE(log.back().text.starts_with(" <-KELD_DeleteDeluxe ")) << log.back().text;
+}
+
 TEST_F(DeleteChecks, NullPointersAreTaken) {
     EXPECT_EQ(0, delete_deluxe_check(3, nullptr));
     EXPECT_EQ(0, delete_deluxe_check(-1, nullptr));

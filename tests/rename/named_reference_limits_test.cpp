@@ -60,6 +60,7 @@ TEST_F(NamedReferenceLimits, AnOverlongOldNameIsNoFailure) {
     const tag_t made = file("old.txt");
     EXPECT_EQ(0, run(("old" + std::string(3000, 'o')).c_str(), "new"));
     EXPECT_EQ("new.txt", fileName(made));
+    EXPECT_THAT(world.lines("W"), testing::ElementsAre("Text cut to 1024 characters: cOldClean"));
 }
 
 TEST_F(NamedReferenceLimits, AnOverlongExclusionKeepsMemoryWhole) {
