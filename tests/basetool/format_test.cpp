@@ -37,6 +37,7 @@ TEST(Format, OfNumbersIsThatOfTheCLibrary) {
                 expectAsInC(text, number);
     expectAsInC("%-*d|%.*d", 7, 3, 5, 2);
     expectAsInC("%*d|", -7, 3);
+    expectAsInC("%.*d|%.*f", -1, 3, -2, 2.5);
     expectAsInC("%ld %lu %lld %llu", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX);
     expectAsInC("%zu %jd %td", static_cast<std::size_t>(7), static_cast<std::intmax_t>(-8),
                 static_cast<std::ptrdiff_t>(9));
@@ -89,6 +90,7 @@ TEST(Format, StandsAsItIsFromAnUnknownConversionOn) {
 }
 
 TEST(Format, BoundsWidthsThatNobodyMeans) {
+    EXPECT_EQ(format("%----------------5d|%++++++++++++++++d", 7, 7), "7    |+7");
     EXPECT_EQ(format("%99999999999d", 1).size(), 4096U);
     EXPECT_EQ(format("%*d", INT_MIN, 1).size(), 4096U);
     EXPECT_EQ(format("%.*d", INT_MAX, 1).size(), 4096U);

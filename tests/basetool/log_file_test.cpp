@@ -145,6 +145,22 @@ TEST_F(LogFileLimit, ThatCantBeKeptLeavesTheOneFileGrowing) {
     EXPECT_EQ(lines().size(), 25U);
 }
 
+TEST_F(LogFileLimit, InADirectoryThatIsGoneDropsTheLinesWithOneNote) {
+    fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
+    KELD_ERROR("a");
+    fs::rename(directory_, directory_.string() + "_gone");
+    testing::internal::CaptureStderr();
+    KELD_ERROR("b");
+    KELD_ERROR("c");
+    EXPECT_EQ(
+        testing::internal::GetCapturedStderr(),
+        "KELD: the log file " + log_path_.string() + " can't be opened, log lines are dropped\n");
+    fs::rename(directory_.string() + "_gone", directory_);
+    KELD_ERROR("d");
+    EXPECT_EQ(splitLines(written()).size(), 1U);
+    EXPECT_EQ(KELD_GetLogFilePath(), nullptr);
+}
+
 TEST_F(LogFileLimit, ThatIsNoNumberOrNegativeIsNone) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "-1");
     writeFile(log_path_, std::string(1024 * 1024 + 1, 'y'));

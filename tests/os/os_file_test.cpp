@@ -187,6 +187,15 @@ TEST_F(OsFile, ThatCantBeReadLeavesTheResultAlone) {
     EXPECT_EQ(state.m_llSize, -1);
 }
 
+TEST_F(OsFile, OfAnotherSizeTimeDeviceOrNumberIsAnotherState) {
+    const keld_os::FileState state{1, 2, 3, 4};
+    EXPECT_TRUE(state == (keld_os::FileState{1, 2, 3, 4}));
+    EXPECT_FALSE(state == (keld_os::FileState{9, 2, 3, 4}));
+    EXPECT_FALSE(state == (keld_os::FileState{1, 9, 3, 4}));
+    EXPECT_FALSE(state == (keld_os::FileState{1, 2, 9, 4}));
+    EXPECT_FALSE(state == (keld_os::FileState{1, 2, 3, 9}));
+}
+
 TEST_F(OsFile, AppendedToByTwoKeepsBothPieces) {
     keld_os::AppendFile one;
     keld_os::AppendFile other;
@@ -237,6 +246,12 @@ TEST_F(OsFile, ThatCantBeEmptiedIsNotOpenedForWriting) {
     EXPECT_TRUE(put(sealed_path, "a", " and more"));
     EXPECT_EQ(content(sealed_path), "kept and more");
     close(sealed);
+}
+
+// Of the system's own files nobody can change the rights.
+TEST_F(OsFile, WhoseRightsCantBeChangedIsAFailure) {
+    EXPECT_EQ(keld_os::KindOf("/proc/self/mem"), PathKind::File);
+    EXPECT_NE(keld_os::GrantEverybody("/proc/self/mem"), 0);
 }
 
 // The memory of a process is a regular file whose first page isn't there.

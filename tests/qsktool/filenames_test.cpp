@@ -95,10 +95,11 @@ TEST(CleanNames, NoNameLeavesItsDirectory) {
 }
 
 TEST(CleanNames, NoNameMeansADevice) {
-    for (const char* name :
-         {"CON", "con", "Nul", "PRN", "aux.txt", "COM1", "lpt9.a.b", "COM\xC2\xB2"})
+    for (const char* name : {"CON", "con", "Nul", "PRN", "aux.txt", "COM1", "lpt9.a.b",
+                             "COM\xC2\xB9", "COM\xC2\xB2", "lpt\xC2\xB3.txt"})
         EXPECT_EQ("_" + std::string(name).substr(1), cleaned(name));
-    for (const char* name : {"CONS", "COM", "COM10", "xCON", "a.con", "LPTx"})
+    for (const char* name :
+         {"CONS", "COM", "COM10", "xCON", "a.con", "LPTx", "COM\xC2\xB4", "COM-"})
         EXPECT_EQ(name, cleaned(name));
 }
 
@@ -139,8 +140,9 @@ TEST(PathVariables, HaveTheDollarFormsOutsideWindows) {
 TEST(PathVariables, UnsetOnesStayAsWritten) {
     ::unsetenv("KELD_TEST_NONE");
     ::setenv("KELD_TEST_DIR", "/data", 1);
-    for (const char* path : {"", "a", "%KELD_TEST_NONE%", "$KELD_TEST_NONE/x", "${KELD_TEST_NONE}",
-                             "100%", "%%", "%", "$", "${", "${}", "$/", "a$"})
+    for (const char* path :
+         {"", "a", "%KELD_TEST_NONE%", "$KELD_TEST_NONE/x", "${KELD_TEST_NONE}", "100%", "%%", "%",
+          "$", "${", "${}", "$/", "a$", "${KELD_TEST_DIR", "${KELD_TEST_DIR/x}"})
         EXPECT_EQ(path, extended(path).path);
     EXPECT_EQ("%KELD_TEST_NONE/data", extended("%KELD_TEST_NONE%KELD_TEST_DIR%").path);
 }

@@ -163,6 +163,24 @@ TEST_F(RenameSettings, ATypeTooLongForAKeyHasTheGeneralSettings) {
     read(std::string(5000, 't').c_str());
 }
 
+TEST_F(RenameSettings, WithoutAPlaceForEachOfThemNoneIsRead) {
+    logical name = true, description = true;
+    char item[1025] = "i", revision[1025] = "r", status[1025] = "s";
+    for (int without = 0; without < 5; ++without)
+        CKELD_ReName::ReadRenameSettings(
+            "Part", "PartRevision", without == 0 ? nullptr : &name,
+            without == 1 ? nullptr : &description, without == 2 ? nullptr : item,
+            without == 3 ? nullptr : revision, without == 4 ? nullptr : status);
+    EXPECT_TRUE(name && description);
+    EXPECT_STREQ("i", item);
+    EXPECT_STREQ("r", revision);
+    EXPECT_STREQ("s", status);
+    int mode = 9;
+    CKELD_ReName::ReadObjectChangeModes("Item", "R", "Text", &mode, nullptr);
+    CKELD_ReName::ReadObjectChangeModes("Item", "R", "Text", nullptr, &mode);
+    EXPECT_EQ(9, mode);
+}
+
 TEST_F(RenameSettings, ANullTypeIsNoCrash) {
     settings(world, {"ExcludeItemRelations=A"});
     EXPECT_EQ(";A;VANE_based_on;", read(nullptr).itemRelations());

@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "platform/keld_basetool.h"
+#include "platform/keld_qsktool.h"
 #include "platform/keld_se.h"
 #include "status/keld_statusmanager1.h"
 #include "tests/support/fixed_os.h"
@@ -44,6 +45,22 @@ TEST_F(StatusInside, ATimeOutOfRangeIsTheNullDate) {
     fixed_os::failLocalTime(true);
     EXPECT_EQ(0, CKELD_Status::SetRelDate(made.revision, 1));
     EXPECT_EQ(0, world.storedDate(made.revision, "date_released").year);
+}
+
+TEST_F(StatusInside, ATimeOutOfRangeIsNoTime) {
+    date_s now{1, 2, 3, 4, 5, 6};
+    EXPECT_EQ(0, KELD_GetTime(&now));
+    EXPECT_EQ(2013, now.year);
+    fixed_os::failLocalTime(true);
+    EXPECT_NE(0, KELD_GetTime(&now));
+    EXPECT_EQ(2013, now.year);
+}
+
+TEST_F(StatusInside, ANameThatIsNoUtf8IsCutAsItStands) {
+    const CKELD_StatusManager none(std::string(200, '\x80').c_str());
+    EXPECT_EQ(std::string(99, '\x80'), none.m_cStatus);
+    const CKELD_StatusManager some((std::string(97, 'a') + "\xE2\x82\xAC").c_str());
+    EXPECT_EQ(std::string(97, 'a'), some.m_cStatus);
 }
 
 TEST_F(StatusInside, AManagerWhoseRunHasEndedVisitsNothing) {
