@@ -50,6 +50,7 @@ public:
     // Do something in another session.
     void as(mervane::Workbench::SessionId session, const std::function<void()>& action);
     mervane::Workbench::SessionId session() const { return session_; }
+    mervane::Workbench::StoreId store() const { return store_; }
 
     // ---- what is stored, as a session that has just been opened sees it ----
     mervane::Values stored(tag_t object, const std::string& attribute);

@@ -1,0 +1,59 @@
+#pragma once
+
+// The fault sweep: a scenario is run once without faults, then once for every platform call with a
+// failure of that call alone, again with a failure of that call and every later one of the same
+// operation, and again with a failure of every call from it on. Each run has a process of its own,
+// forked from the world that was built once, and looks afterwards at everything that the rules say
+// about a failure.
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tests/faults/rules.h"
+#include "tests/support/world.h"
+
+namespace faults {
+
+// What an entry point gives: its status, and its slot if that is an integer.
+struct Outcome {
+    int status = 0;
+    std::optional<int> slot;
+    bool operator==(const Outcome&) const = default;
+};
+
+struct Scenario {
+    std::string name;
+    std::function<void(world::World&)> build;
+    // Call the exported entry point as the platform would.
+    std::function<Outcome(world::World&)> run;
+    // What the entry point gives when this status travels up to it, 0 if none does.
+    std::function<Outcome(int)> gives;
+    // The second run, without faults, and what it has to give; empty: the same run with success.
+    std::function<Outcome(world::World&)> again = {};
+    // Attributes that may have any value after a failure in the middle.
+    std::vector<std::string> on_the_way = {};
+    // Where a failure that is dropped leads to another status than 0, by the values that it leaves.
+    std::function<std::optional<int>(const Record&, const Verdict&)> answers = {};
+    Drops drops = {};
+    // The whole store stays as it was after a failure of a call up to the first of this operation.
+    std::string changes_from = {};
+    // Problems of its own; called behind the faulty run.
+    std::function<std::vector<std::string>(world::World&, const Record&)> look = {};
+};
+
+struct Sums {
+    int injections = 0;
+    std::vector<std::string> problems;  // at most the first 30
+};
+
+// Run every injection. A problem begins with the injection that shows it.
+Sums sweep(const Scenario& scenario, const Rules& rules);
+
+// The sweep of one service: all of its scenarios, with a failure of the test for each problem. It
+// prints "NAME: n injections".
+void expectSweep(const std::string& service, const std::vector<Scenario>& scenarios,
+                 const Rules& rules);
+
+}  // namespace faults
