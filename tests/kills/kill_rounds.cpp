@@ -44,6 +44,7 @@ private:
 
     void aim(std::size_t place);
     void untilLine(std::size_t place, char wanted);
+    void untilSave(std::size_t place, char wanted);
     void waitRandom(int longest) { hear(microseconds(upTo(longest)), nullptr); }
     void killThese(const std::vector<std::size_t>& places);
     void lookAfter(const std::vector<std::size_t>& places);
@@ -66,6 +67,14 @@ void KillRounds::untilLine(std::size_t place, char wanted) {
                                  (worker->ended ? " and has ended" : "") + ", wanted " + wanted);
 }
 
+// The same, but not for long: an operation need not save anything.
+void KillRounds::untilSave(std::size_t place, char wanted) {
+    const Running* worker = workers_[place].get();
+    hear(300ms, [&](const Running& who, const std::string& line) {
+        return &who == worker && line[0] == wanted;
+    });
+}
+
 // Wait for a moment at which the worker at this place is to be killed.
 void KillRounds::aim(std::size_t place) {
     const std::string kind = workers_[place]->kind;
@@ -85,11 +94,11 @@ void KillRounds::aim(std::size_t place) {
             break;
         }
         case 2:  // about to commit
-            untilLine(place, 'I');
+            untilSave(place, 'I');
             waitRandom(300);
             break;
         case 3:  // has committed
-            untilLine(place, 'A');
+            untilSave(place, 'A');
             waitRandom(300);
             break;
         default: {  // anywhere in a run
