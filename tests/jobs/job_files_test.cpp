@@ -223,6 +223,13 @@ TEST_F(JobFiles, WhatIsNoDatasetDoesntFitWhateverItsType) {
     ASSERT_EQ(0, write(call));
     EXPECT_THAT(contents(), IsEmpty());
     EXPECT_THAT(world.lines("T"), Contains("This attachment not a dataset"));
+    EXPECT_THAT(world.lines("T"), Contains("Answer: 0"));
+    EXPECT_THAT(world.lines("T"), Not(Contains("Answer: 1")));
+    part("part1");
+    call.destination = (directory_ / "second").string();
+    jobs::fs::create_directory(call.destination);
+    ASSERT_EQ(0, write(call));
+    EXPECT_THAT(world.lines("T"), Contains("Answer: 1"));
 }
 
 TEST_F(JobFiles, WithTheTargetFlagAnAttachmentCountsOnlyAsATarget) {

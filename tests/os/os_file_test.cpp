@@ -172,6 +172,18 @@ TEST_F(OsFile, IsReadWholeWithItsState) {
     EXPECT_TRUE(state == again);
 }
 
+TEST_F(OsFile, IsClosedAfterItIsRead) {
+    write(path("file"), "x");
+    std::string text;
+    keld_os::FileState state;
+    const int before = ::dup(0);
+    ::close(before);
+    ASSERT_TRUE(keld_os::ReadFile(path("file").c_str(), &text, &state));
+    const int after = ::dup(0);  // the lowest free number
+    ::close(after);
+    EXPECT_EQ(before, after);
+}
+
 TEST_F(OsFile, ThatCantBeReadLeavesTheResultAlone) {
     std::string text = "kept";
     keld_os::FileState state;

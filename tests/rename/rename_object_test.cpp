@@ -170,7 +170,8 @@ TEST_F(RenameObject, TheExtendedFormTracesBothIds) {
     ASSERT_EQ(0, runExtended(dataset));
     const auto lines = world.lines();
     for (const char* text :
-         {"pcNewName=Disc", "pcNewDesc=round", "pcOldName=Plate", "pcOldDesc=flat"})
+         {"pcNewItemId=XYZ", "pcNewRevId=2", "pcOldItemId=ABC", "pcOldRevId=1", "pcNewName=Disc",
+          "pcNewDesc=round", "pcOldName=Plate", "pcOldDesc=flat"})
         EXPECT_THAT(lines, Contains(std::string("CKELD_ReName::RenameObjExtended: ") + text));
     EXPECT_THAT(lines,
                 Contains("CKELD_ReName::RenameObjExtended: tagObj=" + std::to_string(dataset)));
