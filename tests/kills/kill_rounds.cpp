@@ -142,7 +142,7 @@ void KillRounds::lookAfter(const std::vector<std::size_t>& places) {
             Running& dead = *workers_[place];
             if (!dead.error.empty())
                 note({dead.kind + ": " + dead.error}, when);
-            note(ledger_.settle(plant.database(), dead), when);
+            note(settle(plant, dead), when);
             std::set<std::int64_t> objects;
             for (auto at = dead.saved.rbegin(); at != dead.saved.rend() && objects.size() < 12;
                  ++at)
@@ -161,7 +161,7 @@ void KillRounds::lookAlone(const std::string& when) {
     try {
         Plant plant(path_);
         for (const auto& worker : workers_)
-            note(ledger_.settle(plant.database(), *worker), when);
+            note(settle(plant, *worker), when);
         note(plant.leftLocks(), when);
         note(plant.check(true), when);
         note(ledger_.compare(plant.database()), when);

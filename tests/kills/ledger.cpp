@@ -1,5 +1,6 @@
 #include "tests/kills/ledger.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <sstream>
 
@@ -91,7 +92,18 @@ std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known
     return "";
 }
 
-std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead) {
+std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
+                                        const std::vector<std::unique_ptr<Running>>& all,
+                                        const std::function<void()>& listen) {
+    std::map<std::int64_t, Stored> made;
+    for (const std::int64_t tag : dead.intent.made)
+        made[tag] = storedOf(store, tag);
+    listen();
+    const auto others = [&](std::int64_t tag) {
+        return known_.count(tag) || std::any_of(all.begin(), all.end(), [&](const auto& worker) {
+                   return worker.get() != &dead && worker->intent.made.count(tag);
+               });
+    };
     std::vector<std::string> wrong = std::move(contradictions_);
     contradictions_.clear();
     const auto add = [&wrong](const std::string& text) {
@@ -101,8 +113,9 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead) {
     // The transaction that was running: each object tells whether it is in.
     std::string in, out;
     const auto tell = [&](bool is_in, const std::string& what) { (is_in ? in : out) += what; };
-    for (const std::int64_t tag : dead.intent.made) {
-        const Stored found = storedOf(store, tag);
+    for (const auto& [tag, found] : made) {
+        if (others(tag))
+            continue;
         tell(found.version != 0, " +" + shown(tag));
         if (found.version != 0)
             known_[tag] = {found, false, false};

@@ -5,7 +5,9 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,8 +23,11 @@ public:
     void hear(Running& worker, const std::string& line);
     // What is wrong with the objects of a worker that was killed: everything that it said was
     // stored must be as it said, and what it was about to commit be there whole or not at all.
-    // Takes note of which.
-    std::vector<std::string> settle(sqlite3* store, Running& dead);
+    // Takes note of which. What the others said up to the look into the store is heard by `listen`:
+    // tags of a transaction that wasn't committed are given out again.
+    std::vector<std::string> settle(sqlite3* store, Running& dead,
+                                    const std::vector<std::unique_ptr<Running>>& all,
+                                    const std::function<void()>& listen);
     // The same for everything that was ever said. Requires: all workers are settled.
     std::vector<std::string> compare(sqlite3* store) const;
 

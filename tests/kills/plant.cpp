@@ -73,7 +73,8 @@ std::vector<std::string> Plant::takeLocks(const std::set<std::int64_t>& objects,
             const std::string text = stack.empty() ? "" : stack.back().text;
             bool lives = false;
             for (const int process : living)
-                lives = lives || text.ends_with("process " + std::to_string(process));
+                lives = lives || (text + " ").find("process " + std::to_string(process) + " ") !=
+                                     std::string::npos;
             if (!lives)
                 wrong.push_back("the lock of #" + std::to_string(tag) +
                                 " can't be taken: " + std::to_string(status) + " " + text);

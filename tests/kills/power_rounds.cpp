@@ -30,7 +30,7 @@ void PowerRounds::look() {
         for (const auto& worker : workers_) {
             if (!worker->error.empty())
                 note({worker->kind + ": " + worker->error}, worker->kind);
-            note(ledger_.settle(plant.database(), *worker), worker->kind);
+            note(settle(plant, *worker), worker->kind);
         }
         note(plant.leftLocks(), "power");
         note(plant.check(true), "power");

@@ -74,6 +74,13 @@ protected:
     bool hear(std::chrono::microseconds time, const Stop& stop);
     // What a dead worker said last.
     void hearLast(Running& worker);
+    // What is wrong with the objects of one that was killed.
+    std::vector<std::string> settle(Plant& plant, Running& dead) {
+        return ledger_.settle(plant.database(), dead, workers_, [this] {
+            for (const auto& worker : workers_)
+                hearLast(*worker);
+        });
+    }
     void newWorld();
 
 private:
