@@ -1,7 +1,9 @@
 #include <sqlite3.h>
 
+#include <chrono>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "platform/mv_cko.h"
 #include "platform/mv_reg.h"
@@ -92,4 +94,20 @@ TEST_F(Upgrade, AnEmptyDatabaseIsRefusedWithTheWayOut) {
     EXPECT_NE(text.find("remove it and make it anew"), std::string::npos) << text;
     std::filesystem::remove(path_);
     EXPECT_EQ(statusOf([&] { bench().createStore(path_); }), 0);
+}
+
+TEST_F(Upgrade, AStoreThatSomebodyWritesIsOpenedWhenTheWriterHasEnded) {
+    bench().createStore(path_);
+    runSql(path_, "PRAGMA journal_mode=DELETE");
+    sqlite3* writer = nullptr;
+    ASSERT_EQ(sqlite3_open(path_.c_str(), &writer), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+    std::thread ending([writer] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
+    });
+    std::string text;
+    EXPECT_EQ(statusOf([&] { bench().closeStore(bench().openStore(path_)); }, &text), 0) << text;
+    ending.join();
+    sqlite3_close(writer);
 }

@@ -265,7 +265,8 @@ private:
 
     void connect() {
         connection_ = std::make_unique<Connection>(path_, Connection::Mode::Create);
-        connection_->execute("PRAGMA journal_mode=WAL; PRAGMA synchronous=OFF");
+        connection_->useWriteAheadLog();
+        connection_->execute("PRAGMA synchronous=OFF");
         {
             Statement check = connection_->statement("PRAGMA quick_check");
             if (!check.step() || check.text(0) != "ok")

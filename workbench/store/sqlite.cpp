@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "workbench/model/status.h"
 #include "workbench/store/pattern.h"
@@ -151,6 +153,20 @@ Statement Connection::statement(const char* sql) {
 void Connection::execute(const char* sql) {
     statements_run.fetch_add(1, std::memory_order_relaxed);
     if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
+        fail(sql);
+}
+
+void Connection::useWriteAheadLog() {
+    const char* sql = "PRAGMA journal_mode=WAL";
+    // The database itself doesn't wait for others who read or change the mode at this moment.
+    const auto end =
+        std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyMilliseconds);
+    int result = 0;
+    while ((result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) & 0xFF) ==
+               SQLITE_BUSY &&
+           std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    if (result != SQLITE_OK)
         fail(sql);
 }
 

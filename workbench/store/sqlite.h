@@ -56,6 +56,8 @@ public:
     Statement statement(const char* sql);
     // One or more statements without parameters or results.
     void execute(const char* sql);
+    // Puts the database into the mode in which readers and a writer don't wait for each other.
+    void useWriteAheadLog();
     std::int64_t changes() const;
     bool inTransaction() const;
     [[noreturn]] void fail(const std::string& what) const;

@@ -88,7 +88,7 @@ void Store::create(const std::string& path) {
     try {
         {
             Connection connection(path, Connection::Mode::Create);
-            connection.execute("PRAGMA journal_mode=WAL");
+            connection.useWriteAheadLog();
             connection.execute(synchronous());
             Transaction transaction(connection);
             createSchema(connection);
@@ -125,7 +125,7 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
     } else {
         connection = connect(path);
         upgradeSchema(*connection);
-        connection->execute("PRAGMA journal_mode=WAL");
+        connection->useWriteAheadLog();
     }
     auto shared = std::make_shared<Shared>(path, memory);
     if (!memory)
