@@ -11,6 +11,9 @@ constexpr char kLockStays[] = "a failed change leaves the lock in place";
 constexpr char kUnlockFails[] = "the call that gives the lock up fails, and nothing follows it";
 constexpr char kUnchanged[] = "an object that ends up unchanged keeps the lock";
 constexpr char kArguments[] = "the service doesn't free its arguments";
+constexpr char kListsStay[] = "the lists of the copy are kept for the next call";
+constexpr char kValuesStay[] = "of the preference's values the array is freed";
+constexpr char kPreferencesStay[] = "the preferences are kept for the process";
 constexpr char kHandsOn[] = "the caller owns what it is given";
 }  // namespace
 
@@ -74,6 +77,19 @@ const std::vector<LeftBehind>& leftBehind() {
         {"NewDatasetOperation::getTagOldFile", "DST_ask_all_dataset_named_refs", OnFailure, All,
          kReturns},
         {"NewDatasetOperation::addNamedReference", "OBJ_refresh", LockKept, All, kLockStays},
+
+        // ---- attribute copy ----
+        {"KELD_CopyAttr", "SVCARG_get_tag_array_argument", Always, All, kArguments},
+        {"ReadCopyAttrPref", "OPT_ask_char_values", Always, AllButOne, kValuesStay},
+        {"KELD_add_relation_combination", "HEAP_alloc", ToCaller, All, kListsStay},
+        {"ReadCopyAttrPref", "HEAP_alloc", ToCaller, All, kListsStay},
+        {"KELD_CopyAttr", "HEAP_alloc", ToCaller, All, kListsStay},
+        {"CopyValues", "OBJ_refresh", LockKept, All, kLockStays},
+
+        // ---- deletion ----
+        {"KELD_DeleteDeluxe", "SVCARG_get_tag_array_argument", Always, All, kArguments},
+        {"KELD_DeleteDeluxe", "OPT_ask_char_value", ToCaller, All, kPreferencesStay},
+        {"KELD_DeleteDeluxe", "OPT_ask_char_values", ToCaller, All, kPreferencesStay},
 
         // ---- libkeld_qsktool ----
         {"KELD_GetPreferenceArray", "OPT_ask_char_values", ToCaller, All, kHandsOn},

@@ -1,0 +1,9 @@
+#pragma once
+
+#include "tests/faults/rules.h"
+
+namespace faults {
+
+const Rules& copyRules();
+
+}  // namespace faults
