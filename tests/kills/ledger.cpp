@@ -16,8 +16,8 @@ std::string shown(std::int64_t tag) {
 
 void Ledger::saved(Running& worker, std::int64_t tag, const Stored& stored) {
     Known& known = known_[tag];
-    if (worker.own.count(tag))
-        known.shared = false;
+    known.others = known.others || !worker.own.count(tag);
+    known.shared = known.others;
     if (stored.version > known.stored.version) {
         known.stored = stored;
     } else if (stored.version == known.stored.version && stored.digest != known.stored.digest) {
@@ -118,7 +118,7 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
             continue;
         tell(found.version != 0, " +" + shown(tag));
         if (found.version != 0)
-            known_[tag] = {found, false, false};
+            known_[tag] = {found, false, false, false};
     }
     for (const std::int64_t tag : dead.intent.gone) {
         const bool is_gone = storedOf(store, tag).version == 0;

@@ -38,7 +38,9 @@ public:
 private:
     struct Known {
         Stored stored;
-        bool gone = false, shared = true;
+        bool gone = false;
+        bool shared = true;   // may have been saved by others since it was told of
+        bool others = false;  // others than who made it have saved it
     };
     std::map<std::int64_t, Known> known_;
     std::vector<std::string> contradictions_;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <fstream>
 
+#include "platform/mv_art.h"
 #include "tests/workbench/child.h"
 #include "tests/workbench/support.h"
 
@@ -160,6 +161,30 @@ TEST_F(Processes, TwoProcessesMakeItemsAtOnceAndNoTagIsGivenTwice) {
     EXPECT_GE(bench().find({"a-*", "Item", "", 0}).size(), 10u);
     EXPECT_GE(bench().find({"b-*", "Item", "", 0}).size(), 10u);
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
+TEST_F(Processes, AnIdThatOneProcessHasChosenIsNotChosenByAnother) {
+    tag_t item = NULLTAG, revision = NULLTAG;
+    char id[129] = "";
+    Child other({"choose", path_, "Item"});
+    EXPECT_EQ(other.line(), "000001");
+    ASSERT_EQ(ART_create_item(nullptr, nullptr, "Item", nullptr, &item, &revision), 0);
+    ASSERT_EQ(ART_ask_id(item, id), 0);
+    EXPECT_STREQ(id, "000002");
+    EXPECT_EQ(OBJ_save(item), 0);
+    EXPECT_EQ(other.end(), 0);
+    EXPECT_EQ(other.line(), "0") << "the other one saves";
+}
+
+TEST_F(Processes, AnIdThatAKilledProcessHadChosenIsFreeAgain) {
+    tag_t item = NULLTAG, revision = NULLTAG;
+    char id[129] = "";
+    Child other({"choose", path_, "Item"});
+    EXPECT_EQ(other.line(), "000001");
+    other.kill();
+    ASSERT_EQ(ART_create_item(nullptr, nullptr, "Item", nullptr, &item, &revision), 0);
+    ASSERT_EQ(ART_ask_id(item, id), 0);
+    EXPECT_STREQ(id, "000001");
 }
 
 TEST_F(Processes, TheEnvironmentCanPlanFailuresAndKeepAJournal) {

@@ -3,15 +3,17 @@
 //
 //   workbench_writer hold STORE TAG     take the lock, say "held", keep it
 //   workbench_writer try STORE TAG      say the status of taking the lock and its text
-//   workbench_writer pairs STORE A B    count up in the names of two objects, one save for both
-//   workbench_writer items STORE NAME   make items NAME-1, NAME-2, ...
-//   workbench_writer files STORE PATH   make datasets with the file and delete every second one
+//   workbench_writer choose STORE TYPE  make an item, say its id, and save it when standard input
+//   ends workbench_writer pairs STORE A B    count up in the names of two objects, one save for
+//   both workbench_writer items STORE NAME   make items NAME-1, NAME-2, ... workbench_writer files
+//   STORE PATH   make datasets with the file and delete every second one
 
 #include <unistd.h>
 
 #include <cstdlib>
 #include <string>
 
+#include "platform/mv_art.h"
 #include "platform/mv_dbo.h"
 #include "platform/mv_obj.h"
 #include "workbench/workbench.h"
@@ -63,6 +65,15 @@ int run(int count, char** arguments) {
         const int status = OBJ_lock(tagOf(arguments[3]));
         const auto stack = bench().errorStack();
         say(std::to_string(status) + " " + (stack.empty() ? "" : stack.back().text));
+    } else if (verb == "choose") {
+        tag_t item = NULLTAG, revision = NULLTAG;
+        char id[129] = "";
+        if (ART_create_item(nullptr, nullptr, arguments[3], nullptr, &item, &revision) != 0 ||
+            ART_ask_id(item, id) != 0)
+            return 2;
+        say(id);
+        waitForEnd();
+        say(std::to_string(OBJ_save(item)));
     } else if (verb == "pairs" && count == 5) {
         return pairs({tagOf(arguments[3]), tagOf(arguments[4])});
     } else if (verb == "items") {

@@ -28,7 +28,8 @@ std::string numbered(std::uint32_t number) {
     return std::string(digits.size() < 6 ? 6 - digits.size() : 0, '0') + digits;
 }
 
-// A number that no item has: the next after the last in a store that only has chosen ids.
+// A number that no item has and no other session has chosen: the next after the last in a store
+// that only has chosen ids.
 std::string freeItemId(Session& session) {
     const auto taken = [&](std::uint32_t number) {
         return findItem(session, numbered(number)) != NULLTAG;
@@ -42,6 +43,9 @@ std::string freeItemId(Session& session) {
         const std::uint32_t middle = below + (above - below) / 2;
         (taken(middle) ? below : above) = middle;
     }
+    // Asked once more when it is kept: another session may have saved it and ended since.
+    while (!session.keepNumber(above) || taken(above))
+        ++above;
     return numbered(above);
 }
 

@@ -250,6 +250,10 @@ void Session::takeLock(tag_t tag, const Object* object) {
     locks_held_.insert(tag);
 }
 
+bool Session::keepNumber(std::uint32_t number) {
+    return store_->locks().keepNumber(lock_session_, number);
+}
+
 void Session::giveLock(tag_t tag) noexcept {
     if (!locks_held_.erase(tag))
         return;

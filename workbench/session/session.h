@@ -68,6 +68,8 @@ public:
     void unload(tag_t tag);
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
     void refresh(Object& object, bool lock);
+    // A number for the ids that this session chooses; false if another living session has it.
+    bool keepNumber(std::uint32_t number);
     // Failure kLockedByOther; kNotAllowed without the right to write; kCheckedOut by another user.
     void lock(Object& object);
     // Write the dirty values of all in one transaction; locks stay.

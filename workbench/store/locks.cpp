@@ -25,6 +25,7 @@ public:
     }
     void close(std::int64_t session) noexcept override {
         releaseAll(session);
+        std::erase_if(numbers_, [session](const auto& row) { return row.second == session; });
         sessions_.erase(session);
     }
     std::optional<LockOwner> take(std::int64_t session, tag_t object) override {
@@ -47,6 +48,9 @@ public:
             return std::nullopt;
         return sessions_[at->second];
     }
+    bool keepNumber(std::int64_t session, std::uint32_t number) override {
+        return numbers_.emplace(number, session).first->second == session;
+    }
     std::vector<LockOwner> sessions() override {
         std::vector<LockOwner> all;
         for (const auto& [id, owner] : sessions_)
@@ -64,6 +68,7 @@ public:
 private:
     std::map<std::int64_t, LockOwner> sessions_;
     std::map<tag_t, std::int64_t> rows_;
+    std::map<std::uint32_t, std::int64_t> numbers_;
     std::int64_t last_ = 0;
 };
 
@@ -74,6 +79,7 @@ CREATE TABLE IF NOT EXISTS session(id INTEGER PRIMARY KEY AUTOINCREMENT, user TE
                                    process INTEGER NOT NULL);
 CREATE TABLE IF NOT EXISTS held(object INTEGER PRIMARY KEY, session INTEGER NOT NULL);
 CREATE INDEX IF NOT EXISTS held_by_session ON held(session);
+CREATE TABLE IF NOT EXISTS kept_number(number INTEGER PRIMARY KEY, session INTEGER NOT NULL);
 )";
 
 class FileLocks final : public Locks {
@@ -198,6 +204,32 @@ public:
         if (reclaimIfDead(holder.session))
             return std::nullopt;
         return holder;
+    }
+
+    bool keepNumber(std::int64_t session, std::uint32_t number) override {
+        for (;;) {
+            connection_
+                ->statement(
+                    "INSERT INTO kept_number(number, session) VALUES(?, ?) ON CONFLICT DO NOTHING")
+                .bind(std::int64_t{number})
+                .bind(session)
+                .run();
+            if (connection_->changes() == 1)
+                return true;
+            std::int64_t keeper = 0;
+            {
+                Statement row =
+                    connection_->statement("SELECT session FROM kept_number WHERE number=?");
+                row.bind(std::int64_t{number});
+                if (!row.step())
+                    continue;  // given up in this moment
+                keeper = row.integer(0);
+            }
+            if (keeper == session)
+                return true;
+            if (!reclaimIfDead(keeper))
+                return false;
+        }
     }
 
     std::vector<LockOwner> sessions() override {
@@ -329,6 +361,7 @@ private:
 
     void forget(std::int64_t session) {
         connection_->statement("DELETE FROM held WHERE session=?").bind(session).run();
+        connection_->statement("DELETE FROM kept_number WHERE session=?").bind(session).run();
         connection_->statement("DELETE FROM session WHERE id=?").bind(session).run();
     }
 

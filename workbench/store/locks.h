@@ -34,6 +34,9 @@ public:
     virtual void releaseAll(std::int64_t session) = 0;
     // The living session that holds the lock, whichever it is.
     virtual std::optional<LockOwner> owner(tag_t object) = 0;
+    // Keep a number for the ids that this session chooses until it ends; false if another living
+    // session has it. What this one keeps already it may keep again.
+    virtual bool keepNumber(std::int64_t session, std::uint32_t number) = 0;
     virtual std::vector<LockOwner> sessions() = 0;
     struct Held {
         tag_t object = NULLTAG;
