@@ -7,7 +7,7 @@ const Rules& bomRules() {
         // A client hears of its arguments alone; the leave line of the service doesn't come then.
         {"KELD_PSE_PackAndResequenceBom",
          "SVCARG_get_tag_argument SVCARG_get_tag_array_argument SVCARG_get_int_argument", "", "",
-         true},
+         "*"},
         {"KELD_PSE_PackAndResequenceBom2", "", ""},
         {"ACPackAndResequenceBOMPSE::ACPackAndResequenceBOMPSE", "",
          "ACPackAndResequenceBOMPSE::initMembers"},

@@ -10,10 +10,15 @@ namespace faults {
 
 inline const std::vector<std::pair<std::string, int>>& counts() {
     static const std::vector<std::pair<std::string, int>> all = {
-        {"status manager", 3400},       {"rename", 2500},
-        {"rename with registry", 1400}, {"batch rename", 2300},
-        {"pack and resequence", 3000},  {"attribute copy", 2600},
+        {"status manager", 3400},
+        {"rename", 2500},
+        {"rename with registry", 4500},
+        {"batch rename", 2300},
+        {"pack and resequence", 3000},
+        {"attribute copy", 2600},
         {"deletion", 950},
+        {"job files", 1000},
+        {"job item", 300},
     };
     return all;
 }

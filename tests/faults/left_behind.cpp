@@ -14,6 +14,8 @@ constexpr char kArguments[] = "the service doesn't free its arguments";
 constexpr char kListsStay[] = "the lists of the copy are kept for the next call";
 constexpr char kValuesStay[] = "of the preference's values the array is freed";
 constexpr char kPreferencesStay[] = "the preferences are kept for the process";
+constexpr char kRequest[] = "what was received is given back in the end";
+constexpr char kAtOnce[] = "returned at once, without the clean-up";
 constexpr char kHandsOn[] = "the caller owns what it is given";
 }  // namespace
 
@@ -90,6 +92,34 @@ const std::vector<LeftBehind>& leftBehind() {
         {"KELD_DeleteDeluxe", "SVCARG_get_tag_array_argument", Always, All, kArguments},
         {"KELD_DeleteDeluxe", "OPT_ask_char_value", ToCaller, All, kPreferencesStay},
         {"KELD_DeleteDeluxe", "OPT_ask_char_values", ToCaller, All, kPreferencesStay},
+
+        // ---- job files ----
+        {"ReadTypesAndDestination", "SVCARG_get_string_argument", ToCaller, All, kRequest},
+        {"ReadJobTexts", "SVCARG_get_string_argument", ToCaller, All, kRequest},
+        {"ReadRelationTypes", "SVCARG_get_string_argument", ToCaller, All, kRequest},
+        {"ReadProgram", "SVCARG_get_string_argument", ToCaller, All, kRequest},
+        {"ReadRequest", "SVCARG_get_string_argument", ToCaller, All, kRequest},
+        {"ReadAllTypes", "SVCARG_get_string_argument", Always, All,
+         "the text of the all-types flag isn't freed"},
+        {"KELD_SrvCallCRJFromPortal", "SVCARG_get_string_argument", OnFailure, All, kAtOnce,
+         ">KELD_isObjectOfTypeExt"},
+        {"KELD_SrvCallCRJFromPortal", "SVCARG_get_tag_array_argument", OnFailure, All,
+         "the targets are the writer's to free, and it isn't called", "ExpandTargets"},
+        {"ResolveRelationTypes", "HEAP_alloc", ToCaller, All, kRequest},
+        {"ReadRelationTypes", "HEAP_alloc", ToCaller, All, kRequest},
+        {"ReadRequest", "HEAP_alloc", ToCaller, All, kRequest},
+        {"KELD_SrvCallCRJFromPortal", "HEAP_alloc", InTheSweep, All,
+         "of the relations' names the array isn't freed"},
+        {"KELD_fct_CRJ_from_portal", "HEAP_alloc", InTheSweep, All,
+         "of the types' names only the array is freed"},
+        {"ListAttachments", "HEAP_alloc", ToCaller, All, kHandsOn},
+        {"KELD_WriteJobTarget", "HEAP_alloc", InTheSweep, All,
+         "where no file can be opened the attachments aren't freed"},
+        {"TraceTargets", "ENT_ask_id_string", Always, All, "the ids for the log aren't freed"},
+
+        // ---- job item: its locks are judged by the sweep ----
+        {"CreateItem", "OBJ_refresh", LockAlways, All, kLockStays},
+        {"FillForm", "OBJ_refresh", UnlockFails, All, kUnlockFails},
 
         // ---- libkeld_qsktool ----
         {"KELD_GetPreferenceArray", "OPT_ask_char_values", ToCaller, All, kHandsOn},

@@ -126,6 +126,16 @@ bool modifyingPass(const faults::Record& record, std::size_t call, const std::st
     return false;
 }
 
+// In mode 3 the status of the question for the privilege takes the place of any before.
+bool untilThePrivilege(const faults::Record& record, std::size_t call, const std::string& function,
+                       const std::string& inner) {
+    if (function == "CKELD_ReName::CheckItemIdRegistry")
+        for (std::size_t i = call + 1; i < record.calls.size(); ++i)
+            if (std::strcmp(record.calls[i].operation, "ACL_check_privilege") == 0)
+                return true;
+    return modifyingPass(record, call, function, inner);
+}
+
 Scenario scenario(const std::string& name, const std::function<void(World&)>& make,
                   const std::function<Outcome(World&)>& run,
                   const std::function<Outcome(int)>& gives) {
@@ -155,9 +165,15 @@ TEST(FaultSweep, Rename) {
 }
 
 TEST(FaultSweep, RenameWithRegistry) {
-    const auto free = [](World& world) { withRegistry(world, "0"); };
-    std::vector<Scenario> scenarios = {scenario("item and registry", free, service, both)};
-    scenarios.back().again = serviceAgain;
+    std::vector<Scenario> scenarios;
+    for (const char* mode : {"0", "1", "2", "3"}) {
+        const auto make = [mode](World& world) { withRegistry(world, mode); };
+        scenarios.push_back(
+            scenario(std::string("item and registry, mode ") + mode, make, service, both));
+        scenarios.back().again = serviceAgain;
+    }
+    scenarios[2].gives = [](int status) { return both(status != 0 ? status : 919345); };
+    scenarios[3].drops = untilThePrivilege;
     expectSweep("rename with registry", scenarios, faults::renameRules());
 }
 

@@ -26,8 +26,8 @@ public:
         for (const Rules* list : {&supportRules(), &rules})
             for (const FunctionRules& row : *list) {
                 auto& calls = functions_[row.function];
-                if (row.deeper)
-                    deeper_.insert(row.function);
+                each(row.deeper,
+                     [&](const std::string& name) { deeper_.emplace(row.function, name); });
                 each(row.travels, [&](const std::string& name) { calls[name] = {Fate::Travels}; });
                 each(row.dropped, [&](const std::string& name) { calls[name] = {Fate::Dropped}; });
                 each(row.gives, [&](const std::string& entry) {
@@ -44,7 +44,9 @@ public:
                 known->second = &at->first;
         return known->second;
     }
-    bool deeper(const std::string& function) const { return deeper_.contains(function); }
+    bool deeper(const std::string& function, const std::string& call) const {
+        return deeper_.contains({function, call}) || deeper_.contains({function, "*"});
+    }
     Judgement of(const std::string& function, const std::string& call, const std::string& before,
                  bool unlocks) const {
         const auto& calls = functions_.at(function);
@@ -66,7 +68,7 @@ private:
         }
     }
     std::unordered_map<std::string, std::unordered_map<std::string, Judgement>> functions_;
-    std::set<std::string> deeper_;
+    std::set<std::pair<std::string, std::string>> deeper_;
     mutable std::unordered_map<std::uintptr_t, const std::string*> by_code_;
 };
 
@@ -162,7 +164,7 @@ private:
             }
             failure.left.push_back(outer);
             failure.inner.push_back(inner);
-            if (book_.deeper(*outer.function))
+            if (book_.deeper(*outer.function, inner))
                 ++verdict_.deeper;
             inner = *outer.function;
         }
@@ -177,6 +179,16 @@ private:
         return nullptr;
     }
 
+    // Whether the row is meant for a failure that came up by these calls, innermost first.
+    static bool holdsFor(const LeftBehind& row, std::vector<std::string>::const_iterator first,
+                         std::vector<std::string>::const_iterator last) {
+        const std::string only_for = " " + std::string(row.only_for) + " ";
+        return only_for == "  " || only_for.find(" " + *last + " ") != std::string::npos ||
+               std::any_of(first, last + 1, [&](const std::string& call) {
+                   return only_for.find(" >" + call + " ") != std::string::npos;
+               });
+    }
+
     // The first failure that ended this call of a function behind the moment, if the row holds for
     // it.
     const Failure* endedBy(const Known& owner, std::size_t born, std::size_t died,
@@ -185,12 +197,8 @@ private:
             const auto at = std::find(failure.left.begin(), failure.left.end(), owner);
             if (failure.moment <= born || failure.moment >= died || at == failure.left.end())
                 continue;
-            const std::string& inner =
-                failure.inner[static_cast<std::size_t>(at - failure.left.begin())];
-            const std::string only_for = " " + std::string(row ? row->only_for : "") + " ";
-            const bool holds =
-                row && (only_for == "  " || only_for.find(" " + inner + " ") != std::string::npos);
-            return holds ? &failure : nullptr;
+            const auto last = failure.inner.begin() + (at - failure.left.begin());
+            return row && holdsFor(*row, failure.inner.begin(), last) ? &failure : nullptr;
         }
         return nullptr;
     }
@@ -228,6 +236,8 @@ private:
                 return block->born < moment && block->died > moment;
             });
         };
+        if (row(*owner.function, operation, When::InTheSweep))
+            return;
         auto expected = static_cast<std::ptrdiff_t>(0);
         const auto made = static_cast<std::ptrdiff_t>(blocks.size());
         if (const LeftBehind* always = row(*owner.function, operation, When::Always))

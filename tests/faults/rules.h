@@ -17,10 +17,10 @@ struct FunctionRules {
     // Names of platform operations and of functions in this list, separated by blanks. A name of
     // the form A<B means A where B is the platform call before it, and A-unlock a refresh that
     // gives the lock up.
-    const char* travels;     // the function ends with their status
-    const char* dropped;     // it goes on as if nothing had happened, or ends with 0
-    const char* gives = "";  // "CALL=NUMBER": it ends with a status of its own
-    bool deeper = false;     // a failure leaves the log one step deeper
+    const char* travels;      // the function ends with their status
+    const char* dropped;      // it goes on as if nothing had happened, or ends with 0
+    const char* gives = "";   // "CALL=NUMBER": it ends with a status of its own
+    const char* deeper = "";  // calls whose failure leaves the log one step deeper; "*": all
 };
 using Rules = std::vector<FunctionRules>;
 
@@ -35,6 +35,7 @@ enum class When {
     LockKept,     // the lock that a failure leaves which ends the function behind this call
     UnlockFails,  // the lock stays if the call that gives it up fails
     LockAlways,   // the lock may stay without any failure
+    InTheSweep,   // the blocks are judged by the sweep's own look
 };
 enum class Kept { All, AllButOne, TwoOfThree };
 struct LeftBehind {
@@ -43,7 +44,8 @@ struct LeftBehind {
     When when;
     Kept kept;
     const char* reason;
-    const char* only_for = "";  // the failing calls for which this holds; empty: all
+    // The failing calls for which this holds; empty: all. ">CALL" means one anywhere inside.
+    const char* only_for = "";
 };
 const std::vector<LeftBehind>& leftBehind();
 
