@@ -12,7 +12,7 @@ inline const std::vector<std::pair<std::string, int>>& counts() {
     static const std::vector<std::pair<std::string, int>> all = {
         {"status manager", 3400},
         {"rename", 2500},
-        {"rename with registry", 4500},
+        {"rename with registry", 4400},
         {"batch rename", 2300},
         {"pack and resequence", 3000},
         {"attribute copy", 2600},
