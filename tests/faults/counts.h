@@ -19,6 +19,10 @@ inline const std::vector<std::pair<std::string, int>>& counts() {
         {"deletion", 950},
         {"job files", 1000},
         {"job item", 300},
+        {"status primitives", 430},
+        {"prepared status", 170},
+        {"form values", 290},
+        {"diagnosis", 12},
     };
     return all;
 }

@@ -121,6 +121,35 @@ const std::vector<LeftBehind>& leftBehind() {
         {"CreateItem", "OBJ_refresh", LockAlways, All, kLockStays},
         {"FillForm", "OBJ_refresh", UnlockFails, All, kUnlockFails},
 
+        // ---- status primitives ----
+        {"LoadReferences", "DBO_load_instances_possible", ToCaller, All, kHandsOn},
+        {"CKELD_Status::GetReleaseStatusTagList", "DBO_load_instances_possible", ToCaller, All,
+         kHandsOn},
+        {"CKELD_Status::GetProcessStageTagList", "DBO_load_instances_possible", ToCaller, All,
+         kHandsOn},
+        {"CKELD_Status::DelReleaseStatusObj", "DBO_load_instances_possible", OnFailure, All,
+         kReturns},
+        {"CKELD_Status::GetProcessStageObj", "DBO_load_instances_possible", OnFailure, All,
+         kReturns},
+        {"CKELD_Status::GetReleaseStatusRslTag", "DBO_name_of_class", Always, All,
+         "the class name isn't freed"},
+        {"CKELD_Status::GetReleaseStatusRslTag", "DBO_ask_attr_string", Always, All,
+         "the value isn't freed"},
+        {"CKELD_Status::SetReleaseStatusObj", "DBO_name_of_class", OnFailure, All, kReturns},
+        {"CKELD_Status::SetReleaseStatusObj", "OBJ_refresh", LockKept, All, kLockStays},
+        {"CKELD_Status::CreateReleaseStatus", "OBJ_refresh", LockKept, All, kLockStays},
+        {"CKELD_Status::DelReleaseStatusObj", "OBJ_refresh", LockKept, All, kLockStays},
+        {"CKELD_Status::SetReleaseStatusRslTag", "DBO_refresh_instances_any_class", LockKept, All,
+         kLockStays},
+        {"CKELD_Status::SetRelDate", "OBJ_refresh", LockKept, All, kLockStays},
+        {"CKELD_Status::DelRelDate", "OBJ_refresh", LockKept, All, kLockStays},
+
+        // ---- diagnostic services ----
+        {"KELD_SrvCall", "SVCARG_get_string_argument", Always, All, kArguments},
+        {"KELD_SrvCallGetEnv", "SVCARG_get_string_argument", Always, All, kArguments},
+        {"KELD_SrvCall", "HEAP_alloc", ToCaller, All, kHandsOn},
+        {"KELD_SrvCallGetEnv", "HEAP_alloc", ToCaller, All, kHandsOn},
+
         // ---- libkeld_qsktool ----
         {"KELD_GetPreferenceArray", "OPT_ask_char_values", ToCaller, All, kHandsOn},
         {"KELD_GetPreferenceValue", "OPT_ask_char_value", ToCaller, All, kHandsOn},
