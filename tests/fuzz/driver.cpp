@@ -228,7 +228,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     const std::filesystem::path folder = KELD_SOURCE_DIR "/tests/fuzz";
-    const std::vector<std::string> corpus = readCorpus(folder / "corpus" / target);
+    const std::vector<std::string> corpus = readCorpus(folder / "corpus" / KELD_FUZZ_CORPUS);
     fuzz::Mutator mutator(options.seed, options.most, corpus,
                           readWords(folder / "words" / (std::string(target) + ".dict")));
     std::size_t done = 0;

@@ -20,6 +20,7 @@ public:
     int setMark();  // above 0
     // End the stretch: what was pushed since goes. Failure kBadMark.
     void clearMark(int mark);
+    bool hasMark() const { return !marks_.empty(); }
     const std::vector<StackEntry>& entries() const { return entries_; }  // oldest first
 
 private:
