@@ -206,13 +206,13 @@ void KillRounds::endAll(bool kill) {
     lookAlone(kill ? "all killed" : "all ended");
 }
 
-// The same by the command, once for each store.
+// The same by the command, once for each store. What it says when it takes long stands elsewhere.
 void KillRounds::lookWithCommand() {
     const auto check = [&](const std::string& more) {
         const std::string said = directory_ + "/check.txt";
-        const int status = std::system(
-            ("'" KELD "' --store '" + path_ + "' check " + more + " > '" + said + "' 2>&1")
-                .c_str());
+        const int status = std::system(("'" KELD "' --store '" + path_ + "' check " + more +
+                                        " > '" + said + "' 2> '" + said + "-slow'")
+                                           .c_str());
         std::ifstream in(said);
         std::ostringstream text;
         text << in.rdbuf();
