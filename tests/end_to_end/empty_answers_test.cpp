@@ -145,10 +145,16 @@ KELD_EXPORT int SHEET_ask_prop_names(tag_t form, int* count, char*** names) {
 }
 KELD_EXPORT int ERR_ask_stack(int* count, int** numbers, char*** texts) {
     const int status = platforms(&ERR_ask_stack, "ERR_ask_stack")(count, numbers, texts);
-    if (empty.contains("ERR_ask_stack numbers"))
+    if (empty.contains("ERR_ask_stack numbers")) {
+        HEAP_free(*numbers);
         *numbers = nullptr;
-    if (empty.contains("ERR_ask_stack texts"))
+    }
+    if (empty.contains("ERR_ask_stack texts")) {
+        for (int i = 0; i < *count; ++i)
+            HEAP_free((*texts)[i]);
+        HEAP_free(*texts);
         *texts = nullptr;
+    }
     return status;
 }
 
