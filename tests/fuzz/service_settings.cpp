@@ -113,8 +113,11 @@ void ServiceWorld::configure(Decisions& from) {
             line = from.wordOf(preference.values);
         bench_.setPreference(preference.name, lines);
     }
-    if (from.oneIn(3))
-        bench_.setPreference("KELD_DELBackupTopDirCentral", {directory(from)});
+    if (from.oneIn(3)) {
+        const std::string top = directory(from);
+        // A blank would be a directory below the current one.
+        bench_.setPreference("KELD_DELBackupTopDirCentral", {top == " " ? "" : top});
+    }
     if (from.oneIn(20))
         bench_.setRegistryReachable(from.oneIn(2));
     if (from.oneIn(3))
