@@ -9,6 +9,7 @@ mkdir -p "$work"
 cd "$work"
 unset KELD_CFG_PATH KELD_LOG_FILE KELD_LOG_LEVEL KELD_LOG_MAX_MB MV_TMP_DIR TMP MERVANE_STORE
 export TEMP=$work/temp
+export LSAN_OPTIONS=suppressions=$source/tests/support/leaks.supp:print_suppressions=0
 mkdir "$TEMP"
 
 fail() {

@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/mv_heap.h"
 #include "workbench/workbench.h"
 
 namespace {
@@ -54,6 +55,7 @@ int main(int count, char** words) {
         char* text = nullptr;
         const int status = reinterpret_cast<int (*)(char**)>(service)(&text);
         std::printf("%s\n", text == nullptr ? "" : text);
+        HEAP_free(text);
         return status == 0 ? 0 : 1;
     }
     int number = 0;
