@@ -25,7 +25,7 @@ fs::path made() {
 }
 
 std::string fileText(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
+    std::ifstream file(path);  // in text mode, as it is written
     std::ostringstream content;
     content << file.rdbuf();
     return content.str();

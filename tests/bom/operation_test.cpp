@@ -34,7 +34,7 @@ protected:
     }
     std::string path(const char* name = "protocol.log") { return (directory / name).string(); }
     static std::string content(const std::string& path) {
-        std::ifstream file(path, std::ios::binary);
+        std::ifstream file(path);  // in text mode, as it is written
         return {std::istreambuf_iterator<char>(file), {}};
     }
     fs::path directory;

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "libkeld_flow/keld_par/keld_acpackandresequencebompse.h"
+#include "os/keld_os.h"
 #include "tests/bom/bom_lines.h"
 
 using testing::ElementsAre;
@@ -22,7 +23,8 @@ protected:
     static std::string path() {
         return ACPackAndResequenceBOMPSE(1, 0, nullptr, 0, 0).m_sPathFileName;
     }
-    const std::string file = "/PSE_RPBOM_abc" + std::to_string(::getpid()) + ".log";
+    const std::string file = std::string(keld_os::szPathSeparator) + "PSE_RPBOM_abc" +
+                             std::to_string(::getpid()) + ".log";
 };
 
 using ProtocolNameFailing = ProtocolName;

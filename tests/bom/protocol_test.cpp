@@ -2,7 +2,10 @@
 
 #include <fstream>
 
+#include "os/keld_os.h"
 #include "platform/mv_dst.h"
+#include "platform/mv_fil.h"
+#include "platform/mv_heap.h"
 #include "tests/bom/bom_service.h"
 
 using testing::ElementsAre;
@@ -20,6 +23,10 @@ protected:
         EXPECT_EQ(0, DST_ask_dataset_anchor(dataset, &anchor));
         EXPECT_EQ(0, DST_count_anchor_revisions(anchor, &count));
         return count;
+    }
+    static std::string bytesOf(const fs::path& path) {
+        std::ifstream file(path, std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
     }
     // The worked example: X, Y, X, Z, Y, of which Y has children of its own.
     tag_t worked() {
@@ -74,6 +81,20 @@ TEST_F(Protocol, OfTheSortingModeHasThemSorted) {
     EXPECT_THAT(contents(done.dataset), ElementsAre(expected));
     EXPECT_THAT(shown(top), ElementsAre("X[10] x1", "Y[20] x7", "X[10] x3", "Z[30] x4"))
         << "the sorted order shows in the protocol, not in the structure";
+}
+
+TEST_F(Protocol, IsATextFileOfTheSystemAndItsDatasetHoldsTheSameBytes) {
+    const tag_t dataset = run(open("100"), {}).dataset;
+    const std::string line = kHeader.substr(0, kHeader.size() - 1);
+    EXPECT_EQ(line + (keld_os::bWindows ? "\r\n" : "\n"), bytesOf(protocolPath()));
+    int count = 0;
+    tag_t* files = nullptr;
+    ASSERT_EQ(0, DST_ask_all_dataset_named_refs(dataset, "Text", &count, &files));
+    ASSERT_EQ(1, count);
+    const fs::path copy = directory / "copy";
+    EXPECT_EQ(0, FIL_export_file(files[0], copy.string().c_str()));
+    EXPECT_EQ(bytesOf(protocolPath()), bytesOf(copy));
+    HEAP_free(files);
 }
 
 TEST_F(Protocol, SaysWhereAViewIsCheckedOutAndCantBeWritten) {

@@ -2,12 +2,28 @@
 
 #include <unistd.h>
 
+#include <filesystem>
 #include <iostream>
 #include <stdexcept>
 
 namespace bom {
 
-StandardOutput::StandardOutput() : file_(std::tmpfile()), kept_(dup(STDOUT_FILENO)) {
+namespace {
+
+std::FILE* temporaryFile() {
+#if defined(_WIN32)
+    // std::tmpfile would take the root of the drive. "D" removes the file with its last handle.
+    const auto path =
+        std::filesystem::temp_directory_path() / ("keld_bom_output_" + std::to_string(::getpid()));
+    return std::fopen(path.string().c_str(), "w+bD");
+#else
+    return std::tmpfile();
+#endif
+}
+
+}  // namespace
+
+StandardOutput::StandardOutput() : file_(temporaryFile()), kept_(dup(STDOUT_FILENO)) {
     std::fflush(stdout);
     if (file_ == nullptr || kept_ < 0 || dup2(fileno(file_), STDOUT_FILENO) < 0)
         throw std::runtime_error("standard output can't be taken");
@@ -25,7 +41,8 @@ std::string StandardOutput::text() {
     std::fflush(stdout);
     const off_t size = lseek(STDOUT_FILENO, 0, SEEK_END);
     std::string all(static_cast<std::size_t>(size), '\0');
-    if (pread(STDOUT_FILENO, all.data(), all.size(), 0) != size ||
+    if (lseek(STDOUT_FILENO, 0, SEEK_SET) != 0 ||
+        read(STDOUT_FILENO, all.data(), static_cast<unsigned>(size)) != size ||
         ftruncate(STDOUT_FILENO, 0) != 0 || lseek(STDOUT_FILENO, 0, SEEK_SET) != 0)
         throw std::runtime_error("standard output can't be read");
     return all;

@@ -19,6 +19,12 @@
 
 namespace {
 
+#if defined(_WIN32)
+constexpr char kNowhere[] = "NUL";
+#else
+constexpr char kNowhere[] = "/dev/null";
+#endif
+
 using Numbers = std::map<tag_t, std::string>;  // by occurrence
 
 // What a run over all levels does, without the service.
@@ -82,7 +88,7 @@ protected:
         KELD_SetLogLevel(1);
         // The keeping mode prints all lines again and again.
         std::fflush(stdout);
-        const int nowhere = ::open("/dev/null", O_WRONLY);
+        const int nowhere = ::open(kNowhere, O_WRONLY);
         kept_ = dup(STDOUT_FILENO);
         dup2(nowhere, STDOUT_FILENO);
         close(nowhere);

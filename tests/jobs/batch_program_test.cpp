@@ -33,7 +33,7 @@ JobFile parse(const std::string& content) {
 }
 
 std::string contentOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(path);  // in text mode, as it is written
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
