@@ -107,6 +107,8 @@ int fail(const Globals& globals, const std::string& text,
 
 int run(Globals& globals, int argc, char** argv) {
     CLI::App app("Services and structures of a product-data store, at the command line.", "keld");
+    // A text may begin with a slash on Windows, too.
+    app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(
