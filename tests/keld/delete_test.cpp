@@ -51,7 +51,7 @@ TEST_F(Delete, AGoAheadSavesTheFilesAndDeletesNothing) {
     EXPECT_EQ(document["files"][0]["path"], saved);
     EXPECT_EQ(document["files"][0]["object"], "000300/A:model");
     EXPECT_EQ(readFile(saved), "solid\n");
-    EXPECT_THAT(readFile(path("backup/delete_infodba.log")),
+    EXPECT_THAT(readText(path("backup/delete_infodba.log")),
                 HasSubstr(",infodba:000300/A;model (CADMASTER);" + saved + "\n"));
     EXPECT_TRUE(exists("000300/A:model"));
 }

@@ -57,7 +57,7 @@ TEST_F(Job, TheProgramIsStartedOnTheDirectoryAndWhatItAddsIsShown) {
                                 "--program", KELD_BATCH_PROGRAM});
     EXPECT_THAT(result.out, HasSubstr("the program has added result.txt"));
     EXPECT_THAT(result.err, HasSubstr("keld-batch: 1 job files, 0 problems"));
-    const std::string summary = readFile(jobDirectories("jobs").front() / "result.txt");
+    const std::string summary = readText(jobDirectories("jobs").front() / "result.txt");
     EXPECT_THAT(summary, HasSubstr("-jobs=1\n"));
     EXPECT_THAT(summary, HasSubstr("-obj=drawing\n"));
 }

@@ -8,7 +8,8 @@ using Log = ProgramWithStore;
 TEST_F(Log, TheLogLiesBesideTheStoreUnlessSetElsewhere) {
     EXPECT_EQ(done({"log", "path"}).out, path("keld.log").string() + "\n");
     EXPECT_EQ(done({"log"}).out, path("keld.log").string() + "\n");
-    EXPECT_EQ(done({"log", "path", "--store", "/else/x.db"}).out, "/else/keld.log\n");
+    EXPECT_EQ(done({"log", "path", "--store", path("else/x.db").string()}).out,
+              path("else/keld.log").string() + "\n");
     environment()["KELD_LOG_FILE"] = "/tmp/other.log";
     EXPECT_EQ(done({"log", "path"}).out, "/tmp/other.log\n");
 }

@@ -36,6 +36,12 @@ inline std::string readFile(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// A file that was written in text mode.
+inline std::string readText(const fs::path& path) {
+    std::ifstream in(path);
+    return {std::istreambuf_iterator<char>(in), {}};
+}
+
 inline void writeFile(const fs::path& path, const std::string& text) {
     std::ofstream(path, std::ios::binary) << text;
 }
@@ -51,7 +57,8 @@ protected:
     ~Program() override { fs::remove_all(directory_); }
 
     const fs::path& directory() const { return directory_; }
-    fs::path path(const std::string& name) const { return directory_ / name; }
+    // With the system's separators, as programs print it.
+    fs::path path(const std::string& name) const { return (directory_ / name).make_preferred(); }
     std::map<std::string, std::string>& environment() { return environment_; }
 
     // Run keld with these arguments in the test's directory.
