@@ -19,6 +19,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr int kKillsOfAStore = 40;
+
 mervane::Workbench& bench() {
     return *mervane_workbench();
 }
@@ -233,8 +235,8 @@ int CareRounds::run() {
     const int fifth = std::max(1, options_.kills / 5);
     while (kills_ < options_.kills && !tooMuchWrong()) {
         const int part = std::min(kills_ / fifth, 4);
-        const bool first = kills_ % fifth == 0 && kills_ / fifth == part;
-        if (first && part >= 3)
+        // A store that grows takes longer to check.
+        if (part >= 3 && (kills_ - part * fifth) % kKillsOfAStore == 0)
             freshDirectory();
         switch (part) {
             case 0:
