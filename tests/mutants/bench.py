@@ -51,9 +51,9 @@ class Build:
         for library in LIBRARIES:
             line = re.search(rf"^build lib/lib{library}\.so: \S+ ([^|]*)", ninja, re.MULTILINE)
             self.objects[library] = [word for word in line.group(1).split() if word.endswith(".o")]
-        self.library_of = {}
+        self.linked_library = {}
         for match in re.finditer(r"^build bin/(\w+): .*?lib/lib(keld_mutants(?:_fixed)?)\.so", ninja, re.MULTILINE):
-            self.library_of[match.group(1)] = match.group(2)
+            self.linked_library[match.group(1)] = match.group(2)
 
     def make(self, programs):
         """Bring libraries and programs up to date."""
@@ -83,7 +83,7 @@ class Build:
         """Changes when anything that the cases depend on is built anew."""
         paths = [self.directory / "lib" / f"lib{library}.so" for library in LIBRARIES]
         paths += [self.directory / "lib" / "libmervane.so"]
-        paths += [self.directory / "bin" / program for program in sorted(self.library_of)]
+        paths += [self.directory / "bin" / program for program in sorted(self.linked_library)]
         return [[path.name, path.stat().st_mtime_ns] for path in paths if path.exists()]
 
 
@@ -171,7 +171,7 @@ class Bench:
 
     def run(self, program, case, usual=CASE_SECONDS):
         """Run one case that usually takes so many seconds. Returns: whether it succeeded, and its seconds."""
-        self._link(self.build.library_of[program])
+        self._link(self.build.linked_library[program])
         scratch = self.scratch
         environment = dict(os.environ, LD_LIBRARY_PATH=str(self.directory / "lib"), TMPDIR=str(scratch))
         begun = time.monotonic()
