@@ -38,7 +38,7 @@ macro(keld_mutants_test name)
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
   target_link_libraries(${name} PRIVATE keld_warnings GTest::gmock GTest::gtest_main Threads::Threads
-                        ${arg_LINK})
+                        ${world} ${arg_LINK})
   # What a test doesn't have of the platform stays undefined until it is called.
   target_link_options(${name} PRIVATE -Wl,--allow-shlib-undefined)
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS}
