@@ -36,13 +36,13 @@ macro(keld_mutants_test name)
   list(FILTER arg_LINK EXCLUDE REGEX "^keld_")
   list(APPEND arg_LINK ${library} ${platform})
   add_executable(${name} ${arg_SOURCES})
-  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src)
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/src
+                             ${keld_generated})
   target_link_libraries(${name} PRIVATE keld_warnings GTest::gmock GTest::gtest_main Threads::Threads
                         ${world} ${arg_LINK})
   # What a test doesn't have of the platform stays undefined until it is called.
   target_link_options(${name} PRIVATE -Wl,--allow-shlib-undefined)
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS}
-    KELD_SOURCE_DIR="${PROJECT_SOURCE_DIR}" KELD_BINARY_DIR="${PROJECT_BINARY_DIR}"
     KELD_TRACE_FILE="tests/${name}")
   set_property(GLOBAL APPEND PROPERTY keld_mutants_programs ${name})
 endmacro()

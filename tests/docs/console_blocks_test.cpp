@@ -13,6 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/places.h"
+
 namespace {
 
 namespace fs = std::filesystem;

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "tests/support/places.h"
 #include "workbench/workbench.h"
 
 namespace {

@@ -10,6 +10,8 @@
 #include <set>
 #include <string>
 
+#include "tests/support/places.h"
+
 namespace {
 
 namespace fs = std::filesystem;

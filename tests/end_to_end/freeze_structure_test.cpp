@@ -11,6 +11,7 @@
 #include <string>
 
 #include "platform/keld_se.h"
+#include "tests/support/places.h"
 #include "tests/support/step_generator.h"
 #include "workbench/workbench.h"
 

@@ -8,6 +8,7 @@
 #include "platform/keld_se.h"
 #include "tests/faults/bom_rules.h"
 #include "tests/faults/sweep.h"
+#include "tests/support/places.h"
 
 using faults::Outcome;
 using faults::Scenario;

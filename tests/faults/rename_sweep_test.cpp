@@ -9,6 +9,7 @@
 #include "platform/mv_reg.h"
 #include "tests/faults/rename_rules.h"
 #include "tests/faults/sweep.h"
+#include "tests/support/places.h"
 
 using faults::Outcome;
 using faults::Scenario;

@@ -10,6 +10,7 @@
 #include "platform/mv_rel.h"
 #include "tests/import/step_text.h"
 #include "tests/import/world_support.h"
+#include "tests/support/places.h"
 #include "tests/support/step_generator.h"
 
 using namespace keld_test;

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "tests/import/step_text.h"
+#include "tests/support/places.h"
 #include "tests/support/step_generator.h"
 #include "workbench/import/step_plan.h"
 

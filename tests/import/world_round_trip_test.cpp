@@ -11,6 +11,7 @@
 
 #include "platform/mv_dbo.h"
 #include "tests/import/world_support.h"
+#include "tests/support/places.h"
 
 using namespace keld_test;
 using mervane::Date;

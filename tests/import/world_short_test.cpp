@@ -7,6 +7,7 @@
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
 #include "tests/import/world_support.h"
+#include "tests/support/places.h"
 
 using namespace keld_test;
 using mervane::Reference;

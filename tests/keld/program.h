@@ -21,6 +21,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/places.h"
+
 namespace keld_test {
 
 namespace fs = std::filesystem;

@@ -2,6 +2,7 @@
 #include <set>
 
 #include "tests/modules/world.h"
+#include "tests/support/places.h"
 
 namespace mervane::test {
 

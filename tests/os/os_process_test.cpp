@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "os/keld_os.h"
+#include "tests/support/places.h"
 
 TEST(OsClock, CountsTicksSince1601) {
     using namespace std::chrono;

@@ -15,6 +15,7 @@
 #include "platform/keld_se.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_rel.h"
+#include "tests/support/places.h"
 #include "tests/support/world.h"
 #include "workbench/model/status.h"
 

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "platform/keld_se.h"
+#include "tests/support/places.h"
 #include "tests/support/world.h"
 
 using testing::ElementsAre;

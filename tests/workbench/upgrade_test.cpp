@@ -7,6 +7,7 @@
 
 #include "platform/mv_cko.h"
 #include "platform/mv_reg.h"
+#include "tests/support/places.h"
 #include "tests/workbench/support.h"
 
 using namespace mervane;
