@@ -8,7 +8,7 @@ set(CMAKE_LINK_DEPENDS_NO_SHARED ON)
 add_link_options(-Wl,--enable-new-dtags -Wl,-z,lazy)
 
 # The areas of tests/ that look at src/.
-set(keld_mutants_areas support os basetool frame qsktool status rename jobs bom delete copy)
+set(KELD_TEST_AREAS support os basetool frame qsktool status rename jobs bom delete copy)
 
 function(keld_mutants_libraries)
   add_library(keld_mutants SHARED $<TARGET_OBJECTS:keld_se_objects> $<TARGET_OBJECTS:keld_qsktool_objects>

@@ -13,8 +13,7 @@ target_compile_options(keld_strict_warnings INTERFACE -Wconversion)
 
 if(KELD_SANITIZE)
   # A report ends the program, so that no test passes over one.
-  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
-                      -fno-omit-frame-pointer)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
   add_link_options(-fsanitize=address,undefined)
 endif()
 if(KELD_FUZZ)

@@ -1,7 +1,7 @@
 # Sourced by the other scripts: what a job needs from the system.
 
 PACKAGES_BUILD="g++ cmake ninja-build libsqlite3-dev nlohmann-json3-dev libcli11-dev"
-PACKAGES_TEST="libgtest-dev libgmock-dev binutils pkg-config groff-base python3"
+PACKAGES_TEST="lld libgtest-dev libgmock-dev binutils pkg-config groff-base python3"
 PACKAGES_BENCH="libspdlog-dev"
 PACKAGES_FUZZ="clang libclang-rt-dev"
 PACKAGES_WINDOWS="g++ g++-mingw-w64-x86-64-posix cmake ninja-build libgtest-dev nlohmann-json3-dev libcli11-dev zip"

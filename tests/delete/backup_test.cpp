@@ -8,7 +8,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Key;
 
-namespace delete_test {
+using namespace delete_test;
 namespace {
 
 class Backup : public BackupWorld {
@@ -273,5 +273,3 @@ TEST_F(Backup, NullPointersAndEmptyPathsAreTaken) {
     EXPECT_EQ(0, WriteToDeleteLog(nullptr, nullptr, nullptr, nullptr, nullptr, nullptr));
     expectFiles({});
 }
-
-}  // namespace delete_test

@@ -8,7 +8,7 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
 
-namespace delete_test {
+using namespace delete_test;
 namespace {
 
 class DeleteChecks : public BackupWorld {
@@ -260,5 +260,3 @@ TEST_F(DeleteChecks, AnArgumentThatCannotBeReadEndsTheServiceAtOnce) {
     EXPECT_THAT(calls, ElementsAre("SVCARG_get_tag_array_argument()"));
     EXPECT_TRUE(fs::is_empty(top));
 }
-
-}  // namespace delete_test

@@ -10,7 +10,7 @@
 using testing::Contains;
 using testing::HasSubstr;
 
-namespace delete_test {
+using namespace delete_test;
 namespace {
 
 constexpr int kFileFailure = 710024;
@@ -116,5 +116,3 @@ TEST_F(BackupDisk, AFileInTheTopDirectorysPlaceIsADirectoryThatCannotBeMade) {
     EXPECT_THAT(world.lines("E"),
                 Contains("The delete log " + path("delete_infodba.log") + " can't be opened"));
 }
-
-}  // namespace delete_test

@@ -7,7 +7,7 @@ using testing::Contains;
 using testing::IsEmpty;
 using testing::Not;
 
-namespace delete_test {
+using namespace delete_test;
 namespace {
 
 class DeleteFailures : public BackupWorld {
@@ -192,5 +192,3 @@ TEST_F(DeleteFailures, MemoryThatRunsOutAnywhereNeverCrashesAndNeverGoesAhead) {
     }
     EXPECT_GT(needed, 10u);
 }
-
-}  // namespace delete_test

@@ -7,7 +7,7 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace delete_test {
+using namespace delete_test;
 
 TEST(BackupFileNames, APlainNameStandsAsItIs) {
     for (const char* name : {"housing.prt",
@@ -213,5 +213,3 @@ TEST_F(BackupDirectories, APathOrCommandThatDoesNotFitIsNotCut) {
     EXPECT_EQ(1100, CreateAndCheckSubDir((top.string() + "/" + huge).c_str()));
     EXPECT_EQ(1u, std::distance(fs::directory_iterator(top), fs::directory_iterator()));
 }
-
-}  // namespace delete_test

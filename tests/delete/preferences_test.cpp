@@ -7,7 +7,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Not;
 
-namespace delete_test {
+using namespace delete_test;
 namespace {
 
 constexpr char kDirectory[] = "KELD_DELBackupTopDirCentral";
@@ -141,5 +141,3 @@ TEST_F(DeletePreferences, WithoutMemoryForItsListADatasetGetsNoGoAhead) {
     world.bench.failHeapAfter(std::nullopt);
     EXPECT_THAT(saved(), IsEmpty());
 }
-
-}  // namespace delete_test

@@ -7,6 +7,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <stdexcept>
 
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
@@ -145,6 +146,44 @@ TEST(FaultSweepControl, ABlockAndALockThatNoEntryAllowsAreReported) {
     EXPECT_THAT(problems, Contains(HasSubstr("that OBJ_refresh took in forgetful::Change stays")));
 }
 
+TEST(FaultSweepShare, TheSharesTogetherAreTheWholeAndNoneRunsWhatAnotherDoes) {
+    constexpr int of = 4;
+    const auto run = [](const faults::Share& share, int before) {
+        return faults::sweep(scenario([](World&, Outcome*) {}), faults::statusRules(), share, before);
+    };
+    const int all = run({}, 0).run;
+    int together = 0;
+    for (int part = 1; part <= of; ++part) {
+        const faults::Sums sums = run({part, of}, 3);
+        EXPECT_EQ(sums.injections, all);
+        EXPECT_NEAR(sums.run, all / of, 1);
+        together += sums.run;
+    }
+    EXPECT_EQ(together, all);
+    for (int number = 0; number < 3 * of; ++number) {
+        int in = 0;
+        for (int part = 1; part <= of; ++part)
+            in += faults::Share{part, of}.has(number);
+        EXPECT_EQ(in, 1) << number;
+    }
+}
+
+TEST(FaultSweepShare, IsReadFromItsTwoNumbers) {
+    const faults::Share share = faults::readShare("3/4");
+    EXPECT_EQ(share.part, 3);
+    EXPECT_EQ(share.of, 4);
+    EXPECT_EQ(faults::readShare(nullptr).of, 1);
+    EXPECT_EQ(faults::readShare("").of, 1);
+}
+
+TEST(FaultSweepShare, AnythingElseIsRefusedWithWhatWasExpected) {
+    for (const char* text : {"0/4", "5/4", "1", "1/", "/4", "1/4x", "x", "1/0", "-1/4", "1 / 4"})
+        EXPECT_THAT([&] { (void)faults::readShare(text); },
+                    testing::ThrowsMessage<std::invalid_argument>(
+                        testing::AllOf(HasSubstr(text), HasSubstr("PART/OF"))))
+            << text;
+}
+
 // Each sweep is held to its own number, and these to their sum.
 TEST(FaultSweepSum, TheSweepsMakeMoreThanTwentyThousandInjectionsTogether) {
     int sum = 0;
@@ -152,4 +191,12 @@ TEST(FaultSweepSum, TheSweepsMakeMoreThanTwentyThousandInjectionsTogether) {
         sum += count;
     std::printf("fault sweep: at least %d injections\n", sum);
     EXPECT_GT(sum, 20'000);
+}
+
+// A share of a fourth, the smallest that a run of all tests takes.
+TEST(FaultSweepSum, AFourthIsMoreThanFiveThousand) {
+    int sum = 0;
+    for (const auto& [service, count] : faults::counts())
+        sum += count / 4;
+    EXPECT_GT(sum, 5'000);
 }

@@ -176,8 +176,12 @@ void write(std::FILE* out, const std::vector<std::string>& lines) {
 
 class Sweep {
 public:
-    Sweep(const Scenario& scenario, const Rules& rules)
-        : scenario_(scenario), rules_(rules), world_(std::make_unique<World>()) {
+    Sweep(const Scenario& scenario, const Rules& rules, const Share& share, int before)
+        : scenario_(scenario),
+          rules_(rules),
+          share_(share),
+          before_this_(before),
+          world_(std::make_unique<World>()) {
         readFunctions();
         scenario_.build(*world_);
         before_ = snapshot();
@@ -254,7 +258,9 @@ private:
     }
 
     void inject(const mervane::Fault& fault, const std::string& operation) {
-        ++sums_.injections;
+        if (!share_.has(before_this_ + sums_.injections++))
+            return;
+        ++sums_.run;
         const std::string what = (fault.operation.empty() ? "call " : fault.operation + " call ") +
                                  std::to_string(fault.n) + (fault.onwards ? " and later" : "") +
                                  " (" + operation + " gives " + std::to_string(fault.status) +
@@ -300,6 +306,8 @@ private:
 
     const Scenario& scenario_;
     const Rules& rules_;
+    const Share share_;
+    const int before_this_;
     std::unique_ptr<World> world_;
     Snapshot before_, complete_;  // without faults
     std::vector<std::string> operations_;
@@ -308,22 +316,27 @@ private:
 
 }  // namespace
 
-Sums sweep(const Scenario& scenario, const Rules& rules) {
-    return Sweep(scenario, rules).run();
+Sums sweep(const Scenario& scenario, const Rules& rules, const Share& share, int before) {
+    return Sweep(scenario, rules, share, before).run();
 }
 
 void expectSweep(const std::string& service, const std::vector<Scenario>& scenarios,
                  const Rules& rules) {
-    int injections = 0;
+    const Share share = readShare(std::getenv("KELD_SWEEP_SHARE"));
+    int injections = 0, run = 0;
     for (const Scenario& scenario : scenarios) {
-        const Sums sums = sweep(scenario, rules);
+        const Sums sums = sweep(scenario, rules, share, injections);
         for (const std::string& problem : sums.problems)
             ADD_FAILURE() << problem;
         injections += sums.injections;
-        std::printf("  %s: %d injections\n", scenario.name.c_str(), sums.injections);
+        run += sums.run;
+        std::printf("  %s: %d of %d injections\n", scenario.name.c_str(), sums.run,
+                    sums.injections);
     }
-    std::printf("%s: %d injections\n", service.c_str(), injections);
+    std::printf("%s: %d of %d injections\n", service.c_str(), run, injections);
     EXPECT_GE(injections, atLeast(service)) << "fewer injections than this service is to have";
+    EXPECT_GE(run, injections / share.of) << "fewer injections than the share " << share.part << "/"
+                                          << share.of;
 }
 
 }  // namespace faults

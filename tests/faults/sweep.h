@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "tests/faults/rules.h"
+#include "tests/faults/share.h"
 #include "tests/support/world.h"
 
 namespace faults {
@@ -44,15 +45,17 @@ struct Scenario {
 };
 
 struct Sums {
-    int injections = 0;
+    int injections = 0;  // all that there are
+    int run = 0;         // those of the share
     std::vector<std::string> problems;  // at most the first 30
 };
 
-// Run every injection. A problem begins with the injection that shows it.
-Sums sweep(const Scenario& scenario, const Rules& rules);
+// Run the injections of a share, of which this many were counted before. A problem begins with the
+// injection that shows it.
+Sums sweep(const Scenario& scenario, const Rules& rules, const Share& share = {}, int before = 0);
 
 // The sweep of one service: all of its scenarios, with a failure of the test for each problem. It
-// prints "NAME: n injections".
+// runs the share that KELD_SWEEP_SHARE names and prints "NAME: n of m injections".
 void expectSweep(const std::string& service, const std::vector<Scenario>& scenarios,
                  const Rules& rules);
 

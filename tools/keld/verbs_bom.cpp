@@ -88,7 +88,7 @@ int show(Context& context, const Shown& wanted) {
 
 // ---- resequence ----
 
-struct Wanted {
+struct WantedOrder {
     std::string object;
     std::vector<std::string> lines;
     int level = 0;
@@ -151,7 +151,7 @@ void showFailure(const Context& context, const Outcome& outcome, std::string& te
     text += problemText(outcome, "  log: ");
 }
 
-int resequence(Context& context, const Wanted& wanted) {
+int resequence(Context& context, const WantedOrder& wanted) {
     context.open();
     if (wanted.level < 0)
         throw CommandError("--level must not be negative", {}, kExitUsage);
@@ -217,7 +217,7 @@ void addBomVerbs(Verbs& verbs) {
         ->capture_default_str();
     verb->add_flag("--unpacked", shown->unpacked, "show every line by itself");
 
-    auto wanted = std::make_shared<Wanted>();
+    auto wanted = std::make_shared<WantedOrder>();
     verb = verbs.add(
         group, "resequence", "Number the lines of a structure anew and pack like ones",
         "  keld bom resequence 000123/A --dry-run --save    # what would be stored\n"

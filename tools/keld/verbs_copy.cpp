@@ -26,7 +26,7 @@ namespace {
 
 constexpr std::size_t kLongestText = 1000;
 
-struct Wanted {
+struct WantedCopy {
     std::string source;
     std::vector<std::string> destinations;
     bool check = false, dry_run = false;
@@ -243,7 +243,7 @@ void showProblems(Context& context, const Outcome& outcome, std::string& text) {
     }
 }
 
-int copy(Context& context, const Wanted& wanted) {
+int copy(Context& context, const WantedCopy& wanted) {
     if (wanted.source.empty() || wanted.destinations.empty())
         throw CommandError(
             "copy-attr needs a source and at least one destination (see keld "
@@ -331,7 +331,7 @@ int check(Context& context) {
 }  // namespace
 
 void addCopyVerb(Verbs& verbs) {
-    auto wanted = std::make_shared<Wanted>();
+    auto wanted = std::make_shared<WantedCopy>();
     CLI::App* verb = verbs.add(
         &verbs.app, "copy-attr", "Copy properties to other objects, as three preferences say",
         "  keld copy-attr 000123 000124 000125 --dry-run\n"

@@ -22,7 +22,7 @@ namespace keld {
 
 namespace {
 
-struct Wanted {
+struct WantedCheck {
     std::vector<std::string> objects;
     bool then_delete = false, dry_run = false;
 };
@@ -55,7 +55,7 @@ Row rowOf(const Context& context, tag_t tag) {
 }
 
 // Each object once, in the order given.
-std::vector<Row> rowsOf(const Context& context, const Wanted& wanted) {
+std::vector<Row> rowsOf(const Context& context, const WantedCheck& wanted) {
     std::vector<Row> rows;
     for (const std::string& name : wanted.objects) {
         const tag_t tag = context.object(name);
@@ -222,7 +222,7 @@ bool removeAll(const Context& context, std::vector<Row>& rows) {
 // ---- what is shown ----
 
 void show(Context& context, const std::vector<Row>& rows, const std::vector<SavedFile>& files,
-          const Outcome& outcome, const Wanted& wanted) {
+          const Outcome& outcome, const WantedCheck& wanted) {
     Json objects = Json::array(), saved = Json::array();
     Table table({"OBJECT", "TYPE", "ANSWER", "REASON"});
     for (const Row& row : rows) {
@@ -262,7 +262,7 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
     context.print(text);
 }
 
-int check(Context& context, const Wanted& wanted) {
+int check(Context& context, const WantedCheck& wanted) {
     context.open();
     std::optional<PrivateCopy> copy;
     Redirected backups;
@@ -295,7 +295,7 @@ int check(Context& context, const Wanted& wanted) {
 }  // namespace
 
 void addDeleteVerb(Verbs& verbs) {
-    auto wanted = std::make_shared<Wanted>();
+    auto wanted = std::make_shared<WantedCheck>();
     CLI::App* verb = verbs.add(&verbs.app, "delete-check",
                                "May folders and datasets be deleted; back up their files",
                                "  keld delete-check 000123/A:drawing '#4711'\n"

@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int show(Context& context) {
+int showRegistry(Context& context) {
     context.open();
     mervane::Workbench& workbench = context.workbench();
     const std::string path = workbench.registryPath();
@@ -77,7 +77,7 @@ void addRegistryVerbs(Verbs& verbs) {
         verbs.addGroup("registry", "Show and choose the registry of item ids",
                        "  keld registry                    # where it is, and its ids\n"
                        "  keld registry use /plant/ids.db  # one that several stores share\n",
-                       show);
+                       showRegistry);
     auto path = std::make_shared<std::string>();
     verbs
         .add(group, "use", "Use a registry that other stores use too; a new file is made",

@@ -26,7 +26,7 @@ constexpr int kStatusNotAllowed = 919343;
 constexpr int kNotModifiable = 919342;
 constexpr int kTestPass = RENAME_REVISIONS | RENAME_ITEM;
 
-struct Wanted {
+struct WantedRename {
     std::string item, revision, to, to_revision;
     std::optional<std::string> name, description;
     bool test = false;
@@ -68,7 +68,7 @@ bool testPassRegisters() {
     return active && always;
 }
 
-Run runRename(Context& context, const Wanted& wanted, tag_t item, tag_t revision,
+Run runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t revision,
               const RenameIds& ids) {
     Run run;
     context.workbench().startJournal();
@@ -150,7 +150,7 @@ Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
     return shown;
 }
 
-int rename(Context& context, const Wanted& wanted) {
+int rename(Context& context, const WantedRename& wanted) {
     context.open();
     needItem(context, context.object(wanted.item), wanted.item);
     std::optional<PrivateCopy> copy;
@@ -220,7 +220,7 @@ int rename(Context& context, const Wanted& wanted) {
 }  // namespace
 
 void addRenameVerb(Verbs& verbs) {
-    auto wanted = std::make_shared<Wanted>();
+    auto wanted = std::make_shared<WantedRename>();
     CLI::App* verb =
         verbs.add(&verbs.app, "rename", "Give an item a new id, with everything that carries it",
                   "  keld rename 000123 --to P-4711 --test     # what would be renamed\n"

@@ -53,7 +53,7 @@ int show(Context& context, const std::string& name) {
 
 // ---- set ----
 
-struct Wanted {
+struct WantedStatus {
     std::string object, status, type;
     bool structure = false, dry_run = false;
 };
@@ -187,7 +187,7 @@ void showVisits(Context& context, const std::vector<Visit>& visits, bool done,
         text += table.text();
 }
 
-void checkNames(Context& context, const Wanted& wanted, const std::string& type) {
+void checkNames(Context& context, const WantedStatus& wanted, const std::string& type) {
     const std::vector<std::string> types = context.workbench().typeNames("");
     if (!wanted.type.empty() && std::find(types.begin(), types.end(), wanted.type) == types.end())
         throw CommandError("there is no type '" + wanted.type + "'", nearest(wanted.type, types));
@@ -231,7 +231,7 @@ std::map<tag_t, Described> describeVisited(const Context& context, const Visits&
     return objects;
 }
 
-int set(Context& context, const Wanted& wanted) {
+int set(Context& context, const WantedStatus& wanted) {
     context.open();
     const std::string type = wanted.structure ? kLineType
                              : !wanted.type.empty()
@@ -298,7 +298,7 @@ void addStatusVerbs(Verbs& verbs) {
         ->add_option("OBJECT", *shown)
         ->required();
 
-    auto wanted = std::make_shared<Wanted>();
+    auto wanted = std::make_shared<WantedStatus>();
     CLI::App* verb = verbs.add(
         group, "set", "Change the release status as keld_statusmanager.ini says",
         "  keld status set 000123/A Frozen --dry-run\n"

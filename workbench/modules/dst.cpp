@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <set>
 
+#include "workbench/modules/support.h"
 #include "workbench/session/datasets.h"
-#include "workbench/session/interface.h"
 
 using namespace mervane;
 
@@ -28,11 +28,6 @@ const Tool& toolObject(Session& session, tag_t handle) {
     if (!tool)
         throw Failure(kUnknownObject, "#" + std::to_string(handle) + " is no tool");
     return *tool;
-}
-
-void giveTags(const std::vector<tag_t>& tags, int* count, tag_t** list) {
-    *list = copyTags(tags);
-    *count = static_cast<int>(tags.size());
 }
 
 }  // namespace

@@ -69,10 +69,6 @@ inline void needList(int count, const void* list, const char* name) {
         need(list, name);
 }
 
-inline const Class& standardClass(Session& session, const char* name) {
-    return *session.model().findClass(name);
-}
-
 inline std::string tagText(tag_t tag) {
     return "#" + std::to_string(tag);
 }

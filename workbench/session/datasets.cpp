@@ -11,12 +11,8 @@ namespace mervane {
 
 namespace {
 
-const Class& classNamed(Session& session, const char* name) {
-    return *session.model().findClass(name);
-}
-
 Object& datasetObject(Session& session, tag_t tag) {
-    return session.object(tag, classNamed(session, "Dataset"));
+    return session.object(tag, standardClass(session, "Dataset"));
 }
 
 std::string named(Session& session, const Object& object) {
@@ -113,7 +109,7 @@ std::vector<tag_t> ownFiles(Session& session, const std::vector<tag_t>& datasets
             continue;
         for (tag_t object : session.references(*dataset, "ref_list"))
             if (Object* file = session.tryObject(object);
-                file && file->isA(classNamed(session, "VaneFile")))
+                file && file->isA(standardClass(session, "VaneFile")))
                 files.insert(object);
     }
     std::vector<tag_t> own;
@@ -133,9 +129,9 @@ std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to,
     std::vector<Object*> moved;
     for (const auto& referrer : session.referrers(from)) {
         Object* object = session.tryObject(referrer.tag);
-        if (!object || referrer.tag == to || object->isA(classNamed(session, "Dataset")) ||
-            object->isA(classNamed(session, "DatasetAnchor")) ||
-            object->isA(classNamed(session, "FLOWProcess")))
+        if (!object || referrer.tag == to || object->isA(standardClass(session, "Dataset")) ||
+            object->isA(standardClass(session, "DatasetAnchor")) ||
+            object->isA(standardClass(session, "FLOWProcess")))
             continue;
         if (std::find(moved.begin(), moved.end(), object) == moved.end()) {
             locks.emplace_back(session, *object);
@@ -165,7 +161,7 @@ std::string lastPart(const std::string& path) {
 
 const Type* findDatasetType(Session& session, std::string_view name) {
     const Type* type = session.model().findType(name);
-    return type && type->cls->isA(classNamed(session, "Dataset")) ? type : nullptr;
+    return type && type->cls->isA(standardClass(session, "Dataset")) ? type : nullptr;
 }
 
 const Tool* defaultTool(Session& session, const Type& type) {
@@ -175,7 +171,7 @@ const Tool* defaultTool(Session& session, const Type& type) {
 
 Object& newDataset(Session& session, const Type& type, const std::string& name,
                    const std::string& description) {
-    if (!type.cls->isA(classNamed(session, "Dataset")))
+    if (!type.cls->isA(standardClass(session, "Dataset")))
         throw Failure(kUnknownType, "\"" + type.name + "\" is no dataset type");
     Object& anchor = session.create(*session.model().findType("DatasetAnchor"));
     Object& dataset = session.create(type);
@@ -277,7 +273,7 @@ void addNamedReference(Session& session, tag_t dataset, const std::string& refer
                        tag_t object) {
     Object& changed = datasetObject(session, dataset);
     Locked lock(session, changed);
-    const bool is_file = session.object(object).isA(classNamed(session, "VaneFile"));
+    const bool is_file = session.object(object).isA(standardClass(session, "VaneFile"));
     addReference(session, changed, {reference_name, is_file ? kFileReference : 1, object});
     session.save(changed);
 }
@@ -290,7 +286,7 @@ tag_t datasetAnchor(Session& session, Object& dataset) {
 }
 
 std::vector<tag_t> datasetVersions(Session& session, tag_t anchor) {
-    Object& object = session.object(anchor, classNamed(session, "DatasetAnchor"));
+    Object& object = session.object(anchor, standardClass(session, "DatasetAnchor"));
     auto versions = session.references(object, "revisions");
     std::erase_if(versions, [&](tag_t tag) { return !session.tryObject(tag); });
     return versions;

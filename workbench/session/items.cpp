@@ -8,10 +8,6 @@ namespace mervane {
 
 namespace {
 
-const Class& classNamed(Session& session, const char* name) {
-    return *session.model().findClass(name);
-}
-
 // The type named after this one or after the nearest type above it: "ORLAJob" has revisions of the
 // type "ORLAJobRevision", a type below it without one of its own has the same.
 const Type& companion(Session& session, const Type& type, const std::string& suffix,
@@ -71,7 +67,7 @@ std::string nextRevisionId(const std::string& last) {
 void addMasterForm(Session& session, Object& owner, const char* standard, const std::string& name,
                    std::vector<tag_t>& saved_along) {
     const Type& type =
-        companion(session, *owner.type, " Master", classNamed(session, "Form"), standard);
+        companion(session, *owner.type, " Master", standardClass(session, "Form"), standard);
     Object& form = session.create(type);
     saved_along.push_back(form.tag);
     session.put(form, "object_name", {name.substr(0, 128)});
@@ -89,7 +85,7 @@ std::int64_t orderOf(Session& session, tag_t revision) {
 Object& makeRevision(Session& session, Object& item, const std::string& revision_id,
                      std::int64_t order, std::vector<tag_t>& saved_along) {
     Object& revision = session.create(companion(
-        session, *item.type, "Revision", classNamed(session, "ItemRevision"), "ItemRevision"));
+        session, *item.type, "Revision", standardClass(session, "ItemRevision"), "ItemRevision"));
     saved_along.push_back(revision.tag);
     session.put(revision, "items_tag", {Reference{item.tag}});
     session.set(revision, "item_revision_id", {revision_id});
@@ -109,7 +105,7 @@ void unloadAll(Session& session, const std::vector<tag_t>& tags) {
 
 Object& newItem(Session& session, const Type& type, const std::string& id, const std::string& name,
                 const std::string& revision_id, Object** first_revision) {
-    if (!type.cls->isA(classNamed(session, "Item")))
+    if (!type.cls->isA(standardClass(session, "Item")))
         throw Failure(kWrongClass, "\"" + type.name + "\" is no type of items");
     if (!id.empty() && findItem(session, id) != NULLTAG)
         throw Failure(kDuplicateId, "there is an item " + id + " already");

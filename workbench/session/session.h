@@ -210,6 +210,11 @@ private:
                                  const std::vector<Stored>& stored, Matches&& matches);
 };
 
+// A class of the standard model, which every store has.
+inline const Class& standardClass(Session& session, const char* name) {
+    return *session.model().findClass(name);
+}
+
 // The name of an object in messages: "#12 (Item)".
 std::string plainName(const Object& object);
 

@@ -9,10 +9,6 @@ namespace mervane {
 
 namespace {
 
-const Class& classNamed(Session& session, const char* name) {
-    return *session.model().findClass(name);
-}
-
 // What an attachment stands for, with the failure that a wrong one gives.
 std::vector<Attachment> resolved(Session& session, const std::vector<Attachment>& attachments) {
     std::vector<Attachment> list;
@@ -30,7 +26,7 @@ std::vector<Object*> targets(Session& session, const std::vector<Attachment>& at
     for (const Attachment& each : attachments) {
         if (each.type != kTargetAttachment)
             continue;
-        Object& target = session.object(each.object, classNamed(session, "WorkspaceObject"));
+        Object& target = session.object(each.object, standardClass(session, "WorkspaceObject"));
         if (target.isNew())
             throw Failure(kBadValue, "#" + std::to_string(target.tag) +
                                          " must be saved before a process can start on it");
@@ -115,7 +111,7 @@ tag_t findProcessTemplate(Session& session, const std::string& name) {
 
 tag_t createProcess(Session& session, const std::string& name, const std::string& description,
                     tag_t process_template, const std::vector<Attachment>& attachments) {
-    Object& model = session.object(process_template, classNamed(session, "FLOWTemplate"));
+    Object& model = session.object(process_template, standardClass(session, "FLOWTemplate"));
     const Values task_names = session.values(model, "task_names");
     const auto attached = resolved(session, attachments);
     const auto changed = targets(session, attached);

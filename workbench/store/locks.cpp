@@ -74,7 +74,7 @@ private:
 
 // ---- in a file ----
 
-constexpr const char* kTables = R"(
+constexpr const char* kLockTables = R"(
 CREATE TABLE IF NOT EXISTS session(id INTEGER PRIMARY KEY AUTOINCREMENT, user TEXT NOT NULL,
                                    process INTEGER NOT NULL);
 CREATE TABLE IF NOT EXISTS held(object INTEGER PRIMARY KEY, session INTEGER NOT NULL);
@@ -304,7 +304,7 @@ private:
             if (!check.step() || check.text(0) != "ok")
                 throw Failure(kStoreFailure, path_ + " is damaged");
         }
-        connection_->execute(kTables);
+        connection_->execute(kLockTables);
     }
 
     std::string pathOf(std::int64_t session) const {

@@ -10,7 +10,7 @@ namespace mervane {
 
 namespace {
 
-constexpr const char* kTables = R"(
+constexpr const char* kRegistryTables = R"(
 CREATE TABLE meta(name TEXT PRIMARY KEY, value) WITHOUT ROWID;
 CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
 INSERT INTO meta VALUES('format', 'mervane registry');
@@ -24,7 +24,7 @@ void Registry::create(const std::string& path) {
     try {
         Connection connection(path, Connection::Mode::Create);
         Transaction transaction(connection);
-        connection.execute(kTables);
+        connection.execute(kRegistryTables);
         transaction.commit();
     } catch (...) {
         std::error_code ignored;
