@@ -23,8 +23,7 @@ Session& Bench::now() {
 void Bench::createStore(const std::string& path) {
     if (path == ":memory:")
         throw Failure(kStoreFailure, "a store in memory is made by opening it");
-    Store::create(path);
-    Session::ensureOrganisation(Store::open(path));
+    Store::create(path, Session::ensureOrganisation);
 }
 
 Bench::StoreId Bench::openStore(const std::string& path) {

@@ -125,6 +125,8 @@ void Session::save(std::span<Object* const> objects) {
 
     for (Object* object : saving_)
         stamp(*object);
+    if (batch_depth_ > 0)
+        placed_in_batch_.reserve(placed_in_batch_.size() + saving_.size());
     {
         Transaction transaction(store_->connection());
         for (Object* object : saving_)

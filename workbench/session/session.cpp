@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <optional>
 
 #include "workbench/session/bom_window.h"
 #include "workbench/store/store.h"
@@ -176,8 +177,18 @@ Object& Session::create(const Type& type) {
             made->fields[known_.modified_by].values = {Reference{user_}};
         }
     }
-    touched_.insert(made.get());
-    return *cache_.emplace(made->tag, std::move(made)).first->second;
+    const tag_t tag = made->tag;
+    const auto [at, fresh] = cache_.try_emplace(tag, std::move(made));
+    if (!fresh)
+        throw Failure(kStoreFailure, "store " + store_->path() + ": the tag #" +
+                                         std::to_string(tag) + " is given twice, it is damaged");
+    try {
+        touched_.insert(at->second.get());
+    } catch (...) {
+        cache_.erase(at);
+        throw;
+    }
+    return *at->second;
 }
 
 void Session::drop(tag_t tag) {
@@ -243,11 +254,20 @@ std::vector<tag_t> Session::unsavedFiles() const {
 void Session::takeLock(tag_t tag, const Object* object) {
     if (locks_held_.count(tag))
         return;
-    if (const auto owner = store_->locks().take(lock_session_, tag))
-        throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
-                                          " is locked by user " + owner->user + ", process " +
-                                          std::to_string(owner->process));
-    locks_held_.insert(tag);
+    std::optional<LockOwner> owner;
+    try {
+        locks_held_.insert(tag);
+        owner = store_->locks().take(lock_session_, tag);
+    } catch (...) {
+        locks_held_.erase(tag);
+        throw;
+    }
+    if (!owner)
+        return;
+    locks_held_.erase(tag);
+    throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
+                                      " is locked by user " + owner->user + ", process " +
+                                      std::to_string(owner->process));
 }
 
 bool Session::keepNumber(std::uint32_t number) {

@@ -77,6 +77,8 @@ public:
     ~Transaction();
     Transaction(const Transaction&) = delete;
     void commit();
+    // It outlives this object; somebody else ends it. Requires: not inside another one.
+    void leaveOpen() { open_ = false; }
 
 private:
     Connection& connection_;

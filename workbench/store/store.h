@@ -32,8 +32,10 @@ private:
 
 class Store {
 public:
-    // Make a store that isn't there yet. Failure kStoreFailure; nothing is left then.
-    static void create(const std::string& path);
+    // Make a store that isn't there yet; it has its name when `fill` has put into it what belongs
+    // there. Failure; nothing is left then, and what somebody else put there stays.
+    static void create(const std::string& path,
+                       const std::function<void(const std::shared_ptr<Store>&)>& fill = nullptr);
     // ":memory:" makes a fresh one.
     static std::shared_ptr<Store> open(const std::string& path);
     // For one more session: a connection of its own to a store in a file, the same store in memory.

@@ -24,6 +24,10 @@ bool somethingAt(const std::string& path);                    // links aren't fo
 bool regularFileAt(const std::string& path);                  // likewise
 bool removeFile(const std::string& path);                     // others may have it open
 bool rename(const std::string& from, const std::string& to);  // in the place of a file there
+// Rename to where nothing is; EEXIST if there is something, which stays. Files and directories.
+bool place(const std::string& from, const std::string& to);
+// The same on a file system that can't do it in one step: an empty one takes the place first.
+bool placeInTwoSteps(const std::string& from, const std::string& to);
 bool syncDirectory(const std::string& path);
 std::string makeTemporaryDirectory();  // empty: it can't be made
 std::string makeTemporaryFile();       // likewise

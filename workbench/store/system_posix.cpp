@@ -6,6 +6,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "workbench/store/system.h"
 
 namespace mervane::system {
@@ -44,6 +46,39 @@ bool removeFile(const std::string& path) {
 
 bool rename(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool place(const std::string& from, const std::string& to) {
+#if defined(RENAME_NOREPLACE)
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+#endif
+    return placeInTwoSteps(from, to);
+}
+
+// What was reserved is empty, so renaming takes its place; whoever meets it before meets no store.
+bool placeInTwoSteps(const std::string& from, const std::string& to) {
+    struct stat status {};
+    if (::lstat(from.c_str(), &status) != 0)
+        return false;
+    const bool directory = S_ISDIR(status.st_mode);
+    if (directory) {
+        if (::mkdir(to.c_str(), 0700) != 0)
+            return false;
+    } else {
+        const int reserved = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (reserved < 0)
+            return false;
+        ::close(reserved);
+    }
+    if (::rename(from.c_str(), to.c_str()) == 0)
+        return true;
+    const int reason = errno;
+    directory ? ::rmdir(to.c_str()) : ::unlink(to.c_str());
+    errno = reason;
+    return false;
 }
 
 bool syncDirectory(const std::string& path) {

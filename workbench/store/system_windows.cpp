@@ -105,6 +105,14 @@ bool rename(const std::string& from, const std::string& to) {
                              MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
 }
 
+bool place(const std::string& from, const std::string& to) {
+    return check(MoveFileExW(pathOf(from).c_str(), pathOf(to).c_str(), MOVEFILE_WRITE_THROUGH));
+}
+
+bool placeInTwoSteps(const std::string& from, const std::string& to) {
+    return place(from, to);
+}
+
 // Names are on disk when the call that gave them returns.
 bool syncDirectory(const std::string& path) {
     return somethingAt(path);
