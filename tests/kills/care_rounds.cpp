@@ -190,8 +190,12 @@ void CareRounds::backup() {
         sound(copy, "the copy");
     else
         need(!done, "a copy that was made isn't there", "backup");
-    for (const char* suffix : {".part", ".part-wal", ".part-shm", ".part-journal", ".part.volume"})
-        fs::remove_all(copy + suffix);
+    std::vector<fs::path> in_the_making;
+    for (const auto& left : fs::directory_iterator(directory_))
+        if (left.path().filename().string().starts_with("copy.new-"))
+            in_the_making.push_back(left.path());
+    for (const fs::path& left : in_the_making)
+        fs::remove_all(left);
     removeStore(copy);
     for (const auto& left : fs::directory_iterator(directory_))
         need(left.path().filename().string().find("copy") == std::string::npos,

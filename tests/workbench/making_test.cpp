@@ -157,3 +157,51 @@ TEST(Placing, InTwoStepsTakesOnlyAPlaceWhereNothingIs) {
     EXPECT_EQ(namesIn(directory),
               (std::vector<std::string>{"a", "b", "their directory", "theirs"}));
 }
+
+TEST_F(CommitFailure, AMessageNamesStoreOperationAndReasonAndNoStatement) {
+    std::string text;
+    hook_.failWrites(true);
+    EXPECT_EQ(statusOf([&] { newFolder(first_, "none"); }, &text), kStoreFailure);
+    hook_.failWrites(false);
+    EXPECT_EQ(text, "store " + path_ + " can't be changed: disk I/O error");
+    runSql("DROP TABLE preference");
+    EXPECT_EQ(statusOf([] { bench().preferences(); }, &text), kStoreFailure);
+    EXPECT_EQ(text, "store " + path_ + " can't be read: no such table: preference");
+}
+
+// What another process left in the volume has the names that this process would have chosen by its
+// number.
+TEST_F(CommitFailure, FilesOfAProcessWithTheSameNumberAreLeftAlone) {
+    bench().selectSession(first_);
+    std::vector<std::string> theirs;
+    for (int i = 0; i < 100; ++i) {
+        theirs.push_back(path_ + ".volume/new-" + std::to_string(system::processNumber()) + "-" +
+                         std::to_string(i));
+        std::ofstream(theirs.back()) << "theirs";
+    }
+    std::ofstream(directory_ / "a.txt") << "contents";
+    bench().addFile(bench().createDataset("Text", "notes"), "Text", directory_ / "a.txt", "a.txt");
+    for (const std::string& path : theirs) {
+        std::string text;
+        std::ifstream(path) >> text;
+        EXPECT_EQ(text, "theirs") << path;
+    }
+}
+
+TEST(Making, ACopyThatSomebodyElseMakesMeanwhileIsLeftAlone) {
+    const Directory directory;
+    bench().createStore(directory / "plant");
+    const auto store = bench().openStore(directory / "plant");
+    const std::string copy = directory / "copy";
+    {
+        const DatabaseHook hook;
+        hook.beforeNextOpen([&] { bench().backup(store, copy); });
+        EXPECT_EQ(statusOf([&] { bench().backup(store, copy); }), kStoreFailure);
+    }
+    const auto second = bench().openStore(copy);
+    EXPECT_TRUE(bench().check(second, false).empty());
+    bench().closeStore(second);
+    bench().closeStore(store);
+    for (const std::string& name : namesIn(directory))
+        EXPECT_EQ(name.find(".new-"), std::string::npos) << name << " is left";
+}

@@ -57,6 +57,7 @@ public:
             all.push_back(owner);
         return all;
     }
+    bool isOwn(std::int64_t session) const override { return sessions_.count(session) != 0; }
     std::vector<Held> held() override {
         std::vector<Held> all;
         for (const auto& [object, session] : rows_)
@@ -85,11 +86,13 @@ CREATE TABLE IF NOT EXISTS kept_number(number INTEGER PRIMARY KEY, session INTEG
 class FileLocks final : public Locks {
 public:
     explicit FileLocks(const std::string& store_path)
-        : path_(store_path + "-locks"), directory_(store_path + "-sessions") {
-        if (!system::makeDirectory(directory_) && errno != EEXIST)
+        : store_path_(store_path),
+          path_(store_path + "-locks"),
+          directory_(store_path + "-sessions") {
+        if (!system::makeDirectory(directory_, store_path_) && errno != EEXIST)
             throw Failure(kFileFailure,
                           directory_ + " can't be made: " + std::string(std::strerror(errno)));
-        guard_ = system::open(path_ + "-guard", system::Open::Lock);
+        guard_ = system::open(path_ + "-guard", system::Open::Lock, store_path_);
         if (guard_ < 0)
             throw Failure(kFileFailure,
                           path_ + "-guard can't be made: " + std::string(std::strerror(errno)));
@@ -130,7 +133,7 @@ public:
                     id = made.integer(0);
                 made.run();
             }
-            const int file = system::open(pathOf(id), system::Open::Lock);
+            const int file = system::open(pathOf(id), system::Open::Lock, store_path_);
             if (file < 0)
                 throw Failure(kFileFailure,
                               pathOf(id) + " can't be made: " + std::string(std::strerror(errno)));
@@ -245,6 +248,8 @@ public:
         return all;
     }
 
+    bool isOwn(std::int64_t session) const override { return files_.count(session) != 0; }
+
     std::vector<Held> held() override {
         std::vector<Held> all;
         {
@@ -275,7 +280,7 @@ public:
     }
 
 private:
-    std::string path_, directory_;
+    std::string store_path_, path_, directory_;
     std::unique_ptr<Connection> connection_;
     std::map<std::int64_t, int> files_;  // the living sessions of this process
     int guard_ = -1;                     // locked by all who have the tables open
@@ -296,6 +301,10 @@ private:
     }
 
     void connect() {
+        // Made here for those who may use the store. One that is there isn't even opened: closing
+        // it would end the locks of other connections of this process.
+        if (const int made = system::open(path_, system::Open::WriteNew, store_path_); made >= 0)
+            system::close(made);
         connection_ = std::make_unique<Connection>(path_, Connection::Mode::Create);
         connection_->useWriteAheadLog();
         connection_->execute("PRAGMA synchronous=OFF");

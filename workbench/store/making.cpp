@@ -44,7 +44,7 @@ MakingPlace::MakingPlace(const std::string& target) {
     needNothingAt(target);
     do {
         directory_ = target + ".new-" + randomName();
-        if (system::makeDirectory(directory_))
+        if (system::makePrivateDirectory(directory_))
             return;
     } while (errno == EEXIST);
     throw Failure(kFileFailure,

@@ -86,7 +86,7 @@ void Registry::setReachable(bool reachable) {
 void Registry::copyTo(const std::string& path) {
     const MakingPlace place(path);
     const std::string copy = place / "registry";
-    connection_.statement("VACUUM INTO ?").bind(std::string_view(copy)).run();
+    connection_.copyTo(copy);
     place.put("registry", path);
 }
 

@@ -103,7 +103,7 @@ void Store::create(const std::string& path,
     place.put("store", path);
     // Whoever opens the store makes it otherwise, and says then why it can't be made.
     try {
-        Volume(path + ".volume").makeDirectory();
+        Volume(path + ".volume", path).makeDirectory();
     } catch (const Failure&) {
     }
 }

@@ -67,6 +67,9 @@ public:
     void erase(tag_t tag);
     tag_t newTag();
 
+    // What is stored about the contents of a file; nothing if it isn't stored.
+    StoredFile knownFile(tag_t tag);
+
     // ---- finding; by tag ----
     struct Referrer {
         tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
@@ -138,7 +141,8 @@ public:
     // ---- care ----
     // `unsaved_files`: tags of files whose objects sessions of this process haven't saved yet.
     std::vector<CheckFinding> check(bool repair, const std::vector<tag_t>& unsaved_files);
-    void backup(const std::string& path);
+    // Files that are damaged are left out; gives them.
+    std::vector<CheckFinding> backup(const std::string& path);
 
 private:
     struct Shared {
@@ -150,7 +154,9 @@ private:
         std::int64_t model_position = 0;  // last addition that the model knows
         std::vector<Store*> askers;       // any of them can ask for additions
         Shared(const std::string& store_path, bool memory)
-            : path(store_path), in_memory(memory), volume(memory ? "" : store_path + ".volume") {}
+            : path(store_path),
+              in_memory(memory),
+              volume(memory ? "" : store_path + ".volume", memory ? "" : store_path) {}
     };
     std::shared_ptr<Shared> shared_;
     std::unique_ptr<Connection> connection_;

@@ -19,7 +19,10 @@ int processNumber();
 std::tm localTime(std::time_t seconds);
 
 // ---- what has a name ----
-bool makeDirectory(const std::string& path);
+// What is made `like` a file belongs to those who may read and write that one, and nobody else;
+// without one it is what the process's settings say.
+bool makeDirectory(const std::string& path, const std::string& like = "");
+bool makePrivateDirectory(const std::string& path);
 bool somethingAt(const std::string& path);                    // links aren't followed
 bool regularFileAt(const std::string& path);                  // likewise
 bool removeFile(const std::string& path);                     // others may have it open
@@ -36,12 +39,12 @@ std::string makeTemporaryFile();       // likewise
 // No child process inherits it; others may remove and rename it meanwhile.
 enum class Open {
     Read,          // a device or pipe isn't waited for
-    Write,         // made, or emptied if it is there; not through a link
+    ReadInPlace,   // likewise; not through a link
     WriteNew,      // made; refused if there is anything
     Lock,          // made if it isn't there; not through a link
     LockExisting,  // must be there; not through a link
 };
-int open(const std::string& path, Open how);
+int open(const std::string& path, Open how, const std::string& like = "");
 std::FILE* openForAppending(const std::string& path);
 bool isRegular(int file);
 std::ptrdiff_t read(int file, char* bytes, std::size_t size);

@@ -7,9 +7,9 @@
 #include <process.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 
+#include "workbench/store/making.h"
 #include "workbench/store/system.h"
 
 namespace mervane::system {
@@ -54,14 +54,9 @@ HANDLE handleOf(int file) {
 }
 
 std::string freshName() {
-    static std::atomic<unsigned> counter{0};
     std::error_code error;
     const auto directory = std::filesystem::temp_directory_path(error);
-    return error
-               ? ""
-               : (directory / ("mervane-" + std::to_string(_getpid()) + "-" +
-                               std::to_string(GetTickCount64()) + "-" + std::to_string(++counter)))
-                     .string();
+    return error ? "" : (directory / ("mervane-" + randomName())).string();
 }
 
 }  // namespace
@@ -80,8 +75,13 @@ std::tm localTime(std::time_t seconds) {
     return local;
 }
 
-bool makeDirectory(const std::string& path) {
+// Rights come from the directory in which it is made.
+bool makeDirectory(const std::string& path, const std::string&) {
     return check(CreateDirectoryW(pathOf(path).c_str(), nullptr));
+}
+
+bool makePrivateDirectory(const std::string& path) {
+    return makeDirectory(path);
 }
 
 bool somethingAt(const std::string& path) {
@@ -132,16 +132,14 @@ std::string makeTemporaryFile() {
     return path;
 }
 
-int open(const std::string& path, Open how) {
+int open(const std::string& path, Open how, const std::string&) {
     DWORD access = GENERIC_READ;
     DWORD disposition = OPEN_EXISTING;
     DWORD flags = FILE_ATTRIBUTE_NORMAL;
     switch (how) {
         case Open::Read:
             break;
-        case Open::Write:
-            access = GENERIC_WRITE;
-            disposition = CREATE_ALWAYS;
+        case Open::ReadInPlace:
             flags |= FILE_FLAG_OPEN_REPARSE_POINT;
             break;
         case Open::WriteNew:
@@ -167,7 +165,8 @@ int open(const std::string& path, Open how) {
     }
     const int file =
         _open_osfhandle(reinterpret_cast<std::intptr_t>(handle),
-                        _O_BINARY | _O_NOINHERIT | (how == Open::Read ? _O_RDONLY : _O_RDWR));
+                        _O_BINARY | _O_NOINHERIT |
+                            (how == Open::Read || how == Open::ReadInPlace ? _O_RDONLY : _O_RDWR));
     if (file < 0)
         CloseHandle(handle);
     return file;
@@ -181,7 +180,7 @@ bool isRegular(int file) {
     BY_HANDLE_FILE_INFORMATION info;
     return GetFileType(handleOf(file)) == FILE_TYPE_DISK &&
            GetFileInformationByHandle(handleOf(file), &info) != 0 &&
-           (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+           (info.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0;
 }
 
 std::ptrdiff_t read(int file, char* bytes, std::size_t size) {
