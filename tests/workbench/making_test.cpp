@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fstream>
+#include <sstream>
 
 #include "platform/mv_reg.h"
 #include "tests/workbench/database_hook.h"
@@ -204,4 +205,77 @@ TEST(Making, ACopyThatSomebodyElseMakesMeanwhileIsLeftAlone) {
     bench().closeStore(store);
     for (const std::string& name : namesIn(directory))
         EXPECT_EQ(name.find(".new-"), std::string::npos) << name << " is left";
+}
+
+// What a power failure would leave at this moment: files as they are, without shared memory.
+class AfterAFailedSync : public CommitFailure {
+protected:
+    void SetUp() override {
+        CommitFailure::SetUp();
+        bench().selectSession(first_);
+        item_ = bench().createItem("1", "old", "", "A", nullptr);
+        dataset_ = bench().createDataset("Text", "notes");
+        std::ofstream(directory_ / "a.txt") << "contents";
+    }
+    void failSyncs(bool fail) { hook_.failSyncs(fail ? "plant-wal" : ""); }
+    std::string image() {
+        const std::string copy = directory_ / "image";
+        for (const char* suffix : {"", "-wal", ".volume"})
+            std::filesystem::copy(path_ + suffix, copy + suffix,
+                                  std::filesystem::copy_options::recursive);
+        return copy;
+    }
+    tag_t item_ = NULLTAG, dataset_ = NULLTAG;
+};
+
+TEST_F(AfterAFailedSync, TheSessionSaysSoAndIsOfNoUseUntilItIsOpenedAnew) {
+    ASSERT_EQ(OBJ_refresh(item_, true), 0);
+    ASSERT_EQ(setName(item_, "new"), 0);
+    failSyncs(true);
+    EXPECT_EQ(OBJ_save(item_), kStoreFailure);
+    EXPECT_NE(bench().errorStack().back().text.find("may be stored"), std::string::npos)
+        << bench().errorStack().back().text;
+    failSyncs(false);
+    // Neither a second try nor what is in the session's memory.
+    EXPECT_EQ(OBJ_save(item_), kStoreFailure);
+    EXPECT_EQ(OBJ_load(item_), kStoreFailure);
+    EXPECT_NE(bench().errorStack().back().text.find("Open it anew"), std::string::npos)
+        << bench().errorStack().back().text;
+    EXPECT_EQ(statusOf([&] { bench().get(item_, "object_name"); }), kStoreFailure);
+    bench().closeSession(first_);
+    bench().openSession(store_, {});
+    ASSERT_EQ(OBJ_refresh(item_, true), 0);
+    ASSERT_EQ(setName(item_, "newer"), 0);
+    EXPECT_EQ(OBJ_save(item_), 0);
+    EXPECT_TRUE(bench().check(store_, false).empty());
+}
+
+TEST_F(AfterAFailedSync, AFileWhoseObjectMayBeStoredStays) {
+    failSyncs(true);
+    std::string text;
+    EXPECT_EQ(
+        statusOf([&] { bench().addFile(dataset_, "Text", directory_ / "a.txt", "a.txt"); }, &text),
+        kStoreFailure);
+    EXPECT_NE(text.find("may be stored"), std::string::npos) << text;
+    failSyncs(false);
+    bench().closeSession(first_);
+    const auto store = bench().openStore(image());
+    EXPECT_EQ(errorsIn(bench().check(store, false)), std::vector<std::string>{});
+    bench().closeStore(store);
+}
+
+TEST_F(AfterAFailedSync, AnImportWhoseFilesMayBeStoredKeepsThem) {
+    std::istringstream world(R"({"world": 1, "datasets": [{"label": "a", "type": "Text",
+        "name": "imported",
+        "files": [{"reference": "Text", "name": "b.txt", "text": "contents"}]}]})");
+    failSyncs(true);
+    EXPECT_EQ(statusOf([&] { bench().importWorld(world, "world.json"); }), kStoreFailure);
+    failSyncs(false);
+    bench().closeSession(first_);
+    const auto store = bench().openStore(image());
+    bench().openSession(store, {});
+    // The image has the commit that wasn't synchronised, so the file has to be there, too.
+    EXPECT_EQ(bench().find({"imported", "", "", 0}).size(), 1u);
+    EXPECT_EQ(errorsIn(bench().check(store, false)), std::vector<std::string>{});
+    bench().closeStore(store);
 }

@@ -48,7 +48,7 @@ ImportReport WorldImport::run() {
     } catch (...) {
         session_.rollbackBatch();
         for (tag_t file : kept_files_)
-            store().volume().remove(file);
+            store().discardFile(file);
         throw;
     }
     registerShared();

@@ -17,6 +17,7 @@ Session* current = nullptr;
 Session& currentSession() {
     if (!current)
         throw Failure(kNoSession, "open a session first");
+    current->store().needSound();
     return *current;
 }
 
@@ -69,7 +70,7 @@ Session::~Session() {
     if (batch_depth_ > 0)
         rollbackBatch();
     for (const tag_t file : unsavedFiles())
-        store_->volume().remove(file);
+        store_->discardFile(file);
     store_->locks().close(lock_session_);
     if (current == this)
         current = nullptr;
@@ -202,7 +203,7 @@ void Session::drop(tag_t tag) {
 void Session::unload(tag_t tag) {
     const auto at = cache_.find(tag);
     if (at != cache_.end() && at->second->isNew() && at->second->isA(*known_.file))
-        store_->volume().remove(tag);
+        store_->discardFile(tag);
     drop(tag);
     giveLock(tag);
 }
@@ -236,7 +237,7 @@ void Session::refresh(Object& object, bool with_lock) {
 
 void Session::forgetAll() {
     for (const tag_t file : unsavedFiles())
-        store_->volume().remove(file);
+        store_->discardFile(file);
     touched_.clear();
     cache_.clear();
 }
@@ -346,7 +347,7 @@ void Session::rollbackBatch() {
     forgetAll();
     // Before their tags go back: another session may give them to files of its own.
     for (const tag_t file : std::exchange(placed_in_batch_, {}))
-        store_->volume().remove(file);
+        store_->discardFile(file);
     store_->rollbackBatch();
     removed_in_batch_.clear();
 }

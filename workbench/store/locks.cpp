@@ -8,6 +8,7 @@
 #include "workbench/model/status.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/system.h"
+#include "workbench/store/waiting.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -99,13 +100,11 @@ public:
         try {
             const bool alone = system::lockExclusive(guard_);
             // One that is alone at this moment ends connecting first.
-            if (!alone && !system::lockShared(guard_))
-                throw Failure(kFileFailure, path_ + "-guard can't be locked: " +
-                                                std::string(std::strerror(errno)));
+            if (!alone)
+                waitForSharedLock(guard_, path_ + "-guard");
             connectOrMakeAnew(alone);
-            if (alone && !system::lockShared(guard_))
-                throw Failure(kFileFailure, path_ + "-guard can't be locked: " +
-                                                std::string(std::strerror(errno)));
+            if (alone)
+                waitForSharedLock(guard_, path_ + "-guard");
         } catch (...) {
             system::close(guard_);
             throw;
@@ -139,12 +138,24 @@ public:
                               pathOf(id) + " can't be made: " + std::string(std::strerror(errno)));
             if (system::lockExclusive(file)) {
                 // Committed only now: whoever sees the row finds the file locked.
-                transaction.commit();
-                files_[id] = file;
+                try {
+                    files_[id] = file;
+                    transaction.commit();
+                } catch (...) {
+                    files_.erase(id);
+                    system::close(file);
+                    throw;
+                }
                 return id;
             }
-            system::close(
-                file);  // a living session of lock tables that are gone: take the next number
+            // A living session of lock tables that are gone has it: take the next number.
+            const int reason = errno;
+            system::close(file);
+            if (reason != EAGAIN) {
+                system::removeFile(pathOf(id));
+                throw Failure(kFileFailure,
+                              pathOf(id) + " can't be locked: " + std::strerror(reason));
+            }
         }
     }
 
@@ -325,7 +336,7 @@ private:
         if (file < 0)
             return errno != ENOENT;  // a file that can't be looked at may be a living session's
         // Shared, so that two who look at once don't take each other for the session.
-        const bool locked = !system::tryLockShared(file);
+        const bool locked = !system::lockShared(file);
         system::close(file);
         return locked;
     }

@@ -64,13 +64,18 @@ public:
     std::int64_t changes() const;
     bool inTransaction() const;
     // The operation is told as "can't be read" tells it; the text of a statement never is.
-    [[noreturn]] void fail(const char* operation) const;
+    // When nobody knows whether a change reached the disk, the connection is of no use afterwards.
+    [[noreturn]] void fail(const char* operation);
+    bool isBroken() const { return broken_; }
+    // Failure kStoreFailure if it is.
+    void needSound() const;
     const std::string& path() const { return path_; }
     sqlite3* raw() const { return database_; }
 
 private:
     std::string path_;
     sqlite3* database_ = nullptr;
+    bool broken_ = false;
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 

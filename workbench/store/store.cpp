@@ -164,6 +164,17 @@ Store::~Store() {
         shared_->model.onMiss([other = shared_->askers.back()] { return other->loadAdditions(); });
 }
 
+void Store::needSound() const {
+    connection_->needSound();
+    if (registry_connection_)
+        registry_connection_->needSound();
+}
+
+void Store::discardFile(tag_t tag) noexcept {
+    if (!connection_->isBroken())
+        volume().remove(tag);
+}
+
 // ---- objects ----
 
 bool Store::exists(tag_t tag) {
@@ -409,9 +420,13 @@ void Store::rollbackBatch() noexcept {
     try {
         if (connection_->inTransaction())
             connection_->statement("ROLLBACK").run();
-        model().backTo(batch_mark_);
     } catch (...) {
         // Closing the connection undoes what is left.
+    }
+    try {
+        model().backTo(batch_mark_);
+    } catch (...) {
+        // No memory: the process knows more types than the store.
     }
     shared_->model_position = batch_position_;
     next_tag_ = tags_end_ = 0;

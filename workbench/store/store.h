@@ -48,6 +48,11 @@ public:
     Model& model() { return shared_->model; }
     Volume& volume() { return shared_->volume; }
     Locks& locks() { return *shared_->locks; }
+    // Failure kStoreFailure if it isn't known whether an earlier change is stored.
+    void needSound() const;
+    // Take out the file of an object that isn't stored. It stays if nobody knows whether the object
+    // is: a file without an object is no damage, the other way round is.
+    void discardFile(tag_t tag) noexcept;
 
     // ---- objects ----
     // False: there is none. `head` gets type and version, `value` attribute, index and cell.

@@ -51,10 +51,11 @@ std::ptrdiff_t read(int file, char* bytes, std::size_t size);
 std::ptrdiff_t write(int file, const char* bytes, std::size_t size);
 bool sync(int file);
 bool close(int file);
-// A lock of this opening of the file, gone with it. An exclusive one is never waited for and takes
-// the place of a shared one, and the other way round.
+// A lock of this opening of the file, gone with it, never waited for: EAGAIN if another opening has
+// it. An exclusive one takes the place of a shared one, and the other way round.
 bool lockExclusive(int file);
 bool lockShared(int file);
-bool tryLockShared(int file);  // not waited for
+// The process that has this file locked, by whatever kind of lock, for itself alone; 0: unknown.
+int lockHolder(const std::string& path);
 
 }  // namespace mervane::system

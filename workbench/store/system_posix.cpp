@@ -4,9 +4,13 @@
 #include <stdlib.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 
 #include "workbench/store/system.h"
 
@@ -204,11 +208,27 @@ bool lockExclusive(int file) {
 }
 
 bool lockShared(int file) {
-    return ::flock(file, LOCK_SH) == 0;
+    return ::flock(file, LOCK_SH | LOCK_NB) == 0;
 }
 
-bool tryLockShared(int file) {
-    return ::flock(file, LOCK_SH | LOCK_NB) == 0;
+// From the system's list: "1: FLOCK  ADVISORY  WRITE 123 08:01:4567 0 EOF".
+int lockHolder(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        return 0;
+    char file[64];
+    std::snprintf(file, sizeof file, "%02x:%02x:%llu", major(status.st_dev), minor(status.st_dev),
+                  static_cast<unsigned long long>(status.st_ino));
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        std::istringstream words(line);
+        std::string number, kind, advisory, how, where;
+        int process = 0;
+        if (words >> number >> kind >> advisory >> how >> process >> where && how == "WRITE" &&
+            where == file)
+            return process;
+    }
+    return 0;
 }
 
 }  // namespace mervane::system

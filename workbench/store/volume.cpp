@@ -10,6 +10,7 @@
 #include "workbench/store/making.h"
 #include "workbench/store/sha256.h"
 #include "workbench/store/system.h"
+#include "workbench/store/waiting.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -338,10 +339,13 @@ Volume::Hold::Hold(const Volume& volume) : volume_(volume) {
     if (volume.directory_.empty())
         return;
     descriptor_ = system::open(volume.holdPath(), system::Open::Lock, volume.like_);
-    if (descriptor_ < 0 || !system::lockShared(descriptor_)) {
-        if (descriptor_ >= 0)
-            system::close(descriptor_);
-        fail(volume.holdPath(), "can't be locked");
+    if (descriptor_ < 0)
+        fail(volume.holdPath(), "can't be opened");
+    try {
+        waitForSharedLock(descriptor_, volume.holdPath());
+    } catch (...) {
+        system::close(descriptor_);
+        throw;
     }
 }
 
