@@ -21,8 +21,8 @@ namespace {
 // Owner, group and mode of the file `like`; a directory may be entered by who may read it. What the
 // file system refuses stays as it was made, which is no more.
 void giveModeOf(const std::string& like, int file) {
-    struct stat wanted {
-    }, own{};
+    struct stat wanted {};
+    struct stat own {};
     if (::stat(like.c_str(), &wanted) != 0 || ::fstat(file, &own) != 0)
         return;
     mode_t mode = wanted.st_mode & 0666U;
