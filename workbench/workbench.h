@@ -135,8 +135,9 @@ public:
     virtual void closeStore(StoreId store) = 0;
     // Integrity of store and volume. With repair, files that no object owns are removed.
     virtual std::vector<CheckFinding> check(StoreId store, bool repair) = 0;
-    // A consistent copy at a path that doesn't exist yet, while others write.
-    virtual void backup(StoreId store, const std::string& path) = 0;
+    // A consistent copy at a path that doesn't exist yet, while others write. Stored files that are
+    // damaged are left out of it; gives them.
+    virtual std::vector<CheckFinding> backup(StoreId store, const std::string& path) = 0;
 
     // ---- sessions ----
     // Open a session; it becomes the current one.
@@ -229,7 +230,8 @@ public:
 
     // Import and export; an import is all or nothing.
     virtual ImportReport importWorld(std::istream& in, const std::string& source_name) = 0;
-    virtual void exportWorld(std::ostream& out) = 0;
+    // Gives the stored files that are damaged; their contents are left out.
+    virtual std::vector<CheckFinding> exportWorld(std::ostream& out) = 0;
     virtual ImportReport importStep(std::istream& in, const std::string& source_name) = 0;
 
     // ---- the stream of a service call, the error stack, the heap ----

@@ -49,8 +49,8 @@ MV_API int ART_rev_list_bom_view_revs(tag_t revision, int* count, tag_t** bvrs);
 MV_API int ART_find_revision(tag_t item, const char* revId, tag_t* revision);
 
 // Set the revision id of a locked or new revision, at most 128 bytes; OBJ_save stores it.
-// Returns: 0; a failing status without the lock, for a longer id, one that another revision of the
-// item has, or a tag that is no revision. The old id then stays.
+// Returns: 0; a failing status without the lock, for an empty or longer id, one that another
+// revision of the item has, or a tag that is no revision. The old id then stays.
 MV_API int ART_set_rev_id(tag_t revision, const char* newId);
 
 // A new item of the class with its first revision and the master forms of both. Nothing is stored

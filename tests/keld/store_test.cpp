@@ -139,3 +139,78 @@ TEST_F(Store, CheckFindsAMissingFileOfTheVolume) {
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_THAT(result.out, HasSubstr("error"));
 }
+
+#if !defined(_WIN32)
+TEST_F(Store, WhatBelongsToAStoreOfItsOwnerIsReadByNobodyElse) {
+    done({"init"});
+    fs::permissions(path("keld.db"), fs::perms::owner_read | fs::perms::owner_write);
+    fs::remove_all(path("keld.db.volume"));
+    done({"load", world});
+    done({"backup", "copy.db"});
+    done({"export", "all.json"});
+    done({"status", "set", "000100/A", "Released", "--cfg", KELD_SOURCE_DIR "/tests/keld/config"});
+    ASSERT_TRUE(fs::exists(path("keld.log")));
+    for (const auto& entry : fs::recursive_directory_iterator(directory())) {
+        if (entry.path().filename() == ".out" || entry.path().filename() == ".err")
+            continue;  // of the test
+        EXPECT_EQ(entry.status().permissions() & (fs::perms::group_all | fs::perms::others_all),
+                  fs::perms::none)
+            << entry.path();
+    }
+}
+#endif
+
+TEST_F(Store, AnExportLeavesNothingBesideItself) {
+    done({"init"});
+    done({"export", "all.json"});
+    done({"export", "all.json", "--force"});
+    EXPECT_EQ(keld({"export", "no/all.json"}).exit_code, 1);
+    for (const auto& entry : fs::directory_iterator(directory()))
+        EXPECT_EQ(entry.path().string().find(".part"), std::string::npos) << entry.path();
+}
+
+TEST_F(Store, AMessageOfADamagedStoreShowsNoStatement) {
+    writeFile(path("keld.db"), "SQLite format 3" + std::string(5000, '\0'));
+    const Result result = keld({"find", "*"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("keld.db"));
+    for (const char* word : {"SELECT", "PRAGMA", "INSERT", "UPDATE"})
+        EXPECT_THAT(result.err, testing::Not(HasSubstr(word)));
+}
+
+TEST_F(Store, ADamagedFileIsToldByCatBackupAndExportAndTheRestIsCopied) {
+    done({"init"});
+    writeFile(path("world.json"), R"({"world": 1, "datasets": [
+        {"label": "a", "type": "Text", "name": "first",
+         "files": [{"reference": "Text", "name": "a.txt", "text": "one"}]},
+        {"label": "b", "type": "Text", "name": "second",
+         "files": [{"reference": "Text", "name": "b.txt", "text": "two"}]}]})");
+    done({"load", "world.json"});
+    int changed = 0;
+    for (const auto& entry : fs::directory_iterator(path("keld.db.volume")))
+        if (readFile(entry.path()) == "one") {
+            writeFile(entry.path(), "own");
+            ++changed;
+        }
+    ASSERT_EQ(changed, 1);
+    const auto found = done({"find", "first", "--json"}).json();
+    const Result shown = keld({"cat", "#" + std::to_string(int(found["found"][0]["tag"]))});
+    EXPECT_EQ(shown.exit_code, 1);
+    EXPECT_EQ(shown.out, "");
+    EXPECT_THAT(shown.err, HasSubstr("a.txt"));
+    const Result copied = keld({"backup", "copy.db"});
+    EXPECT_EQ(copied.exit_code, 1);
+    EXPECT_THAT(copied.err, HasSubstr("a.txt"));
+    EXPECT_THAT(copied.out, HasSubstr("without 1 file"));
+    EXPECT_EQ(keld({"backup", "copy2.db", "--json"}).json()["damaged"].size(), 1U);
+    const Result exported = keld({"export", "all.json"});
+    EXPECT_EQ(exported.exit_code, 1);
+    EXPECT_THAT(exported.err, HasSubstr("a.txt"));
+    for (const char* text : {"\"two\"", "first"})
+        EXPECT_THAT(readFile(path("all.json")), HasSubstr(text));
+    const auto second = done({"find", "second", "--store", "copy.db", "--json"}).json();
+    EXPECT_EQ(
+        done({"cat", "#" + std::to_string(int(second["found"][0]["tag"])), "--store", "copy.db"})
+            .out,
+        "two");
+}

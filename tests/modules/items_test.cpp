@@ -163,6 +163,7 @@ TEST_F(Items, RenameARevisionUnderItsLock) {
     OBJ_lock(made.revision);
     EXPECT_EQ(ART_set_rev_id(made.revision, "B"), kDuplicateId);
     EXPECT_EQ(ART_set_rev_id(made.revision, std::string(129, 'x').c_str()), kTooLong);
+    EXPECT_EQ(ART_set_rev_id(made.revision, ""), kBadValue);
     EXPECT_EQ(ART_set_rev_id(made.revision, "A"), 0);
     EXPECT_EQ(ART_set_rev_id(made.revision, "C"), 0);
     EXPECT_EQ(OBJ_save(made.revision), 0);
@@ -183,6 +184,15 @@ TEST_F(Items, ListTheirStructures) {
     EXPECT_EQ(ART_list_bom_views(parent.item, &count, &list), 0);
     EXPECT_EQ(taken(count, list).size(), 1u);
     EXPECT_EQ(blocks(), 0u);
+}
+
+TEST_F(Items, ARevisionIsNotStoredWithAnEmptyId) {
+    const auto made = part("1");
+    ASSERT_EQ(OBJ_refresh(made.revision, true), 0);
+    ASSERT_EQ(OBJ_set_value_string(made.revision, "item_revision_id", ""), 0);
+    EXPECT_EQ(OBJ_save(made.revision), kBadValue);
+    ASSERT_EQ(OBJ_refresh(made.revision, true), 0);
+    EXPECT_EQ(buffer(ART_ask_rev_id, made.revision), "A");
 }
 
 }  // namespace mervane::test

@@ -54,11 +54,17 @@ TEST_F(Backup, TheCopyHasObjectsDefinitionsAndFiles) {
 
 TEST_F(Backup, AnExistingPathIsRefusedAndNothingIsLeft) {
     std::ofstream(directory_ / "copy") << "mine";
+    std::filesystem::create_directory(directory_ / "second.volume");
     EXPECT_EQ(statusOf([&] { bench().backup(store_, directory_ / "copy"); }), kStoreFailure);
+    EXPECT_EQ(statusOf([&] { bench().backup(store_, directory_ / "second"); }), kStoreFailure);
     EXPECT_EQ(std::filesystem::file_size(directory_ / "copy"), 4u);
     EXPECT_NE(statusOf([&] { bench().backup(store_, directory_ / "nowhere/copy"); }), 0);
-    EXPECT_FALSE(std::filesystem::exists(directory_ / "copy.part"));
-    EXPECT_FALSE(std::filesystem::exists(directory_ / "copy.part.volume"));
+    for (const auto& entry : std::filesystem::directory_iterator(directory_.path())) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_EQ(name.find(".new-"), std::string::npos) << name;
+        EXPECT_NE(name, "copy.volume");
+        EXPECT_NE(name, "second");
+    }
 }
 
 TEST_F(Backup, CopiesMadeWhileAnotherProcessSavesAreConsistent) {

@@ -85,6 +85,19 @@ TEST_F(Check, AFileThatASessionHasNotSavedYetIsLeftAlone) {
     EXPECT_TRUE(check().empty());
 }
 
+// As one of another container may be that has the same number as this process.
+TEST_F(Check, AFileThatAProcessWithTheSameNumberHasNotSavedYetIsLeftAlone) {
+    const auto other = bench().openStore(path_);
+    bench().openSession(other, {});
+    tag_t file = NULLTAG;
+    int descriptor = 0;
+    ASSERT_EQ(FIL_import_file((directory_ / "a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
+    EXPECT_TRUE(mentions(check(true), "other sessions are at work"));
+    ASSERT_EQ(OBJ_save(file), 0);
+    EXPECT_TRUE(check().empty());
+    bench().closeStore(other);
+}
+
 TEST_F(Check, AFileWhoseObjectIsStoredDuringTheRepairIsKept) {
     const std::string type =
         "SELECT tag, type, 1 FROM (SELECT (SELECT value FROM meta WHERE name='next_tag') - 1 AS "

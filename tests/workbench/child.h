@@ -15,11 +15,11 @@ namespace mervane::test {
 
 class Child {
 public:
-    explicit Child(const std::vector<std::string>& arguments) {
+    explicit Child(const std::vector<std::string>& arguments, const char* program = WRITER) {
         int in[2], out[2];
         if (::pipe2(in, O_CLOEXEC) != 0 || ::pipe2(out, O_CLOEXEC) != 0)
             throw std::runtime_error("no pipe");
-        std::vector<char*> list{const_cast<char*>(WRITER)};
+        std::vector<char*> list{const_cast<char*>(program)};
         for (const std::string& argument : arguments)
             list.push_back(const_cast<char*>(argument.c_str()));
         list.push_back(nullptr);
@@ -27,7 +27,7 @@ public:
         if (process_ == 0) {
             ::dup2(in[0], STDIN_FILENO);
             ::dup2(out[1], STDOUT_FILENO);
-            ::execv(WRITER, list.data());
+            ::execv(program, list.data());
             ::_exit(127);
         }
         ::close(in[0]);

@@ -1,3 +1,5 @@
+#include <sstream>
+
 #include "platform/mv_cko.h"
 #include "platform/mv_rls.h"
 #include "tests/workbench/support.h"
@@ -152,4 +154,38 @@ TEST_P(Rights, ACheckOutBindsOtherUsersUnderTheBypassToo) {
     bench().checkIn(item_);
     use(second);
     EXPECT_EQ(OBJ_refresh(item_, true), 0);
+}
+
+TEST_P(Rights, IdsAndGroupNamesHaveNothingThatACommandProcessorReads) {
+    const std::string read = "\"'`$&|;<>()[]{}*?!\\~#%^\n\t\r\x1B\x7F";
+    for (const char each : read) {
+        const std::string name = std::string("u") + each + "x";
+        std::string text;
+        EXPECT_EQ(statusOf([&] { bench().createUser(name, "", "dba"); }, &text), kBadValue) << name;
+        EXPECT_NE(text.find("user id"), std::string::npos) << text;
+        EXPECT_EQ(text.find(each > ' ' && each != '\x7F' ? '\0' : each), std::string::npos)
+            << "control characters aren't shown as they are";
+        EXPECT_EQ(statusOf([&] { bench().createGroup(name, ""); }, &text), kBadValue) << name;
+        EXPECT_NE(text.find("group name"), std::string::npos) << text;
+    }
+    for (const char* name :
+         {"anna.mueller", "a_b-c+d", "m\xC3\xBCller", "u@plant", "Design 2", "a/b"}) {
+        EXPECT_NE(bench().createUser(name, "", "dba"), NULLTAG) << name;
+        EXPECT_NE(bench().createGroup(name, ""), NULLTAG) << name;
+    }
+}
+
+TEST_P(Rights, NoSuchIdOrNameIsImported) {
+    const char* const parts[] = {
+        R"("users": [{"id": "u;id>X;", "group": "dba"}])",
+        R"("groups": [{"name": "g`id`"}])",
+        R"("objects": [{"label": "o1", "type": "User", "values": {"user_id": "u|id"}}])",
+        R"("objects": [{"label": "o1", "type": "Group", "values": {"group_name": "g\u001b[31m"}}])",
+    };
+    for (const std::string part : parts) {
+        std::istringstream in(R"({"world": 1, )" + part + "}");
+        std::string text;
+        EXPECT_NE(statusOf([&] { bench().importWorld(in, "world.json"); }, &text), 0) << part;
+        EXPECT_NE(text.find("can't have the character"), std::string::npos) << text;
+    }
 }

@@ -91,7 +91,6 @@ TEST_F(StoreFailure, ABackupThatDoesntFitLeavesNothing) {
         const FullDisk full(20000);
         EXPECT_NE(statusOf([&] { bench().backup(store_, directory_ / "copy"); }), 0);
     }
-    EXPECT_FALSE(std::filesystem::exists(directory_ / "copy"));
-    EXPECT_FALSE(std::filesystem::exists(directory_ / "copy.part"));
-    EXPECT_FALSE(std::filesystem::exists(directory_ / "copy.volume"));
+    for (const auto& entry : std::filesystem::directory_iterator(directory_.path()))
+        EXPECT_EQ(entry.path().filename().string().find("copy"), std::string::npos) << entry.path();
 }

@@ -52,6 +52,7 @@ void Context::open() {
 void Context::reopen(const std::string& path) {
     close();
     store_ = workbench().openStore(path);
+    limitRights(path);
     try {
         workbench().openSession(*store_, {globals_.user, globals_.group});
     } catch (const mervane::Failure& failure) {
@@ -112,6 +113,15 @@ void Context::print(const std::string& text) const {
 
 void Context::note(const std::string& text) const {
     std::cerr << "keld: " << text << "\n";
+}
+
+Json noteDamaged(const Context& context, const std::vector<mervane::CheckFinding>& damaged) {
+    Json texts = Json::array();
+    for (const mervane::CheckFinding& each : damaged) {
+        texts.push_back(each.text);
+        context.note(each.text);
+    }
+    return texts;
 }
 
 tag_t Context::object(const std::string& name) const {

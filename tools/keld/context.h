@@ -80,6 +80,9 @@ private:
     std::optional<mervane::Workbench::StoreId> store_;
 };
 
+// Tell on standard error which stored files are damaged; their texts.
+Json noteDamaged(const Context& context, const std::vector<mervane::CheckFinding>& damaged);
+
 using Action = std::function<int(Context&)>;
 
 // Verbs: each group adds its own; the one that the command line names is left in `chosen`.

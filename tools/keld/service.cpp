@@ -275,7 +275,7 @@ PrivateCopy::PrivateCopy(Context& context) : context_(context) {
         const std::string store = (pathOf(directory_) / "keld.db").string();
         {
             const Progress progress("copying the store");
-            context.workbench().backup(context.store(), store);
+            noteDamaged(context, context.workbench().backup(context.store(), store));
         }
         const std::string registry = context.workbench().registryPath().empty()
                                          ? ""

@@ -28,14 +28,18 @@ bool canWrite(const std::string& path);
 std::string makeTemporaryDirectory(const std::string& prefix);
 std::string makeTemporaryFile(const std::string& prefix);
 
+// A new, empty file beside the path under a name that nobody else has. Failure: CommandError.
+std::string makeFileBeside(const std::string& path);
+// From here on nobody may read or write what this process and its programs make who may not do so
+// with the file at the path.
+void limitRights(const std::string& path);
+
 // Name of the device that swallows everything.
 extern const char* const kNullDevice;
 // Send standard output to a file (made anew) or, without a path, to standard error. Gives what
 // restoreOutput needs. Failure: CommandError.
 int redirectOutput(const std::string& path);
 void restoreOutput(int kept) noexcept;
-
-int processNumber();
 
 // A function by its undecorated name in the modules of this process; null: none exports it.
 void* findFunction(const std::string& name);

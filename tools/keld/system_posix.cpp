@@ -2,9 +2,12 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 
 #include "tools/keld/context.h"
@@ -65,6 +68,27 @@ std::string makeTemporaryFile(const std::string& prefix) {
     return pattern;
 }
 
+std::string makeFileBeside(const std::string& path) {
+    std::string pattern = path + ".part-XXXXXX";
+    const int file = mkstemp(pattern.data());
+    if (file < 0)
+        throw CommandError("can't write " + path + ": " + std::strerror(errno));
+    // As any new file of this process.
+    const mode_t mask = umask(0);
+    umask(mask);
+    fchmod(file, 0666 & ~mask);
+    ::close(file);
+    return pattern;
+}
+
+void limitRights(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0)
+        return;
+    const mode_t denied = ~status.st_mode & 0666U;
+    umask(umask(0777) | denied | ((denied & 0444U) >> 2U));
+}
+
 int redirectOutput(const std::string& path) {
     const int file = path.empty()
                          ? STDERR_FILENO
@@ -83,10 +107,6 @@ int redirectOutput(const std::string& path) {
 void restoreOutput(int kept) noexcept {
     dup2(kept, STDOUT_FILENO);
     ::close(kept);
-}
-
-int processNumber() {
-    return ::getpid();
 }
 
 void* findFunction(const std::string& name) {

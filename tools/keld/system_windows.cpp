@@ -8,9 +8,12 @@
 #include <shellapi.h>
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <random>
 
 #include "tools/keld/context.h"
 #include "tools/keld/system.h"
@@ -46,11 +49,16 @@ std::string narrow(std::wstring_view text) {
     return result;
 }
 
+// No two processes choose the same, whatever their numbers are.
+std::string randomName() {
+    std::random_device source;
+    char text[17];
+    std::snprintf(text, sizeof text, "%08x%08x", source(), source());
+    return text;
+}
+
 fs::path freshPath(const std::string& prefix) {
-    static unsigned counter = 0;
-    return fs::temp_directory_path() /
-           wide(prefix + "-" + std::to_string(GetCurrentProcessId()) + "-" +
-                std::to_string(GetTickCount64()) + "-" + std::to_string(++counter));
+    return fs::temp_directory_path() / wide(prefix + "-" + randomName());
 }
 
 }  // namespace
@@ -114,6 +122,25 @@ std::string makeTemporaryFile(const std::string& prefix) {
     return path.string();
 }
 
+std::string makeFileBeside(const std::string& path) {
+    for (int tries = 0; tries < 100; ++tries) {
+        const std::string beside = path + ".part-" + randomName();
+        const int file =
+            _wopen(wide(beside).c_str(), _O_WRONLY | _O_CREAT | _O_EXCL, _S_IREAD | _S_IWRITE);
+        if (file >= 0) {
+            _close(file);
+            return beside;
+        }
+        if (errno != EEXIST)
+            break;
+    }
+    throw CommandError("can't write " + path + ": " + std::strerror(errno));
+}
+
+// Rights come from the directory in which something is made.
+void limitRights(const std::string&) {
+}
+
 int redirectOutput(const std::string& path) {
     const int file =
         path.empty() ? kError
@@ -133,10 +160,6 @@ int redirectOutput(const std::string& path) {
 void restoreOutput(int kept) noexcept {
     _dup2(kept, kOutput);
     _close(kept);
-}
-
-int processNumber() {
-    return static_cast<int>(GetCurrentProcessId());
 }
 
 void* findFunction(const std::string& name) {

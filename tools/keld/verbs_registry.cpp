@@ -7,6 +7,7 @@
 #include "platform/mv_reg.h"
 #include "tools/keld/context.h"
 #include "tools/keld/platform_text.h"
+#include "tools/keld/system.h"
 
 namespace keld {
 
@@ -36,12 +37,24 @@ int showRegistry(Context& context) {
     return kExitDone;
 }
 
+// False: there is one. Somebody else may be making it at this moment.
+bool madeRegistry(Context& context, const std::string& path) {
+    std::error_code ignored;
+    if (fs::exists(pathOf(path), ignored))
+        return false;
+    try {
+        context.workbench().createRegistry(path);
+        return true;
+    } catch (const mervane::Failure&) {
+        if (fs::exists(pathOf(path), ignored))
+            return false;
+        throw;
+    }
+}
+
 int use(Context& context, const std::string& path) {
     context.open();
-    std::error_code ignored;
-    const bool fresh = !path.empty() && !fs::exists(path, ignored);
-    if (fresh)
-        context.workbench().createRegistry(path);
+    const bool fresh = !path.empty() && madeRegistry(context, path);
     context.workbench().useRegistry(path);
     const std::string used = context.workbench().registryPath();
     context.document = {{"registry", used.empty() ? Json() : Json(used)}, {"made", fresh}};

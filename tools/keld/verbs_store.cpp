@@ -50,14 +50,19 @@ int check(Context& context, bool repair) {
 
 int backup(Context& context, const std::string& path) {
     context.open();
+    std::vector<mervane::CheckFinding> damaged;
     {
         const Progress progress("copying the store");
-        context.workbench().backup(context.store(), path);
+        damaged = context.workbench().backup(context.store(), path);
     }
     const std::string made = fs::absolute(pathOf(path)).lexically_normal().string();
     context.document["backup"] = made;
-    context.print("copied the store to " + made + "\n");
-    return kExitDone;
+    context.document["damaged"] = noteDamaged(context, damaged);
+    context.print("copied the store to " + made +
+                  (damaged.empty() ? "\n"
+                                   : ", without " + counted(damaged.size(), "file") +
+                                         " that can't be read as stored\n"));
+    return damaged.empty() ? kExitDone : kExitFailed;
 }
 
 }  // namespace

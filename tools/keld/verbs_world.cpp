@@ -104,36 +104,53 @@ int import(Context& context, const std::string& path) {
     return show(context, path, report);
 }
 
+// What has come to the path meanwhile stays without force.
+void give(const std::string& beside, const std::string& path, bool force) {
+    std::error_code failure;
+    if (!force) {
+        fs::create_hard_link(pathOf(beside), pathOf(path), failure);
+        if (failure == std::errc::file_exists)
+            throw CommandError(path + " exists already; --force overwrites it");
+        if (!failure) {
+            fs::remove(pathOf(beside));
+            return;
+        }
+    }
+    fs::rename(pathOf(beside), pathOf(path));
+}
+
 int exportTo(Context& context, const std::string& path, bool force) {
     context.open();
+    std::vector<mervane::CheckFinding> damaged;
     if (path.empty() || path == "-") {
         std::ostringstream out;
         {
             const Progress progress("exporting");
-            context.workbench().exportWorld(out);
+            damaged = context.workbench().exportWorld(out);
         }
+        noteDamaged(context, damaged);
         if (context.json())
             context.document = Json::parse(out.str());
         else
             context.print(out.str());
-        return kExitDone;
+        return damaged.empty() ? kExitDone : kExitFailed;
     }
     if (fs::exists(pathOf(path)) && !force)
         throw CommandError(path + " exists already; --force overwrites it");
     // Written beside its place and then renamed, so that a failure leaves what was there.
-    const std::string beside = path + ".part." + std::to_string(processNumber());
+    const std::string beside = makeFileBeside(path);
     try {
         std::ofstream out(pathOf(beside), std::ios::binary);
         if (!out)
             throw CommandError("can't write " + path + ": " + std::strerror(errno));
         {
             const Progress progress("exporting");
-            context.workbench().exportWorld(out);
+            damaged = context.workbench().exportWorld(out);
         }
         out.close();
         if (!out)
             throw CommandError("can't write " + path + ": " + std::strerror(errno));
-        fs::rename(pathOf(beside), pathOf(path));
+        give(beside, path, force);
     } catch (...) {
         std::error_code ignored;
         fs::remove(pathOf(beside), ignored);
@@ -141,8 +158,9 @@ int exportTo(Context& context, const std::string& path, bool force) {
     }
     context.document["file"] = path;
     context.document["bytes"] = fs::file_size(pathOf(path));
+    context.document["damaged"] = noteDamaged(context, damaged);
     context.print("wrote " + path + "\n");
-    return kExitDone;
+    return damaged.empty() ? kExitDone : kExitFailed;
 }
 
 }  // namespace

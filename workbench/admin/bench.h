@@ -20,7 +20,7 @@ public:
     StoreId openStore(const std::string& path) override;
     void closeStore(StoreId store) override;
     std::vector<CheckFinding> check(StoreId store, bool repair) override;
-    void backup(StoreId store, const std::string& path) override;
+    std::vector<CheckFinding> backup(StoreId store, const std::string& path) override;
 
     SessionId openSession(StoreId store, const SessionOptions& options) override;
     void selectSession(SessionId session) override;
@@ -90,7 +90,7 @@ public:
     std::vector<std::string> relationTypeNames() override;
 
     ImportReport importWorld(std::istream& in, const std::string& source_name) override;
-    void exportWorld(std::ostream& out) override;
+    std::vector<CheckFinding> exportWorld(std::ostream& out) override;
     ImportReport importStep(std::istream& in, const std::string& source_name) override;
 
     void sendArguments(std::vector<Argument> arguments) override;

@@ -13,8 +13,8 @@ ImportReport Bench::importWorld(std::istream& in, const std::string& source_name
     return mervane::importWorld(now(), in, source_name);
 }
 
-void Bench::exportWorld(std::ostream& out) {
-    mervane::exportWorld(now(), out);
+std::vector<CheckFinding> Bench::exportWorld(std::ostream& out) {
+    return mervane::exportWorld(now(), out);
 }
 
 ImportReport Bench::importStep(std::istream& in, const std::string& source_name) {

@@ -23,8 +23,9 @@ Session& Bench::now() {
 void Bench::createStore(const std::string& path) {
     if (path == ":memory:")
         throw Failure(kStoreFailure, "a store in memory is made by opening it");
-    Store::create(path);
-    Session::ensureOrganisation(Store::open(path));
+    if (path.empty())
+        throw Failure(kStoreFailure, "a store needs a path");
+    Store::create(path, Session::ensureOrganisation);
 }
 
 Bench::StoreId Bench::openStore(const std::string& path) {
@@ -55,8 +56,8 @@ std::vector<CheckFinding> Bench::check(StoreId store, bool repair) {
     return storeOf(store).check(repair, unsaved);
 }
 
-void Bench::backup(StoreId store, const std::string& path) {
-    storeOf(store).backup(path);
+std::vector<CheckFinding> Bench::backup(StoreId store, const std::string& path) {
+    return storeOf(store).backup(path);
 }
 
 Bench::SessionId Bench::openSession(StoreId store, const SessionOptions& options) {

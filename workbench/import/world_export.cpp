@@ -40,7 +40,8 @@ public:
     WorldWriter(Store& store, std::ostream& out)
         : store_(store), json_(out), objects_(store.everything()) {}
 
-    void write() {
+    // Gives the stored files that are damaged.
+    std::vector<CheckFinding> write() {
         json_.beginObject();
         json_.key("world");
         json_.integer(1);
@@ -53,6 +54,7 @@ public:
         writeDangling();
         json_.endObject();
         json_.finish();
+        return std::move(damaged_);
     }
 
 private:
@@ -141,9 +143,13 @@ private:
     }
 
     void writeFile(tag_t tag) {
-        if (!store_.volume().exists(tag))
+        std::string bytes;
+        try {
+            bytes = store_.volume().read(store_.knownFile(tag));
+        } catch (const Damage& damage) {
+            damaged_.push_back({true, damage.what()});
             return;
-        const std::string bytes = store_.volume().read(tag);
+        }
         const bool text = isUtf8(bytes) && bytes.find('\0') == std::string::npos;
         json_.key("file");
         json_.beginObject();
@@ -201,15 +207,19 @@ private:
     JsonWriter json_;
     std::vector<Store::Hit> objects_;
     std::map<tag_t, std::size_t> dangling_;
+    std::vector<CheckFinding> damaged_;
 };
 
 }  // namespace
 
-void exportWorld(Session& session, std::ostream& out) {
+std::vector<CheckFinding> exportWorld(Session& session, std::ostream& out) {
+    // Files that others delete meanwhile stay readable.
+    const Volume::Hold hold(session.store().volume());
     const OneMoment moment(session.store().connection());
-    WorldWriter(session.store(), out).write();
+    std::vector<CheckFinding> damaged = WorldWriter(session.store(), out).write();
     if (!out)
         throw Failure(kFileFailure, "the world can't be written");
+    return damaged;
 }
 
 }  // namespace mervane

@@ -48,7 +48,7 @@ ImportReport WorldImport::run() {
     } catch (...) {
         session_.rollbackBatch();
         for (tag_t file : kept_files_)
-            store().volume().remove(file);
+            store().discardFile(file);
         throw;
     }
     registerShared();
@@ -247,6 +247,10 @@ void WorldImport::checkLengths(const JsonNode& node, const Attribute& attribute,
             text->size() > static_cast<std::size_t>(attribute.max_length))
             node.fail("expected at most " + std::to_string(attribute.max_length) +
                       " bytes, found " + std::to_string(text->size()));
+    if (const bool user = attribute.name == "user_id"; user || attribute.name == "group_name")
+        for (const Value& value : values)
+            if (const auto* text = std::get_if<std::string>(&value))
+                at(node, [&] { needPlainName(user ? "user id" : "group name", *text); });
 }
 
 FileFacts WorldImport::keepContent(tag_t file, const std::string& bytes) {

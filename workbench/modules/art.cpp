@@ -137,6 +137,9 @@ int ART_set_rev_id(tag_t revision, const char* newId) {
             need(newId, "newId");
             Session& session = currentSession();
             Object& object = revisionObject(session, revision);
+            if (!*newId)
+                throw Failure(kBadValue, session.displayId(revision) +
+                                             " can't be renamed: a revision needs an id");
             const tag_t item = session.reference(object, "items_tag");
             const tag_t twin = findRevision(session, item, newId);
             if (twin != NULLTAG && twin != revision)

@@ -396,7 +396,14 @@ void purgeVersions(Session& session, Object& dataset) {
 }
 
 void exportFile(Session& session, Object& file, const std::string& path) {
-    session.store().volume().writeTo(file.tag, path);
+    StoredFile known;
+    known.tag = file.tag;
+    known.name = session.text(file, "original_file_name");
+    if (const Values& size = session.values(file, "byte_size"); !size.empty())
+        known.byte_size = std::get<std::int64_t>(size.front());
+    if (const Values& sum = session.values(file, "sha256"); !sum.empty())
+        known.sha256 = std::get<std::string>(sum.front());
+    session.store().volume().writeTo(known, path);
 }
 
 }  // namespace mervane

@@ -1,5 +1,8 @@
 #include "workbench/session/organisation.h"
 
+#include <cstdio>
+#include <string_view>
+
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -35,9 +38,23 @@ tag_t findGroup(Session& session, const std::string& name) {
     return first(session.findByText("Group", "group_name", name));
 }
 
+void needPlainName(const char* what, const std::string& name) {
+    constexpr std::string_view kRead = "\"'`$&|;<>()[]{}*?!\\~#%^";
+    for (const char each : name)
+        if (static_cast<unsigned char>(each) < ' ' || each == '\x7F' ||
+            kRead.find(each) != std::string_view::npos) {
+            char shown[8];
+            std::snprintf(shown, sizeof shown, each > ' ' && each != '\x7F' ? "%c" : "\\x%02X",
+                          static_cast<unsigned char>(each));
+            throw Failure(kBadValue, std::string("a ") + what + " can't have the character " +
+                                         shown + ", which has a meaning on command lines");
+        }
+}
+
 tag_t createGroup(Session& session, const std::string& name, const std::string& parent) {
     if (name.empty())
         throw Failure(kBadValue, "a group needs a name");
+    needPlainName("group name", name);
     if (findGroup(session, name) != NULLTAG)
         throw Failure(kDuplicateId, "there is a group " + name + " already");
     const tag_t above = parent.empty() ? NULLTAG : findGroup(session, parent);
@@ -59,6 +76,7 @@ tag_t createUser(Session& session, const std::string& id, const std::string& nam
                  const std::string& group) {
     if (id.empty())
         throw Failure(kBadValue, "a user needs an id");
+    needPlainName("user id", id);
     if (findUser(session, id) != NULLTAG)
         throw Failure(kDuplicateId, "there is a user " + id + " already");
     const tag_t in = findGroup(session, group);

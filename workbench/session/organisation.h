@@ -10,6 +10,9 @@ namespace mervane {
 
 class Session;
 
+// Ids and names come into command lines and paths. Failure kBadValue for one with a control
+// character or one that a command processor reads.
+void needPlainName(const char* what, const std::string& name);
 // Each is stored when the call returns. Failure kDuplicateId for a name that is taken,
 // kUnknownObject for a group that isn't there.
 tag_t createGroup(Session& session, const std::string& name, const std::string& parent);

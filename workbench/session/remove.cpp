@@ -162,6 +162,8 @@ void Session::erase(std::span<const tag_t> tags) {
 }
 
 void Session::eraseStored(std::span<const tag_t> tags) {
+    if (batch_depth_ > 0)
+        removed_in_batch_.reserve(removed_in_batch_.size() + tags.size());
     for (const tag_t tag : tags) {
         const auto at = cache_.find(tag);
         if (at == cache_.end() || !at->second->isNew())

@@ -66,6 +66,9 @@ void Session::checkIds(Object& object) {
     }
     if (object.isA(*known_.revision) && changed("item_revision_id")) {
         const std::string id = text(object, "item_revision_id");
+        if (id.empty() && !object.isNew())
+            throw Failure(kBadValue,
+                          plainName(object) + " can't be stored: a revision needs an id");
         const tag_t item = reference(object, "items_tag");
         if (!id.empty() && item != NULLTAG)
             for (const tag_t other :
@@ -125,6 +128,8 @@ void Session::save(std::span<Object* const> objects) {
 
     for (Object* object : saving_)
         stamp(*object);
+    if (batch_depth_ > 0)
+        placed_in_batch_.reserve(placed_in_batch_.size() + saving_.size());
     {
         Transaction transaction(store_->connection());
         for (Object* object : saving_)

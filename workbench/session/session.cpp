@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <ctime>
+#include <optional>
 
 #include "workbench/session/bom_window.h"
 #include "workbench/store/store.h"
@@ -16,6 +17,7 @@ Session* current = nullptr;
 Session& currentSession() {
     if (!current)
         throw Failure(kNoSession, "open a session first");
+    current->store().needSound();
     return *current;
 }
 
@@ -68,7 +70,7 @@ Session::~Session() {
     if (batch_depth_ > 0)
         rollbackBatch();
     for (const tag_t file : unsavedFiles())
-        store_->volume().remove(file);
+        store_->discardFile(file);
     store_->locks().close(lock_session_);
     if (current == this)
         current = nullptr;
@@ -176,8 +178,18 @@ Object& Session::create(const Type& type) {
             made->fields[known_.modified_by].values = {Reference{user_}};
         }
     }
-    touched_.insert(made.get());
-    return *cache_.emplace(made->tag, std::move(made)).first->second;
+    const tag_t tag = made->tag;
+    const auto [at, fresh] = cache_.try_emplace(tag, std::move(made));
+    if (!fresh)
+        throw Failure(kStoreFailure, "store " + store_->path() + ": the tag #" +
+                                         std::to_string(tag) + " is given twice, it is damaged");
+    try {
+        touched_.insert(at->second.get());
+    } catch (...) {
+        cache_.erase(at);
+        throw;
+    }
+    return *at->second;
 }
 
 void Session::drop(tag_t tag) {
@@ -191,7 +203,7 @@ void Session::drop(tag_t tag) {
 void Session::unload(tag_t tag) {
     const auto at = cache_.find(tag);
     if (at != cache_.end() && at->second->isNew() && at->second->isA(*known_.file))
-        store_->volume().remove(tag);
+        store_->discardFile(tag);
     drop(tag);
     giveLock(tag);
 }
@@ -225,7 +237,7 @@ void Session::refresh(Object& object, bool with_lock) {
 
 void Session::forgetAll() {
     for (const tag_t file : unsavedFiles())
-        store_->volume().remove(file);
+        store_->discardFile(file);
     touched_.clear();
     cache_.clear();
 }
@@ -243,11 +255,20 @@ std::vector<tag_t> Session::unsavedFiles() const {
 void Session::takeLock(tag_t tag, const Object* object) {
     if (locks_held_.count(tag))
         return;
-    if (const auto owner = store_->locks().take(lock_session_, tag))
-        throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
-                                          " is locked by user " + owner->user + ", process " +
-                                          std::to_string(owner->process));
-    locks_held_.insert(tag);
+    std::optional<LockOwner> owner;
+    try {
+        locks_held_.insert(tag);
+        owner = store_->locks().take(lock_session_, tag);
+    } catch (...) {
+        locks_held_.erase(tag);
+        throw;
+    }
+    if (!owner)
+        return;
+    locks_held_.erase(tag);
+    throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
+                                      " is locked by user " + owner->user + ", process " +
+                                      std::to_string(owner->process));
 }
 
 bool Session::keepNumber(std::uint32_t number) {
@@ -326,7 +347,7 @@ void Session::rollbackBatch() {
     forgetAll();
     // Before their tags go back: another session may give them to files of its own.
     for (const tag_t file : std::exchange(placed_in_batch_, {}))
-        store_->volume().remove(file);
+        store_->discardFile(file);
     store_->rollbackBatch();
     removed_in_batch_.clear();
 }

@@ -1,6 +1,8 @@
-#include <filesystem>
+#include <cerrno>
+#include <cstring>
 
 #include "workbench/model/status.h"
+#include "workbench/store/making.h"
 #include "workbench/store/store.h"
 #include "workbench/store/system.h"
 
@@ -17,42 +19,48 @@ void syncFile(const std::string& path) {
         throw Failure(kFileFailure, path + " can't be written to disk");
 }
 
+// The database fills it, and leaves it to those for whom it was made.
+void makeEmptyFile(const std::string& path, const std::string& like) {
+    const int file = system::open(path, system::Open::WriteNew, like);
+    if (file < 0 || !system::close(file))
+        throw Failure(kFileFailure, path + " can't be made: " + std::string(std::strerror(errno)));
+}
+
 }  // namespace
 
 // The copy gets its name last: what is there under it is whole.
-void Store::backup(const std::string& path) {
-    const std::string part = path + ".part";
-    for (const std::string& taken : {path, path + ".volume", part, part + ".volume"})
-        if (system::somethingAt(taken))
-            throw Failure(kStoreFailure, "There is something at " + taken + " already");
+std::vector<CheckFinding> Store::backup(const std::string& path) {
+    needNothingAt(path + ".volume");
+    const MakingPlace place(path);
+    const std::string made = place / "store";
+    const std::string like = inMemory() ? "" : this->path();
+    // Files that are taken out of the volume from here on stay readable.
+    const Volume::Hold hold(volume());
+    makeEmptyFile(made, like);
+    connection_->copyTo(made);
+    Volume copy(place / "store.volume", like);
+    copy.makeDirectory();
+    std::vector<StoredFile> files;
+    {
+        std::shared_ptr<Store> reader(
+            new Store(std::make_shared<Shared>(made, false), connect(made)));
+        reader->loadAdditions();
+        for (const tag_t tag : reader->storedFiles())
+            files.push_back(reader->knownFile(tag));
+    }
+    std::vector<CheckFinding> damaged;
+    for (std::string& text : volume().copyTo(copy, files))
+        damaged.push_back({true, std::move(text)});
+    syncFile(made);
+    place.put("store.volume", path + ".volume");
     try {
-        // Files that are taken out of the volume from here on stay readable.
-        const Volume::Hold hold(volume());
-        connection_->statement("VACUUM INTO ?").bind(std::string_view(part)).run();
-        Volume copy(part + ".volume");
-        copy.makeDirectory();
-        std::vector<tag_t> files;
-        {
-            std::shared_ptr<Store> reader(
-                new Store(std::make_shared<Shared>(part, false), connect(part)));
-            reader->loadAdditions();
-            files = reader->storedFiles();
-        }
-        // A file that the store misses is missing in the copy too; the check names it in both.
-        (void)volume().copyTo(part + ".volume", files);
-        syncFile(part);
-        std::filesystem::rename(system::pathOf(part + ".volume"), system::pathOf(path + ".volume"));
-        std::filesystem::rename(system::pathOf(part), system::pathOf(path));
-        const std::string directory =
-            std::filesystem::absolute(system::pathOf(path)).parent_path().string();
-        if (!system::syncDirectory(directory))
-            throw Failure(kFileFailure, directory + " can't be written to disk");
+        place.put("store", path);
     } catch (...) {
-        std::error_code error;
-        for (const char* suffix : {"", ".volume", "-wal", "-shm", "-journal"})
-            std::filesystem::remove_all(system::pathOf(part + suffix), error);
+        // Back to what goes with the directory of the making.
+        system::rename(path + ".volume", place / "store.volume");
         throw;
     }
+    return damaged;
 }
 
 }  // namespace mervane

@@ -4,7 +4,6 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/store.h"
-#include "workbench/store/system.h"
 
 // The integrity check: what is damaged, and what is worth knowing.
 
@@ -25,6 +24,26 @@ std::vector<tag_t> Store::storedFiles() {
             files.push_back(tag);
     std::sort(files.begin(), files.end());
     return files;
+}
+
+StoredFile Store::knownFile(tag_t tag) {
+    const Class& file = *model().findClass("VaneFile");
+    const tag_t byte_size = model().findAttribute(file, "byte_size")->handle,
+                sha256 = model().findAttribute(file, "sha256")->handle,
+                name = model().findAttribute(file, "original_file_name")->handle;
+    StoredFile known;
+    known.tag = tag;
+    load(
+        tag, [](tag_t, std::int64_t) {},
+        [&](tag_t attribute, std::size_t, const Cell& cell) {
+            if (attribute == byte_size)
+                known.byte_size = std::get<std::int64_t>(cell.as(Kind::Int));
+            else if (attribute == sha256)
+                known.sha256 = std::get<std::string>(cell.as(Kind::String));
+            else if (attribute == name)
+                known.name = std::get<std::string>(cell.as(Kind::String));
+        });
+    return known;
 }
 
 std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& unsaved_files) {
@@ -82,42 +101,17 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
 
 void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
                        std::vector<CheckFinding>& findings) {
-    const Class& file = *model().findClass("VaneFile");
-    const Attribute& byte_size = *model().findAttribute(file, "byte_size");
-    const Attribute& sha256 = *model().findAttribute(file, "sha256");
-
     // The volume first: a file is placed before its object is stored.
     const std::vector<tag_t> in_volume = volume().tags();
     const std::vector<tag_t> stored = storedFiles();
     for (const tag_t tag : stored) {
-        const std::string name = "file of " + shownTag(tag);
-        std::optional<FileFacts> in_place = volume().facts(tag);
-        if (!in_place) {
+        try {
+            volume().compare(knownFile(tag));
+        } catch (const Damage& damage) {
             // Others delete meanwhile: the object first, its file after it.
             if (exists(tag))
-                findings.push_back({true, name + " is missing in the volume"});
-            continue;
+                findings.push_back({true, damage.what()});
         }
-        Value size, sum;
-        bool has_size = false, has_sum = false;
-        load(
-            tag, [](tag_t, std::int64_t) {},
-            [&](tag_t attribute, std::size_t, const Cell& cell) {
-                if (attribute == byte_size.handle) {
-                    size = cell.as(Kind::Int);
-                    has_size = true;
-                } else if (attribute == sha256.handle) {
-                    sum = cell.as(Kind::String);
-                    has_sum = true;
-                }
-            });
-        const FileFacts& facts = *in_place;
-        if (has_size && std::get<std::int64_t>(size) != facts.byte_size)
-            findings.push_back(
-                {true, name + " has " + std::to_string(facts.byte_size) + " bytes in the volume, " +
-                           std::to_string(std::get<std::int64_t>(size)) + " were stored"});
-        else if (has_sum && std::get<std::string>(sum) != facts.sha256)
-            findings.push_back({true, name + " has other contents in the volume than were stored"});
     }
 
     const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
@@ -143,7 +137,7 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
     Transaction alone(*connection_);
     bool others = false;
     for (const LockOwner& session : locks().sessions())
-        others = others || (session.alive && session.process != system::processNumber());
+        others = others || (session.alive && !locks().isOwn(session.session));
     const std::vector<std::string> names = orphans(volume().tags(), storedFiles());
     if (others) {
         report(names, "; kept, since other sessions are at work");

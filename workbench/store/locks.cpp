@@ -8,6 +8,7 @@
 #include "workbench/model/status.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/system.h"
+#include "workbench/store/waiting.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -57,6 +58,7 @@ public:
             all.push_back(owner);
         return all;
     }
+    bool isOwn(std::int64_t session) const override { return sessions_.count(session) != 0; }
     std::vector<Held> held() override {
         std::vector<Held> all;
         for (const auto& [object, session] : rows_)
@@ -85,24 +87,24 @@ CREATE TABLE IF NOT EXISTS kept_number(number INTEGER PRIMARY KEY, session INTEG
 class FileLocks final : public Locks {
 public:
     explicit FileLocks(const std::string& store_path)
-        : path_(store_path + "-locks"), directory_(store_path + "-sessions") {
-        if (!system::makeDirectory(directory_) && errno != EEXIST)
+        : store_path_(store_path),
+          path_(store_path + "-locks"),
+          directory_(store_path + "-sessions") {
+        if (!system::makeDirectory(directory_, store_path_) && errno != EEXIST)
             throw Failure(kFileFailure,
                           directory_ + " can't be made: " + std::string(std::strerror(errno)));
-        guard_ = system::open(path_ + "-guard", system::Open::Lock);
+        guard_ = system::open(path_ + "-guard", system::Open::Lock, store_path_);
         if (guard_ < 0)
             throw Failure(kFileFailure,
                           path_ + "-guard can't be made: " + std::string(std::strerror(errno)));
         try {
             const bool alone = system::lockExclusive(guard_);
             // One that is alone at this moment ends connecting first.
-            if (!alone && !system::lockShared(guard_))
-                throw Failure(kFileFailure, path_ + "-guard can't be locked: " +
-                                                std::string(std::strerror(errno)));
+            if (!alone)
+                waitForSharedLock(guard_, path_ + "-guard");
             connectOrMakeAnew(alone);
-            if (alone && !system::lockShared(guard_))
-                throw Failure(kFileFailure, path_ + "-guard can't be locked: " +
-                                                std::string(std::strerror(errno)));
+            if (alone)
+                waitForSharedLock(guard_, path_ + "-guard");
         } catch (...) {
             system::close(guard_);
             throw;
@@ -130,18 +132,30 @@ public:
                     id = made.integer(0);
                 made.run();
             }
-            const int file = system::open(pathOf(id), system::Open::Lock);
+            const int file = system::open(pathOf(id), system::Open::Lock, store_path_);
             if (file < 0)
                 throw Failure(kFileFailure,
                               pathOf(id) + " can't be made: " + std::string(std::strerror(errno)));
             if (system::lockExclusive(file)) {
                 // Committed only now: whoever sees the row finds the file locked.
-                transaction.commit();
-                files_[id] = file;
+                try {
+                    files_[id] = file;
+                    transaction.commit();
+                } catch (...) {
+                    files_.erase(id);
+                    system::close(file);
+                    throw;
+                }
                 return id;
             }
-            system::close(
-                file);  // a living session of lock tables that are gone: take the next number
+            // A living session of lock tables that are gone has it: take the next number.
+            const int reason = errno;
+            system::close(file);
+            if (reason != EAGAIN) {
+                system::removeFile(pathOf(id));
+                throw Failure(kFileFailure,
+                              pathOf(id) + " can't be locked: " + std::strerror(reason));
+            }
         }
     }
 
@@ -245,6 +259,8 @@ public:
         return all;
     }
 
+    bool isOwn(std::int64_t session) const override { return files_.count(session) != 0; }
+
     std::vector<Held> held() override {
         std::vector<Held> all;
         {
@@ -275,7 +291,7 @@ public:
     }
 
 private:
-    std::string path_, directory_;
+    std::string store_path_, path_, directory_;
     std::unique_ptr<Connection> connection_;
     std::map<std::int64_t, int> files_;  // the living sessions of this process
     int guard_ = -1;                     // locked by all who have the tables open
@@ -296,6 +312,10 @@ private:
     }
 
     void connect() {
+        // Made here for those who may use the store. One that is there isn't even opened: closing
+        // it would end the locks of other connections of this process.
+        if (const int made = system::open(path_, system::Open::WriteNew, store_path_); made >= 0)
+            system::close(made);
         connection_ = std::make_unique<Connection>(path_, Connection::Mode::Create);
         connection_->useWriteAheadLog();
         connection_->execute("PRAGMA synchronous=OFF");
@@ -316,7 +336,7 @@ private:
         if (file < 0)
             return errno != ENOENT;  // a file that can't be looked at may be a living session's
         // Shared, so that two who look at once don't take each other for the session.
-        const bool locked = !system::tryLockShared(file);
+        const bool locked = !system::lockShared(file);
         system::close(file);
         return locked;
     }

@@ -38,6 +38,9 @@ public:
     // session has it. What this one keeps already it may keep again.
     virtual bool keepNumber(std::int64_t session, std::uint32_t number) = 0;
     virtual std::vector<LockOwner> sessions() = 0;
+    // Whether the session was opened here. The number of its process can't tell: processes of
+    // several machines may have the same.
+    virtual bool isOwn(std::int64_t session) const = 0;
     struct Held {
         tag_t object = NULLTAG;
         LockOwner owner;

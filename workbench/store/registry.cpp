@@ -1,9 +1,7 @@
 #include "workbench/store/registry.h"
 
-#include <filesystem>
-
 #include "workbench/model/status.h"
-#include "workbench/store/system.h"
+#include "workbench/store/making.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -19,18 +17,14 @@ INSERT INTO meta VALUES('format', 'mervane registry');
 }  // namespace
 
 void Registry::create(const std::string& path) {
-    if (system::somethingAt(path))
-        throw Failure(kStoreFailure, "There is something at " + path + " already");
-    try {
-        Connection connection(path, Connection::Mode::Create);
+    const MakingPlace place(path);
+    {
+        Connection connection(place / "registry", Connection::Mode::Create);
         Transaction transaction(connection);
         connection.execute(kRegistryTables);
         transaction.commit();
-    } catch (...) {
-        std::error_code ignored;
-        std::filesystem::remove(system::pathOf(path), ignored);
-        throw;
     }
+    place.put("registry", path);
 }
 
 std::unique_ptr<Connection> Registry::open(const std::string& path) {
@@ -90,9 +84,10 @@ void Registry::setReachable(bool reachable) {
 }
 
 void Registry::copyTo(const std::string& path) {
-    if (system::somethingAt(path))
-        throw Failure(kStoreFailure, "There is something at " + path + " already");
-    connection_.statement("VACUUM INTO ?").bind(std::string_view(path)).run();
+    const MakingPlace place(path);
+    const std::string copy = place / "registry";
+    connection_.copyTo(copy);
+    place.put("registry", path);
 }
 
 }  // namespace mervane

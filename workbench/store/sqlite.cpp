@@ -8,14 +8,27 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/pattern.h"
+#include "workbench/store/system.h"
+#include "workbench/store/waiting.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
 
 namespace {
 std::atomic<std::uint64_t> statements_run{0};
-// How long a write waits for another process's transaction, which is short.
-constexpr int kBusyMilliseconds = 20000;
+constexpr const char* kRead = "can't be read";
+constexpr const char* kChange = "can't be changed";
+
+// Some builds of the database take a name with a scheme for an address with options.
+std::string plainName(const std::string& path) {
+    return path.starts_with("file:") ? "./" + path : path;
+}
+
+// Failures behind the point at which a change is written.
+bool leavesUnknown(int code) {
+    return code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC ||
+           code == SQLITE_IOERR_TRUNCATE || code == SQLITE_IOERR_DELETE;
+}
 
 std::string_view textOf(sqlite3_value* value) {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_value_text(value));
@@ -55,13 +68,13 @@ Statement::~Statement() {
 
 Statement& Statement::bind(std::int64_t value) {
     if (sqlite3_bind_int64(statement_, ++bound_, value) != SQLITE_OK)
-        connection_.fail("bind");
+        connection_.fail(kRead);
     return *this;
 }
 
 Statement& Statement::bind(double value) {
     if (sqlite3_bind_double(statement_, ++bound_, value) != SQLITE_OK)
-        connection_.fail("bind");
+        connection_.fail(kRead);
     return *this;
 }
 
@@ -70,7 +83,7 @@ Statement& Statement::bind(std::string_view text) {
     const char* bytes = text.data() ? text.data() : "";
     if (sqlite3_bind_text64(statement_, ++bound_, bytes, text.size(), SQLITE_STATIC, SQLITE_UTF8) !=
         SQLITE_OK)
-        connection_.fail("bind");
+        connection_.fail(kRead);
     return *this;
 }
 
@@ -90,7 +103,7 @@ bool Statement::step() {
     if (result == SQLITE_ROW)
         return true;
     if (result != SQLITE_DONE)
-        connection_.fail("statement");
+        connection_.fail(sqlite3_stmt_readonly(statement_) ? kRead : kChange);
     done_ = true;
     return false;
 }
@@ -125,15 +138,17 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
     int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     if (mode == Mode::Create)
         flags |= SQLITE_OPEN_CREATE;
-    if (sqlite3_open_v2(path.c_str(), &database_, flags, nullptr) != SQLITE_OK) {
+    if (sqlite3_open_v2(plainName(path).c_str(), &database_, flags, nullptr) != SQLITE_OK) {
         const std::string reason = database_ ? sqlite3_errmsg(database_) : "no memory";
         sqlite3_close_v2(database_);
         throw Failure(kStoreFailure, "The store " + path + " can't be opened: " + reason);
     }
-    sqlite3_busy_timeout(database_, kBusyMilliseconds);
+    sqlite3_busy_timeout(database_, static_cast<int>(waitLimit().count()));
     if (sqlite3_create_function_v2(database_, "matches", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
-                                   nullptr, matches, nullptr, nullptr, nullptr) != SQLITE_OK)
+                                   nullptr, matches, nullptr, nullptr, nullptr) != SQLITE_OK) {
+        sqlite3_close_v2(database_);
         throw Failure(kStoreFailure, "The store " + path + " can't be searched");
+    }
 }
 
 Connection::~Connection() {
@@ -143,31 +158,47 @@ Connection::~Connection() {
 }
 
 Statement Connection::statement(const char* sql) {
+    needSound();
     sqlite3_stmt*& prepared = statements_[sql];
     if (!prepared && sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared,
                                         nullptr) != SQLITE_OK)
-        fail(sql);
+        fail(kRead);
     return Statement(prepared, *this);
 }
 
 void Connection::execute(const char* sql) {
+    needSound();
     statements_run.fetch_add(1, std::memory_order_relaxed);
     if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
-        fail(sql);
+        fail(kChange);
+}
+
+void Connection::copyTo(const std::string& path) {
+    needSound();
+    const std::string name = plainName(path);
+    statements_run.fetch_add(1, std::memory_order_relaxed);
+    sqlite3_stmt* copying = nullptr;
+    const bool done =
+        sqlite3_prepare_v2(database_, "VACUUM INTO ?", -1, &copying, nullptr) == SQLITE_OK &&
+        sqlite3_bind_text(copying, 1, name.data(), static_cast<int>(name.size()), SQLITE_STATIC) ==
+            SQLITE_OK &&
+        sqlite3_step(copying) == SQLITE_DONE;
+    sqlite3_finalize(copying);
+    if (!done)
+        fail("can't be copied");
 }
 
 void Connection::useWriteAheadLog() {
     const char* sql = "PRAGMA journal_mode=WAL";
     // The database itself doesn't wait for others who read or change the mode at this moment.
-    const auto end =
-        std::chrono::steady_clock::now() + std::chrono::milliseconds(kBusyMilliseconds);
+    const auto end = std::chrono::steady_clock::now() + waitLimit();
     int result = 0;
     while ((result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) & 0xFF) ==
                SQLITE_BUSY &&
            std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     if (result != SQLITE_OK)
-        fail(sql);
+        fail(kChange);
 }
 
 std::int64_t Connection::changes() const {
@@ -178,12 +209,27 @@ bool Connection::inTransaction() const {
     return sqlite3_get_autocommit(database_) == 0;
 }
 
-void Connection::fail(const std::string& what) const {
-    const int code = sqlite3_errcode(database_) & 0xFF;
+void Connection::needSound() const {
+    if (broken_)
+        throw Failure(kStoreFailure,
+                      "store " + path_ +
+                          " can't be used: whether an earlier change is stored isn't "
+                          "known. Open it anew");
+}
+
+void Connection::fail(const char* operation) {
+    const int code = sqlite3_extended_errcode(database_);
     std::string reason = sqlite3_errmsg(database_);
-    if (code == SQLITE_BUSY)
-        reason = "another process has been writing for too long";
-    throw Failure(kStoreFailure, "store " + path_ + ": " + reason + " (" + what + ")");
+    if ((code & 0xFF) == SQLITE_BUSY)
+        reason = waitedInVain(system::lockHolder(path_ + "-shm") > 0 ? path_ + "-shm" : path_);
+    if (leavesUnknown(code)) {
+        // Trying again could make a success of it that isn't on the disk.
+        broken_ = true;
+        if (inTransaction())
+            sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
+        reason += "; the change may be stored. Open the store anew to see";
+    }
+    throw Failure(kStoreFailure, "store " + path_ + " " + operation + ": " + reason);
 }
 
 // ---- transaction ----

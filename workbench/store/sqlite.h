@@ -47,7 +47,8 @@ private:
 class Connection {
 public:
     enum class Mode { Open, Create };
-    // Failure kStoreFailure.
+    // The path is a name in the file system, whatever it looks like; ":memory:" with Create is a
+    // database in memory. Failure kStoreFailure.
     Connection(const std::string& path, Mode mode);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -56,17 +57,25 @@ public:
     Statement statement(const char* sql);
     // One or more statements without parameters or results.
     void execute(const char* sql);
+    // A whole copy of what is committed, at a path where nothing or an empty file is.
+    void copyTo(const std::string& path);
     // Puts the database into the mode in which readers and a writer don't wait for each other.
     void useWriteAheadLog();
     std::int64_t changes() const;
     bool inTransaction() const;
-    [[noreturn]] void fail(const std::string& what) const;
+    // The operation is told as "can't be read" tells it; the text of a statement never is.
+    // When nobody knows whether a change reached the disk, the connection is of no use afterwards.
+    [[noreturn]] void fail(const char* operation);
+    bool isBroken() const { return broken_; }
+    // Failure kStoreFailure if it is.
+    void needSound() const;
     const std::string& path() const { return path_; }
     sqlite3* raw() const { return database_; }
 
 private:
     std::string path_;
     sqlite3* database_ = nullptr;
+    bool broken_ = false;
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 
@@ -77,6 +86,8 @@ public:
     ~Transaction();
     Transaction(const Transaction&) = delete;
     void commit();
+    // It outlives this object; somebody else ends it. Requires: not inside another one.
+    void leaveOpen() { open_ = false; }
 
 private:
     Connection& connection_;

@@ -6,6 +6,7 @@
 #include <filesystem>
 
 #include "workbench/model/status.h"
+#include "workbench/store/making.h"
 #include "workbench/store/schema.h"
 #include "workbench/store/system.h"
 
@@ -80,25 +81,30 @@ Value Cell::as(Kind kind) const {
 
 // ---- making and opening ----
 
-void Store::create(const std::string& path) {
-    for (const char* suffix : {"", ".volume", "-locks", "-sessions", "-wal"})
-        if (system::somethingAt(path + suffix))
-            throw Failure(kStoreFailure, "There is something at " + path + suffix + " already");
-    std::error_code error;
+void Store::create(const std::string& path,
+                   const std::function<void(const std::shared_ptr<Store>&)>& fill) {
+    for (const char* suffix : {".volume", "-locks", "-sessions", "-wal"})
+        needNothingAt(path + suffix);
+    const MakingPlace place(path);
+    const std::string made = place / "store";
+    {
+        Connection connection(made, Connection::Mode::Create);
+        connection.useWriteAheadLog();
+        connection.execute(synchronous());
+        Transaction transaction(connection);
+        createSchema(connection);
+        transaction.commit();
+    }
+    if (fill)
+        fill(open(made));
+    // Whoever closes a database last takes what is in its log along; the log stays here.
+    if (system::somethingAt(made + "-wal"))
+        throw Failure(kStoreFailure, "The store " + path + " can't be written to disk");
+    place.put("store", path);
+    // Whoever opens the store makes it otherwise, and says then why it can't be made.
     try {
-        {
-            Connection connection(path, Connection::Mode::Create);
-            connection.useWriteAheadLog();
-            connection.execute(synchronous());
-            Transaction transaction(connection);
-            createSchema(connection);
-            transaction.commit();
-        }
-        Volume(path + ".volume").makeDirectory();
-    } catch (...) {
-        for (const char* suffix : {"", ".volume", "-wal", "-shm"})
-            std::filesystem::remove_all(system::pathOf(path + suffix), error);
-        throw;
+        Volume(path + ".volume", path).makeDirectory();
+    } catch (const Failure&) {
     }
 }
 
@@ -156,6 +162,17 @@ Store::~Store() {
         shared_->model.onMiss(nullptr);
     else
         shared_->model.onMiss([other = shared_->askers.back()] { return other->loadAdditions(); });
+}
+
+void Store::needSound() const {
+    connection_->needSound();
+    if (registry_connection_)
+        registry_connection_->needSound();
+}
+
+void Store::discardFile(tag_t tag) noexcept {
+    if (!connection_->isBroken())
+        volume().remove(tag);
 }
 
 // ---- objects ----
@@ -244,15 +261,20 @@ void Store::erase(tag_t tag) {
 
 tag_t Store::newTag() {
     if (next_tag_ == tags_end_) {
-        Statement row = connection_->statement(
-            "UPDATE meta SET value=value+?1 WHERE name='next_tag' AND value+?1<=2147483647 "
-            "RETURNING value");
-        row.bind(std::int64_t{tag_block_});
-        if (!row.step())
-            throw Failure(kStoreFailure, "The store has no tags left");
-        tags_end_ = tagOf(row.integer(0));
-        next_tag_ = tags_end_ - tag_block_;
-        row.run();
+        tag_t end = NULLTAG;
+        {
+            Statement row = connection_->statement(
+                "UPDATE meta SET value=value+?1 WHERE name='next_tag' AND value+?1<=2147483647 "
+                "RETURNING value");
+            row.bind(std::int64_t{tag_block_});
+            if (!row.step())
+                throw Failure(kStoreFailure, "The store has no tags left");
+            end = tagOf(row.integer(0));
+            row.run();
+        }
+        // Only now: a block that isn't committed is given to somebody else.
+        next_tag_ = end - tag_block_;
+        tags_end_ = end;
         // Who makes much gets larger blocks.
         tag_block_ = std::min<tag_t>(tag_block_ * 2, 4096);
     }
@@ -375,13 +397,14 @@ void Store::beginBatch(const void* owner) {
     if (batch_owner_)
         throw Failure(kStoreFailure, "store " + path() + ": an import is running already");
     loadAdditions();
-    connection_->statement("BEGIN IMMEDIATE").run();
-    batch_owner_ = owner;
+    Transaction transaction(*connection_);
     // What others defined up to now is theirs; from here on it is the batch's.
     loadAdditions();
     batch_mark_ = model().mark();
     batch_position_ = shared_->model_position;
     next_tag_ = tags_end_ = 0;  // blocks taken inside go back with the rest
+    transaction.leaveOpen();
+    batch_owner_ = owner;
 }
 
 void Store::commitBatch() {
@@ -397,9 +420,13 @@ void Store::rollbackBatch() noexcept {
     try {
         if (connection_->inTransaction())
             connection_->statement("ROLLBACK").run();
-        model().backTo(batch_mark_);
     } catch (...) {
         // Closing the connection undoes what is left.
+    }
+    try {
+        model().backTo(batch_mark_);
+    } catch (...) {
+        // No memory: the process knows more types than the store.
     }
     shared_->model_position = batch_position_;
     next_tag_ = tags_end_ = 0;

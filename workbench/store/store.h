@@ -32,8 +32,10 @@ private:
 
 class Store {
 public:
-    // Make a store that isn't there yet. Failure kStoreFailure; nothing is left then.
-    static void create(const std::string& path);
+    // Make a store that isn't there yet; it has its name when `fill` has put into it what belongs
+    // there. Failure; nothing is left then, and what somebody else put there stays.
+    static void create(const std::string& path,
+                       const std::function<void(const std::shared_ptr<Store>&)>& fill = nullptr);
     // ":memory:" makes a fresh one.
     static std::shared_ptr<Store> open(const std::string& path);
     // For one more session: a connection of its own to a store in a file, the same store in memory.
@@ -46,6 +48,11 @@ public:
     Model& model() { return shared_->model; }
     Volume& volume() { return shared_->volume; }
     Locks& locks() { return *shared_->locks; }
+    // Failure kStoreFailure if it isn't known whether an earlier change is stored.
+    void needSound() const;
+    // Take out the file of an object that isn't stored. It stays if nobody knows whether the object
+    // is: a file without an object is no damage, the other way round is.
+    void discardFile(tag_t tag) noexcept;
 
     // ---- objects ----
     // False: there is none. `head` gets type and version, `value` attribute, index and cell.
@@ -64,6 +71,9 @@ public:
     void trim(tag_t tag, const Attribute& attribute, std::size_t from);
     void erase(tag_t tag);
     tag_t newTag();
+
+    // What is stored about the contents of a file; nothing if it isn't stored.
+    StoredFile knownFile(tag_t tag);
 
     // ---- finding; by tag ----
     struct Referrer {
@@ -136,7 +146,8 @@ public:
     // ---- care ----
     // `unsaved_files`: tags of files whose objects sessions of this process haven't saved yet.
     std::vector<CheckFinding> check(bool repair, const std::vector<tag_t>& unsaved_files);
-    void backup(const std::string& path);
+    // Files that are damaged are left out; gives them.
+    std::vector<CheckFinding> backup(const std::string& path);
 
 private:
     struct Shared {
@@ -148,7 +159,9 @@ private:
         std::int64_t model_position = 0;  // last addition that the model knows
         std::vector<Store*> askers;       // any of them can ask for additions
         Shared(const std::string& store_path, bool memory)
-            : path(store_path), in_memory(memory), volume(memory ? "" : store_path + ".volume") {}
+            : path(store_path),
+              in_memory(memory),
+              volume(memory ? "" : store_path + ".volume", memory ? "" : store_path) {}
     };
     std::shared_ptr<Shared> shared_;
     std::unique_ptr<Connection> connection_;

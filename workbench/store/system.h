@@ -19,11 +19,18 @@ int processNumber();
 std::tm localTime(std::time_t seconds);
 
 // ---- what has a name ----
-bool makeDirectory(const std::string& path);
+// What is made `like` a file belongs to those who may read and write that one, and nobody else;
+// without one it is what the process's settings say.
+bool makeDirectory(const std::string& path, const std::string& like = "");
+bool makePrivateDirectory(const std::string& path);
 bool somethingAt(const std::string& path);                    // links aren't followed
 bool regularFileAt(const std::string& path);                  // likewise
 bool removeFile(const std::string& path);                     // others may have it open
 bool rename(const std::string& from, const std::string& to);  // in the place of a file there
+// Rename to where nothing is; EEXIST if there is something, which stays. Files and directories.
+bool place(const std::string& from, const std::string& to);
+// The same on a file system that can't do it in one step: an empty one takes the place first.
+bool placeInTwoSteps(const std::string& from, const std::string& to);
 bool syncDirectory(const std::string& path);
 std::string makeTemporaryDirectory();  // empty: it can't be made
 std::string makeTemporaryFile();       // likewise
@@ -32,22 +39,23 @@ std::string makeTemporaryFile();       // likewise
 // No child process inherits it; others may remove and rename it meanwhile.
 enum class Open {
     Read,          // a device or pipe isn't waited for
-    Write,         // made, or emptied if it is there; not through a link
+    ReadInPlace,   // likewise; not through a link
     WriteNew,      // made; refused if there is anything
     Lock,          // made if it isn't there; not through a link
     LockExisting,  // must be there; not through a link
 };
-int open(const std::string& path, Open how);
+int open(const std::string& path, Open how, const std::string& like = "");
 std::FILE* openForAppending(const std::string& path);
 bool isRegular(int file);
 std::ptrdiff_t read(int file, char* bytes, std::size_t size);
 std::ptrdiff_t write(int file, const char* bytes, std::size_t size);
 bool sync(int file);
 bool close(int file);
-// A lock of this opening of the file, gone with it. An exclusive one is never waited for and takes
-// the place of a shared one, and the other way round.
+// A lock of this opening of the file, gone with it, never waited for: EAGAIN if another opening has
+// it. An exclusive one takes the place of a shared one, and the other way round.
 bool lockExclusive(int file);
 bool lockShared(int file);
-bool tryLockShared(int file);  // not waited for
+// The process that has this file locked, by whatever kind of lock, for itself alone; 0: unknown.
+int lockHolder(const std::string& path);
 
 }  // namespace mervane::system

@@ -4,11 +4,50 @@
 #include <stdlib.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
 
 #include "workbench/store/system.h"
 
 namespace mervane::system {
+
+namespace {
+
+// Owner, group and mode of the file `like`; a directory may be entered by who may read it. What the
+// file system refuses stays as it was made, which is no more.
+void giveModeOf(const std::string& like, int file) {
+    struct stat wanted {};
+    struct stat own {};
+    if (::stat(like.c_str(), &wanted) != 0 || ::fstat(file, &own) != 0)
+        return;
+    mode_t mode = wanted.st_mode & 0666U;
+    const uid_t owner = ::geteuid() == 0 ? wanted.st_uid : own.st_uid;
+    if ((owner != own.st_uid || wanted.st_gid != own.st_gid) &&
+        ::fchown(file, owner, wanted.st_gid) != 0)
+        mode = (mode & 0606U) | ((mode & 06U) << 3U);  // another group, which is like all others
+    if (S_ISDIR(own.st_mode))
+        mode |= ((mode & 0444U) >> 2U) | (own.st_mode & 07000U);
+    (void)::fchmod(file, mode);
+}
+
+// At most the mode of `like` from the first moment on.
+int makeFile(const std::string& path, int flags, const std::string& like) {
+    struct stat wanted {};
+    mode_t mode = 0666;
+    if (!like.empty())
+        mode = ::stat(like.c_str(), &wanted) == 0 ? wanted.st_mode & 0666U : 0600U;
+    const int file = ::open(path.c_str(), flags | O_CREAT | O_EXCL, mode);
+    if (file >= 0 && !like.empty())
+        giveModeOf(like, file);
+    return file;
+}
+
+}  // namespace
 
 std::filesystem::path pathOf(const std::string& text) {
     return {text};
@@ -24,8 +63,21 @@ std::tm localTime(std::time_t seconds) {
     return local;
 }
 
-bool makeDirectory(const std::string& path) {
-    return ::mkdir(path.c_str(), 0755) == 0;
+bool makeDirectory(const std::string& path, const std::string& like) {
+    if (like.empty())
+        return ::mkdir(path.c_str(), 0777) == 0;
+    if (::mkdir(path.c_str(), 0700) != 0)
+        return false;
+    const int directory = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (directory >= 0) {
+        giveModeOf(like, directory);
+        ::close(directory);
+    }
+    return true;
+}
+
+bool makePrivateDirectory(const std::string& path) {
+    return ::mkdir(path.c_str(), 0700) == 0;
 }
 
 bool somethingAt(const std::string& path) {
@@ -44,6 +96,39 @@ bool removeFile(const std::string& path) {
 
 bool rename(const std::string& from, const std::string& to) {
     return ::rename(from.c_str(), to.c_str()) == 0;
+}
+
+bool place(const std::string& from, const std::string& to) {
+#if defined(RENAME_NOREPLACE)
+    if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
+        return true;
+    if (errno != EINVAL && errno != ENOSYS)
+        return false;
+#endif
+    return placeInTwoSteps(from, to);
+}
+
+// What was reserved is empty, so renaming takes its place; whoever meets it before meets no store.
+bool placeInTwoSteps(const std::string& from, const std::string& to) {
+    struct stat status {};
+    if (::lstat(from.c_str(), &status) != 0)
+        return false;
+    const bool directory = S_ISDIR(status.st_mode);
+    if (directory) {
+        if (::mkdir(to.c_str(), 0700) != 0)
+            return false;
+    } else {
+        const int reserved = ::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        if (reserved < 0)
+            return false;
+        ::close(reserved);
+    }
+    if (::rename(from.c_str(), to.c_str()) == 0)
+        return true;
+    const int reason = errno;
+    directory ? ::rmdir(to.c_str()) : ::unlink(to.c_str());
+    errno = reason;
+    return false;
 }
 
 bool syncDirectory(const std::string& path) {
@@ -70,27 +155,27 @@ std::string makeTemporaryFile() {
     return pattern;
 }
 
-int open(const std::string& path, Open how) {
-    constexpr int kMode = 0644;
-    int flags = O_CLOEXEC;
+int open(const std::string& path, Open how, const std::string& like) {
     switch (how) {
         case Open::Read:
-            flags |= O_RDONLY | O_NONBLOCK;
-            break;
-        case Open::Write:
-            flags |= O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
-            break;
+            return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        case Open::ReadInPlace:
+            return ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
         case Open::WriteNew:
-            flags |= O_WRONLY | O_CREAT | O_EXCL;
-            break;
+            return makeFile(path, O_WRONLY | O_CLOEXEC, like);
         case Open::Lock:
-            flags |= O_RDWR | O_CREAT | O_NOFOLLOW;
-            break;
         case Open::LockExisting:
-            flags |= O_RDWR | O_NOFOLLOW;
             break;
     }
-    return ::open(path.c_str(), flags, kMode);
+    constexpr int kFlags = O_RDWR | O_NOFOLLOW | O_CLOEXEC;
+    for (;;) {
+        int file = ::open(path.c_str(), kFlags);
+        if (file >= 0 || errno != ENOENT || how == Open::LockExisting)
+            return file;
+        file = makeFile(path, kFlags, like);
+        if (file >= 0 || errno != EEXIST)
+            return file;
+    }
 }
 
 std::FILE* openForAppending(const std::string& path) {
@@ -123,11 +208,27 @@ bool lockExclusive(int file) {
 }
 
 bool lockShared(int file) {
-    return ::flock(file, LOCK_SH) == 0;
+    return ::flock(file, LOCK_SH | LOCK_NB) == 0;
 }
 
-bool tryLockShared(int file) {
-    return ::flock(file, LOCK_SH | LOCK_NB) == 0;
+// From the system's list: "1: FLOCK  ADVISORY  WRITE 123 08:01:4567 0 EOF".
+int lockHolder(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0)
+        return 0;
+    char file[64];
+    std::snprintf(file, sizeof file, "%02x:%02x:%llu", major(status.st_dev), minor(status.st_dev),
+                  static_cast<unsigned long long>(status.st_ino));
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        std::istringstream words(line);
+        std::string number, kind, advisory, how, where;
+        int process = 0;
+        if (words >> number >> kind >> advisory >> how >> process >> where && how == "WRITE" &&
+            where == file)
+            return process;
+    }
+    return 0;
 }
 
 }  // namespace mervane::system

@@ -7,9 +7,9 @@
 #include <process.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 
+#include "workbench/store/making.h"
 #include "workbench/store/system.h"
 
 namespace mervane::system {
@@ -33,8 +33,11 @@ bool failed() {
             break;
         case ERROR_ACCESS_DENIED:
         case ERROR_SHARING_VIOLATION:
-        case ERROR_LOCK_VIOLATION:
             errno = EACCES;
+            break;
+        case ERROR_LOCK_VIOLATION:
+        case ERROR_IO_PENDING:
+            errno = EAGAIN;
             break;
         case ERROR_DISK_FULL:
             errno = ENOSPC;
@@ -54,14 +57,9 @@ HANDLE handleOf(int file) {
 }
 
 std::string freshName() {
-    static std::atomic<unsigned> counter{0};
     std::error_code error;
     const auto directory = std::filesystem::temp_directory_path(error);
-    return error
-               ? ""
-               : (directory / ("mervane-" + std::to_string(_getpid()) + "-" +
-                               std::to_string(GetTickCount64()) + "-" + std::to_string(++counter)))
-                     .string();
+    return error ? "" : (directory / ("mervane-" + randomName())).string();
 }
 
 }  // namespace
@@ -80,8 +78,13 @@ std::tm localTime(std::time_t seconds) {
     return local;
 }
 
-bool makeDirectory(const std::string& path) {
+// Rights come from the directory in which it is made.
+bool makeDirectory(const std::string& path, const std::string&) {
     return check(CreateDirectoryW(pathOf(path).c_str(), nullptr));
+}
+
+bool makePrivateDirectory(const std::string& path) {
+    return makeDirectory(path);
 }
 
 bool somethingAt(const std::string& path) {
@@ -105,6 +108,14 @@ bool rename(const std::string& from, const std::string& to) {
                              MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
 }
 
+bool place(const std::string& from, const std::string& to) {
+    return check(MoveFileExW(pathOf(from).c_str(), pathOf(to).c_str(), MOVEFILE_WRITE_THROUGH));
+}
+
+bool placeInTwoSteps(const std::string& from, const std::string& to) {
+    return place(from, to);
+}
+
 // Names are on disk when the call that gave them returns.
 bool syncDirectory(const std::string& path) {
     return somethingAt(path);
@@ -124,16 +135,14 @@ std::string makeTemporaryFile() {
     return path;
 }
 
-int open(const std::string& path, Open how) {
+int open(const std::string& path, Open how, const std::string&) {
     DWORD access = GENERIC_READ;
     DWORD disposition = OPEN_EXISTING;
     DWORD flags = FILE_ATTRIBUTE_NORMAL;
     switch (how) {
         case Open::Read:
             break;
-        case Open::Write:
-            access = GENERIC_WRITE;
-            disposition = CREATE_ALWAYS;
+        case Open::ReadInPlace:
             flags |= FILE_FLAG_OPEN_REPARSE_POINT;
             break;
         case Open::WriteNew:
@@ -159,7 +168,8 @@ int open(const std::string& path, Open how) {
     }
     const int file =
         _open_osfhandle(reinterpret_cast<std::intptr_t>(handle),
-                        _O_BINARY | _O_NOINHERIT | (how == Open::Read ? _O_RDONLY : _O_RDWR));
+                        _O_BINARY | _O_NOINHERIT |
+                            (how == Open::Read || how == Open::ReadInPlace ? _O_RDONLY : _O_RDWR));
     if (file < 0)
         CloseHandle(handle);
     return file;
@@ -173,7 +183,7 @@ bool isRegular(int file) {
     BY_HANDLE_FILE_INFORMATION info;
     return GetFileType(handleOf(file)) == FILE_TYPE_DISK &&
            GetFileInformationByHandle(handleOf(file), &info) != 0 &&
-           (info.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+           (info.dwFileAttributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) == 0;
 }
 
 std::ptrdiff_t read(int file, char* bytes, std::size_t size) {
@@ -204,13 +214,12 @@ bool lockShared(int file) {
     OVERLAPPED range{};
     range.OffsetHigh = kLockAt;
     UnlockFileEx(handleOf(file), 0, 1, 0, &range);
-    return check(LockFileEx(handleOf(file), 0, 0, 1, 0, &range));
+    return check(LockFileEx(handleOf(file), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range));
 }
 
-bool tryLockShared(int file) {
-    OVERLAPPED range{};
-    range.OffsetHigh = kLockAt;
-    return check(LockFileEx(handleOf(file), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range));
+// The system doesn't tell.
+int lockHolder(const std::string&) {
+    return 0;
 }
 
 }  // namespace mervane::system

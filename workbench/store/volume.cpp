@@ -1,15 +1,16 @@
 #include "workbench/store/volume.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
 #include "workbench/model/status.h"
+#include "workbench/store/making.h"
 #include "workbench/store/sha256.h"
 #include "workbench/store/system.h"
+#include "workbench/store/waiting.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -56,21 +57,37 @@ void writeAll(int descriptor, const char* bytes, std::size_t size, const std::st
     }
 }
 
-// Give every block of the file to the receiver.
+// Give every block of the file to the receiver; false, with errno, if it can't be read.
 template <typename Receiver>
-void readAll(int descriptor, const std::string& path, Receiver&& receiver) {
+bool readAll(int descriptor, Receiver&& receiver) {
     std::vector<char> buffer(1 << 16);
     for (;;) {
         const std::ptrdiff_t got = system::read(descriptor, buffer.data(), buffer.size());
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
-            fail(path, "can't be read");
-        }
-        if (got == 0)
-            return;
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            return got == 0;
         receiver(buffer.data(), static_cast<std::size_t>(got));
     }
+}
+
+// Give the contents to the receiver; when this returns they were those that were stored.
+template <typename Receiver>
+void readStored(int descriptor, const StoredFile& file, Receiver&& receiver) {
+    FileFacts facts;
+    Sha256 sum;
+    const bool read = readAll(descriptor, [&](const char* bytes, std::size_t size) {
+        sum.add(bytes, size);
+        facts.byte_size += static_cast<std::int64_t>(size);
+        receiver(bytes, size);
+    });
+    if (!read)
+        throw Damage(file, "can't be read: " + std::string(std::strerror(errno)));
+    if (file.byte_size && *file.byte_size != facts.byte_size)
+        throw Damage(file, "has " + std::to_string(facts.byte_size) + " bytes in the volume, " +
+                               std::to_string(*file.byte_size) + " were stored");
+    if (file.sha256 && *file.sha256 != sum.hex())
+        throw Damage(file, "has other contents in the volume than were stored");
 }
 
 int openRegular(const std::string& path) {
@@ -110,11 +127,16 @@ void syncDirectory(const std::string& directory) {
 
 // Make the file under a name of its own, then give it its place: it is whole or not there.
 template <typename Fill>
-FileFacts placeFile(const std::string& directory, const std::string& place, Fill&& fill) {
-    static std::atomic<unsigned> counter{0};
-    const std::string temporary = directory + "/new-" + std::to_string(system::processNumber()) +
-                                  "-" + std::to_string(counter++);
-    Descriptor out(system::open(temporary, system::Open::Write));
+FileFacts placeFile(const std::string& directory, const std::string& place, const std::string& like,
+                    Fill&& fill) {
+    // Exclusive: processes of several machines may have the same number.
+    std::string temporary;
+    int made = -1;
+    do {
+        temporary = directory + "/new-" + randomName();
+        made = system::open(temporary, system::Open::WriteNew, like);
+    } while (made < 0 && errno == EEXIST);
+    Descriptor out(made);
     if (!out)
         fail(temporary, "can't be made");
     FileFacts facts;
@@ -140,8 +162,13 @@ FileFacts placeFile(const std::string& directory, const std::string& place, Fill
 
 }  // namespace
 
-Volume::Volume(std::string directory)
-    : directory_(std::move(directory)), temporary_(directory_.empty()) {
+Damage::Damage(const StoredFile& file, const std::string& what)
+    : Failure(kFileFailure, "file of #" + std::to_string(file.tag) +
+                                (file.name.empty() ? "" : " \"" + file.name + "\"") + " " + what) {
+}
+
+Volume::Volume(std::string directory, std::string like)
+    : directory_(std::move(directory)), like_(std::move(like)), temporary_(directory_.empty()) {
 }
 
 Volume::~Volume() {
@@ -161,7 +188,7 @@ void Volume::makeDirectory() {
         directory_ = std::move(made);
         return;
     }
-    if (system::makeDirectory(directory_)) {
+    if (system::makeDirectory(directory_, like_)) {
         // What lies in it is on disk only when its own name is.
         const auto parent = std::filesystem::absolute(system::pathOf(directory_)).parent_path();
         syncDirectory(parent.string());
@@ -181,13 +208,15 @@ std::string Volume::holdPath() const {
 FileFacts Volume::place(tag_t tag, const std::string& path) {
     const Descriptor in(openRegular(path));
     makeDirectory();
-    return placeFile(directory_, pathOf(tag),
-                     [&](auto&& receiver) { readAll(in.get(), path, receiver); });
+    return placeFile(directory_, pathOf(tag), like_, [&](auto&& receiver) {
+        if (!readAll(in.get(), receiver))
+            fail(path, "can't be read");
+    });
 }
 
 FileFacts Volume::placeBytes(tag_t tag, const std::string& bytes) {
     makeDirectory();
-    return placeFile(directory_, pathOf(tag),
+    return placeFile(directory_, pathOf(tag), like_,
                      [&](auto&& receiver) { receiver(bytes.data(), bytes.size()); });
 }
 
@@ -197,7 +226,7 @@ void Volume::remove(tag_t tag) noexcept {
         const std::string removed = pathOf(tag) + kRemovedSuffix;
         if (!system::rename(pathOf(tag), removed))
             return;
-        const Descriptor hold(system::open(holdPath(), system::Open::Lock));
+        const Descriptor hold(system::open(holdPath(), system::Open::Lock, like_));
         if (!hold || system::lockExclusive(hold.get()))
             system::removeFile(removed);
     } catch (...) {
@@ -205,23 +234,45 @@ void Volume::remove(tag_t tag) noexcept {
     }
 }
 
-std::string Volume::read(tag_t tag) const {
-    const std::string path = pathOf(tag);
-    const Descriptor in(openRegular(path));
+// A file that was taken out while a copy is made still lies beside its place.
+int Volume::openStored(const StoredFile& file) const {
+    if (directory_.empty())
+        throw Damage(file, "is missing in the volume");
+    const std::string path = pathOf(file.tag);
+    int number = system::open(path, system::Open::ReadInPlace);
+    if (number < 0 && errno == ENOENT)
+        number = system::open(path + kRemovedSuffix, system::Open::ReadInPlace);
+    if (number < 0 && errno == ENOENT)
+        throw Damage(file, "is missing in the volume");
+    if (number < 0 && errno != ELOOP)
+        throw Damage(file, "can't be opened: " + std::string(std::strerror(errno)));
+    if (number >= 0 && system::isRegular(number))
+        return number;
+    if (number >= 0)
+        system::close(number);
+    throw Damage(file, "is no regular file in the volume");
+}
+
+std::string Volume::read(const StoredFile& file) const {
+    const Descriptor in(openStored(file));
     std::string bytes;
-    readAll(in.get(), path, [&](const char* at, std::size_t size) { bytes.append(at, size); });
+    readStored(in.get(), file, [&](const char* at, std::size_t size) { bytes.append(at, size); });
     return bytes;
 }
 
-void Volume::writeTo(tag_t tag, const std::string& path) const {
-    const std::string source = pathOf(tag);
-    const Descriptor in(openRegular(source));
+void Volume::compare(const StoredFile& file) const {
+    const Descriptor in(openStored(file));
+    readStored(in.get(), file, [](const char*, std::size_t) {});
+}
+
+void Volume::writeTo(const StoredFile& file, const std::string& path) const {
+    const Descriptor in(openStored(file));
     // Exclusive: neither an existing file nor a link at the path is ever followed.
     Descriptor out(system::open(path, system::Open::WriteNew));
     if (!out)
         fail(path, "can't be made");
     try {
-        readAll(in.get(), source, [&](const char* bytes, std::size_t size) {
+        readStored(in.get(), file, [&](const char* bytes, std::size_t size) {
             writeAll(out.get(), bytes, size, path);
         });
         if (!out.close())
@@ -234,24 +285,6 @@ void Volume::writeTo(tag_t tag, const std::string& path) const {
 
 bool Volume::exists(tag_t tag) const {
     return !directory_.empty() && system::regularFileAt(pathOf(tag));
-}
-
-std::optional<FileFacts> Volume::facts(tag_t tag) const {
-    const std::string path = pathOf(tag);
-    const Descriptor in(exists(tag) ? system::open(path, system::Open::Read) : -1);
-    if (!in) {
-        if (exists(tag))
-            fail(path, "can't be opened");
-        return std::nullopt;
-    }
-    FileFacts facts;
-    Sha256 sum;
-    readAll(in.get(), path, [&](const char* bytes, std::size_t size) {
-        sum.add(bytes, size);
-        facts.byte_size += static_cast<std::int64_t>(size);
-    });
-    facts.sha256 = sum.hex();
-    return facts;
 }
 
 std::vector<tag_t> Volume::tags() const {
@@ -278,7 +311,7 @@ std::vector<std::string> Volume::leftOvers() const {
 }
 
 bool Volume::removeLeftOver(const std::string& name) {
-    const Descriptor hold(system::open(holdPath(), system::Open::Lock));
+    const Descriptor hold(system::open(holdPath(), system::Open::Lock, like_));
     if (hold && !system::lockExclusive(hold.get()))
         return false;
     const std::string path = directory_ + "/" + name;
@@ -287,35 +320,32 @@ bool Volume::removeLeftOver(const std::string& name) {
     return true;
 }
 
-std::vector<tag_t> Volume::copyTo(const std::string& directory,
-                                  const std::vector<tag_t>& tags) const {
-    std::vector<tag_t> missing;
-    for (const tag_t tag : tags) {
-        std::string path = pathOf(tag);
-        int number = system::open(path, system::Open::Read);
-        if (number < 0) {
-            path += kRemovedSuffix;
-            number = system::open(path, system::Open::Read);
+std::vector<std::string> Volume::copyTo(const Volume& copy,
+                                        const std::vector<StoredFile>& files) const {
+    std::vector<std::string> damaged;
+    for (const StoredFile& file : files) {
+        try {
+            const Descriptor in(openStored(file));
+            placeFile(copy.directory_, copy.pathOf(file.tag), copy.like_,
+                      [&](auto&& receiver) { readStored(in.get(), file, receiver); });
+        } catch (const Damage& damage) {
+            damaged.emplace_back(damage.what());
         }
-        const Descriptor in(number);
-        if (!in) {
-            missing.push_back(tag);
-            continue;
-        }
-        placeFile(directory, directory + "/" + std::to_string(tag),
-                  [&](auto&& receiver) { readAll(in.get(), path, receiver); });
     }
-    return missing;
+    return damaged;
 }
 
 Volume::Hold::Hold(const Volume& volume) : volume_(volume) {
     if (volume.directory_.empty())
         return;
-    descriptor_ = system::open(volume.holdPath(), system::Open::Lock);
-    if (descriptor_ < 0 || !system::lockShared(descriptor_)) {
-        if (descriptor_ >= 0)
-            system::close(descriptor_);
-        fail(volume.holdPath(), "can't be locked");
+    descriptor_ = system::open(volume.holdPath(), system::Open::Lock, volume.like_);
+    if (descriptor_ < 0)
+        fail(volume.holdPath(), "can't be opened");
+    try {
+        waitForSharedLock(descriptor_, volume.holdPath());
+    } catch (...) {
+        system::close(descriptor_);
+        throw;
     }
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/types.h"
+#include "workbench/workbench.h"
 
 namespace mervane {
 
@@ -17,11 +18,25 @@ struct FileFacts {
     std::string sha256;  // hexadecimal
 };
 
+// A stored file as the store knows it. What it doesn't know isn't compared.
+struct StoredFile {
+    tag_t tag = NULLTAG;
+    std::string name;  // the original one
+    std::optional<std::int64_t> byte_size;
+    std::optional<std::string> sha256;
+};
+
+// A file of the volume that can't be read as it was stored; the text names it.
+class Damage : public Failure {
+public:
+    Damage(const StoredFile& file, const std::string& what);
+};
+
 class Volume {
 public:
     // An empty directory name: a temporary directory that is made when it is needed and removed
-    // with the volume.
-    explicit Volume(std::string directory);
+    // with the volume. Directory and files are for those who may read and write the file `like`.
+    explicit Volume(std::string directory, std::string like = "");
     ~Volume();
     Volume(const Volume&) = delete;
 
@@ -31,11 +46,13 @@ public:
     FileFacts placeBytes(tag_t tag, const std::string& bytes);
     // Take the file out; one that isn't there is fine. A backup that runs still finds it.
     void remove(tag_t tag) noexcept;
-    std::string read(tag_t tag) const;
-    // Write the contents to a path that doesn't exist yet; links aren't followed.
-    void writeTo(tag_t tag, const std::string& path) const;
+    // What is read is what was stored: Damage for a file that is missing, is no regular one, can't
+    // be read or has other contents. Links are never followed.
+    std::string read(const StoredFile& file) const;
+    // Write the contents to a path that doesn't exist yet; nothing is left there after a failure.
+    void writeTo(const StoredFile& file, const std::string& path) const;
+    void compare(const StoredFile& file) const;
     bool exists(tag_t tag) const;
-    std::optional<FileFacts> facts(tag_t tag) const;  // none: there is no such file
     // Where the file lies, for reading only.
     std::string pathOf(tag_t tag) const;
 
@@ -45,9 +62,9 @@ public:
     // False: a copy that is being made needs it.
     bool removeLeftOver(const std::string& name);
 
-    // Copy these files into another directory while others work on the volume: a file that is taken
-    // out meanwhile is copied too. Gives the tags that have no file.
-    std::vector<tag_t> copyTo(const std::string& directory, const std::vector<tag_t>& tags) const;
+    // Copy these files into another volume while others work on this one: a file that is taken out
+    // meanwhile is copied too. A damaged one is left out; gives the texts of these.
+    std::vector<std::string> copyTo(const Volume& copy, const std::vector<StoredFile>& files) const;
     // While it lives, files that are taken out stay readable for copyTo.
     class Hold {
     public:
@@ -63,10 +80,11 @@ public:
     const std::string& directory() const { return directory_; }
 
 private:
-    std::string directory_;
+    std::string directory_, like_;
     bool temporary_;
 
     std::string holdPath() const;
+    int openStored(const StoredFile& file) const;
 };
 
 }  // namespace mervane

@@ -1,0 +1,68 @@
+#include "workbench/store/making.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+#include "workbench/model/status.h"
+#include "workbench/store/system.h"
+#include "workbench/workbench.h"
+
+namespace mervane {
+
+namespace {
+
+[[noreturn]] void refuseTaken(const std::string& path) {
+    throw Failure(kStoreFailure, "There is something at " + path + " already");
+}
+
+void syncDirectoryOf(const std::string& path) {
+    const std::string directory =
+        std::filesystem::absolute(system::pathOf(path)).parent_path().string();
+    if (!system::syncDirectory(directory))
+        throw Failure(kFileFailure, directory + " can't be written to disk: " +
+                                        std::string(std::strerror(errno)));
+}
+
+}  // namespace
+
+std::string randomName() {
+    std::random_device source;
+    char text[17];
+    std::snprintf(text, sizeof text, "%08x%08x", source(), source());
+    return text;
+}
+
+void needNothingAt(const std::string& path) {
+    if (system::somethingAt(path))
+        refuseTaken(path);
+}
+
+MakingPlace::MakingPlace(const std::string& target) {
+    needNothingAt(target);
+    do {
+        directory_ = target + ".new-" + randomName();
+        if (system::makePrivateDirectory(directory_))
+            return;
+    } while (errno == EEXIST);
+    throw Failure(kFileFailure,
+                  directory_ + " can't be made: " + std::string(std::strerror(errno)));
+}
+
+MakingPlace::~MakingPlace() {
+    std::error_code error;
+    std::filesystem::remove_all(system::pathOf(directory_), error);
+}
+
+void MakingPlace::put(const std::string& name, const std::string& to) const {
+    if (!system::place(*this / name, to)) {
+        if (errno == EEXIST)
+            refuseTaken(to);
+        throw Failure(kFileFailure, to + " can't be made: " + std::string(std::strerror(errno)));
+    }
+    syncDirectoryOf(to);
+}
+
+}  // namespace mervane
