@@ -279,6 +279,8 @@ int KELD_buildDirName(char* dirName) {
         (void)keld_os::LocalTime(keld_os::WallClock(), &time);
         (void)std::strftime(szPid, sizeof(szPid), "%Y%m%d%H%M%S", &time);
         KELD_TRACE("pid:<%s>\n", szPid);
+        // The path goes into a command line that isn't quoted.
+        KELD_RepSpecialChar(text);
         std::string sDirName = std::string(szPid) + (text != nullptr ? text : "");
         if (text != nullptr)
             HEAP_free(text);
