@@ -134,6 +134,15 @@ TEST_F(JobService, TheClientsTextsReachTheFiles) {
     EXPECT_EQ("a=%", jobs::contentOf(jobMade() / "options.txt"));
 }
 
+TEST_F(JobService, AnEmptyVariableIsNoBaseDirectory) {
+    ::setenv("TEMP", "", 1);
+    Sent sent;
+    sent.relations = "nosuchrelation";  // ends the service before the writer
+    EXPECT_EQ(919998, call(sent));
+    EXPECT_THAT(world.lines("T"),
+                Contains("Destination-Path with extended path-variable will be </tmp/job>"));
+}
+
 // ---- all types ----
 
 TEST_F(JobService, OnlyTrueAndFalseAreAllTypesFlags) {
