@@ -150,8 +150,7 @@ int WriteOptions(const std::string& sFilePath, const char* options, bool* pbAtOn
     }
     KELD_TRACE("OptionsString:%s\n", options);
     std::fputs(KELD_JobOptionsText(options).c_str(), pFile);
-    KELD_CloseJobFile(pFile, sOptionsFile.c_str());
-    return QSK_ok;
+    return KELD_CloseJobFile(pFile, sOptionsFile.c_str());
 }
 
 }  // namespace
