@@ -42,8 +42,14 @@ public:
         Flush();
         m_bMayWait = false;
     }
+    // Forget what waits.
+    void DropWaiting() {
+        m_waiting.SetSize(0);
+        m_bInStretch = false;
+    }
 
 private:
+    bool OpenFile();
     bool AppendLine(int iLevel, const char* szFormat, va_list arguments);
     void WriteStamp(char* pLine);
     bool AlignContinuedLines(std::size_t uiText, std::size_t uiColumn);
@@ -56,6 +62,7 @@ private:
     int m_iDepth = 0;
 
     CKELD_LogFile m_file;
+    bool m_bForksKnown = false;  // a forked child drops what waits
     CKELD_TextBuffer m_waiting;
     bool m_bMayWait = true;
     bool m_bInStretch = false;
@@ -74,6 +81,18 @@ struct EndOfProcess {
 };
 EndOfProcess g_endOfProcess;
 
+// In a forked child: the lines that wait are the parent's, which writes them.
+void DropLinesOfParent() {
+    g_log.DropWaiting();
+}
+
+// Open the file at the first line. False: it can't be opened.
+bool Log::OpenFile() {
+    if (!m_bForksKnown)
+        m_bForksKnown = keld_os::CallInForkedChild(&DropLinesOfParent);
+    return m_file.Open();
+}
+
 int Log::Level() {
     if (!m_bLevelKnown) {
         std::string sLevel;
@@ -90,7 +109,7 @@ void Log::SetLevel(int iLevel) {
 }
 
 void Log::WriteLine(int iLevel, const char* szFormat, va_list arguments) {
-    if (iLevel > Level() || !m_file.Open())
+    if (iLevel > Level() || !OpenFile())
         return;
     const std::size_t uiBefore = m_waiting.Size();
     if (AppendLine(iLevel, szFormat, arguments))
@@ -187,7 +206,7 @@ void Log::Flush() {
 }
 
 void Log::WriteAsItStands(const char* szText) {
-    if (!m_file.Open())
+    if (!OpenFile())
         return;
     if (szText == nullptr)
         szText = "";
@@ -200,7 +219,7 @@ void Log::WriteAsItStands(const char* szText) {
 }
 
 const char* Log::Path() {
-    if (!m_file.Open())
+    if (!OpenFile())
         return nullptr;
     Flush();
     return m_file.Path();

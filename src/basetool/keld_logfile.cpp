@@ -36,7 +36,8 @@ bool CKELD_LogFile::Open() {
     if (m_bTried)
         return m_file.IsOpen();
     m_bTried = true;
-    m_pPath = new std::string(LogPath());
+    // The host may change its current directory later on.
+    m_pPath = new std::string(keld_os::AbsolutePath(LogPath()));
     std::string sLimit;
     if (keld_os::GetEnv("KELD_LOG_MAX_MB", &sLimit)) {
         const int iMegabytes = KELD_TextToInt(sLimit);
@@ -46,6 +47,7 @@ bool CKELD_LogFile::Open() {
 }
 
 bool CKELD_LogFile::OpenFile() {
+    m_bHalfLine = false;
     if (m_file.Open(Path()))
         return true;
     std::fprintf(stderr, "KELD: the log file %s can't be opened, log lines are dropped\n", Path());
@@ -55,8 +57,14 @@ bool CKELD_LogFile::OpenFile() {
 void CKELD_LogFile::Write(const char* pLines, std::size_t uiSize) {
     if (m_llLimit > 0)
         RotateIfTooLarge();
-    if (m_file.IsOpen())
-        (void)m_file.Write(pLines, uiSize);
+    if (!m_file.IsOpen())
+        return;
+    // What a full disk has cut stays a line of its own.
+    if (m_bHalfLine && m_file.Write("\n", 1) == 0)
+        return;
+    m_bHalfLine = false;
+    const std::size_t uiWritten = m_file.Write(pLines, uiSize);
+    m_bHalfLine = uiWritten > 0 && pLines[uiWritten - 1] != '\n';
 }
 
 void CKELD_LogFile::RotateIfTooLarge() {

@@ -23,6 +23,7 @@ private:
     void RotateIfTooLarge();
 
     bool m_bTried = false;
+    bool m_bHalfLine = false;        // the last write ended within a line
     std::int64_t m_llLimit = 0;      // bytes, 0: none
     std::string* m_pPath = nullptr;  // kept to the end of the process: callers hold the pointer
     keld_os::AppendFile m_file;

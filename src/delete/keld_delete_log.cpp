@@ -2,6 +2,9 @@
 
 #include "delete/keld_delete_log.h"
 
+#include <cctype>
+#include <cstring>
+
 #include "delete/keld_delete_deluxe.h"
 #include "delete/keld_delete_files.h"
 #include "frame/keld_trace.h"
@@ -29,6 +32,46 @@ OpenLog openLog;
 
 std::string Shown(const char* szText) {
     return szText != nullptr ? szText : "(null)";
+}
+
+std::string Text(const char* szText) {
+    return szText != nullptr ? szText : "";
+}
+
+// Whether a character can't be in a file name of the system.
+bool IsForbidden(char c) {
+    const auto uc = static_cast<unsigned char>(c);
+    return uc < 0x20 || uc == 0x7F || c == '/' ||
+           (keld_os::bWindows && std::strchr("\\:*?\"<>|", c) != nullptr);
+}
+
+// Whether an id has to be written with escapes: it has a character that can't be in a file name, or
+// something that looks like the escape of one.
+bool NeedsEscapes(const std::string& sId) {
+    const auto isHexAt = [&sId](std::size_t i) {
+        return i < sId.size() && std::isxdigit(static_cast<unsigned char>(sId[i])) != 0;
+    };
+    for (std::size_t i = 0; i < sId.size(); ++i)
+        if (IsForbidden(sId[i]) || (sId[i] == '%' && isHexAt(i + 1) && isHexAt(i + 2)))
+            return true;
+    return false;
+}
+
+// A user's id as a part of a file name. It can't lead out of its directory, and two ids never give
+// the same name.
+std::string FileNamePart(const std::string& sId) {
+    if (!NeedsEscapes(sId))
+        return sId;
+    std::string sPart;
+    for (const char c : sId) {
+        constexpr char cDigits[] = "0123456789ABCDEF";
+        const auto uc = static_cast<unsigned char>(c);
+        if (IsForbidden(c) || c == '%')
+            sPart += {'%', cDigits[uc >> 4U], cDigits[uc & 15U]};
+        else
+            sPart += c;
+    }
+    return sPart;
 }
 
 // Line ends as a file in text mode has them. The log itself is a binary file: text mode would write
@@ -61,11 +104,8 @@ void Append(const std::string& sLine) {
 }  // namespace
 
 std::string KELD_DeleteLogPath(const char* szCentralBackupDir, const char* szUserId) {
-    // A user's id is a part of a file name here, so it must not lead out of the directory either.
-    const std::string sName =
-        KELD_PlainFileName("delete_" + std::string(szUserId != nullptr ? szUserId : "") + ".log");
-    return std::string(szCentralBackupDir != nullptr ? szCentralBackupDir : "") +
-           keld_os::szPathSeparator + sName;
+    return Text(szCentralBackupDir) + keld_os::szPathSeparator + "delete_" +
+           FileNamePart(Text(szUserId)) + ".log";
 }
 
 FILE* KELD_OpenDeleteLog(const std::string& sPath) {
@@ -105,11 +145,10 @@ int WriteToDeleteLog(FILE* pDeleteLogFile, const char* szUserId, const char* szP
     (void)KELD_GetTime(&curTime);
     KELD_CALL(iRet, TIME_date_to_string(curTime, "%Y-%m-%d %H:%M:%S", &szCurDateTime));
     if (pDeleteLogFile != nullptr) {
-        // Names stand as they are in the database.
-        const std::string sLine = std::string(szCurDateTime != nullptr ? szCurDateTime : "") + "," +
-                                  Shown(szUserId) + ":" + Shown(szParentObjString) + ";" +
-                                  Shown(szDatasetName) + " (" + Shown(szDatasetType) + ");" +
-                                  Shown(sFilePathBuffer) + "\n";
+        // Names stand as they are in the database; a dataset without one leaves its place empty.
+        const std::string sLine = Text(szCurDateTime) + "," + Text(szUserId) + ":" +
+                                  Shown(szParentObjString) + ";" + Text(szDatasetName) + " (" +
+                                  Shown(szDatasetType) + ");" + Shown(sFilePathBuffer) + "\n";
         if (pDeleteLogFile == openLog.m_pFile)
             Append(WithLineEnds(sLine));
         else

@@ -101,7 +101,7 @@ int CopyArgument(char (&szField)[uiArgumentSize], const char* szText, const char
 // The base directory if the client names none.
 std::string DefaultDestination() {
     std::string sTemp;
-    if (!keld_os::GetEnv("TEMP", &sTemp))
+    if (!keld_os::GetEnv("TEMP", &sTemp) || sTemp.empty())
         return keld_os::bWindows ? "c:\\temp\\job" : "/tmp/job";
     return sTemp + keld_os::szPathSeparator + "job";
 }

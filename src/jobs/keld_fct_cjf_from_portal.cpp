@@ -150,8 +150,7 @@ int WriteOptions(const std::string& sFilePath, const char* options, bool* pbAtOn
     }
     KELD_TRACE("OptionsString:%s\n", options);
     std::fputs(KELD_JobOptionsText(options).c_str(), pFile);
-    KELD_CloseJobFile(pFile, sOptionsFile.c_str());
-    return QSK_ok;
+    return KELD_CloseJobFile(pFile, sOptionsFile.c_str());
 }
 
 }  // namespace
@@ -279,6 +278,8 @@ int KELD_buildDirName(char* dirName) {
         (void)keld_os::LocalTime(keld_os::WallClock(), &time);
         (void)std::strftime(szPid, sizeof(szPid), "%Y%m%d%H%M%S", &time);
         KELD_TRACE("pid:<%s>\n", szPid);
+        // The path goes into a command line that isn't quoted.
+        KELD_RepSpecialChar(text);
         std::string sDirName = std::string(szPid) + (text != nullptr ? text : "");
         if (text != nullptr)
             HEAP_free(text);

@@ -41,8 +41,9 @@ int KELD_fct_CRJ_from_portal(const char* destination_path, const char* type, con
                              const char* new_owner, const char* new_group, logical bFileOnlyPid,
                              int iCountTargets, tag_t* of_targetList, char* job_directory /*1024*/);
 
-// Name of a job directory: the local time as 14 digits and the user's id. A name of more than 255
-// bytes is never cut but left empty.
+// Name of a job directory: the local time as 14 digits and the user's id, cleaned as
+// KELD_RepSpecialChar does, since the name becomes part of a command line that isn't quoted. A name
+// of more than 255 bytes is never cut but left empty.
 // Returns: the status of DBO_get_user_id; the name is empty on failure.
 int KELD_buildDirName(char* dirName /*256*/);
 

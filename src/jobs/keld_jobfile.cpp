@@ -7,7 +7,15 @@
 
 namespace {
 
-constexpr int iFileNotCreated = 2010;
+constexpr int iNoFile = 2010;
+
+// Tell the log and the client the same.
+int Refuse(const char* szFileName, const char* szReason) {
+    const std::string sText = std::string("ERROR: File ") + szFileName + " " + szReason + "!\n";
+    KELD_ERROR("%s", sText.c_str());
+    (void)ERR_store_error_s1(ERR_severity_error, iNoFile, sText.c_str());  // told already
+    return iNoFile;
+}
 
 }  // namespace
 
@@ -15,16 +23,14 @@ int KELD_OpenJobFile(const char* szFileName, FILE** ppFile) {
     *ppFile = keld_os::OpenFile(szFileName, "w");
     if (*ppFile != nullptr)
         return QSK_ok;
-    KELD_ERROR("ERROR: File %s couldn't be created!\n", szFileName);
-    const std::string sText = std::string("ERROR: File ") + szFileName + " couldn't be created!\n";
-    (void)ERR_store_error_s1(ERR_severity_error, iFileNotCreated, sText.c_str());  // told already
-    return iFileNotCreated;
+    return Refuse(szFileName, "couldn't be created");
 }
 
-void KELD_CloseJobFile(FILE* pFile, const char* szFileName) {
+int KELD_CloseJobFile(FILE* pFile, const char* szFileName) {
     const bool bFailed = std::ferror(pFile) != 0;
-    if (std::fclose(pFile) != 0 || bFailed)
-        KELD_WARNING("File %s couldn't be written completely\n", szFileName);
+    if (std::fclose(pFile) == 0 && !bFailed)
+        return QSK_ok;
+    return Refuse(szFileName, "couldn't be written completely");
 }
 
 void KELD_WriteJobHeader(FILE* pFile, const char* szTyp, const KELD_JobFields& fields) {

@@ -28,8 +28,10 @@ struct KELD_JobFields {
 // Returns: 0, or 2010.
 [[nodiscard]] int KELD_OpenJobFile(const char* szFileName, FILE** ppFile);
 
-// Close a file. What couldn't be written, on a full disk for example, leaves a warning in the log.
-void KELD_CloseJobFile(FILE* pFile, const char* szFileName);
+// Close a file. What couldn't be written, on a full disk for example, is reported in the log and on
+// the error stack.
+// Returns: 0, or 2010.
+[[nodiscard]] int KELD_CloseJobFile(FILE* pFile, const char* szFileName);
 
 void KELD_WriteJobHeader(FILE* pFile, const char* szTyp, const KELD_JobFields& fields);
 

@@ -121,7 +121,7 @@ bool WriteItemJob(KELD_JobRun* pRun, Target* pTarget) {
     (void)KELD_write_bom_infos(pFile, pTarget->m_tRev);  // always 0
     KELD_WriteJobObject(pFile, szItemName, "");
     KELD_TRACE("close file\n");
-    KELD_CloseJobFile(pFile, szFileName);
+    KeepFirst(&pRun->m_iRet, KELD_CloseJobFile(pFile, szFileName));
     return true;
 }
 
@@ -164,7 +164,7 @@ bool WriteAttachment(KELD_JobRun* pRun, Target* pTarget, TypeOfTarget* pType,
         (void)KELD_write_bom_infos(pFile, pTarget->m_tRev);  // always 0
         KELD_WriteJobObject(pFile, szObjectName, szRelation);
         KELD_TRACE("close file\n");
-        KELD_CloseJobFile(pFile, pType->m_szFileName);
+        KeepFirst(&pRun->m_iRet, KELD_CloseJobFile(pFile, pType->m_szFileName));
     }
     return true;
 }
@@ -238,7 +238,7 @@ bool WriteType(KELD_JobRun* pRun, Target* pTarget, int iType) {
             return false;
     if (bOneFile) {
         KELD_TRACE("close file\n");
-        KELD_CloseJobFile(type.m_pFile, type.m_szFileName);
+        KeepFirst(&pRun->m_iRet, KELD_CloseJobFile(type.m_pFile, type.m_szFileName));
     }
     return true;
 }

@@ -50,6 +50,9 @@ std::uint32_t ProcessId();
 [[nodiscard]] int RunCommand(const char* szCommand);
 // A function by its undecorated name in the modules that the process has loaded, or null.
 void* FindFunction(const char* szName);
+// Have a function called in every child that the process forks from now on. Where a process can't
+// be doubled there is nothing to do. False: no memory.
+[[nodiscard]] bool CallInForkedChild(void (*pFunction)());
 
 // ---- files and directories ----
 // Functions that return an int give 0 or the system's error number.
@@ -68,6 +71,10 @@ FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks = true)
 [[nodiscard]] int RemoveFile(const char* szPath);
 // Rename, replacing a file of the new name.
 [[nodiscard]] int RenameFile(const char* szFrom, const char* szTo);
+
+// A path from the root on that names the same place after the current directory has changed. A path
+// that can't be made so stays as it is.
+std::string AbsolutePath(const std::string& sPath);
 
 // What stands at a path; a link is not followed.
 enum class PathKind { None, File, Directory, Other };
@@ -95,8 +102,8 @@ public:
 
     [[nodiscard]] bool Open(const char* szPath);
     bool IsOpen() const { return m_iHandle != iClosed; }
-    // False: not everything could be written.
-    [[nodiscard]] bool Write(const char* pData, std::size_t uiSize);
+    // Returns: how many bytes were written; fewer than uiSize if not everything could be.
+    [[nodiscard]] std::size_t Write(const char* pData, std::size_t uiSize);
     [[nodiscard]] bool GetState(FileState* pState) const;
     // Hold the file against other processes that ask for it likewise, until Close.
     void Lock();

@@ -121,6 +121,21 @@ int RenameFile(const char* szFrom, const char* szTo) {
     return std::rename(szFrom, szTo) == 0 ? 0 : errno;
 }
 
+std::string AbsolutePath(const std::string& sPath) {
+    if (sPath.empty() || sPath.front() == '/')
+        return sPath;
+    std::string sDirectory(256, '\0');
+    while (getcwd(sDirectory.data(), sDirectory.size()) == nullptr) {
+        if (errno != ERANGE)
+            return sPath;
+        sDirectory.resize(sDirectory.size() * 2);
+    }
+    sDirectory.resize(std::strlen(sDirectory.c_str()));
+    if (sDirectory.back() != '/')
+        sDirectory += '/';
+    return sDirectory + sPath;
+}
+
 PathKind KindOf(const char* szPath) {
     struct stat status {};
     if (szPath == nullptr || lstat(szPath, &status) != 0)
@@ -178,17 +193,18 @@ bool AppendFile::Open(const char* szPath) {
     return true;
 }
 
-bool AppendFile::Write(const char* pData, std::size_t uiSize) {
-    while (uiSize > 0) {
-        const ssize_t iWritten = write(static_cast<int>(m_iHandle), pData, uiSize);
+std::size_t AppendFile::Write(const char* pData, std::size_t uiSize) {
+    std::size_t uiDone = 0;
+    while (uiDone < uiSize) {
+        const ssize_t iWritten =
+            write(static_cast<int>(m_iHandle), pData + uiDone, uiSize - uiDone);
         if (iWritten == -1 && errno == EINTR)
             continue;
         if (iWritten <= 0)
-            return false;
-        pData += iWritten;
-        uiSize -= static_cast<std::size_t>(iWritten);
+            break;
+        uiDone += static_cast<std::size_t>(iWritten);
     }
-    return true;
+    return uiDone;
 }
 
 bool AppendFile::GetState(FileState* pState) const {

@@ -196,6 +196,19 @@ int RenameFile(const char* szFrom, const char* szTo) {
     return MoveFileExW(sFrom.c_str(), sTo.c_str(), MOVEFILE_REPLACE_EXISTING) ? 0 : LastError();
 }
 
+std::string AbsolutePath(const std::string& sPath) {
+    std::wstring sWide;
+    if (sPath.empty() || !ToWide(sPath.c_str(), &sWide))
+        return sPath;
+    const DWORD ulSize = GetFullPathNameW(sWide.c_str(), 0, nullptr, nullptr);
+    std::wstring sFull(ulSize, L'\0');
+    const DWORD ulLength = GetFullPathNameW(sWide.c_str(), ulSize, sFull.data(), nullptr);
+    if (ulLength == 0 || ulLength >= ulSize)
+        return sPath;
+    sFull.resize(ulLength);
+    return FromWide(sFull);
+}
+
 PathKind KindOf(const char* szPath) {
     std::wstring sPath;
     if (!ToWide(szPath, &sPath))
@@ -248,18 +261,20 @@ bool AppendFile::Open(const char* szPath) {
     return IsOpen();
 }
 
-bool AppendFile::Write(const char* pData, std::size_t uiSize) {
-    while (uiSize > 0) {
+std::size_t AppendFile::Write(const char* pData, std::size_t uiSize) {
+    std::size_t uiDone = 0;
+    while (uiDone < uiSize) {
         constexpr std::size_t uiLargest = 1U << 30U;
+        const std::size_t uiRest = uiSize - uiDone;
+        const auto ulPiece = static_cast<DWORD>(uiRest < uiLargest ? uiRest : uiLargest);
         DWORD ulWritten = 0;
-        const auto ulPiece = static_cast<DWORD>(uiSize < uiLargest ? uiSize : uiLargest);
-        if (!WriteFile(reinterpret_cast<HANDLE>(m_iHandle), pData, ulPiece, &ulWritten, nullptr) ||
+        if (!WriteFile(reinterpret_cast<HANDLE>(m_iHandle), pData + uiDone, ulPiece, &ulWritten,
+                       nullptr) ||
             ulWritten == 0)
-            return false;
-        pData += ulWritten;
-        uiSize -= ulWritten;
+            break;
+        uiDone += ulWritten;
     }
-    return true;
+    return uiDone;
 }
 
 bool AppendFile::GetState(FileState* pState) const {

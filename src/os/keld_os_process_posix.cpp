@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -61,6 +62,10 @@ int RunCommand(const char* szCommand) {
 
 void* FindFunction(const char* szName) {
     return szName != nullptr ? dlsym(RTLD_DEFAULT, szName) : nullptr;
+}
+
+bool CallInForkedChild(void (*pFunction)()) {
+    return pthread_atfork(nullptr, nullptr, pFunction) == 0;
 }
 
 }  // namespace keld_os

@@ -77,6 +77,10 @@ void* FindFunction(const char* szName) {
     return nullptr;
 }
 
+bool CallInForkedChild(void (*)()) {
+    return true;
+}
+
 }  // namespace keld_os
 
 #endif

@@ -39,8 +39,8 @@ KELD_BASE_API void KELD_PRINTLOG(const char* text);
 // A line of the version report: to standard output, and to the log at trace level.
 KELD_BASE_API void KELD_PRINT_VERINFO(const char* format, ...);
 
-// Path of the log file; null if it can't be opened. Writes what is waiting. Not to be freed; good
-// for the life of the process.
+// Absolute path of the log file; null if it can't be opened. Writes what is waiting. Not to be
+// freed; good for the life of the process.
 KELD_BASE_API const char* KELD_GetLogFilePath(void);
 
 // The level: lines above it are not written. 3 at the start unless KELD_LOG_LEVEL in the

@@ -90,8 +90,9 @@ int CKELD_StatusManager::Process(const char* type, tag_t object, int iRekursion,
     if (!IsBomLine(type))
         KELD_QSK_CALL(KELD_ask_latest_status(object, latest));
     KELD_TRACE("### Process on:%s LastStat:%s ###\n", section, latest);
-    // The action pass never skips: the status has changed by then.
-    if (pass != iActionPass && IsLeftAlone(section, latest)) {
+    // Read in each pass. The action pass never skips: the status has changed by then.
+    const bool bLeftAlone = IsLeftAlone(section, latest);
+    if (bLeftAlone && pass != iActionPass) {
         KELD_TRACE("   Scip Process on:%s Status:%s\n", section, latest);
         return QSK_ok;
     }

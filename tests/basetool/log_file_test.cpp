@@ -113,6 +113,23 @@ TEST_F(LogFileLimit, BeginsANewFileAndKeepsOneGeneration) {
     EXPECT_FALSE(fs::exists(log_path_.string() + ".2"));
 }
 
+TEST_F(LogFileLimit, FindsARelativePathAgainInAnotherCurrentDirectory) {
+    const fs::path before = fs::current_path();
+    fs::current_path(directory_);
+    fixed_os::setEnv("KELD_LOG_FILE", "relative.log");
+    fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
+    KELD_ERROR("first");
+    fs::current_path(directory_ / "mv");
+    const fs::path path = fs::canonical(directory_) / "relative.log";
+    EXPECT_EQ(KELD_GetLogFilePath(), path.string());
+    for (int i = 0; i < 12; ++i)
+        KELD_ERROR("%d %s", i, text_.c_str());
+    fs::current_path(before);
+    EXPECT_EQ(splitLines(readFile(path.string() + ".1")).size(), 12U);
+    EXPECT_EQ(splitLines(readFile(path)).size(), 1U);
+    EXPECT_TRUE(fs::is_empty(directory_ / "mv"));
+}
+
 TEST_F(LogFileLimit, CountsWhatWasInTheFile) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
     writeFile(log_path_, std::string(1024 * 1024 + 1, 'y'));

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -150,6 +151,85 @@ TEST_F(LogProcess, GoesOnWhenTheDiskIsFull) {
                       KELD_ERROR("dropped\n");
               })),
               0);
+}
+
+TEST_F(LogProcess, LeavesTheLinesThatWaitToTheProcessThatWroteThem) {
+    KELD_TRACE("->service of the parent\n");
+    KELD_IncTraceSpaces();
+    KELD_TRACE("step of the parent\n");
+    EXPECT_EQ(waitFor(start([] { KELD_ERROR("of the child\n"); })), 0);
+    EXPECT_EQ(waitFor(start([] { KELD_TRACE("waits to the child's end\n"); })), 0);
+    EXPECT_EQ(waitFor(start([] {})), 0);
+    KELD_DecTraceSpaces();
+    KELD_TRACE("<-service of the parent\n");
+    std::vector<std::string> texts;
+    for (const std::string& line : lines(path()))
+        texts.push_back(line.substr(24));
+    EXPECT_EQ(texts,
+              (std::vector<std::string>{"E   of the child", "T   waits to the child's end",
+                                        "T ->service of the parent", "T   step of the parent",
+                                        "T <-service of the parent"}));
+}
+
+namespace {
+
+// No file of the process may become longer, as if the disk were full.
+class DiskWithRoomFor {
+public:
+    explicit DiskWithRoomFor(std::uintmax_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        rlimit limit = before_;
+        limit.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    ~DiskWithRoomFor() { setrlimit(RLIMIT_FSIZE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+}  // namespace
+
+TEST_F(LogProcess, KeepsALineThatAFullDiskHasCutApartFromTheNext) {
+    KELD_ERROR("first\n");
+    const auto size = fs::file_size(path());
+    {
+        const DiskWithRoomFor room(size + 28);
+        KELD_ERROR("cut\n");
+        KELD_ERROR("lost\n");
+    }
+    KELD_ERROR("next\n");
+    KELD_ERROR("last\n");
+    const auto all = lines(path());
+    ASSERT_EQ(all.size(), 4U);
+    EXPECT_EQ(all.at(1).substr(24), "E cu");
+    EXPECT_EQ(all.at(2).substr(24), "E next");
+    EXPECT_EQ(all.at(3).substr(24), "E last");
+}
+
+TEST_F(LogProcess, LeavesNoEmptyLineForLinesThatAFullDiskHasTakenWhole) {
+    KELD_ERROR("first\n");
+    const auto size = fs::file_size(path());
+    {
+        const DiskWithRoomFor room(size);
+        KELD_ERROR("lost\n");
+    }
+    KELD_ERROR("next\n");
+    {
+        const DiskWithRoomFor room(2 * size - 1 + size);  // "next" is a byte shorter
+        KELD_TRACE("stays\n");
+        KELD_IncTraceSpaces();
+        KELD_TRACE("lost\n");
+        KELD_DecTraceSpaces();
+        KELD_TRACE("lost\n");
+    }
+    KELD_ERROR("last\n");
+    const auto all = lines(path());
+    ASSERT_EQ(all.size(), 4U);
+    EXPECT_EQ(all.at(1).substr(24), "E next");
+    EXPECT_EQ(all.at(2).substr(24), "T stays");
+    EXPECT_EQ(all.at(3).substr(24), "E last");
 }
 
 // Made before the log's static objects, so destroyed after them.

@@ -58,7 +58,7 @@ TEST_F(ProtocolName, TheSortingModeTakesAPositiveNumber) {
         EXPECT_TRUE(ACPackAndResequenceBOMPSE(1, 0, nullptr, 0, sort).m_bSort);
 }
 
-TEST_F(ProtocolName, TheDirectoryIsTheFirstVariableThatIsSet) {
+TEST_F(ProtocolName, TheDirectoryIsTheFirstVariableThatIsSetAndNotEmpty) {
     EXPECT_EQ(file, path()) << "none of them";
     ::setenv("TMP", "/third", 1);
     EXPECT_EQ("/third" + file, path());
@@ -67,7 +67,11 @@ TEST_F(ProtocolName, TheDirectoryIsTheFirstVariableThatIsSet) {
     ::setenv("MV_TMP_DIR", "/first", 1);
     EXPECT_EQ("/first" + file, path());
     ::setenv("MV_TMP_DIR", "", 1);
-    EXPECT_EQ(file, path()) << "set, and empty";
+    EXPECT_EQ("/second" + file, path());
+    ::setenv("TEMP", "", 1);
+    EXPECT_EQ("/third" + file, path());
+    ::setenv("TMP", "", 1);
+    EXPECT_EQ(file, path()) << "none that isn't empty";
 }
 
 TEST_F(ProtocolNameFailing, IsEmptyIfTheUserCantBeRead) {

@@ -9,6 +9,7 @@
 #include <set>
 
 #include "delete/keld_delete_log.h"
+#include "os/keld_os.h"
 #include "tests/delete/backup_world.h"
 #include "tests/support/fixed_os.h"
 
@@ -105,8 +106,47 @@ TEST_F(DeleteLog, ALineIsMadeOfItsPartsAsTheyAre) {
     const std::string now = "2011-03-07 14:05:09,";
     EXPECT_EQ(now + "abc:4711/A;Housing (CADMASTER);S:\\backup\\4711_A\\Housing\\housing.prt\n" +
                   now + ":; ();\n" + now + "%s:%n;a\nb (%d);%\n" + now +
-                  "(null):(null);(null) ((null));(null)\n" + now + huge + ":; ();\n",
+                  ":(null); ((null));(null)\n" + now + huge + ":; ();\n",
               contentOf(path("own.log")));
+}
+
+TEST_F(DeleteLog, TheLogsNameHasTheUsersIdAsItStands) {
+    const std::string separator = keld_os::szPathSeparator;
+    for (const std::string id : {"abc", "a b", " .", "u.", "..", "con", "50%", "%", "%4", "%zz",
+                                 "\xC3\xA4", "\xFF", "a&b;c$d'e", "O'Hara, J. (x)"})
+        EXPECT_EQ("top" + separator + "delete_" + id + ".log",
+                  KELD_DeleteLogPath("top", id.c_str()));
+    EXPECT_EQ(separator + "delete_.log", KELD_DeleteLogPath(nullptr, nullptr));
+}
+
+TEST_F(DeleteLog, OnlyWhatCantBeInAFileNameIsWrittenAsHexDigitsInItsName) {
+    const std::string start = std::string("top") + keld_os::szPathSeparator + "delete_";
+    for (const auto& [id, name] : std::map<std::string, std::string>{
+             {"a/b", "a%2Fb"},
+             {"/", "%2F"},
+             {"../../x", "..%2F..%2Fx"},
+             {"a\nb\x1F\x7F", "a%0Ab%1F%7F"},
+             {"50% a/b", "50%25 a%2Fb"},
+             {"\xC3\xA4/", "\xC3\xA4%2F"},
+         })
+        EXPECT_EQ(start + name + ".log", KELD_DeleteLogPath("top", id.c_str()));
+    const std::string special = "\\:*?\"<>|";
+    EXPECT_EQ(start + (keld_os::bWindows ? "%5C%3A%2A%3F%22%3C%3E%7C" : special) + ".log",
+              KELD_DeleteLogPath("top", special.c_str()));
+}
+
+TEST_F(DeleteLog, TwoUsersNeverShareALogWhateverTheirIds) {
+    // Every id of up to five of the characters that escapes are made of.
+    const std::string letters = "%2Ff/5_";
+    std::set<std::string> names;
+    std::vector<std::string> ids = {""};
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        names.insert(KELD_DeleteLogPath("top", ids[i].c_str()));
+        if (ids[i].size() < 5)
+            for (const char c : letters)
+                ids.push_back(ids[i] + c);
+    }
+    EXPECT_EQ(ids.size(), names.size());
 }
 
 TEST_F(DeleteLog, WhatHasReachedTheFileEndsWithALineAtAnyTime) {

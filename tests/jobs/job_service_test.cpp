@@ -134,6 +134,15 @@ TEST_F(JobService, TheClientsTextsReachTheFiles) {
     EXPECT_EQ("a=%", jobs::contentOf(jobMade() / "options.txt"));
 }
 
+TEST_F(JobService, AnEmptyVariableIsNoBaseDirectory) {
+    ::setenv("TEMP", "", 1);
+    Sent sent;
+    sent.relations = "nosuchrelation";  // ends the service before the writer
+    EXPECT_EQ(919998, call(sent));
+    EXPECT_THAT(world.lines("T"),
+                Contains("Destination-Path with extended path-variable will be </tmp/job>"));
+}
+
 // ---- all types ----
 
 TEST_F(JobService, OnlyTrueAndFalseAreAllTypesFlags) {
@@ -320,6 +329,21 @@ TEST_F(JobService, ABlankInTheProgramsNameIsNotQuoted) {
     sent.program = program(0, "first") + " second";
     ASSERT_EQ(0, call(sent));
     EXPECT_THAT(started(), HasSubstr("<second>\n<"));
+}
+
+TEST_F(JobService, AUsersIdIsNeverReadByTheCommandProcessor) {
+    const std::string marker = (directory_ / "marker").string();
+    const auto session = world.otherUser("u;touch $MARK>b|c&d `e` \"f\" ..");
+    world.bench.selectSession(session);
+    ::setenv("MARK", marker.c_str(), 1);
+    Sent sent;
+    sent.program = program(0);
+    EXPECT_EQ(0, call(sent));
+    ::unsetenv("MARK");
+    EXPECT_FALSE(jobs::fs::exists(marker));
+    ASSERT_FALSE(jobMade().empty());
+    EXPECT_EQ("u_touch__MARK_b_c_d__e___f__._", jobMade().filename().string().substr(14));
+    EXPECT_EQ("<" + jobMade().string() + ">\n", started());
 }
 
 TEST_F(JobService, WithoutAJobDirectoryTheCommandEndsInABlank) {

@@ -214,9 +214,9 @@ TEST_F(OsFile, AppendedToByTwoKeepsBothPieces) {
     EXPECT_FALSE(one.IsOpen());
     ASSERT_TRUE(one.Open(path("log").c_str()));
     ASSERT_TRUE(other.Open(path("log").c_str()));
-    EXPECT_TRUE(one.Write("1", 1));
-    EXPECT_TRUE(other.Write("22", 2));
-    EXPECT_TRUE(one.Write("3", 1));
+    EXPECT_EQ(one.Write("1", 1), 1U);
+    EXPECT_EQ(other.Write("22", 2), 2U);
+    EXPECT_EQ(one.Write("3", 1), 1U);
     EXPECT_EQ(content(path("log")), "1223");
     keld_os::FileState state;
     EXPECT_TRUE(one.GetState(&state));
@@ -241,9 +241,30 @@ TEST_F(OsFile, AppendedToThatIsClosedTakesNothing) {
     keld_os::FileState state;
     EXPECT_FALSE(file.GetState(&state));
     EXPECT_EQ(state.m_llSize, -1);
-    EXPECT_FALSE(file.Write("x", 1));
-    EXPECT_TRUE(file.Write("", 0));
+    EXPECT_EQ(file.Write("x", 1), 0U);
+    EXPECT_EQ(file.Write("", 0), 0U);
     file.Close();
+}
+
+TEST_F(OsFile, NamedFromTheRootOnIsThereWhateverTheCurrentDirectoryIs) {
+    const fs::path before = fs::current_path();
+    EXPECT_EQ(keld_os::AbsolutePath("/a/../b"), "/a/../b");
+    EXPECT_EQ(keld_os::AbsolutePath(""), "");
+    // Directories with short and long names, and the root.
+    std::string deep = fs::canonical(directory_).string();
+    for (const std::string& name :
+         {std::string("d"), std::string(200, 'e'), std::string(200, 'f')}) {
+        deep += "/" + name;
+        fs::create_directory(deep);
+        fs::current_path(deep);
+        EXPECT_EQ(keld_os::AbsolutePath("x.log"), deep + "/x.log");
+        EXPECT_EQ(keld_os::AbsolutePath("./x.log"), deep + "/./x.log");
+    }
+    fs::remove(deep);
+    EXPECT_EQ(keld_os::AbsolutePath("x.log"), "x.log") << "the directory is gone";
+    fs::current_path("/");
+    EXPECT_EQ(keld_os::AbsolutePath("x.log"), "/x.log");
+    fs::current_path(before);
 }
 
 #if defined(__linux__)
@@ -288,11 +309,11 @@ TEST_F(OsFile, AppendedToGoesOnBehindASignal) {
     keld_os::AppendFile file;
     ASSERT_TRUE(file.Open(path("pipe").c_str()));
     std::string filling(static_cast<std::size_t>(fcntl(reader, F_GETPIPE_SZ)), 'f');
-    ASSERT_TRUE(file.Write(filling.data(), filling.size()));
+    ASSERT_EQ(file.Write(filling.data(), filling.size()), filling.size());
 
     std::atomic<bool> done{false};
     std::thread writer([&] {
-        EXPECT_TRUE(file.Write("behind", 6));
+        EXPECT_EQ(file.Write("behind", 6), 6U);
         done = true;
     });
     // The writer waits for room; each signal ends the system's call.

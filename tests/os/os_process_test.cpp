@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -54,6 +55,21 @@ TEST(OsEnvironment, TellsUnsetFromEmpty) {
 TEST(OsProcess, HasItsNumberAndATemporaryDirectory) {
     EXPECT_EQ(keld_os::ProcessId(), static_cast<std::uint32_t>(getpid()));
     EXPECT_TRUE(std::filesystem::is_directory(keld_os::TempDirectory()));
+}
+
+static int forked_children = 0;
+
+TEST(OsProcess, CallsAFunctionInEachForkedChildAlone) {
+    ASSERT_TRUE(keld_os::CallInForkedChild([] { ++forked_children; }));
+    for (int child = 0; child < 2; ++child) {
+        const pid_t pid = fork();
+        if (pid == 0)
+            _exit(forked_children == 1 ? 0 : 1);
+        int status = -1;
+        waitpid(pid, &status, 0);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(forked_children, 0);
+    }
 }
 
 TEST(OsCommand, GivesTheExitCode) {

@@ -275,3 +275,18 @@ TEST_F(Walk, AnEmptyStatusIsNeverLeftAlone) {
                      "[S_ItemRevision]\nDoNothingOnReleaseStatus=Frozen\nSetReleaseState=New\n"));
     EXPECT_THAT(world.statuses(made.revision), ElementsAre("New"));
 }
+
+TEST_F(Walk, ReadsTheStatusesToBeLeftAloneInEachPassAsTheFirstKey) {
+    // A value that is too long is cut with a warning wherever it is read.
+    const std::string long_value(1100, 'x');
+    EXPECT_EQ(0, run(made.revision, "ItemRevision",
+                     "[S_ItemRevision]\nDoNothingOnReleaseStatus=" + long_value +
+                         "\nChangeForward=" + long_value + "\n"));
+    std::vector<std::string> cut;
+    for (const std::string& line : world.lines("W"))
+        if (line.starts_with("Text cut to 1024 characters: "))
+            cut.push_back(line.substr(29));
+    EXPECT_THAT(cut,
+                ElementsAre("DoNothingOnReleaseStatus", "ChangeForward", "DoNothingOnReleaseStatus",
+                            "ChangeForward", "DoNothingOnReleaseStatus", "ChangeForward"));
+}

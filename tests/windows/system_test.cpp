@@ -124,12 +124,12 @@ TEST_F(WindowsSystem, KeepsBothPiecesThatTwoAppend) {
     keld_os::AppendFile other;
     ASSERT_TRUE(one.Open(path("log").c_str()));
     ASSERT_TRUE(other.Open(path("log").c_str()));
-    EXPECT_TRUE(one.Write("1\r\n", 3));
-    EXPECT_TRUE(other.Write("2\r\n", 3));
-    EXPECT_TRUE(one.Write("3\r\n", 3));
+    EXPECT_EQ(3U, one.Write("1\r\n", 3));
+    EXPECT_EQ(3U, other.Write("2\r\n", 3));
+    EXPECT_EQ(3U, one.Write("3\r\n", 3));
     one.Lock();
     // The lock lies behind the content: it can be read and written all the same.
-    EXPECT_TRUE(other.Write("4\r\n", 3));
+    EXPECT_EQ(3U, other.Write("4\r\n", 3));
     EXPECT_EQ(bytesOf(path("log")), "1\r\n2\r\n3\r\n4\r\n");
     EXPECT_EQ(keld_os::RenameFile(path("log").c_str(), path("log.1").c_str()), 0);
     one.Close();

@@ -17,11 +17,11 @@ namespace {
 constexpr int iIncrement = 10;
 constexpr int iTextFile = 4096;
 
-// The directory of the protocol: the first of these variables that is set, be it empty.
+// The directory of the protocol: the first of these variables that is set and not empty.
 std::string ProtocolDirectory() {
     std::string sDirectory;
     for (const char* szName : {"MV_TMP_DIR", "TEMP", "TMP"}) {
-        if (keld_os::GetEnv(szName, &sDirectory))
+        if (keld_os::GetEnv(szName, &sDirectory) && !sDirectory.empty())
             break;
     }
     return sDirectory;
