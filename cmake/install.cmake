@@ -6,12 +6,15 @@ set(keld_headers ${CMAKE_INSTALL_INCLUDEDIR}/keld-server-exits)
 set(keld_cmake ${CMAKE_INSTALL_LIBDIR}/cmake/keld)
 set(keld_data ${CMAKE_INSTALL_DATADIR}/keld)
 
-# Libraries find each other beside themselves, the programs find them in the library directory.
+# Libraries find each other beside themselves, the programs find them in the library directory. The
+# build tree has the installed run path from the start: one that is to be replaced gets an empty
+# element at its end, and for that the loader looks in the current directory.
 file(RELATIVE_PATH keld_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 
 function(keld_install_library library component)
   if(NOT WIN32)
-    set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN")
+    set_target_properties(${library} PROPERTIES INSTALL_RPATH "$ORIGIN"
+                          BUILD_WITH_INSTALL_RPATH ON)
   endif()
   set_target_properties(${library} PROPERTIES EXPORT_NAME ${library})
   install(TARGETS ${library} EXPORT keld
@@ -34,7 +37,11 @@ if(KELD_WORKBENCH)
   keld_install_library(mervane tools)
   install(FILES workbench/workbench.h DESTINATION ${keld_headers}/workbench COMPONENT development)
   if(NOT WIN32)
-    set_target_properties(keld PROPERTIES INSTALL_RPATH "$ORIGIN/${keld_bin_to_lib}")
+    # The second one is that of the build tree, where it isn't the same.
+    set(keld_run_path "$ORIGIN/${keld_bin_to_lib}" "$ORIGIN/../lib")
+    list(REMOVE_DUPLICATES keld_run_path)
+    set_target_properties(keld PROPERTIES INSTALL_RPATH "${keld_run_path}"
+                          BUILD_WITH_INSTALL_RPATH ON)
   endif()
   install(TARGETS keld keld-batch RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
   install(FILES docs/man/keld.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)

@@ -3,6 +3,7 @@
 
 #include "basetool/keld_logfile.h"
 #include "basetool/keld_text.h"
+#include "os/keld_guard.h"
 #include "platform/keld_basetool.h"
 
 namespace {
@@ -18,7 +19,8 @@ constexpr std::size_t uiSpacesPerStep = 2;
 constexpr std::size_t uiStampLength = 26;  // "YYYY-MM-DD hh:mm:ss.mmm L "
 constexpr std::size_t uiMillisecondsAt = 20;
 
-// The log of the process. Everything in it stays usable while static objects are destroyed.
+// The log of the process. Everything in it stays usable while static objects are destroyed. Without
+// memory a line is dropped and nothing is remembered of it, so that the next one has its chance.
 //
 // Lines wait until the stretch that they belong to ends: the next line that stands at the depth of
 // the stretch's first line or above it takes them all to the file. So a service's lines are there
@@ -39,7 +41,7 @@ public:
     const char* Path();
     void Flush();
     void EndWaiting() {
-        Flush();
+        KELD_GuardedCall([this] { Flush(); });
         m_bMayWait = false;
     }
     // Forget what waits.
@@ -49,6 +51,7 @@ public:
     }
 
 private:
+    int FindLevel();
     bool OpenFile();
     bool AppendLine(int iLevel, const char* szFormat, va_list arguments);
     void WriteStamp(char* pLine);
@@ -56,7 +59,8 @@ private:
     void WriteOrWait(int iLevel, bool bFirst);
     void WriteWaiting();
 
-    // Until the level is known every line passes the first test and is tested again.
+    // Until the level is known every line passes the first test and is tested again. Without memory
+    // to look it up, the default stands in for it.
     int m_iLevel = INT_MAX;
     bool m_bLevelKnown = false;
     int m_iDepth = 0;
@@ -86,14 +90,18 @@ void DropLinesOfParent() {
     g_log.DropWaiting();
 }
 
-// Open the file at the first line. False: it can't be opened.
+// Open the file at the first line. False: it can't be opened, or there is no memory for it yet.
 bool Log::OpenFile() {
     if (!m_bForksKnown)
         m_bForksKnown = keld_os::CallInForkedChild(&DropLinesOfParent);
-    return m_file.Open();
+    return m_bForksKnown && m_file.Open();
 }
 
 int Log::Level() {
+    return KELD_Guarded(iLevelTrace, [this] { return FindLevel(); });
+}
+
+int Log::FindLevel() {
     if (!m_bLevelKnown) {
         std::string sLevel;
         const bool bGiven = keld_os::GetEnv("KELD_LOG_LEVEL", &sLevel) &&
@@ -109,13 +117,15 @@ void Log::SetLevel(int iLevel) {
 }
 
 void Log::WriteLine(int iLevel, const char* szFormat, va_list arguments) {
-    if (iLevel > Level() || !OpenFile())
-        return;
-    const std::size_t uiBefore = m_waiting.Size();
-    if (AppendLine(iLevel, szFormat, arguments))
-        WriteOrWait(iLevel, !m_bInStretch);
-    else
-        m_waiting.SetSize(uiBefore);  // no memory: the line is dropped
+    KELD_GuardedCall([&] {
+        if (iLevel > FindLevel() || !OpenFile())
+            return;
+        const std::size_t uiBefore = m_waiting.Size();
+        if (AppendLine(iLevel, szFormat, arguments))
+            WriteOrWait(iLevel, !m_bInStretch);
+        else
+            m_waiting.SetSize(uiBefore);
+    });
 }
 
 bool Log::AppendLine(int iLevel, const char* szFormat, va_list arguments) {
@@ -206,23 +216,26 @@ void Log::Flush() {
 }
 
 void Log::WriteAsItStands(const char* szText) {
-    if (!OpenFile())
-        return;
-    if (szText == nullptr)
-        szText = "";
-    const std::size_t uiLength = std::strlen(szText);
-    const bool bBreak = uiLength > 0 && szText[uiLength - 1] == '\n';
-    const std::size_t uiBefore = m_waiting.Size();
-    if (!m_waiting.Append(szText, uiLength) || (!bBreak && !m_waiting.Append("\n", 1)))
-        m_waiting.SetSize(uiBefore);
-    Flush();
+    KELD_GuardedCall([this, szText] {
+        if (!OpenFile())
+            return;
+        const char* const szLine = szText != nullptr ? szText : "";
+        const std::size_t uiLength = std::strlen(szLine);
+        const bool bBreak = uiLength > 0 && szLine[uiLength - 1] == '\n';
+        const std::size_t uiBefore = m_waiting.Size();
+        if (!m_waiting.Append(szLine, uiLength) || (!bBreak && !m_waiting.Append("\n", 1)))
+            m_waiting.SetSize(uiBefore);
+        Flush();
+    });
 }
 
 const char* Log::Path() {
-    if (!OpenFile())
-        return nullptr;
-    Flush();
-    return m_file.Path();
+    return KELD_Guarded<const char*>(nullptr, [this]() -> const char* {
+        if (!OpenFile())
+            return nullptr;
+        Flush();
+        return m_file.Path();
+    });
 }
 
 void WriteLine(int iLevel, const char* szFormat, ...) {

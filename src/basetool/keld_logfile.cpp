@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <initializer_list>
+#include <memory>
 
 #include "basetool/keld_text.h"
 
@@ -26,6 +27,19 @@ std::string LogPath() {
     return sPath + "keld_" + std::to_string(keld_os::ProcessId()) + ".log";
 }
 
+// Close a file at the end of a block, also if it is left for want of memory: others wait for its
+// lock.
+class Closing {
+public:
+    explicit Closing(keld_os::AppendFile* pFile) : m_pFile(pFile) {}
+    Closing(const Closing&) = delete;
+    Closing& operator=(const Closing&) = delete;
+    ~Closing() { m_pFile->Close(); }
+
+private:
+    keld_os::AppendFile* m_pFile;
+};
+
 bool SameFile(const keld_os::FileState& one, const keld_os::FileState& other) {
     return one.m_ullDevice == other.m_ullDevice && one.m_ullId == other.m_ullId;
 }
@@ -35,20 +49,26 @@ bool SameFile(const keld_os::FileState& one, const keld_os::FileState& other) {
 bool CKELD_LogFile::Open() {
     if (m_bTried)
         return m_file.IsOpen();
-    m_bTried = true;
-    // The host may change its current directory later on.
-    m_pPath = new std::string(keld_os::AbsolutePath(LogPath()));
-    std::string sLimit;
-    if (keld_os::GetEnv("KELD_LOG_MAX_MB", &sLimit)) {
-        const int iMegabytes = KELD_TextToInt(sLimit);
-        m_llLimit = iMegabytes > 0 ? static_cast<std::int64_t>(iMegabytes) * 1024 * 1024 : 0;
+    if (m_pPath == nullptr) {
+        std::string sLimit;
+        if (keld_os::GetEnv("KELD_LOG_MAX_MB", &sLimit)) {
+            const int iMegabytes = KELD_TextToInt(sLimit);
+            m_llLimit = iMegabytes > 0 ? static_cast<std::int64_t>(iMegabytes) * 1024 * 1024 : 0;
+        }
+        // The host may change its current directory later on.
+        auto pPath = std::make_unique<std::string>(keld_os::AbsolutePath(LogPath()));
+        m_pOlderPath = new std::string(*pPath + ".1");
+        m_pPath = pPath.release();
     }
     return OpenFile();
 }
 
 bool CKELD_LogFile::OpenFile() {
     m_bHalfLine = false;
-    if (m_file.Open(Path()))
+    m_bTried = false;  // without memory the next line tries again
+    const bool bOpen = m_file.Open(Path());
+    m_bTried = true;
+    if (bOpen)
         return true;
     std::fprintf(stderr, "KELD: the log file %s can't be opened, log lines are dropped\n", Path());
     return false;
@@ -72,17 +92,25 @@ void CKELD_LogFile::RotateIfTooLarge() {
     keld_os::FileState atPath;
     if (!m_file.IsOpen() || !m_file.GetState(&own))
         return;
-    if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath)) {
-        if (own.m_llSize <= m_llLimit)
-            return;
-        // Of several processes that come here, one renames and the others find it done.
-        m_file.Lock();
-        if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath) &&
-            keld_os::RenameFile(Path(), (*m_pPath + ".1").c_str()) != 0) {
-            m_llLimit = 0;  // it can't be had here: go on with the one file
-        }
+    const bool bOwn = keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath);
+    if (bOwn && own.m_llSize <= m_llLimit)
+        return;
+    m_bTried = false;
+    {
+        const Closing closing(&m_file);
+        if (bOwn)
+            MoveAside(own);
     }
     // Another process may have renamed the file: the path has the current one.
-    m_file.Close();
     (void)OpenFile();
+}
+
+// Of several processes that come here, one renames and the others find it done.
+void CKELD_LogFile::MoveAside(const keld_os::FileState& own) {
+    keld_os::FileState atPath;
+    m_file.Lock();
+    if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath) &&
+        keld_os::RenameFile(Path(), m_pOlderPath->c_str()) != 0) {
+        m_llLimit = 0;  // it can't be had here: go on with the one file
+    }
 }

@@ -11,9 +11,10 @@
 class CKELD_LogFile {
 public:
     // Open at the first call. False: it can't be opened, now and later; standard error has a note.
+    // Throws without memory; the next call tries again.
     [[nodiscard]] bool Open();
     // Write whole lines in one piece, so that processes can share the file. What can't be written
-    // is dropped.
+    // is dropped. Throws without memory to begin the file anew, before anything is written.
     void Write(const char* pLines, std::size_t uiSize);
     // Null before Open.
     const char* Path() const { return m_pPath != nullptr ? m_pPath->c_str() : nullptr; }
@@ -21,10 +22,12 @@ public:
 private:
     bool OpenFile();
     void RotateIfTooLarge();
+    void MoveAside(const keld_os::FileState& own);
 
-    bool m_bTried = false;
+    bool m_bTried = false;           // to open it
     bool m_bHalfLine = false;        // the last write ended within a line
     std::int64_t m_llLimit = 0;      // bytes, 0: none
     std::string* m_pPath = nullptr;  // kept to the end of the process: callers hold the pointer
+    std::string* m_pOlderPath = nullptr;
     keld_os::AppendFile m_file;
 };

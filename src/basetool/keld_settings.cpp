@@ -1,7 +1,9 @@
+#include <memory>
 #include <string>
 
 #include "basetool/keld_ini.h"
 #include "basetool/keld_text.h"
+#include "os/keld_guard.h"
 #include "platform/keld_basetool.h"
 
 namespace {
@@ -14,22 +16,40 @@ CKELD_IniContent& Profiles() {
     return *pProfiles;
 }
 
+const std::string& CfgPath() {
+    static const auto* pPath = [] {
+        auto pFound = std::make_unique<std::string>();
+        if (!keld_os::GetEnv("KELD_CFG_PATH", pFound.get()) || pFound->empty())
+            *pFound = ".";
+        if (pFound->back() == keld_os::cPathSeparator ||
+            (keld_os::bWindows && pFound->back() == '/'))
+            pFound->pop_back();
+        return pFound.release();
+    }();
+    return *pPath;
+}
+
 const char* BaseSettingsPath() {
     static const auto* pPath =
-        new std::string(std::string(KELD_GetCfgPath()) + keld_os::cPathSeparator + "keld_base.ini");
+        new std::string(CfgPath() + keld_os::cPathSeparator + "keld_base.ini");
     return pPath->c_str();
 }
 
+// Null: there is no such value, or no memory to read it.
 const std::string* FileValue(const char* szSection, const char* szKey, const char* szFile) {
-    const CKELD_IniContent* pContent = KELD_ReadIniFile(szFile);
-    return pContent != nullptr ? KELD_FindValue(pContent->Section(szSection), szKey) : nullptr;
+    return KELD_Guarded<const std::string*>(nullptr, [&]() -> const std::string* {
+        const CKELD_IniContent* pContent = KELD_ReadIniFile(szFile);
+        return pContent != nullptr ? KELD_FindValue(pContent->Section(szSection), szKey) : nullptr;
+    });
 }
 
-// A section filled from a preference hides the file's section of that name.
+// A section filled from a preference hides the file's section of that name. Null: as above.
 const std::string* StoreValue(const char* szSection, const char* szKey) {
-    const CKELD_IniSection* pProfile = Profiles().Section(szSection);
-    return pProfile != nullptr ? KELD_FindValue(pProfile, szKey)
-                               : FileValue(szSection, szKey, BaseSettingsPath());
+    return KELD_Guarded<const std::string*>(nullptr, [&] {
+        const CKELD_IniSection* pProfile = Profiles().Section(szSection);
+        return pProfile != nullptr ? KELD_FindValue(pProfile, szKey)
+                                   : FileValue(szSection, szKey, BaseSettingsPath());
+    });
 }
 
 // The value or the default into the caller's 1025 bytes; the default may be the buffer itself.
@@ -59,16 +79,7 @@ void AddPreferenceLine(CKELD_IniSection* pSection, const char* szPreference, con
 }  // namespace
 
 const char* KELD_GetCfgPath(void) {
-    static const auto* pPath = [] {
-        auto* pFound = new std::string;
-        if (!keld_os::GetEnv("KELD_CFG_PATH", pFound) || pFound->empty())
-            *pFound = ".";
-        if (pFound->back() == keld_os::cPathSeparator ||
-            (keld_os::bWindows && pFound->back() == '/'))
-            pFound->pop_back();
-        return pFound;
-    }();
-    return pPath->c_str();
+    return KELD_Guarded<const char*>(nullptr, [] { return CfgPath().c_str(); });
 }
 
 void KELD_GetProfileString(const char* section, const char* key, char* out,
@@ -95,25 +106,29 @@ void KELD_CreateProfileFromPref(const char* prefName, int count, char** values,
     if (prefName == nullptr)
         return;
     KELD_TRACE("Settings %s from preference, %d values (%s)\n", prefName, count, storeName);
-    CKELD_IniSection section;
-    for (int i = 0; values != nullptr && i < count; ++i)
-        if (values[i] != nullptr)
-            AddPreferenceLine(&section, prefName, values[i]);
-    CKELD_NameMap<CKELD_IniSection>& sections = Profiles().m_sections;
-    const auto it = sections.find(std::string_view(prefName));
-    if (it != sections.end())
-        it->second = std::move(section);
-    else
-        sections.try_emplace(prefName, std::move(section));
+    KELD_GuardedCall([&] {
+        CKELD_IniSection section;
+        for (int i = 0; values != nullptr && i < count; ++i)
+            if (values[i] != nullptr)
+                AddPreferenceLine(&section, prefName, values[i]);
+        CKELD_NameMap<CKELD_IniSection>& sections = Profiles().m_sections;
+        const auto it = sections.find(std::string_view(prefName));
+        if (it != sections.end())
+            it->second = std::move(section);
+        else
+            sections.try_emplace(prefName, std::move(section));
+    });
 }
 
 void KELD_DeletePrefProfile(void) {
     if (KELD_IsLocPrefCacheDisabled())
-        Profiles().m_sections.clear();
+        KELD_GuardedCall([] { Profiles().m_sections.clear(); });
 }
 
 logical KELD_IsLocPrefCacheDisabled(void) {
-    std::string sValue;
-    return keld_os::GetEnv("KELD_DISABLE_LOCPREF_CACHE", &sValue) && !sValue.empty() &&
-           sValue != "0";
+    return KELD_Guarded(false, [] {
+        std::string sValue;
+        return keld_os::GetEnv("KELD_DISABLE_LOCPREF_CACHE", &sValue) && !sValue.empty() &&
+               sValue != "0";
+    });
 }

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "os/keld_os.h"
 #include "platform/keld_basetool.h"
@@ -43,7 +44,8 @@ int UpdateLists() {
     }
     if (loaded)
         return QSK_ok;
-    const int iRet = ReadCopyAttrPref(&copyList, &relList);
+    // What couldn't be read for want of memory is read anew by the next call.
+    const int iRet = KELD_Entry([] { return ReadCopyAttrPref(&copyList, &relList); });
     loaded = true;
     lastReadFailed = iRet != QSK_ok;
     return iRet;
@@ -59,10 +61,8 @@ int CopyToAll(tag_t tSource, int iDestCount, const tag_t* tpDest) {
     return iRet;
 }
 
-}  // namespace
-
 // Copy from one object to others. Kept: the list of destinations stays allocated.
-int KELD_CopyAttr(int* result) {
+int CopyFromArguments() {
     KELD_FUNC_ENTER("KELD_CopyAttr");
     int iRet = QSK_ok;
     tag_t tSource = NULLTAG;
@@ -78,8 +78,15 @@ int KELD_CopyAttr(int* result) {
         iRet = iListRet;
     if (iRet == QSK_ok && iDestCount > 0 && tpDest != nullptr)
         iRet = CopyToAll(tSource, iDestCount, tpDest);
+    KELD_FUNC_LEAVE("KELD_CopyAttr");
+    return iRet;
+}
+
+}  // namespace
+
+int KELD_CopyAttr(int* result) {
+    const int iRet = KELD_Entry(CopyFromArguments);
     if (result != nullptr)
         *result = iRet;
-    KELD_FUNC_LEAVE("KELD_CopyAttr");
     return iRet;
 }

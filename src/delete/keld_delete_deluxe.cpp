@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "delete/keld_delete_log.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_qsktool.h"
@@ -163,6 +164,16 @@ int CheckObjects(int iObjectsCount, const tag_t* ObjectsList, BackupList* pBacku
     return iRet;
 }
 
+// The log, which is closed whatever happens.
+struct OpenedDeleteLog {
+    FILE* m_pFile;
+
+    explicit OpenedDeleteLog(const std::string& sPath) : m_pFile(KELD_OpenDeleteLog(sPath)) {}
+    OpenedDeleteLog(const OpenedDeleteLog&) = delete;
+    OpenedDeleteLog& operator=(const OpenedDeleteLog&) = delete;
+    ~OpenedDeleteLog() { KELD_CloseDeleteLog(m_pFile); }
+};
+
 // Back up what is noted, unless the checks have failed. The log is opened in any case.
 int BackUp(int iRet, const BackupList& backup) {
     tag_t* const DatasetList = backup.DatasetList;
@@ -170,15 +181,18 @@ int BackUp(int iRet, const BackupList& backup) {
     char* szUserId = nullptr;
     if (iRet == QSK_ok)
         KELD_CALL(iRet, DBO_get_user_id(&szUserId));
-    const std::string sLogPath = KELD_DeleteLogPath(szCentralBackupDir, szUserId);
-    KELD_TRACE("Using central log file=%s\n", sLogPath.c_str());
-    FILE* pDeleteLogFile = KELD_OpenDeleteLog(sLogPath);
-    for (int inx = 0; inx < backup.m_iCount && iRet == QSK_ok; ++inx)
-        KELD_CALL(iRet, PerformCentralBackup(DatasetList[inx], DatasetRevList[inx],
-                                             szCentralBackupDir, pDeleteLogFile));
-    KELD_CloseDeleteLog(pDeleteLogFile);
+    const int iDone = KELD_Entry([&] {
+        const std::string sLogPath = KELD_DeleteLogPath(szCentralBackupDir, szUserId);
+        KELD_TRACE("Using central log file=%s\n", sLogPath.c_str());
+        const OpenedDeleteLog log(sLogPath);
+        FILE* const pDeleteLogFile = log.m_pFile;
+        for (int inx = 0; inx < backup.m_iCount && iRet == QSK_ok; ++inx)
+            KELD_CALL(iRet, PerformCentralBackup(DatasetList[inx], DatasetRevList[inx],
+                                                 szCentralBackupDir, pDeleteLogFile));
+        return iRet;
+    });
     HEAP_free(szUserId);
-    return iRet;
+    return iRet != QSK_ok ? iRet : iDone;
 }
 
 }  // namespace
@@ -264,15 +278,17 @@ int check_revision(tag_t tRevision, tag_t tDataset) {
 
 // User service: the list of objects. The outcome is the status alone; the list isn't freed.
 int KELD_DeleteDeluxe(int* result) {
-    int iRet = QSK_ok;
-    int iObjectsCount = 0;
-    tag_t* tObjects = nullptr;
-    KELD_FUNC_ENTER("KELD_DeleteDeluxe");
-    if (result != nullptr)
-        *result = 0;
-    KELD_CALL(iRet, SVCARG_get_tag_array_argument(&iObjectsCount, &tObjects));
-    if (iRet == QSK_ok)
-        KELD_CALL(iRet, delete_deluxe_check(iObjectsCount, tObjects));
-    KELD_FUNC_LEAVE("KELD_DeleteDeluxe");
-    return iRet;
+    return KELD_Entry([&] {
+        int iRet = QSK_ok;
+        int iObjectsCount = 0;
+        tag_t* tObjects = nullptr;
+        KELD_FUNC_ENTER("KELD_DeleteDeluxe");
+        if (result != nullptr)
+            *result = 0;
+        KELD_CALL(iRet, SVCARG_get_tag_array_argument(&iObjectsCount, &tObjects));
+        if (iRet == QSK_ok)
+            KELD_CALL(iRet, delete_deluxe_check(iObjectsCount, tObjects));
+        KELD_FUNC_LEAVE("KELD_DeleteDeluxe");
+        return iRet;
+    });
 }

@@ -109,6 +109,7 @@ std::string KELD_DeleteLogPath(const char* szCentralBackupDir, const char* szUse
 }
 
 FILE* KELD_OpenDeleteLog(const std::string& sPath) {
+    openLog.m_sPath = sPath;  // before anything that has to be undone
     FILE* pFile =
         sPath.size() <= uiLongestPath ? keld_os::OpenFile(sPath.c_str(), "ab", false) : nullptr;
     if (pFile == nullptr) {
@@ -119,7 +120,6 @@ FILE* KELD_OpenDeleteLog(const std::string& sPath) {
     openLog.m_pFile = pFile;
     openLog.m_uiWaiting = 0;
     openLog.m_bFailed = false;
-    openLog.m_sPath = sPath;
     return pFile;
 }
 

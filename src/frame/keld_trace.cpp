@@ -12,6 +12,8 @@ namespace {
 constexpr std::int32_t iLongCallMs = 1000;
 constexpr std::size_t uiShortTextSize = 1001;
 
+int iStepsTaken = 0;
+
 const std::int64_t llStartTicks = keld_os::IntervalClock();
 
 // Milliseconds since the start of the process; only differences mean something. Calls of more than
@@ -61,10 +63,12 @@ private:
 void LogEnter(const char* szText, const char* szFile, int iLine) {
     KELD_LOG(1, 1, " ->%s %s:%d\n", szText, FileName(szFile), iLine);
     KELD_IncTraceSpaces();
+    ++iStepsTaken;
 }
 
 void LogLeave(const char* szText, const char* szFile, int iLine) {
     KELD_DecTraceSpaces();
+    --iStepsTaken;
     KELD_LOG(1, 1, " <-%s %s:%d\n", szText, FileName(szFile), iLine);
 }
 
@@ -122,6 +126,15 @@ void KELD_TraceQskCallLeave(std::uint32_t ulStart, int iStatus, const char* szTe
         KELD_ReportLastQskError(iStatus);
     }
     LogLeave(shortText.Text(), szFile, iLine);
+}
+
+int KELD_TraceSteps() {
+    return iStepsTaken;
+}
+
+void KELD_TraceBackTo(int iSteps) {
+    for (; iStepsTaken > iSteps; --iStepsTaken)
+        KELD_DecTraceSpaces();
 }
 
 void KELD_TraceFuncEnter(const char* szName, const char* szFile, int iLine) {

@@ -30,6 +30,10 @@ void KELD_TraceCallLeave(std::uint32_t ulStart, int iStatus, const char* szText,
 std::uint32_t KELD_TraceQskCallEnter(const char* szText, const char* szFile, int iLine);
 void KELD_TraceQskCallLeave(std::uint32_t ulStart, int iStatus, const char* szText,
                             const char* szFile, int iLine);
+// How many steps of indentation traced calls and scope lines have taken and not taken back, and
+// taking back those above a number.
+int KELD_TraceSteps();
+void KELD_TraceBackTo(int iSteps);
 void KELD_TraceFuncEnter(const char* szName, const char* szFile, int iLine);
 void KELD_TraceFuncLeave(const char* szName, const char* szFile, int iLine);
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "jobs/keld_fct_cjf_from_portal.h"
 #include "os/keld_os.h"
@@ -389,46 +390,53 @@ void CleanUp(Received* pReceived, RelationTypes* pTypes) {
 }  // namespace
 
 int KELD_SrvCallCRJFromPortal(int* result) {
-    int iSlot = 0;
-    if (result == nullptr)
-        result = &iSlot;
-    KELD_FUNC_ENTER("KELD_SrvCallCRJFromPortal");
-    *result = 0;
-    Received received;
-    JobRequest request;
-    RelationTypes types;
-    int iRet = ReadRequest(&received, &request, &types);
+    return KELD_Entry([&] {
+        int iSlot = 0;
+        if (result == nullptr)
+            result = &iSlot;
+        KELD_FUNC_ENTER("KELD_SrvCallCRJFromPortal");
+        *result = 0;
+        Received received;
+        JobRequest request;
+        RelationTypes types;
+        // What has been received is given back also without memory for the rest.
+        int iRet = KELD_Entry([&] { return ReadRequest(&received, &request, &types); });
 
-    int iCountTargets = 0;
-    tag_t* tagTargets = nullptr;
-    KELD_TRACE("Start getting tags \n");
-    if (iRet == QSK_ok) {
-        KELD_CALL(iRet, SVCARG_get_tag_array_argument(&iCountTargets, &tagTargets));
-        KELD_TRACE("Number of given tags: [%d]\n", iCountTargets);
-        // Kept: returned at once, without the clean-up and the closing scope line.
-        if (const int iAtOnce = ExpandTargets(iCountTargets, tagTargets, &iRet); iAtOnce != QSK_ok)
-            return iAtOnce;
-    }
+        int iCountTargets = 0;
+        tag_t* tagTargets = nullptr;
+        KELD_TRACE("Start getting tags \n");
+        if (iRet == QSK_ok) {
+            KELD_CALL(iRet, SVCARG_get_tag_array_argument(&iCountTargets, &tagTargets));
+            KELD_TRACE("Number of given tags: [%d]\n", iCountTargets);
+            // Kept: returned at once, without the clean-up and the closing scope line.
+            if (const int iAtOnce = ExpandTargets(iCountTargets, tagTargets, &iRet);
+                iAtOnce != QSK_ok)
+                return iAtOnce;
+        }
 
-    char szJobDirectory[uiPathSize] = "";
-    if (iRet == QSK_ok) {
-        // The list of targets belongs to the writer from here on.
-        iRet = KELD_fct_CRJ_from_portal(
-            request.m_sDestinationPath.c_str(), request.m_szTyp, request.m_szAllTypesFlag,
-            request.m_szTargetFlag, types.m_ptTypes, types.m_iCount, request.m_szJobType,
-            request.m_szOptions, request.m_szStateFlag, request.m_szFileFlag, request.m_szUserFlag,
-            request.m_szMailFlag, request.m_szCityFlag, request.m_szStatus, request.m_szOwner,
-            request.m_szGroup, request.m_bFileOnlyPid, iCountTargets, tagTargets, szJobDirectory);
-        if (iRet == QSK_ok)
-            *result = 0;
-    }
-    KELD_TRACE("Call from client passed.\n");
+        char szJobDirectory[uiPathSize] = "";
+        if (iRet == QSK_ok) {
+            // The list of targets belongs to the writer from here on.
+            iRet = KELD_Entry([&] {
+                return KELD_fct_CRJ_from_portal(
+                    request.m_sDestinationPath.c_str(), request.m_szTyp, request.m_szAllTypesFlag,
+                    request.m_szTargetFlag, types.m_ptTypes, types.m_iCount, request.m_szJobType,
+                    request.m_szOptions, request.m_szStateFlag, request.m_szFileFlag,
+                    request.m_szUserFlag, request.m_szMailFlag, request.m_szCityFlag,
+                    request.m_szStatus, request.m_szOwner, request.m_szGroup,
+                    request.m_bFileOnlyPid, iCountTargets, tagTargets, szJobDirectory);
+            });
+            if (iRet == QSK_ok)
+                *result = 0;
+        }
+        KELD_TRACE("Call from client passed.\n");
 
-    const char* const programexe = request.m_szProgramexe;
-    if (iRet == QSK_ok && !IsEmptyOrBlank(programexe) && std::strcmp(programexe, "none") != 0)
-        iRet = StartServer(programexe, szJobDirectory);
+        const char* const programexe = request.m_szProgramexe;
+        if (iRet == QSK_ok && !IsEmptyOrBlank(programexe) && std::strcmp(programexe, "none") != 0)
+            iRet = KELD_Entry([&] { return StartServer(programexe, szJobDirectory); });
 
-    CleanUp(&received, &types);
-    KELD_FUNC_LEAVE("KELD_SrvCallCRJFromPortal");
-    return iRet;
+        CleanUp(&received, &types);
+        KELD_FUNC_LEAVE("KELD_SrvCallCRJFromPortal");
+        return iRet;
+    });
 }

@@ -143,13 +143,14 @@ int WriteOptions(const std::string& sFilePath, const char* options, bool* pbAtOn
     }
     const std::string sOptionsFile = sFilePath + sName;
     KELD_TRACE("Options File: %s\n", sOptionsFile.c_str());
+    const std::string sText = KELD_JobOptionsText(options);  // before the file has to be closed
     FILE* pFile = nullptr;
     if (const int iRet = KELD_OpenJobFile(sOptionsFile.c_str(), &pFile); iRet != QSK_ok) {
         *pbAtOnce = true;
         return iRet;
     }
     KELD_TRACE("OptionsString:%s\n", options);
-    std::fputs(KELD_JobOptionsText(options).c_str(), pFile);
+    std::fputs(sText.c_str(), pFile);
     return KELD_CloseJobFile(pFile, sOptionsFile.c_str());
 }
 

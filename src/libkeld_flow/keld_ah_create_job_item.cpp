@@ -5,6 +5,7 @@
 #include <string>
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_qsktool.h"
@@ -226,26 +227,29 @@ int KELD_createJobItem(int iObjectCount, const tag_t* tObjectList, tag_t tJob,
                        logical lTarget, const char* szRelation, const char* szJobType,
                        const char* szOptions, const char* szUser, const char* szStatus,
                        const char* szOwner, const char* szGroup) {
-    KELD_FUNC_ENTER("KELD_createJobItem");
-    const JobValues values = {OrEmpty(szQueueName),
-                              OrEmpty(szTyp),
-                              OrEmpty(szUser),
-                              OrEmpty(szJobType),
-                              OrEmpty(szOptions),
-                              OrEmpty(szRelation),
-                              OrEmpty(szStatus),
-                              OrEmpty(szOwner),
-                              OrEmpty(szGroup),
-                              lAllTypes,
-                              lTarget};
-    JobItem job;
-    int iRet = CreateItem(tJob, &job);
-    for (int i = 0; i < iObjectCount && tObjectList != nullptr && iRet == QSK_ok; ++i) {
-        KELD_TRACE("\n\nLoop-nr. <%d> over the targets (iObjectCount = <%d>)\n", i, iObjectCount);
-        iRet = LinkTarget(job, tObjectList[i], tJob);
-    }
-    if (iRet == QSK_ok)
-        iRet = FinishItem(job, values, szRelation);
-    KELD_FUNC_LEAVE("KELD_createJobItem");
-    return iRet;
+    return KELD_Entry([&] {
+        KELD_FUNC_ENTER("KELD_createJobItem");
+        const JobValues values = {OrEmpty(szQueueName),
+                                  OrEmpty(szTyp),
+                                  OrEmpty(szUser),
+                                  OrEmpty(szJobType),
+                                  OrEmpty(szOptions),
+                                  OrEmpty(szRelation),
+                                  OrEmpty(szStatus),
+                                  OrEmpty(szOwner),
+                                  OrEmpty(szGroup),
+                                  lAllTypes,
+                                  lTarget};
+        JobItem job;
+        int iRet = CreateItem(tJob, &job);
+        for (int i = 0; i < iObjectCount && tObjectList != nullptr && iRet == QSK_ok; ++i) {
+            KELD_TRACE("\n\nLoop-nr. <%d> over the targets (iObjectCount = <%d>)\n", i,
+                       iObjectCount);
+            iRet = LinkTarget(job, tObjectList[i], tJob);
+        }
+        if (iRet == QSK_ok)
+            iRet = FinishItem(job, values, szRelation);
+        KELD_FUNC_LEAVE("KELD_createJobItem");
+        return iRet;
+    });
 }

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_qsktool.h"
@@ -184,18 +185,20 @@ int ApplyEntry(tag_t form, tag_t object, ValueType type, FormValue& field, bool 
 // Neither locks nor saves: the caller has the form locked and saves it afterwards.
 int KELD_SetFormValue_byType(tag_t form, tag_t object, const char* config, const char* configType,
                              bool onlyIfEmpty) {
-    if (config == nullptr)
-        return QSK_ok;
-    const ValueType type = TypeByName(configType);
-    CKELD_ParamLine list(config, ';');
-    FormValue field;
-    for (int i = 0; field.ReadEntry(list, i); ++i) {
-        if (type == ValueType::Unknown) {
-            KELD_ERROR("Wrong ConfigType %s\n", configType);
-            continue;
+    return KELD_Entry([&] {
+        if (config == nullptr)
+            return QSK_ok;
+        const ValueType type = TypeByName(configType);
+        CKELD_ParamLine list(config, ';');
+        FormValue field;
+        for (int i = 0; field.ReadEntry(list, i); ++i) {
+            if (type == ValueType::Unknown) {
+                KELD_ERROR("Wrong ConfigType %s\n", configType);
+                continue;
+            }
+            if (const int iRet = ApplyEntry(form, object, type, field, onlyIfEmpty); iRet != QSK_ok)
+                return iRet;
         }
-        if (const int iRet = ApplyEntry(form, object, type, field, onlyIfEmpty); iRet != QSK_ok)
-            return iRet;
-    }
-    return QSK_ok;
+        return QSK_ok;
+    });
 }

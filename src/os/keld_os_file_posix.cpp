@@ -38,6 +38,18 @@ int OpenRegular(const char* szPath, int iFlags) {
     return iFile;
 }
 
+// Close a file at the end of a block, also if it is left for want of memory.
+class ClosedAtEnd {
+public:
+    explicit ClosedAtEnd(int iFile) : m_iFile(iFile) {}
+    ClosedAtEnd(const ClosedAtEnd&) = delete;
+    ClosedAtEnd& operator=(const ClosedAtEnd&) = delete;
+    ~ClosedAtEnd() { close(m_iFile); }
+
+private:
+    int m_iFile;
+};
+
 // Flags of open for a mode of fopen.
 bool OpenFlags(const char* szMode, int* pFlags) {
     const bool bUpdate = std::strchr(szMode, '+') != nullptr;
@@ -157,6 +169,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
     const int iFile = szPath != nullptr ? OpenRegular(szPath, O_RDONLY) : -1;
     if (iFile == -1)
         return false;
+    const ClosedAtEnd closed(iFile);
     struct stat status {};
     bool bRead = fstat(iFile, &status) == 0;
     std::string sContent;
@@ -170,7 +183,6 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
             break;
         sContent.append(cPiece, static_cast<std::size_t>(iGot));
     }
-    close(iFile);
     if (!bRead)
         return false;
     *pContent = std::move(sContent);

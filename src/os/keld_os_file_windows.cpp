@@ -65,6 +65,18 @@ HANDLE OpenHandle(const char* szPath, DWORD ulAccess, DWORD ulDisposition, DWORD
                        FILE_ATTRIBUTE_NORMAL | ulFlags, nullptr);
 }
 
+// Close a file at the end of a block, also if it is left for want of memory.
+class ClosedAtEnd {
+public:
+    explicit ClosedAtEnd(HANDLE hFile) : m_hFile(hFile) {}
+    ClosedAtEnd(const ClosedAtEnd&) = delete;
+    ClosedAtEnd& operator=(const ClosedAtEnd&) = delete;
+    ~ClosedAtEnd() { CloseHandle(m_hFile); }
+
+private:
+    HANDLE m_hFile;
+};
+
 struct OpenMode {
     DWORD m_ulAccess;
     DWORD m_ulDisposition;
@@ -234,6 +246,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
     const HANDLE hFile = OpenHandle(szPath, GENERIC_READ, OPEN_EXISTING, 0);
     if (hFile == INVALID_HANDLE_VALUE)
         return false;
+    const ClosedAtEnd closed(hFile);
     FileState state;
     bool bRead = IsRegular(hFile) && StateOf(hFile, &state);
     std::string sContent;
@@ -245,7 +258,6 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
             break;
         sContent.append(cPiece, ulGot);
     }
-    CloseHandle(hFile);
     if (!bRead)
         return false;
     *pContent = std::move(sContent);

@@ -21,6 +21,7 @@ std::uint32_t ProcessId() {
 int RunCommand(const char* szCommand) {
     if (szCommand == nullptr)
         return -1;
+    std::string sCommand = szCommand;  // before anything that has to be undone
     posix_spawn_file_actions_t actions;
     (void)posix_spawn_file_actions_init(&actions);
     (void)posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -38,7 +39,6 @@ int RunCommand(const char* szCommand) {
 
     char szShell[] = "sh";
     char szOption[] = "-c";
-    std::string sCommand = szCommand;
     char* const pArguments[] = {szShell, szOption, sCommand.data(), nullptr};
     pid_t child = -1;
     const int iSpawned = posix_spawn(&child, "/bin/sh", &actions, &attributes, pArguments, environ);

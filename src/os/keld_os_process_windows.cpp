@@ -24,6 +24,8 @@ int RunCommand(const char* szCommand) {
     if (ulLength == 0 || ulLength >= MAX_PATH)
         wcscpy(wcProcessor, L"cmd.exe");
 
+    // The outer quotes are the command processor's own; it takes off exactly these.
+    std::wstring sLine = L"\"" + std::wstring(wcProcessor) + L"\" /S /C \"" + sCommand + L"\"";
     SECURITY_ATTRIBUTES inherit{};
     inherit.nLength = sizeof(inherit);
     inherit.bInheritHandle = TRUE;
@@ -35,8 +37,6 @@ int RunCommand(const char* szCommand) {
     startup.hStdInput = hNull;
     startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
     startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
-    // The outer quotes are the command processor's own; it takes off exactly these.
-    std::wstring sLine = L"\"" + std::wstring(wcProcessor) + L"\" /S /C \"" + sCommand + L"\"";
     PROCESS_INFORMATION process{};
     const BOOL bStarted = CreateProcessW(nullptr, sLine.data(), nullptr, nullptr, TRUE, 0, nullptr,
                                          nullptr, &startup, &process);

@@ -1,6 +1,6 @@
 #pragma once
 
-// libkeld_basetool: log, settings and texts.
+// libkeld_basetool: log, settings and texts. Nothing is thrown through any function.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -11,7 +11,8 @@ extern "C" {
 
 // A line at the indentation of the moment, of any length; both numbers are 1 and mean trace level.
 // Format as in printf; a null text shows as "(null)". Line breaks at the end are reduced to one.
-// Never fails: what can't be written is dropped. The same holds for the next four.
+// Never fails: what can't be written, or has no memory, is dropped, and the next line has its
+// chance. The same holds for the next four.
 KELD_BASE_API void KELD_LOG(int p1 /*1*/, int p2 /*1*/, const char* format, ...);
 
 // A line at trace level (3).
@@ -39,8 +40,8 @@ KELD_BASE_API void KELD_PRINTLOG(const char* text);
 // A line of the version report: to standard output, and to the log at trace level.
 KELD_BASE_API void KELD_PRINT_VERINFO(const char* format, ...);
 
-// Absolute path of the log file; null if it can't be opened. Writes what is waiting. Not to be
-// freed; good for the life of the process.
+// Absolute path of the log file; null if it can't be opened or there is no memory for it. Writes
+// what is waiting. Not to be freed; good for the life of the process.
 KELD_BASE_API const char* KELD_GetLogFilePath(void);
 
 // The level: lines above it are not written. 3 at the start unless KELD_LOG_LEVEL in the
@@ -53,13 +54,13 @@ KELD_BASE_API void KELD_SetLogLevel(int level);
 // ---- configuration ----
 
 // Configuration directory without a separator at its end: KELD_CFG_PATH of the environment, else
-// the current directory. Never null; not to be freed; good for the
-// life of the process.
+// the current directory. Null only without memory; not to be freed; good for the life of the
+// process.
 KELD_BASE_API const char* KELD_GetCfgPath(void);
 
 // Value of a key in a section of an INI file, else the default (null counts as empty). At most 1024
 // bytes and the terminator; a longer value is cut with a warning. Section and key are compared
-// without regard to case. A file that can't be read has no values.
+// without regard to case. A file that can't be read, or has no memory, has no values.
 KELD_BASE_API void KELD_GetProfileString(const char* section, const char* key, char* out /*1025*/,
                                          const char* defaultValue, const char* file);
 
@@ -78,7 +79,8 @@ KELD_BASE_API int KELD_GetIniInt(const char* section, const char* key, int defau
 
 // Fill the section `prefName` of the process's settings from lines "key=value", in place of an
 // earlier content; lines without "=" are left out with a warning, comments and blank lines without.
-// The values stay the caller's. `storeName` names the origin in the log, `flag` has no effect.
+// The values stay the caller's. Without memory the earlier content stays. `storeName` names the
+// origin in the log, `flag` has no effect.
 KELD_BASE_API void KELD_CreateProfileFromPref(
     const char* prefName, int count, char** values,
     const char* storeName /*"KELD_ConvertedBaseIniSettings"*/, int flag /*0*/);
@@ -87,7 +89,7 @@ KELD_BASE_API void KELD_CreateProfileFromPref(
 KELD_BASE_API void KELD_DeletePrefProfile(void);
 
 // True: preferences are to be read anew on every call. KELD_DISABLE_LOCPREF_CACHE of the
-// environment is neither empty nor "0"; looked at on each call.
+// environment is neither empty nor "0"; looked at on each call. False without memory.
 KELD_BASE_API logical KELD_IsLocPrefCacheDisabled(void);
 
 // ---- text ----

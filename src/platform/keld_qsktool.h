@@ -1,6 +1,8 @@
 #pragma once
 
-// libkeld_qsktool: conveniences over the platform interface.
+// libkeld_qsktool: conveniences over the platform interface. Nothing is thrown through any
+// function; one that returns a status gives 2002 if memory runs out, its out parameters then keep
+// what they held.
 
 #include "platform/api.h"
 #include "platform/types.h"

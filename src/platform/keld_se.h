@@ -46,6 +46,9 @@ inline constexpr char KELD_DELBackupTopDirCentral[] = "KELD_DELBackupTopDirCentr
 inline constexpr char KELD_DEL_DELUXE_TYPES[] = "KELD_DEL_DELUXE_TYPES";
 inline constexpr char VANE_specification[] = "VANE_specification";
 
+// Nothing is thrown through any function of the library. One that returns a status gives 2002 if
+// memory runs out, unless it is said to return 0 always; what it has done until then stays done.
+
 extern "C" {
 
 // ---- user services ----
@@ -101,7 +104,7 @@ KELD_SE_API int KELD_SrvCallCRJFromPortal(int* result);
 
 // Diagnostics. Arguments: type code, level (integers), text; reads aren't checked. Type 0 logs the
 // text, 1 gives the log's path, 2 sets and 3 gives the log level, 10 gives an environment variable.
-// Returns: 0 always, with a text in `result`.
+// Returns: 0 always, with a text in `result`, which is null without memory.
 // Frees: whoever takes the text over (the platform), with HEAP_free.
 KELD_SE_API int KELD_SrvCall(char** result);
 
@@ -148,7 +151,7 @@ KELD_SE_API int KELD_createJobItem(int iObjectCount, const tag_t* tObjectList, t
                                    const char* szOwner, const char* szGroup);
 
 // What KELD_PSE_PackAndResequenceBom does with its arguments; the lines stay the caller's.
-// Returns: 0 always; `dataset` becomes the protocol's dataset, or NULLTAG.
+// Returns: 0 whatever fails but memory; `dataset` becomes the protocol's dataset, or NULLTAG.
 KELD_SE_API int KELD_PSE_PackAndResequenceBom2(tag_t top, int count, tag_t* lines, int level,
                                                int sort, tag_t* dataset);
 

@@ -1,9 +1,11 @@
 // Names and paths of files.
 
 #include <cstring>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 
+#include "os/keld_guard.h"
 #include "os/keld_os.h"
 #include "platform/keld_qsktool.h"
 #include "platform/mv_ent.h"
@@ -53,16 +55,36 @@ std::size_t Utf8Length(const char* szText) {
     return uiLength;
 }
 
+char ToUpper(char c) {
+    return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+}
+
+// Compare without regard to ASCII case; the other text is in upper case.
+bool EqualNoCase(std::string_view sText, std::string_view sUpper) {
+    if (sText.size() != sUpper.size())
+        return false;
+    for (std::size_t i = 0; i < sText.size(); ++i)
+        if (ToUpper(sText[i]) != sUpper[i])
+            return false;
+    return true;
+}
+
 // Whether Windows keeps the name for a device, with or without an extension.
 bool IsDeviceName(std::string_view sName) {
-    std::string sBase;
-    for (const char c : sName.substr(0, sName.find('.')))
-        sBase += c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    if (sBase == "CON" || sBase == "PRN" || sBase == "AUX" || sBase == "NUL")
-        return true;
-    if (sBase.compare(0, 3, "COM") != 0 && sBase.compare(0, 3, "LPT") != 0)
+    // In place: a name must be cleaned also when there is no memory.
+    const std::string_view sBase = sName.substr(0, sName.find('.'));
+    const std::string_view sStart = sBase.substr(0, 3);
+    const auto isOneOf = [](std::string_view sText, std::initializer_list<const char*> names) {
+        for (const char* szName : names)
+            if (EqualNoCase(sText, szName))
+                return true;
         return false;
-    const std::string sPort = sBase.substr(3);
+    };
+    if (isOneOf(sBase, {"CON", "PRN", "AUX", "NUL"}))
+        return true;
+    if (!isOneOf(sStart, {"COM", "LPT"}))
+        return false;
+    const std::string_view sPort = sBase.substr(3);
     // The superscripts one, two and three count as digits there.
     return (sPort.size() == 1 && sPort[0] >= '0' && sPort[0] <= '9') || sPort == "\xC2\xB9" ||
            sPort == "\xC2\xB2" || sPort == "\xC2\xB3";
@@ -74,6 +96,20 @@ std::size_t NameLength(const std::string& sText, std::size_t uiStart) {
     while (uiEnd < sText.size() && (IsAsciiAlnum(sText[uiEnd]) || sText[uiEnd] == '_'))
         ++uiEnd;
     return uiEnd - uiStart;
+}
+
+// The object's id text as it goes into a file name: at most 64 bytes, cleaned.
+int AskFileNamePart(tag_t object, std::string* psPart) {
+    char* szId = nullptr;
+    if (const int iRet = ENT_ask_id_string(object, &szId); iRet != QSK_ok)
+        return iRet;
+    const int iRet = KELD_GuardedStatus([&] {
+        psPart->assign(KELD_QskText(szId), KELD_QskCutLength(KELD_QskText(szId), uiIdLimit));
+        return QSK_ok;
+    });
+    HEAP_free(szId);
+    KELD_RepSpecialChar(psPart->data());
+    return iRet;
 }
 
 // Find the variable that is written at this place: its name and the length of the whole reference.
@@ -128,48 +164,52 @@ void KELD_RepSpecialChar(char* text) {
 int KELD_ExtendPathVar(const char* in, char* out) {
     if (out == nullptr)
         return iNoPlace;
-    const std::string sIn = KELD_QskText(in);
-    std::string sOut;
-    for (std::size_t i = 0; i < sIn.size();) {
-        std::string sName, sValue;
-        std::size_t uiLength = 0;
-        if (FindVariable(sIn, i, &sName, &uiLength) && keld_os::GetEnv(sName.c_str(), &sValue)) {
-            sOut += sValue;
-            i += uiLength;
-        } else {
-            sOut += sIn[i++];  // an unset variable stays as it is written
+    return KELD_GuardedStatus([=] {
+        const std::string sIn = KELD_QskText(in);
+        std::string sOut;
+        for (std::size_t i = 0; i < sIn.size();) {
+            std::string sName, sValue;
+            std::size_t uiLength = 0;
+            if (FindVariable(sIn, i, &sName, &uiLength) &&
+                keld_os::GetEnv(sName.c_str(), &sValue)) {
+                sOut += sValue;
+                i += uiLength;
+            } else {
+                sOut += sIn[i++];  // an unset variable stays as it is written
+            }
         }
-    }
-    if (sOut.size() >= uiExtendedSize)  // a path is never cut
-        return iPathTooLong;
-    std::memcpy(out, sOut.c_str(), sOut.size() + 1);
-    return QSK_ok;
+        if (sOut.size() >= uiExtendedSize)  // a path is never cut
+            return iPathTooLong;
+        std::memcpy(out, sOut.c_str(), sOut.size() + 1);
+        return QSK_ok;
+    });
 }
 
 int KELD_buildFileNameNew(tag_t object, const char* directory, char* out, const char* extension,
                           logical fileOnlyPid, int counter) {
     if (out == nullptr)
         return iNoPlace;
-    std::string sPath = KELD_QskText(directory);
-    sPath += keld_os::cPathSeparator;
-    const std::string sExtension = KELD_QskText(extension);  // may be out itself
-    out[0] = '\0';
-    if (!fileOnlyPid) {
-        char* szId = nullptr;
-        if (const int iRet = ENT_ask_id_string(object, &szId); iRet != QSK_ok)
-            return iRet;
-        std::string sId = KELD_QskText(szId);
-        HEAP_free(szId);
-        sId.resize(KELD_QskCutLength(sId.c_str(), uiIdLimit));
-        KELD_RepSpecialChar(sId.data());
-        sPath += sId + "_";
-    }
-    std::string sCounter = std::to_string(counter);
-    if (sCounter.size() < 4)
-        sCounter.insert(0, 4 - sCounter.size(), '0');
-    sPath += std::to_string(keld_os::ProcessId()) + "_" + sCounter + "." + sExtension;
-    if (sPath.size() >= uiFileNameSize)
-        return iPathTooLong;
-    std::memcpy(out, sPath.c_str(), sPath.size() + 1);
-    return QSK_ok;
+    const int iRet = KELD_GuardedStatus([=] {
+        std::string sPath = KELD_QskText(directory);
+        sPath += keld_os::cPathSeparator;
+        const std::string sExtension = KELD_QskText(extension);  // may be out itself
+        out[0] = '\0';
+        if (!fileOnlyPid) {
+            std::string sId;
+            if (const int iAsked = AskFileNamePart(object, &sId); iAsked != QSK_ok)
+                return iAsked;
+            sPath += sId + "_";
+        }
+        std::string sCounter = std::to_string(counter);
+        if (sCounter.size() < 4)
+            sCounter.insert(0, 4 - sCounter.size(), '0');
+        sPath += std::to_string(keld_os::ProcessId()) + "_" + sCounter + "." + sExtension;
+        if (sPath.size() >= uiFileNameSize)
+            return iPathTooLong;
+        std::memcpy(out, sPath.c_str(), sPath.size() + 1);
+        return QSK_ok;
+    });
+    if (iRet != QSK_ok)
+        out[0] = '\0';
+    return iRet;
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "os/keld_guard.h"
 #include "os/keld_os.h"
 #include "platform/keld_qsktool.h"
 #include "platform/mv_art.h"
@@ -77,123 +78,138 @@ int LastStatus(tag_t object, tag_t* ptStatus) {
 }  // namespace
 
 int KELD_isObjectOfClass(tag_t object, const char* className, logical* result) {
-    if (result == nullptr)
-        return iNoPlace;
-    className = KELD_QskText(className);
-    tag_t tClass = NULLTAG;
-    if (const int iRet = DBO_class_of_instance(object, &tClass); iRet != QSK_ok)
+    return KELD_GuardedStatus([&] {
+        if (result == nullptr)
+            return iNoPlace;
+        className = KELD_QskText(className);
+        tag_t tClass = NULLTAG;
+        if (const int iRet = DBO_class_of_instance(object, &tClass); iRet != QSK_ok)
+            return iRet;
+        char* szClass = nullptr;
+        if (const int iRet = DBO_name_of_class(tClass, &szClass); iRet != QSK_ok)
+            return iRet;
+        int iRet = QSK_ok;
+        bool bIs = std::strcmp(KELD_QskText(szClass), className) == 0;
+        if (!bIs) {
+            // Every class has a type of its name, and no operation tells a class's parent.
+            tag_t tType = NULLTAG;
+            iRet = MVTYPE_find_type(KELD_QskText(szClass), className, &tType);
+            bIs = tType != NULLTAG;
+        }
+        HEAP_free(szClass);
+        if (iRet == QSK_ok)
+            *result = bIs;
         return iRet;
-    char* szClass = nullptr;
-    if (const int iRet = DBO_name_of_class(tClass, &szClass); iRet != QSK_ok)
-        return iRet;
-    int iRet = QSK_ok;
-    bool bIs = std::strcmp(KELD_QskText(szClass), className) == 0;
-    if (!bIs) {
-        // Every class has a type of its name, and no operation tells a class's parent.
-        tag_t tType = NULLTAG;
-        iRet = MVTYPE_find_type(KELD_QskText(szClass), className, &tType);
-        bIs = tType != NULLTAG;
-    }
-    HEAP_free(szClass);
-    if (iRet == QSK_ok)
-        *result = bIs;
-    return iRet;
+    });
 }
 
 int KELD_isObjectOfTypeExt(tag_t object, const char* typeName, logical* result,
                            logical withSubtypes) {
-    if (result == nullptr)
-        return iNoPlace;
-    typeName = KELD_QskText(typeName);
-    char szType[uiNameSize] = "";
-    if (const int iRet = ENT_ask_object_type(object, szType); iRet != QSK_ok)
-        return iRet;
-    bool bIs = std::strcmp(szType, typeName) == 0;
-    if (!bIs && withSubtypes) {
-        tag_t tWanted = NULLTAG;
-        if (const int iRet = MVTYPE_find_type(typeName, "WorkspaceObject", &tWanted);
-            iRet != QSK_ok)
+    return KELD_GuardedStatus([&] {
+        if (result == nullptr)
+            return iNoPlace;
+        typeName = KELD_QskText(typeName);
+        char szType[uiNameSize] = "";
+        if (const int iRet = ENT_ask_object_type(object, szType); iRet != QSK_ok)
             return iRet;
-        tag_t tActual = NULLTAG;
-        if (const int iRet = MVTYPE_find_type(szType, "WorkspaceObject", &tActual); iRet != QSK_ok)
-            return iRet;
-        if (tWanted != NULLTAG && tActual != NULLTAG) {
-            int iCount = 0;
-            tag_t* ptSubtypes = nullptr;
-            if (const int iRet = MVTYPE_ask_subtypes(tWanted, false, &iCount, &ptSubtypes);
+        bool bIs = std::strcmp(szType, typeName) == 0;
+        if (!bIs && withSubtypes) {
+            tag_t tWanted = NULLTAG;
+            if (const int iRet = MVTYPE_find_type(typeName, "WorkspaceObject", &tWanted);
                 iRet != QSK_ok)
                 return iRet;
-            logical lFound = false;
-            (void)KELD_searchElementInArray(tActual, ptSubtypes, iCount, &lFound);
-            bIs = lFound;
-            HEAP_free(ptSubtypes);
+            tag_t tActual = NULLTAG;
+            if (const int iRet = MVTYPE_find_type(szType, "WorkspaceObject", &tActual);
+                iRet != QSK_ok)
+                return iRet;
+            if (tWanted != NULLTAG && tActual != NULLTAG) {
+                int iCount = 0;
+                tag_t* ptSubtypes = nullptr;
+                if (const int iRet = MVTYPE_ask_subtypes(tWanted, false, &iCount, &ptSubtypes);
+                    iRet != QSK_ok)
+                    return iRet;
+                logical lFound = false;
+                (void)KELD_searchElementInArray(tActual, ptSubtypes, iCount, &lFound);
+                bIs = lFound;
+                HEAP_free(ptSubtypes);
+            }
         }
-    }
-    *result = bIs;
-    return QSK_ok;
+        *result = bIs;
+        return QSK_ok;
+    });
 }
 
 int KELD_MVTYPE_ask_name(tag_t type, char* name) {
-    if (name == nullptr)
-        return iNoPlace;
-    if (const auto pAskName = FindAskTypeName(); pAskName != nullptr)
-        return pAskName(type, name);
-    char* szName = nullptr;
-    const int iRet = OBJ_ask_value_string(type, "object_name", &szName);
-    if (iRet == QSK_ok)
-        KELD_QskCopyText(name, uiNameSize, szName, "type name");
-    HEAP_free(szName);
-    return iRet;
+    return KELD_GuardedStatus([&] {
+        if (name == nullptr)
+            return iNoPlace;
+        if (const auto pAskName = FindAskTypeName(); pAskName != nullptr)
+            return pAskName(type, name);
+        char* szName = nullptr;
+        const int iRet = OBJ_ask_value_string(type, "object_name", &szName);
+        if (iRet == QSK_ok)
+            KELD_QskCopyText(name, uiNameSize, szName, "type name");
+        HEAP_free(szName);
+        return iRet;
+    });
 }
 
 int KELD_ART_find_item(const char* itemId, tag_t* item) {
-    if (item == nullptr)
-        return iNoPlace;
-    if (const auto pFindItem = FindFindItem(); pFindItem != nullptr)
-        return pFindItem(KELD_QskText(itemId), item);
-    *item = NULLTAG;
-    return QSK_ok;
+    return KELD_GuardedStatus([&] {
+        if (item == nullptr)
+            return iNoPlace;
+        if (const auto pFindItem = FindFindItem(); pFindItem != nullptr)
+            return pFindItem(KELD_QskText(itemId), item);
+        *item = NULLTAG;
+        return QSK_ok;
+    });
 }
 
 int KELD_ask_latest_status(tag_t object, char* status) {
-    if (status == nullptr)
-        return iNoPlace;
-    tag_t tStatus = NULLTAG;
-    if (const int iRet = LastStatus(object, &tStatus); iRet != QSK_ok)
+    return KELD_GuardedStatus([&] {
+        if (status == nullptr)
+            return iNoPlace;
+        tag_t tStatus = NULLTAG;
+        if (const int iRet = LastStatus(object, &tStatus); iRet != QSK_ok)
+            return iRet;
+        if (tStatus == NULLTAG) {
+            status[0] = '\0';
+            return QSK_ok;
+        }
+        tag_t tAttr = NULLTAG;
+        if (const int iRet = DBO_attr_id_of_attr("name", "ReleaseStatus", &tAttr); iRet != QSK_ok)
+            return iRet;
+        char* szName = nullptr;
+        logical lIsNull = false;
+        logical lIsValid = false;
+        const int iRet = DBO_ask_attr_string(tStatus, tAttr, &szName, &lIsNull, &lIsValid);
+        if (iRet == QSK_ok)
+            KELD_QskCopyText(status, uiStatusSize, szName, "latest status");
+        HEAP_free(szName);
         return iRet;
-    if (tStatus == NULLTAG) {
-        status[0] = '\0';
-        return QSK_ok;
-    }
-    tag_t tAttr = NULLTAG;
-    if (const int iRet = DBO_attr_id_of_attr("name", "ReleaseStatus", &tAttr); iRet != QSK_ok)
-        return iRet;
-    char* szName = nullptr;
-    logical lIsNull = false;
-    logical lIsValid = false;
-    const int iRet = DBO_ask_attr_string(tStatus, tAttr, &szName, &lIsNull, &lIsValid);
-    if (iRet == QSK_ok)
-        KELD_QskCopyText(status, uiStatusSize, szName, "latest status");
-    HEAP_free(szName);
-    return iRet;
+    });
 }
 
 logical KELD_TestModifiableAndNotCheckout(tag_t object) {
-    logical lModifiable = false;
-    if (OBJ_ask_if_modifiable(object, &lModifiable) != QSK_ok || !lModifiable)
-        return false;
-    logical lCheckedOut = true;
-    return CKO_is_checked_out(object, &lCheckedOut) == QSK_ok && !lCheckedOut;
+    return KELD_Guarded<logical>(false, [&] {
+        logical lModifiable = false;
+        if (OBJ_ask_if_modifiable(object, &lModifiable) != QSK_ok || !lModifiable)
+            return false;
+        logical lCheckedOut = true;
+        return CKO_is_checked_out(object, &lCheckedOut) == QSK_ok && !lCheckedOut;
+    });
 }
 
 int KELD_isItemReplica(tag_t item, logical* result) {
-    if (result == nullptr)
-        return iNoPlace;
-    tag_t tSite = NULLTAG;
-    const int iRet = OBJ_get_value_tag(item, "owning_site", &tSite);
-    if (iRet == QSK_ok)
-        *result = tSite != NULLTAG;
-    return iRet;
+    return KELD_GuardedStatus([&] {
+        if (result == nullptr)
+            return iNoPlace;
+        tag_t tSite = NULLTAG;
+        const int iRet = OBJ_get_value_tag(item, "owning_site", &tSite);
+        if (iRet == QSK_ok)
+            *result = tSite != NULLTAG;
+        return iRet;
+    });
 }
 
 int KELD_GetTime(date_s* now) {

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "os/keld_guard.h"
 #include "platform/keld_qsktool.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_opt.h"
@@ -38,28 +39,32 @@ bool IsOneOf(const char* szText, std::initializer_list<const char*> words) {
 }  // namespace
 
 int KELD_GetPreferenceArray(const char* name, int* count, char*** values, int /*scope*/) {
-    if (count == nullptr || values == nullptr)
-        return iNoPlace;
-    *count = 0;
-    *values = nullptr;
-    const int iRet = OPT_ask_char_values(KELD_QskText(name), count, values);
-    return iRet == iNoSuchPreference ? QSK_ok : iRet;
+    return KELD_GuardedStatus([&] {
+        if (count == nullptr || values == nullptr)
+            return iNoPlace;
+        *count = 0;
+        *values = nullptr;
+        const int iRet = OPT_ask_char_values(KELD_QskText(name), count, values);
+        return iRet == iNoSuchPreference ? QSK_ok : iRet;
+    });
 }
 
 int KELD_GetPreferenceValue(const char* name, char** value, const char* defaultValue,
                             int /*scope*/) {
-    if (value == nullptr)
-        return iNoPlace;
-    char* szValue = nullptr;
-    if (const int iRet = FirstValue(name, &szValue); iRet != QSK_ok)
-        return iRet;
-    if (szValue == nullptr && defaultValue != nullptr) {
-        szValue = KELD_CopyString(defaultValue);
-        if (szValue == nullptr)
+    return KELD_GuardedStatus([&] {
+        if (value == nullptr)
             return iNoPlace;
-    }
-    *value = szValue;
-    return QSK_ok;
+        char* szValue = nullptr;
+        if (const int iRet = FirstValue(name, &szValue); iRet != QSK_ok)
+            return iRet;
+        if (szValue == nullptr && defaultValue != nullptr) {
+            szValue = KELD_CopyString(defaultValue);
+            if (szValue == nullptr)
+                return iNoPlace;
+        }
+        *value = szValue;
+        return QSK_ok;
+    });
 }
 
 int KELD_get_string_pref(int scope, const char* name, char** value, const char* defaultValue) {
@@ -67,17 +72,19 @@ int KELD_get_string_pref(int scope, const char* name, char** value, const char* 
 }
 
 int KELD_get_logical_pref(int /*scope*/, const char* name, logical* value, logical defaultValue) {
-    if (value == nullptr)
-        return iNoPlace;
-    char* szValue = nullptr;
-    if (const int iRet = FirstValue(name, &szValue); iRet != QSK_ok)
-        return iRet;
-    logical lValue = defaultValue;
-    if (IsOneOf(KELD_QskText(szValue), {"true", "1", "yes", "on"}))
-        lValue = true;
-    else if (IsOneOf(KELD_QskText(szValue), {"false", "0", "no", "off"}))
-        lValue = false;
-    HEAP_free(szValue);
-    *value = lValue;
-    return QSK_ok;
+    return KELD_GuardedStatus([&] {
+        if (value == nullptr)
+            return iNoPlace;
+        char* szValue = nullptr;
+        if (const int iRet = FirstValue(name, &szValue); iRet != QSK_ok)
+            return iRet;
+        logical lValue = defaultValue;
+        if (IsOneOf(KELD_QskText(szValue), {"true", "1", "yes", "on"}))
+            lValue = true;
+        else if (IsOneOf(KELD_QskText(szValue), {"false", "0", "no", "off"}))
+            lValue = false;
+        HEAP_free(szValue);
+        *value = lValue;
+        return QSK_ok;
+    });
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "os/keld_guard.h"
 #include "os/keld_os.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_qsktool.h"
@@ -44,20 +45,24 @@ void ReportStack() {
 }  // namespace
 
 void KELD_ReportLastQskError(int status) {
-    char* szText = nullptr;
-    ReportStack();
-    (void)ERR_ask_error_text(status, &szText);  // without a text the line shows "(null)"
-    KELD_ERROR("##QSK_text_%d: %s\n", status, szText);
-    if (szText != nullptr)
-        HEAP_free(szText);
+    KELD_GuardedCall([&] {
+        char* szText = nullptr;
+        ReportStack();
+        (void)ERR_ask_error_text(status, &szText);  // without a text the line shows "(null)"
+        KELD_ERROR("##QSK_text_%d: %s\n", status, szText);
+        if (szText != nullptr)
+            HEAP_free(szText);
+    });
 }
 
 char* KELD_CopyString(const char* text) {
-    if (text == nullptr)
-        return nullptr;
-    const std::size_t uiSize = std::strlen(text) + 1;
-    void* pCopy = HEAP_alloc(uiSize);
-    if (pCopy != nullptr)
-        std::memcpy(pCopy, text, uiSize);
-    return static_cast<char*>(pCopy);
+    return KELD_Guarded<char*>(nullptr, [&]() -> char* {
+        if (text == nullptr)
+            return nullptr;
+        const std::size_t uiSize = std::strlen(text) + 1;
+        void* pCopy = HEAP_alloc(uiSize);
+        if (pCopy != nullptr)
+            std::memcpy(pCopy, text, uiSize);
+        return static_cast<char*>(pCopy);
+    });
 }

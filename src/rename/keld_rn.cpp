@@ -3,6 +3,7 @@
 #include "rename/keld_rn.h"
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_qsktool.h"
@@ -48,7 +49,7 @@ template <typename Rename>
     int iRet = CKELD_ReName::CheckItemIdRegistry(tagItem, sNewItemId, sOldItemId, &lOldIdRegistered,
                                                  &iMode);
     if (iRet == QSK_ok)
-        iRet = rename();
+        iRet = KELD_Entry(rename);
     if (lOldIdRegistered) {
         const int iUnregister = CKELD_ReName::UnregisterOldItemId(sOldItemId, iMode);
         if (iRet == QSK_ok)
@@ -68,58 +69,63 @@ int Finish(int iRet, int* result) {
 
 // User service: new id, new name, new description, item. The texts stay allocated.
 int KELD_ReNameItem(int* result) {
-    char* pcNewId = nullptr;
-    char* pcNewName = nullptr;
-    char* pcNewDesc = nullptr;
-    tag_t tagItem = NULLTAG;
-    // A short argument list shows only in empty values.
-    (void)SVCARG_get_string_argument(&pcNewId);
-    (void)SVCARG_get_string_argument(&pcNewName);
-    (void)SVCARG_get_string_argument(&pcNewDesc);
-    (void)SVCARG_get_tag_argument(&tagItem);
-    KELD_TRACE("KELD_ReNameItem  Id=%s:%d\n", pcNewId, static_cast<int>(tagItem));
-    KELD_TRACE("KELD_ReNameItem  Name=%s\n", pcNewName);
-    KELD_TRACE("KELD_ReNameItem  Desc=%s\n", pcNewDesc);
-    CKELD_ReName::LoadRenameProfile(&lReNameItemLoaded);
+    const int iDone = KELD_Entry([] {
+        char* pcNewId = nullptr;
+        char* pcNewName = nullptr;
+        char* pcNewDesc = nullptr;
+        tag_t tagItem = NULLTAG;
+        // A short argument list shows only in empty values.
+        (void)SVCARG_get_string_argument(&pcNewId);
+        (void)SVCARG_get_string_argument(&pcNewName);
+        (void)SVCARG_get_string_argument(&pcNewDesc);
+        (void)SVCARG_get_tag_argument(&tagItem);
+        KELD_TRACE("KELD_ReNameItem  Id=%s:%d\n", pcNewId, static_cast<int>(tagItem));
+        KELD_TRACE("KELD_ReNameItem  Name=%s\n", pcNewName);
+        KELD_TRACE("KELD_ReNameItem  Desc=%s\n", pcNewDesc);
+        CKELD_ReName::LoadRenameProfile(&lReNameItemLoaded);
 
-    int iRet = QSK_ok;
-    logical lIsReplica = false;
-    KELD_CALL(iRet, KELD_isItemReplica(tagItem, &lIsReplica));
-    if (iRet == QSK_ok && lIsReplica)
-        iRet = RefuseReplica(tagItem);
-    else if (iRet == QSK_ok)
-        iRet = RenameRegistered(tagItem, pcNewId, [&] {
-            return CKELD_ReName::RenameItem(tagItem, pcNewId, pcNewName, pcNewDesc);
-        });
-    return Finish(iRet, result);
+        int iRet = QSK_ok;
+        logical lIsReplica = false;
+        KELD_CALL(iRet, KELD_isItemReplica(tagItem, &lIsReplica));
+        if (iRet == QSK_ok && lIsReplica)
+            iRet = RefuseReplica(tagItem);
+        else if (iRet == QSK_ok)
+            iRet = RenameRegistered(tagItem, pcNewId, [&] {
+                return CKELD_ReName::RenameItem(tagItem, pcNewId, pcNewName, pcNewDesc);
+            });
+        return iRet;
+    });
+    return Finish(iDone, result);
 }
 
 // User service: new item id, new revision id, new name, new description, item, revision, action.
 // The registry steps run also in a test pass.
 int KELD_ReNameItemExtended(int* result) {
-    char* pcNewItemId = nullptr;
-    char* pcNewRevId = nullptr;
-    char* pcNewName = nullptr;
-    char* pcNewDesc = nullptr;
-    tag_t tagItem = NULLTAG;
-    tag_t tagRev = NULLTAG;
-    int iAction = 0;
-    (void)SVCARG_get_string_argument(&pcNewItemId);
-    (void)SVCARG_get_string_argument(&pcNewRevId);
-    (void)SVCARG_get_string_argument(&pcNewName);
-    (void)SVCARG_get_string_argument(&pcNewDesc);
-    (void)SVCARG_get_tag_argument(&tagItem);
-    (void)SVCARG_get_tag_argument(&tagRev);
-    (void)SVCARG_get_int_argument(&iAction);
-    KELD_TRACE("RenameItemExtended  ItemId=%s:%d\n", pcNewItemId, static_cast<int>(tagItem));
-    KELD_TRACE("RenameItemExtended  RevId=%s:%d\n", pcNewRevId, static_cast<int>(tagRev));
-    KELD_TRACE("RenameItemExtended  Name=%s\n", pcNewName);
-    KELD_TRACE("RenameItemExtended  Desc=%s\n", pcNewDesc);
-    CKELD_ReName::LoadRenameProfile(&lReNameItemExtendedLoaded);
+    const int iRet = KELD_Entry([] {
+        char* pcNewItemId = nullptr;
+        char* pcNewRevId = nullptr;
+        char* pcNewName = nullptr;
+        char* pcNewDesc = nullptr;
+        tag_t tagItem = NULLTAG;
+        tag_t tagRev = NULLTAG;
+        int iAction = 0;
+        (void)SVCARG_get_string_argument(&pcNewItemId);
+        (void)SVCARG_get_string_argument(&pcNewRevId);
+        (void)SVCARG_get_string_argument(&pcNewName);
+        (void)SVCARG_get_string_argument(&pcNewDesc);
+        (void)SVCARG_get_tag_argument(&tagItem);
+        (void)SVCARG_get_tag_argument(&tagRev);
+        (void)SVCARG_get_int_argument(&iAction);
+        KELD_TRACE("RenameItemExtended  ItemId=%s:%d\n", pcNewItemId, static_cast<int>(tagItem));
+        KELD_TRACE("RenameItemExtended  RevId=%s:%d\n", pcNewRevId, static_cast<int>(tagRev));
+        KELD_TRACE("RenameItemExtended  Name=%s\n", pcNewName);
+        KELD_TRACE("RenameItemExtended  Desc=%s\n", pcNewDesc);
+        CKELD_ReName::LoadRenameProfile(&lReNameItemExtendedLoaded);
 
-    const int iRet = RenameRegistered(tagItem, pcNewItemId, [&] {
-        return CKELD_ReName::RenameItemExtended(tagItem, tagRev, pcNewItemId, pcNewRevId, pcNewName,
-                                                pcNewDesc, iAction);
+        return RenameRegistered(tagItem, pcNewItemId, [&] {
+            return CKELD_ReName::RenameItemExtended(tagItem, tagRev, pcNewItemId, pcNewRevId,
+                                                    pcNewName, pcNewDesc, iAction);
+        });
     });
     return Finish(iRet, result);
 }
@@ -128,34 +134,36 @@ int KELD_ReNameItemExtended(int* result) {
 // blank name keeps the old one here, where the services take the new id.
 int KELD_BatchReName(const char* pcItem, const char* pcRev, const char* pcNewItemId,
                      const char* pcNewRevId, const char* pcNewName, const char* pcNewDesc) {
-    if (IsEmpty(pcItem)) {
-        KELD_ERROR("KELD_BatchReName: no ItemId\n");
-        return iNoItemId;
-    }
-    int iRet = QSK_ok;
-    tag_t tagItem = NULLTAG;
-    tag_t tagRev = NULLTAG;
-    KELD_CALL(iRet, KELD_ART_find_item(pcItem, &tagItem));
-    if (iRet != QSK_ok)
-        return iRet;
-    if (!IsEmpty(pcRev)) {
-        KELD_CALL(iRet, ART_find_revision(tagItem, pcRev, &tagRev));
+    return KELD_Entry([&] {
+        if (IsEmpty(pcItem)) {
+            KELD_ERROR("KELD_BatchReName: no ItemId\n");
+            return iNoItemId;
+        }
+        int iRet = QSK_ok;
+        tag_t tagItem = NULLTAG;
+        tag_t tagRev = NULLTAG;
+        KELD_CALL(iRet, KELD_ART_find_item(pcItem, &tagItem));
         if (iRet != QSK_ok)
             return iRet;
-        if (tagRev == NULLTAG)
-            return iNoSuchRevision;
-    }
-    ItemDescription desc{};
-    KELD_CALL(iRet, ENT_describe(tagItem, &desc));
-    char cNewName[129] = "";
-    char cNewDesc[241] = "";
-    KELD_CopyText(cNewName, IsEmpty(pcNewName) ? desc.name : pcNewName, "cNewName");
-    KELD_CopyText(cNewDesc, IsEmpty(pcNewDesc) ? desc.description : pcNewDesc, "cNewDesc");
-    if (iRet != QSK_ok)
-        return iRet;
-    if (tagRev != NULLTAG)
-        return CKELD_ReName::RenameItemExtended(tagItem, tagRev, pcNewItemId, pcNewRevId, cNewName,
-                                                cNewDesc,
-                                                RENAME_REVISIONS | RENAME_ITEM | RENAME_MODIFY);
-    return CKELD_ReName::RenameItem(tagItem, pcNewItemId, cNewName, cNewDesc);
+        if (!IsEmpty(pcRev)) {
+            KELD_CALL(iRet, ART_find_revision(tagItem, pcRev, &tagRev));
+            if (iRet != QSK_ok)
+                return iRet;
+            if (tagRev == NULLTAG)
+                return iNoSuchRevision;
+        }
+        ItemDescription desc{};
+        KELD_CALL(iRet, ENT_describe(tagItem, &desc));
+        char cNewName[129] = "";
+        char cNewDesc[241] = "";
+        KELD_CopyText(cNewName, IsEmpty(pcNewName) ? desc.name : pcNewName, "cNewName");
+        KELD_CopyText(cNewDesc, IsEmpty(pcNewDesc) ? desc.description : pcNewDesc, "cNewDesc");
+        if (iRet != QSK_ok)
+            return iRet;
+        if (tagRev != NULLTAG)
+            return CKELD_ReName::RenameItemExtended(tagItem, tagRev, pcNewItemId, pcNewRevId,
+                                                    cNewName, cNewDesc,
+                                                    RENAME_REVISIONS | RENAME_ITEM | RENAME_MODIFY);
+        return CKELD_ReName::RenameItem(tagItem, pcNewItemId, cNewName, cNewDesc);
+    });
 }

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
@@ -55,209 +56,232 @@ CKELD_Status& CKELD_Status::operator=(const CKELD_Status&) {
 
 // Hand out the loadable status objects of an object; count and list stay untouched if it has none.
 int CKELD_Status::GetReleaseStatusTagList(tag_t object, int* count, tag_t** list, int refresh) {
-    int iNoCount = 0;
-    tag_t* ptNoList = nullptr;
-    if (refresh != 0)
-        KELD_QSK_CALL(OBJ_refresh(object, false));
-    // The handle isn't used, but a platform without the attribute ends here.
-    tag_t tNameAttr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &tNameAttr));
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
-    int length = 0;
-    (void)DBO_length_of_attr(object, attr, &length);  // a failure counts as an empty list
-    if (length < 1)
+    return KELD_Entry([&] {
+        int iNoCount = 0;
+        tag_t* ptNoList = nullptr;
+        if (refresh != 0)
+            KELD_QSK_CALL(OBJ_refresh(object, false));
+        // The handle isn't used, but a platform without the attribute ends here.
+        tag_t tNameAttr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &tNameAttr));
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
+        int length = 0;
+        (void)DBO_length_of_attr(object, attr, &length);  // a failure counts as an empty list
+        if (length < 1)
+            return QSK_ok;
+        LoadReferences(object, attr, length, count != nullptr ? count : &iNoCount,
+                       list != nullptr ? list : &ptNoList);
+        HEAP_free(ptNoList);
         return QSK_ok;
-    LoadReferences(object, attr, length, count != nullptr ? count : &iNoCount,
-                   list != nullptr ? list : &ptNoList);
-    HEAP_free(ptNoList);
-    return QSK_ok;
+    });
 }
 
 // Copy the name of a status object. Kept: the class name and the value stay allocated.
 int CKELD_Status::GetReleaseStatusRslTag(tag_t status, char* name) {
-    tag_t tClass = NULLTAG;
-    KELD_QSK_CALL(DBO_class_of_instance(status, &tClass));
-    char* szClassName = nullptr;
-    KELD_QSK_CALL(DBO_name_of_class(tClass, &szClassName));
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &attr));
-    KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_no_lock));
-    char* value = nullptr;
-    logical isNull = false;
-    logical isValid = false;
-    KELD_QSK_CALL(DBO_ask_attr_string(status, attr, &value, &isNull, &isValid));
-    KELD_CopyText(name, uiNameSize, value, "name");
-    return QSK_ok;
+    return KELD_Entry([&] {
+        tag_t tClass = NULLTAG;
+        KELD_QSK_CALL(DBO_class_of_instance(status, &tClass));
+        char* szClassName = nullptr;
+        KELD_QSK_CALL(DBO_name_of_class(tClass, &szClassName));
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &attr));
+        KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_no_lock));
+        char* value = nullptr;
+        logical isNull = false;
+        logical isValid = false;
+        KELD_QSK_CALL(DBO_ask_attr_string(status, attr, &value, &isNull, &isValid));
+        KELD_CopyText(name, uiNameSize, value, "name");
+        return QSK_ok;
+    });
 }
 
 // Name and date a status object.
 int CKELD_Status::SetReleaseStatusRslTag(tag_t status, const char* name, int ownLock) {
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &attr));
-    KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_modify_lock));
-    KELD_TRACE("Setze Attribut ReleaseStatus  -> %s\n", name);
-    if (name == nullptr)
-        name = "";
-    KELD_QSK_CALL(DBO_set_attr_string(1, &status, attr, name));
-    KELD_QSK_CALL(DBO_save_instances(1, &status, false));
-    KELD_QSK_CALL(SetRelDate(status, ownLock));
-    KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_no_lock));
-    return QSK_ok;
+    return KELD_Entry([&] {
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &attr));
+        KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_modify_lock));
+        KELD_TRACE("Setze Attribut ReleaseStatus  -> %s\n", name);
+        if (name == nullptr)
+            name = "";
+        KELD_QSK_CALL(DBO_set_attr_string(1, &status, attr, name));
+        KELD_QSK_CALL(DBO_save_instances(1, &status, false));
+        KELD_QSK_CALL(SetRelDate(status, ownLock));
+        KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_no_lock));
+        return QSK_ok;
+    });
 }
 
 // Make a status object and append it to the object.
 int CKELD_Status::CreateReleaseStatus(tag_t object, tag_t* status, int ownLock) {
-    tag_t tNoStatus = NULLTAG;
-    if (status == nullptr)
-        status = &tNoStatus;
-    *status = NULLTAG;
-    KELD_TRACE("CKELD_Ws::CreateReleaseStatus tag=%d \n", static_cast<int>(object));
-    if (ownLock != 0)
+    return KELD_Entry([&] {
+        tag_t tNoStatus = NULLTAG;
+        if (status == nullptr)
+            status = &tNoStatus;
+        *status = NULLTAG;
+        KELD_TRACE("CKELD_Ws::CreateReleaseStatus tag=%d \n", static_cast<int>(object));
+        if (ownLock != 0)
+            KELD_QSK_CALL(OBJ_refresh(object, true));
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
+        KELD_QSK_CALL(RLS_create_release_status("Release Status", status));
+        // Kept: the lock is taken here whatever the flag says.
         KELD_QSK_CALL(OBJ_refresh(object, true));
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
-    KELD_QSK_CALL(RLS_create_release_status("Release Status", status));
-    // Kept: the lock is taken here whatever the flag says.
-    KELD_QSK_CALL(OBJ_refresh(object, true));
-    KELD_QSK_CALL(DBO_append_attr_tags(1, &object, attr, 1, status));
-    KELD_QSK_CALL(DBO_save_instances(1, status, true));
-    if (ownLock == 0)
+        KELD_QSK_CALL(DBO_append_attr_tags(1, &object, attr, 1, status));
+        KELD_QSK_CALL(DBO_save_instances(1, status, true));
+        if (ownLock == 0)
+            return QSK_ok;
+        KELD_QSK_CALL(OBJ_save(object));
+        KELD_QSK_CALL(OBJ_refresh(object, false));
         return QSK_ok;
-    KELD_QSK_CALL(OBJ_save(object));
-    KELD_QSK_CALL(OBJ_refresh(object, false));
-    return QSK_ok;
+    });
 }
 
 // Remove all statuses of an object and delete them.
 int CKELD_Status::DelReleaseStatusObj(tag_t object, int ownLock) {
-    KELD_TRACE("CKELD_Status::DelReleaseStatusObj\n");
-    int count = 0;
-    tag_t* list = nullptr;
-    KELD_QSK_CALL(GetReleaseStatusTagList(object, &count, &list, ownLock));
-    if (ownLock != 0)
-        KELD_QSK_CALL(OBJ_refresh(object, true));
-    if (count > 0) {
-        KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_modify_lock));
-        tag_t attr = NULLTAG;
-        KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
-        // Kept: as many entries go as could be loaded, so behind one that couldn't the last stay.
-        KELD_QSK_CALL(DBO_remove_from_attr(1, &object, attr, 0, count));
-        KELD_QSK_CALL(DBO_save_instances(1, &object, false));
-        // Nobody is asked who else refers to them: these statuses belong to one object.
-        KELD_QSK_CALL(DBO_delete_instances(count, list));
-        HEAP_free(list);
-    }
-    KELD_QSK_CALL(DelRelDate(object, 0));
-    if (ownLock == 0)
+    return KELD_Entry([&] {
+        KELD_TRACE("CKELD_Status::DelReleaseStatusObj\n");
+        int count = 0;
+        tag_t* list = nullptr;
+        KELD_QSK_CALL(GetReleaseStatusTagList(object, &count, &list, ownLock));
+        if (ownLock != 0)
+            KELD_QSK_CALL(OBJ_refresh(object, true));
+        if (count > 0) {
+            KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_modify_lock));
+            tag_t attr = NULLTAG;
+            KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
+            // Kept: as many entries go as could be loaded, so behind one that couldn't the last
+            // stay.
+            KELD_QSK_CALL(DBO_remove_from_attr(1, &object, attr, 0, count));
+            KELD_QSK_CALL(DBO_save_instances(1, &object, false));
+            // Nobody is asked who else refers to them: these statuses belong to one object.
+            KELD_QSK_CALL(DBO_delete_instances(count, list));
+            HEAP_free(list);
+        }
+        KELD_QSK_CALL(DelRelDate(object, 0));
+        if (ownLock == 0)
+            return QSK_ok;
+        KELD_QSK_CALL(OBJ_save(object));
+        KELD_QSK_CALL(OBJ_refresh(object, false));
         return QSK_ok;
-    KELD_QSK_CALL(OBJ_save(object));
-    KELD_QSK_CALL(OBJ_refresh(object, false));
-    return QSK_ok;
+    });
 }
 
 // Replace the release state of an object by a status, or clear it with "none".
 int CKELD_Status::SetReleaseStatusObj(tag_t object, const char* status) {
-    tag_t tClass = NULLTAG;
-    KELD_QSK_CALL(DBO_class_of_instance(object, &tClass));
-    char* className = nullptr;
-    KELD_QSK_CALL(DBO_name_of_class(tClass, &className));
-    KELD_QSK_CALL(OBJ_refresh(object, true));
-    // An object whose old statuses can't be removed still gets the new one.
-    (void)DelReleaseStatusObj(object, 0);
-    if (status == nullptr || std::strcmp(status, "none") != 0) {
-        tag_t statusTag = NULLTAG;
-        KELD_QSK_CALL(CreateReleaseStatus(object, &statusTag, 0));
-        // If it can't be named, the object keeps a status called "Release Status".
-        if (statusTag != NULLTAG)
-            (void)SetReleaseStatusRslTag(statusTag, status, 0);
-        KELD_QSK_CALL(SetRelDate(object, 0));
-    }
-    // By name: a class below Dataset is saved like any other object.
-    if (className != nullptr && std::strcmp(className, "Dataset") == 0)
-        KELD_QSK_CALL(DST_save_myself(object));
-    else
-        KELD_QSK_CALL(OBJ_save(object));
-    KELD_QSK_CALL(OBJ_refresh(object, false));
-    HEAP_free(className);
-    return QSK_ok;
+    return KELD_Entry([&] {
+        tag_t tClass = NULLTAG;
+        KELD_QSK_CALL(DBO_class_of_instance(object, &tClass));
+        char* className = nullptr;
+        KELD_QSK_CALL(DBO_name_of_class(tClass, &className));
+        KELD_QSK_CALL(OBJ_refresh(object, true));
+        // An object whose old statuses can't be removed still gets the new one.
+        (void)DelReleaseStatusObj(object, 0);
+        if (status == nullptr || std::strcmp(status, "none") != 0) {
+            tag_t statusTag = NULLTAG;
+            KELD_QSK_CALL(CreateReleaseStatus(object, &statusTag, 0));
+            // If it can't be named, the object keeps a status called "Release Status".
+            if (statusTag != NULLTAG)
+                (void)SetReleaseStatusRslTag(statusTag, status, 0);
+            KELD_QSK_CALL(SetRelDate(object, 0));
+        }
+        // By name: a class below Dataset is saved like any other object.
+        if (className != nullptr && std::strcmp(className, "Dataset") == 0)
+            KELD_QSK_CALL(DST_save_myself(object));
+        else
+            KELD_QSK_CALL(OBJ_save(object));
+        KELD_QSK_CALL(OBJ_refresh(object, false));
+        HEAP_free(className);
+        return QSK_ok;
+    });
 }
 
 // The same; the type stands in the trace line only.
 int CKELD_Status::SetReleaseStatusObj(tag_t object, const char* objectType, const char* status) {
-    KELD_TRACE("CKELD_Ws::SetReleaseStatusObj tag=%d ObjType=%s ReleaseStatus=%s\n",
-               static_cast<int>(object), objectType, status);
-    return SetReleaseStatusObj(object, status);
+    return KELD_Entry([&] {
+        KELD_TRACE("CKELD_Ws::SetReleaseStatusObj tag=%d ObjType=%s ReleaseStatus=%s\n",
+                   static_cast<int>(object), objectType, status);
+        return SetReleaseStatusObj(object, status);
+    });
 }
 
 // Set the release date to now.
 int CKELD_Status::SetRelDate(tag_t object, int ownLock) {
-    if (ownLock != 0)
-        KELD_QSK_CALL(OBJ_refresh(object, true));
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("date_released", "WorkspaceObject", &attr));
-    const date_s date = KELD_LocalDate();
-    KELD_QSK_CALL(DBO_set_attr_date(1, &object, attr, date));
-    if (ownLock == 0)
+    return KELD_Entry([&] {
+        if (ownLock != 0)
+            KELD_QSK_CALL(OBJ_refresh(object, true));
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("date_released", "WorkspaceObject", &attr));
+        const date_s date = KELD_LocalDate();
+        KELD_QSK_CALL(DBO_set_attr_date(1, &object, attr, date));
+        if (ownLock == 0)
+            return QSK_ok;
+        KELD_QSK_CALL(OBJ_save(object));
+        KELD_QSK_CALL(OBJ_refresh(object, false));
         return QSK_ok;
-    KELD_QSK_CALL(OBJ_save(object));
-    KELD_QSK_CALL(OBJ_refresh(object, false));
-    return QSK_ok;
+    });
 }
 
 // Set the release date to null.
 int CKELD_Status::DelRelDate(tag_t object, int ownLock) {
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("date_released", "WorkspaceObject", &attr));
-    if (ownLock != 0)
-        KELD_QSK_CALL(OBJ_refresh(object, true));
-    KELD_QSK_CALL(DBO_set_attr_null(1, &object, attr));
-    if (ownLock == 0)
+    return KELD_Entry([&] {
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("date_released", "WorkspaceObject", &attr));
+        if (ownLock != 0)
+            KELD_QSK_CALL(OBJ_refresh(object, true));
+        KELD_QSK_CALL(DBO_set_attr_null(1, &object, attr));
+        if (ownLock == 0)
+            return QSK_ok;
+        KELD_QSK_CALL(OBJ_save(object));
+        KELD_QSK_CALL(OBJ_refresh(object, false));
         return QSK_ok;
-    KELD_QSK_CALL(OBJ_save(object));
-    KELD_QSK_CALL(OBJ_refresh(object, false));
-    return QSK_ok;
+    });
 }
 
 // Hand out the loadable workflow tasks of an object.
 int CKELD_Status::GetProcessStageTagList(tag_t object, int* count, tag_t** list) {
-    int iNoCount = 0;
-    tag_t* ptNoList = nullptr;
-    if (count == nullptr)
-        count = &iNoCount;
-    *count = 0;
-    tag_t attr = NULLTAG;
-    KELD_QSK_CALL(DBO_attr_id_of_attr("process_stage_list", "WorkspaceObject", &attr));
-    int length = 0;
-    KELD_QSK_CALL(DBO_length_of_attr(object, attr, &length));
-    if (length < 1)
+    return KELD_Entry([&] {
+        int iNoCount = 0;
+        tag_t* ptNoList = nullptr;
+        if (count == nullptr)
+            count = &iNoCount;
+        *count = 0;
+        tag_t attr = NULLTAG;
+        KELD_QSK_CALL(DBO_attr_id_of_attr("process_stage_list", "WorkspaceObject", &attr));
+        int length = 0;
+        KELD_QSK_CALL(DBO_length_of_attr(object, attr, &length));
+        if (length < 1)
+            return QSK_ok;
+        LoadReferences(object, attr, length, count, list != nullptr ? list : &ptNoList);
+        HEAP_free(ptNoList);
         return QSK_ok;
-    LoadReferences(object, attr, length, count, list != nullptr ? list : &ptNoList);
-    HEAP_free(ptNoList);
-    return QSK_ok;
+    });
 }
 
 // Copy the name of the last workflow task of an object, if its class is FLOWTask itself.
 int CKELD_Status::GetProcessStageObj(tag_t object, char* taskName) {
-    tag_t taskClass = NULLTAG;
-    (void)DBO_class_id_of_class("FLOWTask", &taskClass);  // without the class no entry matches
-    int count = 0;
-    tag_t* list = nullptr;
-    (void)GetProcessStageTagList(object, &count, &list);  // a failure counts as an empty list
-    if (count < 1)
+    return KELD_Entry([&] {
+        tag_t taskClass = NULLTAG;
+        (void)DBO_class_id_of_class("FLOWTask", &taskClass);  // without the class no entry matches
+        int count = 0;
+        tag_t* list = nullptr;
+        (void)GetProcessStageTagList(object, &count, &list);  // a failure counts as an empty list
+        if (count < 1)
+            return QSK_ok;
+        const tag_t entry = list[count - 1];
+        tag_t tClass = NULLTAG;
+        KELD_QSK_CALL(DBO_class_of_instance(entry, &tClass));
+        char* className = nullptr;
+        KELD_QSK_CALL(DBO_name_of_class(tClass, &className));
+        HEAP_free(className);
+        if (tClass == taskClass) {
+            char taskNameBuffer[uiNameSize] = "";
+            KELD_QSK_CALL(FLOW_ask_name(entry, taskNameBuffer));
+            KELD_DEBUG("CKELD_Status::GetProcessStageObj: TaskName=%s\n", taskNameBuffer);
+            KELD_CopyText(taskName, uiNameSize, taskNameBuffer, "taskName");
+        }
+        HEAP_free(list);
         return QSK_ok;
-    const tag_t entry = list[count - 1];
-    tag_t tClass = NULLTAG;
-    KELD_QSK_CALL(DBO_class_of_instance(entry, &tClass));
-    char* className = nullptr;
-    KELD_QSK_CALL(DBO_name_of_class(tClass, &className));
-    HEAP_free(className);
-    if (tClass == taskClass) {
-        char taskNameBuffer[uiNameSize] = "";
-        KELD_QSK_CALL(FLOW_ask_name(entry, taskNameBuffer));
-        KELD_DEBUG("CKELD_Status::GetProcessStageObj: TaskName=%s\n", taskNameBuffer);
-        KELD_CopyText(taskName, uiNameSize, taskNameBuffer, "taskName");
-    }
-    HEAP_free(list);
-    return QSK_ok;
+    });
 }

@@ -3,6 +3,7 @@
 #include "status/keld_statusconfig.h"
 
 #include <cstring>
+#include <new>
 
 #include "os/keld_os.h"
 #include "platform/keld_basetool.h"
@@ -26,11 +27,14 @@ std::string CutSection(std::string sName) {
 
 }  // namespace
 
-// The file's path, built once for the life of the process.
+// The file's path, built once for the life of the process. Throws without memory.
 const char* CKELD_StatusManager::GetConfigFileName() {
     if (!bConfigFileNameBuilt) {
-        const std::string sPath = std::string(KELD_GetCfgPath()) + keld_os::szPathSeparator +
-                                  "keld_statusmanager" + ".ini";
+        const char* const szDirectory = KELD_GetCfgPath();
+        if (szDirectory == nullptr)
+            throw std::bad_alloc();
+        const std::string sPath =
+            std::string(szDirectory) + keld_os::szPathSeparator + "keld_statusmanager" + ".ini";
         // A path is never cut: one that doesn't fit is a file that isn't there.
         if (sPath.size() < sizeof(cConfigFileName))
             std::memcpy(cConfigFileName, sPath.c_str(), sPath.size() + 1);

@@ -3,6 +3,7 @@
 #include "status/keld_statusmanager1.h"
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
 #include "platform/mv_acl.h"
@@ -46,9 +47,10 @@ int CKELD_StatusManager::Run(tag_t object, const char* type) {
     KELD_DEBUG("########## Prozess Test #############\n");
     KELD_QSK_CALL(Process(type, object, KELD_STATMGR_CHANGEALL, 1, ""));
     KELD_DEBUG("########## Prozess Attribute #############\n");
-    // The rights were proved in the test pass. A failure is logged only after the bypass is off.
+    // The rights were proved in the test pass. A failure is logged only after the bypass is off,
+    // which nothing that is thrown may leave on.
     (void)ACL__set_application_bypass(true);
-    int iRet = Process(type, object, KELD_STATMGR_CHANGEALL, 0, "");
+    int iRet = KELD_Entry([&] { return Process(type, object, KELD_STATMGR_CHANGEALL, 0, ""); });
     (void)ACL__set_application_bypass(false);
     KELD_QSK_CALL(iRet);
     KELD_DEBUG("########## Prozess Aktions #############\n");
@@ -57,20 +59,22 @@ int CKELD_StatusManager::Run(tag_t object, const char* type) {
 }
 
 int KELD_StatusManager_ManageStatus(tag_t object, const char* type, const char* status) {
-    return CKELD_StatusManager::ManageStatus(object, type, status);
+    return KELD_Entry([&] { return CKELD_StatusManager::ManageStatus(object, type, status); });
 }
 
 // User service: target status, object type, object. The outcome is in the slot alone.
 int KELD_StatusManager(int* result) {
-    char* status = nullptr;
-    char* type = nullptr;
-    tag_t object = NULLTAG;
-    // A short argument list shows only in empty values. The texts stay allocated.
-    (void)SVCARG_get_string_argument(&status);
-    (void)SVCARG_get_string_argument(&type);
-    (void)SVCARG_get_tag_argument(&object);
-    KELD_TRACE("KELD_StatusManager set %s  on %s:%d\n", status, type, static_cast<int>(object));
-    const int iRet = KELD_StatusManager_ManageStatus(object, type, status);
+    const int iRet = KELD_Entry([] {
+        char* status = nullptr;
+        char* type = nullptr;
+        tag_t object = NULLTAG;
+        // A short argument list shows only in empty values. The texts stay allocated.
+        (void)SVCARG_get_string_argument(&status);
+        (void)SVCARG_get_string_argument(&type);
+        (void)SVCARG_get_tag_argument(&object);
+        KELD_TRACE("KELD_StatusManager set %s  on %s:%d\n", status, type, static_cast<int>(object));
+        return KELD_StatusManager_ManageStatus(object, type, status);
+    });
     if (result != nullptr)
         *result = iRet;
     return QSK_ok;

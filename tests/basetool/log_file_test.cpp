@@ -120,8 +120,9 @@ TEST_F(LogFileLimit, FindsARelativePathAgainInAnotherCurrentDirectory) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
     KELD_ERROR("first");
     fs::current_path(directory_ / "mv");
-    const fs::path path = fs::canonical(directory_) / "relative.log";
-    EXPECT_EQ(KELD_GetLogFilePath(), path.string());
+    const fs::path path = directory_ / "relative.log";
+    EXPECT_TRUE(fs::path(KELD_GetLogFilePath()).is_absolute());
+    EXPECT_TRUE(fs::equivalent(KELD_GetLogFilePath(), path));
     for (int i = 0; i < 12; ++i)
         KELD_ERROR("%d %s", i, text_.c_str());
     fs::current_path(before);

@@ -1,5 +1,7 @@
 // Preferences with a default.
 
+#include <set>
+
 #include "libkeld_flow/keld_par/keld_acpreference.h"
 #include "tests/bom/bom_lines.h"
 
@@ -46,6 +48,26 @@ TEST_F(Preferences, ThatDontExistWarnAndGiveTheDefault) {
                                                 "Pref:Number not set use default=12",
                                                 "ACPreference::getIntValue(Number) returns [12]"));
     EXPECT_THAT(world.lines("W"), testing::SizeIs(2));
+}
+
+TEST_F(Preferences, ShowOnePlaceInAllLinesOfTheirTracedCall) {
+    p.fail("OPT_ask_char_value");
+    (void)text("Text", 100, line_platform::kFailed);
+    p.fail("OPT_ask_int_value");
+    (void)number("Number", line_platform::kFailed);
+    for (const std::string operation : {"OPT_ask_char_value(...)", "OPT_ask_int_value(...)"}) {
+        std::vector<std::string> texts;
+        std::set<std::string> places;
+        for (const world::LogLine& line : world.log())
+            if (line.text.find(operation) != std::string::npos) {
+                const std::size_t place = line.text.rfind(' ');
+                texts.push_back(line.text.substr(0, place));
+                places.insert(line.text.substr(place));
+            }
+        EXPECT_THAT(texts, ElementsAre(" ->" + operation, "##QSK_err_4711: " + operation + "  ",
+                                       " <-" + operation));
+        EXPECT_EQ(1u, places.size()) << testing::PrintToString(places);
+    }
 }
 
 TEST_F(Preferences, ThatGiveNoTextWarnLikeMissingOnes) {

@@ -315,7 +315,7 @@ TEST_F(HostileNames, UserIdsStayInTheDirectory) {
         EXPECT_EQ(0, service({dataset})) << id;
     }
     EXPECT_EQ(before, around());
-    EXPECT_EQ(fs::is_regular_file(top / "delete_.._outside_victim.log"), true);
+    EXPECT_EQ(fs::is_regular_file(top / "delete_..%2Foutside%2Fvictim.log"), true);
 }
 
 // ---- links and other things planted in the tree ----

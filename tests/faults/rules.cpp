@@ -86,12 +86,21 @@ struct Known {
     }
 };
 
-// The functions of a call that the book knows, innermost first.
+// The functions of a call that the book knows, innermost first. An exported function does its work
+// in a lambda, which stands for the function itself.
 std::vector<Known> chain(const Book& book, const std::vector<Frame>& frames) {
     std::vector<Known> known;
-    for (const Frame& frame : frames)
-        if (const std::string* name = book.functionKnown(frame.code))
+    bool in_guard = false;
+    for (const Frame& frame : frames) {
+        if (const std::string* name = book.functionKnown(frame.code)) {
+            if (in_guard && !known.empty() && known.back().function == name)
+                known.pop_back();
             known.push_back({name, frame.place});
+            in_guard = false;
+        } else {
+            in_guard = in_guard || functionAt(frame.code).find("KELD_Guarded") != std::string::npos;
+        }
+    }
     return known;
 }
 

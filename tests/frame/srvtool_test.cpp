@@ -103,6 +103,14 @@ TEST_F(SrvCall, GivesNullWithoutMemoryForTheResult) {
     EXPECT_EQ(szResult, nullptr);
 }
 
+TEST_F(SrvCall, OfTheEnvironmentIsAFailureWithoutMemoryForTheResult) {
+    char* szResult = nullptr;
+    frame_platform::failAllocations(true);
+    sendArguments({"KELD_TEST_X"});
+    EXPECT_EQ(KELD_SrvCallGetEnv(&szResult), 2002);
+    EXPECT_EQ(szResult, nullptr);
+}
+
 TEST_F(SrvCall, TakesANullSlot) {
     sendArguments({3, 0, "x"});
     EXPECT_EQ(KELD_SrvCall(nullptr), 0);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "frame/keld_copytext.h"
+#include "frame/keld_entry.h"
 #include "frame/keld_trace.h"
 #include "libkeld_flow/keld_par/keld_acdatasetutil.h"
 #include "libkeld_flow/keld_par/keld_acnewdatasetoperation.h"
@@ -100,9 +101,11 @@ void ACPackAndResequenceBOMPSE::createDataset() {
 
 int KELD_PSE_PackAndResequenceBom2(tag_t top, int count, tag_t* lines, int level, int sort,
                                    tag_t* dataset) {
-    ACPackAndResequenceBOMPSE pse(top, count, lines, level, sort);
-    pse.execute();
-    if (dataset != nullptr)
-        *dataset = pse.m_tagNewDataset;
-    return QSK_ok;
+    return KELD_Entry([&] {
+        ACPackAndResequenceBOMPSE pse(top, count, lines, level, sort);
+        pse.execute();
+        if (dataset != nullptr)
+            *dataset = pse.m_tagNewDataset;
+        return QSK_ok;
+    });
 }

@@ -10,22 +10,24 @@ namespace {
 // The platform's answer for a preference that doesn't exist.
 constexpr int iNoSuchPreference = 1700;
 
-// Traced calls in which a missing preference is no failure.
+// Traced calls in which a missing preference is no failure. All lines of one show the same place.
 int AskCharValue(const char* key, char** value) {
-    const std::uint32_t ulStart =
-        KELD_TraceQskCallEnter("OPT_ask_char_value(...)", KELD_TRACE_FILE, __LINE__);
+    constexpr char szText[] = "OPT_ask_char_value(...)";
+    constexpr int iLine = __LINE__;
+    const std::uint32_t ulStart = KELD_TraceQskCallEnter(szText, KELD_TRACE_FILE, iLine);
     const int iRet = OPT_ask_char_value(key, 0, value);
-    KELD_TraceQskCallLeave(ulStart, iRet == iNoSuchPreference ? QSK_ok : iRet,
-                           "OPT_ask_char_value(...)", KELD_TRACE_FILE, __LINE__);
+    KELD_TraceQskCallLeave(ulStart, iRet == iNoSuchPreference ? QSK_ok : iRet, szText,
+                           KELD_TRACE_FILE, iLine);
     return iRet;
 }
 
 int AskIntValue(const char* key, int* pValue) {
-    const std::uint32_t ulStart =
-        KELD_TraceQskCallEnter("OPT_ask_int_value(...)", KELD_TRACE_FILE, __LINE__);
+    constexpr char szText[] = "OPT_ask_int_value(...)";
+    constexpr int iLine = __LINE__;
+    const std::uint32_t ulStart = KELD_TraceQskCallEnter(szText, KELD_TRACE_FILE, iLine);
     const int iRet = OPT_ask_int_value(key, 0, pValue);
-    KELD_TraceQskCallLeave(ulStart, iRet == iNoSuchPreference ? QSK_ok : iRet,
-                           "OPT_ask_int_value(...)", KELD_TRACE_FILE, __LINE__);
+    KELD_TraceQskCallLeave(ulStart, iRet == iNoSuchPreference ? QSK_ok : iRet, szText,
+                           KELD_TRACE_FILE, iLine);
     return iRet;
 }
 

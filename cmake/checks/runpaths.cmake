@@ -1,0 +1,23 @@
+# Fails on a library or program whose run path has an empty element: the loader would look for its
+# libraries in whatever directory is current.
+# cmake -DREADELF=<readelf> -DFILES=<file,file...> -P runpaths.cmake
+string(REPLACE "," ";" FILES "${FILES}")
+set(failures "")
+set(count 0)
+foreach(file IN LISTS FILES)
+  execute_process(COMMAND ${READELF} -d ${file} OUTPUT_VARIABLE output RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "${file} can't be read")
+  endif()
+  if(output MATCHES "R(UN)?PATH\\)[^\n]*\\[([^]\n]*)\\]")
+    set(path "${CMAKE_MATCH_2}")
+    if(path STREQUAL "" OR path MATCHES "^:|::|:$")
+      string(APPEND failures "${file}: the run path has an empty element: ${path}\n")
+    endif()
+  endif()
+  math(EXPR count "${count} + 1")
+endforeach()
+if(failures)
+  message(FATAL_ERROR "${failures}")
+endif()
+message(STATUS "${count} files look for their libraries in named directories alone")

@@ -1,0 +1,32 @@
+#pragma once
+
+// Where every exception ends: each exported function of the three libraries does its work in here.
+// Hosts and the platform call them as functions of C, which nothing may be thrown through. What is
+// thrown is that there is no memory, or what a host's own functions throw.
+
+inline constexpr int KELD_iNoMemory = 2002;  // status
+
+// Do the work of a function. Returns: what it returns, or the answer if it throws.
+template <typename Result, typename Work>
+Result KELD_Guarded(Result answer, const Work& work) noexcept {
+    try {
+        return work();
+    } catch (...) {
+        return answer;
+    }
+}
+
+// The same for a function that returns a status: 2002 if it throws.
+template <typename Work>
+int KELD_GuardedStatus(const Work& work) noexcept {
+    return KELD_Guarded(KELD_iNoMemory, work);
+}
+
+// The same for a function that returns nothing; what it has done until then stays.
+template <typename Work>
+void KELD_GuardedCall(const Work& work) noexcept {
+    (void)KELD_Guarded(false, [&work] {
+        work();
+        return true;
+    });
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+// Memory that runs out at one chosen place: operator new, malloc and realloc as the program's own
+// objects call them, and calls of the C library that need memory for a file or a registration. A
+// program with this file is linked with the options that tests/memory/CMakeLists.txt names.
+
+namespace refused_memory {
+
+// From here on the n-th allocation is refused, 0: none; they are counted in any case.
+void start(int n);
+// No longer. Returns: how many were asked for.
+int stop();
+
+// What is allocated between these two, as by the platform, is neither refused nor counted.
+void enterPlatform();
+void leavePlatform();
+
+// Do something with each of its allocations refused in turn, beginning with the first; it has to be
+// something that can be done again and again. It is gone through twice, since what is allocated
+// once for the process moves the others forward. `check` is called behind each. Returns: how many
+// allocations were refused.
+template <typename Prepare, typename Action, typename Check>
+int sweep(Prepare prepare, Action action, Check check) {
+    int sum = 0;
+    for (int round = 0; round < 2; ++round) {
+        bool refused = true;
+        for (int n = 1; refused; ++n) {
+            prepare(n);
+            start(n);
+            action();
+            refused = stop() >= n;
+            sum += refused ? 1 : 0;
+            check(refused ? n : 0);
+        }
+    }
+    return sum;
+}
+
+}  // namespace refused_memory
