@@ -40,7 +40,8 @@ TEST(ProofPage, NamesEveryCommandAndNoneThatIsNotThere) {
 // The first table of the page is what is run; a step that CI loses is lost here, too.
 TEST(ProofPage, TellsTheStepsThatEveryRunTakes) {
     const std::string page = content(KELD_SOURCE_DIR "/docs/proof.md");
-    const std::size_t first = page.find("## In every CI run"), second = page.find("## By a command");
+    const std::size_t first = page.find("## In every CI run"),
+                      second = page.find("## By a command");
     ASSERT_LT(first, second);
     const std::string run = content(KELD_SOURCE_DIR "/.ci/run");
     const std::string steps = page.substr(first, second - first);

@@ -149,7 +149,8 @@ TEST(FaultSweepControl, ABlockAndALockThatNoEntryAllowsAreReported) {
 TEST(FaultSweepShare, TheSharesTogetherAreTheWholeAndNoneRunsWhatAnotherDoes) {
     constexpr int of = 4;
     const auto run = [](const faults::Share& share, int before) {
-        return faults::sweep(scenario([](World&, Outcome*) {}), faults::statusRules(), share, before);
+        return faults::sweep(scenario([](World&, Outcome*) {}), faults::statusRules(), share,
+                             before);
     };
     const int all = run({}, 0).run;
     int together = 0;

@@ -4,7 +4,8 @@
 
 namespace faults {
 
-// Which of the injections a run takes: every `of`th, beginning with the `part`th. Without a choice all.
+// Which of the injections a run takes: every `of`th, beginning with the `part`th. Without a choice
+// all.
 struct Share {
     int part = 1;
     int of = 1;

@@ -335,8 +335,8 @@ void expectSweep(const std::string& service, const std::vector<Scenario>& scenar
     }
     std::printf("%s: %d of %d injections\n", service.c_str(), run, injections);
     EXPECT_GE(injections, atLeast(service)) << "fewer injections than this service is to have";
-    EXPECT_GE(run, injections / share.of) << "fewer injections than the share " << share.part << "/"
-                                          << share.of;
+    EXPECT_GE(run, injections / share.of)
+        << "fewer injections than the share " << share.part << "/" << share.of;
 }
 
 }  // namespace faults

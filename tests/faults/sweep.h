@@ -45,8 +45,8 @@ struct Scenario {
 };
 
 struct Sums {
-    int injections = 0;  // all that there are
-    int run = 0;         // those of the share
+    int injections = 0;                 // all that there are
+    int run = 0;                        // those of the share
     std::vector<std::string> problems;  // at most the first 30
 };
 
