@@ -7,7 +7,7 @@
 #include "basetool/keld_ini.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/plain.h"
-#include "tools/keld/ini_check.h"
+#include "tools/keld/lint/ini_check.h"
 
 namespace {
 

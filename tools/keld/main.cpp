@@ -6,9 +6,9 @@
 #include <string_view>
 
 #include "platform/keld_basetool.h"
-#include "tools/keld/context.h"
-#include "tools/keld/nearest.h"
-#include "tools/keld/system.h"
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/nearest.h"
+#include "tools/keld/host/system.h"
 
 namespace keld {
 

@@ -1,0 +1,187 @@
+#include "tools/keld/host/context.h"
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <tuple>
+
+#include "platform/keld_basetool.h"
+#include "tools/keld/host/nearest.h"
+#include "tools/keld/host/system.h"
+
+namespace keld {
+
+namespace fs = std::filesystem;
+
+Context::~Context() {
+    try {
+        close();
+    } catch (const std::exception& failure) {
+        note(failure.what());
+    }
+}
+
+std::string Context::storePath() const {
+    if (!globals_.store.empty())
+        return globals_.store;
+    std::string set = environment("MERVANE_STORE");
+    return set.empty() ? "keld.db" : set;
+}
+
+std::string Context::logPath() const {
+    std::string set = environment("KELD_LOG_FILE");
+    if (!set.empty())
+        return set;
+    return (fs::absolute(pathOf(storePath())).parent_path() / "keld.log")
+        .lexically_normal()
+        .string();
+}
+
+void Context::open() {
+    const std::string path = storePath();
+    std::error_code ignored;
+    if (!fs::exists(pathOf(path), ignored))
+        throw CommandError("there is no store at " + path + ". Make one with: keld init --store " +
+                           path);
+    reopen(path);
+    setUpLog();
+}
+
+void Context::reopen(const std::string& path) {
+    close();
+    store_ = workbench().openStore(path);
+    limitRights(path);
+    try {
+        workbench().openSession(*store_, {globals_.user, globals_.group});
+    } catch (const mervane::Failure& failure) {
+        const std::vector<std::string> near = nearestUsersAndGroups();
+        throw CommandError(failure.what(), near);
+    }
+}
+
+// Asked when a session can't be opened: the names that may have been meant.
+std::vector<std::string> Context::nearestUsersAndGroups() const {
+    workbench().openSession(*store_, {});
+    std::vector<std::string> near;
+    for (const auto& [wanted, type, attribute] :
+         {std::tuple{globals_.user, "User", "user_id"},
+          std::tuple{globals_.group, "Group", "group_name"}}) {
+        std::vector<std::string> known;
+        for (const mervane::Found& found : workbench().find({"", type, "", 0}))
+            for (const mervane::Value& value : workbench().get(found.tag, attribute))
+                if (const auto* text = std::get_if<std::string>(&value))
+                    known.push_back(*text);
+        const bool exists = std::find(known.begin(), known.end(), wanted) != known.end();
+        if (!wanted.empty() && !exists)
+            near = nearest(wanted, known);
+    }
+    return near;
+}
+
+void Context::close() {
+    if (!store_)
+        return;
+    const auto store = *store_;
+    store_.reset();
+    workbench().closeStore(store);
+}
+
+void Context::setUpLog() {
+    setEnvironment("KELD_LOG_FILE", logPath());
+    // Services write their temporary files to the first of these that is set, without a default.
+    if (!isSet("MV_TMP_DIR") && !isSet("TEMP") && !isSet("TMP"))
+        setEnvironment("MV_TMP_DIR", fs::temp_directory_path().string());
+    if (!globals_.cfg.empty())
+        setEnvironment("KELD_CFG_PATH", globals_.cfg);
+    std::string level = environment("KELD_LOG_LEVEL");
+    if (globals_.log_level)
+        level = std::to_string(*globals_.log_level);
+    if (level.empty() && store_)
+        for (const auto& [name, values] : workbench().preferences())
+            if (name == kLogLevelPreference && !values.empty())
+                level = values.front();
+    if (!level.empty())
+        KELD_SetLogLevel(std::atoi(level.c_str()));
+}
+
+void Context::print(const std::string& text) const {
+    if (!json())
+        std::cout << text;
+}
+
+void Context::note(const std::string& text) const {
+    std::cerr << "keld: " << text << "\n";
+}
+
+Json noteDamaged(const Context& context, const std::vector<mervane::CheckFinding>& damaged) {
+    Json texts = Json::array();
+    for (const mervane::CheckFinding& each : damaged) {
+        texts.push_back(each.text);
+        context.note(each.text);
+    }
+    return texts;
+}
+
+tag_t Context::object(const std::string& name) const {
+    try {
+        return workbench().resolve(name);
+    } catch (const mervane::Failure& failure) {
+        constexpr int kUnknownObject = 710003;
+        if (failure.status() != kUnknownObject)
+            throw;
+        std::vector<std::string> known;
+        for (const mervane::Found& found : workbench().find({}))
+            known.push_back(found.id);
+        throw CommandError(
+            "there is no object '" + name +
+                "' (expected an id like 000123, 000123/A, 000123/A:drawing, or #tag)",
+            nearest(name, known));
+    }
+}
+
+std::string Context::label(tag_t object) const {
+    try {
+        const mervane::Found found = workbench().describe(object);
+        if (!found.id.empty())
+            return found.id;
+    } catch (const mervane::Failure&) {
+    }
+    return "#" + std::to_string(object);
+}
+
+CLI::App* Verbs::add(CLI::App* parent, const std::string& name, const std::string& description,
+                     const std::string& examples, Action action) {
+    CLI::App* verb = parent->add_subcommand(name, description);
+    verb->footer("Examples:\n" + examples);
+    verb->callback([this, action = std::move(action)] { chosen = action; });
+    return verb;
+}
+
+CLI::App* Verbs::addGroup(const std::string& name, const std::string& description,
+                          const std::string& examples, Action action) {
+    CLI::App* group = app.add_subcommand(name, description);
+    group->footer("Examples:\n" + examples);
+    group->require_subcommand(action ? 0 : 1, 1);
+    if (action)
+        group->callback([this, group, action = std::move(action)] {
+            if (group->get_subcommands().empty())
+                chosen = action;
+        });
+    return group;
+}
+
+OutputAside::OutputAside(const std::string& path) {
+    std::cout.flush();
+    std::fflush(stdout);
+    kept_ = redirectOutput(path);
+}
+
+OutputAside::~OutputAside() {
+    std::cout.flush();
+    std::fflush(stdout);
+    restoreOutput(kept_);
+}
+
+}  // namespace keld

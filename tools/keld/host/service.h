@@ -1,0 +1,122 @@
+#pragma once
+
+// Running a service as a client would: arguments on the stream, the exported function, and what it
+// leaves: returned status, result slot, error stack, lines in the log.
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "tools/keld/host/context.h"
+
+namespace keld {
+
+enum class Slot { Int, Tag, Text };
+
+// What a service changes, which decides whether a dry run on a private copy is one.
+enum class Effects { None, Store, BackupFiles, Outside };
+
+struct Service {
+    std::string name;
+    std::string arguments;  // "string, string, tag"
+    Slot slot;
+    Effects effects;
+};
+
+const std::vector<Service>& services();
+// With the nearest names if there is none.
+const Service& findService(const std::string& name);
+
+// BOM windows that the arguments of a call need, one for each revision named.
+class Windows {
+public:
+    explicit Windows(const Context& context) : context_(context) {}
+    ~Windows();
+    Windows(const Windows&) = delete;
+    Windows& operator=(const Windows&) = delete;
+    tag_t topLine(const std::string& object);  // of a revision, or of an item's latest
+    void save();
+
+private:
+    const Context& context_;
+    std::map<tag_t, tag_t> lines_;  // revision -> top line
+};
+
+// "i:3", "s:text", "t:000123/A", "ts:000123/A,000124"; "t:" is no object, "ts:" no objects.
+// "l:000123/A" is the top line of a BOM window of that revision, "ls:..." a list of such lines.
+mervane::Argument parseArgument(const Context& context, Windows& windows, const std::string& text);
+std::string kindsOf(const std::vector<mervane::Argument>& arguments);
+
+struct LogLine {
+    char level = ' ';  // E, W, T or D
+    std::string text;  // without time, level and indentation
+};
+
+// The lines that this process's run adds to its log.
+class LogWatch {
+public:
+    LogWatch();  // from now on
+    std::vector<LogLine> lines() const;
+    // Errors and warnings only, each text once.
+    std::vector<std::string> problems() const;
+    const std::string& path() const { return path_; }
+
+private:
+    std::string path_;
+    std::uintmax_t start_ = 0;
+};
+
+struct Outcome {
+    int status = 0;
+    Slot slot = Slot::Int;
+    int number = 0;
+    tag_t tag = 0;
+    std::string text;
+    bool has_text = false;
+    std::vector<mervane::StackEntry> stack;
+    std::vector<std::string> problems;
+    std::string log;
+
+    bool succeeded() const {
+        return status == 0 && (slot != Slot::Int || number == 0) && stack.empty();
+    }
+};
+
+// Where what the service prints to standard output goes meanwhile.
+enum class Printed { ToStandardError, Nowhere };
+Outcome runService(Context& context, const Service& service,
+                   const std::vector<mervane::Argument>& arguments,
+                   Printed printed = Printed::ToStandardError);
+
+// "919402: Type is not configured ..."
+std::string statusText(const Context& context, int status);
+Json asJson(const Context& context, const Outcome& outcome);
+std::string asText(const Context& context, const Outcome& outcome);
+
+// The run's errors and warnings, a line each; those of traced calls only if there are no others.
+std::string problemText(const Outcome& outcome, const std::string& lead);
+
+// A private copy of the open store, and of the registry that it shares, in a directory of its own,
+// which takes the store's place in the context until the program ends; log and temporary files go
+// there too.
+class PrivateCopy {
+public:
+    explicit PrivateCopy(Context& context);
+    ~PrivateCopy();
+    PrivateCopy(const PrivateCopy&) = delete;
+    PrivateCopy& operator=(const PrivateCopy&) = delete;
+    const std::string& directory() const { return directory_; }
+
+private:
+    Context& context_;
+    std::string directory_;
+};
+
+// Backups that a dry run makes go to a directory of the copy.
+struct Redirected {
+    std::string from, to;  // empty: no backup is configured
+};
+Redirected redirectBackups(Context& context, const PrivateCopy& copy);
+
+}  // namespace keld

@@ -1,0 +1,133 @@
+#if !defined(_WIN32)
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/system.h"
+
+namespace keld {
+
+namespace fs = std::filesystem;
+
+const char* const kNullDevice = "/dev/null";
+
+std::vector<std::string> programArguments(int argc, char** argv) {
+    return {argv, argv + argc};
+}
+
+fs::path pathOf(const std::string& text) {
+    return {text};
+}
+
+std::string environment(const std::string& name) {
+    const char* value = std::getenv(name.c_str());
+    return value ? value : "";
+}
+
+bool isSet(const std::string& name) {
+    return std::getenv(name.c_str()) != nullptr;
+}
+
+void setEnvironment(const std::string& name, const std::string& value) {
+    setenv(name.c_str(), value.c_str(), 1);
+}
+
+bool outputIsTerminal() {
+    return isatty(STDOUT_FILENO) == 1;
+}
+
+bool errorIsTerminal() {
+    return isatty(STDERR_FILENO) == 1;
+}
+
+bool canWrite(const std::string& path) {
+    return access(path.c_str(), W_OK) == 0;
+}
+
+std::string makeTemporaryDirectory(const std::string& prefix) {
+    std::string pattern = (fs::temp_directory_path() / (prefix + "-XXXXXX")).string();
+    if (!mkdtemp(pattern.data()))
+        throw CommandError("can't make a directory in " + fs::temp_directory_path().string());
+    return pattern;
+}
+
+std::string makeTemporaryFile(const std::string& prefix) {
+    std::string pattern = (fs::temp_directory_path() / (prefix + "-XXXXXX")).string();
+    const int file = mkstemp(pattern.data());
+    if (file < 0)
+        throw CommandError("can't make a temporary file in " + fs::temp_directory_path().string());
+    ::close(file);
+    return pattern;
+}
+
+std::string makeFileBeside(const std::string& path) {
+    std::string pattern = path + ".part-XXXXXX";
+    const int file = mkstemp(pattern.data());
+    if (file < 0)
+        throw CommandError("can't write " + path + ": " + std::strerror(errno));
+    // As any new file of this process.
+    const mode_t mask = umask(0);
+    umask(mask);
+    fchmod(file, 0666 & ~mask);
+    ::close(file);
+    return pattern;
+}
+
+void limitRights(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0)
+        return;
+    const mode_t denied = ~status.st_mode & 0666U;
+    umask(umask(0777) | denied | ((denied & 0444U) >> 2U));
+}
+
+int redirectOutput(const std::string& path) {
+    const int file = path.empty()
+                         ? STDERR_FILENO
+                         : ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+    if (file < 0)
+        throw CommandError("can't write " + path);
+    const int kept = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    const bool done = kept >= 0 && dup2(file, STDOUT_FILENO) >= 0;
+    if (file != STDERR_FILENO)
+        ::close(file);
+    if (!done)
+        throw CommandError("can't redirect the standard output");
+    return kept;
+}
+
+void restoreOutput(int kept) noexcept {
+    dup2(kept, STDOUT_FILENO);
+    ::close(kept);
+}
+
+void* findFunction(const std::string& name) {
+    return dlsym(RTLD_DEFAULT, name.c_str());
+}
+
+// A library's file carries its version behind ".so.".
+Module moduleOf(const void* function) {
+    Dl_info info{};
+    if (!function || dladdr(function, &info) == 0 || !info.dli_fname)
+        return {};
+    std::error_code failure;
+    const fs::path real = fs::canonical(info.dli_fname, failure);
+    Module module{failure ? info.dli_fname : real.string(), ""};
+    const std::string name = fs::path(module.file).filename().string();
+    const auto at = name.find(".so.");
+    if (at != std::string::npos)
+        module.version = name.substr(at + 4);
+    return module;
+}
+
+}  // namespace keld
+
+#endif

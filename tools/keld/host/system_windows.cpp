@@ -1,0 +1,203 @@
+#if defined(_WIN32)
+
+#include <windows.h>
+// behind windows.h
+#include <fcntl.h>
+#include <io.h>
+#include <psapi.h>
+#include <shellapi.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <random>
+
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/system.h"
+
+namespace keld {
+
+namespace fs = std::filesystem;
+
+const char* const kNullDevice = "NUL";
+
+namespace {
+
+constexpr int kOutput = 1;
+constexpr int kError = 2;
+
+std::wstring wide(const std::string& text) {
+    const int length = static_cast<int>(text.size());
+    std::wstring result(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0)),
+        L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(),
+                        static_cast<int>(result.size()));
+    return result;
+}
+
+std::string narrow(std::wstring_view text) {
+    const int length = static_cast<int>(text.size());
+    std::string result(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length,
+                                                                    nullptr, 0, nullptr, nullptr)),
+                       '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, result.data(),
+                        static_cast<int>(result.size()), nullptr, nullptr);
+    return result;
+}
+
+// No two processes choose the same, whatever their numbers are.
+std::string randomName() {
+    std::random_device source;
+    char text[17];
+    std::snprintf(text, sizeof text, "%08x%08x", source(), source());
+    return text;
+}
+
+fs::path freshPath(const std::string& prefix) {
+    return fs::temp_directory_path() / wide(prefix + "-" + randomName());
+}
+
+}  // namespace
+
+std::vector<std::string> programArguments(int argc, char** argv) {
+    int count = 0;
+    LPWSTR* words = CommandLineToArgvW(GetCommandLineW(), &count);
+    if (!words)
+        return {argv, argv + argc};
+    std::vector<std::string> all;
+    for (int i = 0; i < count; ++i)
+        all.push_back(narrow(words[i]));
+    LocalFree(words);
+    return all;
+}
+
+fs::path pathOf(const std::string& text) {
+    return {std::u8string(text.begin(), text.end())};
+}
+
+std::string environment(const std::string& name) {
+    const wchar_t* value = _wgetenv(wide(name).c_str());
+    return value ? narrow(value) : "";
+}
+
+bool isSet(const std::string& name) {
+    return _wgetenv(wide(name).c_str()) != nullptr;
+}
+
+void setEnvironment(const std::string& name, const std::string& value) {
+    _wputenv((wide(name) + L"=" + wide(value)).c_str());
+}
+
+bool outputIsTerminal() {
+    return _isatty(kOutput) != 0;
+}
+
+bool errorIsTerminal() {
+    return _isatty(kError) != 0;
+}
+
+bool canWrite(const std::string& path) {
+    constexpr int kMayWrite = 2;
+    return _waccess(wide(path).c_str(), kMayWrite) == 0;
+}
+
+std::string makeTemporaryDirectory(const std::string& prefix) {
+    const fs::path path = freshPath(prefix);
+    std::error_code failure;
+    if (!fs::create_directory(path, failure))
+        throw CommandError("can't make a directory in " + fs::temp_directory_path().string());
+    return path.string();
+}
+
+std::string makeTemporaryFile(const std::string& prefix) {
+    const fs::path path = freshPath(prefix);
+    const int file = _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL, _S_IREAD | _S_IWRITE);
+    if (file < 0)
+        throw CommandError("can't make a temporary file in " + fs::temp_directory_path().string());
+    _close(file);
+    return path.string();
+}
+
+std::string makeFileBeside(const std::string& path) {
+    for (int tries = 0; tries < 100; ++tries) {
+        const std::string beside = path + ".part-" + randomName();
+        const int file =
+            _wopen(wide(beside).c_str(), _O_WRONLY | _O_CREAT | _O_EXCL, _S_IREAD | _S_IWRITE);
+        if (file >= 0) {
+            _close(file);
+            return beside;
+        }
+        if (errno != EEXIST)
+            break;
+    }
+    throw CommandError("can't write " + path + ": " + std::strerror(errno));
+}
+
+// Rights come from the directory in which something is made.
+void limitRights(const std::string&) {
+}
+
+int redirectOutput(const std::string& path) {
+    const int file =
+        path.empty() ? kError
+                     : _wopen(wide(path).c_str(), _O_WRONLY | _O_CREAT | _O_TRUNC | _O_NOINHERIT,
+                              _S_IREAD | _S_IWRITE);
+    if (file < 0)
+        throw CommandError("can't write " + path);
+    const int kept = _dup(kOutput);
+    const bool done = kept >= 0 && _dup2(file, kOutput) == 0;
+    if (file != kError)
+        _close(file);
+    if (!done)
+        throw CommandError("can't redirect the standard output");
+    return kept;
+}
+
+void restoreOutput(int kept) noexcept {
+    _dup2(kept, kOutput);
+    _close(kept);
+}
+
+void* findFunction(const std::string& name) {
+    std::vector<HMODULE> modules(1024);
+    DWORD needed = 0;
+    if (!K32EnumProcessModules(GetCurrentProcess(), modules.data(),
+                               static_cast<DWORD>(modules.size() * sizeof(HMODULE)), &needed))
+        return nullptr;
+    modules.resize(std::min<std::size_t>(modules.size(), needed / sizeof(HMODULE)));
+    for (const HMODULE module : modules)
+        if (const FARPROC function = GetProcAddress(module, name.c_str()))
+            return reinterpret_cast<void*>(function);
+    return nullptr;
+}
+
+// A library carries its version as a resource.
+Module moduleOf(const void* function) {
+    HMODULE handle = nullptr;
+    if (!function || !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                                             GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                                         static_cast<LPCWSTR>(function), &handle))
+        return {};
+    std::wstring file(32768, L'\0');
+    file.resize(GetModuleFileNameW(handle, file.data(), static_cast<DWORD>(file.size())));
+    Module module{narrow(file), ""};
+    const DWORD size = GetFileVersionInfoSizeW(file.c_str(), nullptr);
+    std::vector<char> data(size);
+    VS_FIXEDFILEINFO* fixed = nullptr;
+    UINT length = 0;
+    if (size > 0 && GetFileVersionInfoW(file.c_str(), 0, size, data.data()) &&
+        VerQueryValueW(data.data(), L"\\", reinterpret_cast<void**>(&fixed), &length))
+        module.version = std::to_string(HIWORD(fixed->dwFileVersionMS)) + "." +
+                         std::to_string(LOWORD(fixed->dwFileVersionMS)) + "." +
+                         std::to_string(HIWORD(fixed->dwFileVersionLS)) + "." +
+                         std::to_string(LOWORD(fixed->dwFileVersionLS));
+    return module;
+}
+
+}  // namespace keld
+
+#endif

@@ -1,0 +1,140 @@
+#include "tools/keld/lint/ini.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+namespace keld {
+
+namespace {
+
+std::string_view strip(std::string_view text) {
+    const auto first = text.find_first_not_of(" \t");
+    if (first == std::string_view::npos)
+        return {};
+    const auto last = text.find_last_not_of(" \t");
+    return text.substr(first, last - first + 1);
+}
+
+char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+std::string_view unquote(std::string_view value) {
+    if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+        return value.substr(1, value.size() - 2);
+    return value;
+}
+
+}  // namespace
+
+std::string asciiLower(std::string_view text) {
+    std::string result(text);
+    std::transform(text.begin(), text.end(), result.begin(), lower);
+    return result;
+}
+
+bool equalNoCase(std::string_view a, std::string_view b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](char one, char other) { return lower(one) == lower(other); });
+}
+
+std::int64_t iniInteger(std::string_view value) {
+    std::size_t i = 0;
+    while (i < value.size() && (value[i] == ' ' || value[i] == '\t'))
+        ++i;
+    bool negative = false;
+    if (i < value.size() && (value[i] == '+' || value[i] == '-'))
+        negative = value[i++] == '-';
+    std::int64_t number = 0;
+    for (; i < value.size() && value[i] >= '0' && value[i] <= '9'; ++i)
+        number = std::min<std::int64_t>(number * 10 + (value[i] - '0'), 10'000'000'000);
+    return negative ? -number : number;
+}
+
+std::vector<std::string> splitList(std::string_view text, char separator) {
+    std::vector<std::string> parts;
+    while (!text.empty()) {
+        const auto end = text.find(separator);
+        parts.emplace_back(text.substr(0, end));
+        if (end == std::string_view::npos)
+            break;
+        text.remove_prefix(end + 1);
+    }
+    return parts;
+}
+
+IniFile parseIni(std::string_view text) {
+    IniFile file;
+    if (text.starts_with("\xEF\xBB\xBF"))
+        text.remove_prefix(3);
+    int number = 0;
+    while (!text.empty()) {
+        ++number;
+        const auto end = text.find('\n');
+        std::string_view raw = text.substr(0, end);
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+        if (raw.ends_with('\r'))
+            raw.remove_suffix(1);
+        const std::string_view line = strip(raw);
+        if (line.empty() || line.front() == ';' || line.front() == '#')
+            continue;
+        if (line.front() == '[') {
+            const auto close = line.find(']');
+            if (close == std::string_view::npos)
+                file.ignored.push_back({number, std::string(line), "a section has no ']'"});
+            else
+                file.sections.push_back(
+                    {std::string(strip(line.substr(1, close - 1))), number, {}});
+            continue;
+        }
+        const auto sign = line.find('=');
+        if (sign == std::string_view::npos) {
+            file.ignored.push_back({number, std::string(line), "no '=' in it"});
+        } else if (strip(line.substr(0, sign)).empty()) {
+            file.ignored.push_back({number, std::string(line), "no key in front of the '='"});
+        } else if (file.sections.empty()) {
+            file.ignored.push_back({number, std::string(line), "it stands before any section"});
+        } else {
+            file.sections.back().entries.push_back(
+                {std::string(strip(line.substr(0, sign))),
+                 std::string(unquote(strip(line.substr(sign + 1)))), number});
+        }
+    }
+    return file;
+}
+
+const IniEntry* IniFile::find(std::string_view section, std::string_view key) const {
+    for (const IniSection& s : sections)
+        if (equalNoCase(s.name, section))
+            for (const IniEntry& entry : s.entries)
+                if (equalNoCase(entry.key, key))
+                    return &entry;
+    return nullptr;
+}
+
+bool IniFile::hasSection(std::string_view section) const {
+    return std::any_of(sections.begin(), sections.end(),
+                       [&](const IniSection& s) { return equalNoCase(s.name, section); });
+}
+
+std::vector<const IniEntry*> IniFile::entries(std::string_view section) const {
+    std::vector<const IniEntry*> found;
+    std::unordered_set<std::string> keys;
+    for (const IniSection& s : sections)
+        if (equalNoCase(s.name, section))
+            for (const IniEntry& entry : s.entries)
+                if (keys.insert(asciiLower(entry.key)).second)
+                    found.push_back(&entry);
+    return found;
+}
+
+std::vector<const IniSection*> IniFile::distinctSections() const {
+    std::vector<const IniSection*> found;
+    std::unordered_set<std::string> names;
+    for (const IniSection& s : sections)
+        if (names.insert(asciiLower(s.name)).second)
+            found.push_back(&s);
+    return found;
+}
+
+}  // namespace keld

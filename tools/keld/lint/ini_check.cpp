@@ -1,0 +1,437 @@
+#include "tools/keld/lint/ini_check.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/keld/host/nearest.h"
+
+namespace keld {
+
+namespace {
+
+constexpr std::size_t kValueLimit = 1024;
+constexpr std::size_t kKeyLimit = 100;
+constexpr std::size_t kSectionLimit = 199;
+constexpr std::size_t kStatusLimit = 32;
+constexpr std::size_t kTargetLimit = 99;
+constexpr std::size_t kJobPrefixLimit = 88;  // with ten digits and a sign in 100 bytes
+constexpr std::size_t kFormEntryLimit = 99;
+constexpr std::size_t kFormValueLimit = 199;
+constexpr std::size_t kEntryLimit = 128;  // the walk's entry index is one signed byte
+
+const std::vector<std::string> kProcessKeys = {"DoNothingOnReleaseStatus",
+                                               "PrevReleaseStatus",
+                                               "SetReleaseState",
+                                               "PrivilegName",
+                                               "CheckNeedFields",
+                                               "ChangeForward",
+                                               "ChangeBack",
+                                               "ChangeNoRek",
+                                               "SetAttributes",
+                                               "DeleteDatasets",
+                                               "Purge",
+                                               "StartJob",
+                                               "JobPrefix"};
+
+// Which of them apply to a BOM line, which has neither status nor attributes.
+const std::vector<std::string> kLineKeys = {"ChangeForward", "ChangeBack", "ChangeNoRek",
+                                            "StartJob", "JobPrefix"};
+
+const std::vector<std::string> kFormKeys = {"SetDefault",  "SetActUserId",   "SetActUserName",
+                                            "SetActDate",  "SetActDateDate", "Del_Date",
+                                            "SetActRevId", "SetActGroup"};
+
+const std::vector<std::string> kKinds = {
+    "LastItemRevision", "ItemOfRev", "OldItemRevision", "BOM", "Old_BOM", "ChildBomLines",
+    "bl_revision",      "Rel",       "Old_Rel"};
+
+std::vector<std::string> formKeys() {
+    std::vector<std::string> keys = kFormKeys;
+    for (const std::string& key : kFormKeys)
+        keys.push_back(key + "OnEmpty");
+    return keys;
+}
+
+bool knownExactly(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+bool knownNoCase(const std::vector<std::string>& names, const std::string& name) {
+    return std::any_of(names.begin(), names.end(),
+                       [&](const std::string& n) { return equalNoCase(n, name); });
+}
+
+// Words of a status text: people separate them by semicolons, commas or blanks.
+std::vector<std::string> words(const std::string& text) {
+    std::vector<std::string> found;
+    std::string word;
+    for (const char c : text + ";") {
+        if (c != ';' && c != ',' && c != ' ' && c != '\t')
+            word += c;
+        else if (!word.empty())
+            found.push_back(std::exchange(word, {}));
+    }
+    return found;
+}
+
+class Checker {
+public:
+    Checker(const IniFile& ini, const KnownNames& names) : ini_(ini), names_(names) {}
+
+    std::vector<Finding> run() {
+        reachable_ = followWalks(ini_, names_);
+        checkSyntax();
+        checkGlobal();
+        checkSelect();
+        collectStatuses();
+        for (const Reached& reached : reachable_.process)
+            if (reached.present)
+                checkProcess(reached);
+        for (const IniSection* section : ini_.distinctSections())
+            if (reachable_.forms.contains(asciiLower(section->name)))
+                checkForm(section->name);
+        checkUnreached();
+        checkCaseTwins();
+        findings_.insert(findings_.end(), reachable_.findings.begin(), reachable_.findings.end());
+        std::stable_sort(findings_.begin(), findings_.end(),
+                         [](const Finding& a, const Finding& b) { return a.line < b.line; });
+        return std::move(findings_);
+    }
+
+private:
+    void error(int line, const std::string& section, const std::string& text) {
+        findings_.push_back({Severity::Error, line, section, text});
+    }
+    void warning(int line, const std::string& section, const std::string& text) {
+        findings_.push_back({Severity::Warning, line, section, text});
+    }
+
+    void checkSyntax() {
+        for (const IniIgnored& ignored : ini_.ignored)
+            warning(ignored.line, "",
+                    "the line '" + ignored.text + "' is ignored: " + ignored.reason);
+        for (std::size_t i = 0; i < ini_.sections.size(); ++i) {
+            const IniSection& section = ini_.sections[i];
+            if (section.name.size() > kSectionLimit)
+                error(section.line, section.name.substr(0, 40) + "...",
+                      "the name of the section has " + std::to_string(section.name.size()) +
+                          " bytes, at most " + std::to_string(kSectionLimit) + " are read");
+            for (std::size_t j = 0; j < i; ++j) {
+                if (!equalNoCase(ini_.sections[j].name, section.name))
+                    continue;
+                const bool twin = ini_.sections[j].name != section.name;
+                warning(section.line, section.name,
+                        std::string(twin ? "the name differs only in case from that"
+                                         : "the section stands a second time, first") +
+                            " in line " + std::to_string(ini_.sections[j].line) +
+                            ": the two are one section");
+                break;
+            }
+            for (const IniEntry& entry : section.entries)
+                checkEntry(section, entry);
+        }
+    }
+
+    void checkEntry(const IniSection& section, const IniEntry& entry) {
+        const IniEntry* counted = ini_.find(section.name, entry.key);
+        if (counted != &entry)
+            warning(entry.line, section.name,
+                    "'" + entry.key + "' is ignored: line " + std::to_string(counted->line) +
+                        " has the key already");
+        if (entry.key.size() > kKeyLimit)
+            error(entry.line, section.name,
+                  "the key has " + std::to_string(entry.key.size()) + " bytes, at most " +
+                      std::to_string(kKeyLimit) + " can be asked for");
+        if (entry.value.size() > kValueLimit)
+            error(entry.line, section.name,
+                  "the value of '" + entry.key + "' has " + std::to_string(entry.value.size()) +
+                      " bytes, what is behind " + std::to_string(kValueLimit) + " is cut");
+    }
+
+    void unknownKey(const IniEntry& entry, const std::string& section,
+                    const std::vector<std::string>& known) {
+        warning(
+            entry.line, section,
+            "nothing reads the key '" + entry.key + "'." + didYouMean(nearest(entry.key, known)));
+    }
+
+    void checkPrivilege(const IniEntry& entry, const std::string& section) {
+        if (!entry.value.empty() && !knownExactly(names_.privileges, entry.value))
+            error(entry.line, section,
+                  "the store doesn't know the privilege '" + entry.value +
+                      "': every test of it fails." +
+                      didYouMean(nearest(entry.value, names_.privileges)));
+    }
+
+    void checkGlobal() {
+        for (const IniEntry* entry : ini_.entries("GLOBAL")) {
+            if (equalNoCase(entry->key, "PrivilegName"))
+                checkPrivilege(*entry, "GLOBAL");
+            else
+                unknownKey(*entry, "GLOBAL", {"PrivilegName"});
+        }
+    }
+
+    void checkSelect() {
+        if (!ini_.hasSection("SelectWSO")) {
+            error(0, "", "there is no section SelectWSO: no run can start");
+            return;
+        }
+        for (const IniEntry* entry : ini_.entries("SelectWSO")) {
+            if (!knownNoCase(names_.types, entry->key))
+                warning(entry->line, "SelectWSO",
+                        "the store doesn't know the type '" + entry->key + "'." +
+                            didYouMean(nearest(entry->key, names_.types)));
+            const std::int64_t value = iniInteger(entry->value);
+            if (value != 0 && value != 1)
+                warning(entry->line, "SelectWSO",
+                        "only exactly 1 lets a run start, '" + entry->value + "' doesn't");
+            if (value == 0 && entry->value != "0")
+                warning(entry->line, "SelectWSO",
+                        "'" + entry->value + "' is no number and counts as 0");
+            if (value == 1 && targetStatuses(ini_, entry->key).empty())
+                warning(entry->line, "SelectWSO",
+                        "no section <status>_" + entry->key + " says what a run does");
+        }
+    }
+
+    void collectStatuses() {
+        statuses_ = reachable_.statuses;
+        statuses_.insert(names_.statuses.begin(), names_.statuses.end());
+        for (const IniSection& section : ini_.sections)
+            for (const IniEntry& entry : section.entries) {
+                if (equalNoCase(entry.key, "SetReleaseState") && !entry.value.empty())
+                    statuses_.insert(entry.value);
+                if (equalNoCase(entry.key, "PrevReleaseStatus") ||
+                    equalNoCase(entry.key, "DoNothingOnReleaseStatus"))
+                    for (const std::string& word : words(entry.value))
+                        if (word != "none")
+                            statuses_.insert(word);
+            }
+    }
+
+    void checkProcess(const Reached& reached) {
+        if (reached.status.size() > kTargetLimit)
+            error(0, reached.section,
+                  "the target status has more than " + std::to_string(kTargetLimit) + " bytes");
+        for (const IniEntry* entry : ini_.entries(reached.section)) {
+            const auto is = [&](const char* key) { return equalNoCase(entry->key, key); };
+            if (!knownNoCase(kProcessKeys, entry->key)) {
+                unknownKey(*entry, reached.section, kProcessKeys);
+                continue;
+            }
+            if (reached.line && !knownNoCase(kLineKeys, entry->key))
+                warning(entry->line, reached.section,
+                        "'" + entry->key + "' has no effect on a BOM line");
+            if (is("ChangeForward") || is("ChangeBack") || is("ChangeNoRek"))
+                checkWalk(reached, *entry);
+            else if (is("DeleteDatasets"))
+                checkDeletes(reached, *entry);
+            else if (is("PrivilegName"))
+                checkPrivilege(*entry, reached.section);
+            else if (is("SetAttributes"))
+                checkForms(reached, *entry);
+            else if (is("PrevReleaseStatus") || is("DoNothingOnReleaseStatus"))
+                checkStatusText(reached, *entry);
+            else if (is("SetReleaseState") && entry->value.size() > kStatusLimit)
+                error(entry->line, reached.section,
+                      "a status name has at most " + std::to_string(kStatusLimit) +
+                          " bytes, a longer one is never set");
+            else if (is("Purge") && entry->value != "0" && entry->value != "1")
+                warning(entry->line, reached.section,
+                        "only exactly 1 purges, '" + entry->value + "' is not 0 or 1");
+            else if (is("JobPrefix") && entry->value.size() > kJobPrefixLimit)
+                error(entry->line, reached.section,
+                      "the prefix has more than " + std::to_string(kJobPrefixLimit) +
+                          " bytes, the job's name would be cut");
+            else if (is("StartJob") && !entry->value.empty() &&
+                     !knownExactly(names_.templates, entry->value))
+                warning(entry->line, reached.section,
+                        "the store has no workflow template '" + entry->value +
+                            "': no job is started, in silence." +
+                            didYouMean(nearest(entry->value, names_.templates)));
+        }
+    }
+
+    // A relation and a type as walks and deletions name them.
+    void checkRelation(const std::string& section, int line, const std::string& entry,
+                       const std::string& relation, const std::string& type) {
+        if (!knownExactly(names_.relations, relation))
+            error(line, section,
+                  "'" + entry + "': the store doesn't know the relation '" + relation +
+                      "', so it means all relations." +
+                      didYouMean(nearest(relation, names_.relations)));
+        if (type.empty())
+            error(line, section,
+                  "'" + entry + "' names no type, so nothing is found; '*' stands for all types");
+        else if (type != "*" && !knownExactly(names_.types, type))
+            warning(line, section,
+                    "'" + entry + "': the store doesn't know the type '" + type +
+                        "', so nothing is found." + didYouMean(nearest(type, names_.types)));
+    }
+
+    void checkWalk(const Reached& reached, const IniEntry& entry) {
+        const std::vector<std::string> steps = splitList(entry.value, ';');
+        if (steps.size() > kEntryLimit)
+            error(entry.line, reached.section,
+                  "'" + entry.key + "' has " + std::to_string(steps.size()) +
+                      " entries, those behind number " + std::to_string(kEntryLimit) +
+                      " are not reached");
+        for (const std::string& step : steps) {
+            const std::vector<std::string> parts = splitList(step, '.');
+            const std::string kind = parts.empty() ? "" : parts[0];
+            if (!knownExactly(kKinds, kind)) {
+                error(entry.line, reached.section,
+                      "'" + step + "' in '" + entry.key + "' is skipped: there is no kind '" +
+                          kind + "' (case and blanks count)." + didYouMean(nearest(kind, kKinds)));
+                continue;
+            }
+            const bool relation = kind == "Rel" || kind == "Old_Rel";
+            if (relation)
+                checkRelation(reached.section, entry.line, step, parts.size() > 1 ? parts[1] : "",
+                              parts.size() > 2 ? parts[2] : "");
+            if (parts.size() > (relation ? 3u : 1u))
+                warning(entry.line, reached.section,
+                        "'" + step + "' has more parts than '" + kind + "' reads");
+        }
+    }
+
+    void checkDeletes(const Reached& reached, const IniEntry& entry) {
+        for (const std::string& item : splitList(entry.value, ';')) {
+            const std::vector<std::string> parts = splitList(item, '.');
+            checkRelation(reached.section, entry.line, item, parts.empty() ? "" : parts[0],
+                          parts.size() > 1 ? parts[1] : "");
+            if (parts.size() > 2)
+                warning(entry.line, reached.section,
+                        "'" + item + "' has more parts than <relation>.<type>");
+        }
+    }
+
+    void checkForms(const Reached& reached, const IniEntry& entry) {
+        for (const std::string& form : splitList(entry.value, ';')) {
+            if ((reached.item || reached.revision) && form != "MasterForm") {
+                error(entry.line, reached.section,
+                      "'" + form + "' in 'SetAttributes' is not supported for " + reached.type +
+                          ", only MasterForm is");
+                continue;
+            }
+            const std::string section = reached.section + "_" + form;
+            if (!ini_.hasSection(section))
+                warning(entry.line, reached.section,
+                        "'" + form + "' in 'SetAttributes' fills nothing: there is no section " +
+                            section);
+        }
+    }
+
+    // The text is searched for the bare status name, so a part of a listed name counts as listed.
+    void checkStatusText(const Reached& reached, const IniEntry& entry) {
+        const std::vector<std::string> listed = words(entry.value);
+        std::vector<std::string> candidates(statuses_.begin(), statuses_.end());
+        if (equalNoCase(entry.key, "PrevReleaseStatus"))
+            candidates.push_back("none");
+        for (const std::string& status : candidates) {
+            if (knownExactly(listed, status) || entry.value.find(status) == std::string::npos)
+                continue;
+            warning(
+                entry.line, reached.section,
+                "'" + status + "' is part of the text '" + entry.value + "' of '" + entry.key +
+                    "', so " +
+                    (status == "none" ? "objects without a status" : "objects with that status") +
+                    " count as listed");
+        }
+    }
+
+    void checkForm(const std::string& section) {
+        const std::vector<std::string> known = formKeys();
+        for (const IniEntry* entry : ini_.entries(section)) {
+            if (!knownNoCase(known, entry->key)) {
+                unknownKey(*entry, section, known);
+                continue;
+            }
+            std::string key = asciiLower(entry->key);
+            if (key.ends_with("onempty"))
+                key.resize(key.size() - 7);
+            const bool pairs = key == "setdefault" || key == "setactgroup";
+            const bool may_pair = pairs || key == "setactdate";
+            for (const std::string& item : splitList(entry->value, ';')) {
+                const auto sign = item.find('=');
+                if (item.size() > kFormEntryLimit)
+                    error(entry->line, section,
+                          "an entry of '" + entry->key + "' has " + std::to_string(item.size()) +
+                              " bytes, at most " + std::to_string(kFormEntryLimit) + " are read");
+                if (sign != std::string::npos && item.size() - sign - 1 > kFormValueLimit)
+                    error(entry->line, section,
+                          "a value of '" + entry->key + "' has more than " +
+                              std::to_string(kFormValueLimit) + " bytes");
+                if (pairs && (sign == std::string::npos || sign + 1 == item.size()))
+                    warning(entry->line, section,
+                            "'" + item + "' in '" + entry->key +
+                                "' supplies no value: it gets that of the entry before it");
+                if (!may_pair && sign != std::string::npos)
+                    warning(entry->line, section,
+                            "'" + entry->key + "' takes names of properties, so '" + item +
+                                "' is one name with the sign in it");
+            }
+        }
+    }
+
+    void checkUnreached() {
+        std::vector<std::string> reached;
+        for (const Reached& process : reachable_.process)
+            reached.push_back(process.section);
+        for (const auto& [name, process] : reachable_.forms)
+            reached.push_back(name);
+        std::vector<std::string> wanted;
+        for (const Reached& process : reachable_.process)
+            if (!process.present)
+                wanted.push_back(process.section);
+        for (const auto& [name, process] : reachable_.forms)
+            if (!ini_.hasSection(name))
+                wanted.push_back(name);
+        for (const IniSection* section : ini_.distinctSections()) {
+            if (equalNoCase(section->name, "GLOBAL") || equalNoCase(section->name, "SelectWSO") ||
+                knownNoCase(reached, section->name))
+                continue;
+            std::vector<std::string> meant = nearest(section->name, wanted);
+            if (meant.empty())
+                meant = nearest(section->name, {"GLOBAL", "SelectWSO"});
+            warning(section->line, section->name,
+                    "no start type and no walk leads to this section." + didYouMean(meant));
+        }
+    }
+
+    void checkCaseTwins() {
+        checkTwins(statuses_, "the status names");
+        std::set<std::string> types;
+        for (const std::string& type : names_.types)
+            types.insert(type);
+        for (const IniEntry* entry : ini_.entries("SelectWSO"))
+            types.insert(entry->key);
+        checkTwins(types, "the type names");
+    }
+
+    void checkTwins(const std::set<std::string>& names, const char* what) {
+        std::map<std::string, std::string> seen;
+        for (const std::string& name : names) {
+            const auto [earlier, added] = seen.emplace(asciiLower(name), name);
+            if (!added)
+                warning(0, "",
+                        std::string(what) + " '" + earlier->second + "' and '" + name +
+                            "' differ only in case and share their sections");
+        }
+    }
+
+    const IniFile& ini_;
+    const KnownNames& names_;
+    Reachable reachable_;
+    std::set<std::string> statuses_;
+    std::vector<Finding> findings_;
+};
+
+}  // namespace
+
+std::vector<Finding> checkIni(const IniFile& ini, const KnownNames& names) {
+    return Checker(ini, names).run();
+}
+
+}  // namespace keld

@@ -1,0 +1,297 @@
+// Which sections a run can read, found by following the walk lists as the status manager would.
+
+#include <algorithm>
+#include <deque>
+#include <functional>
+
+#include "tools/keld/host/nearest.h"
+#include "tools/keld/lint/ini_check.h"
+
+namespace keld {
+
+namespace {
+
+bool contains(const std::vector<std::string>& names, const std::string& name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// Start types: the keys of SelectWSO with exactly 1.
+std::vector<std::string> startTypes(const IniFile& ini) {
+    std::vector<std::string> types;
+    for (const IniEntry* entry : ini.entries("SelectWSO"))
+        if (iniInteger(entry->value) == 1)
+            types.push_back(entry->key);
+    return types;
+}
+
+class Follower {
+public:
+    Follower(const IniFile& ini, const KnownNames& names) : ini_(ini), names_(names) {}
+
+    Reachable run() {
+        for (const std::string& type : startTypes(ini_))
+            for (const std::string& status : targetStatuses(ini_, type)) {
+                result_.statuses.insert(status);
+                visit(status, "", type, 3, nullptr);
+            }
+        while (!waiting_.empty()) {
+            const Visit visit = waiting_.front();
+            waiting_.pop_front();
+            walkOn(visit);
+        }
+        findCircles();
+        return std::move(result_);
+    }
+
+private:
+    struct Visit {
+        std::size_t reached;  // index into result_.process
+        int arrival;          // direction, 3 for the start
+    };
+    struct Step {
+        std::size_t from, to;
+        int direction;
+        std::string kind;
+    };
+    struct Origin {
+        std::size_t from;
+        int direction;
+        std::string kind;
+    };
+
+    std::size_t reach(const std::string& status, const std::string& prefix,
+                      const std::string& type) {
+        const std::string name = status + "_" + prefix + type;
+        for (std::size_t i = 0; i < result_.process.size(); ++i)
+            if (equalNoCase(result_.process[i].section, name))
+                return i;
+        Reached reached{name, status, prefix, type, false, false, false, false, false};
+        for (const IniSection* section : ini_.distinctSections())
+            if (equalNoCase(section->name, name)) {
+                reached.section = section->name;
+                reached.present = true;
+            }
+        reached.line = equalNoCase(type, "BOMLine");
+        reached.bvr = type == "BOM" || contains(names_.bvr_types, type);
+        reached.item = contains(names_.item_types, type);
+        reached.revision = contains(names_.revision_types, type);
+        result_.process.push_back(reached);
+        return result_.process.size() - 1;
+    }
+
+    void visit(const std::string& status, const std::string& prefix, const std::string& type,
+               int arrival, const Origin* origin) {
+        const std::size_t index = reach(status, prefix, type);
+        if (origin)
+            steps_.push_back({origin->from, index, origin->direction, origin->kind});
+        if (seen_.insert({index, arrival}).second)
+            waiting_.push_back({index, arrival});
+    }
+
+    // One of the types, of which the run takes the one that the object has.
+    void visitAny(const Reached& from, const std::string& prefix,
+                  const std::vector<std::string>& types, const Origin& origin, int line,
+                  const std::string& entry) {
+        bool any = false;
+        for (const std::string& type : types)
+            if (ini_.hasSection(from.status + "_" + prefix + type)) {
+                visit(from.status, prefix, type, origin.direction, &origin);
+                any = true;
+            }
+        if (!any && !types.empty())
+            leadsNowhere(from, entry, from.status + "_" + prefix + types.front(), line);
+    }
+
+    void leadsNowhere(const Reached& from, const std::string& entry, const std::string& section,
+                      int line) {
+        note(Severity::Warning, line, from.section,
+             "'" + entry + "' leads to objects without a section (" + section +
+                 " or the like): those with a status are refused, the others are left as they are");
+    }
+
+    void note(Severity severity, int line, const std::string& section, const std::string& text) {
+        for (const Finding& f : result_.findings)
+            if (f.line == line && f.text == text)
+                return;
+        result_.findings.push_back({severity, line, section, text});
+    }
+
+    void walkOn(const Visit& visit) {
+        const Reached from = result_.process[visit.reached];
+        if (!from.present)
+            return;
+        collectForms(from);
+        constexpr int kForward = 0, kBack = 1, kNoRek = 2;
+        if (visit.arrival == kNoRek)
+            return;
+        follow(visit, from, kNoRek, "ChangeNoRek");
+        if (visit.arrival != kBack)
+            follow(visit, from, kForward, "ChangeForward");
+        if (visit.arrival != kForward)
+            follow(visit, from, kBack, "ChangeBack");
+    }
+
+    void collectForms(const Reached& from) {
+        if (const IniEntry* entry = ini_.find(from.section, "SetAttributes"))
+            for (const std::string& form : splitList(entry->value, ';'))
+                result_.forms.emplace(asciiLower(from.section + "_" + form), from.section);
+    }
+
+    void follow(const Visit& at, const Reached& from, int direction, const char* key) {
+        const IniEntry* entry = ini_.find(from.section, key);
+        if (!entry)
+            return;
+        for (const std::string& step : splitList(entry->value, ';'))
+            take(at, from, direction, step, entry->line);
+    }
+
+    void wrongStart(const Reached& from, const std::string& kind, const char* wanted, int line) {
+        note(Severity::Error, line, from.section,
+             "'" + kind + "' starts from " + wanted + ", but this section is for " + from.type +
+                 ": the run would stop there");
+    }
+
+    void take(const Visit& at, const Reached& from, int direction, const std::string& step,
+              int line) {
+        const std::vector<std::string> parts = splitList(step, '.');
+        const std::string kind = parts.empty() ? "" : parts[0];
+        const Origin origin{at.reached, direction, kind};
+        const bool known = from.item || from.revision || from.line || from.bvr;
+        if (kind == "LastItemRevision") {
+            if (known && !from.item)
+                wrongStart(from, kind, "an item", line);
+            else
+                visitAny(from, from.prefix, names_.revision_types, origin, line, step);
+        } else if (kind == "ItemOfRev") {
+            if (known && !from.revision)
+                wrongStart(from, kind, "a revision", line);
+            else
+                visitAny(from, from.prefix, names_.item_types, origin, line, step);
+        } else if (kind == "OldItemRevision") {
+            if (known && !from.revision)
+                wrongStart(from, kind, "a revision", line);
+            else
+                visitAny(from, "Old_", names_.revision_types, origin, line, step);
+        } else if (kind == "BOM" || kind == "Old_BOM") {
+            if (known && !from.revision)
+                wrongStart(from, kind, "a revision", line);
+            else
+                visitOne(from, "BOM", origin, line, step);
+        } else if (kind == "ChildBomLines") {
+            if (!from.line)
+                wrongStart(from, kind, "a BOM line", line);
+            else
+                visitOne(from, "BOMLine", origin, line, step);
+        } else if (kind == "bl_revision") {
+            if (!from.line)
+                wrongStart(from, kind, "a BOM line", line);
+            else
+                visitAny(from, from.prefix, names_.revision_types, origin, line, step);
+        } else if ((kind == "Rel" || kind == "Old_Rel") && parts.size() >= 3) {
+            visitOne(from, parts[1] + "." + (parts[2] == "*" ? "*" : parts[2]), origin, line, step);
+        }
+    }
+
+    void visitOne(const Reached& from, const std::string& type, const Origin& origin, int line,
+                  const std::string& entry) {
+        const std::string name = from.status + "_" + from.prefix + type;
+        if (!ini_.hasSection(name))
+            leadsNowhere(from, entry, name, line);
+        visit(from.status, from.prefix, type, origin.direction, &origin);
+    }
+
+    // A circle runs within one direction, since an object goes on as it was reached. Steps to child
+    // lines and to older revisions end by themselves.
+    void findCircles() {
+        for (int direction : {0, 1}) {
+            std::vector<std::vector<const Step*>> from(result_.process.size());
+            for (const Step& step : steps_)
+                if (step.direction == direction && step.kind != "ChildBomLines" &&
+                    step.kind != "OldItemRevision")
+                    from[step.from].push_back(&step);
+            std::vector<int> state(result_.process.size(), 0);
+            std::vector<const Step*> path;
+            const std::function<void(std::size_t)> descend = [&](std::size_t node) {
+                state[node] = 1;
+                for (const Step* step : from[node]) {
+                    path.push_back(step);
+                    if (state[step->to] == 1)
+                        reportCircle(path, step->to, direction);
+                    else if (state[step->to] == 0)
+                        descend(step->to);
+                    path.pop_back();
+                }
+                state[node] = 2;
+            };
+            for (std::size_t node = 0; node < result_.process.size(); ++node)
+                if (state[node] == 0)
+                    descend(node);
+        }
+    }
+
+    void reportCircle(const std::vector<const Step*>& path, std::size_t closing, int direction) {
+        auto first = path.begin();
+        while (first != path.end() && (*first)->from != closing)
+            ++first;
+        std::string text;
+        bool relations_only = true;
+        for (auto step = first; step != path.end(); ++step) {
+            text += result_.process[(*step)->from].section + " -> ";
+            relations_only &= (*step)->kind == "Rel" || (*step)->kind == "Old_Rel";
+        }
+        const Reached& start = result_.process[closing];
+        text += start.section;
+        const char* key = direction == 0 ? "ChangeForward" : "ChangeBack";
+        const IniEntry* entry = ini_.find(start.section, key);
+        note(relations_only ? Severity::Warning : Severity::Error, entry ? entry->line : 0,
+             start.section,
+             std::string("the walk by ") + key + " can run in a circle: " + text +
+                 (relations_only ? " (if objects are related in a circle)" : ""));
+    }
+
+    const IniFile& ini_;
+    const KnownNames& names_;
+    Reachable result_;
+    std::deque<Visit> waiting_;
+    std::set<std::pair<std::size_t, int>> seen_;
+    std::vector<Step> steps_;
+};
+
+}  // namespace
+
+std::set<std::string> targetStatuses(const IniFile& ini, const std::string& type) {
+    std::vector<std::string> types = startTypes(ini);
+    types.push_back(type);
+    std::set<std::string> mine, all;
+    for (const IniSection* section : ini.distinctSections()) {
+        // The longest start type that ends the name: "My_Item" before "Item".
+        std::string best;
+        for (const std::string& candidate : types) {
+            const std::string& name = section->name;
+            if (name.size() > candidate.size() + 1 && candidate.size() > best.size() &&
+                name[name.size() - candidate.size() - 1] == '_' &&
+                equalNoCase(name.substr(name.size() - candidate.size()), candidate))
+                best = candidate;
+        }
+        if (best.empty())
+            continue;
+        const std::string status = section->name.substr(0, section->name.size() - best.size() - 1);
+        all.insert(status);
+        if (equalNoCase(best, type))
+            mine.insert(status);
+    }
+    // "Frozen_Old_ItemRevision" is for the older revisions of a run to Frozen, if there is one.
+    std::erase_if(mine, [&](const std::string& status) {
+        return status.size() > 4 && status.ends_with("_Old") &&
+               std::any_of(all.begin(), all.end(), [&](const std::string& other) {
+                   return equalNoCase(other, status.substr(0, status.size() - 4));
+               });
+    });
+    return mine;
+}
+
+Reachable followWalks(const IniFile& ini, const KnownNames& names) {
+    return Follower(ini, names).run();
+}
+
+}  // namespace keld

@@ -1,0 +1,244 @@
+// bom show, bom resequence: the lines of a structure, their numbers and how they pack.
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "platform/mv_line.h"
+#include "tools/keld/host/bom_lines.h"
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/service.h"
+#include "tools/keld/host/stored_file.h"
+#include "tools/keld/host/system.h"
+#include "tools/keld/verbs/changes.h"
+#include "tools/keld/verbs/protocol.h"
+
+namespace keld {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// ---- show ----
+
+struct Shown {
+    std::string object;
+    int depth = 0;  // 0: no limit
+    bool unpacked = false;
+};
+
+class LinePrinter {
+public:
+    explicit LinePrinter(const Shown& wanted)
+        : wanted_(wanted), table_({"LINE", "NUMBER", "QUANTITY", "PACKED", "NAME"}) {}
+
+    Json line(tag_t line, const std::string& lead, const std::string& branch, int level) {
+        const std::string label = display(line, "object_string");
+        const std::string number = display(line, "bl_sequence_no");
+        const std::string quantity = display(line, "bl_quantity");
+        const std::string name = display(line, "object_name");
+        const int packed = std::atoi(display(line, "bl_pack_count").c_str());
+        table_.add({lead + branch + label, number, quantity,
+                    packed > 1 ? std::to_string(packed) : "", name});
+        Json node = {{"object", label}, {"name", name}};
+        if (level > 0) {
+            node["number"] = number;
+            node["quantity"] = quantity;
+            node["packed"] = packed;
+        }
+        const std::string below = lead + (branch.empty() ? "" : branch == "└─ " ? "   " : "│  ");
+        Json children = Json::array();
+        if (wanted_.depth == 0 || level < wanted_.depth) {
+            const std::vector<tag_t> lines = shownChildren(line);
+            for (std::size_t i = 0; i < lines.size(); ++i)
+                children.push_back(
+                    this->line(lines[i], below, i + 1 == lines.size() ? "└─ " : "├─ ", level + 1));
+        }
+        node["children"] = children;
+        return node;
+    }
+
+    std::string text() const { return table_.text(); }
+
+private:
+    // Packing one line after the other keeps the first of each kind.
+    std::vector<tag_t> shownChildren(tag_t line) const {
+        if (!wanted_.unpacked)
+            for (const tag_t child : childLines(line))
+                LINE_pack(child);
+        return childLines(line);
+    }
+
+    const Shown& wanted_;
+    Table table_;
+};
+
+int show(Context& context, const Shown& wanted) {
+    context.open();
+    if (wanted.depth < 0)
+        throw CommandError("--depth must not be negative", {}, kExitUsage);
+    Windows windows(context);
+    LinePrinter printer(wanted);
+    context.document = printer.line(windows.topLine(wanted.object), "", "", 0);
+    context.print(printer.text());
+    return kExitDone;
+}
+
+// ---- resequence ----
+
+struct WantedOrder {
+    std::string object;
+    std::vector<std::string> lines;
+    int level = 0;
+    bool sort = false, save = false, dump = false, dry_run = false;
+};
+
+std::string datasetTitle(const Context& context, tag_t dataset) {
+    return context.workbench().describe(dataset).name + " (#" + std::to_string(dataset) + ")";
+}
+
+// What the run left in the store; false if there is no protocol.
+bool showProtocol(Context& context, tag_t dataset, std::string& text) {
+    context.document["dataset"] = nullptr;
+    context.document["protocol"] = nullptr;
+    if (dataset == NULLTAG) {
+        text += "no protocol could be stored\n";
+        return false;
+    }
+    context.document["dataset"] = {{"name", context.workbench().describe(dataset).name},
+                                   {"tag", dataset}};
+    try {
+        const auto protocol = readProtocol(readStoredFile(context, dataset, "Text").content);
+        context.document["protocol"] = asJson(protocol);
+        text +=
+            asText(protocol) + "protocol in the dataset " + datasetTitle(context, dataset) + "\n";
+        return true;
+    } catch (const CommandError& error) {
+        text += "the protocol can't be read from the dataset " + datasetTitle(context, dataset) +
+                ": " + error.what() + "\n";
+        return false;
+    }
+}
+
+// Save the window, also after a failure of the run: what is numbered is numbered.
+bool saveLines(Context& context, Windows& windows, bool wanted, std::string& text) {
+    context.document["saved"] = false;
+    if (!wanted) {
+        text += "the structure isn't saved; --save stores the new numbers\n";
+        return true;
+    }
+    try {
+        windows.save();
+    } catch (const mervane::Failure& failure) {
+        context.document["save_error"] = {{"status", failure.status()}, {"text", failure.what()}};
+        text += painted(Colour::Red, "not saved") + ": " + std::to_string(failure.status()) + ": " +
+                failure.what() + "\n";
+        return false;
+    }
+    context.document["saved"] = true;
+    text += "saved the structure\n";
+    return true;
+}
+
+void showFailure(const Context& context, const Outcome& outcome, std::string& text) {
+    text += painted(Colour::Red, "failed") + ":\n";
+    if (outcome.status != 0)
+        text += "  status " + statusText(context, outcome.status) + "\n";
+    for (const auto& entry : outcome.stack)
+        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+    text += problemText(outcome, "  log: ");
+}
+
+int resequence(Context& context, const WantedOrder& wanted) {
+    context.open();
+    if (wanted.level < 0)
+        throw CommandError("--level must not be negative", {}, kExitUsage);
+    std::optional<PrivateCopy> copy;
+    Snapshot before;
+    if (wanted.dry_run) {
+        copy.emplace(context);
+        before = takeSnapshot(context);
+    }
+    std::string text;
+    bool good = false;
+    {
+        Windows windows(context);
+        const tag_t top = windows.topLine(wanted.object);
+        const std::vector<tag_t> lines =
+            wanted.lines.empty() ? std::vector<tag_t>{top} : namedLines(context, top, wanted.lines);
+        const Outcome outcome =
+            runService(context, findService("KELD_PSE_PackAndResequenceBom"),
+                       {top, lines, wanted.level, wanted.sort ? 1 : 0},
+                       wanted.dump ? Printed::ToStandardError : Printed::Nowhere);
+        context.document = {
+            {"object", display(top, "object_string")}, {"level", wanted.level},
+            {"mode", wanted.sort ? "sort" : "keep"},   {"dry_run", wanted.dry_run},
+            {"succeeded", outcome.succeeded()},        {"outcome", asJson(context, outcome)}};
+        good = showProtocol(context, outcome.tag, text) && outcome.succeeded();
+        if (!outcome.succeeded())
+            showFailure(context, outcome, text);
+        good = saveLines(context, windows, wanted.save, text) && good;
+        if (!wanted.dry_run)
+            text += "log in " + outcome.log + "\n";
+    }
+    if (wanted.dry_run) {
+        context.document["outcome"]["log"] = nullptr;
+        // A fresh session sees what was stored, not what was only set.
+        context.reopen((pathOf(copy->directory()) / "keld.db").string());
+        const std::vector<Change> changes = changesBetween(before, takeSnapshot(context));
+        context.document["changes"] = asJson(changes);
+        text += "dry run, nothing is changed; it would be:\n" + asText(changes);
+    }
+    context.document["succeeded"] = good;
+    context.print(text);
+    return good ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+void addBomVerbs(Verbs& verbs) {
+    CLI::App* group = verbs.addGroup("bom", "Show and renumber the lines of a structure",
+                                     "  keld bom show 000123/A\n"
+                                     "  keld bom resequence 000123/A --save\n",
+                                     nullptr);
+    auto shown = std::make_shared<Shown>();
+    CLI::App* verb =
+        verbs.add(group, "show", "Show the lines of a structure with numbers and quantities",
+                  "  keld bom show 000123/A\n"
+                  "  keld bom show 000123 --depth 1 --unpacked\n"
+                  "Like lines (one revision, one number, the same notes) are shown as "
+                  "one with the sum of\n"
+                  "their quantities; PACKED is how many they are.\n",
+                  [shown](Context& context) { return show(context, *shown); });
+    verb->add_option("OBJECT", shown->object, "revision, or an item for its latest")->required();
+    verb->add_option("--depth", shown->depth, "levels below the top; 0: all")
+        ->capture_default_str();
+    verb->add_flag("--unpacked", shown->unpacked, "show every line by itself");
+
+    auto wanted = std::make_shared<WantedOrder>();
+    verb = verbs.add(
+        group, "resequence", "Number the lines of a structure anew and pack like ones",
+        "  keld bom resequence 000123/A --dry-run --save    # what would be stored\n"
+        "  keld bom resequence 000123/A --save\n"
+        "  keld bom resequence 000123/A --line 000456 --line /10/20 --level 1 --sort\n"
+        "Lines are named by the item or revision that they show, or by their numbers from the top\n"
+        "line downwards (/10/20; / is the top line itself).\n",
+        [wanted](Context& context) { return resequence(context, *wanted); });
+    verb->add_option("OBJECT", wanted->object, "revision, or an item for its latest")->required();
+    verb->add_option("--line", wanted->lines, "number the children of this line; else the top line")
+        ->expected(1)
+        ->take_all();
+    verb->add_option("--level", wanted->level, "levels of lines to work on; 0: all")
+        ->capture_default_str();
+    verb->add_flag("--sort", wanted->sort,
+                   "sort by item and number from the start, else keep "
+                   "numbers where they can be kept");
+    verb->add_flag("--save", wanted->save, "store the new numbers, also after a failure");
+    verb->add_flag("--dump", wanted->dump, "show what the service prints, on standard error");
+    verb->add_flag("--dry-run", wanted->dry_run,
+                   "run on a private copy of the store and show what would be stored");
+}
+
+}  // namespace keld

@@ -1,0 +1,123 @@
+// call, env: services as a client calls them.
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "platform/keld_se.h"
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/nearest.h"
+#include "tools/keld/host/service.h"
+#include "tools/keld/host/system.h"
+#include "tools/keld/verbs/changes.h"
+
+namespace keld {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Call {
+    std::string service;
+    std::vector<std::string> arguments;
+    bool dry_run = false;
+};
+
+std::string knownServices() {
+    Table table({});
+    for (const Service& service : services())
+        table.add({service.name, service.arguments});
+    return table.text("  ");
+}
+
+int call(Context& context, const Call& wanted) {
+    const Service& service = findService(wanted.service);
+    context.open();
+    if (wanted.dry_run && service.effects == Effects::Outside)
+        throw CommandError(service.name +
+                           " makes job directories and starts the batch program, which a private "
+                           "copy of the store can't hold back; there is no dry run of it");
+    std::optional<PrivateCopy> copy;
+    Snapshot before;
+    if (wanted.dry_run) {
+        copy.emplace(context);
+        if (service.effects == Effects::BackupFiles)
+            redirectBackups(context, *copy);
+        before = takeSnapshot(context);
+    }
+    Outcome outcome;
+    {
+        Windows windows(context);
+        std::vector<mervane::Argument> arguments;
+        for (const std::string& argument : wanted.arguments)
+            arguments.push_back(parseArgument(context, windows, argument));
+        if (kindsOf(arguments) != service.arguments)
+            context.note(service.name + " reads " + service.arguments +
+                         "; sent: " + (arguments.empty() ? "nothing" : kindsOf(arguments)));
+        outcome = runService(context, service, arguments);
+        if (outcome.succeeded())
+            windows.save();
+    }
+    context.document = asJson(context, outcome);
+    context.document["service"] = service.name;
+    std::string text = asText(context, outcome);
+    if (wanted.dry_run) {
+        // A fresh session sees what was stored, not what was only set.
+        context.reopen((pathOf(copy->directory()) / "keld.db").string());
+        const std::vector<Change> changes = changesBetween(before, takeSnapshot(context));
+        context.document["dry_run"] = true;
+        context.document["changes"] = asJson(changes);
+        context.document["log"] = nullptr;
+        text = text.substr(0, text.rfind("log in  ")) +
+               "dry run, nothing is changed; it would be:\n" + asText(changes);
+    }
+    context.print(text);
+    return outcome.succeeded() ? kExitDone : kExitFailed;
+}
+
+int env(Context& context, const std::string& name) {
+    context.open();
+    const Outcome outcome = runService(context, findService("KELD_SrvCallGetEnv"), {name});
+    // An unset variable is answered with an empty text and a warning.
+    const bool set = isSet(name);
+    context.document = {{"name", name}, {"set", set}, {"value", outcome.text}};
+    if (!outcome.succeeded())
+        throw CommandError("KELD_SrvCallGetEnv failed with " + statusText(context, outcome.status));
+    context.print(outcome.text + "\n");
+    if (!set)
+        context.note(name + " is not set");
+    return kExitDone;
+}
+
+}  // namespace
+
+void addCallVerbs(Verbs& verbs) {
+    auto wanted = std::make_shared<Call>();
+    CLI::App* verb = verbs.add(
+        &verbs.app, "call", "Call any service as a client does",
+        "  keld call KELD_SrvCall i:1 i:0 s:               # where the log lies\n"
+        "  keld call KELD_StatusManager s:Frozen s:ItemRevision t:000123/A\n"
+        "  keld call KELD_ReNameItem s:000999 s: s: t:000123 --dry-run\n"
+        "  keld call KELD_PSE_PackAndResequenceBom l:000123/A ls:000123/A i:0 i:1\n"
+        "Arguments:\n"
+        "  i:NUMBER  s:TEXT  t:OBJECT  ts:OBJECT,OBJECT,...  (t: no object, ts: none)\n"
+        "  l:REVISION  ls:REVISION,...  top line of a BOM window, saved if the call succeeds\n"
+        "Services and what they read:\n" +
+            knownServices(),
+        [wanted](Context& context) { return call(context, *wanted); });
+    verb->add_option("SERVICE", wanted->service)->required();
+    verb->add_option("ARGS", wanted->arguments, "in the order of the wire");
+    verb->add_flag("--dry-run", wanted->dry_run,
+                   "call it on a private copy of the store and show what would change");
+
+    auto name = std::make_shared<std::string>();
+    verbs
+        .add(&verbs.app, "env", "Show a variable of the environment that services see",
+             "  keld env KELD_CFG_PATH\n", [name](Context& context) { return env(context, *name); })
+        ->add_option("NAME", *name)
+        ->required();
+}
+
+}  // namespace keld

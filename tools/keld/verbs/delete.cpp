@@ -1,0 +1,312 @@
+// delete-check: may these objects be deleted; their files to the central backup; the deletion.
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <optional>
+
+#include "platform/keld_se.h"
+#include "platform/mv_dbo.h"
+#include "platform/mv_dir.h"
+#include "platform/mv_dst.h"
+#include "platform/mv_err.h"
+#include "platform/mv_obj.h"
+#include "platform/mv_rel.h"
+#include "platform/mv_str.h"
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/service.h"
+#include "tools/keld/verbs/delete_run.h"
+
+namespace keld {
+
+namespace {
+
+struct WantedCheck {
+    std::vector<std::string> objects;
+    bool then_delete = false, dry_run = false;
+};
+
+enum class Sort { Folder, Dataset, Other };
+
+struct Row {
+    tag_t tag = 0;
+    std::string label, type;
+    Sort sort = Sort::Other;
+    std::string answer, reason;
+    bool deleted = false;
+};
+
+bool isTypeBelow(const Context& context, const std::string& type, const std::string& top) {
+    const std::vector<std::string> types = context.workbench().typeNames(top);
+    return std::find(types.begin(), types.end(), type) != types.end();
+}
+
+Row rowOf(const Context& context, tag_t tag) {
+    const auto found = context.workbench().describe(tag);
+    Row row{tag, context.label(tag), found.type, Sort::Other, "", "", false};
+    if (row.label.starts_with("#") && !found.name.empty())
+        row.label += " " + found.name;
+    if (isTypeBelow(context, found.type, "Folder"))
+        row.sort = Sort::Folder;
+    else if (isTypeBelow(context, found.type, "Dataset"))
+        row.sort = Sort::Dataset;
+    return row;
+}
+
+// Each object once, in the order given.
+std::vector<Row> rowsOf(const Context& context, const WantedCheck& wanted) {
+    std::vector<Row> rows;
+    for (const std::string& name : wanted.objects) {
+        const tag_t tag = context.object(name);
+        if (std::none_of(rows.begin(), rows.end(), [&](const Row& row) { return row.tag == tag; }))
+            rows.push_back(rowOf(context, tag));
+    }
+    return rows;
+}
+
+// The deletion takes all versions, but only the files of the latest one are saved.
+void refuseOlderVersions(const Context& context, const std::vector<Row>& rows) {
+    for (const Row& row : rows) {
+        tag_t latest = row.tag;
+        if (row.sort == Sort::Dataset)
+            require(context, DST_ask_dataset(row.tag, &latest), "DST_ask_dataset");
+        if (latest != row.tag)
+            throw CommandError(row.label +
+                               " is an older version of a dataset, whose files are not saved; "
+                               "name the latest one: #" +
+                               std::to_string(latest));
+    }
+}
+
+std::string refusalReason(const Context& context, const Row& row, tag_t revision) {
+    if (row.sort == Sort::Folder) {
+        int entries = 0;
+        (void)DIR_ask_size(row.tag, &entries);
+        return "the folder isn't empty: " + std::to_string(entries) +
+               (entries == 1 ? " entry" : " entries");
+    }
+    int count = 0;
+    int* levels = nullptr;
+    tag_t* parents = nullptr;
+    std::vector<std::string> users;
+    if (STR_where_used_all(revision, 1, &count, &levels, &parents) == 0)
+        for (int i = 0; i < count; ++i)
+            users.push_back(context.label(parents[i]));
+    HEAP_free(levels);
+    HEAP_free(parents);
+    return context.label(revision) + " is used in " + joined(users, ", ");
+}
+
+void explain(const Context& context, const DeleteRun& run, const Outcome& outcome,
+             std::vector<Row>& rows) {
+    const auto numbers = {919500, 919502};
+    const bool failed = outcome.status != 0 &&
+                        std::find(numbers.begin(), numbers.end(), outcome.status) == numbers.end();
+    for (Row& row : rows) {
+        const auto refused = run.refused.find(row.tag);
+        if (refused != run.refused.end()) {
+            row.answer = "refused";
+            row.reason = refusalReason(context, row, refused->second);
+        } else if (failed && row.tag == run.last) {
+            row.answer = "failed";
+            row.reason = statusText(context, outcome.status);
+        } else if (!run.reached.contains(row.tag)) {
+            row.answer = "not looked at";
+        } else if (row.sort == Sort::Other) {
+            row.answer = "passed over";
+            row.reason = "neither a folder nor a dataset";
+        } else {
+            row.answer = "ok";
+        }
+    }
+}
+
+// ---- the deletion ----
+
+// What refers to an object and may be cut, and the first other object that refers to it.
+struct Referrers {
+    std::vector<tag_t> relations, folders;
+    std::optional<tag_t> other;
+};
+
+Referrers referrersOf(const Context& context, const Row& row) {
+    Referrers found;
+    for (const rel_entry_s& entry : listOf<rel_entry_s>([&](int*count, rel_entry_s**list) {
+             return REL_list_primary_objects(row.tag, NULLTAG, count, list);
+         }))
+        found.relations.push_back(entry.relation);
+    tag_t anchor = NULLTAG;
+    if (row.sort == Sort::Dataset)
+        (void)DST_ask_dataset_anchor(row.tag, &anchor);
+
+    int count = 0, classes = 0;
+    tag_t *instances = nullptr, *class_tags = nullptr;
+    int *levels = nullptr, *where = nullptr, *class_levels = nullptr, *class_where = nullptr;
+    require(context,
+            DBO_referencers_of_instance(row.tag, 1, DBO_in_ds_and_db, &count, &instances, &levels,
+                                        &where, &classes, &class_tags, &class_levels, &class_where),
+            "DBO_referencers_of_instance");
+    for (int i = 0; i < count; ++i) {
+        const tag_t tag = instances[i];
+        const auto is = [&](const std::vector<tag_t>& tags) {
+            return std::find(tags.begin(), tags.end(), tag) != tags.end();
+        };
+        if (tag == anchor || is(found.relations) || is(found.folders))
+            continue;
+        if (isTypeBelow(context, context.workbench().describe(tag).type, "Folder"))
+            found.folders.push_back(tag);
+        else if (const auto own = listOf<rel_entry_s>([&](int* n, rel_entry_s** list) {
+                     return REL_list_secondary_objects(row.tag, NULLTAG, n, list);
+                 });
+                 std::none_of(own.begin(), own.end(),
+                              [&](const rel_entry_s& entry) { return entry.relation == tag; }))
+            found.other = tag;
+    }
+    for (void* block : {static_cast<void*>(instances), static_cast<void*>(levels),
+                        static_cast<void*>(where), static_cast<void*>(class_tags),
+                        static_cast<void*>(class_levels), static_cast<void*>(class_where)})
+        HEAP_free(block);
+    return found;
+}
+
+void takeOutOfFolder(const Context& context, tag_t folder, tag_t object) {
+    require(context, OBJ_refresh(folder, true), "OBJ_refresh");
+    tag_t attribute = NULLTAG;
+    require(context, DBO_attr_id_of_attr("contents", "Folder", &attribute), "DBO_attr_id_of_attr");
+    const mervane::Values contents = context.workbench().get(folder, "contents");
+    for (std::size_t i = contents.size(); i-- > 0;)
+        if (contents[i] == mervane::Value(mervane::Reference{object}))
+            require(context, DBO_remove_from_attr(1, &folder, attribute, static_cast<int>(i), 1),
+                    "DBO_remove_from_attr");
+    require(context, OBJ_save(folder), "OBJ_save");
+    require(context, OBJ_refresh(folder, false), "OBJ_refresh");
+}
+
+// Cut an object off from those that hold it and delete it. What can be known to stand against it
+// is looked at before the first cut.
+void remove(const Context& context, const Row& row) {
+    logical modifiable = false;
+    require(context, OBJ_ask_if_modifiable(row.tag, &modifiable), "OBJ_ask_if_modifiable");
+    if (!modifiable)
+        throw CommandError("the object can't be changed by this user at the moment");
+    const Referrers referrers = referrersOf(context, row);
+    if (referrers.other)
+        throw CommandError(context.label(*referrers.other) + " refers to it");
+    for (const tag_t relation : referrers.relations)
+        require(context, REL_delete_relation(relation), "REL_delete_relation");
+    for (const tag_t folder : referrers.folders)
+        takeOutOfFolder(context, folder, row.tag);
+    require(context, OBJ_delete(row.tag), "OBJ_delete");
+}
+
+bool removeAll(const Context& context, std::vector<Row>& rows) {
+    bool all = true;
+    for (Row& row : rows) {
+        if (row.sort == Sort::Other)
+            continue;  // the check has said nothing about it
+        ERR_clear_errors();
+        try {
+            remove(context, row);
+            row.answer = "deleted";
+            row.deleted = true;
+        } catch (const CommandError& error) {
+            row.answer = "not deleted";
+            row.reason = error.what();
+            all = false;
+        }
+    }
+    return all;
+}
+
+// ---- what is shown ----
+
+void show(Context& context, const std::vector<Row>& rows, const std::vector<SavedFile>& files,
+          const Outcome& outcome, const WantedCheck& wanted) {
+    Json objects = Json::array(), saved = Json::array();
+    Table table({"OBJECT", "TYPE", "ANSWER", "REASON"});
+    for (const Row& row : rows) {
+        objects.push_back({{"object", row.label},
+                           {"tag", row.tag},
+                           {"type", row.type},
+                           {"answer", row.answer},
+                           {"reason", row.reason},
+                           {"deleted", row.deleted}});
+        table.add({row.label, row.type, row.answer, row.reason});
+    }
+    std::string text = wanted.dry_run ? "dry run, nothing is saved or deleted; it would be:\n" : "";
+    text += table.text();
+    for (const SavedFile& file : files) {
+        const auto row = std::find_if(rows.begin(), rows.end(),
+                                      [&](const Row& each) { return each.tag == file.dataset; });
+        const std::string label = row == rows.end() ? "" : row->label;
+        saved.push_back({{"object", label}, {"path", file.path}});
+        text += "saved " + file.path + "\n";
+    }
+    if (outcome.succeeded())
+        text += painted(Colour::Green, "go ahead") + "\n";
+    else
+        text += painted(Colour::Red, "refused") + ": " + statusText(context, outcome.status) + "\n";
+    for (const auto& entry : outcome.stack)
+        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+    text += problemText(outcome, "  log: ");
+    if (!wanted.dry_run)
+        text += "log in " + outcome.log + "\n";
+    context.document = {{"go_ahead", outcome.succeeded()},
+                        {"objects", objects},
+                        {"files", saved},
+                        {"dry_run", wanted.dry_run},
+                        {"outcome", asJson(context, outcome)}};
+    if (wanted.dry_run)
+        context.document["outcome"]["log"] = nullptr;
+    context.print(text);
+}
+
+int check(Context& context, const WantedCheck& wanted) {
+    context.open();
+    std::optional<PrivateCopy> copy;
+    Redirected backups;
+    if (wanted.dry_run) {
+        copy.emplace(context);
+        backups = redirectBackups(context, *copy);
+    }
+    std::vector<Row> rows = rowsOf(context, wanted);
+    if (wanted.then_delete)
+        refuseOlderVersions(context, rows);
+    std::vector<tag_t> tags;
+    for (const Row& row : rows)
+        tags.push_back(row.tag);
+
+    context.workbench().startJournal();
+    const Outcome outcome = runService(context, findService("KELD_DeleteDeluxe"), {tags});
+    DeleteRun run = readDeleteRun(context.workbench().stopJournal(), {tags.begin(), tags.end()});
+    for (SavedFile& file : run.files)
+        if (!backups.to.empty() && file.path.starts_with(backups.to))
+            file.path.replace(0, backups.to.size(), backups.from);
+    explain(context, run, outcome, rows);
+
+    bool done = outcome.succeeded();
+    if (done && wanted.then_delete)
+        done = removeAll(context, rows);
+    show(context, rows, run.files, outcome, wanted);
+    return done ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+void addDeleteVerb(Verbs& verbs) {
+    auto wanted = std::make_shared<WantedCheck>();
+    CLI::App* verb = verbs.add(&verbs.app, "delete-check",
+                               "May folders and datasets be deleted; back up their files",
+                               "  keld delete-check 000123/A:drawing '#4711'\n"
+                               "  keld delete-check 000123/A:drawing --dry-run\n"
+                               "  keld delete-check 000123/A:drawing --then-delete\n",
+                               [wanted](Context& context) { return check(context, *wanted); });
+    verb->add_option("OBJECT", wanted->objects, "folders and datasets")->required();
+    verb->add_flag("--then-delete", wanted->then_delete,
+                   "delete them if all of them may be deleted");
+    verb->add_flag("--dry-run", wanted->dry_run,
+                   "run on a private copy of the store and show what would happen");
+}
+
+}  // namespace keld

@@ -1,0 +1,203 @@
+// prefs, users, checkout, checkin.
+
+#include <CLI/CLI.hpp>
+#include <memory>
+
+#include "tools/keld/host/context.h"
+#include "tools/keld/host/nearest.h"
+#include "tools/keld/host/platform_text.h"
+
+namespace keld {
+
+namespace {
+
+using Strings = std::vector<std::string>;
+
+// ---- preferences ----
+
+Strings preference(Context& context, const std::string& name) {
+    Strings names;
+    for (auto& [known, values] : context.workbench().preferences()) {
+        if (known == name)
+            return values;
+        names.push_back(known);
+    }
+    throw CommandError("there is no preference '" + name + "'", nearest(name, names));
+}
+
+int listPreferences(Context& context) {
+    context.open();
+    Json shown = Json::object();
+    Table table({"PREFERENCE", "VALUES"});
+    for (const auto& [name, values] : context.workbench().preferences()) {
+        shown[name] = values;
+        table.add({name, joined(values, " | ")});
+    }
+    context.document["preferences"] = shown;
+    context.print(table.empty() ? "no preferences\n" : table.text());
+    return kExitDone;
+}
+
+int getPreference(Context& context, const std::string& name) {
+    context.open();
+    const Strings values = preference(context, name);
+    context.document = {{"name", name}, {"values", values}};
+    for (const std::string& value : values)
+        context.print(value + "\n");
+    return kExitDone;
+}
+
+int setPreference(Context& context, const std::string& name, const Strings& values) {
+    context.open();
+    context.workbench().setPreference(name, values);
+    context.document = {{"name", name}, {"values", values}};
+    context.print("set " + name + " to " + counted(values.size(), "value") + "\n");
+    return kExitDone;
+}
+
+int removePreference(Context& context, const std::string& name) {
+    context.open();
+    (void)preference(context, name);  // fails with the nearest names if there is none
+    context.workbench().removePreference(name);
+    context.document = {{"name", name}, {"removed", true}};
+    context.print("removed " + name + "\n");
+    return kExitDone;
+}
+
+void addPreferences(Verbs& verbs) {
+    CLI::App* group = verbs.addGroup("prefs", "List and change the preferences of the store",
+                                     "  keld prefs\n"
+                                     "  keld prefs set KELD_DELBackupTopDirCentral /backup\n",
+                                     listPreferences);
+    auto name = std::make_shared<std::string>();
+    auto values = std::make_shared<Strings>();
+    verbs.add(group, "list", "List all preferences", "  keld prefs list --json\n", listPreferences);
+    verbs
+        .add(group, "get", "Show the values of a preference, one a line",
+             "  keld prefs get KELD_ItemRename\n",
+             [name](Context& context) { return getPreference(context, *name); })
+        ->add_option("NAME", *name)
+        ->required();
+    CLI::App* set = verbs.add(
+        group, "set", "Set a preference to one or more values",
+        "  keld prefs set KELD_DEL_DELUXE_TYPES Folder Dataset\n"
+        "  keld prefs set NAME -- -1       # a value that begins with a dash\n",
+        [name, values](Context& context) { return setPreference(context, *name, *values); });
+    set->add_option("NAME", *name)->required();
+    set->add_option("VALUES", *values)->required();
+    verbs
+        .add(group, "remove", "Remove a preference", "  keld prefs remove KELD_ItemRename\n",
+             [name](Context& context) { return removePreference(context, *name); })
+        ->add_option("NAME", *name)
+        ->required();
+}
+
+// ---- users ----
+
+int listUsers(Context& context) {
+    context.open();
+    Json shown = Json::array();
+    Table table({"USER", "NAME", "GROUP"});
+    for (const auto& user : context.workbench().find({"", "User", "", 0})) {
+        const std::string id = display(user.tag, "user_id"), name = display(user.tag, "user_name"),
+                          group = display(user.tag, "default_group");
+        shown.push_back({{"id", id}, {"name", name}, {"group", group}, {"tag", user.tag}});
+        table.add({id, name, group});
+    }
+    context.document["users"] = shown;
+    context.print(table.text());
+    return kExitDone;
+}
+
+struct NewUser {
+    std::string id, name, group;
+    bool new_group = false;
+};
+
+int addUser(Context& context, const NewUser& user) {
+    context.open();
+    mervane::Workbench& workbench = context.workbench();
+    Strings groups;
+    for (const auto& group : workbench.find({"", "Group", "", 0}))
+        groups.push_back(display(group.tag, "group_name"));
+    std::string group = user.group;
+    if (group.empty()) {
+        if (groups.empty())
+            throw CommandError("the store has no group; name one with --in-group NAME --new-group");
+        group = groups.front();
+    }
+    const bool known = std::find(groups.begin(), groups.end(), group) != groups.end();
+    if (!known && !user.new_group)
+        throw CommandError("there is no group '" + group + "' (--new-group makes it)",
+                           nearest(group, groups));
+    if (!known)
+        workbench.createGroup(group, "");
+    const tag_t tag = workbench.createUser(user.id, user.name.empty() ? user.id : user.name, group);
+    context.document = {{"id", user.id}, {"group", group}, {"tag", tag}};
+    context.print("added user " + user.id + " in group " + group + "\n");
+    return kExitDone;
+}
+
+void addUsers(Verbs& verbs) {
+    CLI::App* group =
+        verbs.addGroup("users", "List and add users",
+                       "  keld users\n"
+                       "  keld users add kelda --name 'Kelda Moor' --in-group design\n",
+                       listUsers);
+    verbs.add(group, "list", "List all users", "  keld users list --json\n", listUsers);
+    auto user = std::make_shared<NewUser>();
+    CLI::App* add = verbs.add(group, "add", "Add a user",
+                              "  keld users add kelda --name 'Kelda Moor' --in-group design\n"
+                              "  keld users add otto --in-group shop --new-group\n",
+                              [user](Context& context) { return addUser(context, *user); });
+    add->add_option("ID", user->id)->required();
+    add->add_option("--name", user->name, "full name; the id if not given");
+    add->add_option("--in-group", user->group, "the user's default group; the first if not given");
+    add->add_flag("--new-group", user->new_group, "make the group if there is none of the name");
+}
+
+// ---- check-out ----
+
+int checkOut(Context& context, const std::string& name, const std::string& comment) {
+    context.open();
+    const tag_t object = context.object(name);
+    context.workbench().checkOut(object, comment);
+    context.document = {{"object", context.label(object)},
+                        {"checked_out_by", display(object, "checked_out_user")}};
+    context.print("checked out " + context.label(object) + "\n");
+    return kExitDone;
+}
+
+int checkIn(Context& context, const std::string& name) {
+    context.open();
+    const tag_t object = context.object(name);
+    context.workbench().checkIn(object);
+    context.document = {{"object", context.label(object)}, {"checked_out_by", ""}};
+    context.print("checked in " + context.label(object) + "\n");
+    return kExitDone;
+}
+
+}  // namespace
+
+void addPeopleVerbs(Verbs& verbs) {
+    addPreferences(verbs);
+    addUsers(verbs);
+
+    auto object = std::make_shared<std::string>();
+    auto comment = std::make_shared<std::string>();
+    CLI::App* out = verbs.add(
+        &verbs.app, "checkout", "Check an object out, so that nobody else changes it",
+        "  keld checkout 000123/A --comment 'new bearing' --user kelda\n",
+        [object, comment](Context& context) { return checkOut(context, *object, *comment); });
+    out->add_option("OBJECT", *object)->required();
+    out->add_option("--comment", *comment, "why");
+
+    auto returned = std::make_shared<std::string>();
+    verbs
+        .add(&verbs.app, "checkin", "Check an object in again", "  keld checkin 000123/A\n",
+             [returned](Context& context) { return checkIn(context, *returned); })
+        ->add_option("OBJECT", *returned)
+        ->required();
+}
+
+}  // namespace keld

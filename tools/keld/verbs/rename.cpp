@@ -1,0 +1,243 @@
+// rename: a new id for an item with everything that carries it.
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+#include "platform/keld_qsktool.h"
+#include "platform/keld_se.h"
+#include "platform/mv_art.h"
+#include "platform/mv_ent.h"
+#include "platform/mv_err.h"
+#include "tools/keld/host/nearest.h"
+#include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/service.h"
+#include "tools/keld/host/system.h"
+#include "tools/keld/verbs/rename_objects.h"
+
+namespace keld {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kStatusNotAllowed = 919343;
+constexpr int kNotModifiable = 919342;
+constexpr int kTestPass = RENAME_REVISIONS | RENAME_ITEM;
+
+struct WantedRename {
+    std::string item, revision, to, to_revision;
+    std::optional<std::string> name, description;
+    bool test = false;
+};
+
+struct Run {
+    Outcome outcome;
+    std::vector<mervane::JournalEntry> journal;
+    bool tested = true;
+};
+
+tag_t findRevision(const Context& context, tag_t item, const std::string& id) {
+    tag_t revision = NULLTAG;
+    require(context, ART_find_revision(item, id.c_str(), &revision), "ART_find_revision");
+    if (revision != NULLTAG)
+        return revision;
+    std::vector<std::string> known;
+    for (tag_t each : listOf<tag_t>(
+             [&](int*count, tag_t**tags) { return ART_list_all_revs(item, count, tags); }))
+        known.push_back(display(each, "item_revision_id"));
+    throw CommandError("item " + context.label(item) + " has no revision '" + id + "'",
+                       nearest(id, known));
+}
+
+void needItem(const Context& context, tag_t item, const std::string& name) {
+    logical is_item = false;
+    require(context, KELD_isObjectOfClass(item, "Item", &is_item), "KELD_isObjectOfClass");
+    if (!is_item)
+        throw CommandError("'" + name + "' is no item; name the item, and a revision with --rev");
+}
+
+// A test pass of the extended service runs the registry's steps too: it would register the new id,
+// and the pass behind it would find the id taken.
+bool testPassRegisters() {
+    logical active = false, always = false;
+    (void)KELD_get_logical_pref(MV_preference_site, ART_REGISTRY_ACTIVE, &active, false);
+    (void)KELD_get_logical_pref(MV_preference_site, ART_REGISTRY_REGISTER_ON_CREATE, &always,
+                                false);
+    return active && always;
+}
+
+Run runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t revision,
+              const RenameIds& ids) {
+    Run run;
+    context.workbench().startJournal();
+    if (revision == NULLTAG) {
+        run.outcome = runService(context, findService("KELD_ReNameItem"),
+                                 {ids.new_item, ids.new_name, ids.new_description, item});
+    } else {
+        const Service& service = findService("KELD_ReNameItemExtended");
+        const auto pass = [&](int action) {
+            run.outcome = runService(context, service,
+                                     {ids.new_item, ids.new_revision, ids.new_name,
+                                      ids.new_description, item, revision, action});
+            return run.outcome.status == 0;
+        };
+        run.tested = !testPassRegisters();
+        if (!run.tested && !wanted.test)
+            context.note("no test pass: it would register the new id already; see it with --test");
+        if (!run.tested || pass(kTestPass))
+            (void)pass(kTestPass | RENAME_MODIFY);
+    }
+    run.journal = context.workbench().stopJournal();
+    return run;
+}
+
+// Why the library refuses an object; empty if the number says it all.
+std::string reasonFor(const Context& context, int status, tag_t object) {
+    if (object == NULLTAG)
+        return "";
+    const std::string latest = latestStatus(context, object);
+    if (status == kStatusNotAllowed)
+        return "its latest status is " + latest;
+    if (status != kNotModifiable)
+        return "";
+    if (checkedOut(object))
+        return "it is checked out";
+    const std::string site = display(object, "owning_site");
+    if (!site.empty())
+        return "the site " + site + " owns it";
+    return "the user may not write it" + (latest.empty() ? "" : ", its status is " + latest) +
+           ", or another session has locked it";
+}
+
+Json showRefusal(Context& context, const Run& run, tag_t item, std::string& text) {
+    const int status = run.outcome.status;
+    Refusal refusal = readRefusal(run.journal);
+    if (refusal.object == NULLTAG)
+        refusal.object = item;
+    const std::string label = context.label(refusal.object);
+    const std::string reason =
+        refusal.operation.empty() ? reasonFor(context, status, refusal.object) : "";
+    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
+    text += "  object " + label +
+            (label.starts_with("#") ? " " + display(refusal.object, "object_name") : "") +
+            (refusal.operation.empty() ? "" : ", in " + refusal.operation) +
+            (reason.empty() ? "" : ": " + reason) + "\n";
+    return {{"status", status},
+            {"text", context.workbench().messageText(status)},
+            {"object", label},
+            {"tag", refusal.object},
+            {"operation", refusal.operation.empty() ? Json() : Json(refusal.operation)},
+            {"reason", reason.empty() ? Json() : Json(reason)}};
+}
+
+Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
+    Json shown = Json::array();
+    Table table({"OBJECT", "TYPE", "ATTRIBUTE", "OLD", "NEW", ""});
+    for (const RenamedText& each : renamed) {
+        shown.push_back({{"object", each.object},
+                         {"type", each.type},
+                         {"tag", each.tag},
+                         {"attribute", each.attribute},
+                         {"old", each.before},
+                         {"new", each.after},
+                         {"cut_at", each.cut_at == 0 ? Json() : Json(each.cut_at)}});
+        table.add({each.object, each.type, each.attribute, each.before, each.after,
+                   each.cut_at == 0 ? "" : "cut at " + std::to_string(each.cut_at)});
+    }
+    text += table.empty() ? "nothing changed\n" : table.text();
+    return shown;
+}
+
+int rename(Context& context, const WantedRename& wanted) {
+    context.open();
+    needItem(context, context.object(wanted.item), wanted.item);
+    std::optional<PrivateCopy> copy;
+    if (wanted.test)
+        copy.emplace(context);
+    const tag_t item = context.object(wanted.item);
+    const tag_t revision =
+        wanted.revision.empty() ? NULLTAG : findRevision(context, item, wanted.revision);
+
+    ItemDescription present{};
+    char id[129] = "";
+    require(context, ENT_describe(item, &present), "ENT_describe");
+    require(context, ART_ask_id(item, id), "ART_ask_id");
+    RenameIds ids{id,
+                  wanted.to,
+                  "",
+                  "",
+                  wanted.name.value_or(present.name),
+                  wanted.description.value_or(present.description)};
+    if (revision != NULLTAG) {
+        ids.old_revision = wanted.revision;
+        ids.new_revision = wanted.to_revision.empty() ? wanted.revision : wanted.to_revision;
+    }
+    const std::vector<RenameTarget> targets = renameTargets(context, item);
+
+    const Run run = runRename(context, wanted, item, revision, ids);
+    const bool succeeded = run.outcome.succeeded();
+    std::string refused;
+    const Json refusal =
+        run.outcome.status == 0 ? Json() : showRefusal(context, run, item, refused);
+    for (const auto& entry : run.outcome.stack)
+        refused += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+    // A fresh session sees what was stored, not what was only set.
+    context.reopen(copy ? (pathOf(copy->directory()) / "keld.db").string() : context.storePath());
+
+    std::string text = wanted.test ? "test, nothing is changed; it would be:\n" : "";
+    context.document = {{"item", id},
+                        {"revision", revision == NULLTAG ? Json() : Json(ids.old_revision)},
+                        {"to", ids.new_item},
+                        {"to_revision", revision == NULLTAG ? Json() : Json(ids.new_revision)},
+                        {"name", ids.new_name},
+                        {"description", ids.new_description},
+                        {"test", wanted.test},
+                        {"test_pass", run.tested},
+                        {"succeeded", succeeded}};
+    context.document["renamed"] = showRenamed(renamedTexts(context, targets, ids), text);
+    const auto listed = [&](const char* key, const char* operation, const std::string& lead) {
+        const std::vector<std::string> texts = textsOfCalls(run.journal, operation);
+        context.document[key] = texts;
+        for (const std::string& each : texts)
+            text += lead + each + "\n";
+    };
+    listed("registered", "REG_register_item_id", "registered the id ");
+    listed("unregistered", "REG_unregister_item_id", "took out of the registry the id ");
+    listed("workflows", "FLOW_create_process", "started the workflow on ");
+    context.document["refusal"] = refusal;
+    context.document["outcome"] = asJson(context, run.outcome);
+    text += refused + problemText(run.outcome, "  log: ");
+    if (wanted.test)
+        context.document["outcome"]["log"] = nullptr;
+    else
+        text += "log in " + run.outcome.log + "\n";
+    context.print(text);
+    return succeeded ? kExitDone : kExitFailed;
+}
+
+}  // namespace
+
+void addRenameVerb(Verbs& verbs) {
+    auto wanted = std::make_shared<WantedRename>();
+    CLI::App* verb =
+        verbs.add(&verbs.app, "rename", "Give an item a new id, with everything that carries it",
+                  "  keld rename 000123 --to P-4711 --test     # what would be renamed\n"
+                  "  keld rename 000123 --to P-4711\n"
+                  "  keld rename 000123 --to P-4711 --name \"\"  # the new id is the name too\n"
+                  "  keld rename 000123 --rev A --to 000123 --to-rev 01\n",
+                  [wanted](Context& context) { return rename(context, *wanted); });
+    verb->add_option("ITEM", wanted->item)->required();
+    CLI::Option* revision =
+        verb->add_option("--rev", wanted->revision, "the revision that the rename is about");
+    verb->add_option("--to", wanted->to, "new item id")->required();
+    verb->add_option("--to-rev", wanted->to_revision, "new id of that revision")->needs(revision);
+    verb->add_option("--name", wanted->name, "new name; the present one if not given");
+    verb->add_option("--desc", wanted->description,
+                     "new description; the present one if not given");
+    verb->add_flag("--test,--dry-run", wanted->test,
+                   "run on a private copy of store and registry and show what would happen");
+}
+
+}  // namespace keld
