@@ -9,6 +9,7 @@
 // that ship to a server.
 
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <stdexcept>
@@ -19,6 +20,8 @@
 
 #include "platform/api.h"
 #include "platform/types.h"
+#include "workbench/run.h"
+#include "workbench/values.h"
 
 namespace mervane {
 
@@ -32,24 +35,6 @@ public:
 private:
     int status_;
 };
-
-// One value of an attribute. An attribute without a value has an empty list of values.
-struct Reference {
-    tag_t tag = NULLTAG;
-    bool operator==(const Reference&) const = default;
-};
-struct Date {
-    date_s date{};
-    bool operator==(const Date& o) const {
-        return date.year == o.date.year && date.month == o.date.month && date.day == o.date.day &&
-               date.hour == o.date.hour && date.minute == o.date.minute &&
-               date.second == o.date.second;
-    }
-};
-using Value = std::variant<std::string, std::int64_t, double, bool, Date, Reference>;
-using Values = std::vector<Value>;
-
-enum class Kind { String, Int, Double, Logical, Date, Reference };
 
 struct AttributeSpec {
     std::string name;
@@ -233,6 +218,32 @@ public:
     // Gives the stored files that are damaged; their contents are left out.
     virtual std::vector<CheckFinding> exportWorld(std::ostream& out) = 0;
     virtual ImportReport importStep(std::istream& in, const std::string& source_name) = 0;
+
+    // ---- runs ----
+    // Begin a run: what the session changes from now on belongs to it. Failure kBadValue if one is
+    // under way. BOM windows are the host's: what is set in their lines and not saved doesn't go
+    // back with a run.
+    virtual void beginRun(const RunOptions& options) = 0;
+    // End it. Every entry is told first, in order, while the session still sees what the run has
+    // made. A whole run stays if `keep`, else it goes back like a rehearsal: objects, files,
+    // check-outs, ids in the store's own registry, preferences, rights, and the locks that it took;
+    // the session's cache is dropped. The head has number 0 if no record of the run is stored: it
+    // changed nothing, went back, or the store records none.
+    virtual RunHead endRun(const RunOutcome& outcome, bool keep,
+                           const std::function<void(const RunEntry&)>& each) = 0;
+    virtual bool inRun() = 0;
+    // Records, newest first.
+    virtual std::vector<RunHead> runs(const RunQuery& query) = 0;
+    // Failure kBadValue if there is no such run.
+    virtual RunHead run(std::int64_t number) = 0;
+    virtual void readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) = 0;
+    // Take a run back, as a run of its own; all or nothing.
+    virtual UndoReport undoRun(std::int64_t number, const std::string& library) = 0;
+    // Drop the records of runs that ended before the moment, "2001-02-03" or with a time, and the
+    // files that they alone kept; their number.
+    virtual int pruneRuns(const std::string& before) = 0;
+    virtual bool recordsRuns() = 0;
+    virtual void recordRuns(bool on) = 0;
 
     // ---- the stream of a service call, the error stack, the heap ----
     virtual void sendArguments(std::vector<Argument> arguments) = 0;

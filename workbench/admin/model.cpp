@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "workbench/admin/bench.h"
+#include "workbench/run/recorder.h"
 #include "workbench/session/organisation.h"
 #include "workbench/session/rights.h"
 #include "workbench/session/workflows.h"
@@ -9,27 +10,40 @@
 
 namespace mervane {
 
+// Define something; a run records it.
+template <typename Steps>
+void Bench::define(const std::string& what, Steps&& steps) {
+    if (!now().recorder())
+        return steps();
+    Transaction transaction(now().store().connection());
+    steps();
+    now().recorder()->modelExtended(what);
+    transaction.commit();
+}
+
 tag_t Bench::defineClass(const std::string& name, const std::string& parent,
                          const std::vector<AttributeSpec>& attributes) {
-    now().store().addClass(name, parent.empty() ? "Instance" : parent, attributes);
+    define("the class " + name,
+           [&] { now().store().addClass(name, parent.empty() ? "Instance" : parent, attributes); });
     return now().model().findClass(name)->handle;
 }
 
 tag_t Bench::defineType(const std::string& name, const std::string& parent_type,
                         const std::vector<AttributeSpec>& attributes) {
-    now().store().addType(name, parent_type, attributes);
+    define("the type " + name, [&] { now().store().addType(name, parent_type, attributes); });
     return now().model().findType(name)->handle;
 }
 
 tag_t Bench::defineRelationType(const std::string& name) {
-    now().store().addRelationType(name);
+    define("the relation type " + name, [&] { now().store().addRelationType(name); });
     return now().model().findRelationType(name)->handle;
 }
 
 tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
                                const std::vector<std::string>& formats,
                                const std::vector<std::string>& reference_names) {
-    now().store().addDatasetType(name, "Dataset", tool, formats, reference_names);
+    define("the dataset type " + name,
+           [&] { now().store().addDatasetType(name, "Dataset", tool, formats, reference_names); });
     return now().model().findType(name)->handle;
 }
 
@@ -44,11 +58,11 @@ tag_t Bench::createUser(const std::string& id, const std::string& name, const st
 void Bench::setPreference(const std::string& name, const std::vector<std::string>& values) {
     if (name.empty())
         throw Failure(kBadValue, "a preference needs a name");
-    now().store().setPreference(name, values);
+    now().setPreference(name, &values);
 }
 
 void Bench::removePreference(const std::string& name) {
-    now().store().removePreference(name);
+    now().setPreference(name, nullptr);
 }
 
 std::vector<std::pair<std::string, std::vector<std::string>>> Bench::preferences() {
@@ -89,11 +103,11 @@ void checkRight(Session& session, const Right& right) {
 
 void Bench::addRight(const Right& right) {
     checkRight(now(), right);
-    now().store().addRight(right);
+    now().addRight(right);
 }
 
 void Bench::removeRight(const Right& right) {
-    now().store().removeRight(right);
+    now().removeRight(right);
 }
 
 std::vector<Right> Bench::rights() {

@@ -19,6 +19,10 @@ struct Watch {
     std::vector<Fault> faults;
     std::unordered_map<std::string, int> calls;  // of each operation, while faults are planned
     int all_calls = 0;
+    bool counting = false;
+    std::unordered_map<const char*, std::int64_t> counted;  // by the operation's own text
+    int depth = 0;
+    std::int64_t time = 0;  // nanoseconds in the outer calls
 
     Watch() {
         if (const char* path = std::getenv("MERVANE_JOURNAL"); path && *path) {
@@ -34,7 +38,7 @@ struct Watch {
             }
         }
     }
-    bool needed() const { return recording || file || !faults.empty(); }
+    bool needed() const { return recording || file || counting || !faults.empty(); }
 };
 
 Watch& watch() {
@@ -98,7 +102,67 @@ void setFaults(const std::vector<Fault>& faults) {
     watching = watch().needed();
 }
 
+bool startCounting() {
+    Watch& now = watch();
+    if (now.counting)
+        return false;
+    now.counted.clear();
+    now.time = 0;
+    now.depth = 0;
+    now.counting = true;
+    watching = true;
+    return true;
+}
+
+void stopCounting() {
+    watch().counting = false;
+    watching = watch().needed();
+}
+
+std::map<std::string, std::int64_t> countedCalls() {
+    std::map<std::string, std::int64_t> all;
+    for (const auto& [operation, count] : watch().counted)
+        all[operation] += count;
+    return all;
+}
+
+std::chrono::nanoseconds timeInCalls() {
+    return std::chrono::nanoseconds(watch().time);
+}
+
 namespace detail {
+
+bool journaling() {
+    return watch().recording || watch().file;
+}
+
+namespace {
+std::int64_t clockNow() {
+    return std::chrono::steady_clock::now().time_since_epoch().count();
+}
+}  // namespace
+
+Counted::Counted(const char* operation) noexcept : began_(-1) {
+    Watch& now = watch();
+    if (!now.counting)
+        return;
+    try {
+        ++now.counted[operation];
+    } catch (...) {
+        // No memory: one call less is told.
+    }
+    began_ = 0;
+    if (now.depth++ == 0)
+        began_ = clockNow();
+}
+
+Counted::~Counted() {
+    Watch& now = watch();
+    if (began_ < 0 || !now.counting)
+        return;
+    if (--now.depth == 0)
+        now.time += clockNow() - began_;
+}
 
 int plannedFault(const char* operation) {
     Watch& now = watch();

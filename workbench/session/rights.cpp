@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "workbench/run/recorder.h"
 #include "workbench/session/dates.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
@@ -136,8 +137,16 @@ void Session::checkOut(Object& object, const std::string& comment) {
     mayWrite();
     if (object.isNew())
         throw Failure(kBadValue, plainName(object) + " must be saved before it is checked out");
-    if (store_->addCheckOut({object.tag, user_, dateText(now()), comment}))
-        return;
+    {
+        Transaction transaction(store_->connection());
+        const Store::CheckOutRow row{object.tag, user_, dateText(now()), comment};
+        if (store_->addCheckOut(row)) {
+            if (recorder_)
+                recorder_->checkedOut(row.object, row.user, row.date, row.comment);
+            transaction.commit();
+            return;
+        }
+    }
     CheckOut by;
     if (checkedOut(object.tag, &by) && by.user != user_)
         throw Failure(kCheckedOut,
@@ -152,7 +161,11 @@ void Session::checkIn(Object& object) {
     if (by.user != user_ && !bypass_)
         throw Failure(kCheckedOut,
                       plainName(object) + " is checked out by user " + displayId(by.user));
+    Transaction transaction(store_->connection());
     store_->removeCheckOut(object.tag);
+    if (recorder_)
+        recorder_->checkedIn(object.tag, by.user, by.date, by.comment);
+    transaction.commit();
 }
 
 // ---- the session's user ----
