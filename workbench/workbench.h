@@ -98,6 +98,12 @@ struct Right {
     bool allowed = false;
 };
 
+struct CheckOutInfo {
+    std::string user;   // user id
+    std::string since;  // "2001-02-03 04:05:06"
+    std::string comment;
+};
+
 struct ImportReport {
     int items = 0, revisions = 0, occurrences = 0, objects = 0;
     int renamed_ids = 0;  // ids that were taken and got a suffix
@@ -194,6 +200,8 @@ public:
     virtual Values get(tag_t object, const std::string& attribute) = 0;
     virtual void checkOut(tag_t object, const std::string& comment) = 0;
     virtual void checkIn(tag_t object) = 0;
+    // Who has it; nothing if nobody has.
+    virtual std::optional<CheckOutInfo> checkOutOf(tag_t object) = 0;
 
     // Structures. The view and its revision are made with the first occurrence.
     virtual tag_t bomViewRevision(tag_t revision) = 0;
@@ -232,6 +240,10 @@ public:
     virtual RunHead endRun(const RunOutcome& outcome, bool keep,
                            const std::function<void(const RunEntry&)>& each) = 0;
     virtual bool inRun() = 0;
+    // The call under way is finished; every later one, and every change, fails with 710030 until
+    // the run has ended. Safe in a signal handler.
+    virtual void interrupt() noexcept = 0;
+    virtual bool interrupted() noexcept = 0;
     // Records, newest first.
     virtual std::vector<RunHead> runs(const RunQuery& query) = 0;
     // Failure kBadValue if there is no such run.

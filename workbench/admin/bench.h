@@ -74,6 +74,7 @@ public:
     Values get(tag_t object, const std::string& attribute) override;
     void checkOut(tag_t object, const std::string& comment) override;
     void checkIn(tag_t object) override;
+    std::optional<CheckOutInfo> checkOutOf(tag_t object) override;
 
     tag_t bomViewRevision(tag_t revision) override;
     tag_t addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,
@@ -98,6 +99,8 @@ public:
     RunHead endRun(const RunOutcome& outcome, bool keep,
                    const std::function<void(const RunEntry&)>& each) override;
     bool inRun() override;
+    void interrupt() noexcept override;
+    bool interrupted() noexcept override;
     std::vector<RunHead> runs(const RunQuery& query) override;
     RunHead run(std::int64_t number) override;
     void readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) override;

@@ -3,6 +3,7 @@
 
 #include "workbench/admin/bench.h"
 #include "workbench/run/undo.h"
+#include "workbench/session/journal.h"
 
 // Runs and their records.
 
@@ -24,6 +25,14 @@ RunHead Bench::endRun(const RunOutcome& outcome, bool keep,
 
 bool Bench::inRun() {
     return nowOpen().run != nullptr;
+}
+
+void Bench::interrupt() noexcept {
+    interruptCalls();
+}
+
+bool Bench::interrupted() noexcept {
+    return callsAreInterrupted();
 }
 
 std::vector<RunHead> Bench::runs(const RunQuery& query) {

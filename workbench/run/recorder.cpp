@@ -114,18 +114,22 @@ void Recorder::checkedIn(tag_t object, tag_t user, const std::string& date,
     checkOut(RunChange::CheckOutEnded, object, user, date, comment);
 }
 
-void Recorder::registered(const std::string& item_id) {
+void Recorder::idChanged(RunChange change, const std::string& item_id,
+                         const std::string& registry) {
     StoredEntry entry;
-    entry.change = RunChange::IdRegistered;
+    entry.change = change;
     entry.text = item_id;
+    if (!registry.empty())
+        entry.values.push_back({NULLTAG, {}, {registry}});
     add(std::move(entry));
 }
 
-void Recorder::takenOut(const std::string& item_id) {
-    StoredEntry entry;
-    entry.change = RunChange::IdTakenOut;
-    entry.text = item_id;
-    add(std::move(entry));
+void Recorder::registered(const std::string& item_id, const std::string& registry) {
+    idChanged(RunChange::IdRegistered, item_id, registry);
+}
+
+void Recorder::takenOut(const std::string& item_id, const std::string& registry) {
+    idChanged(RunChange::IdTakenOut, item_id, registry);
 }
 
 void Recorder::preference(const std::string& name, const std::vector<std::string>* before,

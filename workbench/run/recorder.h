@@ -34,15 +34,14 @@ public:
 
     void checkedOut(tag_t object, tag_t user, const std::string& date, const std::string& comment);
     void checkedIn(tag_t object, tag_t user, const std::string& date, const std::string& comment);
-    void registered(const std::string& item_id);
-    void takenOut(const std::string& item_id);
+    // `registry`: path of a shared one, which is outside the store; empty: the store's own.
+    void registered(const std::string& item_id, const std::string& registry = "");
+    void takenOut(const std::string& item_id, const std::string& registry = "");
     // Null: the preference isn't there.
     void preference(const std::string& name, const std::vector<std::string>* before,
                     const std::vector<std::string>* after);
     void right(RunChange change, const Right& right, std::int64_t position);
     void modelExtended(const std::string& what);
-    // What was changed outside the store, and doesn't go back with the run.
-    void outside(const std::string& what) { head_.outcome.notes.push_back(what); }
 
     // The number under which entries are stored; 0: none is.
     std::int64_t number();
@@ -58,6 +57,7 @@ private:
     RunTables tables_;
     std::int64_t position_ = 0;
 
+    void idChanged(RunChange change, const std::string& item_id, const std::string& registry);
     void checkOut(RunChange change, tag_t object, tag_t user, const std::string& date,
                   const std::string& comment);
 };

@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "workbench/run/recorder.h"
+#include "workbench/session/journal.h"
 #include "workbench/store/sha256.h"
 #include "workbench/store/store.h"
 #include "workbench/store/system.h"
@@ -89,6 +90,7 @@ Run::~Run() {
 // A whole run goes back; as the server, what is stored stays.
 void Run::giveUp() {
     open_ = false;
+    letCallsGoOn();
     try {
         if (way_ != RunWay::AsServer) {
             session_.rollbackBatch();
@@ -105,6 +107,7 @@ void Run::giveUp() {
 
 RunHead Run::end(const RunOutcome& outcome, bool keep,
                  const std::function<void(const RunEntry&)>& each) {
+    letCallsGoOn();
     if (way_ == RunWay::Rehearsal)
         keep = false;
     Recorder& recorder = *session_.recorder();

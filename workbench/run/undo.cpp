@@ -66,6 +66,17 @@ Effects effectsOf(RunTables& tables, std::int64_t number) {
             case RunChange::ModelExtended:
                 effects.not_undone.push_back("the store keeps " + entry.text);
                 break;
+            case RunChange::IdRegistered:
+            case RunChange::IdTakenOut:
+                if (!entry.values.empty()) {
+                    effects.not_undone.push_back(
+                        "the id " + entry.text +
+                        (entry.change == RunChange::IdRegistered ? " stays registered in "
+                                                                 : " stays taken out of ") +
+                        std::get<std::string>(entry.values.front().after.at(0)));
+                    break;
+                }
+                [[fallthrough]];
             default:
                 effects.others.insert(effects.others.begin(), std::move(entry));
         }

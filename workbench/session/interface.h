@@ -3,6 +3,7 @@
 // What every function of the interface is made with: one wrapper that records the call, asks the
 // fault plan, converts failures into statuses and puts them on the error stack.
 
+#include <atomic>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -20,10 +21,10 @@ std::string shown(date_s date);
 
 // True while a journal is kept, a fault planned or a run counted: the one flag that is tested when
 // all are off.
-extern bool watching;
+extern std::atomic<bool> watching;
 
 namespace detail {
-// Status of the fault planned for this call; 0: none.
+// Status of the fault planned for this call, or kInterrupted; 0: none.
 int plannedFault(const char* operation);
 bool journaling();
 // A call that is counted, with its time.
@@ -73,13 +74,14 @@ int run(const char* operation, Body& body) noexcept {
 //   }
 template <typename Body, typename... Args>
 int call(const char* operation, Body&& body, const Args&... args) noexcept {
-    if (!watching)
+    if (!watching.load(std::memory_order_relaxed))
         return detail::run(operation, body);
     const detail::Counted counted(operation);
     if (int fault = detail::plannedFault(operation)) {
         if (detail::journaling())
             detail::journal(operation, detail::show(args...), fault);
-        return detail::failed(operation, fault, "planned failure");
+        return detail::failed(operation, fault,
+                              fault == kInterrupted ? "no further call" : "planned failure");
     }
     const int status = detail::run(operation, body);
     if (detail::journaling())

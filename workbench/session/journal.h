@@ -23,6 +23,11 @@ void setFaults(const std::vector<Fault>& faults);
 // Failure kBadValue for a text that is no plan.
 std::vector<Fault> faultsFromText(const std::string& text);
 
+// From now on every call fails with kInterrupted, until calls go on. Safe in a signal handler.
+void interruptCalls() noexcept;
+void letCallsGoOn() noexcept;
+bool callsAreInterrupted() noexcept;
+
 // Count the calls of each operation and the time in them; false: that is done already.
 bool startCounting();
 void stopCounting();

@@ -6,6 +6,7 @@
 
 #include "workbench/run/recorder.h"
 #include "workbench/session/bom_window.h"
+#include "workbench/session/journal.h"
 #include "workbench/store/store.h"
 #include "workbench/store/system.h"
 
@@ -311,6 +312,8 @@ void Session::lock(Object& object) {
 // ---- batches ----
 
 void Session::mayWrite() const {
+    if (callsAreInterrupted())
+        throw Failure(kInterrupted, "no further change");
     store_->mayWrite(this);
 }
 

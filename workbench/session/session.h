@@ -216,6 +216,8 @@ private:
     void mayWrite() const;
     void findKnown();
     void openAs(const SessionOptions& options);
+    template <typename Change>
+    void changeRegistry(Change&& change);
     void takeLock(tag_t tag, const Object* object);
     void giveLock(tag_t tag) noexcept;
     void readInto(Object& object);

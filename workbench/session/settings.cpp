@@ -44,44 +44,40 @@ void Session::removeRight(const Right& right) {
 
 // A shared registry is outside of the store: it has no part in a rehearsal, and nothing of it goes
 // back with a run.
+template <typename Change>
+void Session::changeRegistry(Change&& change) {
+    const std::string shared = store_->registryPath();
+    const bool own = shared.empty();
+    if (!own && !recorder_)
+        return change(shared, true);
+    mayWrite();
+    Transaction transaction(store_->connection());
+    change(shared, own || recorder_->head().way != RunWay::Rehearsal);
+    transaction.commit();
+}
+
 void Session::registerId(const std::string& item_id) {
     Registry registry = store_->registry();
     if (registry.has(item_id))
         throw Failure(kDuplicateId, "the item id " + item_id + " is registered already");
-    const bool own = store_->registryPath().empty();
-    if (own)
-        mayWrite();
-    if (recorder_ && !own) {
-        if (recorder_->head().way != RunWay::Rehearsal)
+    changeRegistry([&](const std::string& shared, bool in_earnest) {
+        if (in_earnest)
             registry.add(item_id);
-        recorder_->outside("id " + item_id + " registered in " + store_->registryPath());
-        return;
-    }
-    Transaction transaction(store_->connection());
-    registry.add(item_id);
-    if (recorder_)
-        recorder_->registered(item_id);
-    transaction.commit();
+        if (recorder_)
+            recorder_->registered(item_id, shared);
+    });
 }
 
 void Session::takeOutId(const std::string& item_id) {
     Registry registry = store_->registry();
     if (!registry.has(item_id))
         throw Failure(kBadValue, "the item id " + item_id + " is not registered");
-    const bool own = store_->registryPath().empty();
-    if (own)
-        mayWrite();
-    if (recorder_ && !own) {
-        if (recorder_->head().way != RunWay::Rehearsal)
+    changeRegistry([&](const std::string& shared, bool in_earnest) {
+        if (in_earnest)
             registry.remove(item_id);
-        recorder_->outside("id " + item_id + " taken out of " + store_->registryPath());
-        return;
-    }
-    Transaction transaction(store_->connection());
-    registry.remove(item_id);
-    if (recorder_)
-        recorder_->takenOut(item_id);
-    transaction.commit();
+        if (recorder_)
+            recorder_->takenOut(item_id, shared);
+    });
 }
 
 }  // namespace mervane
