@@ -136,8 +136,13 @@ void Session::checkOut(Object& object, const std::string& comment) {
     mayWrite();
     if (object.isNew())
         throw Failure(kBadValue, plainName(object) + " must be saved before it is checked out");
-    if (store_->addCheckOut({object.tag, user_, dateText(now()), comment}))
-        return;
+    {
+        Transaction transaction(store_->connection());
+        if (!store_->exists(object.tag))
+            leaveGone(object);
+        if (store_->addCheckOut({object.tag, user_, dateText(now()), comment}))
+            return transaction.commit();
+    }
     CheckOut by;
     if (checkedOut(object.tag, &by) && by.user != user_)
         throw Failure(kCheckedOut,
