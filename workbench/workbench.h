@@ -9,6 +9,7 @@
 // that ship to a server.
 
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <stdexcept>
@@ -217,6 +218,10 @@ public:
     virtual tag_t openBomWindow(tag_t revision) = 0;  // the top line
     virtual void saveBomWindow(tag_t line) = 0;       // any line of the window
     virtual void closeBomWindow(tag_t line) = 0;
+
+    // Several steps as one transaction: all of them are stored, or, if one throws, none, and the
+    // session forgets its unsaved values and the locks taken since. Not one inside another.
+    virtual void asOne(const std::function<void()>& steps) = 0;
 
     // Looking around.
     virtual std::vector<Found> find(const FindQuery& query) = 0;

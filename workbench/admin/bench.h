@@ -81,6 +81,8 @@ public:
     void saveBomWindow(tag_t line) override;
     void closeBomWindow(tag_t line) override;
 
+    void asOne(const std::function<void()>& steps) override;
+
     std::vector<Found> find(const FindQuery& query) override;
     tag_t resolve(const std::string& name) override;
     Found describe(tag_t object) override;

@@ -148,6 +148,20 @@ void Bench::checkIn(tag_t object) {
     now().checkIn(now().object(object));
 }
 
+void Bench::asOne(const std::function<void()>& steps) {
+    Session& session = now();
+    const std::unordered_set<tag_t> held = session.locksHeld();
+    session.beginBatch();
+    try {
+        steps();
+        session.commitBatch();
+    } catch (...) {
+        session.rollbackBatch();
+        session.keepLocks(held);
+        throw;
+    }
+}
+
 // ---- structures ----
 
 tag_t Bench::bomViewRevision(tag_t revision) {
