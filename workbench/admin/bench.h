@@ -36,9 +36,11 @@ public:
                             const std::vector<std::string>& formats,
                             const std::vector<std::string>& reference_names) override;
 
+    void needAdministrator(const std::string& what) override;
     tag_t createGroup(const std::string& name, const std::string& parent) override;
     tag_t createUser(const std::string& id, const std::string& name,
                      const std::string& group) override;
+    void addToGroup(const std::string& user, const std::string& group) override;
     void setPreference(const std::string& name, const std::vector<std::string>& values) override;
     void removePreference(const std::string& name) override;
     std::vector<std::pair<std::string, std::vector<std::string>>> preferences() override;
@@ -73,6 +75,7 @@ public:
     Values get(tag_t object, const std::string& attribute) override;
     void checkOut(tag_t object, const std::string& comment) override;
     void checkIn(tag_t object) override;
+    void needRead(tag_t object) override;
 
     tag_t bomViewRevision(tag_t revision) override;
     tag_t addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,

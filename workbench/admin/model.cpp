@@ -33,21 +33,34 @@ tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
     return now().model().findType(name)->handle;
 }
 
+void Bench::needAdministrator(const std::string& what) {
+    now().needAdministrator(what.c_str());
+}
+
 tag_t Bench::createGroup(const std::string& name, const std::string& parent) {
+    now().needAdministrator("make groups");
     return mervane::createGroup(now(), name, parent);
 }
 
 tag_t Bench::createUser(const std::string& id, const std::string& name, const std::string& group) {
+    now().needAdministrator("make users");
     return mervane::createUser(now(), id, name, group);
+}
+
+void Bench::addToGroup(const std::string& user, const std::string& group) {
+    now().needAdministrator("add users to groups");
+    mervane::addToGroup(now(), user, group);
 }
 
 void Bench::setPreference(const std::string& name, const std::vector<std::string>& values) {
     if (name.empty())
         throw Failure(kBadValue, "a preference needs a name");
+    now().needAdministrator("set preferences");
     now().store().setPreference(name, values);
 }
 
 void Bench::removePreference(const std::string& name) {
+    now().needAdministrator("remove preferences");
     now().store().removePreference(name);
 }
 
@@ -89,10 +102,12 @@ void checkRight(Session& session, const Right& right) {
 
 void Bench::addRight(const Right& right) {
     checkRight(now(), right);
+    now().needAdministrator("give rights");
     now().store().addRight(right);
 }
 
 void Bench::removeRight(const Right& right) {
+    now().needAdministrator("take rights away");
     now().store().removeRight(right);
 }
 

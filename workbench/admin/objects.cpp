@@ -148,6 +148,12 @@ void Bench::checkIn(tag_t object) {
     now().checkIn(now().object(object));
 }
 
+void Bench::needRead(tag_t object) {
+    Object& asked = now().object(object);
+    if (!now().allowed(asked, "READ"))
+        throw Failure(kNotAllowed, "user " + now().userId() + " may not READ " + plainName(asked));
+}
+
 void Bench::asOne(const std::function<void()>& steps) {
     Session& session = now();
     const std::unordered_set<tag_t> held = session.locksHeld();

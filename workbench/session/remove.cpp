@@ -63,6 +63,7 @@ void Session::remove(Object& object) {
     mayWrite();
     if (!bypass_ && !object.isNew() && !allowed(object, "DELETE"))
         throw Failure(kNotAllowed, "user " + userId() + " may not DELETE " + plainName(object));
+    needRightsFor(object);
     // From here on nobody stores a reference to what goes.
     Transaction transaction(store_->connection());
     if (!object.isNew() && !store_->exists(object.tag))
@@ -149,7 +150,7 @@ void Session::erase(std::span<const tag_t> tags) {
     {
         Transaction transaction(store_->connection());
         for (const tag_t tag : tags)
-            living(tag);
+            needRightsFor(living(tag));
         for (const tag_t tag : tags)
             if (const auto owner = store_->locks().owner(tag);
                 owner && owner->session != lock_session_)

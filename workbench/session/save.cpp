@@ -143,6 +143,7 @@ void Session::save(std::span<Object* const> objects) {
                 throw Failure(kLockedByOther, plainName(object) + " is locked by user " +
                                                   owner->user + ", process " +
                                                   std::to_string(owner->process));
+        needRightsFor(object);
         object.saving = true;
         saving_.push_back(&object);
     };

@@ -138,6 +138,10 @@ public:
     void setBypass(bool on) { bypass_ = on; }
     bool bypass() const { return bypass_; }
     bool allowed(Object& object, const std::string& privilege);
+    // Whether the session works in the administrators' group.
+    bool administrator();
+    // Failure kNotAllowed if it doesn't: "user u may not WHAT".
+    void needAdministrator(const char* what);
     bool modifiable(Object& object);
     struct CheckOut {
         tag_t object = NULLTAG, user = NULLTAG;
@@ -172,7 +176,8 @@ private:
 
     // Places of the attributes that every workspace object has.
     struct Known {
-        const Class *workspace, *item, *revision, *file, *relation;
+        const Class *workspace, *item, *revision, *file, *relation, *user_class, *group_class,
+            *member;
         std::size_t name, user, group, created, modified, modified_by;
     };
 
@@ -205,6 +210,7 @@ private:
     void checkTargets(const Object& object, const Attribute& attribute, const Values& values);
     void stamp(Object& object);
     void storeObject(Object& object);
+    void needRightsFor(const Object& object);
     void checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known);
     void checkIds(Object& object);
     void storeField(Object& object, std::size_t place);

@@ -140,6 +140,10 @@ std::vector<LogLine> LogWatch::lines() const {
     if (path_.empty())
         return found;
     (void)KELD_GetLogFilePath();
+    // A device or a pipe may never end.
+    std::error_code unknown;
+    if (!fs::is_regular_file(pathOf(path_), unknown))
+        return found;
     std::ifstream in(pathOf(path_), std::ios::binary);
     std::error_code failure;
     const auto size = fs::file_size(pathOf(path_), failure);
@@ -269,6 +273,21 @@ std::string problemText(const Outcome& outcome, const std::string& lead) {
     return text;
 }
 
+namespace {
+
+// A private copy is set up as its administrator, whoever works on it.
+template <typename Steps>
+void asAdministrator(const Context& context, Steps&& steps) {
+    mervane::Workbench& workbench = context.workbench();
+    const auto before = workbench.currentSession();
+    const auto own = workbench.openSession(context.store(), {"", "dba"});
+    steps();
+    workbench.closeSession(own);
+    workbench.selectSession(before);
+}
+
+}  // namespace
+
 PrivateCopy::PrivateCopy(Context& context) : context_(context) {
     directory_ = makeTemporaryDirectory("keld-dry-run");
     try {
@@ -286,7 +305,7 @@ PrivateCopy::PrivateCopy(Context& context) : context_(context) {
         setEnvironment("MV_TMP_DIR", directory_);
         context.reopen(store);
         if (!registry.empty())
-            context.workbench().useRegistry(registry);
+            asAdministrator(context, [&] { context.workbench().useRegistry(registry); });
     } catch (...) {
         std::error_code ignored;
         fs::remove_all(pathOf(directory_), ignored);
@@ -309,7 +328,8 @@ Redirected redirectBackups(Context& context, const PrivateCopy& copy) {
         if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
             const fs::path directory = pathOf(copy.directory()) / "backup";
             fs::create_directory(directory);
-            context.workbench().setPreference(name, {directory.string()});
+            asAdministrator(context,
+                            [&] { context.workbench().setPreference(name, {directory.string()}); });
             return {values.front(), directory.string()};
         }
     return {};
