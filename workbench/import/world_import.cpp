@@ -171,9 +171,10 @@ void WorldImport::registerShared() {
     if (shared_ids_.empty())
         return;
     try {
-        Registry registry = store().registry();
-        for (const std::string& id : shared_ids_)
-            registry.add(id);
+        store().changeRegistry([&](Registry& registry) {
+            for (const std::string& id : shared_ids_)
+                registry.add(id);
+        });
     } catch (const Failure& failure) {
         report_.notes.push_back("registered_ids: not registered, " + std::string(failure.what()));
     }

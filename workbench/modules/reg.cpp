@@ -38,10 +38,11 @@ int REG_register_item_id(const char* itemId, int siteId) {
         "REG_register_item_id",
         [&] {
             const std::string id = checkedId(itemId);
-            Registry registry = currentSession().store().registry();
-            if (registry.has(id))
-                throw Failure(kDuplicateId, "the item id " + id + " is registered already");
-            registry.add(id);
+            currentSession().store().changeRegistry([&](Registry& registry) {
+                if (registry.has(id))
+                    throw Failure(kDuplicateId, "the item id " + id + " is registered already");
+                registry.add(id);
+            });
         },
         itemId, siteId);
 }
@@ -51,10 +52,11 @@ int REG_unregister_item_id(const char* itemId, int siteId) {
         "REG_unregister_item_id",
         [&] {
             const std::string id = checkedId(itemId);
-            Registry registry = currentSession().store().registry();
-            if (!registry.has(id))
-                throw Failure(kBadValue, "the item id " + id + " is not registered");
-            registry.remove(id);
+            currentSession().store().changeRegistry([&](Registry& registry) {
+                if (!registry.has(id))
+                    throw Failure(kBadValue, "the item id " + id + " is not registered");
+                registry.remove(id);
+            });
         },
         itemId, siteId);
 }
