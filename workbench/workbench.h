@@ -131,7 +131,8 @@ public:
     virtual std::vector<CheckFinding> backup(StoreId store, const std::string& path) = 0;
 
     // ---- sessions ----
-    // Open a session; it becomes the current one.
+    // Open a session; it becomes the current one. Failure kNotAllowed for a group of which the user
+    // is no member.
     virtual SessionId openSession(StoreId store, const SessionOptions& options) = 0;
     virtual void selectSession(SessionId session) = 0;
     virtual SessionId currentSession() const = 0;
@@ -150,10 +151,15 @@ public:
                                     const std::vector<std::string>& formats,
                                     const std::vector<std::string>& reference_names) = 0;
 
+    // Users, groups, preferences, rights and the registry are changed by members of the group
+    // "dba", who work in it: Failure kNotAllowed for others, also of an import that has any of
+    // these.
+    virtual void needAdministrator(const std::string& what) = 0;
     // Organisation. A user gets a person; the group must exist.
     virtual tag_t createGroup(const std::string& name, const std::string& parent) = 0;
     virtual tag_t createUser(const std::string& id, const std::string& name,
                              const std::string& group) = 0;
+    virtual void addToGroup(const std::string& user, const std::string& group) = 0;
     virtual void setPreference(const std::string& name, const std::vector<std::string>& values) = 0;
     virtual void removePreference(const std::string& name) = 0;
     virtual std::vector<std::pair<std::string, std::vector<std::string>>> preferences() = 0;
@@ -198,10 +204,16 @@ public:
     // Set attributes of a stored object outright and store them: no lock, no rights.
     virtual void set(tag_t object, const std::string& attribute, const Values& values) = 0;
     virtual Values get(tag_t object, const std::string& attribute) = 0;
+    // Failure kNotAllowed without the right to WRITE the object, kCheckedOut if another user has
+    // it.
     virtual void checkOut(tag_t object, const std::string& comment) = 0;
+    // That of another user needs the right END_CHECKOUT, else Failure kCheckedOut.
     virtual void checkIn(tag_t object) = 0;
     // Who has it; nothing if nobody has.
     virtual std::optional<CheckOutInfo> checkOutOf(tag_t object) = 0;
+    // Failure kNotAllowed if the user may not READ the object. What shows contents to people asks;
+    // the platform's functions don't.
+    virtual void needRead(tag_t object) = 0;
 
     // Structures. The view and its revision are made with the first occurrence.
     virtual tag_t bomViewRevision(tag_t revision) = 0;
@@ -210,6 +222,10 @@ public:
     virtual tag_t openBomWindow(tag_t revision) = 0;  // the top line
     virtual void saveBomWindow(tag_t line) = 0;       // any line of the window
     virtual void closeBomWindow(tag_t line) = 0;
+
+    // Several steps as one transaction: all of them are stored, or, if one throws, none, and the
+    // session forgets its unsaved values and the locks taken since. Not one inside another.
+    virtual void asOne(const std::function<void()>& steps) = 0;
 
     // Looking around.
     virtual std::vector<Found> find(const FindQuery& query) = 0;
@@ -223,7 +239,8 @@ public:
 
     // Import and export; an import is all or nothing.
     virtual ImportReport importWorld(std::istream& in, const std::string& source_name) = 0;
-    // Gives the stored files that are damaged; their contents are left out.
+    // Gives the stored files that are damaged, whose contents are left out, and how many objects
+    // are left out since the user may not READ them; references to these lead nowhere.
     virtual std::vector<CheckFinding> exportWorld(std::ostream& out) = 0;
     virtual ImportReport importStep(std::istream& in, const std::string& source_name) = 0;
 

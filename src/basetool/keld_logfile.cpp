@@ -81,10 +81,20 @@ void CKELD_LogFile::Write(const char* pLines, std::size_t uiSize) {
         return;
     // What a full disk has cut stays a line of its own.
     if (m_bHalfLine && m_file.Write("\n", 1) == 0)
-        return;
+        return TellOfDropped();
     m_bHalfLine = false;
     const std::size_t uiWritten = m_file.Write(pLines, uiSize);
     m_bHalfLine = uiWritten > 0 && pLines[uiWritten - 1] != '\n';
+    if (uiWritten < uiSize)
+        TellOfDropped();
+}
+
+// Once: the reason lasts, or it has passed with the lines it took.
+void CKELD_LogFile::TellOfDropped() {
+    if (!m_bDroppedTold)
+        std::fprintf(stderr, "KELD: the log file %s can't be written, log lines are dropped\n",
+                     Path());
+    m_bDroppedTold = true;
 }
 
 void CKELD_LogFile::RotateIfTooLarge() {

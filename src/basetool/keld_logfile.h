@@ -14,18 +14,21 @@ public:
     // Throws without memory; the next call tries again.
     [[nodiscard]] bool Open();
     // Write whole lines in one piece, so that processes can share the file. What can't be written
-    // is dropped. Throws without memory to begin the file anew, before anything is written.
+    // is dropped, which a note on standard error tells the first time. Throws without memory to
+    // begin the file anew, before anything is written.
     void Write(const char* pLines, std::size_t uiSize);
     // Null before Open.
     const char* Path() const { return m_pPath != nullptr ? m_pPath->c_str() : nullptr; }
 
 private:
     bool OpenFile();
+    void TellOfDropped();
     void RotateIfTooLarge();
     void MoveAside(const keld_os::FileState& own);
 
-    bool m_bTried = false;           // to open it
-    bool m_bHalfLine = false;        // the last write ended within a line
+    bool m_bTried = false;     // to open it
+    bool m_bHalfLine = false;  // the last write ended within a line
+    bool m_bDroppedTold = false;
     std::int64_t m_llLimit = 0;      // bytes, 0: none
     std::string* m_pPath = nullptr;  // kept to the end of the process: callers hold the pointer
     std::string* m_pOlderPath = nullptr;

@@ -55,7 +55,8 @@ MV_API int ART_set_rev_id(tag_t revision, const char* newId);
 
 // A new item of the class with its first revision and the master forms of both. Nothing is stored
 // before the item is saved, which stores all of them. Null or empty: the id is the next free
-// number, the name is the id, the revision id is "A".
+// number, the name is the id, the revision id is "A". The revision can't be saved before the item,
+// and is gone when an item that was never saved is unloaded.
 // Returns: 0; a failing status for a class that is unknown or none of items, an id that is taken,
 // or a text of more than 128 bytes. Nothing is made then.
 MV_API int ART_create_item(const char* itemId, const char* name, const char* className,

@@ -14,38 +14,48 @@ extern "C" {
 MV_API int OBJ_load(tag_t object);
 
 // Drop the object from the session: unsaved values are lost and this session's lock is given up. An
-// object that was never saved is gone.
+// object that was never saved is gone, and with it what would have been stored along with it (the
+// first revision of an item, the master forms, a dataset's anchor).
 // Returns: 0; a failing status for an unknown object.
 MV_API int OBJ_unload(tag_t object);
 
 // Take the modify lock without reading anew. A lock that this session holds already is no failure
 // and is not counted: one release gives it up.
 // Returns: 0; a failing status if another session holds the lock (the text names it), if the stored
-// state has changed since it was read, or for an unknown object.
-// Leaves locked: the object, on success.
+// state has changed since it was read, without the right to WRITE (unless the bypass is on), while
+// another user has it checked out, or for an unknown object, also one that another session deleted
+// since it was read: the session drops it then.
+// Leaves locked: the object, on success; on a failure what was locked before.
 MV_API int OBJ_lock(tag_t object);
 
 // Read the stored state anew; values that were set and not saved are lost. `lock` true (also
 // DBO_modify_lock) takes the modify lock first, false (DBO_no_lock) gives it up. An object that was
 // never saved keeps its values.
-// Returns: 0; a failing status for an unknown object or, with `lock`, if another session holds the
-// lock: values then stay as they were.
+// Returns: 0; a failing status for an unknown object, also one that another session deleted, which
+// the session drops, or, with `lock`, if another session holds the lock, without the right to WRITE
+// (unless the bypass is on), or while another user has it checked out: values then stay as they
+// were.
 // Leaves locked: the object, if `lock` is true and the status 0.
 MV_API int OBJ_refresh(tag_t object, logical lock);
 
 // Store the values that were set, in one transaction; the lock stays. A new item is stored with its
 // first revision and the master forms of both. Takes every stored instance, relations and files
 // included; a BOM line needs no save.
-// Returns: 0; a failing status if the stored state was changed by another session meanwhile or the
-// store can't be written. Nothing is stored then and the unsaved values stay.
+// What a new reference leads to must be stored, or be stored by the same call: so the target is
+// saved first, or with its referrer by DBO_save_instances. References that were stored before may
+// lead to what is gone since. Returns: 0; a failing status if the stored state was changed or
+// deleted by another session meanwhile, for a new reference to what isn't saved or is gone, for an
+// id that another object has taken, or if the store can't be written. Nothing is stored then and
+// the unsaved values stay.
 MV_API int OBJ_save(tag_t object);
 
 // Delete the object with its own parts (an item's revisions, views and master forms; a dataset's
 // versions and files; a process's tasks) and the relations in which it is the primary. No lock is
 // needed.
 // Returns: 0; a failing status while anything else refers to it (the text names the referrer), if
-// another session holds a lock on it, for a BOM line and for an unknown object. Nothing is deleted
-// then.
+// another session holds a lock on it or on one of its parts, without the right to DELETE it (unless
+// the bypass is on), while another user has it or one of its parts checked out, for a BOM line and
+// for an unknown object, also one that another session deleted. Nothing is deleted then.
 MV_API int OBJ_delete(tag_t object);
 
 // May this user change the object now: privileges (left out while the bypass is on), other users'

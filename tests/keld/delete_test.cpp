@@ -149,6 +149,20 @@ TEST_F(Delete, WhatAnotherUserHasCheckedOutIsNotDeleted) {
     EXPECT_TRUE(exists("000300/A:model"));
 }
 
+TEST_F(Delete, WhatMayNotBeDeletedKeepsItsRelationsAndItsPlaceInFolders) {
+    writeFile(path("rights.json"), R"({ "world": 1, "rights": [{ "subject_kind": "all",
+        "scope_kind": "type", "scope": "Text", "privilege": "DELETE", "allowed": false }] })");
+    done({"load", path("rights.json").string()});
+    const Result result =
+        keld({"delete-check", "000300/A:notes", "000300/A:model", "--then-delete", "--json"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(row(result.json(), 0)["answer"], "not deleted");
+    EXPECT_THAT(row(result.json(), 0)["reason"].get<std::string>(), HasSubstr("may not DELETE"));
+    EXPECT_EQ(row(result.json(), 1)["answer"], "deleted");
+    EXPECT_TRUE(exists("000300/A:notes")) << "found through its relation";
+    EXPECT_EQ(done({"tree", folder("Letters"), "--json"}).json()["children"].size(), 1u);
+}
+
 TEST_F(Delete, AnOlderVersionIsNeverDeleted) {
     const auto versions = done({"show", "000300/A:notes", "--json"}).json();
     const std::string latest = "#" + std::to_string(versions["tag"].get<unsigned>());

@@ -40,9 +40,9 @@ protected:
 };
 ON_BOTH_STORES(Rights);
 
-TEST_P(Rights, KnownPrivilegesAreAllowedUnlessDenied) {
+TEST_P(Rights, KnownPrivilegesAreAllowedUnlessDeniedButForOne) {
     for (const std::string& name : bench().privilegeNames())
-        EXPECT_TRUE(allowed(item_, name.c_str())) << name;
+        EXPECT_EQ(allowed(item_, name.c_str()), name != "END_CHECKOUT") << name;
 }
 
 TEST_P(Rights, AnUnknownPrivilegeFailsAndTheTextNamesTheKnownOnes) {

@@ -179,6 +179,7 @@ int guarded(int argc, char** argv) {
 
 // NOLINTNEXTLINE(bugprone-exception-escape): a failure to tell of a failure ends the program.
 int main(int argc, char** argv) {
+    keld::failBeyondTheFileSizeLimit();
     std::vector<std::string> words = keld::programArguments(argc, argv);
     std::vector<char*> pointers;
     for (std::string& word : words)

@@ -37,9 +37,11 @@ public:
                             const std::vector<std::string>& formats,
                             const std::vector<std::string>& reference_names) override;
 
+    void needAdministrator(const std::string& what) override;
     tag_t createGroup(const std::string& name, const std::string& parent) override;
     tag_t createUser(const std::string& id, const std::string& name,
                      const std::string& group) override;
+    void addToGroup(const std::string& user, const std::string& group) override;
     void setPreference(const std::string& name, const std::vector<std::string>& values) override;
     void removePreference(const std::string& name) override;
     std::vector<std::pair<std::string, std::vector<std::string>>> preferences() override;
@@ -75,6 +77,7 @@ public:
     void checkOut(tag_t object, const std::string& comment) override;
     void checkIn(tag_t object) override;
     std::optional<CheckOutInfo> checkOutOf(tag_t object) override;
+    void needRead(tag_t object) override;
 
     tag_t bomViewRevision(tag_t revision) override;
     tag_t addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,
@@ -82,6 +85,8 @@ public:
     tag_t openBomWindow(tag_t revision) override;
     void saveBomWindow(tag_t line) override;
     void closeBomWindow(tag_t line) override;
+
+    void asOne(const std::function<void()>& steps) override;
 
     std::vector<Found> find(const FindQuery& query) override;
     tag_t resolve(const std::string& name) override;
@@ -138,6 +143,7 @@ private:
     Store& storeOf(StoreId store);
     Session& now();  // the current session
     OpenSession& nowOpen();
+    void needAdministratorUnlessRehearsed(const std::string& what);
     template <typename Steps>
     void define(const std::string& what, Steps&& steps);
     std::vector<Store::Hit> hitsByName(const Type& wanted, const std::string& text);

@@ -47,21 +47,40 @@ tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
     return now().model().findType(name)->handle;
 }
 
+// What a rehearsal sets goes back, whoever rehearses.
+void Bench::needAdministratorUnlessRehearsed(const std::string& what) {
+    if (!now().rehearses())
+        needAdministrator(what);
+}
+
+void Bench::needAdministrator(const std::string& what) {
+    now().needAdministrator(what.c_str());
+}
+
 tag_t Bench::createGroup(const std::string& name, const std::string& parent) {
+    now().needAdministrator("make groups");
     return mervane::createGroup(now(), name, parent);
 }
 
 tag_t Bench::createUser(const std::string& id, const std::string& name, const std::string& group) {
+    now().needAdministrator("make users");
     return mervane::createUser(now(), id, name, group);
+}
+
+void Bench::addToGroup(const std::string& user, const std::string& group) {
+    now().needAdministrator("add users to groups");
+    mervane::addToGroup(now(), user, group);
 }
 
 void Bench::setPreference(const std::string& name, const std::vector<std::string>& values) {
     if (name.empty())
         throw Failure(kBadValue, "a preference needs a name");
+    needAdministratorUnlessRehearsed("set preferences");
     now().setPreference(name, &values);
 }
 
 void Bench::removePreference(const std::string& name) {
+    needAdministratorUnlessRehearsed("remove preferences");
     now().setPreference(name, nullptr);
 }
 
@@ -103,10 +122,12 @@ void checkRight(Session& session, const Right& right) {
 
 void Bench::addRight(const Right& right) {
     checkRight(now(), right);
+    needAdministratorUnlessRehearsed("give rights");
     now().addRight(right);
 }
 
 void Bench::removeRight(const Right& right) {
+    needAdministratorUnlessRehearsed("take rights away");
     now().removeRight(right);
 }
 

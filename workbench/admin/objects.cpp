@@ -155,6 +155,26 @@ std::optional<CheckOutInfo> Bench::checkOutOf(tag_t object) {
     return CheckOutInfo{now().displayId(by.user), by.date, by.comment};
 }
 
+void Bench::needRead(tag_t object) {
+    Object& asked = now().object(object);
+    if (!now().allowed(asked, "READ"))
+        throw Failure(kNotAllowed, "user " + now().userId() + " may not READ " + plainName(asked));
+}
+
+void Bench::asOne(const std::function<void()>& steps) {
+    Session& session = now();
+    const std::unordered_set<tag_t> held = session.locksHeld();
+    session.beginBatch();
+    try {
+        steps();
+        session.commitBatch();
+    } catch (...) {
+        session.rollbackBatch();
+        session.keepLocks(held);
+        throw;
+    }
+}
+
 // ---- structures ----
 
 tag_t Bench::bomViewRevision(tag_t revision) {

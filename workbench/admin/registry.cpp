@@ -23,6 +23,7 @@ void Bench::createRegistry(const std::string& path) {
 }
 
 void Bench::useRegistry(const std::string& path) {
+    now().needAdministrator("choose the registry");
     now().store().useRegistry(absolutePath(path));
 }
 
@@ -43,6 +44,7 @@ bool Bench::registryReachable() {
 }
 
 void Bench::setRegistryReachable(bool reachable) {
+    now().needAdministrator("switch the registry on or off");
     now().store().registryEvenDown().setReachable(reachable);
 }
 

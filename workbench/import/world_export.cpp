@@ -37,8 +37,10 @@ private:
 
 class WorldWriter {
 public:
-    WorldWriter(Store& store, std::ostream& out)
-        : store_(store), json_(out), objects_(store.everything()) {}
+    WorldWriter(Session& session, std::ostream& out)
+        : store_(session.store()), json_(out), objects_(store_.everything()) {
+        leaveUnreadableOut(session);
+    }
 
     // Gives the stored files that are damaged.
     std::vector<CheckFinding> write() {
@@ -58,6 +60,35 @@ public:
     }
 
 private:
+    // A file is read with the datasets that have it.
+    void leaveUnreadableOut(Session& session) {
+        if (store_.rights("READ").empty())
+            return;
+        const auto mayRead = [&](tag_t tag) {
+            Object* object = session.tryObject(tag);
+            return !object || session.allowed(*object, "READ");
+        };
+        const Class& file = *store_.model().findClass("VaneFile");
+        const Class& dataset = *store_.model().findClass("Dataset");
+        const auto unreadable = [&](const Store::Hit& hit) {
+            if (!mayRead(hit.tag))
+                return true;
+            const Type* type = store_.model().typeOf(hit.type);
+            if (!type || !type->cls->isA(file))
+                return false;
+            for (const Store::Referrer& each : store_.referrers(hit.tag))
+                if (const Type* from = store_.model().typeOf(each.type);
+                    from && from->cls->isA(dataset) && !mayRead(each.tag))
+                    return true;
+            return false;
+        };
+        const std::size_t left_out = std::erase_if(objects_, unreadable);
+        if (left_out > 0)
+            damaged_.push_back(
+                {false, std::to_string(left_out) + (left_out == 1 ? " object is" : " objects are") +
+                            " left out, which user " + session.userId() + " may not READ"});
+    }
+
     // "o1", "o2" in the order of tags; "d1", "d2" for what doesn't exist, as they are met.
     std::string label(tag_t tag) {
         const auto at =
@@ -216,7 +247,7 @@ std::vector<CheckFinding> exportWorld(Session& session, std::ostream& out) {
     // Files that others delete meanwhile stay readable.
     const Volume::Hold hold(session.store().volume());
     const OneMoment moment(session.store().connection());
-    std::vector<CheckFinding> damaged = WorldWriter(session.store(), out).write();
+    std::vector<CheckFinding> damaged = WorldWriter(session, out).write();
     if (!out)
         throw Failure(kFileFailure, "the world can't be written");
     return damaged;

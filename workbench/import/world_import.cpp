@@ -95,6 +95,8 @@ void WorldImport::recordModel(const Model::Mark& before) {
 }
 
 void WorldImport::readPreferences() {
+    if (!root_.list("preferences").empty())
+        session_.needAdministrator("import preferences");
     for (const JsonNode& node : root_.list("preferences")) {
         node.allow({"name", "values"});
         const std::string name = readText(node.at("name"));
@@ -125,6 +127,8 @@ void WorldImport::noteUnknownNames(const JsonNode& node, const Right& right) {
 }
 
 void WorldImport::readRights() {
+    if (!root_.list("rights").empty())
+        session_.needAdministrator("import rights");
     const auto known = store().rights();
     for (const JsonNode& node : root_.list("rights")) {
         node.allow({"subject_kind", "subject", "scope_kind", "scope", "privilege", "allowed"});
@@ -156,6 +160,12 @@ void WorldImport::readCheckOuts() {
         row.object = resolve(node.at("object"));
         const auto user = node.find("user");
         row.user = user ? resolve(*user) : session_.user();
+        if (row.user != session_.user())
+            session_.needAdministrator("import check-outs of others");
+        if (Object* object = session_.tryObject(row.object);
+            object && !session_.allowed(*object, "WRITE"))
+            throw Failure(kNotAllowed, "user " + session_.userId() + " may not WRITE " +
+                                           plainName(*object) + ", which a check-out is for");
         const auto date = node.find("date");
         row.date = date ? readText(*date) : dateText(now());
         row.comment = node.find("comment") ? readText(node.at("comment")) : "";
@@ -168,6 +178,8 @@ void WorldImport::readCheckOuts() {
 
 // A shared registry knows nothing of the import's transaction, so its turn comes behind it.
 void WorldImport::readRegisteredIds() {
+    if (!root_.list("registered_ids").empty())
+        session_.needAdministrator("import registered ids");
     const bool shared = !store().registryPath().empty();
     for (const JsonNode& node : root_.list("registered_ids")) {
         if (shared)

@@ -59,6 +59,9 @@ void WorldImport::planObjects() {
             node.at("type").fail("lines live in a BOM window, none is stored");
         if (!node.at("values").isObject())
             node.at("values").failExpected("an object");
+        for (const char* name : {"User", "Group", "GroupMember"})
+            if (type.cls->isA(*store().model().findClass(name)))
+                session_.needAdministrator("import users and groups");
         planned_.push_back({node, &type, NULLTAG, false});
     }
 }

@@ -225,7 +225,7 @@ int DBO_load_instances_possible(int count, const tag_t* instances, int* loaded,
             Session& session = currentSession();
             std::vector<tag_t> tags;
             for (int i = 0; i < count; ++i)
-                if (session.tryObject(instances[i]))
+                if (session.tryLiving(instances[i]))
                     tags.push_back(instances[i]);
             giveTags(tags, loaded, loadedInstances);
         },
@@ -289,7 +289,7 @@ int DBO_append_attr_tags(int count, const tag_t* instances, tag_t attr, int n,
             needList(n, newTags, "newTags");
             Session& session = currentSession();
             for (int i = 0; i < n; ++i)
-                session.object(newTags[i]);
+                session.living(newTags[i]);
             for (Object* object : objects(session, count, instances)) {
                 const Attribute& attribute = referencesOf(session, *object, attr);
                 Values values = session.field(*object, attribute).values;

@@ -17,7 +17,7 @@ int DIR_ask_size(tag_t folder, int* count) {
             Object& object = session.object(folder, standardClass(session, "Folder"));
             int entries = 0;
             for (tag_t tag : session.references(object, "contents"))
-                entries += session.tryObject(tag) ? 1 : 0;
+                entries += session.tryLiving(tag) ? 1 : 0;
             *count = entries;
         },
         folder, count);

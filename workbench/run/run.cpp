@@ -55,7 +55,7 @@ RunHead headOf(Session& session, const RunOptions& options, std::int64_t undoes)
 }  // namespace
 
 Run::Run(Session& session, const RunOptions& options, std::int64_t undoes)
-    : session_(session), way_(options.way), locks_(session.locks()) {
+    : session_(session), way_(options.way), locks_(session.locksHeld()) {
     if (session.recorder())
         throw Failure(kBadValue,
                       "the session has a run already: " + session.recorder()->head().service);
@@ -95,7 +95,7 @@ void Run::giveUp() {
         if (way_ != RunWay::AsServer) {
             session_.rollbackBatch();
             session_.record(nullptr);
-            session_.backToLocks(locks_);
+            session_.keepLocks(locks_);
             session_.store().locks().setActivity(session_.lockSession(), "");
         } else {
             session_.record(nullptr);

@@ -176,7 +176,7 @@ void BomWindows::save(tag_t tag) {
             Object& view = session_.object(values->view_revision);
             if (view.locked)
                 continue;
-            session_.lock(view);
+            session_.refresh(view, true);
             locked_here.push_back(&view);
         }
         store(changed);

@@ -231,9 +231,10 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
     Object& version = session.create(*newest.type);
     std::vector<Object*> changed{&anchor, &version};
     try {
-        for (const char* name : {"object_name", "object_desc", "anchor", "ref_names", "ref_types",
-                                 "ref_list", "tool", "format"})
+        for (const char* name : {"object_name", "object_desc", "anchor", "tool", "format"})
             session.put(version, name, session.values(newest, name));
+        // What is gone isn't carried over.
+        setReferences(session, version, namedReferences(session, newest));
         const Values& number = session.values(newest, "version_no");
         session.put(
             version, "version_no",
@@ -288,7 +289,7 @@ tag_t datasetAnchor(Session& session, Object& dataset) {
 std::vector<tag_t> datasetVersions(Session& session, tag_t anchor) {
     Object& object = session.object(anchor, standardClass(session, "DatasetAnchor"));
     auto versions = session.references(object, "revisions");
-    std::erase_if(versions, [&](tag_t tag) { return !session.tryObject(tag); });
+    std::erase_if(versions, [&](tag_t tag) { return !session.tryLiving(tag); });
     return versions;
 }
 
@@ -312,7 +313,7 @@ std::vector<NamedReference> namedReferences(Session& session, Object& dataset) {
     std::vector<NamedReference> list;
     for (std::size_t i = 0; i < std::min({names.size(), types.size(), objects.size()}); ++i) {
         const tag_t object = std::get<Reference>(objects[i]).tag;
-        if (session.tryObject(object))
+        if (session.tryLiving(object))
             list.push_back({std::get<std::string>(names[i]),
                             static_cast<int>(std::get<std::int64_t>(types[i])), object});
     }

@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "workbench/session/rights.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -101,6 +102,23 @@ tag_t createUser(Session& session, const std::string& id, const std::string& nam
     return user.tag;
 }
 
+void addToGroup(Session& session, const std::string& user, const std::string& group) {
+    const tag_t who = findUser(session, user), in = findGroup(session, group);
+    if (who == NULLTAG)
+        throw Failure(kUnknownObject, "there is no user " + user);
+    if (in == NULLTAG)
+        throw Failure(kUnknownObject, "there is no group " + group);
+    if (membership(session, who, in) != NULLTAG)
+        return;
+    Object& member = newMember(session, who, in);
+    try {
+        session.save(member);
+    } catch (...) {
+        session.unload(member.tag);
+        throw;
+    }
+}
+
 void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
     if (!store->ofType(store->model().findType("User")->handle).empty())
         return;
@@ -108,8 +126,8 @@ void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
     session.beginBatch();
     // Asked again inside: another process may have been faster.
     if (store->ofType(store->model().findType("User")->handle).empty()) {
-        createGroup(session, "dba", "");
-        createUser(session, "infodba", "infodba", "dba");
+        createGroup(session, kAdministrators, "");
+        createUser(session, "infodba", "infodba", kAdministrators);
         Object& site = session.create(*session.model().findType("Site"));
         session.put(site, "site_name", {std::string("Local")});
         session.put(site, "site_id", {std::int64_t{1}});
@@ -130,6 +148,8 @@ void Session::openAs(const SessionOptions& options) {
                                                             : "there is no group " + options.group);
     object(group_);
     if (membership(*this, user_, group_) == NULLTAG) {
+        if (group_ != reference(object(user_), "default_group"))
+            throw Failure(kNotAllowed, "user " + id + " is no member of the group " + groupName());
         Object& member = newMember(*this, user_, group_);
         save(member);
     }

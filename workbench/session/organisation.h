@@ -19,6 +19,8 @@ tag_t createGroup(Session& session, const std::string& name, const std::string& 
 // With a person of the user's name, as a member of the group.
 tag_t createUser(Session& session, const std::string& id, const std::string& name,
                  const std::string& group);
+// Make the user a member; nothing if he is one. Failure kUnknownObject.
+void addToGroup(Session& session, const std::string& user, const std::string& group);
 tag_t findUser(Session& session, const std::string& id);     // NULLTAG if there is none
 tag_t findGroup(Session& session, const std::string& name);  // NULLTAG if there is none
 

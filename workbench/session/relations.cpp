@@ -17,7 +17,7 @@ void checkType(Session& session, tag_t relation_type) {
 
 std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
                            const char* other_end, tag_t relation_type) {
-    session.object(here);
+    session.living(here);
     if (relation_type != NULLTAG)
         checkType(session, relation_type);
     std::vector<Relation> found;
@@ -29,7 +29,7 @@ std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
         if (relation_type != NULLTAG && type != relation_type)
             continue;
         const tag_t other = session.reference(*relation, other_end);
-        if (session.tryObject(other))
+        if (session.tryLiving(other))
             found.push_back({tag, type, other, session.reference(*relation, "user_data")});
     }
     return found;
@@ -39,11 +39,11 @@ std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
 
 Object& newRelation(Session& session, tag_t primary, tag_t secondary, tag_t relation_type,
                     tag_t user_data) {
-    session.object(primary);
-    session.object(secondary);
+    session.living(primary);
+    session.living(secondary);
     checkType(session, relation_type);
     if (user_data != NULLTAG)
-        session.object(user_data);
+        session.living(user_data);
     Object& relation = session.create(*session.model().findType("Relation"));
     session.put(relation, "primary", {Reference{primary}});
     session.put(relation, "secondary", {Reference{secondary}});

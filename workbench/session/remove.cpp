@@ -52,7 +52,7 @@ void Session::collectParts(Object& object, std::vector<tag_t>& parts) {
     parts.assign(1, object.tag);
     for (std::size_t i = 0; i < parts.size(); ++i) {
         std::vector<tag_t> more;
-        if (Object* part = tryObject(parts[i]))
+        if (Object* part = tryLiving(parts[i]))
             addParts(*part, more);
         for (const tag_t tag : more)
             if (known.insert(tag).second)
@@ -64,6 +64,11 @@ void Session::remove(Object& object) {
     mayWrite();
     if (!bypass_ && !object.isNew() && !allowed(object, "DELETE"))
         throw Failure(kNotAllowed, "user " + userId() + " may not DELETE " + plainName(object));
+    needRightsFor(object);
+    // From here on nobody stores a reference to what goes.
+    Transaction transaction(store_->connection());
+    if (!object.isNew() && !store_->exists(object.tag))
+        leaveGone(object);
     std::vector<tag_t> going;
     collectParts(object, going);
     const std::set<tag_t> gone(going.begin(), going.end());
@@ -101,13 +106,10 @@ void Session::remove(Object& object) {
                                               std::to_string(owner->process));
 
     std::vector<Entries> shortened;
-    {
-        Transaction transaction(store_->connection());
-        for (const tag_t tag : staged)
-            shortened.push_back(takeOut(this->object(tag), stages, gone));
-        eraseStored(going);
-        transaction.commit();
-    }
+    for (const tag_t tag : staged)
+        shortened.push_back(takeOut(this->object(tag), stages, gone));
+    eraseStored(going);
+    transaction.commit();
     for (Entries& each : shortened) {
         each.field->values = std::move(each.values);
         if (each.field->stored)
@@ -153,16 +155,16 @@ Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
 
 void Session::erase(std::span<const tag_t> tags) {
     mayWrite();
-    for (const tag_t tag : tags)
-        if (!cache_.count(tag) && (tag == NULLTAG || tag >= kFirstHandle || !store_->exists(tag)))
-            throw Failure(kUnknownObject, "there is no #" + std::to_string(tag));
-    for (const tag_t tag : tags)
-        if (const auto owner = store_->locks().owner(tag); owner && owner->session != lock_session_)
-            throw Failure(kLockedByOther, "#" + std::to_string(tag) + " is locked by user " +
-                                              owner->user + ", process " +
-                                              std::to_string(owner->process));
     {
         Transaction transaction(store_->connection());
+        for (const tag_t tag : tags)
+            needRightsFor(living(tag));
+        for (const tag_t tag : tags)
+            if (const auto owner = store_->locks().owner(tag);
+                owner && owner->session != lock_session_)
+                throw Failure(kLockedByOther, "#" + std::to_string(tag) + " is locked by user " +
+                                                  owner->user + ", process " +
+                                                  std::to_string(owner->process));
         eraseStored(tags);
         transaction.commit();
     }

@@ -13,9 +13,9 @@
 namespace mervane {
 
 const std::vector<std::string>& knownPrivileges() {
-    static const std::vector<std::string> names = {"READ",    "WRITE",  "DELETE", "CHANGE",
-                                                   "PROMOTE", "DEMOTE", "COPY",   "PUBLISH",
-                                                   "EXPORT",  "IMPORT"};
+    static const std::vector<std::string> names = {"READ",    "WRITE",  "DELETE",    "CHANGE",
+                                                   "PROMOTE", "DEMOTE", "COPY",      "PUBLISH",
+                                                   "EXPORT",  "IMPORT", kEndCheckOut};
     return names;
 }
 
@@ -60,13 +60,13 @@ bool Session::allowed(Object& object, const std::string& privilege) {
     if (bypass_)
         return true;
     const std::vector<Right> rights = store_->rights(privilege);
+    bool allowed = privilege != kEndCheckOut || administrator();
     if (rights.empty())
-        return true;
+        return allowed;
     constexpr int kFar = 1000;  // deeper than any chain of types
     std::string status;
     bool status_known = false;
     int best = -1;
-    bool allowed = true;
     for (const Right& right : rights) {
         int subject = 0;
         if (right.subject_kind == "user")
@@ -107,6 +107,29 @@ bool Session::allowed(Object& object, const std::string& privilege) {
     return allowed;
 }
 
+// As the store has it: what a session sets and doesn't save gives nobody a right.
+bool Session::administrator() {
+    const Attribute& name = *model().findAttribute(*known_.group_class, "group_name");
+    for (const Store::Hit& hit : store_->withText(name.handle, kAdministrators))
+        if (hit.tag == group_)
+            return true;
+    return false;
+}
+
+void Session::needAdministrator(const char* what) {
+    // What a session needs to be opened, and a store to be made, nobody has asked for.
+    if (lock_session_ == 0 || user_ == NULLTAG || administrator())
+        return;
+    throw Failure(kNotAllowed, "user " + userId() + " in group " + groupName() + " may not " +
+                                   what + ": that is for the group " + kAdministrators);
+}
+
+void Session::needRightsFor(const Object& object) {
+    if (object.isA(*known_.user_class) || object.isA(*known_.group_class) ||
+        object.isA(*known_.member))
+        needAdministrator("change users and groups");
+}
+
 bool Session::modifiable(Object& object) {
     if (object.isNew())
         return true;
@@ -137,14 +160,18 @@ void Session::checkOut(Object& object, const std::string& comment) {
     mayWrite();
     if (object.isNew())
         throw Failure(kBadValue, plainName(object) + " must be saved before it is checked out");
+    if (!allowed(object, "WRITE"))
+        throw Failure(kNotAllowed, "user " + userId() + " may not WRITE " + plainName(object) +
+                                       ", which a check-out is for");
     {
         Transaction transaction(store_->connection());
+        if (!store_->exists(object.tag))
+            leaveGone(object);
         const Store::CheckOutRow row{object.tag, user_, dateText(now()), comment};
         if (store_->addCheckOut(row)) {
             if (recorder_)
                 recorder_->checkedOut(row.object, row.user, row.date, row.comment);
-            transaction.commit();
-            return;
+            return transaction.commit();
         }
     }
     CheckOut by;
@@ -155,13 +182,15 @@ void Session::checkOut(Object& object, const std::string& comment) {
 
 void Session::checkIn(Object& object) {
     mayWrite();
+    // What is ended is what was looked at.
+    Transaction transaction(store_->connection());
     CheckOut by;
     if (!checkedOut(object.tag, &by))
         return;
-    if (by.user != user_ && !bypass_)
-        throw Failure(kCheckedOut,
-                      plainName(object) + " is checked out by user " + displayId(by.user));
-    Transaction transaction(store_->connection());
+    if (by.user != user_ && !allowed(object, kEndCheckOut))
+        throw Failure(kCheckedOut, plainName(object) + " is checked out by user " +
+                                       displayId(by.user) + ", and user " + userId() +
+                                       " may not end that (" + kEndCheckOut + ")");
     store_->removeCheckOut(object.tag);
     if (recorder_)
         recorder_->checkedIn(object.tag, by.user, by.date, by.comment);

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "workbench/run/recorder.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
@@ -88,6 +90,35 @@ void Session::recordSave(const Object& object) {
         also("object_name", RunChange::WorkflowStarted);
 }
 
+// A reference that is stored now leads to something that is stored, too; one that was stored before
+// may lead nowhere. Requires: everything of the save is stored.
+void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known) {
+    for (std::size_t place = 0; place < object.fields.size(); ++place) {
+        const Attribute& attribute = *object.type->layout[place];
+        const Field& field = object.fields[place];
+        if (attribute.kind != Kind::Reference || !(object.isNew() || field.dirty))
+            continue;
+        for (const Value& value : field.values) {
+            const tag_t target = std::get<Reference>(value).tag;
+            if (target == NULLTAG || known.count(target))
+                continue;
+            if (field.stored &&
+                std::find(field.stored->begin(), field.stored->end(), value) != field.stored->end())
+                continue;
+            if (!store_->exists(target)) {
+                const auto cached = cache_.find(target);
+                const bool unsaved = cached != cache_.end() && cached->second->isNew();
+                throw Failure(kUnknownObject,
+                              plainName(object) + " can't be stored: its " + attribute.name +
+                                  " refers to " +
+                                  (unsaved ? plainName(*cached->second) + ", which isn't saved yet"
+                                           : "#" + std::to_string(target) + ", which isn't there"));
+            }
+            known.insert(target);
+        }
+    }
+}
+
 // Another session may have taken an id since it was chosen, and below the properties nobody asks.
 // Requires: everything of the save is stored.
 void Session::checkIds(Object& object) {
@@ -149,6 +180,7 @@ void Session::save(std::span<Object* const> objects) {
                 throw Failure(kLockedByOther, plainName(object) + " is locked by user " +
                                                   owner->user + ", process " +
                                                   std::to_string(owner->process));
+        needRightsFor(object);
         object.saving = true;
         saving_.push_back(&object);
     };
@@ -171,6 +203,9 @@ void Session::save(std::span<Object* const> objects) {
         Transaction transaction(store_->connection());
         for (Object* object : saving_)
             storeObject(*object);
+        std::unordered_set<tag_t> known_targets;
+        for (const Object* object : saving_)
+            checkStoredTargets(*object, known_targets);
         for (Object* object : saving_)
             checkIds(*object);
         if (recorder_)

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <ctime>
 #include <optional>
+#include <utility>
 
 #include "workbench/run/recorder.h"
 #include "workbench/session/bom_window.h"
@@ -92,6 +93,9 @@ void Session::findKnown() {
               model().findClass("VaneFile"),
               model().findClass("Relation"),
               model().findClass("FLOWProcess"),
+              model().findClass("User"),
+              model().findClass("Group"),
+              model().findClass("GroupMember"),
               place("object_name"),
               place("owning_user"),
               place("owning_group"),
@@ -169,6 +173,20 @@ Object* Session::tryObject(tag_t tag) {
     }
 }
 
+Object* Session::tryLiving(tag_t tag) {
+    const bool cached = cache_.count(tag) != 0;
+    Object* found = tryObject(tag);
+    return found && cached && !found->isNew() && !store_->exists(tag) ? nullptr : found;
+}
+
+Object& Session::living(tag_t tag) {
+    if (Object* found = tryLiving(tag))
+        return *found;
+    if (cache_.count(tag))
+        throw Failure(kUnknownObject, "#" + std::to_string(tag) + " was deleted since it was read");
+    return object(tag);  // tells what is wrong with it
+}
+
 Object& Session::create(const Type& type) {
     if (type.name == "BOMLine")
         throw Failure(kWrongClass, "lines live in a BOM window, they can't be made");
@@ -211,8 +229,15 @@ void Session::drop(tag_t tag) {
 
 void Session::unload(tag_t tag) {
     const auto at = cache_.find(tag);
-    if (at != cache_.end() && at->second->isNew() && at->second->isA(*known_.file))
-        store_->discardFile(tag);
+    if (at != cache_.end() && at->second->isNew()) {
+        if (at->second->isA(*known_.file))
+            store_->discardFile(tag);
+        // Nobody could store them any more.
+        for (const tag_t part : std::exchange(at->second->saved_along, {}))
+            if (const auto found = cache_.find(part);
+                found != cache_.end() && found->second->isNew())
+                unload(part);
+    }
     drop(tag);
     giveLock(tag);
 }
@@ -221,7 +246,7 @@ void Session::refresh(Object& object, bool with_lock) {
     const tag_t tag = object.tag;
     const bool had_lock = object.locked;
     if (with_lock)
-        lock(object);
+        lockUnread(object);
     if (!object.isNew()) {
         try {
             // The stored version tells whether anything has changed.
@@ -294,7 +319,49 @@ void Session::giveLock(tag_t tag) noexcept {
     }
 }
 
+void Session::keepLocks(const std::unordered_set<tag_t>& kept) noexcept {
+    for (auto at = locks_held_.begin(); at != locks_held_.end();) {
+        const tag_t tag = *at++;
+        if (!kept.count(tag))
+            giveLock(tag);
+    }
+}
+
+void Session::leaveGone(Object& object) {
+    const std::string text = plainName(object) + " was deleted since it was read";
+    const tag_t tag = object.tag;
+    drop(tag);
+    giveLock(tag);
+    throw Failure(kUnknownObject, text);
+}
+
 void Session::lock(Object& object) {
+    if (object.locked)
+        return;
+    lockUnread(object);
+    if (object.isNew())
+        return;
+    // Under the lock nobody stores it any more.
+    std::int64_t stored = 0;
+    try {
+        stored = store_->versionOf(object.tag);
+    } catch (...) {
+        object.locked = false;
+        giveLock(object.tag);
+        throw;
+    }
+    if (stored == object.version)
+        return;
+    if (stored == 0)
+        leaveGone(object);
+    object.locked = false;
+    giveLock(object.tag);
+    throw Failure(kChangedMeanwhile,
+                  plainName(object) + " was stored by another session since it was read");
+}
+
+// Take the lock, whatever the store has meanwhile.
+void Session::lockUnread(Object& object) {
     if (object.locked)
         return;
     if (!object.isNew()) {
@@ -357,16 +424,6 @@ void Session::rollbackBatch() {
 
 void Session::record(std::unique_ptr<Recorder> recorder) {
     recorder_ = std::move(recorder);
-}
-
-void Session::backToLocks(const std::unordered_set<tag_t>& before) {
-    const std::unordered_set<tag_t> held = locks_held_;
-    for (const tag_t tag : held)
-        if (!before.count(tag)) {
-            if (const auto at = cache_.find(tag); at != cache_.end())
-                at->second->locked = false;
-            giveLock(tag);
-        }
 }
 
 }  // namespace mervane

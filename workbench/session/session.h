@@ -63,17 +63,24 @@ public:
     Object& object(tag_t tag, const Class& cls);
     // Null instead of a failure.
     Object* tryObject(tag_t tag);
+    // The same for an object that is still stored, or new: what another session deleted may be
+    // cached here.
+    Object& living(tag_t tag);
+    Object* tryLiving(tag_t tag);
     // A new, unsaved object of a type, with owner and dates set if it is a workspace object.
     Object& create(const Type& type);
-    // Drop it from the cache: unsaved values and the lock go.
+    // Drop it from the cache: unsaved values and the lock go. What would be stored along with a new
+    // object goes with it.
     void unload(tag_t tag);
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
     void refresh(Object& object, bool lock);
     // A number for the ids that this session chooses; false if another living session has it.
     bool keepNumber(std::uint32_t number);
-    // Failure kLockedByOther; kNotAllowed without the right to write; kCheckedOut by another user.
+    // Failure kLockedByOther; kNotAllowed without the right to write; kCheckedOut by another user;
+    // kChangedMeanwhile if it was stored since it was read; kUnknownObject if it was deleted.
     void lock(Object& object);
-    // Write the dirty values of all in one transaction; locks stay.
+    // Write the dirty values of all in one transaction; locks stay. Failure kUnknownObject for a
+    // new reference to what is neither stored nor among them.
     void save(std::span<Object* const> objects);
     void save(Object& object);
     // Delete with its parts and the relations in which it is primary; refused while others refer.
@@ -132,6 +139,10 @@ public:
     void setBypass(bool on) { bypass_ = on; }
     bool bypass() const { return bypass_; }
     bool allowed(Object& object, const std::string& privilege);
+    // Whether the session works in the administrators' group.
+    bool administrator();
+    // Failure kNotAllowed if it doesn't: "user u may not WHAT".
+    void needAdministrator(const char* what);
     bool modifiable(Object& object);
     struct CheckOut {
         tag_t object = NULLTAG, user = NULLTAG;
@@ -144,6 +155,9 @@ public:
     // ---- locks ----
     std::size_t heldLocks() const { return locks_held_.size(); }
     bool holdsLock(tag_t object) const { return locks_held_.count(object) != 0; }
+    const std::unordered_set<tag_t>& locksHeld() const { return locks_held_; }
+    // Give up all others. Requires: their objects aren't cached.
+    void keepLocks(const std::unordered_set<tag_t>& kept) noexcept;
 
     // ---- a stretch of saves as one transaction (imports): all or nothing ----
     // An inner batch is a part of the outer one; its rollback undoes what it did alone.
@@ -166,10 +180,8 @@ public:
     // Everything that is changed from now on is recorded. Null: nothing is.
     void record(std::unique_ptr<Recorder> recorder);
     Recorder* recorder() { return recorder_.get(); }
+    bool rehearses() const;
     std::int64_t lockSession() const { return lock_session_; }
-    const std::unordered_set<tag_t>& locks() const { return locks_held_; }
-    // Give up the locks that were taken since.
-    void backToLocks(const std::unordered_set<tag_t>& before);
     // Bring a deleted object back under its tag, with the values in the order of the layout that
     // the caller gives by attribute. Requires: a batch.
     struct Revived {
@@ -191,7 +203,8 @@ private:
 
     // Places of the attributes that every workspace object has.
     struct Known {
-        const Class *workspace, *item, *revision, *file, *relation, *process;
+        const Class *workspace, *item, *revision, *file, *relation, *process, *user_class,
+            *group_class, *member;
         std::size_t name, user, group, created, modified, modified_by;
     };
 
@@ -216,9 +229,9 @@ private:
     void mayWrite() const;
     void findKnown();
     void openAs(const SessionOptions& options);
-    template <typename Change>
-    void changeRegistry(Change&& change);
     void takeLock(tag_t tag, const Object* object);
+    void lockUnread(Object& object);
+    [[noreturn]] void leaveGone(Object& object);
     void giveLock(tag_t tag) noexcept;
     void readInto(Object& object);
     void drop(tag_t tag);
@@ -228,6 +241,8 @@ private:
     void checkTargets(const Object& object, const Attribute& attribute, const Values& values);
     void stamp(Object& object);
     void storeObject(Object& object);
+    void needRightsFor(const Object& object);
+    void checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known);
     void checkIds(Object& object);
     void storeField(Object& object, std::size_t place);
     void recordSave(const Object& object);

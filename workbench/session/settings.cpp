@@ -44,24 +44,14 @@ void Session::removeRight(const Right& right) {
 
 // A shared registry is outside of the store: it has no part in a rehearsal, and nothing of it goes
 // back with a run.
-template <typename Change>
-void Session::changeRegistry(Change&& change) {
-    const std::string shared = store_->registryPath();
-    const bool own = shared.empty();
-    if (!own && !recorder_)
-        return change(shared, true);
-    mayWrite();
-    Transaction transaction(store_->connection());
-    change(shared, own || recorder_->head().way != RunWay::Rehearsal);
-    transaction.commit();
-}
 
 void Session::registerId(const std::string& item_id) {
-    Registry registry = store_->registry();
-    if (registry.has(item_id))
-        throw Failure(kDuplicateId, "the item id " + item_id + " is registered already");
-    changeRegistry([&](const std::string& shared, bool in_earnest) {
-        if (in_earnest)
+    mayWrite();
+    store_->changeRegistry([&](Registry& registry) {
+        if (registry.has(item_id))
+            throw Failure(kDuplicateId, "the item id " + item_id + " is registered already");
+        const std::string shared = store_->registryPath();
+        if (shared.empty() || !rehearses())
             registry.add(item_id);
         if (recorder_)
             recorder_->registered(item_id, shared);
@@ -69,15 +59,20 @@ void Session::registerId(const std::string& item_id) {
 }
 
 void Session::takeOutId(const std::string& item_id) {
-    Registry registry = store_->registry();
-    if (!registry.has(item_id))
-        throw Failure(kBadValue, "the item id " + item_id + " is not registered");
-    changeRegistry([&](const std::string& shared, bool in_earnest) {
-        if (in_earnest)
+    mayWrite();
+    store_->changeRegistry([&](Registry& registry) {
+        if (!registry.has(item_id))
+            throw Failure(kBadValue, "the item id " + item_id + " is not registered");
+        const std::string shared = store_->registryPath();
+        if (shared.empty() || !rehearses())
             registry.remove(item_id);
         if (recorder_)
             recorder_->takenOut(item_id, shared);
     });
+}
+
+bool Session::rehearses() const {
+    return recorder_ && recorder_->head().way == RunWay::Rehearsal;
 }
 
 }  // namespace mervane

@@ -153,7 +153,7 @@ void Session::checkValues(const Object& object, const Attribute& attribute,
 void Session::checkTargets(const Object& object, const Attribute& attribute, const Values& values) {
     for (const Value& value : values) {
         const tag_t target = std::get<Reference>(value).tag;
-        if (cache_.count(target))
+        if (const auto at = cache_.find(target); at != cache_.end() && at->second->isNew())
             continue;
         if (target == NULLTAG || target >= kFirstHandle || !store_->exists(target))
             throw Failure(kUnknownObject, attributeName(object, attribute) + ": there is no #" +

@@ -60,8 +60,7 @@ std::vector<CheckFinding> Store::backup(const std::string& path) {
     try {
         place.put("store", path);
     } catch (...) {
-        // Back to what goes with the directory of the making.
-        system::rename(path + ".volume", place / "store.volume");
+        place.takeBack("store.volume", path + ".volume");
         throw;
     }
     return damaged;

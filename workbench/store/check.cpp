@@ -82,9 +82,11 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
             "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.idx");
         while (rows.step()) {
             const Attribute* attribute = model().attributeOf(static_cast<tag_t>(rows.integer(1)));
-            findings.push_back({false, shownTag(rows.integer(0)) + " refers by " +
-                                           (attribute ? attribute->name : "?") + " to " +
-                                           shownTag(rows.integer(2)) + ", which isn't there"});
+            // Without its status an object counts as not released.
+            const bool status = attribute && attribute->name == "release_status_list";
+            findings.push_back({status, shownTag(rows.integer(0)) + " refers by " +
+                                            (attribute ? attribute->name : "?") + " to " +
+                                            shownTag(rows.integer(2)) + ", which isn't there"});
         }
     }
     {

@@ -62,7 +62,27 @@ void MakingPlace::put(const std::string& name, const std::string& to) const {
             refuseTaken(to);
         throw Failure(kFileFailure, to + " can't be made: " + std::string(std::strerror(errno)));
     }
-    syncDirectoryOf(to);
+    try {
+        syncDirectoryOf(to);
+    } catch (...) {
+        takeBack(name, to);
+        throw;
+    }
+}
+
+// What nobody has come to yet goes with the directory; what somebody has opened stays with him.
+void MakingPlace::takeBack(const std::string& name, const std::string& from) const noexcept {
+    try {
+        if (!system::place(from, *this / name))
+            return;
+        for (const char* suffix : {"-wal", "-locks", "-sessions"})
+            if (system::somethingAt(from + suffix)) {
+                system::place(*this / name, from);
+                return;
+            }
+    } catch (...) {
+        // No memory: it stays.
+    }
 }
 
 }  // namespace mervane

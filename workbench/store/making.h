@@ -21,6 +21,8 @@ public:
     // Give the file or directory of this name its place, on disk when this returns. Failure
     // kStoreFailure if something is there.
     void put(const std::string& name, const std::string& to) const;
+    // Undo that, unless somebody has come to it: it goes with the directory again.
+    void takeBack(const std::string& name, const std::string& from) const noexcept;
 
 private:
     std::string directory_;

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <filesystem>
 #include <thread>
 
 #include "workbench/model/status.h"
@@ -184,7 +185,31 @@ bool Statement::isNull(int column) const {
 
 // ---- connection ----
 
+namespace {
+
+// The database would wait for whoever writes into a pipe. What isn't there is its own affair.
+void needRegularFiles(const std::string& path) {
+    if (path == ":memory:")
+        return;
+    std::error_code unknown;
+    const std::filesystem::path real =
+        std::filesystem::weakly_canonical(system::pathOf(path), unknown);
+    const std::filesystem::path base = unknown ? system::pathOf(path) : real;
+    for (const char* suffix : {"", "-journal", "-wal", "-shm"}) {
+        std::filesystem::path file = base;
+        file += suffix;
+        const auto kind = std::filesystem::symlink_status(file, unknown).type();
+        if (kind != std::filesystem::file_type::not_found &&
+            kind != std::filesystem::file_type::regular && kind != std::filesystem::file_type::none)
+            throw Failure(kStoreFailure, "The store " + path + " can't be opened: " +
+                                             file.string() + " is no regular file");
+    }
+}
+
+}  // namespace
+
 Connection::Connection(const std::string& path, Mode mode) : path_(path) {
+    needRegularFiles(path);
     int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     if (mode == Mode::Create)
         flags |= SQLITE_OPEN_CREATE;

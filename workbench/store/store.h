@@ -130,6 +130,8 @@ public:
     Registry registry();
     // The same, also if it is switched off.
     Registry registryEvenDown();
+    // Change it in one transaction, in which nobody changes it or takes another one.
+    void changeRegistry(const std::function<void(Registry&)>& change);
     Registry ownRegistry() { return Registry(*connection_); }
     std::string registryPath();  // empty: the store's own
     // Take another one from now on; ids of the store's own go along to it.

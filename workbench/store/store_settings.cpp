@@ -190,8 +190,26 @@ Registry Store::registry() {
     return used;
 }
 
+void Store::changeRegistry(const std::function<void(Registry&)>& change) {
+    // The one in use stays it until the change is committed.
+    Transaction transaction(*connection_);
+    Registry used = registry();
+    if (registryPath().empty()) {
+        change(used);
+    } else {
+        Transaction shared(*registry_connection_);
+        change(used);
+        shared.commit();
+    }
+    transaction.commit();
+}
+
 void Store::useRegistry(const std::string& path) {
-    if (!path.empty()) {
+    // Nobody registers an id here meanwhile.
+    Transaction transaction(*connection_);
+    if (path.empty()) {
+        connection_->statement("DELETE FROM meta WHERE name='registry_path'").run();
+    } else {
         const std::unique_ptr<Connection> connection = Registry::open(path);
         Registry shared(*connection);
         const auto own = ownRegistry().ids();
@@ -202,11 +220,6 @@ void Store::useRegistry(const std::string& path) {
         for (const std::string& id : own)
             shared.add(id);
         taking.commit();
-    }
-    Transaction transaction(*connection_);
-    if (path.empty()) {
-        connection_->statement("DELETE FROM meta WHERE name='registry_path'").run();
-    } else {
         ownRegistry().clear();
         connection_->statement("INSERT OR REPLACE INTO meta VALUES('registry_path', ?)")
             .bind(std::string_view(path))

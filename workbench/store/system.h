@@ -46,6 +46,7 @@ enum class Open {
     LockExisting,  // must be there; not through a link
 };
 int open(const std::string& path, Open how, const std::string& like = "");
+// Made if it isn't there. A pipe or a device is refused, and not waited for.
 std::FILE* openForAppending(const std::string& path);
 bool isRegular(int file);
 std::ptrdiff_t read(int file, char* bytes, std::size_t size);

@@ -184,7 +184,21 @@ int open(const std::string& path, Open how, const std::string& like) {
 }
 
 std::FILE* openForAppending(const std::string& path) {
-    return std::fopen(path.c_str(), "ae");
+    const int file =
+        ::open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_CLOEXEC, 0666);
+    if (file < 0)
+        return nullptr;
+    std::FILE* stream = nullptr;
+    if (isRegular(file))
+        stream = ::fdopen(file, "a");
+    else
+        errno = EINVAL;
+    if (!stream) {
+        const int reason = errno;
+        ::close(file);
+        errno = reason;
+    }
+    return stream;
 }
 
 bool isRegular(int file) {

@@ -141,6 +141,10 @@ std::vector<LogLine> LogWatch::lines() const {
     if (path_.empty())
         return found;
     (void)KELD_GetLogFilePath();
+    // A device or a pipe may never end.
+    std::error_code unknown;
+    if (!fs::is_regular_file(pathOf(path_), unknown))
+        return found;
     std::ifstream in(pathOf(path_), std::ios::binary);
     std::error_code failure;
     const auto size = fs::file_size(pathOf(path_), failure);

@@ -54,8 +54,10 @@ Place findFile(Context& context, tag_t dataset, const std::string& reference) {
                 "DST_find_dataset_named_ref");
         if (kind != kFileReference)
             continue;
-        if (reference.empty() || reference == name)
+        if (reference.empty() || reference == name) {
+            context.workbench().needRead(object);
             return {name, object};
+        }
         known.push_back(name);
     }
     throw CommandError(context.label(dataset) + " has no file" +
@@ -76,6 +78,7 @@ struct Wanted {
 int cat(Context& context, const Wanted& wanted) {
     context.open();
     const tag_t dataset = context.object(wanted.dataset);
+    context.workbench().needRead(dataset);
     const mervane::Found found = context.workbench().describe(dataset);
     if (found.cls != "Dataset")
         throw CommandError(context.label(dataset) + " is a " + found.type + ", not a dataset");

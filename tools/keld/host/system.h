@@ -11,6 +11,10 @@ namespace keld {
 // The arguments of main.
 std::vector<std::string> programArguments(int argc, char** argv);
 
+// A write past the limit for the size of a file fails, and doesn't end the process. Programs that
+// are started have their own way with it.
+void failBeyondTheFileSizeLimit();
+
 // A path of the C++ library from UTF-8, which is not what every system takes plain texts for.
 std::filesystem::path pathOf(const std::string& text);
 

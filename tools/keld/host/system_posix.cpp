@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,6 +22,13 @@ const char* const kNullDevice = "/dev/null";
 
 std::vector<std::string> programArguments(int argc, char** argv) {
     return {argv, argv + argc};
+}
+
+void failBeyondTheFileSizeLimit() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGXFSZ, &action, nullptr);
 }
 
 fs::path pathOf(const std::string& text) {

@@ -16,8 +16,10 @@ std::string statusConfigPath() {
 
 std::optional<IniFile> readIniFile(const std::string& path) {
     std::error_code ignored;
+    if (!std::filesystem::is_regular_file(pathOf(path), ignored))
+        return std::nullopt;
     std::ifstream in(pathOf(path), std::ios::binary);
-    if (!in || std::filesystem::is_directory(pathOf(path), ignored))
+    if (!in)
         return std::nullopt;
     std::ostringstream text;
     text << in.rdbuf();

@@ -100,39 +100,52 @@ IniFile parseIni(std::string_view text) {
                  std::string(unquote(strip(line.substr(sign + 1)))), number});
         }
     }
+    file.index();
     return file;
 }
 
+// No name and no key has a line feed in it.
+void IniFile::index() {
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        const std::string name = asciiLower(sections[i].name);
+        by_name_[name].push_back(i);
+        for (std::size_t j = 0; j < sections[i].entries.size(); ++j)
+            by_key_.try_emplace(name + '\n' + asciiLower(sections[i].entries[j].key), i, j);
+    }
+}
+
 const IniEntry* IniFile::find(std::string_view section, std::string_view key) const {
-    for (const IniSection& s : sections)
-        if (equalNoCase(s.name, section))
-            for (const IniEntry& entry : s.entries)
-                if (equalNoCase(entry.key, key))
-                    return &entry;
-    return nullptr;
+    const auto at = by_key_.find(asciiLower(section) + '\n' + asciiLower(key));
+    return at == by_key_.end() ? nullptr : &sections[at->second.first].entries[at->second.second];
+}
+
+const IniSection* IniFile::first(std::string_view section) const {
+    const auto at = by_name_.find(asciiLower(section));
+    return at == by_name_.end() ? nullptr : &sections[at->second.front()];
 }
 
 bool IniFile::hasSection(std::string_view section) const {
-    return std::any_of(sections.begin(), sections.end(),
-                       [&](const IniSection& s) { return equalNoCase(s.name, section); });
+    return first(section) != nullptr;
 }
 
 std::vector<const IniEntry*> IniFile::entries(std::string_view section) const {
     std::vector<const IniEntry*> found;
+    const auto at = by_name_.find(asciiLower(section));
+    if (at == by_name_.end())
+        return found;
     std::unordered_set<std::string> keys;
-    for (const IniSection& s : sections)
-        if (equalNoCase(s.name, section))
-            for (const IniEntry& entry : s.entries)
-                if (keys.insert(asciiLower(entry.key)).second)
-                    found.push_back(&entry);
+    for (const std::size_t i : at->second)
+        for (const IniEntry& entry : sections[i].entries)
+            if (keys.insert(asciiLower(entry.key)).second)
+                found.push_back(&entry);
     return found;
 }
 
 std::vector<const IniSection*> IniFile::distinctSections() const {
     std::vector<const IniSection*> found;
-    std::unordered_set<std::string> names;
+    found.reserve(by_name_.size());
     for (const IniSection& s : sections)
-        if (names.insert(asciiLower(s.name)).second)
+        if (first(s.name) == &s)
             found.push_back(&s);
     return found;
 }

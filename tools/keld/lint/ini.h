@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace keld {
@@ -26,7 +28,9 @@ struct IniIgnored {
     std::string text, reason;
 };
 
-struct IniFile {
+// A file may have a million sections: no look-up walks them.
+class IniFile {
+public:
     std::vector<IniSection> sections;  // in file order, one for each header
     std::vector<IniIgnored> ignored;
 
@@ -36,8 +40,17 @@ struct IniFile {
     bool hasSection(std::string_view section) const;
     // The entries that count in a section, first mentions only.
     std::vector<const IniEntry*> entries(std::string_view section) const;
+    // First mention of a section; null if there is none.
+    const IniSection* first(std::string_view section) const;
     // First spelling of each section name.
     std::vector<const IniSection*> distinctSections() const;
+
+private:
+    friend IniFile parseIni(std::string_view text);
+    void index();
+    using Place = std::pair<std::size_t, std::size_t>;                   // section, entry
+    std::unordered_map<std::string, std::vector<std::size_t>> by_name_;  // lower-case name
+    std::unordered_map<std::string, Place> by_key_;  // lower-case name, line feed, lower-case key
 };
 
 IniFile parseIni(std::string_view text);

@@ -1,6 +1,7 @@
 #include "tools/keld/lint/ini_check.h"
 
 #include <algorithm>
+#include <unordered_set>
 #include <utility>
 
 #include "tools/keld/host/nearest.h"
@@ -95,10 +96,32 @@ public:
         findings_.insert(findings_.end(), reachable_.findings.begin(), reachable_.findings.end());
         std::stable_sort(findings_.begin(), findings_.end(),
                          [](const Finding& a, const Finding& b) { return a.line < b.line; });
+        shorten();
         return std::move(findings_);
     }
 
 private:
+    // Nobody reads a million of them.
+    void shorten() {
+        constexpr std::size_t kMost = 10000;
+        if (findings_.size() <= kMost)
+            return;
+        const auto errors =
+            std::count_if(findings_.begin() + kMost, findings_.end(),
+                          [](const Finding& each) { return each.severity == Severity::Error; });
+        const std::size_t more = findings_.size() - kMost;
+        findings_.resize(kMost);
+        findings_.push_back({errors > 0 ? Severity::Error : Severity::Warning, 0, "",
+                             std::to_string(more) + " more findings, " + std::to_string(errors) +
+                                 " of them errors, are not shown"});
+    }
+
+    static bool hasNoTarget(const std::map<std::string, std::set<std::string>>& targets,
+                            const std::string& type) {
+        const auto found = targets.find(asciiLower(type));
+        return found == targets.end() || found->second.empty();
+    }
+
     void error(int line, const std::string& section, const std::string& text) {
         findings_.push_back({Severity::Error, line, section, text});
     }
@@ -106,27 +129,30 @@ private:
         findings_.push_back({Severity::Warning, line, section, text});
     }
 
+    // The names that may have been meant; a file full of mistakes gets no more answers at some
+    // point.
+    std::string meant(std::string_view name, const std::vector<std::string>& known) {
+        constexpr int kMostAnswers = 1000;
+        return ++answers_ > kMostAnswers ? std::string() : didYouMean(nearest(name, known));
+    }
+
     void checkSyntax() {
         for (const IniIgnored& ignored : ini_.ignored)
             warning(ignored.line, "",
                     "the line '" + ignored.text + "' is ignored: " + ignored.reason);
-        for (std::size_t i = 0; i < ini_.sections.size(); ++i) {
-            const IniSection& section = ini_.sections[i];
+        for (const IniSection& section : ini_.sections) {
             if (section.name.size() > kSectionLimit)
                 error(section.line, section.name.substr(0, 40) + "...",
                       "the name of the section has " + std::to_string(section.name.size()) +
                           " bytes, at most " + std::to_string(kSectionLimit) + " are read");
-            for (std::size_t j = 0; j < i; ++j) {
-                if (!equalNoCase(ini_.sections[j].name, section.name))
-                    continue;
-                const bool twin = ini_.sections[j].name != section.name;
+            const IniSection& earlier = *ini_.first(section.name);
+            if (&earlier != &section)
                 warning(section.line, section.name,
-                        std::string(twin ? "the name differs only in case from that"
-                                         : "the section stands a second time, first") +
-                            " in line " + std::to_string(ini_.sections[j].line) +
+                        std::string(earlier.name != section.name
+                                        ? "the name differs only in case from that"
+                                        : "the section stands a second time, first") +
+                            " in line " + std::to_string(earlier.line) +
                             ": the two are one section");
-                break;
-            }
             for (const IniEntry& entry : section.entries)
                 checkEntry(section, entry);
         }
@@ -150,17 +176,15 @@ private:
 
     void unknownKey(const IniEntry& entry, const std::string& section,
                     const std::vector<std::string>& known) {
-        warning(
-            entry.line, section,
-            "nothing reads the key '" + entry.key + "'." + didYouMean(nearest(entry.key, known)));
+        warning(entry.line, section,
+                "nothing reads the key '" + entry.key + "'." + meant(entry.key, known));
     }
 
     void checkPrivilege(const IniEntry& entry, const std::string& section) {
         if (!entry.value.empty() && !knownExactly(names_.privileges, entry.value))
             error(entry.line, section,
                   "the store doesn't know the privilege '" + entry.value +
-                      "': every test of it fails." +
-                      didYouMean(nearest(entry.value, names_.privileges)));
+                      "': every test of it fails." + meant(entry.value, names_.privileges));
     }
 
     void checkGlobal() {
@@ -177,11 +201,12 @@ private:
             error(0, "", "there is no section SelectWSO: no run can start");
             return;
         }
+        const auto targets = targetStatuses(ini_);
         for (const IniEntry* entry : ini_.entries("SelectWSO")) {
             if (!knownNoCase(names_.types, entry->key))
                 warning(entry->line, "SelectWSO",
                         "the store doesn't know the type '" + entry->key + "'." +
-                            didYouMean(nearest(entry->key, names_.types)));
+                            meant(entry->key, names_.types));
             const std::int64_t value = iniInteger(entry->value);
             if (value != 0 && value != 1)
                 warning(entry->line, "SelectWSO",
@@ -189,7 +214,7 @@ private:
             if (value == 0 && entry->value != "0")
                 warning(entry->line, "SelectWSO",
                         "'" + entry->value + "' is no number and counts as 0");
-            if (value == 1 && targetStatuses(ini_, entry->key).empty())
+            if (value == 1 && hasNoTarget(targets, entry->key))
                 warning(entry->line, "SelectWSO",
                         "no section <status>_" + entry->key + " says what a run does");
         }
@@ -208,6 +233,8 @@ private:
                         if (word != "none")
                             statuses_.insert(word);
             }
+        for (const std::string& status : statuses_)
+            longest_status_ = std::max(longest_status_, status.size());
     }
 
     void checkProcess(const Reached& reached) {
@@ -249,7 +276,7 @@ private:
                 warning(entry->line, reached.section,
                         "the store has no workflow template '" + entry->value +
                             "': no job is started, in silence." +
-                            didYouMean(nearest(entry->value, names_.templates)));
+                            meant(entry->value, names_.templates));
         }
     }
 
@@ -259,15 +286,14 @@ private:
         if (!knownExactly(names_.relations, relation))
             error(line, section,
                   "'" + entry + "': the store doesn't know the relation '" + relation +
-                      "', so it means all relations." +
-                      didYouMean(nearest(relation, names_.relations)));
+                      "', so it means all relations." + meant(relation, names_.relations));
         if (type.empty())
             error(line, section,
                   "'" + entry + "' names no type, so nothing is found; '*' stands for all types");
         else if (type != "*" && !knownExactly(names_.types, type))
             warning(line, section,
                     "'" + entry + "': the store doesn't know the type '" + type +
-                        "', so nothing is found." + didYouMean(nearest(type, names_.types)));
+                        "', so nothing is found." + meant(type, names_.types));
     }
 
     void checkWalk(const Reached& reached, const IniEntry& entry) {
@@ -283,7 +309,7 @@ private:
             if (!knownExactly(kKinds, kind)) {
                 error(entry.line, reached.section,
                       "'" + step + "' in '" + entry.key + "' is skipped: there is no kind '" +
-                          kind + "' (case and blanks count)." + didYouMean(nearest(kind, kKinds)));
+                          kind + "' (case and blanks count)." + meant(kind, kKinds));
                 continue;
             }
             const bool relation = kind == "Rel" || kind == "Old_Rel";
@@ -323,14 +349,34 @@ private:
         }
     }
 
+    // The known statuses whose names are part of what is read of the value, by name.
+    std::vector<std::string> statusesIn(const std::string& value) const {
+        constexpr std::size_t kFew = 100;
+        const std::string text = value.substr(0, kValueLimit);
+        std::set<std::string> found;
+        if (statuses_.size() <= kFew) {
+            for (const std::string& status : statuses_)
+                if (text.find(status) != std::string::npos)
+                    found.insert(status);
+        } else {
+            for (std::size_t at = 0; at < text.size(); ++at)
+                for (std::size_t size = 1; size <= longest_status_ && at + size <= text.size();
+                     ++size)
+                    if (std::string part = text.substr(at, size); statuses_.contains(part))
+                        found.insert(std::move(part));
+        }
+        return {found.begin(), found.end()};
+    }
+
     // The text is searched for the bare status name, so a part of a listed name counts as listed.
     void checkStatusText(const Reached& reached, const IniEntry& entry) {
         const std::vector<std::string> listed = words(entry.value);
-        std::vector<std::string> candidates(statuses_.begin(), statuses_.end());
-        if (equalNoCase(entry.key, "PrevReleaseStatus"))
+        std::vector<std::string> candidates = statusesIn(entry.value);
+        if (equalNoCase(entry.key, "PrevReleaseStatus") &&
+            entry.value.find("none") != std::string::npos)
             candidates.push_back("none");
         for (const std::string& status : candidates) {
-            if (knownExactly(listed, status) || entry.value.find(status) == std::string::npos)
+            if (knownExactly(listed, status))
                 continue;
             warning(
                 entry.line, reached.section,
@@ -376,11 +422,11 @@ private:
     }
 
     void checkUnreached() {
-        std::vector<std::string> reached;
+        std::unordered_set<std::string> reached;
         for (const Reached& process : reachable_.process)
-            reached.push_back(process.section);
+            reached.insert(asciiLower(process.section));
         for (const auto& [name, process] : reachable_.forms)
-            reached.push_back(name);
+            reached.insert(asciiLower(name));
         std::vector<std::string> wanted;
         for (const Reached& process : reachable_.process)
             if (!process.present)
@@ -388,15 +434,18 @@ private:
         for (const auto& [name, process] : reachable_.forms)
             if (!ini_.hasSection(name))
                 wanted.push_back(name);
+        constexpr std::size_t kMostWanted = 1000;
+        if (wanted.size() > kMostWanted)
+            wanted.resize(kMostWanted);
         for (const IniSection* section : ini_.distinctSections()) {
             if (equalNoCase(section->name, "GLOBAL") || equalNoCase(section->name, "SelectWSO") ||
-                knownNoCase(reached, section->name))
+                reached.contains(asciiLower(section->name)))
                 continue;
-            std::vector<std::string> meant = nearest(section->name, wanted);
-            if (meant.empty())
-                meant = nearest(section->name, {"GLOBAL", "SelectWSO"});
+            std::string near = meant(section->name, wanted);
+            if (near.empty())
+                near = meant(section->name, {"GLOBAL", "SelectWSO"});
             warning(section->line, section->name,
-                    "no start type and no walk leads to this section." + didYouMean(meant));
+                    "no start type and no walk leads to this section." + near);
         }
     }
 
@@ -425,7 +474,9 @@ private:
     const KnownNames& names_;
     Reachable reachable_;
     std::set<std::string> statuses_;
+    std::size_t longest_status_ = 0;
     std::vector<Finding> findings_;
+    int answers_ = 0;
 };
 
 }  // namespace

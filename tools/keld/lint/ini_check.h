@@ -46,6 +46,8 @@ struct Reachable {
 };
 
 Reachable followWalks(const IniFile& ini, const KnownNames& names);
+// Target statuses of each start type, by its name in lower case.
+std::map<std::string, std::set<std::string>> targetStatuses(const IniFile& ini);
 // Target statuses that have a section for this start type.
 std::set<std::string> targetStatuses(const IniFile& ini, const std::string& type);
 

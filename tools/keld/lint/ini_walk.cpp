@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <deque>
-#include <functional>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/lint/ini_check.h"
@@ -29,11 +30,13 @@ public:
     Follower(const IniFile& ini, const KnownNames& names) : ini_(ini), names_(names) {}
 
     Reachable run() {
+        const auto targets = targetStatuses(ini_);
         for (const std::string& type : startTypes(ini_))
-            for (const std::string& status : targetStatuses(ini_, type)) {
-                result_.statuses.insert(status);
-                visit(status, "", type, 3, nullptr);
-            }
+            if (const auto found = targets.find(asciiLower(type)); found != targets.end())
+                for (const std::string& status : found->second) {
+                    result_.statuses.insert(status);
+                    visit(status, "", type, 3, nullptr);
+                }
         while (!waiting_.empty()) {
             const Visit visit = waiting_.front();
             waiting_.pop_front();
@@ -62,15 +65,14 @@ private:
     std::size_t reach(const std::string& status, const std::string& prefix,
                       const std::string& type) {
         const std::string name = status + "_" + prefix + type;
-        for (std::size_t i = 0; i < result_.process.size(); ++i)
-            if (equalNoCase(result_.process[i].section, name))
-                return i;
+        const auto [known, added] = places_.try_emplace(asciiLower(name), result_.process.size());
+        if (!added)
+            return known->second;
         Reached reached{name, status, prefix, type, false, false, false, false, false};
-        for (const IniSection* section : ini_.distinctSections())
-            if (equalNoCase(section->name, name)) {
-                reached.section = section->name;
-                reached.present = true;
-            }
+        if (const IniSection* section = ini_.first(name)) {
+            reached.section = section->name;
+            reached.present = true;
+        }
         reached.line = equalNoCase(type, "BOMLine");
         reached.bvr = type == "BOM" || contains(names_.bvr_types, type);
         reached.item = contains(names_.item_types, type);
@@ -110,9 +112,8 @@ private:
     }
 
     void note(Severity severity, int line, const std::string& section, const std::string& text) {
-        for (const Finding& f : result_.findings)
-            if (f.line == line && f.text == text)
-                return;
+        if (!noted_.emplace(line, text).second)
+            return;
         result_.findings.push_back({severity, line, section, text});
     }
 
@@ -211,25 +212,45 @@ private:
                     from[step.from].push_back(&step);
             std::vector<int> state(result_.process.size(), 0);
             std::vector<const Step*> path;
-            const std::function<void(std::size_t)> descend = [&](std::size_t node) {
+            // The way down is a list: a walk may be as deep as the file is long.
+            struct Level {
+                std::size_t node, next;
+            };
+            std::vector<Level> levels;
+            const auto enter = [&](std::size_t node) {
                 state[node] = 1;
-                for (const Step* step : from[node]) {
+                levels.push_back({node, 0});
+            };
+            for (std::size_t node = 0; node < result_.process.size(); ++node) {
+                if (state[node] == 0)
+                    enter(node);
+                while (!levels.empty()) {
+                    Level& level = levels.back();
+                    if (level.next == from[level.node].size()) {
+                        state[level.node] = 2;
+                        levels.pop_back();
+                        if (!path.empty())
+                            path.pop_back();
+                        continue;
+                    }
+                    const Step* step = from[level.node][level.next++];
                     path.push_back(step);
+                    if (state[step->to] == 0) {
+                        enter(step->to);
+                        continue;
+                    }
                     if (state[step->to] == 1)
                         reportCircle(path, step->to, direction);
-                    else if (state[step->to] == 0)
-                        descend(step->to);
                     path.pop_back();
                 }
-                state[node] = 2;
-            };
-            for (std::size_t node = 0; node < result_.process.size(); ++node)
-                if (state[node] == 0)
-                    descend(node);
+            }
         }
     }
 
     void reportCircle(const std::vector<const Step*>& path, std::size_t closing, int direction) {
+        constexpr int kMostCircles = 100;
+        if (++circles_ > kMostCircles)
+            return;
         auto first = path.begin();
         while (first != path.end() && (*first)->from != closing)
             ++first;
@@ -255,39 +276,60 @@ private:
     std::deque<Visit> waiting_;
     std::set<std::pair<std::size_t, int>> seen_;
     std::vector<Step> steps_;
+    std::unordered_map<std::string, std::size_t> places_;  // lower-case section -> result_.process
+    std::set<std::pair<int, std::string>> noted_;          // line and text of findings
+    int circles_ = 0;
 };
 
 }  // namespace
 
+namespace {
+
+// Target statuses for each of the types, by lower-case name of the type.
+std::map<std::string, std::set<std::string>> targetsOf(const IniFile& ini,
+                                                       const std::vector<std::string>& types) {
+    std::unordered_set<std::string> known;
+    std::size_t longest = 0;
+    for (const std::string& type : types) {
+        known.insert(asciiLower(type));
+        longest = std::max(longest, type.size());
+    }
+    std::map<std::string, std::set<std::string>> targets;
+    std::unordered_set<std::string> all;  // in lower case
+    for (const IniSection* section : ini.distinctSections()) {
+        const std::string& name = section->name;
+        // The longest start type that ends the name: "My_Item" before "Item".
+        const std::size_t begin = name.size() > longest + 1 ? name.size() - longest - 1 : 1;
+        for (std::size_t at = begin; at < name.size(); ++at) {
+            if (name[at] != '_')
+                continue;
+            const std::string type = asciiLower(std::string_view(name).substr(at + 1));
+            if (!known.contains(type))
+                continue;
+            targets[type].insert(name.substr(0, at));
+            all.insert(asciiLower(std::string_view(name).substr(0, at)));
+            break;
+        }
+    }
+    // "Frozen_Old_ItemRevision" is for the older revisions of a run to Frozen, if there is one.
+    for (auto& [type, statuses] : targets)
+        std::erase_if(statuses, [&](const std::string& status) {
+            return status.size() > 4 && status.ends_with("_Old") &&
+                   all.contains(asciiLower(status.substr(0, status.size() - 4)));
+        });
+    return targets;
+}
+
+}  // namespace
+
+std::map<std::string, std::set<std::string>> targetStatuses(const IniFile& ini) {
+    return targetsOf(ini, startTypes(ini));
+}
+
 std::set<std::string> targetStatuses(const IniFile& ini, const std::string& type) {
     std::vector<std::string> types = startTypes(ini);
     types.push_back(type);
-    std::set<std::string> mine, all;
-    for (const IniSection* section : ini.distinctSections()) {
-        // The longest start type that ends the name: "My_Item" before "Item".
-        std::string best;
-        for (const std::string& candidate : types) {
-            const std::string& name = section->name;
-            if (name.size() > candidate.size() + 1 && candidate.size() > best.size() &&
-                name[name.size() - candidate.size() - 1] == '_' &&
-                equalNoCase(name.substr(name.size() - candidate.size()), candidate))
-                best = candidate;
-        }
-        if (best.empty())
-            continue;
-        const std::string status = section->name.substr(0, section->name.size() - best.size() - 1);
-        all.insert(status);
-        if (equalNoCase(best, type))
-            mine.insert(status);
-    }
-    // "Frozen_Old_ItemRevision" is for the older revisions of a run to Frozen, if there is one.
-    std::erase_if(mine, [&](const std::string& status) {
-        return status.size() > 4 && status.ends_with("_Old") &&
-               std::any_of(all.begin(), all.end(), [&](const std::string& other) {
-                   return equalNoCase(other, status.substr(0, status.size() - 4));
-               });
-    });
-    return mine;
+    return targetsOf(ini, types)[asciiLower(type)];
 }
 
 Reachable followWalks(const IniFile& ini, const KnownNames& names) {

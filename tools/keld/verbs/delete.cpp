@@ -186,8 +186,7 @@ void takeOutOfFolder(const Context& context, tag_t folder, tag_t object) {
     require(context, OBJ_refresh(folder, false), "OBJ_refresh");
 }
 
-// Cut an object off from those that hold it and delete it. What can be known to stand against it
-// is looked at before the first cut.
+// Cut an object off from those that hold it and delete it.
 void remove(const Context& context, const Row& row) {
     logical modifiable = false;
     require(context, OBJ_ask_if_modifiable(row.tag, &modifiable), "OBJ_ask_if_modifiable");
@@ -210,10 +209,10 @@ bool removeAll(const Context& context, std::vector<Row>& rows) {
             continue;  // the check has said nothing about it
         ERR_clear_errors();
         try {
-            remove(context, row);
+            context.workbench().asOne([&] { remove(context, row); });
             row.answer = "deleted";
             row.deleted = true;
-        } catch (const CommandError& error) {
+        } catch (const std::exception& error) {
             row.answer = "not deleted";
             row.reason = error.what();
             all = false;

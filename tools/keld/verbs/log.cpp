@@ -29,6 +29,10 @@ int tail(Context& context, int count) {
     if (count < 0)
         throw CommandError("-n must not be negative", {}, kExitUsage);
     const std::string log = context.logPath();
+    std::error_code unknown;
+    if (std::filesystem::exists(pathOf(log), unknown) &&
+        !std::filesystem::is_regular_file(pathOf(log), unknown))
+        throw CommandError(log + " is no file that can be read back");
     std::ifstream in(pathOf(log), std::ios::binary);
     if (!in)
         throw CommandError("there is no log at " + log + " (no service has run yet?)");

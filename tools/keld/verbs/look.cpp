@@ -56,12 +56,15 @@ void showRelations(Context& context, tag_t object) {
             char type[129] = "";
             KELD_MVTYPE_ask_name(entry.relation_type, type);
             mervane::Found other;
+            std::string label = "#" + std::to_string(entry.secondary);
             try {
+                context.workbench().needRead(entry.secondary);
                 other = context.workbench().describe(entry.secondary);
-            } catch (const mervane::Failure&) {
-                other.name = "(gone)";
+                label = context.label(entry.secondary);
+            } catch (const mervane::Failure& failure) {
+                constexpr int kNotAllowed = 710021;
+                other.name = failure.status() == kNotAllowed ? "(not readable)" : "(gone)";
             }
-            const std::string label = context.label(entry.secondary);
             shown.push_back({{"relation", type},
                              {"direction", outgoing ? "to" : "from"},
                              {"tag", entry.secondary},
@@ -133,6 +136,7 @@ void showDataset(Context& context, tag_t dataset) {
 int show(Context& context, const std::string& name) {
     context.open();
     const tag_t object = context.object(name);
+    context.workbench().needRead(object);
     const mervane::Found found = context.workbench().describe(object);
     context.document["tag"] = object;
     context.document["object"] = context.label(object);

@@ -120,12 +120,15 @@ int addUser(Context& context, const NewUser& user) {
     Strings groups;
     for (const auto& group : workbench.find({"", "Group", "", 0}))
         groups.push_back(display(group.tag, "group_name"));
+    // Nobody becomes an administrator by an option that was left out.
     std::string group = user.group;
-    if (group.empty()) {
-        if (groups.empty())
-            throw CommandError("the store has no group; name one with --in-group NAME --new-group");
-        group = groups.front();
-    }
+    for (const std::string& each : groups)
+        if (group.empty() && each != "dba")
+            group = each;
+    if (group.empty())
+        throw CommandError(
+            "name the user's group with --in-group; the store has none but dba, which is the "
+            "administrators' (--new-group makes one)");
     const bool known = std::find(groups.begin(), groups.end(), group) != groups.end();
     if (!known && !user.new_group)
         throw CommandError("there is no group '" + group + "' (--new-group makes it)",
@@ -135,6 +138,18 @@ int addUser(Context& context, const NewUser& user) {
     const tag_t tag = workbench.createUser(user.id, user.name.empty() ? user.id : user.name, group);
     context.document = {{"id", user.id}, {"group", group}, {"tag", tag}};
     context.print("added user " + user.id + " in group " + group + "\n");
+    return kExitDone;
+}
+
+struct Joining {
+    std::string id, group;
+};
+
+int joinGroup(Context& context, const Joining& wanted) {
+    context.open();
+    context.workbench().addToGroup(wanted.id, wanted.group);
+    context.document = {{"id", wanted.id}, {"group", wanted.group}};
+    context.print("user " + wanted.id + " is a member of group " + wanted.group + "\n");
     return kExitDone;
 }
 
@@ -152,8 +167,15 @@ void addUsers(Verbs& verbs) {
                               [user](Context& context) { return addUser(context, *user); });
     add->add_option("ID", user->id)->required();
     add->add_option("--name", user->name, "full name; the id if not given");
-    add->add_option("--in-group", user->group, "the user's default group; the first if not given");
+    add->add_option("--in-group", user->group,
+                    "the user's default group; the first but dba if not given");
     add->add_flag("--new-group", user->new_group, "make the group if there is none of the name");
+    auto joining = std::make_shared<Joining>();
+    CLI::App* join = verbs.add(
+        group, "join", "Make a user a member of one more group", "  keld users join otto dba\n",
+        [joining](Context& context) { return joinGroup(context, *joining); });
+    join->add_option("ID", joining->id)->required();
+    join->add_option("GROUP", joining->group)->required();
 }
 
 // ---- check-out ----

@@ -54,6 +54,7 @@ bool madeRegistry(Context& context, const std::string& path) {
 
 int use(Context& context, const std::string& path) {
     context.open();
+    context.workbench().needAdministrator("choose the registry");
     const bool fresh = !path.empty() && madeRegistry(context, path);
     context.workbench().useRegistry(path);
     const std::string used = context.workbench().registryPath();
@@ -66,6 +67,7 @@ int use(Context& context, const std::string& path) {
 
 int enter(Context& context, const std::string& id, bool in) {
     context.open();
+    context.workbench().needAdministrator("change the registry by hand");
     if (in)
         require(context, REG_register_item_id(id.c_str(), 0), "REG_register_item_id");
     else

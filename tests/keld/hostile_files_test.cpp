@@ -1,0 +1,125 @@
+// Files that never end, make wait, are too long or stand where others are expected.
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <ctime>
+
+#include "tests/keld/program.h"
+
+using namespace keld_test;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace {
+
+// For this process and those that it starts.
+class Limit {
+public:
+    Limit(int what, rlim_t value) : what_(what) {
+        getrlimit(what, &before_);
+        rlimit limit = before_;
+        limit.rlim_cur = value;
+        setrlimit(what, &limit);
+    }
+    ~Limit() { setrlimit(what_, &before_); }
+    Limit(const Limit&) = delete;
+
+private:
+    int what_;
+    rlimit before_{};
+};
+
+double cpuSecondsOfChildren() {
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    return static_cast<double>(used.ru_utime.tv_sec + used.ru_stime.tv_sec) +
+           static_cast<double>(used.ru_utime.tv_usec + used.ru_stime.tv_usec) / 1e6;
+}
+
+}  // namespace
+
+class HostileFiles : public ProgramWithStore {};
+
+TEST_F(HostileFiles, ALogOnAFullDeviceIsToldAndNotReadBack) {
+    environment()["KELD_LOG_FILE"] = "/dev/full";
+    const double before = cpuSecondsOfChildren();
+    const Result result = done({"call", "KELD_SrvCall", "i:0", "i:0", "s:text"});
+    EXPECT_THAT(result.err, HasSubstr("/dev/full can't be written, log lines are dropped"));
+    EXPECT_EQ(result.err.find("dropped"), result.err.rfind("dropped")) << "told once";
+    const Result tail = keld({"log", "tail"});
+    EXPECT_EQ(tail.exit_code, 1);
+    EXPECT_THAT(tail.err, HasSubstr("no file that can be read back"));
+    EXPECT_LT(cpuSecondsOfChildren() - before, 10);
+}
+
+TEST_F(HostileFiles, APipeInTheDatabasesPlaceIsRefused) {
+    for (const char* name : {"keld.db-journal", "keld.db-wal", "keld.db-shm",
+                             "keld.db-locks-journal", "keld.db"}) {
+        fs::remove(path(name));
+        ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0) << name;
+        const Result result = keld({"find", "*"});
+        EXPECT_EQ(result.exit_code, 1) << name;
+        EXPECT_THAT(result.err, HasSubstr(path(name).string() + " is no regular file")) << name;
+        if (std::string(name) != "keld.db") {
+            fs::remove(path(name));
+            done({"find", "*"});
+        }
+    }
+}
+
+TEST_F(HostileFiles, APipeInThePlaceOfTheLockTablesIsReplaced) {
+    fs::remove(path("keld.db-locks"));
+    ASSERT_EQ(mkfifo(path("keld.db-locks").c_str(), 0600), 0);
+    done({"find", "*"});
+    EXPECT_TRUE(fs::is_regular_file(path("keld.db-locks")));
+}
+
+TEST_F(HostileFiles, APipeInTheJournalsPlaceIsRefused) {
+    ASSERT_EQ(mkfifo(path("calls").c_str(), 0600), 0);
+    environment()["MERVANE_JOURNAL"] = path("calls").string();
+    const Result result = done({"show", "000100"});
+    EXPECT_THAT(result.err, HasSubstr("can't be opened"));
+}
+
+TEST_F(HostileFiles, APipeInTheConfigurationsPlaceIsNoConfiguration) {
+    ASSERT_EQ(mkfifo(path("keld_statusmanager.ini").c_str(), 0600), 0);
+    environment()["KELD_CFG_PATH"] = directory().string();
+    EXPECT_THAT(done({"doctor"}).out, HasSubstr("there is no file"));
+}
+
+TEST_F(HostileFiles, ALimitOfTheFileSizeIsAFailureWithAText) {
+    const std::string text(400'000, 'x');
+    writeFile(path("more.json"), R"({ "world": 1, "items": [{ "id": "000300", "revisions": [
+        { "id": "A", "datasets": [{ "type": "Text", "name": "notes", "files": [
+          { "reference": "Text", "name": "notes.txt", "text": ")" +
+                                     text + R"(" }] }]}]}]})");
+    {
+        const Limit limit(RLIMIT_FSIZE, 300'000);
+        const Result result = keld({"load", path("more.json").string()});
+        EXPECT_EQ(result.exit_code, 1) << "and not the end by a signal";
+        EXPECT_THAT(result.err, HasSubstr("keld: "));
+    }
+    EXPECT_EQ(keld({"show", "000300"}).exit_code, 1) << "nothing of it is there";
+    done({"check"});
+    done({"load", path("more.json").string()});
+}
+
+TEST_F(HostileFiles, AConfigurationOfManySectionsIsCheckedInReasonableTime) {
+    // Reached and unreached ones, a walk as deep as the file, second mentions, statuses.
+    constexpr int kSections = 20'000;
+    std::string ini = "[SelectWSO]\nItemRevision=1\n";
+    for (int i = 0; i < kSections; ++i) {
+        const std::string n = std::to_string(i);
+        ini += "[S" + n + "_ItemRevision]\nPrevReleaseStatus=S" + n + "\n";
+        ini += "[Deep_Rel" + n + ".T]\nChangeForward=Rel.Rel" + std::to_string(i + 1) + ".T\n";
+    }
+    ini += "[Deep_ItemRevision]\nChangeForward=Rel.Rel0.T\n";
+    for (int i = 0; i < kSections; ++i)
+        ini += "[Nothing" + std::to_string(i % 7'000) + "]\nkey=1\nkey=2\n";
+    writeFile(path("keld_statusmanager.ini"), ini);
+    const double before = cpuSecondsOfChildren();
+    const Result result = keld({"doctor", "--ini", path("keld_statusmanager.ini").string()});
+    EXPECT_THAT(result.out, HasSubstr("more findings"));
+    EXPECT_LT(cpuSecondsOfChildren() - before, 40) << "square in the number of sections";
+}
