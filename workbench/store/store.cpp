@@ -1,6 +1,7 @@
 #include "workbench/store/store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -21,6 +22,8 @@ const char* const Store::kLoad =
 // ---- dates as stored ----
 
 namespace {
+
+std::atomic<std::uint64_t> objects_worked_on{0};
 
 std::string storedDate(const date_s& date) {
     char text[40];
@@ -60,6 +63,14 @@ const char* synchronous() {
 }
 
 }  // namespace
+
+void countObject() noexcept {
+    objects_worked_on.fetch_add(1, std::memory_order_relaxed);
+}
+
+std::uint64_t objectsWorkedOn() {
+    return objects_worked_on.load();
+}
 
 Value Cell::as(Kind kind) const {
     switch (kind) {
@@ -194,6 +205,7 @@ std::int64_t Store::versionOf(tag_t tag) {
 }
 
 void Store::insert(tag_t tag, tag_t type) {
+    countObject();
     connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, 1)")
         .bind(number(tag))
         .bind(number(type))
@@ -326,6 +338,57 @@ std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t
     while (rows.step())
         all.push_back(tagOf(rows.integer(0)));
     return all;
+}
+
+namespace {
+
+// One letter left out, put in, changed or swapped with its neighbour.
+std::vector<std::string> oneLetterAway(const std::string& text) {
+    constexpr std::string_view kLetters =
+        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-_./ ";
+    std::vector<std::string> all;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        for (const char letter : kLetters) {
+            all.push_back(std::string(text).insert(i, 1, letter));
+            if (i < text.size() && letter != text[i])
+                (all.emplace_back(text))[i] = letter;
+        }
+        if (i < text.size())
+            all.push_back(std::string(text).erase(i, 1));
+        if (i + 1 < text.size()) {
+            std::string swapped = text;
+            std::swap(swapped[i], swapped[i + 1]);
+            all.push_back(std::move(swapped));
+        }
+    }
+    return all;
+}
+
+}  // namespace
+
+std::vector<std::string> Store::textsNear(tag_t attribute, const std::string& text) {
+    constexpr std::size_t kLongest = 128;
+    constexpr std::int64_t kNeighbours = 20;
+    std::vector<std::string> found;
+    if (text.empty() || text.size() > kLongest)
+        return found;
+    for (const std::string& each : oneLetterAway(text)) {
+        Statement row = connection_->statement("SELECT 1 FROM value WHERE attr=? AND v=? LIMIT 1");
+        row.bind(number(attribute)).bind(std::string_view(each));
+        if (row.step())
+            found.push_back(each);
+    }
+    for (const char* sql :
+         {"SELECT DISTINCT v FROM value WHERE attr=? AND v>=? ORDER BY v LIMIT ?",
+          "SELECT DISTINCT v FROM value WHERE attr=? AND v<? ORDER BY v DESC LIMIT ?"}) {
+        Statement rows = connection_->statement(sql);
+        rows.bind(number(attribute)).bind(std::string_view(text)).bind(kNeighbours);
+        while (rows.step())
+            found.emplace_back(rows.text(0));
+    }
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
 }
 
 std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& pattern) {

@@ -20,6 +20,10 @@
 
 namespace mervane {
 
+// Objects that stores of this process have read or made.
+void countObject() noexcept;
+std::uint64_t objectsWorkedOn();
+
 // One stored value as it is read; good until the next one.
 class Cell {
 public:
@@ -90,6 +94,8 @@ public:
                                          std::string_view text);
     // A pattern of * and ?, compared with case.
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
+    // Texts that differ from this one in a letter or stand beside it in the order of the index.
+    std::vector<std::string> textsNear(tag_t attribute, const std::string& text);
     std::vector<tag_t> ofType(tag_t type);
     std::vector<Hit> everything();
     std::int64_t objectCount();
@@ -199,6 +205,7 @@ bool Store::load(tag_t tag, Head&& head, Each&& value) {
     if (rows.integer(0) != 0)
         return false;
     head(static_cast<tag_t>(rows.integer(2)), rows.integer(1));
+    countObject();
     const Cell cell(rows);
     while (rows.step())
         value(static_cast<tag_t>(rows.integer(0)), static_cast<std::size_t>(rows.integer(1)), cell);

@@ -33,7 +33,7 @@ struct WantedCopy {
 };
 
 std::string titled(const Context& context, tag_t object) {
-    std::string label = context.label(object);
+    std::string label = context.title(object);
     if (!label.starts_with("#"))
         return label;
     const std::string name = display(object, "object_name");
@@ -213,12 +213,12 @@ void showSettings(Context& context, const Run& run, const Values& before, std::s
         const std::string reason =
             site.empty() ? "this user may not change it" : "it is owned by the site " + site;
         alone.push_back({{"object", context.label(object)}, {"tag", object}, {"reason", reason}});
-        alone_text += "left alone: " + titled(context, object) + ", " + reason + "\n";
+        alone_text += shown("left alone: " + titled(context, object) + ", " + reason) + "\n";
     }
     Json failed = Json::array();
     for (const tag_t object : run.failed) {
         failed.push_back({{"object", context.label(object)}, {"tag", object}});
-        alone_text += "failed at: " + titled(context, object) + "\n";
+        alone_text += shown("failed at: " + titled(context, object)) + "\n";
     }
     context.document["failed_at"] = failed;
     context.document["values"] = values;
@@ -227,20 +227,20 @@ void showSettings(Context& context, const Run& run, const Values& before, std::s
     text += alone_text;
 }
 
-void showProblems(Context& context, const Outcome& outcome, std::string& text) {
-    if (outcome.status != 0)
-        text += painted(Colour::Red, "failed") + ": " + statusText(context, outcome.status) + "\n";
-    else
-        text += painted(Colour::Yellow, "warning") +
-                ": the preferences have bad lines; keld copy-attr --check lists them\n";
+std::string problemsOf(const Context& context, const Outcome& outcome) {
+    std::string text = outcome.status != 0
+                           ? "failed: " + statusText(context, outcome.status) + "\n"
+                           : "warning: the preferences have bad lines; keld copy-attr --check "
+                             "lists them\n";
     std::string last;
     for (const auto& entry : outcome.stack) {
         const std::string line = "  error " + std::to_string(entry.status) + ": " +
-                                 shownLine(entry.text, kLongestText) + "\n";
+                                 shown(shownLine(entry.text, kLongestText)) + "\n";
         if (line != last)
             text += line;
         last = line;
     }
+    return text;
 }
 
 int copy(Context& context, const WantedCopy& wanted) {
@@ -275,11 +275,11 @@ int copy(Context& context, const WantedCopy& wanted) {
     if (wanted.dry_run)
         text += "dry run, nothing is changed; it would be:\n";
     showSettings(context, run, before, text);
-    if (!outcome.succeeded())
-        showProblems(context, outcome, text);
-    if (!wanted.dry_run)
-        text += "log in " + outcome.log + "\n";
     context.print(text);
+    if (!outcome.succeeded())
+        context.problem(problemsOf(context, outcome));
+    if (!wanted.dry_run)
+        context.print(logText(outcome));
     return outcome.succeeded() ? kExitDone : kExitFailed;
 }
 
@@ -300,11 +300,12 @@ int check(Context& context) {
         bad += line.errors.empty() ? 0 : 1;
         const std::string place = line.preference + " line " + std::to_string(line.number) + ": ";
         if (!line.errors.empty())
-            text += painted(Colour::Red, "error") + "   " + place + joined(line.errors, "; ") +
-                    "\n        " + shownLine(line.text) + "\n";
+            text += painted(Colour::Red, "error") + "   " + place +
+                    shown(joined(line.errors, "; ")) + "\n        " + shown(shownLine(line.text)) +
+                    "\n";
         for (const std::string& remark : line.remarks)
             text += painted(Colour::Yellow, "remark") + "  " + place + remark + "\n        " +
-                    shownLine(line.text) + "\n";
+                    shown(shownLine(line.text)) + "\n";
     }
     context.document = {
         {"lines", lines},

@@ -57,7 +57,7 @@ std::string outcomeText(const Context& context, const Outcome& outcome) {
     std::string text =
         painted(Colour::Red, "refused") + ": " + statusText(context, outcome.status) + "\n";
     for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+        text += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
     return text + problemText(outcome, "  log: ");
 }
 
@@ -126,7 +126,7 @@ void showJob(Context& context, const fs::path& directory, bool dry_run, std::str
                           : table.text();
     text += "options.txt has " + counted(job.options.size(), "byte") + "\n";
     for (const auto& other : others)
-        text += "the program has added " + other.get<std::string>() + "\n";
+        text += "the program has added " + shown(other.get<std::string>()) + "\n";
     context.document["directory"] = dry_run ? Json() : Json(directory.string());
     context.document["files"] = files;
     context.document["options"] = job.options;
@@ -159,7 +159,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
                         {"outcome", asJson(context, outcome)}};
     std::string text = wanted.dry_run ? "dry run, the files are gone again; they would be:\n" : "";
     if (!outcome.succeeded())
-        text += outcomeText(context, outcome);
+        context.problem(outcomeText(context, outcome));
     for (const fs::path& directory : directoriesIn(base))
         if (!before.contains(directory))
             showJob(context, directory, wanted.dry_run, text);
@@ -237,14 +237,14 @@ std::string shownValue(const Json& value) {
 }
 
 std::string itemAsText(const Json& item) {
-    std::string text = painted(Colour::Bold, item["item"].get<std::string>()) + "  " +
+    std::string text = painted(Colour::Bold, shown(item["item"].get<std::string>())) + "  " +
                        KELD_JOB_item_class_name_c + "\n";
     Table table({"ATTRIBUTE", "VALUE", "MEANING"});
     for (const Attribute& attribute : kAttributes)
         table.add({attribute.name, shownValue(item[attribute.key]), attribute.meaning});
     text += table.text();
     for (const Json& object : item["objects"])
-        text += "refers to " + object["object"].get<std::string>() + " (" +
+        text += "refers to " + shown(object["object"].get<std::string>()) + " (" +
                 object["type"].get<std::string>() + ")\n";
     return text;
 }
@@ -275,7 +275,7 @@ int makeItem(Context& context, const WantedItem& wanted) {
                         {"outcome", asJson(context, outcome)}};
     std::string text = wanted.dry_run ? "dry run, nothing is changed; it would be:\n" : "";
     if (!outcome.succeeded())
-        text += outcomeText(context, outcome);
+        context.problem(outcomeText(context, outcome));
     for (const auto& found : jobItems(context))
         if (!before.contains(found.tag)) {
             context.document["job_item"] = itemAsJson(context, found.tag);

@@ -43,7 +43,7 @@ int getPreference(Context& context, const std::string& name) {
     const Strings values = preference(context, name);
     context.document = {{"name", name}, {"values", values}};
     for (const std::string& value : values)
-        context.print(value + "\n");
+        context.print(shown(value) + "\n");
     return kExitDone;
 }
 
@@ -51,7 +51,7 @@ int setPreference(Context& context, const std::string& name, const Strings& valu
     context.open();
     context.workbench().setPreference(name, values);
     context.document = {{"name", name}, {"values", values}};
-    context.print("set " + name + " to " + counted(values.size(), "value") + "\n");
+    context.print("set " + shown(name) + " to " + counted(values.size(), "value") + "\n");
     return kExitDone;
 }
 
@@ -60,7 +60,7 @@ int removePreference(Context& context, const std::string& name) {
     (void)preference(context, name);  // fails with the nearest names if there is none
     context.workbench().removePreference(name);
     context.document = {{"name", name}, {"removed", true}};
-    context.print("removed " + name + "\n");
+    context.print("removed " + shown(name) + "\n");
     return kExitDone;
 }
 
@@ -134,7 +134,7 @@ int addUser(Context& context, const NewUser& user) {
         workbench.createGroup(group, "");
     const tag_t tag = workbench.createUser(user.id, user.name.empty() ? user.id : user.name, group);
     context.document = {{"id", user.id}, {"group", group}, {"tag", tag}};
-    context.print("added user " + user.id + " in group " + group + "\n");
+    context.print(shown("added user " + user.id + " in group " + group) + "\n");
     return kExitDone;
 }
 
@@ -164,16 +164,18 @@ int checkOut(Context& context, const std::string& name, const std::string& comme
     context.workbench().checkOut(object, comment);
     context.document = {{"object", context.label(object)},
                         {"checked_out_by", display(object, "checked_out_user")}};
-    context.print("checked out " + context.label(object) + "\n");
+    context.print("checked out " + context.title(object) + "\n");
     return kExitDone;
 }
 
 int checkIn(Context& context, const std::string& name) {
     context.open();
     const tag_t object = context.object(name);
+    if (!checkedOut(object))
+        throw CommandError(context.title(object) + " is not checked out");
     context.workbench().checkIn(object);
     context.document = {{"object", context.label(object)}, {"checked_out_by", ""}};
-    context.print("checked in " + context.label(object) + "\n");
+    context.print("checked in " + context.title(object) + "\n");
     return kExitDone;
 }
 

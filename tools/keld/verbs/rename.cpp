@@ -47,7 +47,7 @@ tag_t findRevision(const Context& context, tag_t item, const std::string& id) {
     for (tag_t each : listOf<tag_t>(
              [&](int*count, tag_t**tags) { return ART_list_all_revs(item, count, tags); }))
         known.push_back(display(each, "item_revision_id"));
-    throw CommandError("item " + context.label(item) + " has no revision '" + id + "'",
+    throw CommandError("item " + context.title(item) + " has no revision '" + id + "'",
                        nearest(id, known));
 }
 
@@ -111,7 +111,7 @@ std::string reasonFor(const Context& context, int status, tag_t object) {
            ", or another session has locked it";
 }
 
-Json showRefusal(Context& context, const Run& run, tag_t item, std::string& text) {
+Json tellRefusal(Context& context, const Run& run, tag_t item, std::string& text) {
     const int status = run.outcome.status;
     Refusal refusal = readRefusal(run.journal);
     if (refusal.object == NULLTAG)
@@ -119,9 +119,9 @@ Json showRefusal(Context& context, const Run& run, tag_t item, std::string& text
     const std::string label = context.label(refusal.object);
     const std::string reason =
         refusal.operation.empty() ? reasonFor(context, status, refusal.object) : "";
-    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
-    text += "  object " + label +
-            (label.starts_with("#") ? " " + display(refusal.object, "object_name") : "") +
+    text += "refused: " + statusText(context, status) + "\n";
+    text += "  object " + context.title(refusal.object) +
+            (label.starts_with("#") ? " " + shown(display(refusal.object, "object_name")) : "") +
             (refusal.operation.empty() ? "" : ", in " + refusal.operation) +
             (reason.empty() ? "" : ": " + reason) + "\n";
     return {{"status", status},
@@ -150,7 +150,10 @@ Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
     return shown;
 }
 
-int rename(Context& context, const WantedRename& wanted) {
+int rename(Context& context, WantedRename wanted) {
+    wanted.to = newId("the new item id", wanted.to);
+    wanted.revision = newId("the revision id", wanted.revision);
+    wanted.to_revision = newId("the new revision id", wanted.to_revision);
     context.open();
     needItem(context, context.object(wanted.item), wanted.item);
     std::optional<PrivateCopy> copy;
@@ -180,9 +183,9 @@ int rename(Context& context, const WantedRename& wanted) {
     const bool succeeded = run.outcome.succeeded();
     std::string refused;
     const Json refusal =
-        run.outcome.status == 0 ? Json() : showRefusal(context, run, item, refused);
+        run.outcome.status == 0 ? Json() : tellRefusal(context, run, item, refused);
     for (const auto& entry : run.outcome.stack)
-        refused += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+        refused += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
     // A fresh session sees what was stored, not what was only set.
     context.reopen(copy ? (pathOf(copy->directory()) / "keld.db").string() : context.storePath());
 
@@ -201,18 +204,20 @@ int rename(Context& context, const WantedRename& wanted) {
         const std::vector<std::string> texts = textsOfCalls(run.journal, operation);
         context.document[key] = texts;
         for (const std::string& each : texts)
-            text += lead + each + "\n";
+            text += lead + shown(each) + "\n";
     };
     listed("registered", "REG_register_item_id", "registered the id ");
     listed("unregistered", "REG_unregister_item_id", "took out of the registry the id ");
     listed("workflows", "FLOW_create_process", "started the workflow on ");
     context.document["refusal"] = refusal;
     context.document["outcome"] = asJson(context, run.outcome);
-    text += refused + problemText(run.outcome, "  log: ");
+    context.print(text);
+    context.problem(refused + problemText(run.outcome, "  log: "));
+    text.clear();
     if (wanted.test)
         context.document["outcome"]["log"] = nullptr;
     else
-        text += "log in " + run.outcome.log + "\n";
+        text += logText(run.outcome);
     context.print(text);
     return succeeded ? kExitDone : kExitFailed;
 }

@@ -8,6 +8,7 @@
 
 #include "platform/keld_se.h"
 #include "platform/mv_dbo.h"
+#include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
@@ -39,10 +40,11 @@ int show(Context& context, const std::string& name) {
                         {"statuses", names},
                         {"date_released", released},
                         {"process_stages", stages}};
-    std::string text = painted(Colour::Bold, context.label(object)) + "  " + found.type + "\n";
-    text += "status    " + (names.empty() ? "none" : painted(Colour::Green, names.back())) + "\n";
+    std::string text = painted(Colour::Bold, context.title(object)) + "  " + found.type + "\n";
+    text += "status    " + (names.empty() ? "none" : painted(Colour::Green, shown(names.back()))) +
+            "\n";
     if (names.size() > 1)
-        text += "all       " + joined(names, ", ") + "\n";
+        text += "all       " + shown(joined(names, ", ")) + "\n";
     if (!released.empty())
         text += "released  " + released + "\n";
     if (!stages.empty())
@@ -60,6 +62,7 @@ struct WantedStatus {
 
 struct Described {
     std::string label, type, name;
+    std::string typed;  // the label as people type it
 };
 
 // What can be seen of a run by comparing: statuses, datasets, workflow processes.
@@ -70,16 +73,17 @@ struct Seen {
 
 // Objects without an id are told by tag and name.
 std::string titled(const Described& object) {
-    return object.label.starts_with("#") && !object.name.empty() ? object.label + " " + object.name
-                                                                 : object.label;
+    return object.typed.starts_with("#") && !object.name.empty() ? object.typed + " " + object.name
+                                                                 : object.typed;
 }
 
 Described described(const Context& context, tag_t object) {
     try {
         const auto found = context.workbench().describe(object);
-        return {found.id, found.type, found.name};
+        return {found.id, found.type, found.name, found.typed};
     } catch (const mervane::Failure&) {
-        return {"#" + std::to_string(object), "(gone)", ""};
+        const std::string tag = "#" + std::to_string(object);
+        return {tag, "(gone)", "", tag};
     }
 }
 
@@ -106,11 +110,9 @@ Seen look(const Context& context) {
             HEAP_free(block);
     }
     for (const auto& found : workbench.find({"", "Dataset", "", 0}))
-        seen.datasets.emplace(found.tag,
-                              Described{context.label(found.tag), found.type, found.name});
+        seen.datasets.emplace(found.tag, Described{found.id, found.type, found.name, found.typed});
     for (const auto& found : workbench.find({"", "FLOWProcess", "", 0}))
-        seen.processes.emplace(found.tag,
-                               Described{context.label(found.tag), found.type, found.name});
+        seen.processes.emplace(found.tag, Described{found.id, found.type, found.name, found.typed});
     return seen;
 }
 
@@ -142,12 +144,12 @@ void showChanges(Context& context, const Seen& before, const Seen& after, bool w
     for (const auto& [tag, dataset] : before.datasets)
         if (!after.datasets.contains(tag)) {
             deleted.push_back({{"object", dataset.label}, {"type", dataset.type}, {"tag", tag}});
-            text += "deleted " + dataset.label + " (" + dataset.type + ")\n";
+            text += "deleted " + dataset.typed + " (" + dataset.type + ")\n";
         }
     for (const auto& [tag, process] : after.processes)
         if (!before.processes.contains(tag)) {
             jobs.push_back({{"name", process.name}, {"tag", tag}});
-            text += "started the job " + process.name + "\n";
+            text += "started the job " + shown(process.name) + "\n";
         }
     if (changes.empty() && deleted.empty() && jobs.empty())
         text += "nothing changed\n";
@@ -163,7 +165,8 @@ void showVisits(Context& context, const std::vector<Visit>& visits, bool done,
     for (std::size_t i = 0; i < visits.size(); ++i) {
         const Visit& visit = visits[i];
         const auto known = objects.find(visit.object);
-        const Described object = known == objects.end() ? Described{"?", "", ""} : known->second;
+        const Described object =
+            known == objects.end() ? Described{"?", "", "", "?"} : known->second;
         const bool line = object.type == kLineType;
         const bool refused = !done && i + 1 == visits.size();
         const std::string now =
@@ -208,11 +211,17 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
                        near);
 }
 
-void showRefusal(Context& context, const Outcome& outcome, std::string& text) {
+std::string refusalText(const Context& context, const Outcome& outcome) {
     const int status = outcome.status ? outcome.status : outcome.number;
-    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
+    std::string text = "refused: " + statusText(context, status) + "\n";
     for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+        text += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
+    return text;
+}
+
+Described describedLine(const Context& context, tag_t line) {
+    return {"line " + display(line, "object_string"), kLineType, "",
+            "line " + context.title(lineTag(line, "bl_revision"))};
 }
 
 // The objects of a run as they are before it, by what the journal may name.
@@ -223,10 +232,8 @@ std::map<tag_t, Described> describeVisited(const Context& context, const Visits&
             if (visit.object == 0)
                 continue;
             const bool line = asciiLower(visit.section).ends_with("_bomline");
-            objects.emplace(
-                visit.object,
-                line ? Described{"line " + display(visit.object, "object_string"), kLineType, ""}
-                     : described(context, visit.object));
+            objects.emplace(visit.object, line ? describedLine(context, visit.object)
+                                               : described(context, visit.object));
         }
     return objects;
 }
@@ -273,13 +280,15 @@ int set(Context& context, const WantedStatus& wanted) {
         showVisits(context, tested ? visits.attributes : visits.test, outcome.succeeded(),
                    describeVisited(context, visits), text);
     }
+    context.print(text);
+    text.clear();
     if (!outcome.succeeded())
-        showRefusal(context, outcome, text);
-    text += problemText(outcome, "  log: ");
+        context.problem(refusalText(context, outcome));
+    context.problem(problemText(outcome, "  log: "));
     if (outcome.succeeded() || !wanted.dry_run)
         showChanges(context, before, look(context), !wanted.dry_run, text);
     if (!wanted.dry_run)
-        text += "log in " + outcome.log + "\n";
+        text += logText(outcome);
     context.print(text);
     return outcome.succeeded() ? kExitDone : kExitFailed;
 }
