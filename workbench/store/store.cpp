@@ -119,20 +119,34 @@ void Store::create(const std::string& path,
     }
 }
 
-std::unique_ptr<Connection> Store::connect(const std::string& path) {
-    auto connection = std::make_unique<Connection>(path, Connection::Mode::Open);
+std::unique_ptr<Connection> Store::connect(const std::string& path, bool read_only) {
+    auto connection = std::make_unique<Connection>(
+        path, read_only ? Connection::Mode::Read : Connection::Mode::Open);
     connection->execute("PRAGMA foreign_keys=OFF; PRAGMA temp_store=MEMORY");
-    connection->execute(synchronous());
+    if (!read_only)
+        connection->execute(synchronous());
     // Enough for the indexes of a hundred thousand items.
     connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=268435456");
     return connection;
 }
+
+namespace {
+
+// The store, and the files that come and go beside it.
+bool mayWriteWithin(const std::string& path) {
+    const std::string directory =
+        std::filesystem::absolute(system::pathOf(path)).parent_path().string();
+    return system::mayWrite(path) && system::mayWrite(directory);
+}
+
+}  // namespace
 
 std::shared_ptr<Store> Store::open(const std::string& path) {
     const bool memory = path == ":memory:";
     if (!memory && !system::somethingAt(path))
         throw Failure(kStoreFailure, "There is no store at " + path);
     std::unique_ptr<Connection> connection;
+    bool read_only = false;
     if (memory) {
         connection = std::make_unique<Connection>(path, Connection::Mode::Create);
         connection->execute("PRAGMA temp_store=MEMORY");
@@ -140,14 +154,17 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
         createSchema(*connection);
         transaction.commit();
     } else {
-        connection = connect(path);
+        read_only = !mayWriteWithin(path);
+        connection = connect(path, read_only);
         upgradeSchema(*connection);
-        connection->useWriteAheadLog();
+        if (!read_only)
+            connection->useWriteAheadLog();
     }
     auto shared = std::make_shared<Shared>(path, memory);
-    if (!memory)
+    if (!memory && !read_only)
         shared->volume.makeDirectory();
-    shared->locks = memory ? memoryLocks() : fileLocks(path);
+    // Who can't change the store needs no locks that others see.
+    shared->locks = memory || read_only ? memoryLocks() : fileLocks(path);
     std::shared_ptr<Store> store(new Store(std::move(shared), std::move(connection)));
     store->loadAdditions();
     return store;
@@ -156,7 +173,8 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
 std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
     if (store->inMemory())
         return store;
-    return std::shared_ptr<Store>(new Store(store->shared_, connect(store->path())));
+    return std::shared_ptr<Store>(
+        new Store(store->shared_, connect(store->path(), store->readOnly())));
 }
 
 Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection)

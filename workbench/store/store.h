@@ -49,6 +49,8 @@ public:
 
     const std::string& path() const { return shared_->path; }
     bool inMemory() const { return shared_->in_memory; }
+    // This process may not write it: it is opened for reading, and no file beside it is made.
+    bool readOnly() const { return connection_->readsOnly(); }
     Model& model() { return shared_->model; }
     Volume& volume() { return shared_->volume; }
     Locks& locks() { return *shared_->locks; }
@@ -179,7 +181,7 @@ private:
     std::int64_t batch_position_ = 0;
 
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
-    static std::unique_ptr<Connection> connect(const std::string& path);
+    static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
     bool loadAdditions();
     template <typename Steps>
     void define(Steps&& steps);

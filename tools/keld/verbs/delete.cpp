@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -16,6 +17,7 @@
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/service.h"
+#include "tools/keld/host/system.h"
 #include "tools/keld/verbs/delete_run.h"
 
 namespace keld {
@@ -266,6 +268,15 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
         context.print(logText(outcome));
 }
 
+// The delete log is opened in it before the first backup makes it.
+void makeBackupDirectory(const Context& context) {
+    for (const auto& [name, values] : context.workbench().preferences())
+        if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
+            std::error_code ignored;  // the library tells what can't be made
+            std::filesystem::create_directory(pathOf(values.front()), ignored);
+        }
+}
+
 int check(Context& context, const WantedCheck& wanted) {
     context.open();
     std::optional<PrivateCopy> copy;
@@ -281,6 +292,7 @@ int check(Context& context, const WantedCheck& wanted) {
     for (const Row& row : rows)
         tags.push_back(row.tag);
 
+    makeBackupDirectory(context);
     context.workbench().startJournal();
     const Outcome outcome = runService(context, findService("KELD_DeleteDeluxe"), {tags});
     DeleteRun run = readDeleteRun(context.workbench().stopJournal(), {tags.begin(), tags.end()});

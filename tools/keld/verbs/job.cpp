@@ -1,10 +1,12 @@
 // job files, job item, job show: jobs for a batch server, as files and as items.
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
+#include <thread>
 
 #include "platform/keld_qsktool.h"
 #include "platform/keld_se.h"
@@ -133,6 +135,14 @@ void showJob(Context& context, const fs::path& directory, bool dry_run, std::str
     context.document["added"] = others;
 }
 
+constexpr int kNoJobDirectory = 515186;
+constexpr int kMostTries = 5;
+
+void waitForNextSecond() {
+    using namespace std::chrono;
+    std::this_thread::sleep_until(ceil<seconds>(system_clock::now()) + 10ms);
+}
+
 int makeFiles(Context& context, const WantedFiles& wanted) {
     context.open();
     const std::vector<tag_t> targets = objectsNamed(context, wanted.objects);
@@ -148,11 +158,23 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
         context.note("the path " + base.string() +
                      " has blanks in it; nothing is quoted, so the program gets it in pieces");
     const std::set<fs::path> before = directoriesIn(base);
-    const Outcome outcome =
-        runService(context, findService("KELD_SrvCallCRJFromPortal"),
-                   {joined(wanted.types, ";"), base.string(), base.string(), wanted.job_type,
-                    wanted.state, wanted.options, std::string(wanted.all_types ? "true" : "false"),
-                    joined(wanted.relations, ";"), program, targets});
+    const auto run = [&] {
+        return runService(
+            context, findService("KELD_SrvCallCRJFromPortal"),
+            {joined(wanted.types, ";"), base.string(), base.string(), wanted.job_type, wanted.state,
+             wanted.options, std::string(wanted.all_types ? "true" : "false"),
+             joined(wanted.relations, ";"), program, targets});
+    };
+    Outcome outcome = run();
+    // The directory's name has the user and the second in it, so another job may have taken it.
+    for (int tries = 2; outcome.status == kNoJobDirectory && canWrite(base.string()) &&
+                        fs::is_directory(base) && tries <= kMostTries;
+         ++tries) {
+        if (tries > 2)
+            context.note("other jobs of this user are made in the same second; trying again");
+        waitForNextSecond();
+        outcome = run();
+    }
     context.document = {{"dry_run", wanted.dry_run},
                         {"succeeded", outcome.succeeded()},
                         {"program", program},

@@ -15,6 +15,7 @@
 #include "tools/keld/host/service.h"
 #include "tools/keld/host/system.h"
 #include "tools/keld/verbs/rename_objects.h"
+#include "workbench/names.h"
 
 namespace keld {
 
@@ -56,6 +57,15 @@ void needItem(const Context& context, tag_t item, const std::string& name) {
     require(context, KELD_isObjectOfClass(item, "Item", &is_item), "KELD_isObjectOfClass");
     if (!is_item)
         throw CommandError("'" + name + "' is no item; name the item, and a revision with --rev");
+}
+
+void refuseTaken(const Context& context, tag_t item, const std::string& id) {
+    tag_t other = NULLTAG;
+    const int status = KELD_ART_find_item(id.c_str(), &other);
+    ERR_clear_errors();
+    if (status == 0 && other != NULLTAG && other != item)
+        throw CommandError("the id " + mervane::quotedName(id) +
+                           " is taken: " + context.workbench().describe(other).name + " has it");
 }
 
 // A test pass of the extended service runs the registry's steps too: it would register the new id,
@@ -156,6 +166,7 @@ int rename(Context& context, WantedRename wanted) {
     wanted.to_revision = newId("the new revision id", wanted.to_revision);
     context.open();
     needItem(context, context.object(wanted.item), wanted.item);
+    refuseTaken(context, context.object(wanted.item), wanted.to);
     std::optional<PrivateCopy> copy;
     if (wanted.test)
         copy.emplace(context);
@@ -212,7 +223,10 @@ int rename(Context& context, WantedRename wanted) {
     context.document["refusal"] = refusal;
     context.document["outcome"] = asJson(context, run.outcome);
     context.print(text);
-    context.problem(refused + problemText(run.outcome, "  log: "));
+    // What failed inside of a rename that succeeded, the library took in its stride.
+    if (!succeeded)
+        refused += problemText(run.outcome, "  log: ");
+    context.problem(refused);
     text.clear();
     if (wanted.test)
         context.document["outcome"]["log"] = nullptr;

@@ -238,6 +238,45 @@ std::map<tag_t, Described> describeVisited(const Context& context, const Visits&
     return objects;
 }
 
+// ---- structures that are deeper than the library goes ----
+
+constexpr std::size_t kLibraryLevels = 1000;  // objects that one walk can be inside of
+constexpr int kWalkTooDeep = 2002;
+
+// Levels below the top line, if there are so many that the walk can't come to the end of them: it
+// is inside of the lines, the top one among them, and of a line's revision.
+std::size_t tooManyLevels(Context& context, tag_t top) {
+    const tag_t revision = lineTag(top, "bl_revision");
+    const std::size_t levels = context.workbench().measure(revision, 0).levels;
+    if (levels + 2 <= kLibraryLevels)
+        return 0;
+    context.note("the structure of " + context.title(revision) + " is " + std::to_string(levels) +
+                 " levels deep; the library follows " + std::to_string(kLibraryLevels) +
+                 " at most, and refuses what goes deeper");
+    return levels;
+}
+
+// What the library takes for a cycle of the configuration, told as it is.
+std::string depthText(Context& context, std::size_t levels,
+                      const std::vector<mervane::JournalEntry>& journal, Outcome& outcome) {
+    tag_t line = NULLTAG;
+    for (const mervane::JournalEntry& entry : journal)
+        if (entry.operation == "LINE_ask_child_lines")
+            line = static_cast<tag_t>(
+                std::strtoul(entry.arguments.c_str() + entry.arguments.find('#') + 1, nullptr, 10));
+    const tag_t revision = line == NULLTAG ? NULLTAG : lineTag(line, "bl_revision");
+    std::erase_if(outcome.problems, [](const std::string& problem) {
+        return problem.ends_with("levels, the configuration has a cycle");
+    });
+    context.document["depth"] = {
+        {"levels", levels},
+        {"limit", kLibraryLevels},
+        {"reached", revision == NULLTAG ? Json() : Json(context.label(revision))}};
+    return "refused: the structure is " + std::to_string(levels) +
+           " levels deep, the library's limit is " + std::to_string(kLibraryLevels) +
+           (revision == NULLTAG ? "" : "; it was reached at " + context.title(revision)) + "\n";
+}
+
 int set(Context& context, const WantedStatus& wanted) {
     context.open();
     const std::string type = wanted.structure ? kLineType
@@ -260,14 +299,20 @@ int set(Context& context, const WantedStatus& wanted) {
                         {"type", type},
                         {"status", wanted.status},
                         {"dry_run", wanted.dry_run}};
+    const std::size_t levels = wanted.structure ? tooManyLevels(context, object) : 0;
     const Seen before = look(context);
     const LogWatch log;
-    if (wanted.dry_run)
+    if (wanted.dry_run || levels > 0)
         context.workbench().startJournal();
-    const Outcome outcome = runService(context, service, {wanted.status, type, object});
+    Outcome outcome = runService(context, service, {wanted.status, type, object});
     std::vector<mervane::JournalEntry> journal;
-    if (wanted.dry_run)
+    if (wanted.dry_run || levels > 0)
         journal = context.workbench().stopJournal();
+    std::string refused;
+    if (levels > 0 && outcome.status == kWalkTooDeep)
+        refused = depthText(context, levels, journal, outcome);
+    else if (!outcome.succeeded())
+        refused = refusalText(context, outcome);
 
     context.document["succeeded"] = outcome.succeeded();
     context.document["outcome"] = asJson(context, outcome);
@@ -282,9 +327,7 @@ int set(Context& context, const WantedStatus& wanted) {
     }
     context.print(text);
     text.clear();
-    if (!outcome.succeeded())
-        context.problem(refusalText(context, outcome));
-    context.problem(problemText(outcome, "  log: "));
+    context.problem(refused + problemText(outcome, "  log: "));
     if (outcome.succeeded() || !wanted.dry_run)
         showChanges(context, before, look(context), !wanted.dry_run, text);
     if (!wanted.dry_run)
