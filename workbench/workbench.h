@@ -74,7 +74,16 @@ struct Fault {
 
 struct Found {
     tag_t tag = NULLTAG;
-    std::string cls, type, id, name;  // id: what people type to name the object
+    std::string cls, type, id, name;  // id: "000123/A:drawing" as it stands, or "#12"
+    std::string typed;                // the same as people type it: parts quoted where they must be
+};
+
+// A structure below a revision, counted without walking each path.
+struct StructureSize {
+    std::size_t revisions = 0;  // different ones, the top included
+    std::uint64_t lines = 0;    // below the top, each path counted; the largest number: or more
+    std::size_t levels = 0;     // of lines below the top
+    bool whole = true;          // false: there are more revisions than were to be looked at
 };
 
 struct FindQuery {
@@ -229,8 +238,13 @@ public:
 
     // Looking around.
     virtual std::vector<Found> find(const FindQuery& query) = 0;
-    // An object as people name it: "000123", "000123/A", "000123/A:drawing", "#12".
+    // An object as people name it: "000123", "000123/A", "000123/A:drawing", "#12"; a part may
+    // stand in double quotes (workbench/names.h), and then it is taken as it is.
     virtual tag_t resolve(const std::string& name) = 0;
+    // Typed names that a name which nothing has may have meant, in no order, found by the index.
+    virtual std::vector<std::string> similarNames(const std::string& name) = 0;
+    // As it is stored. At most `most` revisions are looked at; 0: all.
+    virtual StructureSize measure(tag_t revision, std::size_t most) = 0;
     virtual Found describe(tag_t object) = 0;
     virtual std::vector<std::string> attributeNames(tag_t object) = 0;
     virtual std::vector<std::string> privilegeNames() = 0;
@@ -292,6 +306,9 @@ public:
     virtual std::vector<std::string> unavailableOperations() = 0;
     // SQL statements run since the start of the process, for measuring round trips.
     virtual std::uint64_t statementsRun() = 0;
+    // Objects that searches, imports, exports and checks of this process have worked on so far, for
+    // telling how far a long one is. May be asked from any thread.
+    virtual std::uint64_t objectsWorkedOn() = 0;
 
 protected:
     ~Workbench() = default;

@@ -130,7 +130,7 @@ TEST_F(CopyAttr, AFailureIsShownWithItsTextAndWhereItWas) {
     prefer(kWso, {"Item;nothing", "Item;object_name"});
     const Result result = keld({"copy-attr", "100", "200"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("failed: 710005: "));
+    EXPECT_THAT(result.err, HasSubstr("failed: 710005: "));
     EXPECT_THAT(result.out, HasSubstr("failed at: 200\n"));
     EXPECT_THAT(result.out, HasSubstr("nothing is not known for object type Item"));
     EXPECT_EQ(name("200"), "to");

@@ -56,6 +56,12 @@ TEST_F(Delete, AGoAheadSavesTheFilesAndDeletesNothing) {
     EXPECT_TRUE(exists("000300/A:model"));
 }
 
+TEST_F(Delete, TheFirstBackupHasItsLineInTheDeleteLog) {
+    done({"prefs", "set", "KELD_DELBackupTopDirCentral", path("fresh").string()});
+    done({"delete-check", "000300/A:model"});
+    EXPECT_THAT(readText(path("fresh/delete_infodba.log")), HasSubstr("model.prt"));
+}
+
 TEST_F(Delete, TheAnswerIsATableWithTheFilesSaved) {
     const Result result = done({"delete-check", "000300/A:model"});
     EXPECT_THAT(result.out, ContainsRegex("000300/A:model +CADMASTER +ok"));
@@ -85,7 +91,7 @@ TEST_F(Delete, ARefusalShowsTheReasonOfEachObject) {
 TEST_F(Delete, ARefusedDatasetAloneIsToldToo) {
     const Result result = keld({"delete-check", "000302/A:bolt"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("refused: 919502: "));
+    EXPECT_THAT(result.err, HasSubstr("refused: 919502: "));
     EXPECT_THAT(result.out, HasSubstr("000302/A is used in 000301/A"));
 }
 

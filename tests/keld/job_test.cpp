@@ -1,3 +1,5 @@
+#include <ctime>
+
 #include "tests/keld/program.h"
 #include "tests/support/patterns.h"
 
@@ -82,8 +84,28 @@ TEST_F(Job, ABlankInThePathIsToldSinceNothingIsQuoted) {
 TEST_F(Job, AMissingDirectoryIsTheServicesRefusal) {
     const Result result = keld({"job", "files", "000100/A", "--into", "missing"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("refused: 515186: "));
-    EXPECT_THAT(result.out, HasSubstr("Unable to create directory"));
+    EXPECT_THAT(result.err, HasSubstr("refused: 515186: "));
+    EXPECT_THAT(result.err, HasSubstr("Unable to create directory"));
+}
+
+TEST_F(Job, JobsOfOneUserWithinASecondWaitForEachOther) {
+    for (int i = 0; i < 3; ++i)
+        done({"job", "files", "000100/A", "--types", "Text"});
+    EXPECT_EQ(jobDirectories().size(), 3u);
+}
+
+TEST_F(Job, WaitingForASecondTimeIsTold) {
+    // The directories of this second and of the next ones are there already.
+    const std::time_t now = std::time(nullptr);
+    for (int ahead = 0; ahead < 3; ++ahead) {
+        const std::time_t second = now + ahead;
+        char name[40];
+        std::strftime(name, sizeof name, "%Y%m%d%H%M%Sinfodba", std::localtime(&second));
+        fs::create_directory(path(name));
+    }
+    const Result result = done({"job", "files", "000100/A", "--types", "Text"});
+    EXPECT_THAT(result.err, HasSubstr("in the same second; trying again"));
+    EXPECT_EQ(jobDirectories().size(), 4u);
 }
 
 TEST_F(Job, ADryRunShowsTheFilesAndLeavesNone) {

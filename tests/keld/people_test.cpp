@@ -77,6 +77,12 @@ TEST_F(People, AnObjectIsCheckedOutAndIn) {
     EXPECT_FALSE(done({"show", "000100/A", "--json"}).json()["properties"].contains("checked_out"));
 }
 
+TEST_F(People, ACheckInOfWhatNobodyHasIsRefused) {
+    const Result result = keld({"checkin", "000100/A"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("000100/A is not checked out"));
+}
+
 TEST_F(People, WhatAnotherUserHasCheckedOutIsRefused) {
     addKelda();
     done({"checkout", "000100/A"});

@@ -68,8 +68,9 @@ protected:
         const fs::path out = directory_ / ".out", err = directory_ / ".err";
         Result result;
 #if defined(_WIN32)
-        for (const char* name : {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE",
-                                 "KELD_LOG_LEVEL", "MERVANE_JOURNAL", "MERVANE_FAULTS"})
+        for (const char* name :
+             {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE", "KELD_LOG_LEVEL",
+              "MERVANE_JOURNAL", "MERVANE_FAULTS", "KELD_LOG_MAX_MB", "COLUMNS"})
             unsetenv(name);
         for (const auto& [name, value] : environment_)
             setenv(name.c_str(), value.c_str(), 1);
@@ -80,13 +81,17 @@ protected:
 #else
         const pid_t child = fork();
         if (child == 0) {
-            for (const char* name : {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE",
-                                     "KELD_LOG_LEVEL", "MERVANE_JOURNAL", "MERVANE_FAULTS"})
+            for (const char* name :
+                 {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE", "KELD_LOG_LEVEL",
+                  "MERVANE_JOURNAL", "MERVANE_FAULTS", "KELD_LOG_MAX_MB", "COLUMNS"})
                 unsetenv(name);
             for (const auto& [name, value] : environment_)
                 setenv(name.c_str(), value.c_str(), 1);
             if (chdir(directory_.c_str()) != 0 || !freopen(out.c_str(), "w", stdout) ||
                 !freopen(err.c_str(), "w", stderr) || !freopen("/dev/null", "r", stdin))
+                _exit(126);
+            constexpr unsigned kNobody = 65534;
+            if (unprivileged_ && geteuid() == 0 && (setgid(kNobody) != 0 || setuid(kNobody) != 0))
                 _exit(126);
             std::vector<char*> words{const_cast<char*>(KELD_PROGRAM)};
             for (const std::string& argument : arguments)
@@ -104,6 +109,12 @@ protected:
         return result;
     }
 
+    // From here on keld runs as somebody whom rights of files stop.
+    void becomeUnprivileged() {
+        unprivileged_ = true;
+        fs::permissions(directory_, fs::perms(0755));
+    }
+
     // The same, and it must succeed.
     Result done(const std::vector<std::string>& arguments) {
         Result result = keld(arguments);
@@ -114,6 +125,7 @@ protected:
 
 private:
     fs::path directory_;
+    bool unprivileged_ = false;
     std::map<std::string, std::string> environment_;
 };
 

@@ -191,7 +191,7 @@ TEST_F(Rename, ARefusalNamesItsObjectAndReason) {
     EXPECT_EQ(exported(), before) << "the test pass has refused it";
     const Result shown = keld({"rename", "ABC-01", "--to", "XY-9", "--test"});
     EXPECT_EQ(shown.exit_code, 1);
-    EXPECT_THAT(shown.out, HasSubstr("refused: 919342"));
+    EXPECT_THAT(shown.err, HasSubstr("refused: 919342"));
     EXPECT_THAT(shown.out, HasSubstr("object ABC-01/B: it is checked out"));
     EXPECT_THAT(shown.out, HasSubstr("nothing changed"));
 }
@@ -231,12 +231,18 @@ TEST_F(Rename, AFailureOnTheWayShowsWhatIsChangedAlready) {
     EXPECT_EQ(change(document, "ABC-01", "item_id"), "ABC-01 -> XY-9");
 }
 
-TEST_F(Rename, AnIdThatAnotherItemHasIsRefusedByThePlatform) {
-    const json document = refused({"ABC-01", "--to", "ABC-02"}).json();
-    EXPECT_EQ(document["refusal"]["status"], 710017);
-    EXPECT_EQ(document["refusal"]["operation"], "OBJ_save");
-    EXPECT_EQ(document["refusal"]["object"], "ABC-01");
-    EXPECT_EQ(document["renamed"], json::array());
+TEST_F(Rename, AnIdThatAnotherItemHasIsRefusedInOneSentence) {
+    const Result result = keld({"rename", "ABC-01", "--to", "ABC-02"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("the id ABC-02 is taken: "));
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_EQ(result.out, "");
+}
+
+TEST_F(Rename, ASuccessIsSilentAboutWhatTheLibraryTookInItsStride) {
+    const Result result = done({"rename", "ABC-01", "--to", "XY-9"});
+    EXPECT_EQ(result.err, "");
+    EXPECT_EQ(result.out.find("9112"), std::string::npos) << result.out;
 }
 
 TEST_F(Rename, ANameThatGrowsTooLongIsShownAsCut) {

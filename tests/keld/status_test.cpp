@@ -50,7 +50,7 @@ TEST_F(Status, ARefusalShowsItsTextAndTheLinesOfTheLogAndChangesNothing) {
     done({"checkout", "000102/A"});
     const Result result = keld({"status", "set", "000100/A", "Released", "--structure"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("refused: 919405: "));
+    EXPECT_THAT(result.err, HasSubstr("refused: 919405: "));
     EXPECT_THAT(result.out, HasSubstr("is checkout"));
     EXPECT_THAT(result.out, HasSubstr("nothing changed"));
     EXPECT_EQ(status("000100/A"), "");
@@ -126,7 +126,7 @@ TEST_F(Status, AnUnknownTypeIsAnsweredWithTheNearestOne) {
 TEST_F(Status, ATypeThatIsNotSelectedIsRefusedByTheService) {
     const Result result = keld({"status", "set", "000100/A:drawing", "Frozen"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("refused: 919402"));
+    EXPECT_THAT(result.err, HasSubstr("refused: 919402"));
 }
 
 TEST_F(Status, WithoutAConfigurationTheVerbSaysWhereItLooked) {

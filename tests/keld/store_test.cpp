@@ -50,6 +50,14 @@ TEST_F(Store, ImportTellsJsonByItsContent) {
     EXPECT_GT(done({"import", "world.txt", "--json"}).json()["items"], 0);
 }
 
+TEST_F(Store, WhatIsNoFileIsNotImportedAndSaysWhatItIs) {
+    done({"init"});
+    EXPECT_THAT(keld({"import", "-"}).err, HasSubstr("standard input"));
+    EXPECT_THAT(keld({"import", "."}).err, HasSubstr(". is a directory"));
+    EXPECT_THAT(keld({"load", "/dev/null"}).err, HasSubstr("is no regular file"));
+    EXPECT_THAT(keld({"import", "missing.json"}).err, HasSubstr("there is no file missing.json"));
+}
+
 TEST_F(Store, ImportTellsStepByItsContentAndNamesWhatIsWrong) {
     done({"init"});
     writeFile(path("part.txt"), "ISO-10303-21;\nnothing that a reader knows\n");

@@ -80,6 +80,41 @@ TEST_F(Usage, EveryVerbHasHelpWithExamples) {
     }
 }
 
+TEST_F(Usage, TheUsageLineNamesTheWholeCommand) {
+    EXPECT_THAT(done({"status", "set", "--help"}).out, HasSubstr("Usage: keld status set "));
+    EXPECT_THAT(keld({"status", "set"}).err, HasSubstr("see keld status set --help"));
+}
+
+TEST_F(Usage, HelpIsAVerbToo) {
+    EXPECT_EQ(done({"help"}).out, done({"--help"}).out);
+    EXPECT_EQ(done({"help", "tree"}).out, done({"tree", "--help"}).out);
+    EXPECT_EQ(done({"help", "status", "set"}).out, done({"status", "set", "--help"}).out);
+    const Result unknown = keld({"help", "tre"});
+    EXPECT_EQ(unknown.exit_code, 2);
+    EXPECT_THAT(unknown.err, HasSubstr("Did you mean tree?"));
+}
+
+TEST_F(Usage, TheVersionIsAnOptionAndAVerb) {
+    EXPECT_THAT(done({"--version"}).out, HasSubstr("KELD Server Exits"));
+    EXPECT_EQ(done({"--version", "--json"}).json()["version"],
+              done({"version", "--json"}).json()["version"]);
+}
+
+TEST_F(Usage, ValuesOutOfRangeAndEmptyOnesAreRefused) {
+    for (const char* level : {"5", "-1", "99"})
+        for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+                 {"log", "path", "--log-level", level}, {"log", "level", "--", level}}) {
+            const Result result = keld(words);
+            EXPECT_EQ(result.exit_code, 2) << level;
+            EXPECT_THAT(result.err, HasSubstr("range")) << level;
+        }
+    for (const char* option : {"--store", "--user", "--group", "--cfg"}) {
+        const Result result = keld({"log", "path", option, ""});
+        EXPECT_EQ(result.exit_code, 2) << option;
+        EXPECT_THAT(result.err, HasSubstr("must not be empty")) << option;
+    }
+}
+
 TEST_F(Usage, HelpNamesEveryVerb) {
     const Result result = done({"--help"});
     for (const char* verb :

@@ -1,8 +1,7 @@
 // keld: a host process for the services, at the command line.
 
 #include <CLI/CLI.hpp>
-#include <cstdlib>
-#include <iostream>
+#include <algorithm>
 #include <string_view>
 
 #include "platform/keld_basetool.h"
@@ -15,14 +14,23 @@ namespace keld {
 namespace {
 
 void addGlobals(CLI::App& app, Globals& globals) {
-    app.add_option("--store", globals.store, "the store; else MERVANE_STORE, else ./keld.db");
-    app.add_option("--user", globals.user, "work as this user; else the store's first");
-    app.add_option("--group", globals.group, "in this group; else the user's default group");
-    app.add_option("--cfg", globals.cfg, "configuration directory; else KELD_CFG_PATH, else .");
+    const auto text = [](const std::string& value) {
+        return value.empty() ? std::string("the text must not be empty") : std::string();
+    };
+    app.add_option("--store", globals.store, "the store; else MERVANE_STORE, else ./keld.db")
+        ->check(text);
+    app.add_option("--user", globals.user, "work as this user; else the store's first")
+        ->check(text);
+    app.add_option("--group", globals.group, "in this group; else the user's default group")
+        ->check(text);
+    app.add_option("--cfg", globals.cfg, "configuration directory; else KELD_CFG_PATH, else .")
+        ->check(text);
     app.add_option("--log-level", globals.log_level,
                    "0 off, 1 error, 2 warning, 3 trace, 4 debug; else KELD_LOG_LEVEL, else the "
-                   "store's level");
+                   "store's level")
+        ->check(CLI::Range(0, 4));
     app.add_flag("--json", globals.json, "show one JSON document in place of text");
+    app.add_flag("--wide", globals.wide, "don't cut tables to the width of the terminal");
 }
 
 // The word in the place of a verb that no verb has, with the verbs that could stand there.
@@ -81,31 +89,53 @@ const CLI::App& chosenVerb(const CLI::App& app) {
 
 void explainUsage(const CLI::App& app, const CLI::ParseError& error, int argc, char** argv) {
     explainUnknownVerb(app, argc, argv);
-    const CLI::App& verb = chosenVerb(app);
-    explainUnknownOption(app, verb, argc, argv);
-    const std::string name = &verb == &app ? "" : " " + verb.get_name();
-    const CLI::App* parent = verb.get_parent();
-    throw CommandError(std::string(error.what()) + " (see keld" +
-                           (parent && parent != &app ? " " + parent->get_name() : "") + name +
-                           " --help)",
-                       {}, kExitUsage);
+    explainUnknownOption(app, chosenVerb(app), argc, argv);
+    std::string command = "keld";
+    for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+        at = at->get_subcommands().front();
+        command += " " + at->get_name();
+    }
+    throw CommandError(std::string(error.what()) + " (see " + command + " --help)", {}, kExitUsage);
 }
 
 int fail(const Globals& globals, const std::string& text,
          const std::vector<std::string>& suggestions, int exit_code, int status) {
-    std::cerr << "keld: " << text << didYouMean(suggestions) << "\n";
+    tell(text + didYouMean(suggestions));
     if (globals.json) {
         Json error = {{"text", text}, {"exit_code", exit_code}};
         if (status != 0)
             error["status"] = status;
         if (!suggestions.empty())
             error["did_you_mean"] = suggestions;
-        std::cout << dumped({{"error", error}}) << "\n";
+        writeBytes(dumped({{"error", error}}) + "\n");
     }
     return exit_code;
 }
 
-int run(Globals& globals, int argc, char** argv) {
+// "help VERB" is "VERB --help", and "--version" in front of a verb is "version".
+std::vector<std::string> understood(std::vector<std::string> words, const CLI::App& app) {
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == "--version")
+            words[i] = "version";
+        const CLI::Option* option = app.get_option_no_throw(words[i]);
+        if (words[i].starts_with("-")) {
+            i += option && option->get_items_expected_max() > 0 ? 1 : 0;
+            continue;
+        }
+        if (words[i] != "help")
+            break;
+        words.erase(words.begin() + static_cast<std::ptrdiff_t>(i));
+        std::vector<char*> pointers;
+        for (std::string& word : words)
+            pointers.push_back(word.data());
+        explainUnknownVerb(app, static_cast<int>(pointers.size()), pointers.data());
+        words.emplace_back("--help");
+        break;
+    }
+    return words;
+}
+
+int run(Globals& globals, const std::vector<std::string>& typed) {
     CLI::App app("Services and structures of a product-data store, at the command line.", "keld");
     // A text may begin with a slash on Windows, too.
     app.allow_windows_style_options(false);
@@ -114,7 +144,7 @@ int run(Globals& globals, int argc, char** argv) {
     app.footer(
         "Exit code: 0 done; 1 refused or failed; 2 the command line can't be understood;\n"
         "3 done, but with failures that the rules of the service drop.\n"
-        "keld VERB --help shows each verb with examples.");
+        "keld help VERB (or VERB --help) shows each verb with examples; --version the versions.");
     addGlobals(app, globals);
     Verbs verbs{app, globals, nullptr};
     addStoreVerbs(verbs);
@@ -133,31 +163,39 @@ int run(Globals& globals, int argc, char** argv) {
     addCopyVerb(verbs);
     addDoctorVerb(verbs);
     addRunsVerbs(verbs);
+    std::vector<std::string> words = understood(typed, app);
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    const int argc = static_cast<int>(argv.size());
+    argv.push_back(nullptr);
     try {
-        app.parse(argc, argv);
+        app.parse(argc, argv.data());
     } catch (const CLI::CallForHelp&) {
-        const std::string help = chosenVerb(app).help();
-        std::cout << (globals.json ? dumped({{"help", help}}) + "\n" : help);
+        const std::string help = app.help();  // of the verb that was found, with its whole name
+        writeBytes(globals.json ? dumped({{"help", help}}) + "\n" : help);
         return kExitDone;
     } catch (const CLI::ParseError& error) {
-        explainUsage(app, error, argc, argv);
+        explainUsage(app, error, argc, argv.data());
     }
+    if (globals.wide)
+        keepTablesWide();
     Context context(globals);
     const int exit_code = verbs.chosen(context);
     context.close();
-    if (globals.json)
-        std::cout << dumped(context.document) << "\n";
+    if (globals.json && !context.document_written)
+        writeBytes(dumped(context.document) + "\n");
     return exit_code;
 }
 
-int guarded(int argc, char** argv) {
+int guarded(const std::vector<std::string>& words) {
     Globals globals;
     // Known before the command line is understood, so that usage errors are a document too.
-    for (int i = 1; i < argc && std::string_view(argv[i]) != "--"; ++i)
-        globals.json |= std::string_view(argv[i]) == "--json";
+    for (std::size_t i = 1; i < words.size() && words[i] != "--"; ++i)
+        globals.json |= words[i] == "--json";
     int exit_code = kExitFailed;
     try {
-        exit_code = run(globals, argc, argv);
+        exit_code = run(globals, words);
     } catch (const CommandError& error) {
         exit_code = fail(globals, error.what(), error.suggestions, error.exit_code, 0);
     } catch (const mervane::Failure& failure) {
@@ -165,9 +203,8 @@ int guarded(int argc, char** argv) {
     } catch (const std::exception& failure) {
         exit_code = fail(globals, failure.what(), {}, kExitFailed, 0);
     }
-    std::cout.flush();
-    if (!std::cout) {
-        std::cerr << "keld: can't write to the standard output\n";
+    if (!writtenOut()) {
+        tell("can't write to the standard output");
         return kExitFailed;
     }
     return exit_code;
@@ -180,10 +217,5 @@ int guarded(int argc, char** argv) {
 // NOLINTNEXTLINE(bugprone-exception-escape): a failure to tell of a failure ends the program.
 int main(int argc, char** argv) {
     keld::failBeyondTheFileSizeLimit();
-    std::vector<std::string> words = keld::programArguments(argc, argv);
-    std::vector<char*> pointers;
-    for (std::string& word : words)
-        pointers.push_back(word.data());
-    pointers.push_back(nullptr);
-    return keld::guarded(static_cast<int>(words.size()), pointers.data());
+    return keld::guarded(keld::programArguments(argc, argv));
 }

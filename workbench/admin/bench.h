@@ -90,6 +90,8 @@ public:
 
     std::vector<Found> find(const FindQuery& query) override;
     tag_t resolve(const std::string& name) override;
+    std::vector<std::string> similarNames(const std::string& name) override;
+    StructureSize measure(tag_t revision, std::size_t most) override;
     Found describe(tag_t object) override;
     std::vector<std::string> attributeNames(tag_t object) override;
     std::vector<std::string> privilegeNames() override;
@@ -128,6 +130,7 @@ public:
     void setFaults(const std::vector<Fault>& faults) override;
     std::vector<std::string> unavailableOperations() override;
     std::uint64_t statementsRun() override;
+    std::uint64_t objectsWorkedOn() override;
 
 private:
     struct OpenSession {

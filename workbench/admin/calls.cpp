@@ -69,6 +69,10 @@ std::vector<std::string> Bench::unavailableOperations() {
     return {};
 }
 
+std::uint64_t Bench::objectsWorkedOn() {
+    return mervane::objectsWorkedOn();
+}
+
 std::uint64_t Bench::statementsRun() {
     return mervane::statementsRun();
 }

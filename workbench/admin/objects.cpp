@@ -190,6 +190,10 @@ tag_t Bench::openBomWindow(tag_t revision) {
     return now().bomWindows().open(revision);
 }
 
+StructureSize Bench::measure(tag_t revision, std::size_t most) {
+    return measureStructure(now(), revision, most);
+}
+
 void Bench::saveBomWindow(tag_t line) {
     now().bomWindows().save(line);
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "workbench/admin/bench.h"
+#include "workbench/names.h"
 #include "workbench/session/items.h"
 #include "workbench/session/lines.h"
 #include "workbench/session/organisation.h"
@@ -25,27 +26,51 @@ std::string nameOf(Session& session, Object& object) {
     return {};
 }
 
+// What people type to name the object, as it stands and with its parts quoted where they must be.
+struct Id {
+    std::string plain, typed;
+};
+
+Id itemOrRevisionId(Session& session, Object& object) {
+    Id id{session.displayId(object.tag), {}};
+    if (isA(session, object, "Item")) {
+        id.typed = quotedName(id.plain);
+        return id;
+    }
+    const std::string revision = session.text(object, "item_revision_id");
+    id.typed = quotedName(id.plain.substr(0, id.plain.size() - revision.size() - 1)) + "/" +
+               quotedName(revision);
+    return id;
+}
+
+Id tagId(const Object& object) {
+    const std::string tag = "#" + std::to_string(object.tag);
+    return {tag, tag};
+}
+
 // "000123/A:drawing" of a dataset that hangs on a revision or item, else its tag.
-std::string datasetId(Session& session, Object& dataset) {
+Id datasetId(Session& session, Object& dataset) {
     const std::string name = session.text(dataset, "object_name");
     for (const Relation& relation : relationsTo(session, dataset.tag, NULLTAG)) {
         Object* owner = session.tryObject(relation.other);
-        if (owner && (isA(session, *owner, "ItemRevision") || isA(session, *owner, "Item")))
-            return session.displayId(owner->tag) + ":" + name;
+        if (owner && (isA(session, *owner, "ItemRevision") || isA(session, *owner, "Item"))) {
+            const Id id = itemOrRevisionId(session, *owner);
+            return {id.plain + ":" + name, id.typed + ":" + quotedName(name)};
+        }
     }
-    return "#" + std::to_string(dataset.tag);
+    return tagId(dataset);
 }
 
-std::string idOf(Session& session, Object& object) {
+Id idOf(Session& session, Object& object) {
     if (isA(session, object, "Item") || isA(session, object, "ItemRevision"))
-        return session.displayId(object.tag);
+        return itemOrRevisionId(session, object);
     if (isA(session, object, "Dataset"))
         return datasetId(session, object);
-    return "#" + std::to_string(object.tag);
+    return tagId(object);
 }
 
 [[noreturn]] void unknown(const std::string& name) {
-    throw Failure(kUnknownObject, "nothing is called \"" + name + "\"");
+    throw Failure(kUnknownObject, "nothing is called " + quotedName(name));
 }
 
 tag_t findDataset(Session& session, tag_t owner, const std::string& name,
@@ -57,7 +82,7 @@ tag_t findDataset(Session& session, tag_t owner, const std::string& name,
             other.tag == found)
             continue;
         if (found != NULLTAG)
-            throw Failure(kBadValue, "several datasets are called \"" + asked + "\": #" +
+            throw Failure(kBadValue, "several datasets are called " + quotedName(asked) + ": #" +
                                          std::to_string(found) + ", #" + std::to_string(other.tag));
         found = other.tag;
     }
@@ -80,9 +105,60 @@ tag_t findItemOrRevision(Session& session, const std::string& name) {
     return NULLTAG;
 }
 
+// A name of which at least one part stands in quotes: item, "/" and revision, ":" and dataset, the
+// latter two as far as they are there. Nothing: the quotes don't hold whole parts.
+struct NameParts {
+    std::string item;
+    std::optional<std::string> revision, dataset;
+};
+std::optional<NameParts> quotedParts(std::string_view name) {
+    bool any = false;
+    const auto take = [&](std::string_view ends) {
+        if (std::optional<std::string> part = takeQuoted(name)) {
+            any = true;
+            return *part;
+        }
+        const std::size_t end = std::min(name.find_first_of(ends), name.size());
+        std::string part(name.substr(0, end));
+        name.remove_prefix(end);
+        return part;
+    };
+    const auto follows = [&](char sign) {
+        const bool there = name.starts_with(sign);
+        name.remove_prefix(there ? 1 : 0);
+        return there;
+    };
+    NameParts parts{take("/:"), std::nullopt, std::nullopt};
+    if (follows('/'))
+        parts.revision = take(":");
+    if (follows(':'))
+        parts.dataset = take("");
+    return any && name.empty() ? std::optional(parts) : std::nullopt;
+}
+
+tag_t findQuoted(Session& session, const NameParts& parts, const std::string& name) {
+    tag_t found = findItem(session, parts.item);
+    if (found != NULLTAG && parts.revision)
+        found = findRevision(session, found, *parts.revision);
+    if (found != NULLTAG && parts.dataset)
+        found = findDataset(session, found, *parts.dataset, name);
+    return found;
+}
+
+// The start of a name up to a sign, and what stands behind it.
+std::pair<std::string, std::string> splitAt(const std::string& name, std::size_t at) {
+    return {name.substr(0, at), name.substr(at + 1)};
+}
+
 }  // namespace
 
 tag_t Bench::resolve(const std::string& name) {
+    if (const auto parts = quotedParts(name)) {
+        const tag_t found = findQuoted(now(), *parts, name);
+        if (found == NULLTAG)
+            unknown(name);
+        return found;
+    }
     if (name.size() > 1 && name[0] == '#' &&
         name.find_first_not_of("0123456789", 1) == std::string::npos && name.size() < 12) {
         const unsigned long long number = std::stoull(name.substr(1));
@@ -107,11 +183,56 @@ tag_t Bench::resolve(const std::string& name) {
 Found Bench::describe(tag_t tag) {
     if (isLine(tag)) {
         const Values name = lineProperty(now(), tag, "object_name").values;
-        return {tag, "BOMLine", "BOMLine", "#" + std::to_string(tag),
-                name.empty() ? std::string() : std::get<std::string>(name.front())};
+        const std::string id = "#" + std::to_string(tag);
+        return {tag,
+                "BOMLine",
+                "BOMLine",
+                id,
+                name.empty() ? std::string() : std::get<std::string>(name.front()),
+                id};
     }
     Object& object = now().object(tag);
-    return {tag, object.cls().name, object.type->name, idOf(now(), object), nameOf(now(), object)};
+    const Id id = idOf(now(), object);
+    return {tag, object.cls().name, object.type->name, id.plain, nameOf(now(), object), id.typed};
+}
+
+std::vector<std::string> Bench::similarNames(const std::string& name) {
+    Session& session = now();
+    std::vector<std::string> names;
+    const auto add = [&](tag_t tag) {
+        if (tag != NULLTAG)
+            names.push_back(describe(tag).typed);
+    };
+    const Attribute& item_id =
+        *session.model().findAttribute(*session.model().findClass("Item"), "item_id");
+    const std::size_t colon = name.find(':'), slash = name.rfind('/', colon);
+    const auto itemsLike = [&](const std::string& id) {
+        std::vector<tag_t> items;
+        for (const std::string& near : session.store().textsNear(item_id.handle, id))
+            items.push_back(findItem(session, near));
+        return items;
+    };
+    for (const tag_t item : itemsLike(name))
+        add(item);
+    const std::string owner_name = name.substr(0, colon);
+    if (slash != std::string::npos) {
+        const auto [item_name, revision] = splitAt(owner_name, slash);
+        for (const tag_t item : itemsLike(item_name))
+            add(findRevision(session, item, revision));
+        if (const tag_t item = findItem(session, item_name); item != NULLTAG)
+            for (const tag_t each : session.referrersBy("ItemRevision", "items_tag", item))
+                add(each);
+    }
+    if (colon == std::string::npos)
+        return names;
+    for (const tag_t item : itemsLike(owner_name))
+        add(item);
+    if (const tag_t owner = findItemOrRevision(session, owner_name); owner != NULLTAG)
+        for (const Relation& relation : relationsFrom(session, owner, NULLTAG))
+            if (Object* other = session.tryObject(relation.other);
+                other && isA(session, *other, "Dataset"))
+                add(other->tag);
+    return names;
 }
 
 std::vector<std::string> Bench::attributeNames(tag_t object) {

@@ -115,7 +115,10 @@ private:
     }
 
     void keepFile(const std::string& path, const std::string& file_name) {
-        const tag_t dataset = createDataset(session_, "STEP", cutUtf8(file_name, 128));
+        // Without its extension, which a rename of the dataset gives the file again.
+        const std::size_t dot = file_name.rfind('.');
+        const std::string name = dot == 0 ? file_name : file_name.substr(0, dot);
+        const tag_t dataset = createDataset(session_, "STEP", cutUtf8(name, 128));
         addFile(session_, dataset, "STEP", path, file_name);
         const tag_t specification = session_.model().findRelationType("VANE_specification")->handle;
         for (const std::size_t top : plan_.tops)

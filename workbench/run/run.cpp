@@ -121,11 +121,11 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
         if (recorder.hasEntries()) {
             RunTables& tables = recorder.tables();
             head.number = recorder.number();
-            tables.entries(head.number, RunTables::Order::First, [&](StoredEntry&& entry) {
-                ++head.entries;
-                if (each)
+            if (each)
+                tables.entries(head.number, RunTables::Order::First, [&](StoredEntry&& entry) {
+                    ++head.entries;
                     each(shownEntry(session_.model(), std::move(entry)));
-            });
+                });
             if (recorder.isStored())
                 tables.end(head);
             else

@@ -1,6 +1,7 @@
 #include "workbench/session/structure.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 #include <unordered_map>
 
@@ -195,6 +196,66 @@ std::vector<Use> whereUsed(Session& session, tag_t revision, int levels) {
             uses.push_back({parent, level});
     }
     return uses;
+}
+
+namespace {
+
+// What is below a revision, once all of its children are known.
+struct Below {
+    std::uint64_t lines = 0;
+    std::size_t levels = 0;
+    bool known = false;
+};
+
+void addLineTo(Below& parent, const Below& child) {
+    constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+    for (const std::uint64_t more : {std::uint64_t{1}, child.lines})
+        parent.lines = kMost - parent.lines < more ? kMost : parent.lines + more;
+    parent.levels = std::max(parent.levels, child.levels + 1);
+}
+
+}  // namespace
+
+StructureSize measureStructure(Session& session, tag_t revision, std::size_t most) {
+    revisionObject(session, revision);
+    const UsePath path = usePath(session);
+    StructureSize size;
+    std::unordered_map<tag_t, Below> below;
+    struct Step {
+        tag_t revision;
+        std::vector<tag_t> children;
+        std::size_t next = 0;
+    };
+    std::vector<Step> steps;
+    const auto enter = [&](tag_t tag) {
+        below[tag];
+        steps.push_back({tag, storedChildren(session.store().connection(), path, tag)});
+    };
+    enter(revision);
+    while (!steps.empty()) {
+        Step& step = steps.back();
+        if (step.next == step.children.size()) {
+            Below& done = below[step.revision];
+            for (const tag_t child : step.children)
+                if (const Below& part = below[child]; part.known || !size.whole)
+                    addLineTo(done, part);
+            done.known = true;
+            steps.pop_back();
+            continue;
+        }
+        const tag_t child = step.children[step.next++];
+        if (below.contains(child))
+            continue;
+        if (most > 0 && below.size() >= most)
+            size.whole = false;
+        else
+            enter(child);
+    }
+    const Below& top = below[revision];
+    size.lines = top.lines;
+    size.levels = top.levels;
+    size.revisions = below.size();
+    return size;
 }
 
 }  // namespace mervane

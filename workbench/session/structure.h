@@ -42,4 +42,7 @@ struct Use {
 // Who uses the revision, each once at its lowest level, by level and tag. Levels below 1: all.
 std::vector<Use> whereUsed(Session& session, tag_t revision, int levels);
 
+// What is stored below a revision. At most `most` revisions are looked at; 0: all.
+StructureSize measureStructure(Session& session, tag_t revision, std::size_t most);
+
 }  // namespace mervane

@@ -44,7 +44,7 @@ std::vector<CheckFinding> Store::backup(const std::string& path) {
     std::vector<StoredFile> files;
     {
         std::shared_ptr<Store> reader(
-            new Store(std::make_shared<Shared>(made, false), connect(made)));
+            new Store(std::make_shared<Shared>(made, false), connect(made, false)));
         reader->loadAdditions();
         for (const tag_t tag : reader->storedFiles())
             files.push_back(reader->knownFile(tag));

@@ -128,6 +128,11 @@ void upgradeSchema(Connection& connection) {
     refuseWrong(connection, storedVersion(connection));
     if (storedVersion(connection) == kSchemaVersion)
         return;
+    if (connection.readsOnly())
+        throw Failure(kStoreFailure,
+                      "The store " + connection.path() +
+                          " was written by an older program and must be brought up to date "
+                          "before it can be read; there is no permission to write it");
     Transaction transaction(connection);
     // Asked again inside: another process may have been faster.
     const int version = storedVersion(connection);

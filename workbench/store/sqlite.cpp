@@ -3,7 +3,11 @@
 #include <sqlite3.h>
 
 #include <atomic>
+#include <cctype>
+#include <cerrno>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <thread>
 
@@ -45,6 +49,46 @@ private:
 // Some builds of the database take a name with a scheme for an address with options.
 std::string plainName(const std::string& path) {
     return path.starts_with("file:") ? "./" + path : path;
+}
+
+// The address of a database that nobody changes while it is read.
+std::string quietAddress(const std::string& path) {
+    std::string address = "file:";
+    for (const char c : path) {
+        char escape[4];
+        std::snprintf(escape, sizeof escape, "%%%02X", static_cast<unsigned char>(c));
+        if (std::isalnum(static_cast<unsigned char>(c)) || c == '/' || c == '.')
+            address += c;
+        else
+            address += escape;
+    }
+    return address + "?immutable=1";
+}
+
+// A failure of the database as people know it; empty: its own words are good.
+std::string plainReason(int code, int system_error, const std::string& path) {
+    switch (code & 0xFF) {
+        case SQLITE_FULL:
+            return "the disk is full";
+        case SQLITE_READONLY:
+        case SQLITE_PERM:
+            return "no permission to write " + path;
+        case SQLITE_CANTOPEN:
+            return "it or a file beside it can't be opened" +
+                   (system_error ? std::string(": ") + std::strerror(system_error) : "");
+        case SQLITE_IOERR:
+            if (system_error == ENOSPC)
+                return "the disk is full";
+            return system_error ? std::strerror(system_error) : "";
+        case SQLITE_CORRUPT:
+            return "it is damaged";
+        case SQLITE_NOTADB:
+            return "it is no database";
+        case SQLITE_NOMEM:
+            return "there is no memory";
+        default:
+            return "";
+    }
 }
 
 // Failures behind the point at which a change is written.
@@ -210,11 +254,24 @@ void needRegularFiles(const std::string& path) {
 
 Connection::Connection(const std::string& path, Mode mode) : path_(path) {
     needRegularFiles(path);
-    int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+    flags |= mode == Mode::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
     if (mode == Mode::Create)
         flags |= SQLITE_OPEN_CREATE;
-    if (sqlite3_open_v2(plainName(path).c_str(), &database_, flags, nullptr) != SQLITE_OK) {
-        const std::string reason = database_ ? sqlite3_errmsg(database_) : "no memory";
+    reads_only_ = mode == Mode::Read;
+    std::string name = plainName(path);
+    // While somebody has it open there is a log of changes beside it, which is read along.
+    if (reads_only_ && !system::somethingAt(path + "-wal")) {
+        name = quietAddress(path);
+        flags |= SQLITE_OPEN_URI;
+    }
+    if (sqlite3_open_v2(name.c_str(), &database_, flags, nullptr) != SQLITE_OK) {
+        std::string reason = database_ ? sqlite3_errmsg(database_) : "no memory";
+        if (database_)
+            if (const std::string plain = plainReason(sqlite3_extended_errcode(database_),
+                                                      sqlite3_system_errno(database_), path);
+                !plain.empty())
+                reason = plain;
         sqlite3_close_v2(database_);
         throw Failure(kStoreFailure, "The store " + path + " can't be opened: " + reason);
     }
@@ -295,7 +352,9 @@ void Connection::needSound() const {
 
 void Connection::fail(const char* operation) {
     const int code = sqlite3_extended_errcode(database_);
-    std::string reason = sqlite3_errmsg(database_);
+    std::string reason = plainReason(code, sqlite3_system_errno(database_), path_);
+    if (reason.empty())
+        reason = sqlite3_errmsg(database_);
     if ((code & 0xFF) == SQLITE_BUSY)
         reason = waitedInVain(system::lockHolder(path_ + "-shm") > 0 ? path_ + "-shm" : path_);
     if ((code & 0xFF) == SQLITE_BUSY && who_is_busy_)

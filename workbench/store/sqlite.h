@@ -50,7 +50,8 @@ private:
 
 class Connection {
 public:
-    enum class Mode { Open, Create };
+    // Read: nothing is made or changed, neither the database nor a file beside it.
+    enum class Mode { Open, Create, Read };
     // The path is a name in the file system, whatever it looks like; ":memory:" with Create is a
     // database in memory. Failure kStoreFailure.
     Connection(const std::string& path, Mode mode);
@@ -73,6 +74,7 @@ public:
     // When nobody knows whether a change reached the disk, the connection is of no use afterwards.
     [[noreturn]] void fail(const char* operation);
     bool isBroken() const { return broken_; }
+    bool readsOnly() const { return reads_only_; }
     // Failure kStoreFailure if it is.
     void needSound() const;
     const std::string& path() const { return path_; }
@@ -81,7 +83,7 @@ public:
 private:
     std::string path_;
     sqlite3* database_ = nullptr;
-    bool broken_ = false;
+    bool broken_ = false, reads_only_ = false;
     std::function<std::string()> who_is_busy_;
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };

@@ -1,6 +1,7 @@
 #include "workbench/store/store.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
@@ -21,6 +22,8 @@ const char* const Store::kLoad =
 // ---- dates as stored ----
 
 namespace {
+
+std::atomic<std::uint64_t> objects_worked_on{0};
 
 std::string storedDate(const date_s& date) {
     char text[40];
@@ -60,6 +63,14 @@ const char* synchronous() {
 }
 
 }  // namespace
+
+void countObject() noexcept {
+    objects_worked_on.fetch_add(1, std::memory_order_relaxed);
+}
+
+std::uint64_t objectsWorkedOn() {
+    return objects_worked_on.load();
+}
 
 Value Cell::as(Kind kind) const {
     switch (kind) {
@@ -108,20 +119,34 @@ void Store::create(const std::string& path,
     }
 }
 
-std::unique_ptr<Connection> Store::connect(const std::string& path) {
-    auto connection = std::make_unique<Connection>(path, Connection::Mode::Open);
+std::unique_ptr<Connection> Store::connect(const std::string& path, bool read_only) {
+    auto connection = std::make_unique<Connection>(
+        path, read_only ? Connection::Mode::Read : Connection::Mode::Open);
     connection->execute("PRAGMA foreign_keys=OFF; PRAGMA temp_store=MEMORY");
-    connection->execute(synchronous());
+    if (!read_only)
+        connection->execute(synchronous());
     // Enough for the indexes of a hundred thousand items.
     connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=268435456");
     return connection;
 }
+
+namespace {
+
+// The store, and the files that come and go beside it.
+bool mayWriteWithin(const std::string& path) {
+    const std::string directory =
+        std::filesystem::absolute(system::pathOf(path)).parent_path().string();
+    return system::mayWrite(path) && system::mayWrite(directory);
+}
+
+}  // namespace
 
 std::shared_ptr<Store> Store::open(const std::string& path) {
     const bool memory = path == ":memory:";
     if (!memory && !system::somethingAt(path))
         throw Failure(kStoreFailure, "There is no store at " + path);
     std::unique_ptr<Connection> connection;
+    bool read_only = false;
     if (memory) {
         connection = std::make_unique<Connection>(path, Connection::Mode::Create);
         connection->execute("PRAGMA temp_store=MEMORY");
@@ -129,14 +154,17 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
         createSchema(*connection);
         transaction.commit();
     } else {
-        connection = connect(path);
+        read_only = !mayWriteWithin(path);
+        connection = connect(path, read_only);
         upgradeSchema(*connection);
-        connection->useWriteAheadLog();
+        if (!read_only)
+            connection->useWriteAheadLog();
     }
     auto shared = std::make_shared<Shared>(path, memory);
-    if (!memory)
+    if (!memory && !read_only)
         shared->volume.makeDirectory();
-    shared->locks = memory ? memoryLocks() : fileLocks(path);
+    // Who can't change the store needs no locks that others see.
+    shared->locks = memory || read_only ? memoryLocks() : fileLocks(path);
     std::shared_ptr<Store> store(new Store(std::move(shared), std::move(connection)));
     store->loadAdditions();
     return store;
@@ -145,7 +173,8 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
 std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
     if (store->inMemory())
         return store;
-    return std::shared_ptr<Store>(new Store(store->shared_, connect(store->path())));
+    return std::shared_ptr<Store>(
+        new Store(store->shared_, connect(store->path(), store->readOnly())));
 }
 
 Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection)
@@ -206,6 +235,7 @@ std::int64_t Store::versionOf(tag_t tag) {
 }
 
 void Store::insert(tag_t tag, tag_t type, std::int64_t version) {
+    countObject();
     connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, ?)")
         .bind(number(tag))
         .bind(number(type))
@@ -339,6 +369,57 @@ std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t
     while (rows.step())
         all.push_back(tagOf(rows.integer(0)));
     return all;
+}
+
+namespace {
+
+// One letter left out, put in, changed or swapped with its neighbour.
+std::vector<std::string> oneLetterAway(const std::string& text) {
+    constexpr std::string_view kLetters =
+        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-_./ ";
+    std::vector<std::string> all;
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        for (const char letter : kLetters) {
+            all.push_back(std::string(text).insert(i, 1, letter));
+            if (i < text.size() && letter != text[i])
+                (all.emplace_back(text))[i] = letter;
+        }
+        if (i < text.size())
+            all.push_back(std::string(text).erase(i, 1));
+        if (i + 1 < text.size()) {
+            std::string swapped = text;
+            std::swap(swapped[i], swapped[i + 1]);
+            all.push_back(std::move(swapped));
+        }
+    }
+    return all;
+}
+
+}  // namespace
+
+std::vector<std::string> Store::textsNear(tag_t attribute, const std::string& text) {
+    constexpr std::size_t kLongest = 128;
+    constexpr std::int64_t kNeighbours = 20;
+    std::vector<std::string> found;
+    if (text.empty() || text.size() > kLongest)
+        return found;
+    for (const std::string& each : oneLetterAway(text)) {
+        Statement row = connection_->statement("SELECT 1 FROM value WHERE attr=? AND v=? LIMIT 1");
+        row.bind(number(attribute)).bind(std::string_view(each));
+        if (row.step())
+            found.push_back(each);
+    }
+    for (const char* sql :
+         {"SELECT DISTINCT v FROM value WHERE attr=? AND v>=? ORDER BY v LIMIT ?",
+          "SELECT DISTINCT v FROM value WHERE attr=? AND v<? ORDER BY v DESC LIMIT ?"}) {
+        Statement rows = connection_->statement(sql);
+        rows.bind(number(attribute)).bind(std::string_view(text)).bind(kNeighbours);
+        while (rows.step())
+            found.emplace_back(rows.text(0));
+    }
+    std::sort(found.begin(), found.end());
+    found.erase(std::unique(found.begin(), found.end()), found.end());
+    return found;
 }
 
 std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& pattern) {

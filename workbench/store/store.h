@@ -20,6 +20,10 @@
 
 namespace mervane {
 
+// Objects that stores of this process have read or made.
+void countObject() noexcept;
+std::uint64_t objectsWorkedOn();
+
 // One stored value as it is read; good until the next one.
 class Cell {
 public:
@@ -45,6 +49,8 @@ public:
 
     const std::string& path() const { return shared_->path; }
     bool inMemory() const { return shared_->in_memory; }
+    // This process may not write it: it is opened for reading, and no file beside it is made.
+    bool readOnly() const { return connection_->readsOnly(); }
     Model& model() { return shared_->model; }
     Volume& volume() { return shared_->volume; }
     Locks& locks() { return *shared_->locks; }
@@ -90,6 +96,8 @@ public:
                                          std::string_view text);
     // A pattern of * and ?, compared with case.
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
+    // Texts that differ from this one in a letter or stand beside it in the order of the index.
+    std::vector<std::string> textsNear(tag_t attribute, const std::string& text);
     std::vector<tag_t> ofType(tag_t type);
     std::vector<Hit> everything();
     std::int64_t objectCount();
@@ -185,7 +193,7 @@ private:
     std::vector<Batch> batches_;  // the outer one first
 
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
-    static std::unique_ptr<Connection> connect(const std::string& path);
+    static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
     bool loadAdditions();
     template <typename Steps>
     void define(Steps&& steps);
@@ -211,6 +219,7 @@ bool Store::load(tag_t tag, Head&& head, Each&& value) {
     if (rows.integer(0) != 0)
         return false;
     head(static_cast<tag_t>(rows.integer(2)), rows.integer(1));
+    countObject();
     const Cell cell(rows);
     while (rows.step())
         value(static_cast<tag_t>(rows.integer(0)), static_cast<std::size_t>(rows.integer(1)), cell);

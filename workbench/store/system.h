@@ -26,6 +26,7 @@ bool makeDirectory(const std::string& path, const std::string& like = "");
 bool makePrivateDirectory(const std::string& path);
 bool somethingAt(const std::string& path);                    // links aren't followed
 bool regularFileAt(const std::string& path);                  // likewise
+bool mayWrite(const std::string& path);                       // this process, the file or directory
 bool removeFile(const std::string& path);                     // others may have it open
 bool rename(const std::string& from, const std::string& to);  // in the place of a file there
 // Rename to where nothing is; EEXIST if there is something, which stays. Files and directories.

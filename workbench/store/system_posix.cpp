@@ -90,6 +90,10 @@ bool somethingAt(const std::string& path) {
     return ::lstat(path.c_str(), &status) == 0;
 }
 
+bool mayWrite(const std::string& path) {
+    return ::access(path.c_str(), W_OK) == 0;
+}
+
 bool regularFileAt(const std::string& path) {
     struct stat status {};
     return ::lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);

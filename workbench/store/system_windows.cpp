@@ -97,6 +97,11 @@ bool somethingAt(const std::string& path) {
     return GetFileAttributesW(pathOf(path).c_str()) != INVALID_FILE_ATTRIBUTES || failed();
 }
 
+bool mayWrite(const std::string& path) {
+    constexpr int kWrite = 2;
+    return _waccess(pathOf(path).c_str(), kWrite) == 0;
+}
+
 bool regularFileAt(const std::string& path) {
     const DWORD attributes = GetFileAttributesW(pathOf(path).c_str());
     return attributes == INVALID_FILE_ATTRIBUTES

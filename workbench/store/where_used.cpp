@@ -21,4 +21,21 @@ std::vector<StoredUse> storedUses(Connection& connection, const UsePath& path, t
     return uses;
 }
 
+std::vector<tag_t> storedChildren(Connection& connection, const UsePath& path, tag_t revision) {
+    Statement rows = connection.statement(
+        "SELECT used.target FROM ref held "
+        "JOIN ref used ON used.tag = held.tag AND used.attr = ?1 "
+        "JOIN object ON object.tag = used.target "
+        "WHERE held.attr = ?2 AND held.target = "
+        "(SELECT min(tag) FROM ref WHERE target = ?4 AND attr = ?3)");
+    rows.bind(std::int64_t{path.child})
+        .bind(std::int64_t{path.parent_bvr})
+        .bind(std::int64_t{path.parent_revision})
+        .bind(std::int64_t{revision});
+    std::vector<tag_t> children;
+    while (rows.step())
+        children.push_back(static_cast<tag_t>(rows.integer(0)));
+    return children;
+}
+
 }  // namespace mervane

@@ -21,4 +21,7 @@ struct UsePath {
 // The stored occurrences of a revision whose parents exist, by occurrence; one statement.
 std::vector<StoredUse> storedUses(Connection& connection, const UsePath& path, tag_t revision);
 
+// The revisions on the stored lines of a revision, one for each line, in no order; one statement.
+std::vector<tag_t> storedChildren(Connection& connection, const UsePath& path, tag_t revision);
+
 }  // namespace mervane

@@ -11,8 +11,13 @@ namespace keld {
 
 namespace {
 
+std::string titleOf(const Context& context, tag_t line) {
+    return context.title(lineTag(line, "bl_revision"));
+}
+
 // The child line of this number; of several that show one revision the first.
-tag_t childOfNumber(tag_t line, const std::string& number, const std::string& path) {
+tag_t childOfNumber(const Context& context, tag_t line, const std::string& number,
+                    const std::string& path) {
     std::vector<std::string> numbers, labels;
     tag_t found = NULLTAG;
     for (const tag_t child : childLines(line)) {
@@ -23,13 +28,13 @@ tag_t childOfNumber(tag_t line, const std::string& number, const std::string& pa
             continue;
         if (found == NULLTAG)
             found = child;
-        const std::string label = display(child, "object_string");
+        const std::string label = titleOf(context, child);
         if (std::find(labels.begin(), labels.end(), label) == labels.end())
             labels.push_back(label);
     }
     if (found == NULLTAG)
         throw CommandError("no line has the number '" + number + "' of " + path + " below " +
-                               display(line, "object_string"),
+                               titleOf(context, line),
                            nearest(number, numbers));
     if (labels.size() > 1)
         throw CommandError("the number '" + number + "' of " + path + " stands on lines of " +
@@ -37,24 +42,31 @@ tag_t childOfNumber(tag_t line, const std::string& number, const std::string& pa
     return found;
 }
 
-tag_t lineAtPath(tag_t top, const std::string& path) {
+tag_t lineAtPath(const Context& context, tag_t top, const std::string& path) {
     tag_t line = top;
     for (std::size_t start = 1; start < path.size();) {
         const auto end = std::min(path.find('/', start), path.size());
         if (end > start)
-            line = childOfNumber(line, path.substr(start, end - start), path);
+            line = childOfNumber(context, line, path.substr(start, end - start), path);
         start = end + 1;
     }
     return line;
 }
 
 // The first line of each revision, the top line first, a line in front of its children.
-void collectLines(tag_t line, std::set<tag_t>& seen, std::vector<tag_t>& lines) {
-    if (!seen.insert(lineTag(line, "bl_revision")).second)
-        return;
-    lines.push_back(line);
-    for (const tag_t child : childLines(line))
-        collectLines(child, seen, lines);
+std::vector<tag_t> firstLines(tag_t top) {
+    std::vector<tag_t> lines, waiting{top};
+    std::set<tag_t> seen;
+    while (!waiting.empty()) {
+        const tag_t line = waiting.back();
+        waiting.pop_back();
+        if (!seen.insert(lineTag(line, "bl_revision")).second)
+            continue;
+        lines.push_back(line);
+        const std::vector<tag_t> children = childLines(line);
+        waiting.insert(waiting.end(), children.rbegin(), children.rend());
+    }
+    return lines;
 }
 
 }  // namespace
@@ -80,14 +92,12 @@ std::vector<tag_t> namedLines(Context& context, tag_t top, const std::vector<std
     };
     for (const std::string& name : names) {
         if (name.starts_with("/")) {
-            choose(lineAtPath(top, name));
+            choose(lineAtPath(context, top, name));
             continue;
         }
         const tag_t object = context.object(name);
-        if (all.empty()) {
-            std::set<tag_t> seen;
-            collectLines(top, seen, all);
-        }
+        if (all.empty())
+            all = firstLines(top);
         bool found = false;
         for (const tag_t line : all) {
             if (object != lineTag(line, "bl_revision") && object != lineTag(line, "bl_item"))
@@ -96,8 +106,8 @@ std::vector<tag_t> namedLines(Context& context, tag_t top, const std::vector<std
             found = true;
         }
         if (!found)
-            throw CommandError("no line of " + display(top, "object_string") + " shows " +
-                               context.label(object));
+            throw CommandError("no line of " + titleOf(context, top) + " shows " +
+                               context.title(object));
     }
     return chosen;
 }

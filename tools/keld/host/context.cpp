@@ -4,12 +4,15 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
+#include <sstream>
 #include <tuple>
 
 #include "platform/keld_basetool.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/system.h"
+#include "workbench/names.h"
 
 namespace keld {
 
@@ -90,6 +93,8 @@ void Context::close() {
 
 void Context::setUpLog() {
     setEnvironment("KELD_LOG_FILE", logPath());
+    if (environment("KELD_LOG_MAX_MB").empty())
+        setEnvironment("KELD_LOG_MAX_MB", kLogMegabytes);
     // Services write their temporary files to the first of these that is set, without a default.
     if (!isSet("MV_TMP_DIR") && !isSet("TEMP") && !isSet("TMP"))
         setEnvironment("MV_TMP_DIR", fs::temp_directory_path().string());
@@ -108,11 +113,17 @@ void Context::setUpLog() {
 
 void Context::print(const std::string& text) const {
     if (!json())
-        std::cout << text;
+        writeText(text);
 }
 
 void Context::note(const std::string& text) const {
-    std::cerr << "keld: " << text << "\n";
+    tell(text);
+}
+
+void Context::problem(const std::string& text) const {
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);)
+        tell(line);
 }
 
 Json noteDamaged(const Context& context, const std::vector<mervane::CheckFinding>& damaged) {
@@ -131,13 +142,10 @@ tag_t Context::object(const std::string& name) const {
         constexpr int kUnknownObject = 710003;
         if (failure.status() != kUnknownObject)
             throw;
-        std::vector<std::string> known;
-        for (const mervane::Found& found : workbench().find({}))
-            known.push_back(found.id);
         throw CommandError(
-            "there is no object '" + name +
+            "there is no object '" + shortened(name) +
                 "' (expected an id like 000123, 000123/A, 000123/A:drawing, or #tag)",
-            nearest(name, known));
+            nearest(name, workbench().similarNames(name)));
     }
 }
 
@@ -149,6 +157,28 @@ std::string Context::label(tag_t object) const {
     } catch (const mervane::Failure&) {
     }
     return "#" + std::to_string(object);
+}
+
+std::string Context::title(tag_t object) const {
+    try {
+        return workbench().describe(object).typed;
+    } catch (const mervane::Failure&) {
+        return "#" + std::to_string(object);
+    }
+}
+
+std::string shortened(const std::string& name) {
+    constexpr std::size_t kMost = 200;
+    return name.size() <= kMost ? name : name.substr(0, kMost) + "...";
+}
+
+std::string newId(const std::string& what, const std::string& typed) {
+    constexpr std::size_t kLongest = 128;
+    std::string id = mervane::unquotedName(typed);
+    if (id.size() > kLongest)
+        throw CommandError(what + " '" + shortened(id) + "' has " + std::to_string(id.size()) +
+                           " bytes, at most " + std::to_string(kLongest) + " are allowed");
+    return id;
 }
 
 CLI::App* Verbs::add(CLI::App* parent, const std::string& name, const std::string& description,
@@ -175,13 +205,23 @@ CLI::App* Verbs::addGroup(const std::string& name, const std::string& descriptio
 OutputAside::OutputAside(const std::string& path) {
     std::cout.flush();
     std::fflush(stdout);
-    kept_ = redirectOutput(path);
+    if (path.empty() && errorIsTerminal())
+        file_ = makeTemporaryFile("keld-output");
+    kept_ = redirectOutput(path.empty() ? file_ : path);
 }
 
 OutputAside::~OutputAside() {
     std::cout.flush();
     std::fflush(stdout);
     restoreOutput(kept_);
+    if (file_.empty())
+        return;
+    std::ifstream in(pathOf(file_), std::ios::binary);
+    for (std::string line; std::getline(in, line);)
+        passOn(line + "\n");
+    in.close();
+    std::error_code ignored;
+    fs::remove(pathOf(file_), ignored);
 }
 
 }  // namespace keld

@@ -25,6 +25,9 @@ inline constexpr int kExitDoneWithFailures = 3;
 // Preference in which `keld log level N` keeps the level of a store.
 inline constexpr char kLogLevelPreference[] = "KELD_LogLevel";
 
+// What a log may grow to, in megabytes, unless KELD_LOG_MAX_MB says otherwise.
+inline constexpr char kLogMegabytes[] = "64";
+
 // A verb that can't do its work, with the nearest known names if a name is the cause.
 class CommandError : public std::runtime_error {
 public:
@@ -37,7 +40,7 @@ public:
 
 struct Globals {
     std::string store, user, group, cfg;
-    bool json = false;
+    bool json = false, wide = false;
     std::optional<int> log_level;
 };
 
@@ -63,13 +66,18 @@ public:
 
     bool json() const { return globals_.json; }
     Json document = Json::object();             // shown at the end with --json
+    bool document_written = false;              // the verb has written its document itself
     void print(const std::string& text) const;  // for people; nothing with --json
     void note(const std::string& text) const;   // to standard error
+    // Why a service refused or failed: lines to standard error, behind what is printed.
+    void problem(const std::string& text) const;
 
     // An object by the name that people use, with near names if there is none.
     tag_t object(const std::string& name) const;
-    // "000123/A", or "#12" for an object without an id.
+    // "000123/A", or "#12" for an object without an id: as it is stored, for --json.
     std::string label(tag_t object) const;
+    // The same as people type it, with quotes where they are needed, for texts.
+    std::string title(tag_t object) const;
 
     // Where services log and find their configuration; open() does it too.
     void setUpLog();
@@ -80,6 +88,12 @@ private:
     Globals globals_;
     std::optional<mervane::Workbench::StoreId> store_;
 };
+
+// A name for a message, which needs no more than its start.
+std::string shortened(const std::string& name);
+// An id that the command line gives to an object: what its quotes hold, or the text as it is.
+// Failure: CommandError with `what` it is, if it is too long.
+std::string newId(const std::string& what, const std::string& typed);
 
 // Tell on standard error which stored files are damaged; their texts.
 Json noteDamaged(const Context& context, const std::vector<mervane::CheckFinding>& damaged);
@@ -116,7 +130,8 @@ void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 void addRunsVerbs(Verbs& verbs);
 
-// Standard output goes to standard error for as long as this lives; or to a file.
+// Standard output goes to standard error for as long as this lives; or to a file. Where standard
+// error is a terminal, it is kept in a file and told at the end, with controls as escapes.
 class OutputAside {
 public:
     explicit OutputAside(const std::string& path = "");
@@ -125,6 +140,7 @@ public:
     OutputAside& operator=(const OutputAside&) = delete;
 
 private:
+    std::string file_;
     int kept_ = -1;
 };
 

@@ -1,24 +1,72 @@
 #include "tools/keld/host/output.h"
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 
 #include "tools/keld/host/system.h"
+#include "workbench/names.h"
 
 namespace keld {
 
-std::string shortened(const std::string& text, std::size_t most) {
-    if (characters(text) <= most)
-        return text;
-    std::size_t at = 0;
-    for (std::size_t left = most; at < text.size(); ++at)
-        if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80 && left-- == 0)
-            break;
-    return text.substr(0, at) + "…";
+namespace {
+
+constexpr std::size_t kGap = 2;        // between columns
+constexpr std::size_t kNarrowest = 8;  // a column is not cut to less
+
+bool tables_wide = false;
+
+// 0: no limit.
+std::size_t widthLimit() {
+    if (tables_wide)
+        return 0;
+    const std::string set = environment("COLUMNS");
+    const long columns = std::strtol(set.c_str(), nullptr, 10);
+    return columns > 0 ? static_cast<std::size_t>(columns) : outputWidth();
 }
 
-std::size_t characters(const std::string& text) {
-    return static_cast<std::size_t>(
-        std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+// Take from the widest columns behind the first until all of them fit.
+void fit(std::vector<std::size_t>& widths, std::size_t limit) {
+    std::size_t all = 0;
+    for (const std::size_t width : widths)
+        all += width + kGap;
+    all -= widths.empty() ? 0 : kGap;
+    while (limit > 0 && all > limit && widths.size() > 1) {
+        const auto widest = std::max_element(widths.begin() + 1, widths.end());
+        if (*widest <= kNarrowest)
+            return;
+        --*widest;
+        --all;
+    }
+}
+
+std::string cut(const std::string& text, std::size_t width) {
+    if (characters(text) <= width)
+        return text;
+    std::string_view rest = text;
+    std::string start;
+    for (std::size_t i = 0; i + 1 < width; ++i) {
+        const std::size_t length = mervane::firstCharacter(rest).length;
+        start.append(rest.substr(0, length));
+        rest.remove_prefix(length);
+    }
+    return start + "\u2026";
+}
+
+}  // namespace
+
+std::string cutText(const std::string& text, std::size_t most) {
+    return cut(shown(text), most);
+}
+
+void keepTablesWide() {
+    tables_wide = true;
+}
+
+void Table::add(std::vector<std::string> row) {
+    for (std::string& cell : row)
+        cell = shown(cell);
+    rows_.push_back(std::move(row));
 }
 
 std::string Table::text(const std::string& indent) const {
@@ -31,12 +79,14 @@ std::string Table::text(const std::string& indent) const {
     widen(header_);
     for (const auto& row : rows_)
         widen(row);
+    fit(widths, widthLimit());
     const auto line = [&](const std::vector<std::string>& row) {
         std::string text = indent;
         for (std::size_t i = 0; i < row.size(); ++i) {
-            text += row[i];
+            const std::string cell = i == 0 ? row[i] : cut(row[i], widths[i]);
+            text += cell;
             if (i + 1 < row.size())
-                text.append(widths[i] - characters(row[i]) + 2, ' ');
+                text.append(widths[i] - characters(cell) + kGap, ' ');
         }
         while (!text.empty() && text.back() == ' ')
             text.pop_back();
@@ -48,42 +98,11 @@ std::string Table::text(const std::string& indent) const {
     return all;
 }
 
-bool colourful() {
-    static const bool yes = outputIsTerminal() && [] {
-        const char* off = std::getenv("NO_COLOR");
-        const char* terminal = std::getenv("TERM");
-        return (!off || !*off) && !(terminal && std::string_view(terminal) == "dumb");
-    }();
-    return yes;
-}
-
-std::string painted(Colour colour, const std::string& text) {
-    if (colour == Colour::Plain || text.empty() || !colourful())
-        return text;
-    const char* code = "0";
-    switch (colour) {
-        case Colour::Plain:
-            break;
-        case Colour::Dim:
-            code = "2";
-            break;
-        case Colour::Bold:
-            code = "1";
-            break;
-        case Colour::Red:
-            code = "31";
-            break;
-        case Colour::Green:
-            code = "32";
-            break;
-        case Colour::Yellow:
-            code = "33";
-            break;
-        case Colour::Cyan:
-            code = "36";
-            break;
-    }
-    return "\x1b[" + std::string(code) + "m" + text + "\x1b[0m";
+std::string Table::take() {
+    std::string all = text();
+    header_.clear();
+    rows_.clear();
+    return all;
 }
 
 std::string counted(std::size_t number, const std::string& noun) {
@@ -91,7 +110,21 @@ std::string counted(std::size_t number, const std::string& noun) {
 }
 
 std::string dumped(const Json& document) {
-    return document.dump(2, ' ', false, Json::error_handler_t::replace);
+    const std::string text = document.dump(2, ' ', false, Json::error_handler_t::replace);
+    std::string all;
+    for (std::string_view rest = text; !rest.empty();) {
+        const mervane::Character character = mervane::firstCharacter(rest);
+        if (character.number >= 0x7F && mervane::isControl(character.number)) {
+            char escape[8];
+            std::snprintf(escape, sizeof escape, "\\u%04x",
+                          static_cast<unsigned>(character.number) & 0xFFFFU);
+            all += escape;
+        } else {
+            all.append(rest.substr(0, character.length));
+        }
+        rest.remove_prefix(character.length);
+    }
+    return all;
 }
 
 }  // namespace keld

@@ -6,38 +6,40 @@
 #include <string>
 #include <vector>
 
+#include "tools/keld/host/terminal.h"
+
 namespace keld {
 
 using Json = nlohmann::ordered_json;
 
-// Columns as wide as their contents; the last one is not padded.
+// Columns as wide as their contents; the last one is not padded. A table that is wider than
+// COLUMNS, else than the terminal, has its columns behind the first cut, unless --wide is given.
 class Table {
 public:
     explicit Table(std::vector<std::string> header) : header_(std::move(header)) {}
-    void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+    void add(std::vector<std::string> row);
     bool empty() const { return rows_.empty(); }
+    std::size_t rows() const { return rows_.size(); }
     std::string text(const std::string& indent = "") const;
+    // The rows so far, which are dropped; the header stands above the first of them only.
+    std::string take();
 
 private:
     std::vector<std::string> header_;
     std::vector<std::vector<std::string>> rows_;
 };
 
+// No table is cut from here on.
+void keepTablesWide();
+
 // At most so many characters, with an ellipsis for the rest.
-std::string shortened(const std::string& text, std::size_t most);
-
-// Number of characters of a UTF-8 text.
-std::size_t characters(const std::string& text);
-
-// Colours, on a terminal only and not if NO_COLOR is set to anything.
-enum class Colour { Plain, Dim, Bold, Red, Green, Yellow, Cyan };
-bool colourful();
-std::string painted(Colour colour, const std::string& text);
+std::string cutText(const std::string& text, std::size_t most);
 
 // "1 error", "2 errors"
 std::string counted(std::size_t number, const std::string& noun);
 
-// One JSON document; text that is no UTF-8 is replaced, never a failure.
+// One JSON document. Bytes that are no UTF-8 become U+FFFD; characters that a terminal acts on
+// stand in it as escapes, which is the same text.
 std::string dumped(const Json& document);
 
 }  // namespace keld

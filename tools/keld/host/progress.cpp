@@ -1,13 +1,19 @@
 #include "tools/keld/host/progress.h"
 
+#include <algorithm>
 #include <chrono>
-#include <iostream>
 
+#include "tools/keld/host/output.h"
 #include "tools/keld/host/system.h"
+#include "workbench/workbench.h"
 
 namespace keld {
 
-Progress::Progress(std::string text) : text_(std::move(text)), teller_([this] { tell(); }) {
+Progress::Progress(std::string text, std::string counted)
+    : text_(std::move(text)),
+      noun_(std::move(counted)),
+      before_(mervane_workbench()->objectsWorkedOn()),
+      teller_([this] { tell(); }) {
 }
 
 Progress::~Progress() {
@@ -19,6 +25,17 @@ Progress::~Progress() {
     teller_.join();
 }
 
+std::string Progress::sofar(int seconds) const {
+    const std::uint64_t here = counted_here_.load();
+    const std::uint64_t done = here > 0 ? here : mervane_workbench()->objectsWorkedOn() - before_;
+    std::string text = text_ + " ... " + std::to_string(seconds) + " s";
+    if (done > 0)
+        text += ", " + counted(done, noun_) + ", " +
+                std::to_string(done / static_cast<std::uint64_t>(std::max(seconds, 1))) +
+                " a second";
+    return text;
+}
+
 void Progress::tell() {
     using namespace std::chrono_literals;
     const bool terminal = errorIsTerminal();
@@ -27,13 +44,11 @@ void Progress::tell() {
         return;
     // A terminal has the line renewed each second, a file gets a line now and then.
     for (int seconds = 2;; seconds += terminal ? 1 : 10) {
-        std::cerr << (terminal ? "\r" : "") << "keld: " << text_ << " ... " << seconds << " s"
-                  << (terminal ? "" : "\n") << std::flush;
+        tellAgain(sofar(seconds));
         if (ended_.wait_for(lock, terminal ? 1s : 10s, [this] { return done_; }))
             break;
     }
-    if (terminal)
-        std::cerr << "\n";
+    endTelling();
 }
 
 }  // namespace keld

@@ -60,7 +60,7 @@ const ChangedObject* Record::find(tag_t object) const {
     return at == objects.end() ? nullptr : &*at;
 }
 
-std::string RecordReader::shown(const mervane::Values& values) const {
+std::string RecordReader::textOf(const mervane::Values& values) const {
     std::string text;
     for (const auto& value : values)
         text += (text.empty() ? "" : ", ") + asText(context_, value);
@@ -85,11 +85,12 @@ void RecordReader::addObject(const RunEntry& entry) {
         made.change = "changed";
         made.tag = entry.object;
         made.label = context_.label(entry.object);
+        made.typed = context_.title(entry.object);
         made.type = entry.type;
         try {
             made.name = context_.workbench().describe(entry.object).name;
         } catch (const mervane::Failure&) {
-            made.label = "#" + std::to_string(entry.object);
+            made.label = made.typed = "#" + std::to_string(entry.object);
         }
         if (entry.change == RunChange::ObjectMade)
             made.change = "new";
@@ -99,7 +100,7 @@ void RecordReader::addObject(const RunEntry& entry) {
     if (entry.change == RunChange::ObjectDeleted) {
         for (const mervane::RunValue& value : entry.values)
             if (value.attribute == "name" && !value.before.empty())
-                status_names_[entry.object] = shown(value.before);
+                status_names_[entry.object] = textOf(value.before);
         // Made and deleted in one run: nobody ever sees it.
         object.change = object.change == "new" ? "" : "deleted";
         if (object.label.starts_with("#") && !entry.text.empty())
@@ -118,11 +119,11 @@ void RecordReader::addObject(const RunEntry& entry) {
             object.values.begin(), object.values.end(),
             [&](const ChangedValue& each) { return each.attribute == value.attribute; });
         if (known != object.values.end()) {
-            known->after = shown(value.after);
+            known->after = textOf(value.after);
             continue;
         }
         const mervane::Values& some = value.after.empty() ? value.before : value.after;
-        object.values.push_back({value.attribute, shown(value.before), shown(value.after),
+        object.values.push_back({value.attribute, textOf(value.before), textOf(value.after),
                                  !some.empty() && some.front().index() == 0});
     }
 }
@@ -134,7 +135,7 @@ tag_t RecordReader::latest(const mervane::Values& list) {
         if (status_names_.contains(status))
             return status;
         try {
-            status_names_[status] = shown(context_.workbench().get(status, "name"));
+            status_names_[status] = textOf(context_.workbench().get(status, "name"));
             return status;
         } catch (const mervane::Failure&) {
             if (i == 0 || i + 1 == list.size())
@@ -155,14 +156,16 @@ void RecordReader::addOther(const RunEntry& entry) {
     OtherChange other;
     other.tag = entry.object;
     other.text = entry.text;
-    if (entry.object != NULLTAG)
+    if (entry.object != NULLTAG) {
         other.label = context_.label(entry.object);
+        other.typed = context_.title(entry.object);
+    }
     const auto value = [&](bool after) {
         if (entry.values.empty())
             return std::string();
         const mervane::Values& values =
             after ? entry.values.front().after : entry.values.front().before;
-        return shown(values);
+        return textOf(values);
     };
     switch (entry.change) {
         case RunChange::FileStored:
@@ -229,8 +232,8 @@ Record readRecord(const Context& context, std::int64_t number) {
 }
 
 std::string titled(const ChangedObject& object) {
-    return object.label.starts_with("#") && !object.name.empty() ? object.label + " " + object.name
-                                                                 : object.label;
+    return object.typed.starts_with("#") && !object.name.empty() ? object.typed + " " + object.name
+                                                                 : object.typed;
 }
 
 const char* wayName(mervane::RunWay way) {
@@ -330,9 +333,12 @@ std::string changesAsText(const Record& record, const std::string& nothing) {
     if (!table.empty())
         text += table.text();
     for (const OtherChange& other : record.others)
-        text += other.subject + " " + other.change + (other.text.empty() ? "" : ": " + other.text) +
-                (other.label.empty() || other.label == other.text ? "" : " (" + other.label + ")") +
-                (other.outside.empty() ? "" : ", in " + other.outside) + "\n";
+        text +=
+            shown(
+                other.subject + " " + other.change + (other.text.empty() ? "" : ": " + other.text) +
+                (other.typed.empty() || other.label == other.text ? "" : " (" + other.typed + ")") +
+                (other.outside.empty() ? "" : ", in " + other.outside)) +
+            "\n";
     return text.empty() ? nothing : text;
 }
 

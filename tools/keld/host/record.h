@@ -18,7 +18,7 @@ struct ChangedValue {
 struct ChangedObject {
     std::string change;  // "new", "changed", "deleted"
     tag_t tag = 0;
-    std::string label, type, name;
+    std::string label, typed, type, name;  // typed: the label as people type it
     std::vector<ChangedValue> values;
     struct {
         std::string before, after;
@@ -30,7 +30,7 @@ struct ChangedObject {
 struct OtherChange {
     std::string subject, change;  // change: "stored", "made", "registered", "set", ...
     tag_t tag = 0;
-    std::string label, text;
+    std::string label, typed, text;
     std::string outside;  // where it was changed outside the store; empty: inside
 };
 
@@ -63,7 +63,7 @@ private:
     tag_t latest(const mervane::Values& list);
     void addObject(const mervane::RunEntry& entry);
     void addOther(const mervane::RunEntry& entry);
-    std::string shown(const mervane::Values& values) const;
+    std::string textOf(const mervane::Values& values) const;
 };
 
 // A stored record. Failure if there is no such run.

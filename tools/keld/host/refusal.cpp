@@ -63,7 +63,7 @@ std::vector<std::string> pathBetween(const Context& context, tag_t start, tag_t 
     std::vector<std::string> path;
     if (below.contains(start))
         for (tag_t at = start; at != NULLTAG; at = below.at(at))
-            path.push_back(context.label(at));
+            path.push_back(context.title(at));
     return path;
 }
 
@@ -92,16 +92,16 @@ Json asJson(const Refusal& refusal) {
 }
 
 std::string asText(const Refusal& refusal) {
-    std::string text = "  object   " + refusal.label + " (" + refusal.type + ")\n";
+    std::string text = "  object   " + shown(refusal.typed) + " (" + refusal.type + ")\n";
     if (refusal.path.size() > 1)
-        text += "  path     " + joined(refusal.path, " > ") + "\n";
+        text += "  path     " + shown(joined(refusal.path, " > ")) + "\n";
     text += "  rule     " + refusal.rule + "\n";
     if (!refusal.found.empty())
-        text += "  found    " + refusal.found + "\n";
+        text += "  found    " + shown(refusal.found) + "\n";
     if (!refusal.allowed.empty())
-        text += "  allowed  " + refusal.allowed + "\n";
+        text += "  allowed  " + shown(refusal.allowed) + "\n";
     if (!refusal.holder.empty())
-        text += "  held by  " + refusal.holder + "\n";
+        text += "  held by  " + shown(refusal.holder) + "\n";
     if (!refusal.section.empty())
         text +=
             "  section  [" + refusal.section + "]" +

@@ -10,8 +10,8 @@ namespace keld {
 struct Refusal {
     int status = 0;
     tag_t object = NULLTAG;
-    std::string label, type;
-    std::vector<std::string> path;  // labels from the start object to it; empty: not found
+    std::string label, typed, type;  // typed: the label as people type it
+    std::vector<std::string> path;   // labels from the start object to it; empty: not found
     std::string rule;
     std::string found, allowed;  // empty: the rule says it all
     std::string section, file;   // of the configuration, if one rules it

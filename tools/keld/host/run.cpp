@@ -141,7 +141,22 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
             if (each)
                 each(entry);
         });
-    return reader.take(std::move(head));
+    Record record = reader.take(std::move(head));
+    if (kept_ || wish_.dry_run)
+        return record;
+    // It went back, but for what is outside the store.
+    record.objects.clear();
+    std::erase_if(record.others, [](const OtherChange& other) { return other.outside.empty(); });
+    return record;
+}
+
+void VerbRun::keep() {
+    for (const int signal : {SIGINT, SIGTERM})
+        std::signal(signal, SIG_DFL);
+    result_ = RunResult::Done;
+    open_ = false;
+    kept_ = true;
+    context_.workbench().endRun({}, true, nullptr);
 }
 
 int VerbRun::exitCode() const {
@@ -159,8 +174,8 @@ int VerbRun::exitCode() const {
     }
 }
 
-Record changeAll(Context& context, const RunWish& wish, const std::string& verb,
-                 const std::string& arguments, const std::function<void()>& change) {
+void changeAll(Context& context, const RunWish& wish, const std::string& verb,
+               const std::string& arguments, const std::function<void()>& change) {
     VerbRun run(context, wish, verb, arguments);
     try {
         change();
@@ -170,7 +185,7 @@ Record changeAll(Context& context, const RunWish& wish, const std::string& verb,
             throw CommandError("interrupted: everything is as it was", {}, kSignalled + caught);
         throw;
     }
-    return run.end(Outcome());
+    run.keep();
 }
 
 std::string wireText(const std::vector<mervane::Argument>& arguments) {
@@ -224,10 +239,11 @@ std::string endText(const VerbRun& run, const Record& record) {
     if (!run.kept() && !run.rehearses())
         for (const OtherChange& other : record.others)
             if (!other.outside.empty())
-                text += "this stays: " + other.subject + " " + other.text + " " + other.change +
-                        ", in " + other.outside + "\n";
+                text += shown("this stays: " + other.subject + " " + other.text + " " +
+                              other.change + ", in " + other.outside) +
+                        "\n";
     for (const std::string& note : record.head.outcome.notes)
-        text += "outside the store: " + note + "\n";
+        text += "outside the store: " + shown(note) + "\n";
     if (record.head.number != 0)
         text += "run " + std::to_string(record.head.number) + "\n";
     return text;

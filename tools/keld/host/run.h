@@ -57,6 +57,9 @@ public:
     using Each = std::function<void(const mervane::RunEntry&)>;
     Record end(const Outcome& outcome, const std::vector<std::string>& outside, const Each& each);
 
+    // Keep a run whose changes nobody wants to see.
+    void keep();
+
     // After the end.
     bool kept() const { return kept_; }
     mervane::RunResult result() const { return result_; }
@@ -75,7 +78,7 @@ private:
 
 mervane::RunResult resultOf(const Outcome& outcome);
 // A change that the verb makes itself, through the workbench; a Failure goes on, and all back.
-Record changeAll(Context& context, const RunWish& wish, const std::string& verb,
+void changeAll(Context& context, const RunWish& wish, const std::string& verb,
                  const std::string& arguments, const std::function<void()>& change);
 
 // The arguments of a service as on the wire: "s:Frozen s:ItemRevision t:#12".

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <set>
+#include <utility>
 
 #include "platform/keld_se.h"
 #include "platform/mv_art.h"
@@ -16,7 +18,7 @@
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
-#include "tools/keld/lint/ini.h"
+#include "workbench/names.h"
 
 namespace keld {
 
@@ -84,6 +86,33 @@ void BomWindows::save() {
         context_.workbench().saveBomWindow(line);
 }
 
+namespace {
+
+// Names with commas between them; a comma in quotes is one of the name.
+std::vector<std::string> splitNames(std::string_view list) {
+    std::vector<std::string> names;
+    std::string name;
+    while (!list.empty()) {
+        std::string_view rest = list;
+        if ((name.empty() || name.back() == '/' || name.back() == ':') &&
+            mervane::takeQuoted(rest)) {
+            name.append(list.substr(0, list.size() - rest.size()));
+            list = rest;
+            continue;
+        }
+        if (list.front() == ',')
+            names.push_back(std::exchange(name, {}));
+        else
+            name += list.front();
+        list.remove_prefix(1);
+    }
+    if (!name.empty())
+        names.push_back(name);
+    return names;
+}
+
+}  // namespace
+
 mervane::Argument parseArgument(const Context& context, BomWindows& windows,
                                 const std::string& text) {
     const auto colon = text.find(':');
@@ -100,7 +129,7 @@ mervane::Argument parseArgument(const Context& context, BomWindows& windows,
         return windows.topLine(value);
     if (colon != std::string::npos && (kind == "ts" || kind == "ls")) {
         std::vector<tag_t> tags;
-        for (const std::string& name : splitList(value, ','))
+        for (const std::string& name : splitNames(value))
             tags.push_back(kind == "ts" ? object(name) : windows.topLine(name));
         return tags;
     }
@@ -128,51 +157,120 @@ std::string kindsOf(const std::vector<mervane::Argument>& arguments) {
     return all;
 }
 
+namespace {
+
+// Where runs log whose log can't be written: the reasons that its lines give are still known.
+struct SpareLog {
+    std::string path;  // empty: none is needed
+    ~SpareLog() {
+        std::error_code ignored;
+        if (!path.empty())
+            fs::remove(pathOf(path), ignored);
+    }
+};
+
+SpareLog& spareLog() {
+    static SpareLog log;
+    return log;
+}
+
+constexpr std::size_t kStart = 64;  // bytes that tell one log from another
+
+std::string startOf(const std::string& path) {
+    std::ifstream in(pathOf(path), std::ios::binary);
+    std::string start(kStart, '\0');
+    in.read(start.data(), static_cast<std::streamsize>(start.size()));
+    start.resize(static_cast<std::size_t>(std::max<std::streamsize>(in.gcount(), 0)));
+    return start;
+}
+
+std::uintmax_t sizeOf(const std::string& path) {
+    std::error_code failure;
+    const auto size = fs::file_size(pathOf(path), failure);
+    return failure ? 0 : size;
+}
+
+// "2001-02-03 04:05:06.789 E text"; nothing for the further lines of a text.
+std::optional<LogLine> parsedLine(std::string line) {
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    constexpr std::size_t kLevelAt = 24;
+    const bool head = line.size() > kLevelAt && line[4] == '-' && line[10] == ' ' &&
+                      line[kLevelAt - 1] == ' ' &&
+                      std::string_view("EWTD").find(line[kLevelAt]) != std::string_view::npos;
+    if (!head)
+        return std::nullopt;
+    const auto text = line.find_first_not_of(' ', kLevelAt + 1);
+    return LogLine{line[kLevelAt], text == std::string::npos ? "" : line.substr(text)};
+}
+
+void readFrom(const std::string& path, std::uintmax_t start, const LogWatch::Each& each) {
+    std::ifstream in(pathOf(path), std::ios::binary);
+    in.seekg(static_cast<std::streamoff>(start));
+    for (std::string line; std::getline(in, line);)
+        if (const std::optional<LogLine> parsed = parsedLine(std::move(line)))
+            each(*parsed);
+}
+
+}  // namespace
+
 LogWatch::LogWatch() {
+    const std::string wanted = environment("KELD_LOG_FILE");
+    if (const std::string reason = whyNotAppendable(wanted); !wanted.empty() && !reason.empty()) {
+        tell("the log " + wanted + " can't be written: " + reason + "; this run leaves none");
+        spareLog().path = makeTemporaryFile("keld-log");
+        setEnvironment("KELD_LOG_FILE", spareLog().path);
+    }
     const char* path = KELD_GetLogFilePath();  // writes out what is waiting, too
     path_ = path ? path : "";
-    std::error_code failure;
-    const auto size = fs::file_size(pathOf(path_), failure);
-    start_ = failure ? 0 : size;
+    start_ = sizeOf(path_);
+    head_ = startOf(path_);
+    older_head_ = startOf(path_ + ".1");
+}
+
+std::string LogWatch::path() const {
+    return spareLog().path.empty() ? path_ : "";
+}
+
+// It was full, stands beside the log now, and a new one was begun.
+bool LogWatch::begunAnew() const {
+    return startOf(path_ + ".1") != older_head_;
+}
+
+bool LogWatch::grew() const {
+    (void)KELD_GetLogFilePath();
+    return sizeOf(path_) != start_ || begunAnew();
+}
+
+void LogWatch::read(const Each& each) const {
+    if (path_.empty())
+        return;
+    (void)KELD_GetLogFilePath();
+    if (!begunAnew()) {
+        readFrom(path_, sizeOf(path_) < start_ ? 0 : start_, each);
+        return;
+    }
+    // If it was full more than once, older lines are gone.
+    const std::string older = path_ + ".1";
+    readFrom(older, !head_.empty() && startOf(older).starts_with(head_) ? start_ : 0, each);
+    readFrom(path_, 0, each);
 }
 
 std::vector<LogLine> LogWatch::lines() const {
     std::vector<LogLine> found;
-    if (path_.empty())
-        return found;
-    (void)KELD_GetLogFilePath();
-    // A device or a pipe may never end.
-    std::error_code unknown;
-    if (!fs::is_regular_file(pathOf(path_), unknown))
-        return found;
-    std::ifstream in(pathOf(path_), std::ios::binary);
-    std::error_code failure;
-    const auto size = fs::file_size(pathOf(path_), failure);
-    // A log that got shorter has been begun anew.
-    if (!failure && size >= start_)
-        in.seekg(static_cast<std::streamoff>(start_));
-    for (std::string line; std::getline(in, line);) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        // "2001-02-03 04:05:06.789 E text"
-        constexpr std::size_t kLevelAt = 24;
-        const bool head = line.size() > kLevelAt && line[4] == '-' && line[10] == ' ' &&
-                          line[kLevelAt - 1] == ' ' &&
-                          std::string_view("EWTD").find(line[kLevelAt]) != std::string_view::npos;
-        if (!head)
-            continue;
-        const auto text = line.find_first_not_of(' ', kLevelAt + 1);
-        found.push_back({line[kLevelAt], text == std::string::npos ? "" : line.substr(text)});
-    }
+    read([&](const LogLine& line) { found.push_back(line); });
     return found;
 }
 
 std::vector<std::string> LogWatch::problems() const {
+    constexpr std::size_t kMost = 1000;
     std::vector<std::string> texts;
-    for (const LogLine& line : lines())
-        if ((line.level == 'E' || line.level == 'W') &&
-            std::find(texts.begin(), texts.end(), line.text) == texts.end())
+    std::set<std::string> known;
+    read([&](const LogLine& line) {
+        if ((line.level == 'E' || line.level == 'W') && known.size() < kMost &&
+            known.insert(line.text).second)
             texts.push_back(line.text);
+    });
     return texts;
 }
 
@@ -208,6 +306,9 @@ Outcome runService(Context& context, const Service& service,
     }
     outcome.stack = context.workbench().errorStack();
     outcome.problems = log.problems();
+    constexpr int kTraceLevel = 3;
+    if (KELD_GetLogLevel() >= kTraceLevel && !log.grew())
+        tell("nothing could be written to the log " + log.path());
     outcome.log = log.path();
     return outcome;
 }
@@ -249,17 +350,21 @@ std::string asText(const Context& context, const Outcome& outcome) {
     else if (outcome.slot == Slot::Tag)
         text +=
             "result  " +
-            (outcome.tag ? context.label(outcome.tag) + " (#" + std::to_string(outcome.tag) + ")"
+            (outcome.tag ? context.title(outcome.tag) + " (#" + std::to_string(outcome.tag) + ")"
                          : "no object") +
             "\n";
     else
-        text += "result  " + (outcome.has_text ? outcome.text : "none") + "\n";
+        text += "result  " + (outcome.has_text ? shown(outcome.text) : "none") + "\n";
     for (const auto& entry : outcome.stack)
         text += painted(Colour::Red, "error") + "   " + std::to_string(entry.status) + ": " +
-                entry.text + "\n";
+                shown(entry.text) + "\n";
     text += problemText(outcome, "log     ");
-    text += "log in  " + (outcome.log.empty() ? "(none could be opened)" : outcome.log) + "\n";
+    text += "log in  " + (outcome.log.empty() ? "(none)" : shown(outcome.log)) + "\n";
     return text;
+}
+
+std::string logText(const Outcome& outcome) {
+    return outcome.log.empty() ? "" : "log in " + shown(outcome.log) + "\n";
 }
 
 std::string problemText(const Outcome& outcome, const std::string& lead) {
@@ -270,7 +375,7 @@ std::string problemText(const Outcome& outcome, const std::string& lead) {
     std::string text;
     for (const std::string& problem : outcome.problems)
         if (only_traces || !isTrace(problem))
-            text += lead + problem + "\n";
+            text += lead + shown(problem) + "\n";
     return text;
 }
 

@@ -4,6 +4,7 @@
 // leaves: returned status, result slot, error stack, lines in the log.
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <string>
 #include <vector>
@@ -54,17 +55,23 @@ struct LogLine {
     std::string text;  // without time, level and indentation
 };
 
-// The lines that this process's run adds to its log.
+// The lines that this process's run adds to its log, read one by one and no others. Of a log that
+// can't be written a note says so, and the run goes on without it.
 class LogWatch {
 public:
+    using Each = std::function<void(const LogLine&)>;
     LogWatch();  // from now on
+    void read(const Each& each) const;
     std::vector<LogLine> lines() const;
-    // Errors and warnings only, each text once.
+    // Errors and warnings only, each text once; at most a thousand.
     std::vector<std::string> problems() const;
-    const std::string& path() const { return path_; }
+    bool grew() const;
+    std::string path() const;  // empty: there is none
 
 private:
-    std::string path_;
+    bool begunAnew() const;
+
+    std::string path_, head_, older_head_;  // how it and the one before it begin
     std::uintmax_t start_ = 0;
 };
 
@@ -95,6 +102,8 @@ std::string statusText(const Context& context, int status);
 Json asJson(const Context& context, const Outcome& outcome);
 std::string asText(const Context& context, const Outcome& outcome);
 
+// "log in PATH", or nothing if there is none.
+std::string logText(const Outcome& outcome);
 // The run's errors and warnings, a line each; those of traced calls only if there are no others.
 std::string problemText(const Outcome& outcome, const std::string& lead);
 

@@ -60,7 +60,7 @@ Place findFile(Context& context, tag_t dataset, const std::string& reference) {
         }
         known.push_back(name);
     }
-    throw CommandError(context.label(dataset) + " has no file" +
+    throw CommandError(context.title(dataset) + " has no file" +
                            (reference.empty() ? "" : " under the reference '" + reference + "'"),
                        nearest(reference, known));
 }
@@ -81,7 +81,7 @@ int cat(Context& context, const Wanted& wanted) {
     context.workbench().needRead(dataset);
     const mervane::Found found = context.workbench().describe(dataset);
     if (found.cls != "Dataset")
-        throw CommandError(context.label(dataset) + " is a " + found.type + ", not a dataset");
+        throw CommandError(context.title(dataset) + " is a " + found.type + ", not a dataset");
     context.document = {{"object", context.label(dataset)}, {"dataset", found.name}};
     if (wanted.output.empty()) {
         const StoredFile file = readStoredFile(context, dataset, wanted.reference);
@@ -89,7 +89,8 @@ int cat(Context& context, const Wanted& wanted) {
         context.document["name"] = file.name;
         context.document["bytes"] = file.content.size();
         context.document["text"] = file.content;
-        context.print(file.content);
+        if (!context.json())
+            writeBytes(file.content);
         return kExitDone;
     }
     const Place place = findFile(context, dataset, wanted.reference);
@@ -98,7 +99,7 @@ int cat(Context& context, const Wanted& wanted) {
     context.document["name"] = originalName(context, place.file);
     context.document["bytes"] = fs::file_size(pathOf(wanted.output));
     context.document["output"] = wanted.output;
-    context.print("wrote " + wanted.output + "\n");
+    context.print("wrote " + shown(wanted.output) + "\n");
     return kExitDone;
 }
 

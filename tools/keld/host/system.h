@@ -26,7 +26,10 @@ void setEnvironment(const std::string& name, const std::string& value);
 
 bool outputIsTerminal();
 bool errorIsTerminal();
+std::size_t outputWidth();  // of the terminal; 0: standard output is none
 bool canWrite(const std::string& path);
+// Why nothing can be added to the file at the path, or none made there; empty: it can. Makes none.
+std::string whyNotAppendable(const std::string& path);
 
 // A new directory or an empty new file in the system's temporary directory. Failure: CommandError.
 std::string makeTemporaryDirectory(const std::string& prefix);

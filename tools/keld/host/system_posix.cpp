@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -56,8 +57,34 @@ bool errorIsTerminal() {
     return isatty(STDERR_FILENO) == 1;
 }
 
+std::size_t outputWidth() {
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 bool canWrite(const std::string& path) {
     return access(path.c_str(), W_OK) == 0;
+}
+
+std::string whyNotAppendable(const std::string& path) {
+    // A pipe that nobody reads from is not waited for.
+    const int file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
+    if (file < 0 && errno != ENOENT)
+        return std::strerror(errno);
+    if (file < 0) {
+        const std::string directory = fs::path(path).parent_path().string();
+        return access(directory.empty() ? "." : directory.c_str(), W_OK | X_OK) == 0
+                   ? ""
+                   : std::strerror(errno);
+    }
+    // Only a device can be asked by writing: a log's file must not change by the question.
+    struct stat status {};
+    std::string reason;
+    if (fstat(file, &status) == 0 && S_ISCHR(status.st_mode) && isatty(file) == 0 &&
+        ::write(file, "\n", 1) < 0)
+        reason = std::strerror(errno);
+    ::close(file);
+    return reason;
 }
 
 std::string makeTemporaryDirectory(const std::string& prefix) {

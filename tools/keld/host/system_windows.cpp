@@ -103,6 +103,21 @@ bool errorIsTerminal() {
     return _isatty(kError) != 0;
 }
 
+std::size_t outputWidth() {
+    CONSOLE_SCREEN_BUFFER_INFO info{};
+    if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))
+        return 0;
+    return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left + 1);
+}
+
+std::string whyNotAppendable(const std::string& path) {
+    std::error_code ignored;
+    const fs::path directory = pathOf(path).parent_path();
+    if (fs::exists(pathOf(path), ignored))
+        return canWrite(path) ? "" : "it can't be written";
+    return directory.empty() || fs::is_directory(directory, ignored) ? "" : "there is no directory";
+}
+
 bool canWrite(const std::string& path) {
     constexpr int kMayWrite = 2;
     return _waccess(wide(path).c_str(), kMayWrite) == 0;

@@ -8,8 +8,10 @@
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/progress.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/stored_file.h"
+#include "tools/keld/host/tree_writer.h"
 #include "tools/keld/verbs/protocol.h"
 
 namespace keld {
@@ -18,46 +20,78 @@ namespace {
 
 // ---- show ----
 
+constexpr int kUsualLimit = 100000;
+constexpr std::size_t kRowsAtOnce = 10000;
+
 struct Shown {
     std::string object;
-    int depth = 0;  // 0: no limit
+    int depth = 0, limit = kUsualLimit;  // 0: none
     bool unpacked = false;
 };
 
+// Writes the lines as it comes to them; of a table at most a block of rows is kept.
 class LinePrinter {
 public:
-    explicit LinePrinter(const Shown& wanted)
-        : wanted_(wanted), table_({"LINE", "NUMBER", "QUANTITY", "PACKED", "NAME"}) {}
+    LinePrinter(Context& context, const Shown& wanted)
+        : context_(context),
+          wanted_(wanted),
+          writer_(context),
+          table_({"LINE", "NUMBER", "QUANTITY", "PACKED", "NAME"}) {}
 
-    Json line(tag_t line, const std::string& lead, const std::string& branch, int level) {
-        const std::string label = display(line, "object_string");
+    // False: there are more lines than wanted.
+    bool run(tag_t top) {
+        Progress progress("reading the lines", "line");
+        struct Level {
+            std::vector<tag_t> lines;
+            std::size_t next = 0;
+        };
+        std::vector<Level> levels;
+        levels.push_back({{top}});
+        std::size_t count = 0;
+        bool whole = true;
+        while (!levels.empty()) {
+            Level& level = levels.back();
+            const bool full = wanted_.limit > 0 && count > static_cast<std::size_t>(wanted_.limit);
+            if (level.next == level.lines.size() || full) {
+                whole = whole && level.next == level.lines.size();
+                levels.pop_back();
+                if (!levels.empty())
+                    writer_.end();
+                continue;
+            }
+            const tag_t line = level.lines[level.next++];
+            show(line, level.next == level.lines.size());
+            ++count;
+            progress.count();
+            const bool open =
+                wanted_.depth == 0 || writer_.level() <= static_cast<std::size_t>(wanted_.depth);
+            levels.push_back({open ? shownChildren(line) : std::vector<tag_t>{}});
+        }
+        context_.print(table_.take());
+        return whole;
+    }
+
+private:
+    void show(tag_t line, bool last) {
+        const tag_t revision = lineTag(line, "bl_revision");
         const std::string number = display(line, "bl_sequence_no");
         const std::string quantity = display(line, "bl_quantity");
         const std::string name = display(line, "object_name");
         const int packed = std::atoi(display(line, "bl_pack_count").c_str());
-        table_.add({lead + branch + label, number, quantity,
-                    packed > 1 ? std::to_string(packed) : "", name});
-        Json node = {{"object", label}, {"name", name}};
-        if (level > 0) {
+        Json node = {{"object", context_.label(revision)}, {"name", name}};
+        if (writer_.level() > 0) {
             node["number"] = number;
             node["quantity"] = quantity;
             node["packed"] = packed;
         }
-        const std::string below = lead + (branch.empty() ? "" : branch == "└─ " ? "   " : "│  ");
-        Json children = Json::array();
-        if (wanted_.depth == 0 || level < wanted_.depth) {
-            const std::vector<tag_t> lines = shownChildren(line);
-            for (std::size_t i = 0; i < lines.size(); ++i)
-                children.push_back(
-                    this->line(lines[i], below, i + 1 == lines.size() ? "└─ " : "├─ ", level + 1));
-        }
-        node["children"] = children;
-        return node;
+        if (!context_.json())
+            table_.add({writer_.lead(last) + context_.title(revision), number, quantity,
+                        packed > 1 ? std::to_string(packed) : "", name});
+        writer_.begin(node, last);
+        if (table_.rows() == kRowsAtOnce)
+            context_.print(table_.take());
     }
 
-    std::string text() const { return table_.text(); }
-
-private:
     // Packing one line after the other keeps the first of each kind.
     std::vector<tag_t> shownChildren(tag_t line) const {
         if (!wanted_.unpacked)
@@ -66,7 +100,9 @@ private:
         return childLines(line);
     }
 
+    Context& context_;
     const Shown& wanted_;
+    TreeWriter writer_;
     Table table_;
 };
 
@@ -74,10 +110,16 @@ int show(Context& context, const Shown& wanted) {
     context.open();
     if (wanted.depth < 0)
         throw CommandError("--depth must not be negative", {}, kExitUsage);
+    if (wanted.limit < 0)
+        throw CommandError("--limit must not be negative", {}, kExitUsage);
     BomWindows windows(context);
-    LinePrinter printer(wanted);
-    context.document = printer.line(windows.topLine(wanted.object), "", "", 0);
-    context.print(printer.text());
+    const tag_t top = windows.topLine(wanted.object);
+    const auto size = context.workbench().measure(lineTag(top, "bl_revision"), 0);
+    if (wanted.depth == 0 && size.lines > static_cast<std::uint64_t>(kUsualLimit))
+        context.note("the structure has " + std::to_string(size.lines) + " lines on " +
+                     counted(size.levels, "level") + "; --depth and --limit show fewer");
+    if (!LinePrinter(context, wanted).run(top))
+        context.note("there are more lines; --limit 0 shows all");
     return kExitDone;
 }
 
@@ -95,7 +137,8 @@ struct WantedOrder {
 };
 
 std::string datasetTitle(const Context& context, tag_t dataset) {
-    return context.workbench().describe(dataset).name + " (#" + std::to_string(dataset) + ")";
+    return shown(context.workbench().describe(dataset).name) + " (#" + std::to_string(dataset) +
+           ")";
 }
 
 // What the run left in the store; false if there is no protocol.
@@ -133,7 +176,7 @@ bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& 
     } catch (const mervane::Failure& failure) {
         context.document["save_error"] = {{"status", failure.status()}, {"text", failure.what()}};
         text += painted(Colour::Red, "not saved") + ": " + std::to_string(failure.status()) + ": " +
-                failure.what() + "\n";
+                shown(failure.what()) + "\n";
         return false;
     }
     context.document["saved"] = true;
@@ -141,13 +184,13 @@ bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& 
     return true;
 }
 
-void showFailure(const Context& context, const Outcome& outcome, std::string& text) {
-    text += painted(Colour::Red, "failed") + ":\n";
+std::string failureText(const Context& context, const Outcome& outcome) {
+    std::string text = "failed:\n";
     if (outcome.status != 0)
         text += "  status " + statusText(context, outcome.status) + "\n";
     for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
-    text += problemText(outcome, "  log: ");
+        text += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
+    return text + problemText(outcome, "  log: ");
 }
 
 int resequence(Context& context, const WantedOrder& wanted) {
@@ -159,7 +202,7 @@ int resequence(Context& context, const WantedOrder& wanted) {
     const tag_t top = windows.topLine(wanted.object);
     const std::vector<tag_t> lines =
         wanted.lines.empty() ? std::vector<tag_t>{top} : namedLines(context, top, wanted.lines);
-    const std::string object = display(top, "object_string");
+    const std::string object = context.label(lineTag(top, "bl_revision"));
     const std::vector<mervane::Argument> arguments{top, lines, wanted.level, wanted.sort ? 1 : 0};
     VerbRun run(context, wanted.run, "KELD_PSE_PackAndResequenceBom",
                 wireText(arguments) + " of " + object);
@@ -171,8 +214,10 @@ int resequence(Context& context, const WantedOrder& wanted) {
                         {"dry_run", wanted.run.dry_run},
                         {"outcome", asJson(context, outcome)}};
     bool good = showProtocol(context, outcome.tag, text) && outcome.succeeded();
+    context.print(text);
+    text.clear();
     if (!outcome.succeeded())
-        showFailure(context, outcome, text);
+        context.problem(failureText(context, outcome));
     if (!saveLines(context, windows, wanted.save, text)) {
         good = false;
         outcome.status = outcome.status ? outcome.status : kNotSaved;
@@ -190,7 +235,7 @@ int resequence(Context& context, const WantedOrder& wanted) {
     context.document["run"] = endJson(run, record);
     text += endText(run, record);
     if (!wanted.run.dry_run)
-        text += "log in " + outcome.log + "\n";
+        text += logText(outcome);
     context.print(text);
     return run.exitCode();
 }
@@ -213,6 +258,8 @@ void addBomVerbs(Verbs& verbs) {
                   [shown](Context& context) { return show(context, *shown); });
     verb->add_option("OBJECT", shown->object, "revision, or an item for its latest")->required();
     verb->add_option("--depth", shown->depth, "levels below the top; 0: all")
+        ->capture_default_str();
+    verb->add_option("--limit", shown->limit, "at most so many lines; 0: all")
         ->capture_default_str();
     verb->add_flag("--unpacked", shown->unpacked, "show every line by itself");
 

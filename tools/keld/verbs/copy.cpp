@@ -24,7 +24,7 @@ struct WantedCopy {
 };
 
 std::string titled(const Context& context, tag_t object) {
-    std::string label = context.label(object);
+    std::string label = context.title(object);
     if (!label.starts_with("#"))
         return label;
     const std::string name = display(object, "object_name");
@@ -94,31 +94,31 @@ void showLeft(Context& context, const Left& left, std::string& text) {
         const std::string reason =
             site.empty() ? "this user may not change it" : "it is owned by the site " + site;
         alone.push_back({{"object", context.label(object)}, {"tag", object}, {"reason", reason}});
-        text += "left alone: " + titled(context, object) + ", " + reason + "\n";
+        text += shown("left alone: " + titled(context, object) + ", " + reason) + "\n";
     }
     Json failed = Json::array();
     for (const tag_t object : left.failed) {
         failed.push_back({{"object", context.label(object)}, {"tag", object}});
-        text += "failed at: " + titled(context, object) + "\n";
+        text += shown("failed at: " + titled(context, object)) + "\n";
     }
     context.document["failed_at"] = failed;
     context.document["left_alone"] = alone;
 }
 
-void showProblems(Context& context, const Outcome& outcome, std::string& text) {
-    if (outcome.status != 0)
-        text += painted(Colour::Red, "failed") + ": " + statusText(context, outcome.status) + "\n";
-    else
-        text += painted(Colour::Yellow, "warning") +
-                ": the preferences have bad lines; keld copy-attr --check lists them\n";
+std::string problemsOf(const Context& context, const Outcome& outcome) {
+    std::string text = outcome.status != 0
+                           ? "failed: " + statusText(context, outcome.status) + "\n"
+                           : "warning: the preferences have bad lines; keld copy-attr --check "
+                             "lists them\n";
     std::string last;
     for (const auto& entry : outcome.stack) {
         const std::string line = "  error " + std::to_string(entry.status) + ": " +
-                                 shownLine(entry.text, kLongestText) + "\n";
+                                 shown(shownLine(entry.text, kLongestText)) + "\n";
         if (line != last)
             text += line;
         last = line;
     }
+    return text;
 }
 
 int copy(Context& context, const WantedCopy& wanted) {
@@ -145,20 +145,19 @@ int copy(Context& context, const WantedCopy& wanted) {
     if (run.rehearses())
         context.document["outcome"]["log"] = nullptr;
     std::string alone;
-    Record record = run.end(outcome, {}, [&] { showLeft(context, left, alone); });
-    if (!run.kept() && !run.rehearses())
-        record.objects.clear();
+    const Record record = run.end(outcome, {}, [&] { showLeft(context, left, alone); });
     std::string text;
     if (run.rehearses())
         text += "dry run, nothing is changed; it would be:\n";
     showValues(context, record, text);
-    text += alone;
+    context.print(text + alone);
+    text.clear();
     if (!outcome.succeeded())
-        showProblems(context, outcome, text);
+        context.problem(problemsOf(context, outcome));
     context.document["run"] = endJson(run, record);
     text += endText(run, record);
     if (!run.rehearses())
-        text += "log in " + outcome.log + "\n";
+        text += logText(outcome);
     context.print(text);
     return run.exitCode();
 }
@@ -180,11 +179,12 @@ int check(Context& context) {
         bad += line.errors.empty() ? 0 : 1;
         const std::string place = line.preference + " line " + std::to_string(line.number) + ": ";
         if (!line.errors.empty())
-            text += painted(Colour::Red, "error") + "   " + place + joined(line.errors, "; ") +
-                    "\n        " + shownLine(line.text) + "\n";
+            text += painted(Colour::Red, "error") + "   " + place +
+                    shown(joined(line.errors, "; ")) + "\n        " + shown(shownLine(line.text)) +
+                    "\n";
         for (const std::string& remark : line.remarks)
             text += painted(Colour::Yellow, "remark") + "  " + place + remark + "\n        " +
-                    shownLine(line.text) + "\n";
+                    shown(shownLine(line.text)) + "\n";
     }
     context.document = {
         {"lines", lines},

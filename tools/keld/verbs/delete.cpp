@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -16,6 +17,7 @@
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/run.h"
+#include "tools/keld/host/system.h"
 #include "tools/keld/verbs/delete_run.h"
 
 namespace keld {
@@ -32,7 +34,7 @@ enum class Sort { Folder, Dataset, Other };
 
 struct Row {
     tag_t tag = 0;
-    std::string label, type;
+    std::string label, typed, type;  // typed: the label as people type it
     Sort sort = Sort::Other;
     std::string answer, reason;
     bool deleted = false;
@@ -45,9 +47,11 @@ bool isTypeBelow(const Context& context, const std::string& type, const std::str
 
 Row rowOf(const Context& context, tag_t tag) {
     const auto found = context.workbench().describe(tag);
-    Row row{tag, context.label(tag), found.type, Sort::Other, "", "", false};
-    if (row.label.starts_with("#") && !found.name.empty())
+    Row row{tag, found.id, found.typed, found.type, Sort::Other, "", "", false};
+    if (row.typed.starts_with("#") && !found.name.empty()) {
         row.label += " " + found.name;
+        row.typed += " " + found.name;
+    }
     if (isTypeBelow(context, found.type, "Folder"))
         row.sort = Sort::Folder;
     else if (isTypeBelow(context, found.type, "Dataset"))
@@ -73,7 +77,7 @@ void refuseOlderVersions(const Context& context, const std::vector<Row>& rows) {
         if (row.sort == Sort::Dataset)
             require(context, DST_ask_dataset(row.tag, &latest), "DST_ask_dataset");
         if (latest != row.tag)
-            throw CommandError(row.label +
+            throw CommandError(row.typed +
                                " is an older version of a dataset, whose files are not saved; "
                                "name the latest one: #" +
                                std::to_string(latest));
@@ -93,10 +97,10 @@ std::string refusalReason(const Context& context, const Row& row, tag_t revision
     std::vector<std::string> users;
     if (STR_where_used_all(revision, 1, &count, &levels, &parents) == 0)
         for (int i = 0; i < count; ++i)
-            users.push_back(context.label(parents[i]));
+            users.push_back(context.title(parents[i]));
     HEAP_free(levels);
     HEAP_free(parents);
-    return context.label(revision) + " is used in " + joined(users, ", ");
+    return context.title(revision) + " is used in " + joined(users, ", ");
 }
 
 void explain(const Context& context, const DeleteRun& run, const Outcome& outcome,
@@ -194,7 +198,7 @@ void remove(const Context& context, const Row& row) {
         throw CommandError("the object can't be changed by this user at the moment");
     const Referrers referrers = referrersOf(context, row);
     if (referrers.other)
-        throw CommandError(context.label(*referrers.other) + " refers to it");
+        throw CommandError(context.title(*referrers.other) + " refers to it");
     for (const tag_t relation : referrers.relations)
         require(context, REL_delete_relation(relation), "REL_delete_relation");
     for (const tag_t folder : referrers.folders)
@@ -234,7 +238,7 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
                            {"answer", row.answer},
                            {"reason", row.reason},
                            {"deleted", row.deleted}});
-        table.add({row.label, row.type, row.answer, row.reason});
+        table.add({row.typed, row.type, row.answer, row.reason});
     }
     std::string text =
         run.rehearses() ? "dry run, nothing is saved or deleted; it would be:\n" : "";
@@ -244,19 +248,21 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
                                       [&](const Row& each) { return each.tag == file.dataset; });
         const std::string label = row == rows.end() ? "" : row->label;
         saved.push_back({{"object", label}, {"path", file.path}});
-        text += "saved " + file.path + "\n";
+        text += "saved " + shown(file.path) + "\n";
     }
     if (outcome.succeeded())
         text += painted(Colour::Green, "go ahead") + "\n";
-    else
-        text += painted(Colour::Red, "refused") + ": " + statusText(context, outcome.status) + "\n";
+    std::string problems;
+    if (!outcome.succeeded())
+        problems += "refused: " + statusText(context, outcome.status) + "\n";
     for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
-    text += problemText(outcome, "  log: ");
+        problems += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
+    problems += problemText(outcome, "  log: ");
+    std::string last;
     if (!record.objects.empty() || run.result() == mervane::RunResult::Interrupted)
-        text += endText(run, record);
+        last += endText(run, record);
     if (!run.rehearses())
-        text += "log in " + outcome.log + "\n";
+        last += logText(outcome);
     context.document = {{"go_ahead", outcome.succeeded()},
                         {"objects", objects},
                         {"files", saved},
@@ -266,6 +272,17 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
     if (run.rehearses())
         context.document["outcome"]["log"] = nullptr;
     context.print(text);
+    context.problem(problems);
+    context.print(last);
+}
+
+// The delete log is opened in it before the first backup makes it.
+void makeBackupDirectory(const Context& context) {
+    for (const auto& [name, values] : context.workbench().preferences())
+        if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
+            std::error_code ignored;  // the library tells what can't be made
+            std::filesystem::create_directory(pathOf(values.front()), ignored);
+        }
 }
 
 int check(Context& context, const WantedCheck& wanted) {
@@ -282,6 +299,7 @@ int check(Context& context, const WantedCheck& wanted) {
     Redirected backups;
     if (wanted.run.dry_run)
         backups = run.redirectBackups();
+    makeBackupDirectory(context);
     context.workbench().startJournal();
     Outcome outcome = runService(context, findService("KELD_DeleteDeluxe"), {tags});
     DeleteRun found = readDeleteRun(context.workbench().stopJournal(), {tags.begin(), tags.end()});

@@ -8,6 +8,7 @@
 #include "platform/keld_basetool.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
+#include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
 #include "tools/keld/lint/config.h"
 
@@ -55,7 +56,7 @@ private:
         findings_.push_back(
             {{"severity", error ? "error" : "warning"}, {"where", where}, {"text", text}});
         text_ += painted(error ? Colour::Red : Colour::Yellow, error ? "error" : "warning") + ": " +
-                 where + ": " + text + "\n";
+                 shown(where + ": " + text) + "\n";
     }
 
     void readVariables() {
@@ -85,7 +86,10 @@ private:
             context_.setUpLog();
             return;
         }
-        fact("objects", std::to_string(context_.workbench().find({}).size()));
+        {
+            const Progress progress("counting the objects");
+            fact("objects", std::to_string(context_.workbench().find({}).size()));
+        }
         for (const auto& [name, values] : context_.workbench().preferences()) {
             if (name == "KELD_DELBackupTopDirCentral" && !values.empty() &&
                 !values.front().empty() && !fs::is_directory(pathOf(values.front()), ignored))
@@ -114,14 +118,8 @@ private:
         for (const auto& [name, value] : variables_)
             if (name == "KELD_LOG_LEVEL" && !value.empty())
                 checkLevel("environment " + name, value);
-        std::error_code ignored;
-        const fs::path directory = pathOf(path).parent_path();
-        if (fs::is_directory(pathOf(path), ignored))
-            finding(Severity::Error, "log", path + " is a directory");
-        else if (fs::exists(pathOf(path), ignored)
-                     ? !canWrite(path)
-                     : !canWrite(directory.empty() ? "." : directory.string()))
-            finding(Severity::Error, "log", path + " can't be written");
+        if (const std::string reason = whyNotAppendable(path); !reason.empty())
+            finding(Severity::Error, "log", path + " can't be written: " + reason);
     }
 
     void lookAtConfig(const std::string& ini_path) {

@@ -1,10 +1,12 @@
 // job files, job item, job show: jobs for a batch server, as files and as items.
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
+#include <thread>
 
 #include "platform/keld_qsktool.h"
 #include "platform/keld_se.h"
@@ -57,7 +59,7 @@ std::string outcomeText(const Context& context, const Outcome& outcome) {
     std::string text =
         painted(Colour::Red, "refused") + ": " + statusText(context, outcome.status) + "\n";
     for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+        text += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
     return text + problemText(outcome, "  log: ");
 }
 
@@ -126,11 +128,19 @@ void showJob(Context& context, const fs::path& directory, bool dry_run, std::str
                           : table.text();
     text += "options.txt has " + counted(job.options.size(), "byte") + "\n";
     for (const auto& other : others)
-        text += "the program has added " + other.get<std::string>() + "\n";
+        text += "the program has added " + shown(other.get<std::string>()) + "\n";
     context.document["directory"] = dry_run ? Json() : Json(directory.string());
     context.document["files"] = files;
     context.document["options"] = job.options;
     context.document["added"] = others;
+}
+
+constexpr int kNoJobDirectory = 515186;
+constexpr int kMostTries = 5;
+
+void waitForNextSecond() {
+    using namespace std::chrono;
+    std::this_thread::sleep_until(ceil<seconds>(system_clock::now()) + 10ms);
 }
 
 int makeFiles(Context& context, const WantedFiles& wanted) {
@@ -148,18 +158,30 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
         context.note("the path " + base.string() +
                      " has blanks in it; nothing is quoted, so the program gets it in pieces");
     const std::set<fs::path> before = directoriesIn(base);
-    const Outcome outcome =
-        runService(context, findService("KELD_SrvCallCRJFromPortal"),
-                   {joined(wanted.types, ";"), base.string(), base.string(), wanted.job_type,
-                    wanted.state, wanted.options, std::string(wanted.all_types ? "true" : "false"),
-                    joined(wanted.relations, ";"), program, targets});
+    const auto run = [&] {
+        return runService(
+            context, findService("KELD_SrvCallCRJFromPortal"),
+            {joined(wanted.types, ";"), base.string(), base.string(), wanted.job_type, wanted.state,
+             wanted.options, std::string(wanted.all_types ? "true" : "false"),
+             joined(wanted.relations, ";"), program, targets});
+    };
+    Outcome outcome = run();
+    // The directory's name has the user and the second in it, so another job may have taken it.
+    for (int tries = 2; outcome.status == kNoJobDirectory && canWrite(base.string()) &&
+                        fs::is_directory(base) && tries <= kMostTries;
+         ++tries) {
+        if (tries > 2)
+            context.note("other jobs of this user are made in the same second; trying again");
+        waitForNextSecond();
+        outcome = run();
+    }
     context.document = {{"dry_run", wanted.dry_run},
                         {"succeeded", outcome.succeeded()},
                         {"program", program},
                         {"outcome", asJson(context, outcome)}};
     std::string text = wanted.dry_run ? "dry run, the files are gone again; they would be:\n" : "";
     if (!outcome.succeeded())
-        text += outcomeText(context, outcome);
+        context.problem(outcomeText(context, outcome));
     for (const fs::path& directory : directoriesIn(base))
         if (!before.contains(directory))
             showJob(context, directory, wanted.dry_run, text);
@@ -237,14 +259,14 @@ std::string shownValue(const Json& value) {
 }
 
 std::string itemAsText(const Json& item) {
-    std::string text = painted(Colour::Bold, item["item"].get<std::string>()) + "  " +
+    std::string text = painted(Colour::Bold, shown(item["item"].get<std::string>())) + "  " +
                        KELD_JOB_item_class_name_c + "\n";
     Table table({"ATTRIBUTE", "VALUE", "MEANING"});
     for (const Attribute& attribute : kAttributes)
         table.add({attribute.name, shownValue(item[attribute.key]), attribute.meaning});
     text += table.text();
     for (const Json& object : item["objects"])
-        text += "refers to " + object["object"].get<std::string>() + " (" +
+        text += "refers to " + shown(object["object"].get<std::string>()) + " (" +
                 object["type"].get<std::string>() + ")\n";
     return text;
 }
@@ -272,7 +294,7 @@ int makeItem(Context& context, const WantedItem& wanted) {
                         {"outcome", asJson(context, outcome)}};
     std::string text = run.rehearses() ? "dry run, nothing is changed; it would be:\n" : "";
     if (!outcome.succeeded())
-        text += outcomeText(context, outcome);
+        context.problem(outcomeText(context, outcome));
     // The item is looked at while it is there.
     const Record record = run.end(outcome, {}, [&](const mervane::RunEntry& entry) {
         if (entry.change != mervane::RunChange::ObjectMade ||

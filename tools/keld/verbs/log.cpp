@@ -1,13 +1,15 @@
 // log: where it lies, its last lines, its level.
 
 #include <CLI/CLI.hpp>
+#include <chrono>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <thread>
 
 #include "tools/keld/host/context.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
 
 namespace keld {
@@ -25,9 +27,80 @@ int path(Context& context) {
     return kExitDone;
 }
 
-int tail(Context& context, int count) {
-    if (count < 0)
+struct Tail {
+    int lines = 20;
+    bool follow = false;
+};
+
+// Where the last lines of a file begin; read in blocks from its end.
+std::streamoff startOfLast(std::istream& in, int lines) {
+    constexpr std::streamoff kBlock = 65536;
+    in.seekg(0, std::ios::end);
+    const std::streamoff size = in.tellg();
+    std::string block;
+    for (std::streamoff end = size; end > 0;) {
+        const std::streamoff begin = std::max<std::streamoff>(0, end - kBlock);
+        block.resize(static_cast<std::size_t>(end - begin));
+        in.seekg(begin);
+        in.read(block.data(), end - begin);
+        for (std::streamoff at = end; at-- > begin;)
+            // The break at the file's end belongs to its last line.
+            if (block[static_cast<std::size_t>(at - begin)] == '\n' && at + 1 < size &&
+                --lines <= 0)
+                return at + 1;
+        end = begin;
+    }
+    return 0;
+}
+
+void showLine(Context& context, Json& shown_lines, std::string line) {
+    if (!line.empty() && line.back() == '\r')
+        line.pop_back();
+    constexpr std::size_t kLevelAt = 24;
+    const char level = line.size() > kLevelAt ? line[kLevelAt] : ' ';
+    context.print(painted(level == 'E'   ? Colour::Red
+                          : level == 'W' ? Colour::Yellow
+                                         : Colour::Plain,
+                          line) +
+                  "\n");
+    if (context.json())
+        shown_lines.push_back(std::move(line));
+}
+
+// Show what is added until the program is ended from outside.
+[[noreturn]] void follow(Context& context, const std::string& log, std::streamoff at) {
+    std::string waiting;  // the start of a line that isn't whole yet
+    Json none;
+    for (;;) {
+        std::ifstream in(pathOf(log), std::ios::binary);
+        in.seekg(0, std::ios::end);
+        if (in && in.tellg() < at) {  // begun anew
+            at = 0;
+            waiting.clear();
+        }
+        in.seekg(at);
+        std::string block(65536, '\0');
+        while (in) {
+            in.read(block.data(), static_cast<std::streamsize>(block.size()));
+            at += in.gcount();
+            waiting.append(block, 0, static_cast<std::size_t>(in.gcount()));
+            std::size_t end = 0;
+            while ((end = waiting.find('\n')) != std::string::npos) {
+                showLine(context, none, waiting.substr(0, end));
+                waiting.erase(0, end + 1);
+            }
+        }
+        if (!writtenOut())
+            throw CommandError("can't write to the standard output");
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+    }
+}
+
+int tail(Context& context, const Tail& wanted) {
+    if (wanted.lines < 0)
         throw CommandError("-n must not be negative", {}, kExitUsage);
+    if (wanted.follow && context.json())
+        throw CommandError("-f has no end, and so no JSON document", {}, kExitUsage);
     const std::string log = context.logPath();
     std::error_code unknown;
     if (std::filesystem::exists(pathOf(log), unknown) &&
@@ -36,24 +109,18 @@ int tail(Context& context, int count) {
     std::ifstream in(pathOf(log), std::ios::binary);
     if (!in)
         throw CommandError("there is no log at " + log + " (no service has run yet?)");
-    std::deque<std::string> lines;
-    for (std::string line; std::getline(in, line);) {
-        if (!line.empty() && line.back() == '\r')
-            line.pop_back();
-        lines.push_back(std::move(line));
-        if (lines.size() > static_cast<std::size_t>(count))
-            lines.pop_front();
+    in.seekg(0, std::ios::end);
+    const std::streamoff size = in.tellg();
+    in.seekg(wanted.lines > 0 ? startOfLast(in, wanted.lines) : size);
+    Json lines = Json::array();
+    std::streamoff left = size - static_cast<std::streamoff>(in.tellg());
+    for (std::string line; left > 0 && std::getline(in, line);) {
+        left -= static_cast<std::streamoff>(line.size()) + 1;
+        showLine(context, lines, std::move(line));
     }
     context.document = {{"log", log}, {"lines", lines}};
-    for (const std::string& line : lines) {
-        constexpr std::size_t kLevelAt = 24;
-        const char level = line.size() > kLevelAt ? line[kLevelAt] : ' ';
-        context.print(painted(level == 'E'   ? Colour::Red
-                              : level == 'W' ? Colour::Yellow
-                                             : Colour::Plain,
-                              line) +
-                      "\n");
-    }
+    if (wanted.follow)
+        follow(context, log, size);
     return kExitDone;
 }
 
@@ -64,7 +131,9 @@ std::string levelName(int level) {
 int level(Context& context, const std::optional<int>& wanted) {
     context.open();
     if (wanted) {
-        context.workbench().setPreference(kLogLevelPreference, {std::to_string(*wanted)});
+        changeAll(context, {}, "log level", std::to_string(*wanted), [&] {
+            context.workbench().setPreference(kLogLevelPreference, {std::to_string(*wanted)});
+        });
         context.document = {{"level", *wanted}, {"from", "store"}};
         context.print("the store's log level is now " + std::to_string(*wanted) + " (" +
                       levelName(*wanted) + ")\n");
@@ -100,12 +169,13 @@ void addLogVerbs(Verbs& verbs) {
                                      path);
     verbs.add(group, "path", "Show where the log lies", "  keld log path\n", path);
 
-    auto count = std::make_shared<int>(20);
-    verbs
-        .add(group, "tail", "Show the last lines of the log", "  keld log tail -n 50\n",
-             [count](Context& context) { return tail(context, *count); })
-        ->add_option("-n,--lines", *count, "number of lines")
-        ->capture_default_str();
+    auto last = std::make_shared<Tail>();
+    CLI::App* tail_verb = verbs.add(group, "tail", "Show the last lines of the log",
+                                    "  keld log tail -n 50\n"
+                                    "  keld log tail -f        # and what is added, until Ctrl-C\n",
+                                    [last](Context& context) { return tail(context, *last); });
+    tail_verb->add_option("-n,--lines", last->lines, "number of lines")->capture_default_str();
+    tail_verb->add_flag("-f,--follow", last->follow, "go on with the lines that are added");
 
     auto wanted = std::make_shared<std::optional<int>>();
     verbs
@@ -113,8 +183,8 @@ void addLogVerbs(Verbs& verbs) {
              "  keld log level\n"
              "  keld log level 4    # 0 off, 1 error, 2 warning, 3 trace, 4 debug\n",
              [wanted](Context& context) { return level(context, *wanted); })
-        ->add_option("LEVEL", *wanted,
-                     "kept in the store; without it, the level in force is shown");
+        ->add_option("LEVEL", *wanted, "kept in the store; without it, the level in force is shown")
+        ->check(CLI::Range(0, 4));
 }
 
 }  // namespace keld

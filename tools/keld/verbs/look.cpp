@@ -12,6 +12,7 @@
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/progress.h"
 #include "tools/keld/host/stored_file.h"
 
 namespace keld {
@@ -68,10 +69,11 @@ void showRelations(Context& context, tag_t object) {
             shown.push_back({{"relation", type},
                              {"direction", outgoing ? "to" : "from"},
                              {"tag", entry.secondary},
-                             {"object", label},
+                             {"object", context.label(entry.secondary)},
                              {"type", other.type},
                              {"name", other.name}});
-            table.add({type, outgoing ? "to" : "from", label, other.type, other.name});
+            table.add({type, outgoing ? "to" : "from", context.title(entry.secondary), other.type,
+                       other.name});
         }
     }
     context.document["relations"] = shown;
@@ -143,8 +145,8 @@ int show(Context& context, const std::string& name) {
     context.document["class"] = found.cls;
     context.document["type"] = found.type;
     context.document["name"] = found.name;
-    context.print(painted(Colour::Bold, context.label(object)) + "  " + found.type + "  #" +
-                  std::to_string(object) + "  " + found.name + "\n");
+    context.print(painted(Colour::Bold, context.title(object)) + "  " + found.type + "  #" +
+                  std::to_string(object) + "  " + keld::shown(found.name) + "\n");
     showProperties(context, object);
     showRelations(context, object);
     if (found.cls == "Dataset")
@@ -176,8 +178,12 @@ int find(Context& context, const Find& wanted) {
                                nearest(wanted.owner, users));
     }
     // One more than wanted tells whether there are more.
-    std::vector<mervane::Found> found = context.workbench().find(
-        {wanted.pattern, wanted.type, wanted.owner, wanted.limit > 0 ? wanted.limit + 1 : 0});
+    std::vector<mervane::Found> found;
+    {
+        const Progress progress("searching");
+        found = context.workbench().find(
+            {wanted.pattern, wanted.type, wanted.owner, wanted.limit > 0 ? wanted.limit + 1 : 0});
+    }
     const bool more = wanted.limit > 0 && found.size() > static_cast<std::size_t>(wanted.limit);
     if (more)
         found.resize(static_cast<std::size_t>(wanted.limit));
@@ -189,7 +195,7 @@ int find(Context& context, const Find& wanted) {
                          {"type", each.type},
                          {"name", each.name},
                          {"tag", each.tag}});
-        table.add({each.id.empty() ? tag : each.id, each.type, each.name, tag});
+        table.add({each.typed, each.type, each.name, tag});
     }
     context.document["found"] = shown;
     context.document["more"] = more;

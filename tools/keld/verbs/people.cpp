@@ -6,6 +6,7 @@
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/run.h"
 
 namespace keld {
 
@@ -43,24 +44,26 @@ int getPreference(Context& context, const std::string& name) {
     const Strings values = preference(context, name);
     context.document = {{"name", name}, {"values", values}};
     for (const std::string& value : values)
-        context.print(value + "\n");
+        context.print(shown(value) + "\n");
     return kExitDone;
 }
 
 int setPreference(Context& context, const std::string& name, const Strings& values) {
     context.open();
-    context.workbench().setPreference(name, values);
+    changeAll(context, {}, "prefs set", name,
+              [&] { context.workbench().setPreference(name, values); });
     context.document = {{"name", name}, {"values", values}};
-    context.print("set " + name + " to " + counted(values.size(), "value") + "\n");
+    context.print("set " + shown(name) + " to " + counted(values.size(), "value") + "\n");
     return kExitDone;
 }
 
 int removePreference(Context& context, const std::string& name) {
     context.open();
     (void)preference(context, name);  // fails with the nearest names if there is none
-    context.workbench().removePreference(name);
+    changeAll(context, {}, "prefs remove", name,
+              [&] { context.workbench().removePreference(name); });
     context.document = {{"name", name}, {"removed", true}};
-    context.print("removed " + name + "\n");
+    context.print("removed " + shown(name) + "\n");
     return kExitDone;
 }
 
@@ -133,11 +136,14 @@ int addUser(Context& context, const NewUser& user) {
     if (!known && !user.new_group)
         throw CommandError("there is no group '" + group + "' (--new-group makes it)",
                            nearest(group, groups));
-    if (!known)
-        workbench.createGroup(group, "");
-    const tag_t tag = workbench.createUser(user.id, user.name.empty() ? user.id : user.name, group);
+    tag_t tag = NULLTAG;
+    changeAll(context, {}, "users add", user.id, [&] {
+        if (!known)
+            workbench.createGroup(group, "");
+        tag = workbench.createUser(user.id, user.name.empty() ? user.id : user.name, group);
+    });
     context.document = {{"id", user.id}, {"group", group}, {"tag", tag}};
-    context.print("added user " + user.id + " in group " + group + "\n");
+    context.print(shown("added user " + user.id + " in group " + group) + "\n");
     return kExitDone;
 }
 
@@ -147,7 +153,8 @@ struct Joining {
 
 int joinGroup(Context& context, const Joining& wanted) {
     context.open();
-    context.workbench().addToGroup(wanted.id, wanted.group);
+    changeAll(context, {}, "users join", wanted.id + " " + wanted.group,
+              [&] { context.workbench().addToGroup(wanted.id, wanted.group); });
     context.document = {{"id", wanted.id}, {"group", wanted.group}};
     context.print("user " + wanted.id + " is a member of group " + wanted.group + "\n");
     return kExitDone;
@@ -183,19 +190,23 @@ void addUsers(Verbs& verbs) {
 int checkOut(Context& context, const std::string& name, const std::string& comment) {
     context.open();
     const tag_t object = context.object(name);
-    context.workbench().checkOut(object, comment);
+    changeAll(context, {}, "checkout", context.label(object),
+              [&] { context.workbench().checkOut(object, comment); });
     context.document = {{"object", context.label(object)},
                         {"checked_out_by", display(object, "checked_out_user")}};
-    context.print("checked out " + context.label(object) + "\n");
+    context.print("checked out " + context.title(object) + "\n");
     return kExitDone;
 }
 
 int checkIn(Context& context, const std::string& name) {
     context.open();
     const tag_t object = context.object(name);
-    context.workbench().checkIn(object);
+    if (!checkedOut(object))
+        throw CommandError(context.title(object) + " is not checked out");
+    changeAll(context, {}, "checkin", context.label(object),
+              [&] { context.workbench().checkIn(object); });
     context.document = {{"object", context.label(object)}, {"checked_out_by", ""}};
-    context.print("checked in " + context.label(object) + "\n");
+    context.print("checked in " + context.title(object) + "\n");
     return kExitDone;
 }
 

@@ -7,7 +7,9 @@
 #include "platform/mv_reg.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
+#include "workbench/names.h"
 
 namespace keld {
 
@@ -21,16 +23,16 @@ int showRegistry(Context& context) {
     const std::string path = workbench.registryPath();
     const bool reachable = workbench.registryReachable();
     context.document = {{"registry", path.empty() ? Json() : Json(path)}, {"reachable", reachable}};
-    std::string text = (path.empty() ? "the store's own registry" : path) +
+    std::string text = (path.empty() ? "the store's own registry" : shown(path)) +
                        (reachable ? "\n" : ", out of reach\n");
     Json ids = Json::array();
     try {
         for (const std::string& id : workbench.registeredIds()) {
             ids.push_back(id);
-            text += id + "\n";
+            text += mervane::quotedName(id) + "\n";
         }
     } catch (const mervane::Failure& failure) {
-        text += std::string(failure.what()) + "\n";
+        text += shown(failure.what()) + "\n";
     }
     context.document["ids"] = ids;
     context.print(text);
@@ -60,20 +62,23 @@ int use(Context& context, const std::string& path) {
     const std::string used = context.workbench().registryPath();
     context.document = {{"registry", used.empty() ? Json() : Json(used)}, {"made", fresh}};
     context.print(used.empty() ? "the store uses its own registry\n"
-                               : "the store uses the registry " + used +
+                               : "the store uses the registry " + shown(used) +
                                      (fresh ? ", which is new\n" : "\n"));
     return kExitDone;
 }
 
-int enter(Context& context, const std::string& id, bool in) {
+int enter(Context& context, const std::string& typed, bool in) {
+    const std::string id = newId("the id", typed);
     context.open();
     context.workbench().needAdministrator("change the registry by hand");
-    if (in)
-        require(context, REG_register_item_id(id.c_str(), 0), "REG_register_item_id");
-    else
-        require(context, REG_unregister_item_id(id.c_str(), 0), "REG_unregister_item_id");
+    changeAll(context, {}, in ? "registry add" : "registry remove", id, [&] {
+        if (in)
+            require(context, REG_register_item_id(id.c_str(), 0), "REG_register_item_id");
+        else
+            require(context, REG_unregister_item_id(id.c_str(), 0), "REG_unregister_item_id");
+    });
     context.document = {{"id", id}, {"registered", in}};
-    context.print((in ? "registered " : "took out ") + id + "\n");
+    context.print((in ? "registered " : "took out ") + mervane::quotedName(id) + "\n");
     return kExitDone;
 }
 

@@ -13,6 +13,7 @@
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/verbs/rename_objects.h"
+#include "workbench/names.h"
 
 namespace keld {
 
@@ -43,7 +44,7 @@ tag_t findRevision(const Context& context, tag_t item, const std::string& id) {
     for (tag_t each : listOf<tag_t>(
              [&](int*count, tag_t**tags) { return ART_list_all_revs(item, count, tags); }))
         known.push_back(display(each, "item_revision_id"));
-    throw CommandError("item " + context.label(item) + " has no revision '" + id + "'",
+    throw CommandError("item " + context.title(item) + " has no revision '" + id + "'",
                        nearest(id, known));
 }
 
@@ -52,6 +53,15 @@ void needItem(const Context& context, tag_t item, const std::string& name) {
     require(context, KELD_isObjectOfClass(item, "Item", &is_item), "KELD_isObjectOfClass");
     if (!is_item)
         throw CommandError("'" + name + "' is no item; name the item, and a revision with --rev");
+}
+
+void refuseTaken(const Context& context, tag_t item, const std::string& id) {
+    tag_t other = NULLTAG;
+    const int status = KELD_ART_find_item(id.c_str(), &other);
+    ERR_clear_errors();
+    if (status == 0 && other != NULLTAG && other != item)
+        throw CommandError("the id " + mervane::quotedName(id) +
+                           " is taken: " + context.workbench().describe(other).name + " has it");
 }
 
 // A test pass of the extended service runs the registry's steps too: it would register the new id,
@@ -107,7 +117,7 @@ std::string reasonFor(const Context& context, int status, tag_t object) {
            ", or another session has locked it";
 }
 
-Json showRefusal(Context& context, const RenameRun& run, tag_t item, std::string& text) {
+Json tellRefusal(Context& context, const RenameRun& run, tag_t item, std::string& text) {
     const int status = run.outcome.status;
     RenameRefusal refusal = readRefusal(run.journal);
     if (refusal.object == NULLTAG)
@@ -115,9 +125,9 @@ Json showRefusal(Context& context, const RenameRun& run, tag_t item, std::string
     const std::string label = context.label(refusal.object);
     const std::string reason =
         refusal.operation.empty() ? reasonFor(context, status, refusal.object) : "";
-    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
-    text += "  object " + label +
-            (label.starts_with("#") ? " " + display(refusal.object, "object_name") : "") +
+    text += "refused: " + statusText(context, status) + "\n";
+    text += "  object " + context.title(refusal.object) +
+            (label.starts_with("#") ? " " + shown(display(refusal.object, "object_name")) : "") +
             (refusal.operation.empty() ? "" : ", in " + refusal.operation) +
             (reason.empty() ? "" : ": " + reason) + "\n";
     return {{"status", status},
@@ -146,10 +156,14 @@ Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
     return shown;
 }
 
-int rename(Context& context, const WantedRename& wanted) {
+int rename(Context& context, WantedRename wanted) {
+    wanted.to = newId("the new item id", wanted.to);
+    wanted.revision = newId("the revision id", wanted.revision);
+    wanted.to_revision = newId("the new revision id", wanted.to_revision);
     context.open();
     const tag_t item = context.object(wanted.item);
     needItem(context, item, wanted.item);
+    refuseTaken(context, item, wanted.to);
     const tag_t revision =
         wanted.revision.empty() ? NULLTAG : findRevision(context, item, wanted.revision);
 
@@ -178,10 +192,10 @@ int rename(Context& context, const WantedRename& wanted) {
     Json refusal;
     const Record record = run.end(renamed.outcome, {}, [&] {
         if (renamed.outcome.status != 0)
-            refusal = showRefusal(context, renamed, item, refused);
+            refusal = tellRefusal(context, renamed, item, refused);
     });
     for (const auto& entry : renamed.outcome.stack)
-        refused += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+        refused += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
 
     const bool test = wanted.run.dry_run;
     std::string text = test ? "test, nothing is changed; it would be:\n" : "";
@@ -203,13 +217,13 @@ int rename(Context& context, const WantedRename& wanted) {
             continue;
         if (other.subject == "id" && other.change == "registered") {
             registered.push_back(other.text);
-            text += "registered the id " + other.text + "\n";
+            text += "registered the id " + shown(other.text) + "\n";
         } else if (other.subject == "id") {
             unregistered.push_back(other.text);
-            text += "took out of the registry the id " + other.text + "\n";
+            text += "took out of the registry the id " + shown(other.text) + "\n";
         } else if (other.subject == "workflow") {
             workflows.push_back(other.text);
-            text += "started the workflow on " + other.text + "\n";
+            text += "started the workflow on " + shown(other.text) + "\n";
         }
     }
     context.document["registered"] = registered;
@@ -218,11 +232,16 @@ int rename(Context& context, const WantedRename& wanted) {
     context.document["refusal"] = refusal;
     context.document["outcome"] = asJson(context, renamed.outcome);
     context.document["run"] = endJson(run, record);
-    text += refused + problemText(renamed.outcome, "  log: ") + endText(run, record);
+    context.print(text);
+    // What failed inside of a rename that succeeded, the library took in its stride.
+    if (!renamed.outcome.succeeded())
+        refused += problemText(renamed.outcome, "  log: ");
+    context.problem(refused);
+    text = endText(run, record);
     if (test)
         context.document["outcome"]["log"] = nullptr;
     else
-        text += "log in " + renamed.outcome.log + "\n";
+        text += logText(renamed.outcome);
     context.print(text);
     return run.exitCode();
 }

@@ -53,7 +53,7 @@ int list(Context& context, const WantedRuns& wanted) {
                        {"undoes", head.undoes == 0 ? Json() : Json(head.undoes)},
                        {"undone_by", head.undone == 0 ? Json() : Json(head.undone)}});
         table.add({std::to_string(head.number), head.began, head.user, head.service,
-                   shortened(head.arguments, kMostText), wayName(head.way), outcomeOf(head),
+                   cutText(head.arguments, kMostText), wayName(head.way), outcomeOf(head),
                    std::to_string(head.entries), remarkOf(head)});
     }
     context.document["runs"] = all;
@@ -115,7 +115,7 @@ int show(Context& context, const std::string& which) {
         table.add({"undo", remarkOf(head)});
     std::string text = table.text() + changesAsText(record, "no changes\n");
     for (const std::string& note : head.outcome.notes)
-        text += "outside the store: " + note + "\n";
+        text += "outside the store: " + shown(note) + "\n";
     context.print(text);
     return kExitDone;
 }
@@ -134,10 +134,10 @@ int undo(Context& context, const std::string& which) {
         text += "took run " + which + " back";
         text += report.run == 0 ? "\n" : "; that is run " + std::to_string(report.run) + "\n";
         for (const std::string& each : report.not_undone)
-            text += "not taken back: " + each + "\n";
+            text += "not taken back: " + shown(each) + "\n";
     } else {
         for (const std::string& conflict : report.conflicts)
-            text += "  " + conflict + "\n";
+            text += "  " + shown(conflict) + "\n";
         context.note("run " + which + " can't be taken back, nothing is changed; " +
                      counted(report.conflicts.size(), "conflict"));
     }

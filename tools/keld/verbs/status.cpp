@@ -9,6 +9,7 @@
 #include "platform/keld_qsktool.h"
 #include "platform/keld_se.h"
 #include "platform/keld_version.h"
+#include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
@@ -39,10 +40,11 @@ int show(Context& context, const std::string& name) {
                         {"statuses", names},
                         {"date_released", released},
                         {"process_stages", stages}};
-    std::string text = painted(Colour::Bold, context.label(object)) + "  " + found.type + "\n";
-    text += "status    " + (names.empty() ? "none" : painted(Colour::Green, names.back())) + "\n";
+    std::string text = painted(Colour::Bold, context.title(object)) + "  " + found.type + "\n";
+    text += "status    " + (names.empty() ? "none" : painted(Colour::Green, shown(names.back()))) +
+            "\n";
     if (names.size() > 1)
-        text += "all       " + joined(names, ", ") + "\n";
+        text += "all       " + shown(joined(names, ", ")) + "\n";
     if (!released.empty())
         text += "released  " + released + "\n";
     if (!stages.empty())
@@ -61,19 +63,21 @@ struct WantedStatus {
 
 struct Described {
     std::string label, type, name;
+    std::string typed;  // the label as people type it
 };
 
 std::string titled(const Described& object) {
-    return object.label.starts_with("#") && !object.name.empty() ? object.label + " " + object.name
-                                                                 : object.label;
+    return object.typed.starts_with("#") && !object.name.empty() ? object.typed + " " + object.name
+                                                                 : object.typed;
 }
 
 Described described(const Context& context, tag_t object) {
     try {
         const auto found = context.workbench().describe(object);
-        return {found.id, found.type, found.name};
+        return {found.id, found.type, found.name, found.typed};
     } catch (const mervane::Failure&) {
-        return {"#" + std::to_string(object), "(gone)", ""};
+        const std::string tag = "#" + std::to_string(object);
+        return {tag, "(gone)", "", tag};
     }
 }
 
@@ -88,7 +92,7 @@ void showChanges(Context& context, const Record& record, bool with_statuses, std
             std::find(datasets.begin(), datasets.end(), object.type) != datasets.end()) {
             deleted.push_back(
                 {{"object", object.label}, {"type", object.type}, {"tag", object.tag}});
-            others += "deleted " + titled(object) + " (" + object.type + ")\n";
+            others += "deleted " + object.typed + " (" + object.type + ")\n";
         }
         const auto& [was, is] = object.status;
         if (was == is || object.change != "changed")
@@ -107,7 +111,7 @@ void showChanges(Context& context, const Record& record, bool with_statuses, std
     for (const OtherChange& other : record.others)
         if (other.subject == "workflow") {
             jobs.push_back({{"name", other.text}, {"tag", other.tag}});
-            text += "started the job " + other.text + "\n";
+            text += "started the job " + shown(other.text) + "\n";
         }
     if (record.objects.empty() && record.others.empty() && with_statuses &&
         record.head.outcome.result == mervane::RunResult::Done)
@@ -115,6 +119,11 @@ void showChanges(Context& context, const Record& record, bool with_statuses, std
     context.document["changes"] = changes;
     context.document["deleted"] = deleted;
     context.document["jobs"] = jobs;
+}
+
+Described describedLine(const Context& context, tag_t line) {
+    return {"line " + display(line, "object_string"), kLineType, "",
+            "line " + context.title(lineTag(line, "bl_revision"))};
 }
 
 // A visit with what is known of it after the run: statuses of lines aren't shown.
@@ -126,24 +135,23 @@ struct ShownVisit {
 
 std::vector<ShownVisit> describeVisits(const Context& context, const std::vector<Visit>& visits,
                                        bool done) {
-    std::vector<ShownVisit> shown;
+    std::vector<ShownVisit> all;
     std::map<tag_t, Described> known;
     for (const Visit& visit : visits) {
-        ShownVisit each{visit, {"?", "", ""}, visit.previous};
+        ShownVisit each{visit, {"?", "", "", "?"}, visit.previous};
         if (visit.object != NULLTAG) {
             const bool line = asciiLower(visit.section).ends_with("_bomline");
             const auto [at, fresh] = known.try_emplace(visit.object);
             if (fresh)
-                at->second = line ? Described{"line " + display(visit.object, "object_string"),
-                                              kLineType, ""}
-                                  : described(context, visit.object);
+                at->second =
+                    line ? describedLine(context, visit.object) : described(context, visit.object);
             each.object = at->second;
             if (!line && done)
                 each.now = latestStatus(context, visit.object);
         }
-        shown.push_back(std::move(each));
+        all.push_back(std::move(each));
     }
-    return shown;
+    return all;
 }
 
 void showVisits(Context& context, const std::vector<ShownVisit>& visits, bool done,
@@ -217,7 +225,8 @@ Refusal explain(const Context& context, const WantedStatus& wanted, int status, 
     refusal.status = status;
     refusal.object = last && last->object != NULLTAG ? last->object : start;
     const Described object = described(context, refusal.object);
-    refusal.label = titled(object);
+    refusal.label = object.label;
+    refusal.typed = titled(object);
     refusal.type = object.type;
     refusal.rule = context.workbench().messageText(status);
     refusal.path = pathBetween(context, start, refusal.object);
@@ -279,13 +288,11 @@ Refusal explain(const Context& context, const WantedStatus& wanted, int status, 
     return refusal;
 }
 
-void showRefusal(Context& context, const Outcome& outcome, const std::optional<Refusal>& why,
-                 std::string& text) {
+std::string refusalText(Context& context, const Outcome& outcome,
+                        const std::optional<Refusal>& why) {
     const int status = outcome.status ? outcome.status : outcome.number;
-    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
-    if (why)
-        text += asText(*why);
     context.document["refusal"] = why ? asJson(*why) : Json();
+    return "refused: " + statusText(context, status) + "\n" + (why ? asText(*why) : "");
 }
 
 // ---- the run ----
@@ -294,8 +301,9 @@ void showRefusal(Context& context, const Outcome& outcome, const std::optional<R
 struct StatusRun {
     Outcome outcome;
     Visits visits;
+    std::vector<mervane::JournalEntry> journal;
 
-    const std::vector<Visit>& shown() const {
+    const std::vector<Visit>& pass() const {
         return visits.attributes.empty() ? visits.test : visits.attributes;
     }
 };
@@ -308,8 +316,8 @@ StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& argu
         context.workbench().startJournal();
     run.outcome = runService(context, findService("KELD_StatusManager"), arguments);
     if (with_visits) {
-        const std::vector<mervane::JournalEntry> journal = context.workbench().stopJournal();
-        run.visits = readVisits(log.lines(), journal);
+        run.journal = context.workbench().stopJournal();
+        run.visits = readVisits(log.lines(), run.journal);
     }
     return run;
 }
@@ -326,6 +334,45 @@ Visits watch(Context& context, const std::vector<mervane::Argument>& arguments) 
     return std::move(again.visits);
 }
 
+// ---- structures that are deeper than the library goes ----
+
+constexpr std::size_t kLibraryLevels = 1000;  // objects that one walk can be inside of
+constexpr int kWalkTooDeep = 2002;
+
+// Levels below the top line, if there are so many that the walk can't come to the end of them: it
+// is inside of the lines, the top one among them, and of a line's revision.
+std::size_t tooManyLevels(Context& context, tag_t top) {
+    const tag_t revision = lineTag(top, "bl_revision");
+    const std::size_t levels = context.workbench().measure(revision, 0).levels;
+    if (levels + 2 <= kLibraryLevels)
+        return 0;
+    context.note("the structure of " + context.title(revision) + " is " + std::to_string(levels) +
+                 " levels deep; the library follows " + std::to_string(kLibraryLevels) +
+                 " at most, and refuses what goes deeper");
+    return levels;
+}
+
+// What the library takes for a cycle of the configuration, told as it is.
+std::string depthText(Context& context, std::size_t levels,
+                      const std::vector<mervane::JournalEntry>& journal, Outcome& outcome) {
+    tag_t line = NULLTAG;
+    for (const mervane::JournalEntry& entry : journal)
+        if (entry.operation == "LINE_ask_child_lines")
+            line = static_cast<tag_t>(
+                std::strtoul(entry.arguments.c_str() + entry.arguments.find('#') + 1, nullptr, 10));
+    const tag_t revision = line == NULLTAG ? NULLTAG : lineTag(line, "bl_revision");
+    std::erase_if(outcome.problems, [](const std::string& problem) {
+        return problem.ends_with("levels, the configuration has a cycle");
+    });
+    context.document["depth"] = {
+        {"levels", levels},
+        {"limit", kLibraryLevels},
+        {"reached", revision == NULLTAG ? Json() : Json(context.label(revision))}};
+    return "refused: the structure is " + std::to_string(levels) +
+           " levels deep, the library's limit is " + std::to_string(kLibraryLevels) +
+           (revision == NULLTAG ? "" : "; it was reached at " + context.title(revision)) + "\n";
+}
+
 int set(Context& context, const WantedStatus& wanted) {
     context.open();
     const tag_t start = context.object(wanted.object);
@@ -340,24 +387,28 @@ int set(Context& context, const WantedStatus& wanted) {
     BomWindows windows(context);
     const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
     const std::vector<mervane::Argument> arguments{wanted.status, type, object};
+    const std::size_t levels = wanted.structure ? tooManyLevels(context, object) : 0;
     VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(arguments), statusConfigPath());
     if (wanted.run.dry_run)
         KELD_SetLogLevel(kDebugLevel);
-    StatusRun status = runStatus(context, arguments, wanted.run.dry_run);
+    StatusRun status = runStatus(context, arguments, wanted.run.dry_run || levels > 0);
     const bool done = status.outcome.status == 0 && status.outcome.number == 0;
+    const int number = status.outcome.status ? status.outcome.status : status.outcome.number;
     std::vector<ShownVisit> visits;
+    std::string refused;
     const Record record = run.end(status.outcome, {}, [&] {
         if (wanted.run.dry_run)
-            visits = describeVisits(context, status.shown(), done);
+            visits = describeVisits(context, status.pass(), done);
+        if (levels > 0 && number == kWalkTooDeep)
+            refused = depthText(context, levels, status.journal, status.outcome);
     });
 
     std::optional<Refusal> why;
-    if (!done && run.result() == mervane::RunResult::Refused) {
+    if (!done && refused.empty() && run.result() == mervane::RunResult::Refused) {
         // What was refused before the first change is refused again: this time it is watched.
         if (!wanted.run.dry_run && (record.objects.empty() || !run.kept()))
             status.visits = watch(context, arguments);
-        const std::vector<Visit>& all = status.shown();
-        const int number = status.outcome.status ? status.outcome.status : status.outcome.number;
+        const std::vector<Visit>& all = status.pass();
         why = explain(context, wanted, number, all.empty() ? nullptr : &all.back(), start);
     }
 
@@ -369,16 +420,18 @@ int set(Context& context, const WantedStatus& wanted) {
         text += "dry run, nothing is changed; the run would visit:\n";
         showVisits(context, visits, done, text);
     }
-    if (!done)
-        showRefusal(context, status.outcome, why, text);
+    context.print(text);
+    text.clear();
+    if (!done && refused.empty())
+        refused = refusalText(context, status.outcome, why);
     for (const auto& entry : status.outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
-    text += problemText(status.outcome, "  log: ");
+        refused += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
+    context.problem(refused + problemText(status.outcome, "  log: "));
     showChanges(context, record, !wanted.run.dry_run, text);
     context.document["run"] = endJson(run, record);
     text += endText(run, record);
     if (!wanted.run.dry_run)
-        text += "log in " + status.outcome.log + "\n";
+        text += logText(status.outcome);
     context.print(text);
     return run.exitCode();
 }

@@ -19,7 +19,7 @@ int init(Context& context) {
     context.workbench().createStore(path);
     const std::string made = fs::absolute(pathOf(path)).lexically_normal().string();
     context.document["store"] = made;
-    context.print("made the store " + made + "\n");
+    context.print("made the store " + shown(made) + "\n");
     return kExitDone;
 }
 
@@ -37,7 +37,7 @@ int check(Context& context, bool repair) {
         const char* kind = finding.error ? "error" : "note";
         shown.push_back({{"kind", kind}, {"text", finding.text}});
         context.print(painted(finding.error ? Colour::Red : Colour::Yellow, kind) + ": " +
-                      finding.text + "\n");
+                      keld::shown(finding.text) + "\n");
     }
     context.document["store"] = context.storePath();
     context.document["errors"] = errors;
@@ -58,7 +58,7 @@ int backup(Context& context, const std::string& path) {
     const std::string made = fs::absolute(pathOf(path)).lexically_normal().string();
     context.document["backup"] = made;
     context.document["damaged"] = noteDamaged(context, damaged);
-    context.print("copied the store to " + made +
+    context.print("copied the store to " + shown(made) +
                   (damaged.empty() ? "\n"
                                    : ", without " + counted(damaged.size(), "file") +
                                          " that can't be read as stored\n"));

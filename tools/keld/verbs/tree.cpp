@@ -1,13 +1,19 @@
 // tree: a structure with the status, owner and check-out of each part.
 
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <memory>
+#include <optional>
+#include <unordered_map>
 
 #include "platform/mv_art.h"
-#include "platform/mv_line.h"
 #include "platform/mv_rel.h"
+#include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/progress.h"
+#include "tools/keld/host/system.h"
+#include "tools/keld/host/tree_writer.h"
 
 namespace keld {
 
@@ -15,122 +21,170 @@ namespace {
 
 struct Tree {
     std::string object;
-    int depth = 0;  // 0: no limit
+    int depth = 0, limit = 0;  // 0: none
     bool relations = false;
 };
 
-class Printer {
+// One part of the tree: a BOM line with its revision, or an object alone.
+struct Part {
+    tag_t line = NULLTAG, object = NULLTAG;
+};
+
+class Walk {
 public:
-    Printer(Context& context, const Tree& tree) : context_(context), tree_(tree) {
-        LINE_look_up_attribute("bl_revision", &revision_attribute_);
-    }
+    Walk(Context& context, const Tree& tree) : context_(context), tree_(tree), writer_(context) {}
 
-    Json line(tag_t line, const std::string& lead, const std::string& branch, int level) {
-        tag_t revision = NULLTAG;
-        LINE_ask_attribute_tag(line, revision_attribute_, &revision);
-        Json node = object(revision, lead + branch, display(line, "bl_sequence_no"),
-                           display(line, "bl_quantity"));
-        const std::string below = lead + (branch.empty() ? "" : branch == "└─ " ? "   " : "│  ");
-        Json children = Json::array();
-        const auto lines = listOf<tag_t>(
-            [&](int* count, tag_t** list) { return LINE_ask_child_lines(line, count, list); });
-        if (tree_.relations)
-            node["related"] = related(revision, below, !lines.empty());
-        if (tree_.depth == 0 || level < tree_.depth)
-            for (std::size_t i = 0; i < lines.size(); ++i)
-                children.push_back(
-                    this->line(lines[i], below, i + 1 == lines.size() ? "└─ " : "├─ ", level + 1));
-        else if (!lines.empty())
-            text_ += below + "└─ (" + counted(lines.size(), "child line") + ")\n";
-        node["children"] = children;
-        return node;
-    }
-
-    // A folder's contents or an object without a structure.
-    Json folder(tag_t tag, const std::string& lead, const std::string& branch, int level) {
-        Json node = object(tag, lead + branch, "", "");
-        const std::string below = lead + (branch.empty() ? "" : branch == "└─ " ? "   " : "│  ");
-        std::vector<tag_t> contents;
-        if (context_.workbench().describe(tag).cls == "Folder")
-            for (const auto& value : context_.workbench().get(tag, "contents"))
-                if (const auto* reference = std::get_if<mervane::Reference>(&value))
-                    contents.push_back(reference->tag);
-        if (tree_.relations)
-            node["related"] = related(tag, below, !contents.empty());
-        Json children = Json::array();
-        if (tree_.depth == 0 || level < tree_.depth)
-            for (std::size_t i = 0; i < contents.size(); ++i) {
-                // A folder can hold itself, directly or not.
-                if (std::find(path_.begin(), path_.end(), contents[i]) != path_.end())
-                    continue;
-                path_.push_back(contents[i]);
-                children.push_back(folder(contents[i], below,
-                                          i + 1 == contents.size() ? "└─ " : "├─ ", level + 1));
-                path_.pop_back();
+    // Every part is written when it is reached; what is below it follows from a list of those that
+    // wait, so that neither depth nor repetition costs more than the parts themselves.
+    void run(const Part& top) {
+        std::optional<Progress> progress;
+        if (!outputIsTerminal())
+            progress.emplace("showing the structure", "part");
+        struct Level {
+            std::vector<Part> parts;
+            std::size_t next = 0;
+        };
+        std::vector<Level> levels;
+        levels.push_back({{top}});
+        while (!levels.empty()) {
+            Level& level = levels.back();
+            if (level.next == level.parts.size() || full()) {
+                more_ = more_ || level.next < level.parts.size();
+                levels.pop_back();
+                if (!levels.empty())
+                    writer_.end();
+                continue;
             }
-        node["children"] = children;
-        return node;
+            const Part part = level.parts[level.next++];
+            std::vector<Part> below = show(part, level.next == level.parts.size());
+            ++shown_;
+            if (progress)
+                progress->count();
+            levels.push_back({std::move(below)});
+        }
     }
 
-    const std::string& text() const { return text_; }
+    bool more() const { return more_; }
 
 private:
-    Json object(tag_t tag, const std::string& lead, const std::string& sequence,
-                const std::string& quantity) {
+    bool full() const { return tree_.limit > 0 && shown_ >= static_cast<std::size_t>(tree_.limit); }
+
+    // Write a part; gives what is to be shown below it.
+    std::vector<Part> show(const Part& part, bool last) {
+        const std::size_t level = writer_.level();
+        std::vector<Part> below = partsBelow(part);
+        const std::string lead = writer_.lead(last);
+        std::string text;
+        Json node = describe(part, text);
+        std::string remark;
+        const std::size_t room = tree_.depth == 0 ? std::numeric_limits<std::size_t>::max()
+                                                  : static_cast<std::size_t>(tree_.depth) - level;
+        bool cut = false;
+        if (!below.empty()) {
+            const auto [before, first] = rooms_.try_emplace(part.object, room);
+            if (!first && before->second >= room && room > 0) {
+                node["as_above"] = true;
+                remark = "  " + painted(Colour::Dim, "(as above)");
+                below.clear();
+            }
+            before->second = std::max(before->second, room);
+            cut = room == 0 && !below.empty();
+        }
+        context_.print(lead + text + remark + "\n");
+        const std::size_t hidden = cut ? below.size() : 0;
+        if (cut)
+            below.clear();
+        std::string related_text;
+        std::vector<std::string> related;
+        if (tree_.relations)
+            node["related"] = describeRelated(part.object, related);
+        writer_.begin(node, last);
+        for (std::size_t i = 0; i < related.size(); ++i)
+            context_.print(writer_.leadBelow(i + 1 == related.size() && below.empty() && hidden == 0
+                                                 ? "└· "
+                                                 : "├· ") +
+                           related[i] + "\n");
+        if (hidden > 0 && part.line != NULLTAG)
+            context_.print(writer_.leadBelow("└─ ") + "(" + counted(hidden, "child line") + ")\n");
+        return below;
+    }
+
+    std::vector<Part> partsBelow(const Part& part) {
+        std::vector<Part> parts;
+        if (part.line != NULLTAG) {
+            for (const tag_t line : childLines(part.line))
+                parts.push_back({line, lineTag(line, "bl_revision")});
+            return parts;
+        }
+        if (context_.workbench().describe(part.object).cls == "Folder")
+            for (const auto& value : context_.workbench().get(part.object, "contents"))
+                if (const auto* reference = std::get_if<mervane::Reference>(&value))
+                    parts.push_back({NULLTAG, reference->tag});
+        return parts;
+    }
+
+    Json describe(const Part& part, std::string& text) {
         mervane::Found found;
         try {
-            found = context_.workbench().describe(tag);
+            found = context_.workbench().describe(part.object);
         } catch (const mervane::Failure&) {
             found.name = "(gone)";
         }
-        const std::string status = latestStatus(context_, tag);
-        const std::string owner = display(tag, "owning_user");
-        const std::string by = checkedOut(tag) ? display(tag, "checked_out_user") : "";
-        const std::string label = context_.label(tag);
-        Json node = {{"object", label},  {"type", found.type}, {"name", found.name},  {"tag", tag},
-                     {"status", status}, {"owner", owner},     {"checked_out_by", by}};
-        std::string text = lead;
-        if (!sequence.empty()) {
-            node["sequence"] = sequence;
-            text += sequence + "  ";
+        const std::string status = latestStatus(context_, part.object);
+        const std::string owner = display(part.object, "owning_user");
+        const std::string by =
+            checkedOut(part.object) ? display(part.object, "checked_out_user") : "";
+        Json node = {{"object", context_.label(part.object)},
+                     {"type", found.type},
+                     {"name", found.name},
+                     {"tag", part.object},
+                     {"status", status},
+                     {"owner", owner},
+                     {"checked_out_by", by}};
+        std::string quantity;
+        if (part.line != NULLTAG) {
+            if (const std::string number = display(part.line, "bl_sequence_no"); !number.empty()) {
+                node["sequence"] = number;
+                text += shown(number) + "  ";
+            }
+            quantity = display(part.line, "bl_quantity");
         }
-        text += painted(Colour::Bold, label) + "  " + found.name;
+        text += painted(Colour::Bold, context_.title(part.object)) + "  " + shown(found.name);
         if (!quantity.empty()) {
             node["quantity"] = quantity;
-            text += "  x" + quantity;
+            text += "  x" + shown(quantity);
         }
         text += "  " + (status.empty() ? painted(Colour::Dim, "-")
-                                       : painted(Colour::Green, "[" + status + "]"));
-        text += "  " + painted(Colour::Dim, owner);
+                                       : painted(Colour::Green, "[" + shown(status) + "]"));
+        text += "  " + painted(Colour::Dim, shown(owner));
         if (!by.empty())
-            text += "  " + painted(Colour::Yellow, "checked out by " + by);
-        text_ += text + "\n";
+            text += "  " + painted(Colour::Yellow, "checked out by " + shown(by));
         return node;
     }
 
-    Json related(tag_t tag, const std::string& lead, bool more_below) {
+    Json describeRelated(tag_t object, std::vector<std::string>& texts) {
         Json nodes = Json::array();
-        const auto objects = listOf<tag_t>([&](int* count, tag_t** list) {
-            return REL_list_secondary_objects_only(tag, NULLTAG, count, list);
-        });
-        for (std::size_t i = 0; i < objects.size(); ++i)
-            nodes.push_back(object(objects[i],
-                                   lead + (i + 1 == objects.size() && !more_below ? "└· " : "├· "),
-                                   "", ""));
+        for (const tag_t other : listOf<tag_t>([&](int*count, tag_t**list) {
+                 return REL_list_secondary_objects_only(object, NULLTAG, count, list);
+             }))
+            nodes.push_back(describe({NULLTAG, other}, texts.emplace_back()));
         return nodes;
     }
 
     Context& context_;
     const Tree& tree_;
-    int revision_attribute_ = 0;
-    std::vector<tag_t> path_;
-    std::string text_;
+    TreeWriter writer_;
+    std::unordered_map<tag_t, std::size_t> rooms_;  // levels that were shown below an object
+    std::size_t shown_ = 0;
+    bool more_ = false;
 };
 
 int tree(Context& context, const Tree& wanted) {
     context.open();
     if (wanted.depth < 0)
         throw CommandError("--depth must not be negative", {}, kExitUsage);
+    if (wanted.limit < 0)
+        throw CommandError("--limit must not be negative", {}, kExitUsage);
     tag_t object = context.object(wanted.object);
     mervane::Workbench& workbench = context.workbench();
     const std::vector<std::string> items = workbench.typeNames("Item");
@@ -145,15 +199,16 @@ int tree(Context& context, const Tree& wanted) {
         if (latest != NULLTAG)
             object = latest;
     }
-    Printer printer(context, wanted);
+    Walk walk(context, wanted);
     if (isOf(revisions)) {
         const tag_t top = workbench.openBomWindow(object);
-        context.document = printer.line(top, "", "", 0);
+        walk.run({top, object});
         workbench.closeBomWindow(top);
     } else {
-        context.document = printer.folder(object, "", "", 0);
+        walk.run({NULLTAG, object});
     }
-    context.print(printer.text());
+    if (walk.more())
+        context.note("there are more; --limit 0 shows all");
     return kExitDone;
 }
 
@@ -165,10 +220,14 @@ void addTreeVerb(Verbs& verbs) {
         &verbs.app, "tree", "Show a structure with status, owner and check-out of each part",
         "  keld tree 000123/A\n"
         "  keld tree 000123 --depth 2      # the latest revision\n"
-        "  keld tree 000123 --relations    # with the objects related to each revision\n",
+        "  keld tree 000123 --relations    # with the objects related to each revision\n"
+        "What is below a part is shown where the part stands first; elsewhere it is \"as "
+        "above\".\n",
         [wanted](Context& context) { return tree(context, *wanted); });
     verb->add_option("OBJECT", wanted->object, "item, revision or folder")->required();
     verb->add_option("--depth", wanted->depth, "levels below the top; 0: all")
+        ->capture_default_str();
+    verb->add_option("--limit", wanted->limit, "at most so many parts; 0: all")
         ->capture_default_str();
     verb->add_flag("--relations", wanted->relations, "show related objects too");
 }

@@ -10,6 +10,7 @@
 
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/progress.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
 #include "tools/keld/lint/ini.h"
 
@@ -44,8 +45,18 @@ Format formatOf(const std::string& path, std::istream& in) {
 }
 
 std::ifstream openFile(const std::string& path) {
-    if (!fs::is_regular_file(pathOf(path)))
-        throw CommandError("there is no file " + path);
+    std::error_code failure;
+    const fs::file_status status = fs::status(pathOf(path), failure);
+    if (path == "-" && !fs::exists(status))
+        throw CommandError("an import needs a file, not the standard input: it is read twice");
+    if (fs::is_directory(status))
+        throw CommandError(path + " is a directory, not a file");
+    if (fs::exists(status) && !fs::is_regular_file(status))
+        throw CommandError(path + " is no regular file");
+    if (!fs::exists(status))
+        throw CommandError(
+            "there is no file " + path +
+            (failure && status.type() == fs::file_type::none ? ": " + failure.message() : ""));
     std::ifstream in(pathOf(path), std::ios::binary);
     if (!in)
         throw CommandError("can't read " + path + ": " + std::strerror(errno));
@@ -61,7 +72,7 @@ int show(Context& context, const std::string& path, const ImportReport& report) 
                         {"renamed_ids", report.renamed_ids},
                         {"top", report.top ? Json(context.label(report.top)) : Json()},
                         {"notes", report.notes}};
-    std::string text = "imported " + path + ": " +
+    std::string text = "imported " + keld::shown(path) + ": " +
                        counted(static_cast<std::size_t>(report.items), "item") + ", " +
                        counted(static_cast<std::size_t>(report.revisions), "revision") + ", " +
                        counted(static_cast<std::size_t>(report.occurrences), "occurrence") + ", " +
@@ -70,9 +81,9 @@ int show(Context& context, const std::string& path, const ImportReport& report) 
         text += counted(static_cast<std::size_t>(report.renamed_ids), "id") +
                 " got a suffix because it was taken\n";
     if (report.top)
-        text += "top: " + context.label(report.top) + "\n";
+        text += "top: " + context.title(report.top) + "\n";
     for (const std::string& note : report.notes)
-        text += "note: " + note + "\n";
+        text += "note: " + keld::shown(note) + "\n";
     context.print(text);
     return kExitDone;
 }
@@ -83,7 +94,8 @@ int load(Context& context, const std::string& path) {
     ImportReport report;
     {
         const Progress progress("importing " + path);
-        report = context.workbench().importWorld(in, path);
+        changeAll(context, {}, "import", path,
+                  [&] { report = context.workbench().importWorld(in, path); });
     }
     return show(context, path, report);
 }
@@ -99,7 +111,8 @@ int import(Context& context, const std::string& path) {
     ImportReport report;
     {
         const Progress progress("importing " + path);
-        report = context.workbench().importStep(in, path);
+        changeAll(context, {}, "import", path,
+                  [&] { report = context.workbench().importStep(in, path); });
     }
     return show(context, path, report);
 }
@@ -132,7 +145,7 @@ int exportTo(Context& context, const std::string& path, bool force) {
         if (context.json())
             context.document = Json::parse(out.str());
         else
-            context.print(out.str());
+            writeBytes(out.str());
         return damaged.empty() ? kExitDone : kExitFailed;
     }
     if (fs::exists(pathOf(path)) && !force)
@@ -159,7 +172,7 @@ int exportTo(Context& context, const std::string& path, bool force) {
     context.document["file"] = path;
     context.document["bytes"] = fs::file_size(pathOf(path));
     context.document["damaged"] = noteDamaged(context, damaged);
-    context.print("wrote " + path + "\n");
+    context.print("wrote " + shown(path) + "\n");
     return damaged.empty() ? kExitDone : kExitFailed;
 }
 
