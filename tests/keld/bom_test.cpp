@@ -199,7 +199,7 @@ TEST_F(Bom, WithoutWriteAccessNothingIsChangedAndTheProtocolIsEmpty) {
     EXPECT_EQ(document["dataset"]["name"], "PSE_RPBOM_guest");
     EXPECT_TRUE(document["protocol"].empty());
     EXPECT_EQ(lines("000200"), kUntouched);
-    EXPECT_THAT(keld({"bom", "resequence", "000200", "--user", "guest"}).out,
+    EXPECT_THAT(keld({"bom", "resequence", "000200", "--user", "guest"}).err,
                 HasSubstr("error 515001: There is no write access to the top line"));
 }
 

@@ -132,7 +132,7 @@ TEST_F(CopyAttr, AFailureIsShownWithItsTextAndWhereItWas) {
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_THAT(result.err, HasSubstr("failed: 710005: "));
     EXPECT_THAT(result.out, HasSubstr("failed at: 200\n"));
-    EXPECT_THAT(result.out, HasSubstr("nothing is not known for object type Item"));
+    EXPECT_THAT(result.err, HasSubstr("nothing is not known for object type Item"));
     EXPECT_EQ(name("200"), "to");
     EXPECT_THAT(done({"check"}).out, HasSubstr("sound"));
 }
@@ -155,7 +155,7 @@ TEST_F(CopyAttr, ABadLineThatHoldsUpNothingIsStillTold) {
     prefer(kWso, {"Nothing;object_name", "Item;object_name"});
     const Result result = keld({"copy-attr", "100", "200"});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("keld copy-attr --check lists them"));
+    EXPECT_THAT(result.err, HasSubstr("keld copy-attr --check lists them"));
     EXPECT_EQ(name("200"), "from");
 }
 

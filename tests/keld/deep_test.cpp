@@ -13,7 +13,7 @@ class Deep : public Program {
 protected:
     void SetUp() override {
         done({"init"});
-        environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/tests/keld/config";
+        environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/samples";
     }
 
     static nlohmann::json item(const std::string& id, const std::vector<std::string>& parts) {
@@ -67,7 +67,7 @@ TEST_F(Deep, AChainOfManyLevelsIsReadAndShownWithASmallStack) {
         return std::count(text.begin(), text.end(), '\n');
     };
     EXPECT_EQ(lines(limited("tree c0")), kLevels + 1);
-    EXPECT_THAT(limited("tree c0"), HasSubstr("(level 3999) └─ 10  c4000/A"));
+    EXPECT_THAT(limited("tree c0"), HasSubstr("(level 4000) └─ 10  c4000/A"));
     EXPECT_EQ(lines(limited("bom show c0")), kLevels + 2);
     EXPECT_THAT(limited("check"), HasSubstr("sound"));
     limited("export world2.json");

@@ -187,7 +187,7 @@ TEST_F(Job, ADryRunOfAJobItemLeavesTheStoreAlone) {
 TEST_F(Job, AValueThatIsTooLongLeavesNoJobItem) {
     const Result result = keld({"job", "item", "000100", "--queue", std::string(300, 'q')});
     EXPECT_EQ(result.exit_code, 1);
-    EXPECT_THAT(result.out, HasSubstr("919400"));
+    EXPECT_THAT(result.err, HasSubstr("919400"));
     EXPECT_THAT(done({"job", "show"}).out, HasSubstr("no job items"));
 }
 

@@ -110,6 +110,7 @@ TEST_F(Log, OfKeldItIsLimitedTo64MegabytesUnlessTheEnvironmentSaysOtherwise) {
 TEST_F(Log, TheReasonsOfARunAreFoundAlsoIfItsLogIsBegunAnewMeanwhile) {
     done({"checkout", "000102/A"});
     environment()["KELD_LOG_MAX_MB"] = "1";
+    environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/samples";
     // At each of these sizes the limit is reached at another line of the run.
     for (const std::uintmax_t room : {0, 300, 1500, 3000, 6000}) {
         writeFile(path("keld.log"), "2001-01-01 00:00:00.000 E old trouble\n");

@@ -192,7 +192,7 @@ TEST_F(Rename, ARefusalNamesItsObjectAndReason) {
     const Result shown = keld({"rename", "ABC-01", "--to", "XY-9", "--test"});
     EXPECT_EQ(shown.exit_code, 1);
     EXPECT_THAT(shown.err, HasSubstr("refused: 919342"));
-    EXPECT_THAT(shown.out, HasSubstr("object ABC-01/B: it is checked out"));
+    EXPECT_THAT(shown.err, HasSubstr("object ABC-01/B: it is checked out"));
     EXPECT_THAT(shown.out, HasSubstr("nothing changed"));
 }
 

@@ -51,7 +51,7 @@ TEST_F(Status, ARefusalShowsItsTextAndTheLinesOfTheLogAndChangesNothing) {
     const Result result = keld({"status", "set", "000100/A", "Released", "--structure"});
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_THAT(result.err, HasSubstr("refused: 919405: "));
-    EXPECT_THAT(result.out, HasSubstr("is checkout"));
+    EXPECT_THAT(result.err, HasSubstr("is checkout"));
     EXPECT_THAT(result.out, HasSubstr("nothing changed"));
     EXPECT_EQ(status("000100/A"), "");
 }

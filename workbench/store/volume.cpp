@@ -339,6 +339,12 @@ Volume::Hold::Hold(const Volume& volume) : volume_(volume) {
     if (volume.directory_.empty())
         return;
     descriptor_ = system::open(volume.holdPath(), system::Open::Lock, volume.like_);
+    if (descriptor_ < 0 && !system::mayWrite(volume.directory_)) {
+        // Who may only read holds what there is to hold.
+        descriptor_ = system::open(volume.holdPath(), system::Open::ReadInPlace);
+        if (descriptor_ < 0)
+            return;
+    }
     if (descriptor_ < 0)
         fail(volume.holdPath(), "can't be opened");
     try {

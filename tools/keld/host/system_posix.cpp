@@ -120,7 +120,8 @@ void limitRights(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0)
         return;
-    const mode_t denied = ~status.st_mode & 0666U;
+    // The owner may write what is made also if the file may only be read.
+    const mode_t denied = ~status.st_mode & 0066U;
     umask(umask(0777) | denied | ((denied & 0444U) >> 2U));
 }
 

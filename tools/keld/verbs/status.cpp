@@ -362,7 +362,8 @@ std::string depthText(Context& context, std::size_t levels,
                 std::strtoul(entry.arguments.c_str() + entry.arguments.find('#') + 1, nullptr, 10));
     const tag_t revision = line == NULLTAG ? NULLTAG : lineTag(line, "bl_revision");
     std::erase_if(outcome.problems, [](const std::string& problem) {
-        return problem.ends_with("levels, the configuration has a cycle");
+        return problem.ends_with("levels, the configuration has a cycle") ||
+               problem.starts_with("##QSK_");
     });
     context.document["depth"] = {
         {"levels", levels},
