@@ -20,6 +20,8 @@
 
 #include "platform/api.h"
 #include "platform/types.h"
+#include "workbench/run.h"
+#include "workbench/values.h"
 
 namespace mervane {
 
@@ -33,24 +35,6 @@ public:
 private:
     int status_;
 };
-
-// One value of an attribute. An attribute without a value has an empty list of values.
-struct Reference {
-    tag_t tag = NULLTAG;
-    bool operator==(const Reference&) const = default;
-};
-struct Date {
-    date_s date{};
-    bool operator==(const Date& o) const {
-        return date.year == o.date.year && date.month == o.date.month && date.day == o.date.day &&
-               date.hour == o.date.hour && date.minute == o.date.minute &&
-               date.second == o.date.second;
-    }
-};
-using Value = std::variant<std::string, std::int64_t, double, bool, Date, Reference>;
-using Values = std::vector<Value>;
-
-enum class Kind { String, Int, Double, Logical, Date, Reference };
 
 struct AttributeSpec {
     std::string name;
@@ -112,6 +96,12 @@ struct Right {
     std::string scope;         // object: its tag as text; else a name
     std::string privilege;     // one of the known privileges
     bool allowed = false;
+};
+
+struct CheckOutInfo {
+    std::string user;   // user id
+    std::string since;  // "2001-02-03 04:05:06"
+    std::string comment;
 };
 
 struct ImportReport {
@@ -219,6 +209,8 @@ public:
     virtual void checkOut(tag_t object, const std::string& comment) = 0;
     // That of another user needs the right END_CHECKOUT, else Failure kCheckedOut.
     virtual void checkIn(tag_t object) = 0;
+    // Who has it; nothing if nobody has.
+    virtual std::optional<CheckOutInfo> checkOutOf(tag_t object) = 0;
     // Failure kNotAllowed if the user may not READ the object. What shows contents to people asks;
     // the platform's functions don't.
     virtual void needRead(tag_t object) = 0;
@@ -251,6 +243,36 @@ public:
     // are left out since the user may not READ them; references to these lead nowhere.
     virtual std::vector<CheckFinding> exportWorld(std::ostream& out) = 0;
     virtual ImportReport importStep(std::istream& in, const std::string& source_name) = 0;
+
+    // ---- runs ----
+    // Begin a run: what the session changes from now on belongs to it. Failure kBadValue if one is
+    // under way. BOM windows are the host's: what is set in their lines and not saved doesn't go
+    // back with a run.
+    virtual void beginRun(const RunOptions& options) = 0;
+    // End it. Every entry is told first, in order, while the session still sees what the run has
+    // made. A whole run stays if `keep`, else it goes back like a rehearsal: objects, files,
+    // check-outs, ids in the store's own registry, preferences, rights, and the locks that it took;
+    // the session's cache is dropped. The head has number 0 if no record of the run is stored: it
+    // changed nothing, went back, or the store records none.
+    virtual RunHead endRun(const RunOutcome& outcome, bool keep,
+                           const std::function<void(const RunEntry&)>& each) = 0;
+    virtual bool inRun() = 0;
+    // The call under way is finished; every later one, and every change, fails with 710030 until
+    // the run has ended. Safe in a signal handler.
+    virtual void interrupt() noexcept = 0;
+    virtual bool interrupted() noexcept = 0;
+    // Records, newest first.
+    virtual std::vector<RunHead> runs(const RunQuery& query) = 0;
+    // Failure kBadValue if there is no such run.
+    virtual RunHead run(std::int64_t number) = 0;
+    virtual void readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) = 0;
+    // Take a run back, as a run of its own; all or nothing.
+    virtual UndoReport undoRun(std::int64_t number, const std::string& library) = 0;
+    // Drop the records of runs that ended before the moment, "2001-02-03" or with a time, and the
+    // files that they alone kept; their number.
+    virtual int pruneRuns(const std::string& before) = 0;
+    virtual bool recordsRuns() = 0;
+    virtual void recordRuns(bool on) = 0;
 
     // ---- the stream of a service call, the error stack, the heap ----
     virtual void sendArguments(std::vector<Argument> arguments) = 0;

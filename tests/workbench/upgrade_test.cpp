@@ -102,13 +102,17 @@ TEST_F(Upgrade, AStoreThatSomebodyWritesIsOpenedWhenTheWriterHasEnded) {
     runSql(path_, "PRAGMA journal_mode=DELETE");
     sqlite3* writer = nullptr;
     ASSERT_EQ(sqlite3_open(path_.c_str(), &writer), SQLITE_OK);
+    // To commit it has to be alone: it waits until the opener doesn't look for a moment.
+    sqlite3_busy_timeout(writer, 10000);
     ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
-    std::thread ending([writer] {
+    int committed = -1;
+    std::thread ending([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
+        committed = sqlite3_exec(writer, "COMMIT", nullptr, nullptr, nullptr);
     });
     std::string text;
     EXPECT_EQ(statusOf([&] { bench().closeStore(bench().openStore(path_)); }, &text), 0) << text;
     ending.join();
+    EXPECT_EQ(committed, SQLITE_OK);
     sqlite3_close(writer);
 }

@@ -112,7 +112,8 @@ int run(Globals& globals, int argc, char** argv) {
     app.require_subcommand(1);
     app.fallthrough();
     app.footer(
-        "Exit code: 0 done; 1 refused or failed; 2 the command line can't be understood.\n"
+        "Exit code: 0 done; 1 refused or failed; 2 the command line can't be understood;\n"
+        "3 done, but with failures that the rules of the service drop.\n"
         "keld VERB --help shows each verb with examples.");
     addGlobals(app, globals);
     Verbs verbs{app, globals, nullptr};
@@ -131,6 +132,7 @@ int run(Globals& globals, int argc, char** argv) {
     addLogVerbs(verbs);
     addCopyVerb(verbs);
     addDoctorVerb(verbs);
+    addRunsVerbs(verbs);
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp&) {

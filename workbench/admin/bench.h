@@ -1,11 +1,12 @@
 #pragma once
 
 // The class behind mervane_workbench(). Its members are defined by subject: stores.cpp,
-// registry.cpp, model.cpp, objects.cpp, search.cpp, calls.cpp.
+// registry.cpp, model.cpp, objects.cpp, search.cpp, runs.cpp, calls.cpp.
 
 #include <map>
 #include <memory>
 
+#include "workbench/run/run.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 #include "workbench/workbench.h"
@@ -75,6 +76,7 @@ public:
     Values get(tag_t object, const std::string& attribute) override;
     void checkOut(tag_t object, const std::string& comment) override;
     void checkIn(tag_t object) override;
+    std::optional<CheckOutInfo> checkOutOf(tag_t object) override;
     void needRead(tag_t object) override;
 
     tag_t bomViewRevision(tag_t revision) override;
@@ -98,6 +100,20 @@ public:
     std::vector<CheckFinding> exportWorld(std::ostream& out) override;
     ImportReport importStep(std::istream& in, const std::string& source_name) override;
 
+    void beginRun(const RunOptions& options) override;
+    RunHead endRun(const RunOutcome& outcome, bool keep,
+                   const std::function<void(const RunEntry&)>& each) override;
+    bool inRun() override;
+    void interrupt() noexcept override;
+    bool interrupted() noexcept override;
+    std::vector<RunHead> runs(const RunQuery& query) override;
+    RunHead run(std::int64_t number) override;
+    void readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) override;
+    UndoReport undoRun(std::int64_t number, const std::string& library) override;
+    int pruneRuns(const std::string& before) override;
+    bool recordsRuns() override;
+    void recordRuns(bool on) override;
+
     void sendArguments(std::vector<Argument> arguments) override;
     std::vector<StackEntry> errorStack() override;
     std::string messageText(int status) override;
@@ -117,6 +133,7 @@ private:
     struct OpenSession {
         StoreId store;
         std::unique_ptr<Session> session;
+        std::unique_ptr<Run> run;  // ends before the session
     };
     std::map<StoreId, std::shared_ptr<Store>> stores_;
     std::map<SessionId, OpenSession> sessions_;
@@ -125,6 +142,10 @@ private:
 
     Store& storeOf(StoreId store);
     Session& now();  // the current session
+    OpenSession& nowOpen();
+    void needAdministratorUnlessRehearsed(const std::string& what);
+    template <typename Steps>
+    void define(const std::string& what, Steps&& steps);
     std::vector<Store::Hit> hitsByName(const Type& wanted, const std::string& text);
     bool isNewest(Object& dataset);
 };

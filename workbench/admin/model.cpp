@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "workbench/admin/bench.h"
+#include "workbench/run/recorder.h"
 #include "workbench/session/organisation.h"
 #include "workbench/session/rights.h"
 #include "workbench/session/workflows.h"
@@ -9,28 +10,47 @@
 
 namespace mervane {
 
+// Define something; a run records it.
+template <typename Steps>
+void Bench::define(const std::string& what, Steps&& steps) {
+    if (!now().recorder())
+        return steps();
+    Transaction transaction(now().store().connection());
+    steps();
+    now().recorder()->modelExtended(what);
+    transaction.commit();
+}
+
 tag_t Bench::defineClass(const std::string& name, const std::string& parent,
                          const std::vector<AttributeSpec>& attributes) {
-    now().store().addClass(name, parent.empty() ? "Instance" : parent, attributes);
+    define("the class " + name,
+           [&] { now().store().addClass(name, parent.empty() ? "Instance" : parent, attributes); });
     return now().model().findClass(name)->handle;
 }
 
 tag_t Bench::defineType(const std::string& name, const std::string& parent_type,
                         const std::vector<AttributeSpec>& attributes) {
-    now().store().addType(name, parent_type, attributes);
+    define("the type " + name, [&] { now().store().addType(name, parent_type, attributes); });
     return now().model().findType(name)->handle;
 }
 
 tag_t Bench::defineRelationType(const std::string& name) {
-    now().store().addRelationType(name);
+    define("the relation type " + name, [&] { now().store().addRelationType(name); });
     return now().model().findRelationType(name)->handle;
 }
 
 tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
                                const std::vector<std::string>& formats,
                                const std::vector<std::string>& reference_names) {
-    now().store().addDatasetType(name, "Dataset", tool, formats, reference_names);
+    define("the dataset type " + name,
+           [&] { now().store().addDatasetType(name, "Dataset", tool, formats, reference_names); });
     return now().model().findType(name)->handle;
+}
+
+// What a rehearsal sets goes back, whoever rehearses.
+void Bench::needAdministratorUnlessRehearsed(const std::string& what) {
+    if (!now().rehearses())
+        needAdministrator(what);
 }
 
 void Bench::needAdministrator(const std::string& what) {
@@ -55,13 +75,13 @@ void Bench::addToGroup(const std::string& user, const std::string& group) {
 void Bench::setPreference(const std::string& name, const std::vector<std::string>& values) {
     if (name.empty())
         throw Failure(kBadValue, "a preference needs a name");
-    now().needAdministrator("set preferences");
-    now().store().setPreference(name, values);
+    needAdministratorUnlessRehearsed("set preferences");
+    now().setPreference(name, &values);
 }
 
 void Bench::removePreference(const std::string& name) {
-    now().needAdministrator("remove preferences");
-    now().store().removePreference(name);
+    needAdministratorUnlessRehearsed("remove preferences");
+    now().setPreference(name, nullptr);
 }
 
 std::vector<std::pair<std::string, std::vector<std::string>>> Bench::preferences() {
@@ -102,13 +122,13 @@ void checkRight(Session& session, const Right& right) {
 
 void Bench::addRight(const Right& right) {
     checkRight(now(), right);
-    now().needAdministrator("give rights");
-    now().store().addRight(right);
+    needAdministratorUnlessRehearsed("give rights");
+    now().addRight(right);
 }
 
 void Bench::removeRight(const Right& right) {
-    now().needAdministrator("take rights away");
-    now().store().removeRight(right);
+    needAdministratorUnlessRehearsed("take rights away");
+    now().removeRight(right);
 }
 
 std::vector<Right> Bench::rights() {

@@ -148,6 +148,13 @@ void Bench::checkIn(tag_t object) {
     now().checkIn(now().object(object));
 }
 
+std::optional<CheckOutInfo> Bench::checkOutOf(tag_t object) {
+    Session::CheckOut by;
+    if (!now().checkedOut(object, &by))
+        return std::nullopt;
+    return CheckOutInfo{now().displayId(by.user), by.date, by.comment};
+}
+
 void Bench::needRead(tag_t object) {
     Object& asked = now().object(object);
     if (!now().allowed(asked, "READ"))

@@ -20,6 +20,11 @@ Session& Bench::now() {
     return mervane::currentSession();
 }
 
+Bench::OpenSession& Bench::nowOpen() {
+    now();
+    return sessions_.at(current_);
+}
+
 void Bench::createStore(const std::string& path) {
     if (path == ":memory:")
         throw Failure(kStoreFailure, "a store in memory is made by opening it");
@@ -64,7 +69,7 @@ Bench::SessionId Bench::openSession(StoreId store, const SessionOptions& options
     storeOf(store);
     auto session = std::make_unique<Session>(Store::again(stores_[store]), options);
     const SessionId id = ++last_session_;
-    sessions_[id] = {store, std::move(session)};
+    sessions_[id] = {store, std::move(session), nullptr};
     selectSession(id);
     return id;
 }

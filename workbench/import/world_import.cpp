@@ -6,6 +6,7 @@
 #include "workbench/import/import.h"
 #include "workbench/import/world_model.h"
 #include "workbench/import/world_values.h"
+#include "workbench/run/recorder.h"
 #include "workbench/session/datasets.h"
 #include "workbench/session/dates.h"
 #include "workbench/session/items.h"
@@ -56,8 +57,11 @@ ImportReport WorldImport::run() {
 }
 
 void WorldImport::readAll() {
-    if (const auto model = root_.find("model"))
+    if (const auto model = root_.find("model")) {
+        const Model::Mark before = store().model().mark();
         readModel(*model, store());
+        recordModel(before);
+    }
     readPreferences();
     readObjects();
     readOrganisation();
@@ -74,6 +78,22 @@ void WorldImport::readAll() {
     readRegisteredIds();
 }
 
+// What the model has more than before, in the order of definition.
+void WorldImport::recordModel(const Model::Mark& before) {
+    Recorder* const recorder = session_.recorder();
+    if (!recorder)
+        return;
+    const Model& model = store().model();
+    const auto record = [&](const auto& all, std::size_t known, const std::string& what) {
+        for (std::size_t i = known; i < all.size(); ++i)
+            recorder->modelExtended("the " + what + " " + all[i]->name);
+    };
+    record(model.classes(), before.classes, "class");
+    record(model.types(), before.types, "type");
+    record(model.relationTypes(), before.relation_types, "relation type");
+    record(model.tools(), before.tools, "tool");
+}
+
 void WorldImport::readPreferences() {
     if (!root_.list("preferences").empty())
         session_.needAdministrator("import preferences");
@@ -85,7 +105,7 @@ void WorldImport::readPreferences() {
         std::vector<std::string> values;
         for (const JsonNode& value : node.at("values").elements())
             values.push_back(readText(value));
-        store().setPreference(name, values);
+        session_.setPreference(name, &values);
     }
 }
 
@@ -129,7 +149,7 @@ void WorldImport::readRights() {
                    other.privilege == right.privilege && other.allowed == right.allowed;
         });
         if (!there)
-            store().addRight(right);
+            session_.addRight(right);
     }
 }
 
@@ -151,6 +171,8 @@ void WorldImport::readCheckOuts() {
         row.comment = node.find("comment") ? readText(node.at("comment")) : "";
         if (!store().addCheckOut(row))
             node.fail("the object is checked out already");
+        if (Recorder* recorder = session_.recorder())
+            recorder->checkedOut(row.object, row.user, row.date, row.comment);
     }
 }
 
@@ -163,18 +185,27 @@ void WorldImport::readRegisteredIds() {
         if (shared)
             shared_ids_.push_back(readText(node));
         else
-            store().ownRegistry().add(readText(node));
+            registerOwn(readText(node));
     }
+}
+
+void WorldImport::registerOwn(const std::string& id) {
+    Registry registry = store().ownRegistry();
+    if (registry.has(id))
+        return;
+    registry.add(id);
+    if (Recorder* recorder = session_.recorder())
+        recorder->registered(id);
 }
 
 void WorldImport::registerShared() {
     if (shared_ids_.empty())
         return;
     try {
-        store().changeRegistry([&](Registry& registry) {
-            for (const std::string& id : shared_ids_)
-                registry.add(id);
-        });
+        Registry registry = store().registry();
+        for (const std::string& id : shared_ids_)
+            if (!registry.has(id))
+                session_.registerId(id);
     } catch (const Failure& failure) {
         report_.notes.push_back("registered_ids: not registered, " + std::string(failure.what()));
     }

@@ -28,6 +28,8 @@ private:
     void noteUnknownNames(const JsonNode& node, const Right& right);
     void readCheckOuts();
     void readRegisteredIds();
+    void recordModel(const Model::Mark& before);
+    void registerOwn(const std::string& id);
     void registerShared();
 
     // ---- world_objects.cpp: the list "objects", every attribute as the document has it ----

@@ -5,6 +5,7 @@
 #include "workbench/import/world_import.h"
 #include "workbench/import/world_model.h"
 #include "workbench/import/world_values.h"
+#include "workbench/run/recorder.h"
 
 namespace mervane {
 
@@ -23,9 +24,18 @@ void WorldImport::readObjects() {
         define(planned.node, planned.tag);
     }
     defineDangling();
+    Recorder* const recorder = session_.recorder();
     for (const Planned& planned : planned_) {
+        StoredEntry before;
+        if (recorder && planned.existing)
+            before =
+                recorder->stored(planned.tag, RunChange::ObjectChanged, Recorder::Side::Before);
         writeObject(planned);
         writeContent(planned);
+        if (recorder && planned.existing)
+            recorder->addDifference(before);
+        else if (recorder)
+            recorder->addMade(planned.tag);
     }
     planned_by_label_.clear();
     planned_.clear();

@@ -59,6 +59,7 @@ constexpr Message kMessages[] = {
     {710027, "There is no such protect mark: %1$"},
     {710028, "The import was refused, nothing was stored: %1$"},
     {710029, "The workbench failed: %1$"},
+    {710030, "The run was interrupted: %1$"},
     {919320, "A new item id or revision id, or the item, is missing: %1$"},
     {919342, "The object can't be changed: it is a replica, read-only or checked out: %1$"},
     {919343, "The object's release status doesn't allow a new name: %1$"},

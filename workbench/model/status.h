@@ -40,6 +40,7 @@ enum Status : int {
     kBadMark = 710027,    // protect mark that isn't set
     kBadImport = 710028,  // import refused
     kInternal = 710029,
+    kInterrupted = 710030,  // the host was told to end
 };
 
 }  // namespace mervane

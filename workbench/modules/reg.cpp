@@ -38,11 +38,7 @@ int REG_register_item_id(const char* itemId, int siteId) {
         "REG_register_item_id",
         [&] {
             const std::string id = checkedId(itemId);
-            currentSession().store().changeRegistry([&](Registry& registry) {
-                if (registry.has(id))
-                    throw Failure(kDuplicateId, "the item id " + id + " is registered already");
-                registry.add(id);
-            });
+            currentSession().registerId(id);
         },
         itemId, siteId);
 }
@@ -52,11 +48,7 @@ int REG_unregister_item_id(const char* itemId, int siteId) {
         "REG_unregister_item_id",
         [&] {
             const std::string id = checkedId(itemId);
-            currentSession().store().changeRegistry([&](Registry& registry) {
-                if (!registry.has(id))
-                    throw Failure(kBadValue, "the item id " + id + " is not registered");
-                registry.remove(id);
-            });
+            currentSession().takeOutId(id);
         },
         itemId, siteId);
 }

@@ -3,6 +3,7 @@
 // What every function of the interface is made with: one wrapper that records the call, asks the
 // fault plan, converts failures into statuses and puts them on the error stack.
 
+#include <atomic>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -18,12 +19,24 @@ std::string shown(bool value);
 std::string shown(const char* text);
 std::string shown(date_s date);
 
-// True while a journal is kept or a fault planned: the one flag that is tested when both are off.
-extern bool watching;
+// True while a journal is kept, a fault planned or a run counted: the one flag that is tested when
+// all are off.
+extern std::atomic<bool> watching;
 
 namespace detail {
-// Status of the fault planned for this call; 0: none.
+// Status of the fault planned for this call, or kInterrupted; 0: none.
 int plannedFault(const char* operation);
+bool journaling();
+// A call that is counted, with its time.
+class Counted {
+public:
+    explicit Counted(const char* operation) noexcept;
+    ~Counted();
+    Counted(const Counted&) = delete;
+
+private:
+    std::int64_t began_;
+};
 void journal(const char* operation, std::string arguments, int status);
 int failed(const char* operation, int status, const char* text);  // pushes it on the error stack
 int failedUnknown(const char* operation);                         // inside a catch-all
@@ -61,14 +74,18 @@ int run(const char* operation, Body& body) noexcept {
 //   }
 template <typename Body, typename... Args>
 int call(const char* operation, Body&& body, const Args&... args) noexcept {
-    if (!watching)
+    if (!watching.load(std::memory_order_relaxed))
         return detail::run(operation, body);
+    const detail::Counted counted(operation);
     if (int fault = detail::plannedFault(operation)) {
-        detail::journal(operation, detail::show(args...), fault);
-        return detail::failed(operation, fault, "planned failure");
+        if (detail::journaling())
+            detail::journal(operation, detail::show(args...), fault);
+        return detail::failed(operation, fault,
+                              fault == kInterrupted ? "no further call" : "planned failure");
     }
     const int status = detail::run(operation, body);
-    detail::journal(operation, detail::show(args...), status);
+    if (detail::journaling())
+        detail::journal(operation, detail::show(args...), status);
     return status;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <unordered_map>
 
 #include "workbench/model/status.h"
@@ -19,6 +20,10 @@ struct Watch {
     std::vector<Fault> faults;
     std::unordered_map<std::string, int> calls;  // of each operation, while faults are planned
     int all_calls = 0;
+    bool counting = false;
+    std::unordered_map<const char*, std::int64_t> counted;  // by the operation's own text
+    int depth = 0;
+    std::int64_t time = 0;  // nanoseconds in the outer calls
 
     Watch() {
         if (const char* path = std::getenv("MERVANE_JOURNAL"); path && *path) {
@@ -34,7 +39,7 @@ struct Watch {
             }
         }
     }
-    bool needed() const { return recording || file || !faults.empty(); }
+    bool needed() const { return recording || file || counting || !faults.empty(); }
 };
 
 Watch& watch() {
@@ -49,10 +54,26 @@ bool number(const std::string& text, int* value) {
     return !text.empty() && *end == '\0' && read == *value;
 }
 
+std::atomic<bool> interrupted{false};
+static_assert(std::atomic<bool>::is_always_lock_free);
+
 }  // namespace
 
 // Set before the first call by what the environment asks for.
-bool watching = watch().needed();
+std::atomic<bool> watching{watch().needed()};
+
+void interruptCalls() noexcept {
+    interrupted = true;
+    watching = true;
+}
+
+void letCallsGoOn() noexcept {
+    interrupted = false;
+}
+
+bool callsAreInterrupted() noexcept {
+    return interrupted;
+}
 
 std::vector<Fault> faultsFromText(const std::string& text) {
     std::vector<Fault> faults;
@@ -98,9 +119,72 @@ void setFaults(const std::vector<Fault>& faults) {
     watching = watch().needed();
 }
 
+bool startCounting() {
+    Watch& now = watch();
+    if (now.counting)
+        return false;
+    now.counted.clear();
+    now.time = 0;
+    now.depth = 0;
+    now.counting = true;
+    watching = true;
+    return true;
+}
+
+void stopCounting() {
+    watch().counting = false;
+    watching = watch().needed();
+}
+
+std::map<std::string, std::int64_t> countedCalls() {
+    std::map<std::string, std::int64_t> all;
+    for (const auto& [operation, count] : watch().counted)
+        all[operation] += count;
+    return all;
+}
+
+std::chrono::nanoseconds timeInCalls() {
+    return std::chrono::nanoseconds(watch().time);
+}
+
 namespace detail {
 
+bool journaling() {
+    return watch().recording || watch().file;
+}
+
+namespace {
+std::int64_t clockNow() {
+    return std::chrono::steady_clock::now().time_since_epoch().count();
+}
+}  // namespace
+
+Counted::Counted(const char* operation) noexcept : began_(-1) {
+    Watch& now = watch();
+    if (!now.counting)
+        return;
+    try {
+        ++now.counted[operation];
+    } catch (...) {
+        // No memory: one call less is told.
+    }
+    began_ = 0;
+    if (now.depth++ == 0)
+        began_ = clockNow();
+}
+
+Counted::~Counted() {
+    Watch& now = watch();
+    if (began_ < 0 || !now.counting)
+        return;
+    if (--now.depth == 0)
+        now.time += clockNow() - began_;
+}
+
 int plannedFault(const char* operation) {
+    // What only reads or clears the error stack is still to be had.
+    if (interrupted && std::strncmp(operation, "ERR_", 4) != 0)
+        return kInterrupted;
     Watch& now = watch();
     if (now.faults.empty())
         return 0;

@@ -6,6 +6,9 @@
 //                          fail with these statuses; "OBJ_save:3+=5": the third and every later
 //                          one does; "OBJ_save:0=5": each one does
 
+#include <chrono>
+#include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -19,5 +22,16 @@ std::vector<JournalEntry> stopJournal();
 void setFaults(const std::vector<Fault>& faults);
 // Failure kBadValue for a text that is no plan.
 std::vector<Fault> faultsFromText(const std::string& text);
+
+// From now on every call fails with kInterrupted, until calls go on. Safe in a signal handler.
+void interruptCalls() noexcept;
+void letCallsGoOn() noexcept;
+bool callsAreInterrupted() noexcept;
+
+// Count the calls of each operation and the time in them; false: that is done already.
+bool startCounting();
+void stopCounting();
+std::map<std::string, std::int64_t> countedCalls();
+std::chrono::nanoseconds timeInCalls();
 
 }  // namespace mervane

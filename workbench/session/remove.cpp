@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <set>
 
+#include "workbench/run/recorder.h"
 #include "workbench/session/datasets.h"
 #include "workbench/session/relations.h"
 #include "workbench/session/session.h"
@@ -142,6 +143,13 @@ Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
         if (after.stored[i] != before[i])
             store_->write(object.tag, attribute.handle, i, after.stored[i], false);
     store_->trim(object.tag, attribute, after.stored.size());
+    if (recorder_) {
+        StoredEntry entry;
+        entry.object = object.tag;
+        entry.type = object.type->handle;
+        entry.values.push_back({attribute.handle, before, after.stored});
+        recorder_->add(std::move(entry));
+    }
     return after;
 }
 
@@ -164,13 +172,47 @@ void Session::erase(std::span<const tag_t> tags) {
 }
 
 void Session::eraseStored(std::span<const tag_t> tags) {
-    if (batch_depth_ > 0)
+    if (!batches_.empty())
         removed_in_batch_.reserve(removed_in_batch_.size() + tags.size());
+    // All of them first: what names one may be deleted with it.
+    if (recorder_)
+        for (const tag_t tag : tags)
+            recordErasure(tag);
     for (const tag_t tag : tags) {
         const auto at = cache_.find(tag);
         if (at == cache_.end() || !at->second->isNew())
             store_->erase(tag);
     }
+}
+
+void Session::recordErasure(tag_t tag) {
+    StoredEntry entry = recorder_->stored(tag, RunChange::ObjectDeleted, Recorder::Side::Before);
+    if (entry.type == NULLTAG)
+        return;  // never stored
+    if (tryObject(tag))
+        entry.text = displayId(tag);
+    if (const auto row = store_->checkOut(tag))
+        recorder_->checkedIn(tag, row->user, row->date, row->comment);
+    const Type* type = model().typeOf(entry.type);
+    StoredEntry file;
+    if (type && type->cls->isA(*known_.file)) {
+        file.change = RunChange::FileRemoved;
+        file.object = tag;
+        file.type = entry.type;
+        file.text = store_->knownFile(tag).name;
+    }
+    recorder_->add(std::move(entry));
+    if (file.object != NULLTAG)
+        recorder_->add(std::move(file));
+}
+
+void Session::revive(const Revived& object) {
+    store_->insert(object.tag, object.type, object.version);
+    for (const auto& [attribute, values] : object.values)
+        for (std::size_t i = 0; i < values.size(); ++i)
+            store_->write(object.tag, attribute, i, values[i], true);
+    if (recorder_)
+        recorder_->addMade(object.tag);
 }
 
 // What is gone leaves the session, and its file the volume.
@@ -179,8 +221,9 @@ void Session::forget(std::span<const tag_t> tags) {
         const auto at = cache_.find(tag);
         const bool placed =
             at != cache_.end() ? at->second->isA(*known_.file) : store_->volume().exists(tag);
-        if (placed) {
-            if (batch_depth_ > 0)
+        // What a record keeps can come back.
+        if (placed && !(recorder_ && recorder_->isStored())) {
+            if (!batches_.empty())
                 removed_in_batch_.push_back(tag);
             else
                 store_->volume().remove(tag);

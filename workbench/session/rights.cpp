@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "workbench/run/recorder.h"
 #include "workbench/session/dates.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
@@ -166,8 +167,12 @@ void Session::checkOut(Object& object, const std::string& comment) {
         Transaction transaction(store_->connection());
         if (!store_->exists(object.tag))
             leaveGone(object);
-        if (store_->addCheckOut({object.tag, user_, dateText(now()), comment}))
+        const Store::CheckOutRow row{object.tag, user_, dateText(now()), comment};
+        if (store_->addCheckOut(row)) {
+            if (recorder_)
+                recorder_->checkedOut(row.object, row.user, row.date, row.comment);
             return transaction.commit();
+        }
     }
     CheckOut by;
     if (checkedOut(object.tag, &by) && by.user != user_)
@@ -187,6 +192,8 @@ void Session::checkIn(Object& object) {
                                        displayId(by.user) + ", and user " + userId() +
                                        " may not end that (" + kEndCheckOut + ")");
     store_->removeCheckOut(object.tag);
+    if (recorder_)
+        recorder_->checkedIn(object.tag, by.user, by.date, by.comment);
     transaction.commit();
 }
 

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "workbench/run/recorder.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -13,6 +14,8 @@ void Session::stamp(Object& object) {
     const Values date{Date{now()}};
     if (object.fields[known_.modified].values != date)
         assign(object, known_.modified, date);
+    if (keep_last_user_)
+        return;
     const Values user = user_ == NULLTAG ? Values{} : Values{Reference{user_}};
     if (object.fields[known_.modified_by].values != user)
         assign(object, known_.modified_by, user);
@@ -51,6 +54,40 @@ void Session::storeObject(Object& object) {
     for (std::size_t place = 0; place < object.fields.size(); ++place)
         if (object.fields[place].dirty)
             storeField(object, place);
+}
+
+void Session::recordSave(const Object& object) {
+    StoredEntry entry;
+    entry.change = object.isNew() ? RunChange::ObjectMade : RunChange::ObjectChanged;
+    entry.object = object.tag;
+    entry.type = object.type->handle;
+    for (std::size_t place = 0; place < object.fields.size(); ++place) {
+        const Field& field = object.fields[place];
+        const tag_t attribute = object.type->layout[place]->handle;
+        if (object.isNew() && !field.values.empty())
+            entry.values.push_back({attribute, {}, field.values});
+        else if (!object.isNew() && field.dirty && field.stored && *field.stored != field.values)
+            entry.values.push_back({attribute, *field.stored, field.values});
+    }
+    if (!object.isNew() && entry.values.empty())
+        return;
+    const bool made = object.isNew();
+    recorder_->add(std::move(entry));
+    if (!made)
+        return;
+    const auto also = [&](const char* attribute, RunChange change) {
+        const Values& named = object.fields[object.type->by_name.at(attribute)].values;
+        StoredEntry more;
+        more.change = change;
+        more.object = object.tag;
+        more.type = object.type->handle;
+        more.text = named.empty() ? "" : std::get<std::string>(named.front());
+        recorder_->add(std::move(more));
+    };
+    if (object.isA(*known_.file))
+        also("original_file_name", RunChange::FileStored);
+    else if (object.isA(*known_.process))
+        also("object_name", RunChange::WorkflowStarted);
 }
 
 // A reference that is stored now leads to something that is stored, too; one that was stored before
@@ -160,7 +197,7 @@ void Session::save(std::span<Object* const> objects) {
 
     for (Object* object : saving_)
         stamp(*object);
-    if (batch_depth_ > 0)
+    if (!batches_.empty())
         placed_in_batch_.reserve(placed_in_batch_.size() + saving_.size());
     {
         Transaction transaction(store_->connection());
@@ -171,10 +208,13 @@ void Session::save(std::span<Object* const> objects) {
             checkStoredTargets(*object, known_targets);
         for (Object* object : saving_)
             checkIds(*object);
+        if (recorder_)
+            for (const Object* object : saving_)
+                recordSave(*object);
         transaction.commit();
     }
     for (Object* object : saving_) {
-        if (object->isNew() && batch_depth_ > 0 && object->isA(*known_.file))
+        if (object->isNew() && !batches_.empty() && object->isA(*known_.file))
             placed_in_batch_.push_back(object->tag);
         if (object->isNew())
             object->saved_along.clear();

@@ -5,7 +5,9 @@
 #include <optional>
 #include <utility>
 
+#include "workbench/run/recorder.h"
 #include "workbench/session/bom_window.h"
+#include "workbench/session/journal.h"
 #include "workbench/store/store.h"
 #include "workbench/store/system.h"
 
@@ -13,6 +15,11 @@ namespace mervane {
 
 namespace {
 Session* current = nullptr;
+std::uint64_t objects_loaded = 0;
+}  // namespace
+
+std::uint64_t objectsLoaded() {
+    return objects_loaded;
 }
 
 Session& currentSession() {
@@ -68,7 +75,7 @@ Session::Session(std::shared_ptr<Store> store, Bootstrap) : store_(std::move(sto
 }
 
 Session::~Session() {
-    if (batch_depth_ > 0)
+    while (!batches_.empty())
         rollbackBatch();
     for (const tag_t file : unsavedFiles())
         store_->discardFile(file);
@@ -85,6 +92,7 @@ void Session::findKnown() {
               model().findClass("ItemRevision"),
               model().findClass("VaneFile"),
               model().findClass("Relation"),
+              model().findClass("FLOWProcess"),
               model().findClass("User"),
               model().findClass("Group"),
               model().findClass("GroupMember"),
@@ -103,6 +111,7 @@ Model& Session::model() {
 // ---- objects ----
 
 void Session::readInto(Object& object) {
+    ++objects_loaded;
     const bool found = store_->load(
         object.tag,
         [&](tag_t type, std::int64_t version) {
@@ -370,53 +379,51 @@ void Session::lockUnread(Object& object) {
 // ---- batches ----
 
 void Session::mayWrite() const {
-    if (batch_failed_)
-        throw Failure(kStoreFailure, "the transaction was undone already");
+    if (callsAreInterrupted())
+        throw Failure(kInterrupted, "no further change");
     store_->mayWrite(this);
 }
 
 void Session::beginBatch() {
-    if (batch_failed_)
-        mayWrite();
-    if (batch_depth_ == 0) {
-        store_->beginBatch(this);
-        batch_failed_ = false;
-    }
-    ++batch_depth_;
+    batches_.reserve(batches_.size() + 1);
+    store_->beginBatch(this);
+    batches_.push_back({placed_in_batch_.size(), removed_in_batch_.size()});
 }
 
 void Session::commitBatch() {
-    if (batch_failed_ || batch_depth_ == 0) {
-        batch_failed_ = false;
+    if (batches_.empty())
         throw Failure(kStoreFailure, "the transaction was undone already");
-    }
-    if (--batch_depth_ > 0)
-        return;
     try {
         store_->commitBatch();
     } catch (...) {
-        batch_depth_ = 1;
         rollbackBatch();
         throw;
     }
+    batches_.pop_back();
+    if (!batches_.empty())
+        return;
     placed_in_batch_.clear();
     for (const tag_t file : std::exchange(removed_in_batch_, {}))
         store_->volume().remove(file);
 }
 
 void Session::rollbackBatch() {
-    if (batch_depth_ == 0) {
-        batch_failed_ = false;
+    if (batches_.empty())
         return;
-    }
-    batch_failed_ = batch_depth_ > 1;  // the outer one can't be committed any more
-    batch_depth_ = 0;
+    const Batch begun = batches_.back();
+    batches_.pop_back();
     forgetAll();
     // Before their tags go back: another session may give them to files of its own.
-    for (const tag_t file : std::exchange(placed_in_batch_, {}))
-        store_->discardFile(file);
+    for (; placed_in_batch_.size() > begun.placed; placed_in_batch_.pop_back())
+        store_->discardFile(placed_in_batch_.back());
+    removed_in_batch_.resize(begun.removed);
     store_->rollbackBatch();
-    removed_in_batch_.clear();
+}
+
+// ---- runs ----
+
+void Session::record(std::unique_ptr<Recorder> recorder) {
+    recorder_ = std::move(recorder);
 }
 
 }  // namespace mervane

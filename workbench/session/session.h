@@ -20,6 +20,7 @@ namespace mervane {
 
 class Store;
 class BomWindows;
+class Recorder;
 
 struct Field {
     Values values;  // empty: null
@@ -159,12 +160,38 @@ public:
     void keepLocks(const std::unordered_set<tag_t>& kept) noexcept;
 
     // ---- a stretch of saves as one transaction (imports): all or nothing ----
-    // An inner batch is a part of the outer one; its rollback undoes both.
+    // An inner batch is a part of the outer one; its rollback undoes what it did alone.
     void beginBatch();
     void commitBatch();
     void rollbackBatch();  // the cache is dropped too
     // Files placed for objects that aren't stored yet.
     std::vector<tag_t> unsavedFiles() const;
+
+    // ---- what is changed beside the objects; a run records it ----
+    // Null: take it out.
+    void setPreference(const std::string& name, const std::vector<std::string>* values);
+    void addRight(const Right& right);
+    void removeRight(const Right& right);
+    // Failure kDuplicateId or kBadValue if the id is registered already, or isn't.
+    void registerId(const std::string& item_id);
+    void takeOutId(const std::string& item_id);
+
+    // ---- runs ----
+    // Everything that is changed from now on is recorded. Null: nothing is.
+    void record(std::unique_ptr<Recorder> recorder);
+    Recorder* recorder() { return recorder_.get(); }
+    bool rehearses() const;
+    std::int64_t lockSession() const { return lock_session_; }
+    // Bring a deleted object back under its tag, with the values in the order of the layout that
+    // the caller gives by attribute. Requires: a batch.
+    struct Revived {
+        tag_t tag = NULLTAG, type = NULLTAG;
+        std::int64_t version = 0;  // that it gets
+        std::vector<std::pair<tag_t, Values>> values;
+    };
+    void revive(const Revived& object);
+    // Saves leave who changed an object last as it is, while this is on.
+    void keepLastUser(bool on) { keep_last_user_ = on; }
 
     BomWindows& bomWindows() { return *bom_windows_; }
     // Drop the whole cache, as closing and opening would.
@@ -176,8 +203,8 @@ private:
 
     // Places of the attributes that every workspace object has.
     struct Known {
-        const Class *workspace, *item, *revision, *file, *relation, *user_class, *group_class,
-            *member;
+        const Class *workspace, *item, *revision, *file, *relation, *process, *user_class,
+            *group_class, *member;
         std::size_t name, user, group, created, modified, modified_by;
     };
 
@@ -189,9 +216,13 @@ private:
     std::int64_t lock_session_ = 0;
     tag_t user_ = NULLTAG, group_ = NULLTAG;
     bool bypass_ = false;
-    int batch_depth_ = 0;
-    bool batch_failed_ = false;
+    struct Batch {
+        std::size_t placed = 0, removed = 0;  // files at its begin
+    };
+    std::vector<Batch> batches_;                             // the outer one first
     std::vector<tag_t> placed_in_batch_, removed_in_batch_;  // files
+    std::unique_ptr<Recorder> recorder_;
+    bool keep_last_user_ = false;
     Known known_{};
     std::vector<Object*> saving_;  // kept for its room
 
@@ -214,6 +245,8 @@ private:
     void checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known);
     void checkIds(Object& object);
     void storeField(Object& object, std::size_t place);
+    void recordSave(const Object& object);
+    void recordErasure(tag_t tag);
     void collectParts(Object& object, std::vector<tag_t>& parts);
     void addParts(Object& object, std::vector<tag_t>& parts);
     void eraseStored(std::span<const tag_t> tags);
@@ -236,6 +269,9 @@ inline const Class& standardClass(Session& session, const char* name) {
 
 // The name of an object in messages: "#12 (Item)".
 std::string plainName(const Object& object);
+
+// Objects read from the store since the start of the process.
+std::uint64_t objectsLoaded();
 
 // The moment, in the process's time zone.
 date_s now();

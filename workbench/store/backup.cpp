@@ -3,6 +3,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
+#include "workbench/store/runs.h"
 #include "workbench/store/store.h"
 #include "workbench/store/system.h"
 
@@ -47,6 +48,9 @@ std::vector<CheckFinding> Store::backup(const std::string& path) {
         reader->loadAdditions();
         for (const tag_t tag : reader->storedFiles())
             files.push_back(reader->knownFile(tag));
+        for (const tag_t tag : RunTables(*reader->connection_, false).removedFiles())
+            if (!reader->exists(tag))
+                files.push_back({tag, "", {}, {}});
     }
     std::vector<CheckFinding> damaged;
     for (std::string& text : volume().copyTo(copy, files))

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "workbench/model/status.h"
+#include "workbench/store/runs.h"
 #include "workbench/store/store.h"
 
 // The integrity check: what is damaged, and what is worth knowing.
@@ -118,7 +119,10 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
 
     const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
     const auto orphans = [&](const std::vector<tag_t>& files, const std::vector<tag_t>& owners) {
-        const std::set<tag_t> owned(owners.begin(), owners.end());
+        std::set<tag_t> owned(owners.begin(), owners.end());
+        // What the record of a run keeps comes back when the run is taken back.
+        for (const tag_t tag : RunTables(*connection_, false).removedFiles())
+            owned.insert(tag);
         std::vector<std::string> names = volume().leftOvers();
         for (const tag_t tag : files)
             if (!owned.count(tag) && !unsaved.count(tag))

@@ -59,6 +59,9 @@ public:
         return all;
     }
     bool isOwn(std::int64_t session) const override { return sessions_.count(session) != 0; }
+    // A store in memory has one connection, which never waits.
+    void setActivity(std::int64_t, const std::string&) override {}
+    std::vector<std::string> activities() override { return {}; }
     std::vector<Held> held() override {
         std::vector<Held> all;
         for (const auto& [object, session] : rows_)
@@ -81,6 +84,7 @@ CREATE TABLE IF NOT EXISTS session(id INTEGER PRIMARY KEY AUTOINCREMENT, user TE
                                    process INTEGER NOT NULL);
 CREATE TABLE IF NOT EXISTS held(object INTEGER PRIMARY KEY, session INTEGER NOT NULL);
 CREATE INDEX IF NOT EXISTS held_by_session ON held(session);
+CREATE TABLE IF NOT EXISTS activity(session INTEGER PRIMARY KEY, text TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS kept_number(number INTEGER PRIMARY KEY, session INTEGER NOT NULL);
 )";
 
@@ -261,6 +265,31 @@ public:
 
     bool isOwn(std::int64_t session) const override { return files_.count(session) != 0; }
 
+    void setActivity(std::int64_t session, const std::string& activity) override {
+        if (activity.empty())
+            connection_->statement("DELETE FROM activity WHERE session=?").bind(session).run();
+        else
+            connection_->statement("INSERT OR REPLACE INTO activity VALUES(?, ?)")
+                .bind(session)
+                .bind(std::string_view(activity))
+                .run();
+    }
+
+    std::vector<std::string> activities() override {
+        std::vector<std::pair<std::int64_t, std::string>> all;
+        {
+            Statement rows =
+                connection_->statement("SELECT session, text FROM activity ORDER BY session");
+            while (rows.step())
+                all.emplace_back(rows.integer(0), std::string(rows.text(1)));
+        }
+        std::vector<std::string> texts;
+        for (auto& [session, text] : all)
+            if (lives(session))
+                texts.push_back(std::move(text));
+        return texts;
+    }
+
     std::vector<Held> held() override {
         std::vector<Held> all;
         {
@@ -382,6 +411,7 @@ private:
     void forget(std::int64_t session) {
         connection_->statement("DELETE FROM held WHERE session=?").bind(session).run();
         connection_->statement("DELETE FROM kept_number WHERE session=?").bind(session).run();
+        connection_->statement("DELETE FROM activity WHERE session=?").bind(session).run();
         connection_->statement("DELETE FROM session WHERE id=?").bind(session).run();
     }
 

@@ -41,6 +41,10 @@ public:
     // Whether the session was opened here. The number of its process can't tell: processes of
     // several machines may have the same.
     virtual bool isOwn(std::int64_t session) const = 0;
+    // What a session does that others have to wait for; empty: nothing.
+    virtual void setActivity(std::int64_t session, const std::string& activity) = 0;
+    // Of the living sessions, a text each.
+    virtual std::vector<std::string> activities() = 0;
     struct Held {
         tag_t object = NULLTAG;
         LockOwner owner;

@@ -40,6 +40,23 @@ CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
 INSERT INTO meta VALUES('format', 'mervane'), ('next_tag', 1), ('store_id', hex(randomblob(16)));
 )";
 
+// run: the heads, numbered for good; the token is known to the recorder alone. run_entry: what a
+// run changed, in order, as workbench/run/entry.h has it.
+constexpr const char* kRuns = R"(
+CREATE TABLE run(number INTEGER PRIMARY KEY AUTOINCREMENT, token BLOB NOT NULL UNIQUE,
+                 way INTEGER NOT NULL, service TEXT NOT NULL, arguments TEXT NOT NULL,
+                 user TEXT NOT NULL, user_group TEXT NOT NULL, host TEXT NOT NULL,
+                 process INTEGER NOT NULL, session INTEGER NOT NULL, began TEXT NOT NULL,
+                 library TEXT NOT NULL, configuration TEXT NOT NULL,
+                 configuration_sha256 TEXT NOT NULL, undoes INTEGER NOT NULL DEFAULT 0, ended TEXT,
+                 result INTEGER, status INTEGER, slot TEXT, stack TEXT, notes TEXT, counts TEXT);
+CREATE INDEX run_by_undoes ON run(undoes) WHERE undoes<>0;
+CREATE TABLE run_entry(run INTEGER NOT NULL, position INTEGER NOT NULL, change INTEGER NOT NULL,
+                       object INTEGER NOT NULL, data BLOB NOT NULL,
+                       PRIMARY KEY(run, position)) WITHOUT ROWID;
+CREATE INDEX run_entry_by_object ON run_entry(object, run) WHERE object<>0;
+)";
+
 // From version 1: check-outs had no comment, ids no registry of their own.
 constexpr const char* kFrom1 = R"(
 ALTER TABLE checkout ADD COLUMN comment TEXT NOT NULL DEFAULT '';
@@ -66,6 +83,16 @@ int storedVersion(Connection& connection) {
     return version.step() ? static_cast<int>(version.integer(0)) : 0;
 }
 
+// The same tables and indexes, made in the schema that a connection has for itself.
+std::string inTemporarySchema(std::string sql) {
+    for (const std::string_view made : {"CREATE TABLE ", "CREATE INDEX "})
+        for (std::size_t at = 0; (at = sql.find(made, at)) != std::string::npos;) {
+            at += made.size();
+            sql.insert(at, "IF NOT EXISTS temp.");
+        }
+    return sql;
+}
+
 bool isEmpty(Connection& connection) {
     Statement any = connection.statement("SELECT 1 FROM sqlite_schema");
     return !any.step();
@@ -89,7 +116,12 @@ void refuseWrong(Connection& connection, int version) {
 
 void createSchema(Connection& connection) {
     connection.execute(kTables);
+    connection.execute(kRuns);
     setVersion(connection);
+}
+
+void createTemporaryRuns(Connection& connection) {
+    connection.execute(inTemporarySchema(kRuns).c_str());
 }
 
 void upgradeSchema(Connection& connection) {
@@ -98,9 +130,12 @@ void upgradeSchema(Connection& connection) {
         return;
     Transaction transaction(connection);
     // Asked again inside: another process may have been faster.
-    if (storedVersion(connection) == 1)
+    const int version = storedVersion(connection);
+    refuseWrong(connection, version);
+    if (version == 1)
         connection.execute(kFrom1);
-    refuseWrong(connection, storedVersion(connection));
+    if (version < 3)
+        connection.execute(kRuns);
     setVersion(connection);
     transaction.commit();
 }

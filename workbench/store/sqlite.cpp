@@ -20,6 +20,28 @@ std::atomic<std::uint64_t> statements_run{0};
 constexpr const char* kRead = "can't be read";
 constexpr const char* kChange = "can't be changed";
 
+std::atomic<bool> timing{false};
+std::atomic<std::int64_t> time_in_store{0};  // nanoseconds
+
+// Counts the time of its life.
+class Timed {
+public:
+    Timed() {
+        if (timing.load(std::memory_order_relaxed))
+            began_ = std::chrono::steady_clock::now();
+    }
+    ~Timed() {
+        if (began_ == std::chrono::steady_clock::time_point())
+            return;
+        time_in_store.fetch_add((std::chrono::steady_clock::now() - began_).count(),
+                                std::memory_order_relaxed);
+    }
+    Timed(const Timed&) = delete;
+
+private:
+    std::chrono::steady_clock::time_point began_;
+};
+
 // Some builds of the database take a name with a scheme for an address with options.
 std::string plainName(const std::string& path) {
     return path.starts_with("file:") ? "./" + path : path;
@@ -59,6 +81,19 @@ std::uint64_t statementsRun() {
     return statements_run.load();
 }
 
+void startTiming() {
+    time_in_store = 0;
+    timing = true;
+}
+
+void stopTiming() {
+    timing = false;
+}
+
+std::chrono::nanoseconds timeInStore() {
+    return std::chrono::nanoseconds(time_in_store.load());
+}
+
 // ---- statement ----
 
 Statement::~Statement() {
@@ -88,6 +123,13 @@ Statement& Statement::bind(std::string_view text) {
     return *this;
 }
 
+Statement& Statement::bindBytes(std::string_view bytes) {
+    if (sqlite3_bind_blob64(statement_, ++bound_, bytes.data() ? bytes.data() : "", bytes.size(),
+                            SQLITE_STATIC) != SQLITE_OK)
+        connection_.fail(kRead);
+    return *this;
+}
+
 Statement& Statement::bindNull() {
     ++bound_;
     return *this;
@@ -100,6 +142,7 @@ bool Statement::step() {
         started_ = true;
         statements_run.fetch_add(1, std::memory_order_relaxed);
     }
+    const Timed timed;
     const int result = sqlite3_step(statement_);
     if (result == SQLITE_ROW)
         return true;
@@ -124,6 +167,13 @@ double Statement::real(int column) const {
 
 std::string_view Statement::text(int column) const {
     const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    if (!bytes)
+        return {};
+    return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+std::string_view Statement::bytes(int column) const {
+    const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
     if (!bytes)
         return {};
     return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
@@ -194,6 +244,7 @@ Statement Connection::statement(const char* sql) {
 void Connection::execute(const char* sql) {
     needSound();
     statements_run.fetch_add(1, std::memory_order_relaxed);
+    const Timed timed;
     if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
         fail(kChange);
 }
@@ -247,6 +298,9 @@ void Connection::fail(const char* operation) {
     std::string reason = sqlite3_errmsg(database_);
     if ((code & 0xFF) == SQLITE_BUSY)
         reason = waitedInVain(system::lockHolder(path_ + "-shm") > 0 ? path_ + "-shm" : path_);
+    if ((code & 0xFF) == SQLITE_BUSY && who_is_busy_)
+        if (const std::string who = who_is_busy_(); !who.empty())
+            reason += ": " + who;
     if (leavesUnknown(code)) {
         // Trying again could make a success of it that isn't on the disk.
         broken_ = true;

@@ -3,7 +3,9 @@
 // One database connection with its prepared statements. Texts are bound and read as bytes, so that
 // what isn't UTF-8 comes back as it was.
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -27,6 +29,7 @@ public:
     Statement& bind(double value);
     // Not copied: the text must live as long as the run.
     Statement& bind(std::string_view text);
+    Statement& bindBytes(std::string_view bytes);  // likewise
     Statement& bindNull();
 
     bool step();  // true: a row is there. Failure kStoreFailure.
@@ -35,6 +38,7 @@ public:
     std::int64_t integer(int column) const;
     double real(int column) const;
     std::string_view text(int column) const;  // until the next step
+    std::string_view bytes(int column) const;
     bool isNull(int column) const;
 
 private:
@@ -61,6 +65,8 @@ public:
     void copyTo(const std::string& path);
     // Puts the database into the mode in which readers and a writer don't wait for each other.
     void useWriteAheadLog();
+    // Asked who is at work when this connection has waited in vain; gives empty if nobody knows.
+    void onBusy(std::function<std::string()> who) { who_is_busy_ = std::move(who); }
     std::int64_t changes() const;
     bool inTransaction() const;
     // The operation is told as "can't be read" tells it; the text of a statement never is.
@@ -76,6 +82,7 @@ private:
     std::string path_;
     sqlite3* database_ = nullptr;
     bool broken_ = false;
+    std::function<std::string()> who_is_busy_;
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 
@@ -97,5 +104,9 @@ private:
 
 // SQL statements run since the start of the process.
 std::uint64_t statementsRun();
+// The time that they take is measured, from now on and not any more.
+void startTiming();
+void stopTiming();
+std::chrono::nanoseconds timeInStore();
 
 }  // namespace mervane

@@ -153,10 +153,22 @@ Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connect
     // The latest connection asks; all see the same database.
     shared_->model.onMiss([this] { return loadAdditions(); });
     shared_->askers.push_back(this);
+    if (!shared_->in_memory)
+        connection_->onBusy([locks = shared_->locks.get()] {
+            try {
+                std::string all;
+                for (const std::string& each : locks->activities())
+                    all += (all.empty() ? "" : "; ") + each;
+                return all;
+            } catch (const Failure&) {
+                return std::string();
+            }
+        });
 }
 
 Store::~Store() {
-    rollbackBatch();
+    while (!batches_.empty())
+        rollbackBatch();
     std::erase(shared_->askers, this);
     if (shared_->askers.empty())
         shared_->model.onMiss(nullptr);
@@ -193,10 +205,11 @@ std::int64_t Store::versionOf(tag_t tag) {
     return row.step() ? row.integer(0) : 0;
 }
 
-void Store::insert(tag_t tag, tag_t type) {
-    connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, 1)")
+void Store::insert(tag_t tag, tag_t type, std::int64_t version) {
+    connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, ?)")
         .bind(number(tag))
         .bind(number(type))
+        .bind(version)
         .run();
 }
 
@@ -390,47 +403,59 @@ std::int64_t Store::objectCount() {
 void Store::mayWrite(const void* owner) const {
     if (batch_owner_ && batch_owner_ != owner)
         throw Failure(kStoreFailure,
-                      "store " + path() + ": an import of another session is running");
+                      "store " + path() + ": a run or an import of another session is under way");
 }
 
 void Store::beginBatch(const void* owner) {
-    if (batch_owner_)
-        throw Failure(kStoreFailure, "store " + path() + ": an import is running already");
+    mayWrite(owner);
+    batches_.reserve(batches_.size() + 1);
+    if (!batches_.empty()) {
+        connection_->statement("SAVEPOINT batch").run();
+        batches_.push_back({model().mark(), shared_->model_position});
+        return;
+    }
     loadAdditions();
     Transaction transaction(*connection_);
     // What others defined up to now is theirs; from here on it is the batch's.
     loadAdditions();
-    batch_mark_ = model().mark();
-    batch_position_ = shared_->model_position;
+    batches_.push_back({model().mark(), shared_->model_position});
     next_tag_ = tags_end_ = 0;  // blocks taken inside go back with the rest
     transaction.leaveOpen();
     batch_owner_ = owner;
 }
 
 void Store::commitBatch() {
-    if (!batch_owner_)
-        throw Failure(kStoreFailure, "store " + path() + ": no import is running");
-    connection_->statement("COMMIT").run();
-    batch_owner_ = nullptr;
+    if (batches_.empty())
+        throw Failure(kStoreFailure, "store " + path() + ": no run or import is under way");
+    connection_->statement(batches_.size() > 1 ? "RELEASE batch" : "COMMIT").run();
+    batches_.pop_back();
+    if (batches_.empty())
+        batch_owner_ = nullptr;
 }
 
 void Store::rollbackBatch() noexcept {
-    if (!batch_owner_)
+    if (batches_.empty())
         return;
+    const bool inner = batches_.size() > 1;
     try {
-        if (connection_->inTransaction())
-            connection_->statement("ROLLBACK").run();
+        if (connection_->inTransaction()) {
+            connection_->statement(inner ? "ROLLBACK TO batch" : "ROLLBACK").run();
+            if (inner)
+                connection_->statement("RELEASE batch").run();
+        }
     } catch (...) {
         // Closing the connection undoes what is left.
     }
     try {
-        model().backTo(batch_mark_);
+        model().backTo(batches_.back().mark);
     } catch (...) {
         // No memory: the process knows more types than the store.
     }
-    shared_->model_position = batch_position_;
+    shared_->model_position = batches_.back().position;
     next_tag_ = tags_end_ = 0;
-    batch_owner_ = nullptr;
+    batches_.pop_back();
+    if (!inner)
+        batch_owner_ = nullptr;
 }
 
 }  // namespace mervane

@@ -62,7 +62,7 @@ public:
     bool exists(tag_t tag);
     tag_t typeOf(tag_t tag);            // handle; NULLTAG: there is no object
     std::int64_t versionOf(tag_t tag);  // 0: there is no object
-    void insert(tag_t tag, tag_t type);
+    void insert(tag_t tag, tag_t type, std::int64_t version = 1);
     // Count one more save; false: the stored version is another one.
     bool countSave(tag_t tag, std::int64_t version);
     // `fresh`: there is no such row yet.
@@ -111,8 +111,10 @@ public:
     void removePreference(const std::string& name);
     std::vector<Right> rights();
     std::vector<Right> rights(const std::string& privilege);
-    void addRight(const Right& right);
-    void removeRight(const Right& right);
+    // Its position among them: behind all others, or what is given. Requires: it isn't there.
+    std::int64_t addRight(const Right& right, std::int64_t position = 0);
+    // The position that it had; 0: it wasn't there.
+    std::int64_t removeRight(const Right& right);
     struct CheckOutRow {
         tag_t object = NULLTAG, user = NULLTAG;
         std::string date, comment;
@@ -135,10 +137,15 @@ public:
     // Take another one from now on; ids of the store's own go along to it.
     void useRegistry(const std::string& path);
 
+    // ---- runs ----
+    bool recordsRuns();
+    void recordRuns(bool on);
+
     // ---- transactions ----
     Connection& connection() { return *connection_; }
     // A long transaction of one session; others of this process that share the connection wait in
-    // vain: Failure kStoreFailure for their writes.
+    // vain: Failure kStoreFailure for their writes. An inner one is a part of the outer one, and
+    // goes back alone.
     void beginBatch(const void* owner);
     void commitBatch();
     void rollbackBatch() noexcept;
@@ -171,8 +178,11 @@ private:
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;
     const void* batch_owner_ = nullptr;
-    Model::Mark batch_mark_;
-    std::int64_t batch_position_ = 0;
+    struct Batch {
+        Model::Mark mark;
+        std::int64_t position = 0;  // of the model
+    };
+    std::vector<Batch> batches_;  // the outer one first
 
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
     static std::unique_ptr<Connection> connect(const std::string& path);

@@ -93,23 +93,28 @@ std::vector<Right> Store::rights(const std::string& privilege) {
     return all;
 }
 
-void Store::addRight(const Right& right) {
-    Transaction transaction(*connection_);
-    removeRight(right);
-    {
-        Statement row = connection_->statement(
-            "INSERT INTO rights(subject_kind, subject, scope_kind, scope, privilege, allowed) "
-            "VALUES(?, ?, ?, ?, ?, ?)");
-        bindRight(row, right).run();
-    }
-    transaction.commit();
+std::int64_t Store::addRight(const Right& right, std::int64_t position) {
+    Statement row = connection_->statement(
+        "INSERT INTO rights(subject_kind, subject, scope_kind, scope, privilege, allowed, "
+        "position) VALUES(?, ?, ?, ?, ?, ?, nullif(?, 0)) RETURNING position");
+    bindRight(row, right).bind(position);
+    std::int64_t given = 0;
+    if (row.step())
+        given = row.integer(0);
+    row.run();
+    return given;
 }
 
-void Store::removeRight(const Right& right) {
+std::int64_t Store::removeRight(const Right& right) {
     Statement row = connection_->statement(
         "DELETE FROM rights WHERE subject_kind=? AND subject=? AND scope_kind=? AND scope=? AND "
-        "privilege=? AND allowed=?");
-    bindRight(row, right).run();
+        "privilege=? AND allowed=? RETURNING position");
+    bindRight(row, right);
+    std::int64_t had = 0;
+    if (row.step())
+        had = row.integer(0);
+    row.run();
+    return had;
 }
 
 // ---- check-outs ----
@@ -146,6 +151,20 @@ bool Store::addCheckOut(const CheckOutRow& row) {
 
 void Store::removeCheckOut(tag_t object) {
     connection_->statement("DELETE FROM checkout WHERE object=?").bind(std::int64_t{object}).run();
+}
+
+// ---- runs ----
+
+bool Store::recordsRuns() {
+    Statement row = connection_->statement("SELECT 1 FROM meta WHERE name='records_no_runs'");
+    return !row.step();
+}
+
+void Store::recordRuns(bool on) {
+    connection_
+        ->statement(on ? "DELETE FROM meta WHERE name='records_no_runs'"
+                       : "INSERT OR REPLACE INTO meta VALUES('records_no_runs', 1)")
+        .run();
 }
 
 // ---- registry of item ids ----

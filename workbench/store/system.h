@@ -15,6 +15,7 @@ namespace mervane::system {
 std::filesystem::path pathOf(const std::string& text);
 
 int processNumber();
+std::string hostName();  // empty: unknown
 // Local time; all zero if the clock can't be read.
 std::tm localTime(std::time_t seconds);
 

@@ -53,6 +53,11 @@ std::filesystem::path pathOf(const std::string& text) {
     return {text};
 }
 
+std::string hostName() {
+    char name[256] = "";
+    return gethostname(name, sizeof name - 1) == 0 ? name : "";
+}
+
 int processNumber() {
     return ::getpid();
 }

@@ -68,6 +68,12 @@ std::filesystem::path pathOf(const std::string& text) {
     return {std::u8string(text.begin(), text.end())};
 }
 
+std::string hostName() {
+    char name[MAX_COMPUTERNAME_LENGTH + 1] = "";
+    DWORD size = sizeof name;
+    return GetComputerNameA(name, &size) ? name : "";
+}
+
 int processNumber() {
     return _getpid();
 }

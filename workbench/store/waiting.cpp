@@ -15,7 +15,7 @@ namespace mervane {
 std::chrono::milliseconds waitLimit() {
     const char* wanted = std::getenv("MERVANE_WAIT_MS");
     const int limit = wanted ? std::atoi(wanted) : 0;
-    return std::chrono::milliseconds(limit > 0 ? limit : 20000);
+    return std::chrono::milliseconds(limit > 0 ? limit : 10000);
 }
 
 std::string waitedInVain(const std::string& file) {

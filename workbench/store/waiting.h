@@ -7,9 +7,9 @@
 
 namespace mervane {
 
-// MERVANE_WAIT_MS of the environment, else twenty seconds.
+// MERVANE_WAIT_MS of the environment, else ten seconds.
 std::chrono::milliseconds waitLimit();
-// "process 123 has had FILE for more than 20 s": who has this file locked, as far as the system
+// "process 123 has had FILE for more than 10 s": who has this file locked, as far as the system
 // tells.
 std::string waitedInVain(const std::string& file);
 // Lock the open file together with others, waiting while somebody has it alone. Failure

@@ -20,6 +20,7 @@ namespace keld {
 inline constexpr int kExitDone = 0;
 inline constexpr int kExitFailed = 1;  // refused or failed
 inline constexpr int kExitUsage = 2;   // the command line can't be understood
+inline constexpr int kExitDoneWithFailures = 3;
 
 // Preference in which `keld log level N` keeps the level of a store.
 inline constexpr char kLogLevelPreference[] = "KELD_LogLevel";
@@ -113,6 +114,7 @@ void addRegistryVerbs(Verbs& verbs);
 void addLogVerbs(Verbs& verbs);
 void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
+void addRunsVerbs(Verbs& verbs);
 
 // Standard output goes to standard error for as long as this lives; or to a file.
 class OutputAside {

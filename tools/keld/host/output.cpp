@@ -6,6 +6,16 @@
 
 namespace keld {
 
+std::string shortened(const std::string& text, std::size_t most) {
+    if (characters(text) <= most)
+        return text;
+    std::size_t at = 0;
+    for (std::size_t left = most; at < text.size(); ++at)
+        if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80 && left-- == 0)
+            break;
+    return text.substr(0, at) + "…";
+}
+
 std::size_t characters(const std::string& text) {
     return static_cast<std::size_t>(
         std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));

@@ -23,6 +23,9 @@ private:
     std::vector<std::vector<std::string>> rows_;
 };
 
+// At most so many characters, with an ellipsis for the rest.
+std::string shortened(const std::string& text, std::size_t most);
+
 // Number of characters of a UTF-8 text.
 std::size_t characters(const std::string& text);
 

@@ -55,7 +55,7 @@ const Service& findService(const std::string& name) {
     throw CommandError("there is no service '" + name + "'", near, kExitUsage);
 }
 
-Windows::~Windows() {
+BomWindows::~BomWindows() {
     for (const auto& [revision, line] : lines_) {
         try {
             context_.workbench().closeBomWindow(line);
@@ -65,7 +65,7 @@ Windows::~Windows() {
     }
 }
 
-tag_t Windows::topLine(const std::string& object) {
+tag_t BomWindows::topLine(const std::string& object) {
     tag_t revision = context_.object(object);
     const std::vector<std::string> items = context_.workbench().typeNames("Item");
     if (std::find(items.begin(), items.end(), context_.workbench().describe(revision).type) !=
@@ -79,12 +79,13 @@ tag_t Windows::topLine(const std::string& object) {
     return line;
 }
 
-void Windows::save() {
+void BomWindows::save() {
     for (const auto& [revision, line] : lines_)
         context_.workbench().saveBomWindow(line);
 }
 
-mervane::Argument parseArgument(const Context& context, Windows& windows, const std::string& text) {
+mervane::Argument parseArgument(const Context& context, BomWindows& windows,
+                                const std::string& text) {
     const auto colon = text.find(':');
     const std::string kind = text.substr(0, colon);
     const std::string value = colon == std::string::npos ? "" : text.substr(colon + 1);
@@ -271,68 +272,6 @@ std::string problemText(const Outcome& outcome, const std::string& lead) {
         if (only_traces || !isTrace(problem))
             text += lead + problem + "\n";
     return text;
-}
-
-namespace {
-
-// A private copy is set up as its administrator, whoever works on it.
-template <typename Steps>
-void asAdministrator(const Context& context, Steps&& steps) {
-    mervane::Workbench& workbench = context.workbench();
-    const auto before = workbench.currentSession();
-    const auto own = workbench.openSession(context.store(), {"", "dba"});
-    steps();
-    workbench.closeSession(own);
-    workbench.selectSession(before);
-}
-
-}  // namespace
-
-PrivateCopy::PrivateCopy(Context& context) : context_(context) {
-    directory_ = makeTemporaryDirectory("keld-dry-run");
-    try {
-        const std::string store = (pathOf(directory_) / "keld.db").string();
-        {
-            const Progress progress("copying the store");
-            noteDamaged(context, context.workbench().backup(context.store(), store));
-        }
-        const std::string registry = context.workbench().registryPath().empty()
-                                         ? ""
-                                         : (pathOf(directory_) / "registry.db").string();
-        if (!registry.empty())
-            context.workbench().copyRegistry(registry);
-        setEnvironment("KELD_LOG_FILE", (pathOf(directory_) / "keld.log").string());
-        setEnvironment("MV_TMP_DIR", directory_);
-        context.reopen(store);
-        if (!registry.empty())
-            asAdministrator(context, [&] { context.workbench().useRegistry(registry); });
-    } catch (...) {
-        std::error_code ignored;
-        fs::remove_all(pathOf(directory_), ignored);
-        throw;
-    }
-}
-
-PrivateCopy::~PrivateCopy() {
-    try {
-        context_.close();
-    } catch (const std::exception& failure) {
-        context_.note(failure.what());
-    }
-    std::error_code ignored;
-    fs::remove_all(pathOf(directory_), ignored);
-}
-
-Redirected redirectBackups(Context& context, const PrivateCopy& copy) {
-    for (const auto& [name, values] : context.workbench().preferences())
-        if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
-            const fs::path directory = pathOf(copy.directory()) / "backup";
-            fs::create_directory(directory);
-            asAdministrator(context,
-                            [&] { context.workbench().setPreference(name, {directory.string()}); });
-            return {values.front(), directory.string()};
-        }
-    return {};
 }
 
 }  // namespace keld

@@ -14,7 +14,7 @@ namespace keld {
 
 enum class Slot { Int, Tag, Text };
 
-// What a service changes, which decides whether a dry run on a private copy is one.
+// What a service changes, which decides whether it can be rehearsed.
 enum class Effects { None, Store, BackupFiles, Outside };
 
 struct Service {
@@ -29,12 +29,12 @@ const std::vector<Service>& services();
 const Service& findService(const std::string& name);
 
 // BOM windows that the arguments of a call need, one for each revision named.
-class Windows {
+class BomWindows {
 public:
-    explicit Windows(const Context& context) : context_(context) {}
-    ~Windows();
-    Windows(const Windows&) = delete;
-    Windows& operator=(const Windows&) = delete;
+    explicit BomWindows(const Context& context) : context_(context) {}
+    ~BomWindows();
+    BomWindows(const BomWindows&) = delete;
+    BomWindows& operator=(const BomWindows&) = delete;
     tag_t topLine(const std::string& object);  // of a revision, or of an item's latest
     void save();
 
@@ -45,7 +45,8 @@ private:
 
 // "i:3", "s:text", "t:000123/A", "ts:000123/A,000124"; "t:" is no object, "ts:" no objects.
 // "l:000123/A" is the top line of a BOM window of that revision, "ls:..." a list of such lines.
-mervane::Argument parseArgument(const Context& context, Windows& windows, const std::string& text);
+mervane::Argument parseArgument(const Context& context, BomWindows& windows,
+                                const std::string& text);
 std::string kindsOf(const std::vector<mervane::Argument>& arguments);
 
 struct LogLine {
@@ -96,27 +97,5 @@ std::string asText(const Context& context, const Outcome& outcome);
 
 // The run's errors and warnings, a line each; those of traced calls only if there are no others.
 std::string problemText(const Outcome& outcome, const std::string& lead);
-
-// A private copy of the open store, and of the registry that it shares, in a directory of its own,
-// which takes the store's place in the context until the program ends; log and temporary files go
-// there too.
-class PrivateCopy {
-public:
-    explicit PrivateCopy(Context& context);
-    ~PrivateCopy();
-    PrivateCopy(const PrivateCopy&) = delete;
-    PrivateCopy& operator=(const PrivateCopy&) = delete;
-    const std::string& directory() const { return directory_; }
-
-private:
-    Context& context_;
-    std::string directory_;
-};
-
-// Backups that a dry run makes go to a directory of the copy.
-struct Redirected {
-    std::string from, to;  // empty: no backup is configured
-};
-Redirected redirectBackups(Context& context, const PrivateCopy& copy);
 
 }  // namespace keld

@@ -1,7 +1,6 @@
 // bom show, bom resequence: the lines of a structure, their numbers and how they pack.
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -9,17 +8,13 @@
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/service.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/host/stored_file.h"
-#include "tools/keld/host/system.h"
-#include "tools/keld/verbs/changes.h"
 #include "tools/keld/verbs/protocol.h"
 
 namespace keld {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 // ---- show ----
 
@@ -79,7 +74,7 @@ int show(Context& context, const Shown& wanted) {
     context.open();
     if (wanted.depth < 0)
         throw CommandError("--depth must not be negative", {}, kExitUsage);
-    Windows windows(context);
+    BomWindows windows(context);
     LinePrinter printer(wanted);
     context.document = printer.line(windows.topLine(wanted.object), "", "", 0);
     context.print(printer.text());
@@ -88,11 +83,15 @@ int show(Context& context, const Shown& wanted) {
 
 // ---- resequence ----
 
+// What keeps a run of the service from staying, though the service itself has succeeded.
+constexpr int kNotSaved = 710023, kNoProtocol = 710024;
+
 struct WantedOrder {
     std::string object;
     std::vector<std::string> lines;
     int level = 0;
-    bool sort = false, save = false, dump = false, dry_run = false;
+    bool sort = false, save = false, dump = false;
+    RunWish run;
 };
 
 std::string datasetTitle(const Context& context, tag_t dataset) {
@@ -123,7 +122,7 @@ bool showProtocol(Context& context, tag_t dataset, std::string& text) {
 }
 
 // Save the window, also after a failure of the run: what is numbered is numbered.
-bool saveLines(Context& context, Windows& windows, bool wanted, std::string& text) {
+bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& text) {
     context.document["saved"] = false;
     if (!wanted) {
         text += "the structure isn't saved; --save stores the new numbers\n";
@@ -155,45 +154,45 @@ int resequence(Context& context, const WantedOrder& wanted) {
     context.open();
     if (wanted.level < 0)
         throw CommandError("--level must not be negative", {}, kExitUsage);
-    std::optional<PrivateCopy> copy;
-    Snapshot before;
-    if (wanted.dry_run) {
-        copy.emplace(context);
-        before = takeSnapshot(context);
-    }
     std::string text;
-    bool good = false;
-    {
-        Windows windows(context);
-        const tag_t top = windows.topLine(wanted.object);
-        const std::vector<tag_t> lines =
-            wanted.lines.empty() ? std::vector<tag_t>{top} : namedLines(context, top, wanted.lines);
-        const Outcome outcome =
-            runService(context, findService("KELD_PSE_PackAndResequenceBom"),
-                       {top, lines, wanted.level, wanted.sort ? 1 : 0},
-                       wanted.dump ? Printed::ToStandardError : Printed::Nowhere);
-        context.document = {
-            {"object", display(top, "object_string")}, {"level", wanted.level},
-            {"mode", wanted.sort ? "sort" : "keep"},   {"dry_run", wanted.dry_run},
-            {"succeeded", outcome.succeeded()},        {"outcome", asJson(context, outcome)}};
-        good = showProtocol(context, outcome.tag, text) && outcome.succeeded();
-        if (!outcome.succeeded())
-            showFailure(context, outcome, text);
-        good = saveLines(context, windows, wanted.save, text) && good;
-        if (!wanted.dry_run)
-            text += "log in " + outcome.log + "\n";
+    BomWindows windows(context);
+    const tag_t top = windows.topLine(wanted.object);
+    const std::vector<tag_t> lines =
+        wanted.lines.empty() ? std::vector<tag_t>{top} : namedLines(context, top, wanted.lines);
+    const std::string object = display(top, "object_string");
+    const std::vector<mervane::Argument> arguments{top, lines, wanted.level, wanted.sort ? 1 : 0};
+    VerbRun run(context, wanted.run, "KELD_PSE_PackAndResequenceBom",
+                wireText(arguments) + " of " + object);
+    Outcome outcome = runService(context, findService("KELD_PSE_PackAndResequenceBom"), arguments,
+                                 wanted.dump ? Printed::ToStandardError : Printed::Nowhere);
+    context.document = {{"object", object},
+                        {"level", wanted.level},
+                        {"mode", wanted.sort ? "sort" : "keep"},
+                        {"dry_run", wanted.run.dry_run},
+                        {"outcome", asJson(context, outcome)}};
+    bool good = showProtocol(context, outcome.tag, text) && outcome.succeeded();
+    if (!outcome.succeeded())
+        showFailure(context, outcome, text);
+    if (!saveLines(context, windows, wanted.save, text)) {
+        good = false;
+        outcome.status = outcome.status ? outcome.status : kNotSaved;
+    } else if (!good && outcome.succeeded()) {
+        outcome.status = kNoProtocol;
     }
-    if (wanted.dry_run) {
+    const Record record = run.end(outcome);
+    if (wanted.run.dry_run) {
         context.document["outcome"]["log"] = nullptr;
-        // A fresh session sees what was stored, not what was only set.
-        context.reopen((pathOf(copy->directory()) / "keld.db").string());
-        const std::vector<Change> changes = changesBetween(before, takeSnapshot(context));
-        context.document["changes"] = asJson(changes);
-        text += "dry run, nothing is changed; it would be:\n" + asText(changes);
+        text += "dry run, nothing is changed; it would be:\n" +
+                changesAsText(record, "nothing would change\n");
     }
+    context.document["changes"] = changesAsJson(record);
     context.document["succeeded"] = good;
+    context.document["run"] = endJson(run, record);
+    text += endText(run, record);
+    if (!wanted.run.dry_run)
+        text += "log in " + outcome.log + "\n";
     context.print(text);
-    return good ? kExitDone : kExitFailed;
+    return run.exitCode();
 }
 
 }  // namespace
@@ -235,10 +234,10 @@ void addBomVerbs(Verbs& verbs) {
     verb->add_flag("--sort", wanted->sort,
                    "sort by item and number from the start, else keep "
                    "numbers where they can be kept");
-    verb->add_flag("--save", wanted->save, "store the new numbers, also after a failure");
+    verb->add_flag("--save", wanted->save,
+                   "store the new numbers; after a failure only with --as-server");
     verb->add_flag("--dump", wanted->dump, "show what the service prints, on standard error");
-    verb->add_flag("--dry-run", wanted->dry_run,
-                   "run on a private copy of the store and show what would be stored");
+    addRunOptions(verb, wanted->run);
 }
 
 }  // namespace keld

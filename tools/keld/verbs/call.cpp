@@ -2,27 +2,25 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
 #include "platform/keld_se.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
-#include "tools/keld/host/service.h"
+#include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
-#include "tools/keld/verbs/changes.h"
 
 namespace keld {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 struct Call {
     std::string service;
     std::vector<std::string> arguments;
-    bool dry_run = false;
+    RunWish run;
+    bool whole = false;
 };
 
 std::string knownServices() {
@@ -32,49 +30,45 @@ std::string knownServices() {
     return table.text("  ");
 }
 
+// Whoever calls a service is a client of the server, unless something else is wanted.
 int call(Context& context, const Call& wanted) {
     const Service& service = findService(wanted.service);
     context.open();
-    if (wanted.dry_run && service.effects == Effects::Outside)
+    const bool dry_run = wanted.run.dry_run;
+    if (dry_run && service.effects == Effects::Outside)
         throw CommandError(service.name +
-                           " makes job directories and starts the batch program, which a private "
-                           "copy of the store can't hold back; there is no dry run of it");
-    std::optional<PrivateCopy> copy;
-    Snapshot before;
-    if (wanted.dry_run) {
-        copy.emplace(context);
-        if (service.effects == Effects::BackupFiles)
-            redirectBackups(context, *copy);
-        before = takeSnapshot(context);
-    }
-    Outcome outcome;
-    {
-        Windows windows(context);
-        std::vector<mervane::Argument> arguments;
-        for (const std::string& argument : wanted.arguments)
-            arguments.push_back(parseArgument(context, windows, argument));
-        if (kindsOf(arguments) != service.arguments)
-            context.note(service.name + " reads " + service.arguments +
-                         "; sent: " + (arguments.empty() ? "nothing" : kindsOf(arguments)));
-        outcome = runService(context, service, arguments);
-        if (outcome.succeeded())
-            windows.save();
-    }
+                           " makes job directories and starts the batch program, which a rehearsal "
+                           "can't hold back; there is no dry run of it");
+    BomWindows windows(context);
+    std::vector<mervane::Argument> arguments;
+    for (const std::string& argument : wanted.arguments)
+        arguments.push_back(parseArgument(context, windows, argument));
+    if (kindsOf(arguments) != service.arguments)
+        context.note(service.name + " reads " + service.arguments +
+                     "; sent: " + (arguments.empty() ? "nothing" : kindsOf(arguments)));
+    RunWish wish = wanted.run;
+    wish.as_server = !dry_run && !wanted.whole;
+    VerbRun run(context, wish, service.name, joined(wanted.arguments, " "));
+    if (dry_run && service.effects == Effects::BackupFiles)
+        run.redirectBackups();
+    Outcome outcome = runService(context, service, arguments);
+    if (outcome.succeeded())
+        windows.save();
+    const Record record = run.end(outcome);
     context.document = asJson(context, outcome);
     context.document["service"] = service.name;
+    context.document["dry_run"] = dry_run;
+    context.document["changes"] = changesAsJson(record);
+    context.document["run"] = endJson(run, record);
     std::string text = asText(context, outcome);
-    if (wanted.dry_run) {
-        // A fresh session sees what was stored, not what was only set.
-        context.reopen((pathOf(copy->directory()) / "keld.db").string());
-        const std::vector<Change> changes = changesBetween(before, takeSnapshot(context));
-        context.document["dry_run"] = true;
-        context.document["changes"] = asJson(changes);
+    if (dry_run) {
         context.document["log"] = nullptr;
         text = text.substr(0, text.rfind("log in  ")) +
-               "dry run, nothing is changed; it would be:\n" + asText(changes);
+               "dry run, nothing is changed; it would be:\n" +
+               changesAsText(record, "nothing would change\n");
     }
-    context.print(text);
-    return outcome.succeeded() ? kExitDone : kExitFailed;
+    context.print(text + endText(run, record));
+    return run.exitCode();
 }
 
 int env(Context& context, const std::string& name) {
@@ -109,8 +103,12 @@ void addCallVerbs(Verbs& verbs) {
         [wanted](Context& context) { return call(context, *wanted); });
     verb->add_option("SERVICE", wanted->service)->required();
     verb->add_option("ARGS", wanted->arguments, "in the order of the wire");
-    verb->add_flag("--dry-run", wanted->dry_run,
-                   "call it on a private copy of the store and show what would change");
+    verb->add_flag("--dry-run", wanted->run.dry_run,
+                   "rehearse it: show what would change, and keep nothing");
+    verb->add_flag("--whole", wanted->whole,
+                   "all or nothing; else what is saved stays, as on a server");
+    verb->add_flag("--accept-failures", wanted->run.accept_failures,
+                   "keep a whole run also if it left errors that its rules drop");
 
     auto name = std::make_shared<std::string>();
     verbs

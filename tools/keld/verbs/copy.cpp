@@ -1,23 +1,13 @@
 // copy-attr: properties from one object to others, and down the configured relations.
 
 #include <CLI/CLI.hpp>
-#include <deque>
 #include <iterator>
-#include <map>
 #include <memory>
-#include <optional>
 #include <set>
 
-#include "platform/keld_qsktool.h"
-#include "platform/mv_art.h"
-#include "platform/mv_dst.h"
-#include "platform/mv_err.h"
-#include "platform/mv_obj.h"
-#include "platform/mv_rel.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/progress.h"
-#include "tools/keld/host/service.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/verbs/copy_lines.h"
 
 namespace keld {
@@ -29,7 +19,8 @@ constexpr std::size_t kLongestText = 1000;
 struct WantedCopy {
     std::string source;
     std::vector<std::string> destinations;
-    bool check = false, dry_run = false;
+    bool check = false;
+    RunWish run;
 };
 
 std::string titled(const Context& context, tag_t object) {
@@ -40,118 +31,19 @@ std::string titled(const Context& context, tag_t object) {
     return name.empty() ? label : label + " " + name;
 }
 
-std::string typeOf(const Context& context, tag_t object) {
-    try {
-        return context.workbench().describe(object).type;
-    } catch (const mervane::Failure&) {
-        return "";
-    }
-}
+// ---- what was left alone, from the journal of the run ----
 
-// ---- the values before the run ----
-
-struct Configuration {
-    std::set<std::string> properties;
-    std::vector<tag_t> relations;
-};
-
-Configuration configuration(const Context& context) {
-    Configuration found;
-    std::set<std::string> relations;
-    for (const CopyLine& line : copyLines(context)) {
-        const std::vector<std::string> fields = copyFields(line);
-        if (line.skipped || fields.size() < 2)
-            continue;
-        if (line.preference != kCopyPreferences[kCopyRelations])
-            found.properties.insert(fields[1]);
-        else if (fields[1] == "VANE_master_form_rev")
-            relations.insert("VANE_master_form");
-        else
-            relations.insert(fields[1]);
-    }
-    for (const std::string& relation : relations) {
-        tag_t type = NULLTAG;
-        if (REL_find_relation_type(relation.c_str(), &type) == 0 && type != NULLTAG)
-            found.relations.push_back(type);
-    }
-    return found;
-}
-
-bool isOfClass(tag_t object, const char* name) {
-    logical is = false;
-    return KELD_isObjectOfClass(object, name, &is) == 0 && is;
-}
-
-std::vector<tag_t> objectsBelow(tag_t object, const Configuration& wanted) {
-    std::vector<tag_t> found;
-    const auto add = [&](const std::vector<tag_t>& more) {
-        found.insert(found.end(), more.begin(), more.end());
-    };
-    if (isOfClass(object, "Item"))
-        add(listOf<tag_t>(
-            [&](int* count, tag_t** tags) { return ART_list_all_revs(object, count, tags); }));
-    if (isOfClass(object, "Dataset"))
-        add(listOf<tag_t>([&](int* count, tag_t** tags) {
-            return DST_ask_dataset_named_refs(object, count, tags);
-        }));
-    for (const tag_t relation : wanted.relations)
-        add(listOf<tag_t>([&](int* count, tag_t** tags) {
-            return REL_list_secondary_objects_only(object, relation, count, tags);
-        }));
-    return found;
-}
-
-using Values = std::map<std::pair<tag_t, std::string>, std::string>;
-
-// The configured properties of everything that the run can reach from the destinations.
-Values valuesBelow(const Context& context, const std::vector<tag_t>& destinations) {
-    const Progress progress("reading the values as they are");
-    const Configuration wanted = configuration(context);
-    Values values;
-    std::set<tag_t> seen(destinations.begin(), destinations.end());
-    std::deque<tag_t> waiting(seen.begin(), seen.end());
-    for (; !waiting.empty(); waiting.pop_front()) {
-        const tag_t object = waiting.front();
-        for (const std::string& property : wanted.properties)
-            values.emplace(std::pair{object, property}, display(object, property));
-        for (const tag_t below : objectsBelow(object, wanted))
-            if (seen.insert(below).second)
-                waiting.push_back(below);
-    }
-    ERR_clear_errors();
-    return values;
-}
-
-// ---- what the run did, from its journal ----
-
-struct Setting {
-    tag_t object = 0;
-    std::string property;
-    bool failed = false;
-};
-
-struct Run {
-    std::vector<Setting> settings;  // each property of an object once
-    std::vector<tag_t> left_alone;  // destinations that take no values
-    std::vector<tag_t> failed;      // destinations whose values couldn't be copied
+struct Left {
+    std::vector<tag_t> alone;   // destinations that take no values
+    std::vector<tag_t> failed;  // destinations whose values couldn't be copied
 };
 
 tag_t tagIn(const std::string& arguments) {
     return arguments.starts_with("#") ? static_cast<tag_t>(std::stoul(arguments.substr(1))) : 0;
 }
 
-// `#12, "object_desc", "text"`: the property.
-std::string propertyIn(const std::string& arguments) {
-    const auto start = arguments.find('"');
-    const auto end = arguments.find('"', start + 1);
-    return start == std::string::npos || end == std::string::npos
-               ? ""
-               : arguments.substr(start + 1, end - start - 1);
-}
-
-Run readRun(const std::vector<mervane::JournalEntry>& journal) {
-    Run run;
-    std::map<std::pair<tag_t, std::string>, std::size_t> places;
+Left readLeft(const std::vector<mervane::JournalEntry>& journal) {
+    Left left;
     std::set<tag_t> failed;
     std::vector<std::pair<tag_t, bool>> visits;  // with whether its lock was asked for
     for (const auto& entry : journal) {
@@ -160,71 +52,57 @@ Run readRun(const std::vector<mervane::JournalEntry>& journal) {
         if (entry.status != 0 && !visits.empty() && visits.back().second &&
             (entry.operation.starts_with("OBJ_UIF_") || entry.operation == "OBJ_save") &&
             failed.insert(visits.back().first).second)
-            run.failed.push_back(visits.back().first);
+            left.failed.push_back(visits.back().first);
         if (entry.operation == "OBJ_get_value_tag") {
             visits.emplace_back(object, false);
         } else if (entry.operation == "OBJ_refresh" && entry.arguments.ends_with(", true")) {
             if (!visits.empty() && visits.back().first == object)
                 visits.back().second = true;
-        } else if (entry.operation == "OBJ_UIF_set_value") {
-            const std::string property = propertyIn(entry.arguments);
-            const auto [place, added] = places.try_emplace({object, property}, run.settings.size());
-            if (added)
-                run.settings.push_back({object, property, entry.status != 0});
-            else
-                run.settings[place->second].failed |= entry.status != 0;
         }
     }
     std::set<tag_t> told;
     for (const auto& [object, locked] : visits)
         if (!locked && told.insert(object).second)
-            run.left_alone.push_back(object);
-    return run;
+            left.alone.push_back(object);
+    return left;
 }
 
 // ---- showing it ----
 
-void showSettings(Context& context, const Run& run, const Values& before, std::string& text) {
+void showValues(Context& context, const Record& record, std::string& text) {
     Json values = Json::array();
     Table table({"OBJECT", "TYPE", "PROPERTY", "OLD VALUE", "NEW VALUE"});
-    std::set<tag_t> read;
-    for (const Setting& setting : run.settings) {
-        // After a failure the values that were set but not saved go, and so does the lock.
-        if (read.insert(setting.object).second)
-            (void)OBJ_refresh(setting.object, false);
-        const auto old = before.find({setting.object, setting.property});
-        const std::string was = old == before.end() ? "" : old->second;
-        const std::string is = display(setting.object, setting.property);
-        const std::string type = typeOf(context, setting.object);
-        values.push_back({{"object", context.label(setting.object)},
-                          {"tag", setting.object},
-                          {"type", type},
-                          {"property", setting.property},
-                          {"old", was},
-                          {"new", is},
-                          {"failed", setting.failed}});
-        table.add({titled(context, setting.object), type, setting.property, shownLine(was),
-                   shownLine(is) + (setting.failed ? "  (refused)" : "")});
-    }
+    for (const ChangedObject& object : record.objects)
+        for (const ChangedValue& value : object.values) {
+            values.push_back({{"object", object.label},
+                              {"tag", object.tag},
+                              {"type", object.type},
+                              {"property", value.attribute},
+                              {"old", value.before},
+                              {"new", value.after}});
+            table.add({titled(object), object.type, value.attribute, shownLine(value.before),
+                       shownLine(value.after)});
+        }
+    context.document["values"] = values;
+    text += table.empty() ? "no values copied\n" : table.text();
+}
+
+void showLeft(Context& context, const Left& left, std::string& text) {
     Json alone = Json::array();
-    std::string alone_text;
-    for (const tag_t object : run.left_alone) {
+    for (const tag_t object : left.alone) {
         const std::string site = display(object, "owning_site");
         const std::string reason =
             site.empty() ? "this user may not change it" : "it is owned by the site " + site;
         alone.push_back({{"object", context.label(object)}, {"tag", object}, {"reason", reason}});
-        alone_text += "left alone: " + titled(context, object) + ", " + reason + "\n";
+        text += "left alone: " + titled(context, object) + ", " + reason + "\n";
     }
     Json failed = Json::array();
-    for (const tag_t object : run.failed) {
+    for (const tag_t object : left.failed) {
         failed.push_back({{"object", context.label(object)}, {"tag", object}});
-        alone_text += "failed at: " + titled(context, object) + "\n";
+        text += "failed at: " + titled(context, object) + "\n";
     }
     context.document["failed_at"] = failed;
-    context.document["values"] = values;
     context.document["left_alone"] = alone;
-    text += table.empty() ? "no values copied\n" : table.text();
-    text += alone_text;
 }
 
 void showProblems(Context& context, const Outcome& outcome, std::string& text) {
@@ -250,37 +128,39 @@ int copy(Context& context, const WantedCopy& wanted) {
             "copy-attr --help)",
             {}, kExitUsage);
     context.open();
-    (void)context.object(wanted.source);
-    std::optional<PrivateCopy> private_copy;
-    if (wanted.dry_run)
-        private_copy.emplace(context);
     const tag_t source = context.object(wanted.source);
     std::vector<tag_t> destinations;
     for (const std::string& name : wanted.destinations)
         destinations.push_back(context.object(name));
-    const Values before = valuesBelow(context, destinations);
+    const std::vector<mervane::Argument> arguments{source, destinations};
+    VerbRun run(context, wanted.run, "KELD_CopyAttr", wireText(arguments));
     context.workbench().startJournal();
-    const Outcome outcome =
-        runService(context, findService("KELD_CopyAttr"), {source, destinations});
-    const Run run = readRun(context.workbench().stopJournal());
-
+    const Outcome outcome = runService(context, findService("KELD_CopyAttr"), arguments);
+    const Left left = readLeft(context.workbench().stopJournal());
     context.document = {{"source", wanted.source},
                         {"destinations", wanted.destinations},
-                        {"dry_run", wanted.dry_run},
+                        {"dry_run", run.rehearses()},
                         {"succeeded", outcome.succeeded()},
                         {"outcome", asJson(context, outcome)}};
-    if (wanted.dry_run)
+    if (run.rehearses())
         context.document["outcome"]["log"] = nullptr;
+    std::string alone;
+    Record record = run.end(outcome, {}, [&] { showLeft(context, left, alone); });
+    if (!run.kept() && !run.rehearses())
+        record.objects.clear();
     std::string text;
-    if (wanted.dry_run)
+    if (run.rehearses())
         text += "dry run, nothing is changed; it would be:\n";
-    showSettings(context, run, before, text);
+    showValues(context, record, text);
+    text += alone;
     if (!outcome.succeeded())
         showProblems(context, outcome, text);
-    if (!wanted.dry_run)
+    context.document["run"] = endJson(run, record);
+    text += endText(run, record);
+    if (!run.rehearses())
         text += "log in " + outcome.log + "\n";
     context.print(text);
-    return outcome.succeeded() ? kExitDone : kExitFailed;
+    return run.exitCode();
 }
 
 int check(Context& context) {
@@ -348,9 +228,8 @@ void addCopyVerb(Verbs& verbs) {
     verb->add_option("DEST", wanted->destinations, "the objects to copy to");
     CLI::Option* checked = verb->add_flag(
         "--check", wanted->check, "read the preferences and show every bad line; copy nothing");
-    verb->add_flag("--dry-run", wanted->dry_run,
-                   "copy on a private copy of the store and show what would change")
-        ->excludes(checked);
+    addRunOptions(verb, wanted->run);
+    verb->get_option("--dry-run")->excludes(checked);
 }
 
 }  // namespace keld

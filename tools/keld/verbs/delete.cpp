@@ -15,7 +15,7 @@
 #include "platform/mv_str.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/service.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/verbs/delete_run.h"
 
 namespace keld {
@@ -24,7 +24,8 @@ namespace {
 
 struct WantedCheck {
     std::vector<std::string> objects;
-    bool then_delete = false, dry_run = false;
+    bool then_delete = false;
+    RunWish run;
 };
 
 enum class Sort { Folder, Dataset, Other };
@@ -124,6 +125,8 @@ void explain(const Context& context, const DeleteRun& run, const Outcome& outcom
 
 // ---- the deletion ----
 
+constexpr int kNotDeleted = 710013;
+
 // What refers to an object and may be cut, and the first other object that refers to it.
 struct Referrers {
     std::vector<tag_t> relations, folders;
@@ -221,7 +224,7 @@ bool removeAll(const Context& context, std::vector<Row>& rows) {
 // ---- what is shown ----
 
 void show(Context& context, const std::vector<Row>& rows, const std::vector<SavedFile>& files,
-          const Outcome& outcome, const WantedCheck& wanted) {
+          const Outcome& outcome, const VerbRun& run, const Record& record) {
     Json objects = Json::array(), saved = Json::array();
     Table table({"OBJECT", "TYPE", "ANSWER", "REASON"});
     for (const Row& row : rows) {
@@ -233,7 +236,8 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
                            {"deleted", row.deleted}});
         table.add({row.label, row.type, row.answer, row.reason});
     }
-    std::string text = wanted.dry_run ? "dry run, nothing is saved or deleted; it would be:\n" : "";
+    std::string text =
+        run.rehearses() ? "dry run, nothing is saved or deleted; it would be:\n" : "";
     text += table.text();
     for (const SavedFile& file : files) {
         const auto row = std::find_if(rows.begin(), rows.end(),
@@ -249,26 +253,23 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
     for (const auto& entry : outcome.stack)
         text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
     text += problemText(outcome, "  log: ");
-    if (!wanted.dry_run)
+    if (!record.objects.empty() || run.result() == mervane::RunResult::Interrupted)
+        text += endText(run, record);
+    if (!run.rehearses())
         text += "log in " + outcome.log + "\n";
     context.document = {{"go_ahead", outcome.succeeded()},
                         {"objects", objects},
                         {"files", saved},
-                        {"dry_run", wanted.dry_run},
-                        {"outcome", asJson(context, outcome)}};
-    if (wanted.dry_run)
+                        {"dry_run", run.rehearses()},
+                        {"outcome", asJson(context, outcome)},
+                        {"run", endJson(run, record)}};
+    if (run.rehearses())
         context.document["outcome"]["log"] = nullptr;
     context.print(text);
 }
 
 int check(Context& context, const WantedCheck& wanted) {
     context.open();
-    std::optional<PrivateCopy> copy;
-    Redirected backups;
-    if (wanted.dry_run) {
-        copy.emplace(context);
-        backups = redirectBackups(context, *copy);
-    }
     std::vector<Row> rows = rowsOf(context, wanted);
     if (wanted.then_delete)
         refuseOlderVersions(context, rows);
@@ -276,19 +277,35 @@ int check(Context& context, const WantedCheck& wanted) {
     for (const Row& row : rows)
         tags.push_back(row.tag);
 
+    VerbRun run(context, wanted.run, wanted.then_delete ? "delete" : "KELD_DeleteDeluxe",
+                wireText({tags}));
+    Redirected backups;
+    if (wanted.run.dry_run)
+        backups = run.redirectBackups();
     context.workbench().startJournal();
-    const Outcome outcome = runService(context, findService("KELD_DeleteDeluxe"), {tags});
-    DeleteRun run = readDeleteRun(context.workbench().stopJournal(), {tags.begin(), tags.end()});
-    for (SavedFile& file : run.files)
+    Outcome outcome = runService(context, findService("KELD_DeleteDeluxe"), {tags});
+    DeleteRun found = readDeleteRun(context.workbench().stopJournal(), {tags.begin(), tags.end()});
+    std::vector<std::string> outside;
+    for (SavedFile& file : found.files) {
         if (!backups.to.empty() && file.path.starts_with(backups.to))
             file.path.replace(0, backups.to.size(), backups.from);
-    explain(context, run, outcome, rows);
+        outside.push_back("saved " + file.path);
+    }
+    explain(context, found, outcome, rows);
 
-    bool done = outcome.succeeded();
-    if (done && wanted.then_delete)
-        done = removeAll(context, rows);
-    show(context, rows, run.files, outcome, wanted);
-    return done ? kExitDone : kExitFailed;
+    Outcome all = outcome;
+    if (outcome.succeeded() && wanted.then_delete && !removeAll(context, rows))
+        all.status = kNotDeleted;
+    const Record record = run.end(all, outside);
+    if (!run.kept() && !run.rehearses())
+        for (Row& row : rows)
+            if (row.deleted) {
+                row.answer = "kept";
+                row.reason = "since not all of them could be deleted";
+                row.deleted = false;
+            }
+    show(context, rows, found.files, outcome, run, record);
+    return run.exitCode();
 }
 
 }  // namespace
@@ -304,8 +321,7 @@ void addDeleteVerb(Verbs& verbs) {
     verb->add_option("OBJECT", wanted->objects, "folders and datasets")->required();
     verb->add_flag("--then-delete", wanted->then_delete,
                    "delete them if all of them may be deleted");
-    verb->add_flag("--dry-run", wanted->dry_run,
-                   "run on a private copy of the store and show what would happen");
+    addRunOptions(verb, wanted->run);
 }
 
 }  // namespace keld

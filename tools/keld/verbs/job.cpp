@@ -14,7 +14,7 @@
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/service.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
 
 namespace keld {
@@ -252,39 +252,44 @@ std::string itemAsText(const Json& item) {
 struct WantedItem {
     Strings objects;
     std::string queue, type, job_type, options, relation;
-    bool all_types = false, dry_run = false;
+    bool all_types = false;
+    RunWish run;
 };
 
 int makeItem(Context& context, const WantedItem& wanted) {
     context.open();
-    (void)objectsNamed(context, wanted.objects);  // before anything is copied
-    std::optional<PrivateCopy> copy;
-    if (wanted.dry_run)
-        copy.emplace(context);
-    std::set<tag_t> before;
-    for (const auto& found : jobItems(context))
-        before.insert(found.tag);
+    const std::vector<mervane::Argument> arguments{
+        wanted.type,     wanted.queue,
+        wanted.job_type, std::string(),
+        wanted.options,  std::string(wanted.all_types ? "true" : "false"),
+        wanted.relation, objectsNamed(context, wanted.objects)};
+    VerbRun run(context, wanted.run, "KELD_SrvCallCRIFromPortal", wireText(arguments));
     const Outcome outcome =
-        runService(context, findService("KELD_SrvCallCRIFromPortal"),
-                   {wanted.type, wanted.queue, wanted.job_type, std::string(), wanted.options,
-                    std::string(wanted.all_types ? "true" : "false"), wanted.relation,
-                    objectsNamed(context, wanted.objects)});
-    context.document = {{"dry_run", wanted.dry_run},
+        runService(context, findService("KELD_SrvCallCRIFromPortal"), arguments);
+    context.document = {{"dry_run", run.rehearses()},
                         {"succeeded", outcome.succeeded()},
                         {"job_item", nullptr},
                         {"outcome", asJson(context, outcome)}};
-    std::string text = wanted.dry_run ? "dry run, nothing is changed; it would be:\n" : "";
+    std::string text = run.rehearses() ? "dry run, nothing is changed; it would be:\n" : "";
     if (!outcome.succeeded())
         text += outcomeText(context, outcome);
-    for (const auto& found : jobItems(context))
-        if (!before.contains(found.tag)) {
-            context.document["job_item"] = itemAsJson(context, found.tag);
-            text += "made " + itemAsText(context.document["job_item"]);
-        }
-    if (wanted.dry_run)
+    // The item is looked at while it is there.
+    const Record record = run.end(outcome, {}, [&](const mervane::RunEntry& entry) {
+        if (entry.change != mervane::RunChange::ObjectMade ||
+            entry.type != KELD_JOB_item_class_name_c)
+            return;
+        context.document["job_item"] = itemAsJson(context, entry.object);
+    });
+    const bool told = run.kept() || run.rehearses();
+    if (told && !context.document["job_item"].is_null())
+        text += "made " + itemAsText(context.document["job_item"]);
+    else
+        context.document["job_item"] = nullptr;
+    if (run.rehearses())
         context.document["outcome"]["log"] = nullptr;
-    context.print(text);
-    return outcome.succeeded() ? kExitDone : kExitFailed;
+    context.document["run"] = endJson(run, record);
+    context.print(text + endText(run, record));
+    return run.exitCode();
 }
 
 int listItems(Context& context) {
@@ -367,7 +372,7 @@ void addJobVerbs(Verbs& verbs) {
     verb->add_option("--options", item->options, "options of the job");
     verb->add_option("--relation", item->relation, "name of a relation type, kept for the program");
     verb->add_flag("--all-types", item->all_types, "all types, not only the first with a match");
-    verb->add_flag("--dry-run", item->dry_run, "make it on a private copy of the store");
+    addRunOptions(verb, item->run);
 
     auto shown = std::make_shared<std::string>();
     verbs

@@ -1,7 +1,6 @@
 // rename: a new id for an item with everything that carries it.
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
 #include <memory>
 #include <optional>
 
@@ -12,15 +11,12 @@
 #include "platform/mv_err.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/service.h"
-#include "tools/keld/host/system.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/verbs/rename_objects.h"
 
 namespace keld {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr int kStatusNotAllowed = 919343;
 constexpr int kNotModifiable = 919342;
@@ -29,10 +25,10 @@ constexpr int kTestPass = RENAME_REVISIONS | RENAME_ITEM;
 struct WantedRename {
     std::string item, revision, to, to_revision;
     std::optional<std::string> name, description;
-    bool test = false;
+    RunWish run;
 };
 
-struct Run {
+struct RenameRun {
     Outcome outcome;
     std::vector<mervane::JournalEntry> journal;
     bool tested = true;
@@ -68,9 +64,9 @@ bool testPassRegisters() {
     return active && always;
 }
 
-Run runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t revision,
-              const RenameIds& ids) {
-    Run run;
+RenameRun runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t revision,
+                    const RenameIds& ids) {
+    RenameRun run;
     context.workbench().startJournal();
     if (revision == NULLTAG) {
         run.outcome = runService(context, findService("KELD_ReNameItem"),
@@ -84,7 +80,7 @@ Run runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t re
             return run.outcome.status == 0;
         };
         run.tested = !testPassRegisters();
-        if (!run.tested && !wanted.test)
+        if (!run.tested && !wanted.run.dry_run)
             context.note("no test pass: it would register the new id already; see it with --test");
         if (!run.tested || pass(kTestPass))
             (void)pass(kTestPass | RENAME_MODIFY);
@@ -111,9 +107,9 @@ std::string reasonFor(const Context& context, int status, tag_t object) {
            ", or another session has locked it";
 }
 
-Json showRefusal(Context& context, const Run& run, tag_t item, std::string& text) {
+Json showRefusal(Context& context, const RenameRun& run, tag_t item, std::string& text) {
     const int status = run.outcome.status;
-    Refusal refusal = readRefusal(run.journal);
+    RenameRefusal refusal = readRefusal(run.journal);
     if (refusal.object == NULLTAG)
         refusal.object = item;
     const std::string label = context.label(refusal.object);
@@ -146,17 +142,14 @@ Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
         table.add({each.object, each.type, each.attribute, each.before, each.after,
                    each.cut_at == 0 ? "" : "cut at " + std::to_string(each.cut_at)});
     }
-    text += table.empty() ? "nothing changed\n" : table.text();
+    text += table.text();
     return shown;
 }
 
 int rename(Context& context, const WantedRename& wanted) {
     context.open();
-    needItem(context, context.object(wanted.item), wanted.item);
-    std::optional<PrivateCopy> copy;
-    if (wanted.test)
-        copy.emplace(context);
     const tag_t item = context.object(wanted.item);
+    needItem(context, item, wanted.item);
     const tag_t revision =
         wanted.revision.empty() ? NULLTAG : findRevision(context, item, wanted.revision);
 
@@ -174,47 +167,64 @@ int rename(Context& context, const WantedRename& wanted) {
         ids.old_revision = wanted.revision;
         ids.new_revision = wanted.to_revision.empty() ? wanted.revision : wanted.to_revision;
     }
-    const std::vector<RenameTarget> targets = renameTargets(context, item);
 
-    const Run run = runRename(context, wanted, item, revision, ids);
-    const bool succeeded = run.outcome.succeeded();
+    VerbRun run(
+        context, wanted.run, revision == NULLTAG ? "KELD_ReNameItem" : "KELD_ReNameItemExtended",
+        "s:" + ids.new_item + (revision == NULLTAG ? "" : " s:" + ids.new_revision) +
+            " s:" + ids.new_name + " s:" + ids.new_description + " t:#" + std::to_string(item) +
+            (revision == NULLTAG ? "" : " t:#" + std::to_string(revision)));
+    const RenameRun renamed = runRename(context, wanted, item, revision, ids);
     std::string refused;
-    const Json refusal =
-        run.outcome.status == 0 ? Json() : showRefusal(context, run, item, refused);
-    for (const auto& entry : run.outcome.stack)
+    Json refusal;
+    const Record record = run.end(renamed.outcome, {}, [&] {
+        if (renamed.outcome.status != 0)
+            refusal = showRefusal(context, renamed, item, refused);
+    });
+    for (const auto& entry : renamed.outcome.stack)
         refused += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
-    // A fresh session sees what was stored, not what was only set.
-    context.reopen(copy ? (pathOf(copy->directory()) / "keld.db").string() : context.storePath());
 
-    std::string text = wanted.test ? "test, nothing is changed; it would be:\n" : "";
+    const bool test = wanted.run.dry_run;
+    std::string text = test ? "test, nothing is changed; it would be:\n" : "";
     context.document = {{"item", id},
                         {"revision", revision == NULLTAG ? Json() : Json(ids.old_revision)},
                         {"to", ids.new_item},
                         {"to_revision", revision == NULLTAG ? Json() : Json(ids.new_revision)},
                         {"name", ids.new_name},
                         {"description", ids.new_description},
-                        {"test", wanted.test},
-                        {"test_pass", run.tested},
-                        {"succeeded", succeeded}};
-    context.document["renamed"] = showRenamed(renamedTexts(context, targets, ids), text);
-    const auto listed = [&](const char* key, const char* operation, const std::string& lead) {
-        const std::vector<std::string> texts = textsOfCalls(run.journal, operation);
-        context.document[key] = texts;
-        for (const std::string& each : texts)
-            text += lead + each + "\n";
-    };
-    listed("registered", "REG_register_item_id", "registered the id ");
-    listed("unregistered", "REG_unregister_item_id", "took out of the registry the id ");
-    listed("workflows", "FLOW_create_process", "started the workflow on ");
+                        {"test", test},
+                        {"test_pass", renamed.tested},
+                        {"succeeded", renamed.outcome.succeeded()}};
+    const bool told = test || run.kept();
+    context.document["renamed"] =
+        showRenamed(told ? renamedTexts(record, ids) : std::vector<RenamedText>(), text);
+    Json registered = Json::array(), unregistered = Json::array(), workflows = Json::array();
+    for (const OtherChange& other : record.others) {
+        if (!told && other.outside.empty())
+            continue;
+        if (other.subject == "id" && other.change == "registered") {
+            registered.push_back(other.text);
+            text += "registered the id " + other.text + "\n";
+        } else if (other.subject == "id") {
+            unregistered.push_back(other.text);
+            text += "took out of the registry the id " + other.text + "\n";
+        } else if (other.subject == "workflow") {
+            workflows.push_back(other.text);
+            text += "started the workflow on " + other.text + "\n";
+        }
+    }
+    context.document["registered"] = registered;
+    context.document["unregistered"] = unregistered;
+    context.document["workflows"] = workflows;
     context.document["refusal"] = refusal;
-    context.document["outcome"] = asJson(context, run.outcome);
-    text += refused + problemText(run.outcome, "  log: ");
-    if (wanted.test)
+    context.document["outcome"] = asJson(context, renamed.outcome);
+    context.document["run"] = endJson(run, record);
+    text += refused + problemText(renamed.outcome, "  log: ") + endText(run, record);
+    if (test)
         context.document["outcome"]["log"] = nullptr;
     else
-        text += "log in " + run.outcome.log + "\n";
+        text += "log in " + renamed.outcome.log + "\n";
     context.print(text);
-    return succeeded ? kExitDone : kExitFailed;
+    return run.exitCode();
 }
 
 }  // namespace
@@ -236,8 +246,8 @@ void addRenameVerb(Verbs& verbs) {
     verb->add_option("--name", wanted->name, "new name; the present one if not given");
     verb->add_option("--desc", wanted->description,
                      "new description; the present one if not given");
-    verb->add_flag("--test,--dry-run", wanted->test,
-                   "run on a private copy of store and registry and show what would happen");
+    addRunOptions(verb, wanted->run);
+    verb->add_flag("--test", wanted->run.dry_run, "the same as --dry-run");
 }
 
 }  // namespace keld

@@ -1,14 +1,6 @@
 #include "tools/keld/verbs/rename_objects.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <set>
-
-#include "platform/mv_art.h"
-#include "platform/mv_dst.h"
-#include "platform/mv_err.h"
-#include "platform/mv_rel.h"
-#include "tools/keld/host/platform_text.h"
 
 namespace keld {
 
@@ -18,81 +10,6 @@ using mervane::JournalEntry;
 
 constexpr std::size_t kNameLimit = 128;
 constexpr std::size_t kDescriptionLimit = 240;
-
-using ListCall = int (*)(tag_t, int*, tag_t**);
-
-std::vector<tag_t> tagsOf(tag_t object, ListCall call) {
-    return listOf<tag_t>([&](int* count, tag_t** tags) { return call(object, count, tags); });
-}
-
-std::vector<tag_t> related(tag_t primary) {
-    return listOf<tag_t>([&](int* count, tag_t** tags) {
-        return REL_list_secondary_objects_only(primary, NULLTAG, count, tags);
-    });
-}
-
-std::map<std::string, std::string> textsOf(Context& context, tag_t object) {
-    std::map<std::string, std::string> texts;
-    try {
-        for (const std::string& name : context.workbench().attributeNames(object))
-            for (const auto& value : context.workbench().get(object, name))
-                if (const auto* text = std::get_if<std::string>(&value))
-                    texts[name] += (texts[name].empty() ? "" : ", ") + *text;
-    } catch (const mervane::Failure&) {
-        // Gone: it has no texts.
-    }
-    return texts;
-}
-
-class Collector {
-public:
-    explicit Collector(Context& context) : context_(context) {}
-
-    std::vector<RenameTarget> run(tag_t item) {
-        add(item);
-        addRelated(item);
-        for (tag_t view : tagsOf(item, ART_list_bom_views))
-            add(view);
-        for (tag_t revision : tagsOf(item, ART_list_all_revs)) {
-            add(revision);
-            addRelated(revision);
-            for (tag_t view : tagsOf(revision, ART_rev_list_bom_view_revs))
-                add(view);
-        }
-        ERR_clear_errors();  // the end of each chain of versions is a failure
-        return std::move(targets_);
-    }
-
-private:
-    void add(tag_t object) {
-        if (!seen_.insert(object).second)
-            return;
-        std::string type;
-        try {
-            type = context_.workbench().describe(object).type;
-        } catch (const mervane::Failure&) {
-        }
-        targets_.push_back({object, context_.label(object), type, textsOf(context_, object)});
-    }
-    void addRelated(tag_t primary) {
-        for (tag_t secondary : related(primary)) {
-            add(secondary);
-            // Only a dataset has named references and versions.
-            for (tag_t version = secondary, next = NULLTAG; version != NULLTAG; version = next) {
-                add(version);
-                for (tag_t reference : tagsOf(version, DST_ask_dataset_named_refs))
-                    add(reference);
-                next = NULLTAG;
-                if (DST_ask_dataset_prev_rev(version, &next) != 0 || next == version)
-                    break;
-            }
-        }
-    }
-
-    Context& context_;
-    std::vector<RenameTarget> targets_;
-    std::set<tag_t> seen_;
-};
 
 // The first occurrence of the item id, and behind it of the revision id.
 std::string substituted(const std::string& text, const RenameIds& ids) {
@@ -131,41 +48,30 @@ tag_t firstTag(const JournalEntry& entry) {
 
 }  // namespace
 
-std::vector<RenameTarget> renameTargets(Context& context, tag_t item) {
-    return Collector(context).run(item);
-}
-
-std::vector<RenamedText> renamedTexts(Context& context, const std::vector<RenameTarget>& before,
-                                      const RenameIds& ids) {
+std::vector<RenamedText> renamedTexts(const Record& record, const RenameIds& ids) {
     std::vector<RenamedText> changes;
-    for (const RenameTarget& target : before) {
-        auto was = target.texts;
-        const auto now = textsOf(context, target.tag);
-        for (const auto& [attribute, text] : now)
-            (void)was[attribute];  // an attribute that had no value
-        for (const auto& [attribute, old_text] : was) {
-            const auto at = now.find(attribute);
-            RenamedText change{target.label,
-                               target.type,
-                               attribute,
-                               old_text,
-                               at == now.end() ? "" : at->second,
-                               target.tag,
-                               0};
-            if (change.before == change.after)
+    for (const ChangedObject& object : record.objects)
+        for (const ChangedValue& value : object.values) {
+            if (!value.text || object.change != "changed")
                 continue;
+            RenamedText change{object.label,
+                               object.type,
+                               value.attribute,
+                               value.before,
+                               value.after,
+                               object.tag,
+                               0};
             change.cut_at = cutAt(change, ids);
             changes.push_back(std::move(change));
         }
-    }
     return changes;
 }
 
-Refusal readRefusal(const std::vector<JournalEntry>& journal) {
+RenameRefusal readRefusal(const std::vector<JournalEntry>& journal) {
     // An error that the library stored itself belongs to the object that it tested last; a failed
     // call says itself what it was about. Whichever came last has stopped the run.
     tag_t tested = 0;
-    Refusal refusal;
+    RenameRefusal refusal;
     for (const JournalEntry& entry : journal) {
         if (entry.operation == "OBJ_ask_if_modifiable")
             tested = firstTag(entry);
@@ -175,18 +81,6 @@ Refusal readRefusal(const std::vector<JournalEntry>& journal) {
             refusal = {firstTag(entry), entry.operation};
     }
     return refusal;
-}
-
-std::vector<std::string> textsOfCalls(const std::vector<JournalEntry>& journal,
-                                      const std::string& operation) {
-    std::vector<std::string> texts;
-    for (const JournalEntry& entry : journal) {
-        const auto first = entry.arguments.find('"');
-        const auto last = entry.arguments.find('"', first + 1);
-        if (entry.operation == operation && entry.status == 0 && last != std::string::npos)
-            texts.push_back(entry.arguments.substr(first + 1, last - first - 1));
-    }
-    return texts;
 }
 
 }  // namespace keld

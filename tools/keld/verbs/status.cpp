@@ -1,25 +1,25 @@
 // status show, status set: release status through the status manager.
 
 #include <CLI/CLI.hpp>
-#include <filesystem>
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <optional>
 
+#include "platform/keld_qsktool.h"
 #include "platform/keld_se.h"
-#include "platform/mv_dbo.h"
+#include "platform/keld_version.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/service.h"
+#include "tools/keld/host/refusal.h"
+#include "tools/keld/host/run.h"
 #include "tools/keld/lint/config.h"
 #include "tools/keld/verbs/visits.h"
 
 namespace keld {
 
 namespace {
-
-namespace fs = std::filesystem;
 
 constexpr char kLineType[] = "BOMLine";
 constexpr int kDebugLevel = 4;
@@ -55,20 +55,14 @@ int show(Context& context, const std::string& name) {
 
 struct WantedStatus {
     std::string object, status, type;
-    bool structure = false, dry_run = false;
+    bool structure = false;
+    RunWish run;
 };
 
 struct Described {
     std::string label, type, name;
 };
 
-// What can be seen of a run by comparing: statuses, datasets, workflow processes.
-struct Seen {
-    std::map<tag_t, std::string> statuses;  // objects that have one
-    std::map<tag_t, Described> datasets, processes;
-};
-
-// Objects without an id are told by tag and name.
 std::string titled(const Described& object) {
     return object.label.starts_with("#") && !object.name.empty() ? object.label + " " + object.name
                                                                  : object.label;
@@ -83,55 +77,25 @@ Described described(const Context& context, tag_t object) {
     }
 }
 
-Seen look(const Context& context) {
-    mervane::Workbench& workbench = context.workbench();
-    Seen seen;
-    for (const auto& status : workbench.find({"", "ReleaseStatus", "", 0})) {
-        int count = 0, classes = 0;
-        tag_t *instances = nullptr, *class_tags = nullptr;
-        int *levels = nullptr, *where = nullptr, *class_levels = nullptr, *class_where = nullptr;
-        const int failed = DBO_referencers_of_instance(status.tag, 1, DBO_in_ds_and_db, &count,
-                                                       &instances, &levels, &where, &classes,
-                                                       &class_tags, &class_levels, &class_where);
-        if (failed == 0)
-            for (int i = 0; i < count; ++i)
-                if (!seen.statuses.contains(instances[i])) {
-                    const std::string latest = latestStatus(context, instances[i]);
-                    if (!latest.empty())
-                        seen.statuses.emplace(instances[i], latest);
-                }
-        for (void* block : {static_cast<void*>(instances), static_cast<void*>(levels),
-                            static_cast<void*>(where), static_cast<void*>(class_tags),
-                            static_cast<void*>(class_levels), static_cast<void*>(class_where)})
-            HEAP_free(block);
-    }
-    for (const auto& found : workbench.find({"", "Dataset", "", 0}))
-        seen.datasets.emplace(found.tag,
-                              Described{context.label(found.tag), found.type, found.name});
-    for (const auto& found : workbench.find({"", "FLOWProcess", "", 0}))
-        seen.processes.emplace(found.tag,
-                               Described{context.label(found.tag), found.type, found.name});
-    return seen;
-}
-
 // The text of a dry run has shown the statuses already, in the order of the visits.
-void showChanges(Context& context, const Seen& before, const Seen& after, bool with_statuses,
-                 std::string& text) {
+void showChanges(Context& context, const Record& record, bool with_statuses, std::string& text) {
     Json changes = Json::array(), deleted = Json::array(), jobs = Json::array();
     Table table({"OBJECT", "TYPE", "PREVIOUS STATUS", "NEW STATUS"});
-    std::map<tag_t, std::pair<std::string, std::string>> statuses;
-    for (const auto& [tag, status] : before.statuses)
-        statuses[tag].first = status;
-    for (const auto& [tag, status] : after.statuses)
-        statuses[tag].second = status;
-    for (const auto& [tag, status] : statuses) {
-        const auto& [was, is] = status;
-        if (was == is || (before.datasets.contains(tag) && !after.datasets.contains(tag)))
+    const std::vector<std::string> datasets = context.workbench().typeNames("Dataset");
+    std::string others;
+    for (const ChangedObject& object : record.objects) {
+        if (object.change == "deleted" &&
+            std::find(datasets.begin(), datasets.end(), object.type) != datasets.end()) {
+            deleted.push_back(
+                {{"object", object.label}, {"type", object.type}, {"tag", object.tag}});
+            others += "deleted " + titled(object) + " (" + object.type + ")\n";
+        }
+        const auto& [was, is] = object.status;
+        if (was == is || object.change != "changed")
             continue;
-        const Described object = described(context, tag);
         changes.push_back({{"object", object.label},
                            {"type", object.type},
-                           {"tag", tag},
+                           {"tag", object.tag},
                            {"previous", was.empty() ? Json() : Json(was)},
                            {"new", is.empty() ? Json() : Json(is)}});
         table.add(
@@ -139,50 +103,72 @@ void showChanges(Context& context, const Seen& before, const Seen& after, bool w
     }
     if (!table.empty() && with_statuses)
         text += table.text();
-    for (const auto& [tag, dataset] : before.datasets)
-        if (!after.datasets.contains(tag)) {
-            deleted.push_back({{"object", dataset.label}, {"type", dataset.type}, {"tag", tag}});
-            text += "deleted " + dataset.label + " (" + dataset.type + ")\n";
+    text += others;
+    for (const OtherChange& other : record.others)
+        if (other.subject == "workflow") {
+            jobs.push_back({{"name", other.text}, {"tag", other.tag}});
+            text += "started the job " + other.text + "\n";
         }
-    for (const auto& [tag, process] : after.processes)
-        if (!before.processes.contains(tag)) {
-            jobs.push_back({{"name", process.name}, {"tag", tag}});
-            text += "started the job " + process.name + "\n";
-        }
-    if (changes.empty() && deleted.empty() && jobs.empty())
+    if (record.objects.empty() && record.others.empty() && with_statuses &&
+        record.head.outcome.result == mervane::RunResult::Done)
         text += "nothing changed\n";
     context.document["changes"] = changes;
     context.document["deleted"] = deleted;
     context.document["jobs"] = jobs;
 }
 
-void showVisits(Context& context, const std::vector<Visit>& visits, bool done,
-                const std::map<tag_t, Described>& objects, std::string& text) {
-    Json shown = Json::array();
+// A visit with what is known of it after the run: statuses of lines aren't shown.
+struct ShownVisit {
+    Visit visit;
+    Described object;
+    std::string now;
+};
+
+std::vector<ShownVisit> describeVisits(const Context& context, const std::vector<Visit>& visits,
+                                       bool done) {
+    std::vector<ShownVisit> shown;
+    std::map<tag_t, Described> known;
+    for (const Visit& visit : visits) {
+        ShownVisit each{visit, {"?", "", ""}, visit.previous};
+        if (visit.object != NULLTAG) {
+            const bool line = asciiLower(visit.section).ends_with("_bomline");
+            const auto [at, fresh] = known.try_emplace(visit.object);
+            if (fresh)
+                at->second = line ? Described{"line " + display(visit.object, "object_string"),
+                                              kLineType, ""}
+                                  : described(context, visit.object);
+            each.object = at->second;
+            if (!line && done)
+                each.now = latestStatus(context, visit.object);
+        }
+        shown.push_back(std::move(each));
+    }
+    return shown;
+}
+
+void showVisits(Context& context, const std::vector<ShownVisit>& visits, bool done,
+                std::string& text) {
+    Json all = Json::array();
     Table table({"OBJECT", "TYPE", "SECTION", "PREVIOUS STATUS", "NEW STATUS", ""});
     for (std::size_t i = 0; i < visits.size(); ++i) {
-        const Visit& visit = visits[i];
-        const auto known = objects.find(visit.object);
-        const Described object = known == objects.end() ? Described{"?", "", ""} : known->second;
+        const auto& [visit, object, now] = visits[i];
         const bool line = object.type == kLineType;
         const bool refused = !done && i + 1 == visits.size();
-        const std::string now =
-            line || !done ? visit.previous : latestStatus(context, visit.object);
         const char* remark = visit.skipped ? "skipped" : refused ? "refused" : "";
-        shown.push_back({{"object", object.label},
-                         {"type", object.type},
-                         {"section", visit.section},
-                         {"previous", visit.previous.empty() ? Json() : Json(visit.previous)},
-                         {"new", now.empty() ? Json() : Json(now)},
-                         {"skipped", visit.skipped},
-                         {"refused", refused}});
+        all.push_back({{"object", object.label},
+                       {"type", object.type},
+                       {"section", visit.section},
+                       {"previous", visit.previous.empty() ? Json() : Json(visit.previous)},
+                       {"new", now.empty() ? Json() : Json(now)},
+                       {"skipped", visit.skipped},
+                       {"refused", refused}});
         const auto status = [&](const std::string& name) {
             return line ? "" : name.empty() ? "none" : name;
         };
         table.add({titled(object), object.type, visit.section, status(visit.previous), status(now),
                    remark});
     }
-    context.document["visits"] = shown;
+    context.document["visits"] = all;
     if (!table.empty())
         text += table.text();
 }
@@ -208,80 +194,193 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
                        near);
 }
 
-void showRefusal(Context& context, const Outcome& outcome, std::string& text) {
-    const int status = outcome.status ? outcome.status : outcome.number;
-    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
-    for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+// ---- why a run is refused ----
+
+constexpr int kNoPrivilege = 919401, kNotConfigured = 919402, kStatusNotAllowed = 919403,
+              kFieldEmpty = 919404, kCheckedOut = 919405;
+
+// The first of the fields that the object's master form has no value in.
+std::string emptyField(const Context& context, tag_t object, const std::string& fields) {
+    tag_t form = NULLTAG;
+    if (KELD_GetMasterForm(object, &form) != 0 || form == NULLTAG)
+        return "there is no master form";
+    for (const std::string& field : splitList(fields, ';'))
+        if (!field.empty() && display(form, field).empty())
+            return "the field " + field + " of its master form " + context.label(form) +
+                   " is empty";
+    return "";
 }
 
-// The objects of a run as they are before it, by what the journal may name.
-std::map<tag_t, Described> describeVisited(const Context& context, const Visits& visits) {
-    std::map<tag_t, Described> objects;
-    for (const auto* pass : {&visits.test, &visits.attributes})
-        for (const Visit& visit : *pass) {
-            if (visit.object == 0)
-                continue;
-            const bool line = asciiLower(visit.section).ends_with("_bomline");
-            objects.emplace(
-                visit.object,
-                line ? Described{"line " + display(visit.object, "object_string"), kLineType, ""}
-                     : described(context, visit.object));
+Refusal explain(const Context& context, const WantedStatus& wanted, int status, const Visit* last,
+                tag_t start) {
+    Refusal refusal;
+    refusal.status = status;
+    refusal.object = last && last->object != NULLTAG ? last->object : start;
+    const Described object = described(context, refusal.object);
+    refusal.label = titled(object);
+    refusal.type = object.type;
+    refusal.rule = context.workbench().messageText(status);
+    refusal.path = pathBetween(context, start, refusal.object);
+    const std::optional<IniFile> ini = readIniFile(statusConfigPath());
+    const auto value = [&](const char* key) {
+        const IniEntry* entry = ini && last ? ini->find(last->section, key) : nullptr;
+        if (entry)
+            refusal.line = entry->line;
+        return entry ? entry->value : std::string();
+    };
+    if (last && ini) {
+        refusal.section = last->section;
+        refusal.file = statusConfigPath();
+        for (const IniSection& section : ini->sections)
+            if (refusal.line == 0 && equalNoCase(section.name, last->section))
+                refusal.line = section.line;
+    }
+    switch (status) {
+        case kStatusNotAllowed: {
+            const std::string allowed = value("PrevReleaseStatus");
+            refusal.found =
+                "the status is " +
+                (last && !last->previous.empty() ? last->previous : std::string("none"));
+            refusal.allowed = allowed.empty() ? "none" : joined(splitList(allowed, ';'), ", ");
+            break;
         }
-    return objects;
+        case kCheckedOut:
+            refusal.found = "it is checked out";
+            refusal.holder = holderOf(context, refusal.object);
+            refusal.allowed = "not checked out by anybody";
+            break;
+        case kFieldEmpty:
+            refusal.allowed = value("CheckNeedFields");
+            refusal.found = emptyField(context, refusal.object, refusal.allowed);
+            refusal.allowed = "values in " + joined(splitList(refusal.allowed, ';'), ", ");
+            break;
+        case kNoPrivilege: {
+            std::string privilege = value("PrivilegName");
+            if (privilege.empty() && ini)
+                if (const IniEntry* entry = ini->find("GLOBAL", "PrivilegName"))
+                    privilege = entry->value;
+            refusal.holder = holderOf(context, refusal.object);
+            refusal.found = refusal.holder.empty() ? "the user hasn't got the privilege"
+                                                   : "another user has checked it out";
+            refusal.allowed = "users with the privilege " + privilege;
+            break;
+        }
+        case kNotConfigured:
+            refusal.section.clear();
+            refusal.found = "the start type is " + (wanted.structure      ? std::string(kLineType)
+                                                    : wanted.type.empty() ? object.type
+                                                                          : wanted.type);
+            refusal.allowed = "types that [SelectWSO] sets to 1";
+            break;
+        default:
+            refusal.section.clear();
+            break;
+    }
+    return refusal;
+}
+
+void showRefusal(Context& context, const Outcome& outcome, const std::optional<Refusal>& why,
+                 std::string& text) {
+    const int status = outcome.status ? outcome.status : outcome.number;
+    text += painted(Colour::Red, "refused") + ": " + statusText(context, status) + "\n";
+    if (why)
+        text += asText(*why);
+    context.document["refusal"] = why ? asJson(*why) : Json();
+}
+
+// ---- the run ----
+
+// What one run of the service says: its outcome, and the visits if they were asked for.
+struct StatusRun {
+    Outcome outcome;
+    Visits visits;
+
+    const std::vector<Visit>& shown() const {
+        return visits.attributes.empty() ? visits.test : visits.attributes;
+    }
+};
+
+StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,
+                    bool with_visits) {
+    StatusRun run;
+    const LogWatch log;
+    if (with_visits)
+        context.workbench().startJournal();
+    run.outcome = runService(context, findService("KELD_StatusManager"), arguments);
+    if (with_visits) {
+        const std::vector<mervane::JournalEntry> journal = context.workbench().stopJournal();
+        run.visits = readVisits(log.lines(), journal);
+    }
+    return run;
+}
+
+// Rehearse a refused run once more, to see where it went.
+Visits watch(Context& context, const std::vector<mervane::Argument>& arguments) {
+    const int level = KELD_GetLogLevel();
+    KELD_SetLogLevel(kDebugLevel);
+    context.workbench().beginRun(
+        {mervane::RunWay::Rehearsal, "KELD_StatusManager", "", "", KELD_VERSION});
+    StatusRun again = runStatus(context, arguments, true);
+    context.workbench().endRun({}, false, nullptr);
+    KELD_SetLogLevel(level);
+    return std::move(again.visits);
 }
 
 int set(Context& context, const WantedStatus& wanted) {
     context.open();
-    const std::string type = wanted.structure ? kLineType
-                             : !wanted.type.empty()
-                                 ? wanted.type
-                                 : context.workbench().describe(context.object(wanted.object)).type;
-    (void)context.object(wanted.object);
+    const tag_t start = context.object(wanted.object);
+    const std::string type = wanted.structure       ? kLineType
+                             : !wanted.type.empty() ? wanted.type
+                                                    : context.workbench().describe(start).type;
     checkNames(context, wanted, type);
-    const Service& service = findService("KELD_StatusManager");
-
-    std::optional<PrivateCopy> copy;
-    if (wanted.dry_run) {
-        copy.emplace(context);
-        KELD_SetLogLevel(kDebugLevel);
-    }
-    Windows windows(context);
-    const tag_t object =
-        wanted.structure ? windows.topLine(wanted.object) : context.object(wanted.object);
     context.document = {{"object", wanted.object},
                         {"type", type},
                         {"status", wanted.status},
-                        {"dry_run", wanted.dry_run}};
-    const Seen before = look(context);
-    const LogWatch log;
-    if (wanted.dry_run)
-        context.workbench().startJournal();
-    const Outcome outcome = runService(context, service, {wanted.status, type, object});
-    std::vector<mervane::JournalEntry> journal;
-    if (wanted.dry_run)
-        journal = context.workbench().stopJournal();
+                        {"dry_run", wanted.run.dry_run}};
+    BomWindows windows(context);
+    const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
+    const std::vector<mervane::Argument> arguments{wanted.status, type, object};
+    VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(arguments), statusConfigPath());
+    if (wanted.run.dry_run)
+        KELD_SetLogLevel(kDebugLevel);
+    StatusRun status = runStatus(context, arguments, wanted.run.dry_run);
+    const bool done = status.outcome.status == 0 && status.outcome.number == 0;
+    std::vector<ShownVisit> visits;
+    const Record record = run.end(status.outcome, {}, [&] {
+        if (wanted.run.dry_run)
+            visits = describeVisits(context, status.shown(), done);
+    });
 
-    context.document["succeeded"] = outcome.succeeded();
-    context.document["outcome"] = asJson(context, outcome);
-    std::string text;
-    if (wanted.dry_run) {
-        context.document["outcome"]["log"] = nullptr;
-        const Visits visits = readVisits(log.lines(), journal);
-        const bool tested = !visits.attributes.empty();
-        text += "dry run, nothing is changed; the run would visit:\n";
-        showVisits(context, tested ? visits.attributes : visits.test, outcome.succeeded(),
-                   describeVisited(context, visits), text);
+    std::optional<Refusal> why;
+    if (!done && run.result() == mervane::RunResult::Refused) {
+        // What was refused before the first change is refused again: this time it is watched.
+        if (!wanted.run.dry_run && (record.objects.empty() || !run.kept()))
+            status.visits = watch(context, arguments);
+        const std::vector<Visit>& all = status.shown();
+        const int number = status.outcome.status ? status.outcome.status : status.outcome.number;
+        why = explain(context, wanted, number, all.empty() ? nullptr : &all.back(), start);
     }
-    if (!outcome.succeeded())
-        showRefusal(context, outcome, text);
-    text += problemText(outcome, "  log: ");
-    if (outcome.succeeded() || !wanted.dry_run)
-        showChanges(context, before, look(context), !wanted.dry_run, text);
-    if (!wanted.dry_run)
-        text += "log in " + outcome.log + "\n";
+
+    context.document["succeeded"] = status.outcome.succeeded();
+    context.document["outcome"] = asJson(context, status.outcome);
+    std::string text;
+    if (wanted.run.dry_run) {
+        context.document["outcome"]["log"] = nullptr;
+        text += "dry run, nothing is changed; the run would visit:\n";
+        showVisits(context, visits, done, text);
+    }
+    if (!done)
+        showRefusal(context, status.outcome, why, text);
+    for (const auto& entry : status.outcome.stack)
+        text += "  error " + std::to_string(entry.status) + ": " + entry.text + "\n";
+    text += problemText(status.outcome, "  log: ");
+    showChanges(context, record, !wanted.run.dry_run, text);
+    context.document["run"] = endJson(run, record);
+    text += endText(run, record);
+    if (!wanted.run.dry_run)
+        text += "log in " + status.outcome.log + "\n";
     context.print(text);
-    return outcome.succeeded() ? kExitDone : kExitFailed;
+    return run.exitCode();
 }
 
 }  // namespace
@@ -313,8 +412,7 @@ void addStatusVerbs(Verbs& verbs) {
     verb->add_flag("--structure", wanted->structure,
                    "start from the top line of a BOM window, with type BOMLine")
         ->excludes(type);
-    verb->add_flag("--dry-run", wanted->dry_run,
-                   "run on a private copy of the store and show what would happen");
+    addRunOptions(verb, wanted->run);
 }
 
 }  // namespace keld

@@ -1,0 +1,244 @@
+#include "tools/keld/host/run.h"
+
+#include <CLI/CLI.hpp>
+#include <csignal>
+#include <filesystem>
+
+#include "platform/keld_se.h"
+#include "platform/keld_version.h"
+#include "tools/keld/host/progress.h"
+#include "tools/keld/host/system.h"
+
+namespace keld {
+
+namespace {
+
+namespace fs = std::filesystem;
+using mervane::RunResult;
+using mervane::RunWay;
+
+volatile std::sig_atomic_t caught = 0;
+
+// A second one ends the program at once: what isn't committed goes back by itself.
+void interrupt(int signal) {
+    caught = signal;
+    mervane_workbench()->interrupt();
+    std::signal(signal, SIG_DFL);
+}
+
+}  // namespace
+
+RunWay RunWish::way() const {
+    return dry_run ? RunWay::Rehearsal : as_server ? RunWay::AsServer : RunWay::Whole;
+}
+
+void addRunOptions(CLI::App* verb, RunWish& wish) {
+    CLI::Option* rehearsal = verb->add_flag(
+        "--dry-run", wish.dry_run, "rehearse it: show what would happen, and keep nothing");
+    verb->add_flag("--as-server", wish.as_server,
+                   "store each change for itself, as a server does: what is saved before a failure "
+                   "stays")
+        ->excludes(rehearsal);
+    verb->add_flag("--accept-failures", wish.accept_failures,
+                   "keep the run also if it left errors that its rules drop");
+}
+
+// ---- where a rehearsal writes ----
+
+Aside::Aside(Context& context) : directory_(makeTemporaryDirectory("keld-dry-run")) {
+    (void)context;
+    setEnvironment("KELD_LOG_FILE", (pathOf(directory_) / "keld.log").string());
+    setEnvironment("MV_TMP_DIR", directory_);
+}
+
+Aside::~Aside() {
+    std::error_code ignored;
+    fs::remove_all(pathOf(directory_), ignored);
+}
+
+// ---- the run ----
+
+VerbRun::VerbRun(Context& context, const RunWish& wish, const std::string& service,
+                 const std::string& arguments, const std::string& configuration)
+    : context_(context), wish_(wish) {
+    if (wish_.dry_run)
+        aside_.emplace(context);
+    context_.workbench().beginRun({wish_.way(), service, arguments, configuration, KELD_VERSION});
+    caught = 0;
+    for (const int signal : {SIGINT, SIGTERM})
+        std::signal(signal, interrupt);
+}
+
+VerbRun::~VerbRun() {
+    if (!open_)
+        return;
+    for (const int signal : {SIGINT, SIGTERM})
+        std::signal(signal, SIG_DFL);
+    try {
+        context_.workbench().endRun({RunResult::Refused, 0, "", {}, {}}, false, nullptr);
+    } catch (const std::exception& failure) {
+        context_.note(failure.what());
+    }
+}
+
+Redirected VerbRun::redirectBackups() {
+    for (const auto& [name, values] : context_.workbench().preferences())
+        if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
+            const fs::path to = pathOf(aside_->directory()) / "backup";
+            fs::create_directory(to);
+            redirected_ = true;
+            context_.workbench().setPreference(name, {to.string()});
+            return {values.front(), to.string()};
+        }
+    return {};
+}
+
+RunResult resultOf(const Outcome& outcome) {
+    if (outcome.succeeded())
+        return RunResult::Done;
+    return outcome.status == 0 && (outcome.slot != Slot::Int || outcome.number == 0)
+               ? RunResult::DoneWithFailures
+               : RunResult::Refused;
+}
+
+Record VerbRun::end(const Outcome& outcome, const std::vector<std::string>& outside,
+                    const std::function<void()>& seen) {
+    return endWith(outcome, outside, seen, nullptr);
+}
+
+Record VerbRun::end(const Outcome& outcome, const std::vector<std::string>& outside,
+                    const Each& each) {
+    return endWith(outcome, outside, nullptr, each);
+}
+
+Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& outside,
+                        const std::function<void()>& seen, const Each& each) {
+    for (const int signal : {SIGINT, SIGTERM})
+        std::signal(signal, SIG_DFL);
+    result_ = caught != 0 ? RunResult::Interrupted : resultOf(outcome);
+    mervane::RunOutcome told;
+    told.result = result_;
+    told.status = outcome.status;
+    told.slot = outcome.slot == Slot::Int   ? std::to_string(outcome.number)
+                : outcome.slot == Slot::Tag ? "#" + std::to_string(outcome.tag)
+                                            : outcome.text;
+    for (const auto& entry : outcome.stack)
+        told.stack.push_back(std::to_string(entry.status) + ": " + entry.text);
+    told.notes = outside;
+    const bool keep = result_ == RunResult::Done ||
+                      (result_ == RunResult::DoneWithFailures && wish_.accept_failures);
+    kept_ = wish_.as_server || (keep && !wish_.dry_run);
+    if (seen && caught == 0)
+        seen();
+    RecordReader reader(context_);
+    open_ = false;
+    mervane::RunHead head =
+        context_.workbench().endRun(told, keep, [&](const mervane::RunEntry& entry) {
+            // What the rehearsal alone needs is no change of the run.
+            if (!(redirected_ && entry.change == mervane::RunChange::PreferenceSet &&
+                  entry.text == KELD_DELBackupTopDirCentral))
+                reader.add(entry);
+            if (each)
+                each(entry);
+        });
+    return reader.take(std::move(head));
+}
+
+int VerbRun::exitCode() const {
+    constexpr int kSignalled = 128;
+    switch (result_) {
+        case RunResult::Done:
+            return kExitDone;
+        case RunResult::DoneWithFailures:
+            return kept_ || (wish_.dry_run && wish_.accept_failures) ? kExitDoneWithFailures
+                                                                     : kExitFailed;
+        case RunResult::Interrupted:
+            return kSignalled + caught;
+        default:
+            return kExitFailed;
+    }
+}
+
+Record changeAll(Context& context, const RunWish& wish, const std::string& verb,
+                 const std::string& arguments, const std::function<void()>& change) {
+    VerbRun run(context, wish, verb, arguments);
+    try {
+        change();
+    } catch (const mervane::Failure&) {
+        constexpr int kSignalled = 128;
+        if (caught != 0)
+            throw CommandError("interrupted: everything is as it was", {}, kSignalled + caught);
+        throw;
+    }
+    return run.end(Outcome());
+}
+
+std::string wireText(const std::vector<mervane::Argument>& arguments) {
+    std::string all;
+    const auto list = [](const std::vector<tag_t>& tags) {
+        std::string text;
+        for (const tag_t tag : tags)
+            text += (text.empty() ? "" : ",") + ("#" + std::to_string(tag));
+        return text;
+    };
+    for (const auto& argument : arguments) {
+        all += all.empty() ? "" : " ";
+        if (const auto* number = std::get_if<int>(&argument))
+            all += "i:" + std::to_string(*number);
+        else if (const auto* text = std::get_if<std::string>(&argument))
+            all += "s:" + *text;
+        else if (const auto* tag = std::get_if<tag_t>(&argument))
+            all += "t:" + (*tag == NULLTAG ? "" : "#" + std::to_string(*tag));
+        else
+            all += "ts:" + list(std::get<std::vector<tag_t>>(argument));
+    }
+    return all;
+}
+
+// ---- what is told ----
+
+std::string endText(const VerbRun& run, const Record& record) {
+    const auto errors = counted(record.head.outcome.stack.size(), "error");
+    std::string text;
+    switch (run.result()) {
+        case RunResult::Done:
+            break;
+        case RunResult::DoneWithFailures:
+            text += painted(Colour::Yellow, "done with failures") + ": " + errors +
+                    " that the rules drop";
+            if (!run.kept() && !run.rehearses())
+                text += "; everything went back (--accept-failures keeps such a run)";
+            text += "\n";
+            break;
+        case RunResult::Interrupted:
+            text += painted(Colour::Red, "interrupted") + ": ";
+            text += run.kept() ? "what is told above stays\n" : "everything went back\n";
+            break;
+        default:
+            if (!run.kept())
+                text += "nothing changed\n";
+            else if (!record.objects.empty() || !record.others.empty())
+                text += "what is told above stays; take it back with: keld runs undo " +
+                        std::to_string(record.head.number) + "\n";
+    }
+    if (!run.kept() && !run.rehearses())
+        for (const OtherChange& other : record.others)
+            if (!other.outside.empty())
+                text += "this stays: " + other.subject + " " + other.text + " " + other.change +
+                        ", in " + other.outside + "\n";
+    for (const std::string& note : record.head.outcome.notes)
+        text += "outside the store: " + note + "\n";
+    if (record.head.number != 0)
+        text += "run " + std::to_string(record.head.number) + "\n";
+    return text;
+}
+
+Json endJson(const VerbRun& run, const Record& record) {
+    return {{"way", wayName(record.head.way)},
+            {"result", resultName(run.result())},
+            {"kept", run.kept()},
+            {"run", record.head.number == 0 ? Json() : Json(record.head.number)},
+            {"outside", record.head.outcome.notes}};
+}
+
+}  // namespace keld

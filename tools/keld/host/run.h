@@ -1,0 +1,89 @@
+#pragma once
+
+// A changing verb as a run: all or nothing, as the server, or rehearsed.
+
+#include <functional>
+#include <optional>
+
+#include "tools/keld/host/record.h"
+#include "tools/keld/host/service.h"
+
+namespace keld {
+
+// How the user wants it, the same options at every changing verb.
+struct RunWish {
+    bool dry_run = false, as_server = false, accept_failures = false;
+    mervane::RunWay way() const;
+};
+void addRunOptions(CLI::App* verb, RunWish& wish);
+
+// Temporary files and the log of a rehearsal, in a directory that goes again.
+class Aside {
+public:
+    explicit Aside(Context& context);
+    ~Aside();
+    Aside(const Aside&) = delete;
+    Aside& operator=(const Aside&) = delete;
+    const std::string& directory() const { return directory_; }
+
+private:
+    std::string directory_;
+};
+
+// Backups of a rehearsal go to another directory.
+struct Redirected {
+    std::string from, to;  // empty: no backup is configured
+};
+
+class VerbRun {
+public:
+    // `service`: the one that runs, or the verb. The configuration is that of services that read
+    // one.
+    VerbRun(Context& context, const RunWish& wish, const std::string& service,
+            const std::string& arguments, const std::string& configuration = "");
+    ~VerbRun();  // a run that isn't ended goes back
+    VerbRun(const VerbRun&) = delete;
+    VerbRun& operator=(const VerbRun&) = delete;
+
+    bool rehearses() const { return wish_.dry_run; }
+    // Requires: it rehearses.
+    Redirected redirectBackups();
+
+    // Keep the run or let it go back, as its outcome says. `seen` looks at the store as the run has
+    // left it, before anything goes back.
+    Record end(const Outcome& outcome, const std::vector<std::string>& outside = {},
+               const std::function<void()>& seen = nullptr);
+    // The same; each entry is shown.
+    using Each = std::function<void(const mervane::RunEntry&)>;
+    Record end(const Outcome& outcome, const std::vector<std::string>& outside, const Each& each);
+
+    // After the end.
+    bool kept() const { return kept_; }
+    mervane::RunResult result() const { return result_; }
+    int exitCode() const;
+
+private:
+    Context& context_;
+    RunWish wish_;
+    std::optional<Aside> aside_;
+    mervane::RunResult result_ = mervane::RunResult::Refused;
+    bool open_ = true, kept_ = false, redirected_ = false;
+
+    Record endWith(const Outcome& outcome, const std::vector<std::string>& outside,
+                   const std::function<void()>& seen, const Each& each);
+};
+
+mervane::RunResult resultOf(const Outcome& outcome);
+// A change that the verb makes itself, through the workbench; a Failure goes on, and all back.
+Record changeAll(Context& context, const RunWish& wish, const std::string& verb,
+                 const std::string& arguments, const std::function<void()>& change);
+
+// The arguments of a service as on the wire: "s:Frozen s:ItemRevision t:#12".
+std::string wireText(const std::vector<mervane::Argument>& arguments);
+
+// The outcome of a run as its last lines: done, with which failures, refused; what was kept, and
+// under which number its record is.
+std::string endText(const VerbRun& run, const Record& record);
+Json endJson(const VerbRun& run, const Record& record);
+
+}  // namespace keld

@@ -1,0 +1,71 @@
+#pragma once
+
+// Writes down what a session changes while a run lasts, in the transactions of the changes
+// themselves: an entry is stored if, and only if, its change is.
+
+#include <string>
+
+#include "workbench/run/entry.h"
+#include "workbench/store/runs.h"
+
+namespace mervane {
+
+class Store;
+struct Right;
+
+class Recorder {
+public:
+    // With `stored` the record stays in the store, else the connection alone has it.
+    Recorder(Store& store, bool stored, RunHead head, std::int64_t session);
+
+    bool isStored() const { return stored_; }
+    RunHead& head() { return head_; }
+
+    // Requires: a transaction that the change is a part of.
+    void add(StoredEntry entry);
+
+    // An object as the store has it, all values in `before` or in `after`.
+    enum class Side { Before, After };
+    StoredEntry stored(tag_t object, RunChange change, Side side);
+    // An object that is stored now, made outside the session's saves; with the file that it may be.
+    void addMade(tag_t object);
+    // What a change from outside the session has made of an object, by its values before.
+    void addDifference(const StoredEntry& before);
+
+    void checkedOut(tag_t object, tag_t user, const std::string& date, const std::string& comment);
+    void checkedIn(tag_t object, tag_t user, const std::string& date, const std::string& comment);
+    // `registry`: path of a shared one, which is outside the store; empty: the store's own.
+    void registered(const std::string& item_id, const std::string& registry = "");
+    void takenOut(const std::string& item_id, const std::string& registry = "");
+    // Null: the preference isn't there.
+    void preference(const std::string& name, const std::vector<std::string>* before,
+                    const std::vector<std::string>* after);
+    void right(RunChange change, const Right& right, std::int64_t position);
+    void modelExtended(const std::string& what);
+
+    // The number under which entries are stored; 0: none is.
+    std::int64_t number();
+    bool hasEntries() const { return position_ > 0; }
+    RunTables& tables() { return tables_; }
+
+private:
+    Store& store_;
+    bool stored_;
+    RunHead head_;
+    std::int64_t session_;
+    std::string token_;
+    RunTables tables_;
+    std::int64_t position_ = 0;
+
+    void idChanged(RunChange change, const std::string& item_id, const std::string& registry);
+    void checkOut(RunChange change, tag_t object, tag_t user, const std::string& date,
+                  const std::string& comment);
+};
+
+// Values of a right and back, as an entry has them.
+Values asValues(const Right& right);
+Right rightOf(const Values& values);
+// Of a preference: a logical that says whether it is there, then its values.
+Values asValues(const std::vector<std::string>* preference);
+
+}  // namespace mervane

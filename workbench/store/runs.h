@@ -1,0 +1,46 @@
+#pragma once
+
+// The tables of runs: heads and entries. Those of a connection alone ("temporary") are for runs of
+// a store that records nothing.
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "workbench/run.h"
+#include "workbench/run/entry.h"
+#include "workbench/store/sqlite.h"
+
+namespace mervane {
+
+class RunTables {
+public:
+    RunTables(Connection& connection, bool temporary);
+
+    // The number of the run with the token; its head is stored first if it isn't there. `session`
+    // is the one that runs it.
+    std::int64_t begin(const std::string& token, const RunHead& head, std::int64_t session);
+    void add(std::int64_t run, const StoredEntry& entry);
+    // Outcome, end and counts.
+    void end(const RunHead& head);
+    void remove(std::int64_t run);
+
+    // Without `running`. False: there is no such run.
+    bool head(std::int64_t run, RunHead& head, std::int64_t* session);
+    // Newest first.
+    std::vector<std::int64_t> find(const RunQuery& query);
+    // In order, or the latest first.
+    enum class Order { First, Last };
+    void entries(std::int64_t run, Order order,
+                 const std::function<void(StoredEntry&&)>& each) const;
+    // Those that ended, or began and never will, before the moment.
+    std::vector<std::int64_t> before(const std::string& moment);
+    // Files that were removed in runs whose record is kept, by tag, each once.
+    std::vector<tag_t> removedFiles() const;
+
+private:
+    Connection& connection_;
+    bool temporary_;
+};
+
+}  // namespace mervane
