@@ -8,6 +8,7 @@
 #include <unordered_map>
 
 #include "tests/faults/functions.h"
+#include "workbench/model/status.h"
 
 namespace faults {
 namespace {
@@ -122,7 +123,9 @@ public:
     Verdict judge() {
         for (std::size_t i = 0; i < record_.calls.size(); ++i)
             if (record_.calls[i].planned)
-                follow(i);
+                follow(i, planned_status_);
+            else if (isConsequence(record_.calls[i]))
+                follow(i, record_.calls[i].status);
         const Failure* first = nullptr;
         for (const Failure& failure : failures_)
             if (failure.status != 0 && (!first || replaces(*first, failure)))
@@ -148,9 +151,16 @@ private:
                std::find(later.left.begin(), later.left.end(), first.giver) != later.left.end();
     }
 
-    void follow(std::size_t index) {
+    // A failure may keep an object from being saved, and where it was dropped, the object is
+    // referred to all the same: the save of the one that refers to it fails then.
+    static bool isConsequence(const Call& call) {
+        return std::strcmp(call.operation, "DBO_save_instances") == 0 &&
+               call.status == mervane::kUnknownObject;
+    }
+
+    void follow(std::size_t index, int status) {
         const Call& call = record_.calls[index];
-        Failure failure{index, call.moment, {}, {}, planned_status_, false, {nullptr, 0}};
+        Failure failure{index, call.moment, {}, {}, status, false, {nullptr, 0}};
         std::string inner = call.operation;
         for (const Known& outer : chain(book_, call.frames)) {
             Judgement rule = book_.of(*outer.function, inner, before(index),

@@ -55,7 +55,7 @@ TEST_F(JobIdentity, TextsOfThePersonAreCutTo32WithoutAMessage) {
 }
 
 TEST_F(JobIdentity, ALongUserNameIsCutOnAWholeCharacterWithAWarning) {
-    world.put(user, "user_name", std::string(31, 'u') + "\xC3\xA4xyz");
+    administer([this] { world.put(user, "user_name", std::string(31, 'u') + "\xC3\xA4xyz"); });
     ASSERT_EQ(0, write(withUser("currentUserName")));
     EXPECT_EQ(std::string(31, 'u'), value("user"));
     EXPECT_THAT(world.lines("W"), Contains("Text cut to 32 characters: szUser"));
@@ -91,7 +91,7 @@ TEST_F(JobIdentity, NoFailureOfALookUpEndsTheJob) {
 }
 
 TEST_F(JobIdentity, AUserWithoutAPersonHasNeitherMailNorCity) {
-    world.bench.set(user, "person", {});
+    administer([this] { world.bench.set(user, "person", {}); });
     ASSERT_EQ(0, write(forRevision()));
     EXPECT_EQ("u4711", value("user"));
     EXPECT_EQ("", value("city"));
@@ -136,7 +136,7 @@ TEST_F(JobIdentity, AFailedMembershipShowsInTheGroupsName) {
 // ---- the group's full name ----
 
 TEST_F(JobIdentity, AGroupWithoutAParentIsItsOwnName) {
-    world.bench.set(group, "parent", {});
+    administer([this] { world.bench.set(group, "parent", {}); });
     char name[1024] = "";
     EXPECT_EQ(0, KELD_getGroupFullName(group, name));
     EXPECT_STREQ("design", name);
@@ -170,14 +170,16 @@ tag_t lineOfGroups(world::World& world, int count, std::size_t last_length) {
 
 TEST_F(JobIdentity, TheNameThatCrossesTheLimitIsntCountedAndItsTextIsCut) {
     // 32 names of 31 characters with their dots are 1023, the dot behind them is the 1024th.
-    const tag_t fits = lineOfGroups(world, 32, 31);
+    tag_t fits = NULLTAG;
+    administer([&] { fits = lineOfGroups(world, 32, 31); });
     char name[1024] = "before";
     EXPECT_EQ(0, KELD_getGroupFullName(fits, name));
     EXPECT_EQ(1023u, std::strlen(name));
 }
 
 TEST_F(JobIdentity, ATextOf1024CharactersLeavesTheFieldAloneAndTheLogOneStepDeeper) {
-    const tag_t deep = lineOfGroups(world, 33, 31);
+    tag_t deep = NULLTAG;
+    administer([&] { deep = lineOfGroups(world, 33, 31); });
     char name[1024] = "before";
     const int before = depth();
     EXPECT_EQ(0, KELD_getGroupFullName(deep, name));
@@ -187,7 +189,8 @@ TEST_F(JobIdentity, ATextOf1024CharactersLeavesTheFieldAloneAndTheLogOneStepDeep
 
 TEST_F(JobIdentity, TheLastNameMayCrossTheLimitAndIsCutThere) {
     // 1023 characters with the last dot, so the name behind it is appended and cut off again.
-    const tag_t deep = lineOfGroups(world, 33, 30);
+    tag_t deep = NULLTAG;
+    administer([&] { deep = lineOfGroups(world, 33, 30); });
     char name[1024] = "before";
     EXPECT_EQ(0, KELD_getGroupFullName(deep, name));
     EXPECT_EQ(1023u, std::strlen(name));
@@ -196,7 +199,7 @@ TEST_F(JobIdentity, TheLastNameMayCrossTheLimitAndIsCutThere) {
 }
 
 TEST_F(JobIdentity, GroupsInARingEndAtTheLimit) {
-    world.bench.set(group, "parent", {mervane::Reference{group}});
+    administer([this] { world.bench.set(group, "parent", {mervane::Reference{group}}); });
     char name[1024] = "before";
     EXPECT_EQ(0, KELD_getGroupFullName(group, name));
     EXPECT_STREQ("before", name);

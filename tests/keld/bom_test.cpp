@@ -215,11 +215,19 @@ TEST_F(Bom, ALineThatIsCheckedOutIsPassedOverWithAllBelowIt) {
     EXPECT_EQ(std::count(found.begin(), found.end(), "000210/A:"), 1);
 }
 
-TEST_F(Bom, AFailureIsShownAndWhatIsNumberedIsSavedAllTheSame) {
+TEST_F(Bom, AFailureTakesAllBack) {
     environment()["MERVANE_FAULTS"] = "LINE_pack:1=4711";
-    const Result result = keld({"bom", "resequence", "000200", "--save", "--json"});
+    const std::string before = done({"export"}).out;
+    EXPECT_EQ(keld({"bom", "resequence", "000200", "--save"}).exit_code, 1);
     environment().erase("MERVANE_FAULTS");
-    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(done({"export"}).out, before);
+}
+
+TEST_F(Bom, AsTheServerAFailureIsShownAndWhatIsNumberedIsSavedAllTheSame) {
+    environment()["MERVANE_FAULTS"] = "LINE_pack:1=4711";
+    const Result result = keld({"bom", "resequence", "000200", "--save", "--as-server", "--json"});
+    environment().erase("MERVANE_FAULTS");
+    EXPECT_EQ(result.exit_code, 3) << "done, with a failure";
     const json document = result.json();
     EXPECT_EQ(rows(document), kKept);
     EXPECT_EQ(document["saved"], true);
@@ -261,8 +269,10 @@ TEST_F(Bom, TheStoredProtocolIsReadBackByteForByte) {
 
 TEST_F(Bom, WithoutADirectoryForTheProtocolTheRunIsAFailure) {
     environment()["MV_TMP_DIR"] = path("not-there").string();
-    const Result result = keld({"bom", "resequence", "000200", "--save", "--json"});
-    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(keld({"bom", "resequence", "000200", "--save"}).exit_code, 1);
+    EXPECT_EQ(lines("000200"), kUntouched);
+    const Result result = keld({"bom", "resequence", "000200", "--save", "--as-server", "--json"});
+    EXPECT_EQ(result.exit_code, 3) << "done, with a failure";
     EXPECT_EQ(result.json()["protocol"], nullptr);
     EXPECT_EQ(lines("000200")[0], "10 000201/A 0.3 x2");
 }

@@ -54,8 +54,8 @@ TEST_F(HostileFiles, ALogOnAFullDeviceIsToldAndNotReadBack) {
 }
 
 TEST_F(HostileFiles, APipeInTheDatabasesPlaceIsRefused) {
-    for (const char* name : {"keld.db-journal", "keld.db-wal", "keld.db-shm",
-                             "keld.db-locks-journal", "keld.db"}) {
+    for (const char* name :
+         {"keld.db-journal", "keld.db-wal", "keld.db-shm", "keld.db-locks-journal", "keld.db"}) {
         fs::remove(path(name));
         ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0) << name;
         const Result result = keld({"find", "*"});
@@ -77,9 +77,11 @@ TEST_F(HostileFiles, APipeInThePlaceOfTheLockTablesIsReplaced) {
 
 TEST_F(HostileFiles, APipeInTheJournalsPlaceIsRefused) {
     ASSERT_EQ(mkfifo(path("calls").c_str(), 0600), 0);
-    environment()["MERVANE_JOURNAL"] = path("calls").string();
-    const Result result = done({"show", "000100"});
-    EXPECT_THAT(result.err, HasSubstr("can't be opened"));
+    for (const std::string& place : {path("calls").string(), std::string("/dev/full")}) {
+        environment()["MERVANE_JOURNAL"] = place;
+        const Result result = done({"show", "000100"});
+        EXPECT_THAT(result.err, HasSubstr(place + " can't be opened"));
+    }
 }
 
 TEST_F(HostileFiles, APipeInTheConfigurationsPlaceIsNoConfiguration) {

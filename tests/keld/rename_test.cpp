@@ -172,7 +172,13 @@ TEST_F(Rename, AnIdThatAnotherStoreHasRegisteredIsRefused) {
 TEST_F(Rename, ARegistryOutOfReachIsToldAndRenamesAllTheSame) {
     activateRegistry();
     done({"registry", "off"});
-    const json document = refused({"ABC-02", "--to", "XY-9"}).json();
+    const std::string before = exported();
+    EXPECT_EQ(refused({"ABC-02", "--to", "XY-9"}).json()["run"]["kept"], false);
+    EXPECT_EQ(exported(), before) << "a failure that the rules drop takes all back";
+    const Result accepted =
+        keld({"rename", "ABC-02", "--to", "XY-9", "--accept-failures", "--json"});
+    EXPECT_EQ(accepted.exit_code, 3);
+    const json document = accepted.json();
     EXPECT_EQ(document["outcome"]["status"], 0) << "the service goes on without it";
     EXPECT_EQ(document["refusal"], nullptr);
     EXPECT_EQ(change(document, "ABC-02", "item_id"), "ABC-02 -> XY-9");
@@ -224,7 +230,10 @@ TEST_F(Rename, AReplicaIsRefusedWithItsSite) {
 
 TEST_F(Rename, AFailureOnTheWayShowsWhatIsChangedAlready) {
     environment()["MERVANE_FAULTS"] = "OBJ_save:2=4711";
-    const json document = refused({"ABC-01", "--to", "XY-9"}).json();
+    const std::string before = exported();
+    EXPECT_EQ(refused({"ABC-01", "--to", "XY-9"}).json()["renamed"], json::array());
+    EXPECT_EQ(exported(), before) << "a whole run goes back";
+    const json document = refused({"ABC-01", "--to", "XY-9", "--as-server"}).json();
     EXPECT_EQ(document["refusal"]["status"], 4711);
     EXPECT_EQ(document["refusal"]["operation"], "OBJ_save");
     EXPECT_EQ(document["renamed"].size(), 1u) << document["renamed"];

@@ -123,15 +123,14 @@ TEST_F(Runs, FailuresThatTheRulesDropTakeAWholeRunBackUnlessTheyAreAccepted) {
 
 TEST_F(Runs, AsTheServerWhatIsSavedBeforeAFailureStaysAndCanBeTakenBack) {
     const std::string before = exported();
-    environment()["MERVANE_FAULTS"] = "OBJ_save:3=515001";
-    const Result whole = keld({"status", "set", "000100/A", "Released", "--structure"});
+    // Of the two saves of the rename the first one is done.
+    environment()["MERVANE_FAULTS"] = "OBJ_save:2=515001";
+    const Result whole = keld({"rename", "000100", "--to", "P-1"});
+    environment().erase("MERVANE_FAULTS");
     EXPECT_EQ(whole.exit_code, 1);
-    environment().clear();
-    environment()["KELD_CFG_PATH"] = KELD_SOURCE_DIR "/tests/keld/config";
     EXPECT_EQ(exported(), before);
-    environment()["MERVANE_FAULTS"] = "OBJ_save:3=515001";
-    const Result server =
-        keld({"status", "set", "000100/A", "Released", "--structure", "--as-server", "--json"});
+    environment()["MERVANE_FAULTS"] = "OBJ_save:2=515001";
+    const Result server = keld({"rename", "000100", "--to", "P-1", "--as-server", "--json"});
     environment().erase("MERVANE_FAULTS");
     EXPECT_EQ(server.exit_code, 1);
     EXPECT_NE(exported(), before);
@@ -169,12 +168,9 @@ TEST_F(Runs, EveryVerbThatChangesTheStoreIsARun) {
 }
 
 TEST_F(Runs, ADeletionIsTakenBackWithItsFiles) {
-    const std::string before = exported();
-    writeFile(path("backup"), "");
-    fs::remove(path("backup"));
     done({"prefs", "set", "KELD_DELBackupTopDirCentral", path("backup").string()});
     const std::string set = exported();
-    const Result result = done({"delete-check", "000102/A:drawing", "--then-delete", "--json"});
+    const Result result = done({"delete-check", "000100/A:drawing", "--then-delete", "--json"});
     EXPECT_NE(exported(), set);
     const auto undone = done({"runs", "undo", std::to_string(numberOf(result)), "--json"}).json();
     EXPECT_EQ(exported(), set);

@@ -57,11 +57,12 @@ void showRelations(Context& context, tag_t object) {
             char type[129] = "";
             KELD_MVTYPE_ask_name(entry.relation_type, type);
             mervane::Found other;
-            std::string label = "#" + std::to_string(entry.secondary);
+            std::string label = "#" + std::to_string(entry.secondary), title = label;
             try {
                 context.workbench().needRead(entry.secondary);
                 other = context.workbench().describe(entry.secondary);
                 label = context.label(entry.secondary);
+                title = context.title(entry.secondary);
             } catch (const mervane::Failure& failure) {
                 constexpr int kNotAllowed = 710021;
                 other.name = failure.status() == kNotAllowed ? "(not readable)" : "(gone)";
@@ -69,11 +70,10 @@ void showRelations(Context& context, tag_t object) {
             shown.push_back({{"relation", type},
                              {"direction", outgoing ? "to" : "from"},
                              {"tag", entry.secondary},
-                             {"object", context.label(entry.secondary)},
+                             {"object", label},
                              {"type", other.type},
                              {"name", other.name}});
-            table.add({type, outgoing ? "to" : "from", context.title(entry.secondary), other.type,
-                       other.name});
+            table.add({type, outgoing ? "to" : "from", title, other.type, other.name});
         }
     }
     context.document["relations"] = shown;

@@ -48,13 +48,31 @@ tag_t firstTag(const JournalEntry& entry) {
 
 }  // namespace
 
+// The label that an object had before: of what the rename gives to an item, its revisions and what
+// hangs on them.
+std::string labelBefore(const ChangedObject& object, const RenameIds& ids) {
+    if (!object.label.starts_with(ids.new_item))
+        return object.label;
+    std::string rest = object.label.substr(ids.new_item.size());
+    if (!rest.empty() && rest.front() != '/')
+        return object.label;
+    const std::string revision = "/" + ids.new_revision;
+    if (!ids.new_revision.empty() && rest.starts_with(revision) &&
+        (rest.size() == revision.size() || rest[revision.size()] == ':'))
+        rest.replace(0, revision.size(), "/" + ids.old_revision);
+    for (const ChangedValue& value : object.values)
+        if (value.attribute == "object_name" && rest.ends_with(":" + value.after))
+            rest.replace(rest.size() - value.after.size(), value.after.size(), value.before);
+    return ids.old_item + rest;
+}
+
 std::vector<RenamedText> renamedTexts(const Record& record, const RenameIds& ids) {
     std::vector<RenamedText> changes;
     for (const ChangedObject& object : record.objects)
         for (const ChangedValue& value : object.values) {
             if (!value.text || object.change != "changed")
                 continue;
-            RenamedText change{object.label,
+            RenamedText change{labelBefore(object, ids),
                                object.type,
                                value.attribute,
                                value.before,
