@@ -307,7 +307,8 @@ Outcome runService(Context& context, const Service& service,
     outcome.stack = context.workbench().errorStack();
     outcome.problems = log.problems();
     constexpr int kTraceLevel = 3;
-    if (KELD_GetLogLevel() >= kTraceLevel && !log.grew())
+    // Services without effects may leave no line.
+    if (service.effects != Effects::None && KELD_GetLogLevel() >= kTraceLevel && !log.grew())
         tell("nothing could be written to the log " + log.path());
     outcome.log = log.path();
     return outcome;
