@@ -127,7 +127,7 @@ private:
         const std::string what = arguments[0] + (arguments.size() > 1 ? " " + arguments[1] : "");
         if (result.hung)
             counts_.problem(what + " hangs");
-        else if (result.exit_code > 1 && !killed)
+        else if (result.exit_code > 3 && !killed)
             counts_.problem(what + " ended with " + std::to_string(result.exit_code) + ": " +
                             result.err);
         const std::lock_guard guard(counts_.mutex);
@@ -190,7 +190,7 @@ private:
             case 7:
             case 8:
                 item->status = after(run({"status", "set", item->id + "/A", "Frozen"}),
-                                     item->status, Truth::Yes, false);
+                                     item->status, Truth::Yes, true);
                 return;
             case 9:
             case 10:
@@ -246,7 +246,7 @@ private:
         const Ending ending = run({"rename", item.id, "--to", to});
         if (ending == Ending::Acknowledged)
             item.id = to;
-        else
+        else if (ending == Ending::Unknown)
             item.other_id = to;
     }
 

@@ -25,7 +25,8 @@ constexpr char kMore[] = R"({
     { "id": "000200", "revisions": [{ "id": "A", "name": "frame", "bom": [
         { "item": "000101", "quantity": "1" }, { "item": "000102", "quantity": "2" },
         { "item": "000102", "quantity": "3" }] }] },
-    { "id": "000201", "revisions": [{ "id": "A", "name": "other" }] }],
+    { "id": "000201", "revisions": [{ "id": "A", "name": "other" }] },
+    { "id": "000203", "revisions": [{ "id": "A", "name": "third" }] }],
   "folders": [{ "name": "Letters", "contents": ["000100/A:drawing"] }],
   "check_outs": [{ "object": "000102/A", "comment": "was out" }]
 })";
@@ -72,7 +73,8 @@ Sandbox::Sandbox() : root_(roomFor()) {
         {"load", "more.json"},
         {"prefs", "set", "KELD_DELBackupTopDirCentral", path("backups")},
         {"prefs", "set", "KELD_CopyAttributes_WSO", "--", "ItemRevision;object_name"},
-        {"prefs", "set", "KELD_CopyAttributes_Relation", "--", "Item;revision_list;ItemRevision"}};
+        {"prefs", "set", "KELD_CopyAttributes_Relation", "--", "Item;revision_list;ItemRevision"},
+        {"rename", "000203", "--to", "000204"}};
     for (const auto& step : steps) {
         const Result result = runKeld(directory(), step);
         if (result.exit_code != 0)

@@ -146,8 +146,12 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
     }
     open_ = false;
     session_.record(nullptr);
-    if (way_ != RunWay::AsServer)
-        session_.store().locks().setActivity(session_.lockSession(), "");
+    try {
+        if (way_ != RunWay::AsServer)
+            session_.store().locks().setActivity(session_.lockSession(), "");
+    } catch (const Failure&) {
+        // It is stored and can't fail any more; nobody waits for it.
+    }
     return ended;
 }
 
