@@ -47,7 +47,7 @@ TEST_F(Runs, AWholeRunIsListedShownAndTakenBack) {
     EXPECT_EQ(listed[0]["number"], number);
     EXPECT_EQ(listed[0]["service"], "KELD_StatusManager");
     EXPECT_THAT(listed[0]["arguments"].get<std::string>(),
-                HasSubstr("s:Frozen s:ItemRevision t:#"));
+                HasSubstr("s:Frozen s:ItemRevision t:000102/A"));
     const Result shown = done({"runs", "show", std::to_string(number)});
     EXPECT_THAT(shown.out, ContainsRegex("changed +000102/A +ItemRevision"));
     EXPECT_THAT(shown.out, HasSubstr("keld_statusmanager.ini, SHA-256 "));
