@@ -147,8 +147,12 @@ TEST_F(LogProcess, GoesOnWhenTheDiskIsFull) {
         GTEST_SKIP() << "the system has no full device";
     setenv("KELD_LOG_FILE", "/dev/full", 1);
     EXPECT_EQ(waitFor(start([] {
+                  testing::internal::CaptureStderr();
                   for (int i = 0; i < 10; ++i)
                       KELD_ERROR("dropped\n");
+                  if (testing::internal::GetCapturedStderr() !=
+                      "KELD: the log file /dev/full can't be written, log lines are dropped\n")
+                      ::_exit(1);  // it is told once
               })),
               0);
 }

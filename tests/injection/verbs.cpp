@@ -92,7 +92,7 @@ const std::vector<Verb>& verbs() {
          {"status", "set", "000101/A", "Frozen", "--as-server"},
          Sort::Steps,
          has({"\"Frozen\""})},
-        {"runs undo", {"runs", "undo", "1"}, Sort::Whole, has({"\"000203\""})},
+        {"runs undo", {"runs", "undo", "6"}, Sort::Whole, has({"\"000203\""})},
         {"copy-attr", {"copy-attr", "000200", "000201"}, Sort::Whole, hasNot("\"other\"")},
         {"delete-check",
          {"delete-check", "000100/A:drawing", "--then-delete"},
