@@ -142,7 +142,7 @@ private:
         sandbox_.renew();
         ProgramRun stopped(sandbox_.directory(), verb.arguments, {{"KELD_CALLS_AT", at}});
         stopped.waitForStop();
-        const Result other = runKeld(sandbox_.directory(), kOther);
+        const Result other = runKeld(sandbox_.directory(), kOther, {{"MERVANE_WAIT_MS", "100"}});
         stopped.send(SIGCONT);
         const Result result = stopped.wait();
         if (other.hung)
