@@ -335,8 +335,7 @@ TEST_F(JobService, ABlankInTheProgramsNameIsNotQuoted) {
 TEST_F(JobService, AUsersIdIsNeverReadByTheCommandProcessor) {
     const std::string marker = (directory_ / "marker").string();
     // No user is made with such an id any more, but one may have it from before.
-    world.put(world.bench.find({"u4711", "User", "", 0}).front().tag, "user_id",
-              "u;touch $MARK>b|c&d `e` \"f\" ..");
+    administer([this] { world.put(user, "user_id", "u;touch $MARK>b|c&d `e` \"f\" .."); });
     ::setenv("MARK", marker.c_str(), 1);
     Sent sent;
     sent.program = program(0);

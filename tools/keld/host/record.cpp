@@ -205,8 +205,36 @@ void RecordReader::addOther(const RunEntry& entry) {
     record_.others.push_back(std::move(other));
 }
 
+namespace {
+
+// "#12 (gone)" with the name that the object had, if the run itself has deleted it.
+void nameDeleted(std::string& text, const std::map<std::string, std::string>& names) {
+    constexpr std::string_view kGone = " (gone)";
+    for (std::size_t end = 0; (end = text.find(kGone, end)) != std::string::npos;
+         end += kGone.size()) {
+        const std::size_t begin = text.rfind('#', end);
+        const auto known =
+            begin == std::string::npos ? names.end() : names.find(text.substr(begin, end - begin));
+        if (known == names.end())
+            continue;
+        const std::string told = known->second + " (" + known->first + ", gone)";
+        text.replace(begin, end + kGone.size() - begin, told);
+        end = begin + told.size() - kGone.size();
+    }
+}
+
+}  // namespace
+
 Record RecordReader::take(mervane::RunHead head) {
     record_.head = std::move(head);
+    std::map<std::string, std::string> deleted;
+    for (const ChangedObject& object : record_.objects)
+        if (object.change == "deleted" && !object.name.empty())
+            deleted["#" + std::to_string(object.tag)] = object.name;
+    if (!deleted.empty())
+        for (ChangedObject& object : record_.objects)
+            for (ChangedValue& value : object.values)
+                nameDeleted(value.before, deleted);
     for (const auto& [object, status] : statuses_) {
         ChangedObject& changed = record_.objects[places_.at(object)];
         const auto name = [&](tag_t tag) {

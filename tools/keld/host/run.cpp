@@ -6,6 +6,7 @@
 
 #include "platform/keld_se.h"
 #include "platform/keld_version.h"
+#include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
 
@@ -188,14 +189,15 @@ void changeAll(Context& context, const RunWish& wish, const std::string& verb,
     run.keep();
 }
 
-std::string wireText(const std::vector<mervane::Argument>& arguments) {
+std::string wireText(const Context& context, const std::vector<mervane::Argument>& arguments) {
+    constexpr tag_t kFirstLine = 0xE0000000u;  // tags of BOM lines live as long as their window
     std::string all;
-    const auto list = [](const std::vector<tag_t>& tags) {
-        std::string text;
-        for (const tag_t tag : tags)
-            text += (text.empty() ? "" : ",") + ("#" + std::to_string(tag));
-        return text;
+    const auto name = [&](tag_t tag) {
+        return tag == NULLTAG     ? std::string()
+               : tag < kFirstLine ? context.title(tag)
+                                  : context.title(lineTag(tag, "bl_revision"));
     };
+    const auto kind = [](tag_t tag) { return tag >= kFirstLine ? "l" : "t"; };
     for (const auto& argument : arguments) {
         all += all.empty() ? "" : " ";
         if (const auto* number = std::get_if<int>(&argument))
@@ -203,9 +205,13 @@ std::string wireText(const std::vector<mervane::Argument>& arguments) {
         else if (const auto* text = std::get_if<std::string>(&argument))
             all += "s:" + *text;
         else if (const auto* tag = std::get_if<tag_t>(&argument))
-            all += "t:" + (*tag == NULLTAG ? "" : "#" + std::to_string(*tag));
-        else
-            all += "ts:" + list(std::get<std::vector<tag_t>>(argument));
+            all += std::string(kind(*tag)) + ":" + name(*tag);
+        else {
+            const auto& tags = std::get<std::vector<tag_t>>(argument);
+            all += std::string(tags.empty() ? "t" : kind(tags.front())) + "s:";
+            for (std::size_t i = 0; i < tags.size(); ++i)
+                all += (i == 0 ? "" : ",") + name(tags[i]);
+        }
     }
     return all;
 }

@@ -79,10 +79,10 @@ private:
 mervane::RunResult resultOf(const Outcome& outcome);
 // A change that the verb makes itself, through the workbench; a Failure goes on, and all back.
 void changeAll(Context& context, const RunWish& wish, const std::string& verb,
-                 const std::string& arguments, const std::function<void()>& change);
+               const std::string& arguments, const std::function<void()>& change);
 
-// The arguments of a service as on the wire: "s:Frozen s:ItemRevision t:#12".
-std::string wireText(const std::vector<mervane::Argument>& arguments);
+// The arguments of a service as `keld call` takes them: "s:Frozen s:ItemRevision t:000123/A".
+std::string wireText(const Context& context, const std::vector<mervane::Argument>& arguments);
 
 // The outcome of a run as its last lines: done, with which failures, refused; what was kept, and
 // under which number its record is.

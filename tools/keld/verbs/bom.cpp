@@ -204,8 +204,7 @@ int resequence(Context& context, const WantedOrder& wanted) {
         wanted.lines.empty() ? std::vector<tag_t>{top} : namedLines(context, top, wanted.lines);
     const std::string object = context.label(lineTag(top, "bl_revision"));
     const std::vector<mervane::Argument> arguments{top, lines, wanted.level, wanted.sort ? 1 : 0};
-    VerbRun run(context, wanted.run, "KELD_PSE_PackAndResequenceBom",
-                wireText(arguments) + " of " + object);
+    VerbRun run(context, wanted.run, "KELD_PSE_PackAndResequenceBom", wireText(context, arguments));
     Outcome outcome = runService(context, findService("KELD_PSE_PackAndResequenceBom"), arguments,
                                  wanted.dump ? Printed::ToStandardError : Printed::Nowhere);
     context.document = {{"object", object},

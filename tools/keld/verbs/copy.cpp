@@ -133,7 +133,7 @@ int copy(Context& context, const WantedCopy& wanted) {
     for (const std::string& name : wanted.destinations)
         destinations.push_back(context.object(name));
     const std::vector<mervane::Argument> arguments{source, destinations};
-    VerbRun run(context, wanted.run, "KELD_CopyAttr", wireText(arguments));
+    VerbRun run(context, wanted.run, "KELD_CopyAttr", wireText(context, arguments));
     context.workbench().startJournal();
     const Outcome outcome = runService(context, findService("KELD_CopyAttr"), arguments);
     const Left left = readLeft(context.workbench().stopJournal());

@@ -295,7 +295,7 @@ int check(Context& context, const WantedCheck& wanted) {
         tags.push_back(row.tag);
 
     VerbRun run(context, wanted.run, wanted.then_delete ? "delete" : "KELD_DeleteDeluxe",
-                wireText({tags}));
+                wireText(context, {tags}));
     Redirected backups;
     if (wanted.run.dry_run)
         backups = run.redirectBackups();

@@ -285,7 +285,7 @@ int makeItem(Context& context, const WantedItem& wanted) {
         wanted.job_type, std::string(),
         wanted.options,  std::string(wanted.all_types ? "true" : "false"),
         wanted.relation, objectsNamed(context, wanted.objects)};
-    VerbRun run(context, wanted.run, "KELD_SrvCallCRIFromPortal", wireText(arguments));
+    VerbRun run(context, wanted.run, "KELD_SrvCallCRIFromPortal", wireText(context, arguments));
     const Outcome outcome =
         runService(context, findService("KELD_SrvCallCRIFromPortal"), arguments);
     context.document = {{"dry_run", run.rehearses()},

@@ -184,9 +184,10 @@ int rename(Context& context, WantedRename wanted) {
 
     VerbRun run(
         context, wanted.run, revision == NULLTAG ? "KELD_ReNameItem" : "KELD_ReNameItemExtended",
-        "s:" + ids.new_item + (revision == NULLTAG ? "" : " s:" + ids.new_revision) +
-            " s:" + ids.new_name + " s:" + ids.new_description + " t:#" + std::to_string(item) +
-            (revision == NULLTAG ? "" : " t:#" + std::to_string(revision)));
+        revision == NULLTAG
+            ? wireText(context, {ids.new_item, ids.new_name, ids.new_description, item})
+            : wireText(context, {ids.new_item, ids.new_revision, ids.new_name, ids.new_description,
+                                 item, revision, kTestPass | RENAME_MODIFY}));
     const RenameRun renamed = runRename(context, wanted, item, revision, ids);
     std::string refused;
     Json refusal;

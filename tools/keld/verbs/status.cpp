@@ -389,7 +389,8 @@ int set(Context& context, const WantedStatus& wanted) {
     const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
     const std::vector<mervane::Argument> arguments{wanted.status, type, object};
     const std::size_t levels = wanted.structure ? tooManyLevels(context, object) : 0;
-    VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(arguments), statusConfigPath());
+    VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(context, arguments),
+                statusConfigPath());
     if (wanted.run.dry_run)
         KELD_SetLogLevel(kDebugLevel);
     StatusRun status = runStatus(context, arguments, wanted.run.dry_run || levels > 0);
