@@ -62,7 +62,7 @@ foreach(file IN LISTS sources)
     endif()
   elseif(file MATCHES "^workbench/store/")
     # The bottom of the workbench: it knows values and names, no session.
-    keld_allow_quoted(${file} "platform/;workbench/store/;workbench/model/;workbench/workbench.h")
+    keld_allow_quoted(${file} "platform/;workbench/store/;workbench/model/;workbench/workbench.h;workbench/run.h")
   elseif(file MATCHES "^workbench/")
     keld_allow_quoted(${file} "platform/;workbench/")
     keld_refuse_system(${file} "^sqlite" "")

@@ -53,7 +53,9 @@ TEST_F(ReadOnly, AStoreThatMayOnlyBeReadIsShown) {
 
 TEST_F(ReadOnly, AChangeSaysThatThereIsNoPermission) {
     for (const std::vector<std::string>& verb : std::vector<std::vector<std::string>>{
-             {"checkout", "000100/A"}, {"prefs", "set", "A", "b"}, {"users", "add", "x"}}) {
+             {"checkout", "000100/A"},
+             {"prefs", "set", "A", "b"},
+             {"users", "add", "x", "--in-group", "shop", "--new-group"}}) {
         const Result result = keld(verb);
         EXPECT_EQ(result.exit_code, 1);
         EXPECT_THAT(result.err,

@@ -212,3 +212,39 @@ TEST_F(Runs, WhatIsNoRunIsRefused) {
     EXPECT_EQ(keld({"runs", "show", "4711"}).exit_code, 1);
     EXPECT_THAT(keld({"runs", "undo", "4711"}).err, HasSubstr("there is no run 4711"));
 }
+
+#if !defined(_WIN32)
+// Start keld with the arguments, and tell it to end after a while.
+static int interrupted(const fs::path& directory, const std::string& arguments, int signal,
+                       double seconds) {
+    const std::string script = "cd '" + directory.string() + "' && { '" KELD_PROGRAM "' " +
+                               arguments + " >i.out 2>i.err & pid=$!; sleep " +
+                               std::to_string(seconds) + "; kill -" + std::to_string(signal) +
+                               " $pid 2>/dev/null; wait $pid; echo $? >i.code; }";
+    EXPECT_EQ(std::system(script.c_str()), 0);
+    return std::stoi(readFile(directory / "i.code"));
+}
+
+TEST_F(Runs, CtrlCAndTermTakeAWholeRunBackAndSaySo) {
+    std::string items;
+    for (int i = 0; i < 20000; ++i)
+        items += std::string(i ? "," : "") + "{\"id\":\"X" + std::to_string(i) + "\"}";
+    writeFile(path("big.json"), "{\"world\":1,\"items\":[" + items + "]}");
+    for (const int signal : {2, 15}) {
+        // Too early and the run hasn't begun, too late and it is over.
+        bool met = false;
+        for (double seconds = 0.2; !met && seconds < 10; seconds *= 1.5) {
+            const std::string before = exported();
+            const int code = interrupted(directory(), "import big.json", signal, seconds);
+            met = readFile(path("i.err")).find("interrupted: everything is as it was") !=
+                  std::string::npos;
+            if (!met)
+                continue;
+            EXPECT_EQ(code, 128 + signal);
+            EXPECT_EQ(exported(), before);
+            EXPECT_THAT(done({"check"}).out, HasSubstr("sound"));
+        }
+        EXPECT_TRUE(met) << signal;
+    }
+}
+#endif

@@ -5,7 +5,7 @@
 #include <limits>
 
 #include "workbench/model/status.h"
-#include "workbench/run/entry.h"
+#include "workbench/store/run_entry.h"
 #include "workbench/workbench.h"
 
 using namespace mervane;

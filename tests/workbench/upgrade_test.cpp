@@ -61,6 +61,21 @@ TEST_F(Upgrade, AStoreOfVersion1IsUpgradedWhenItIsOpenedAndKeepsWhatItHas) {
     }
 }
 
+TEST_F(Upgrade, AStoreWithoutRunsRecordsThemFromThenOn) {
+    bench().createStore(path_);
+    runSql(path_,
+           "DROP TABLE run; DROP TABLE run_entry; "
+           "UPDATE meta SET value=2 WHERE name='schema_version'");
+    const auto store = bench().openStore(path_);
+    bench().openSession(store, {});
+    EXPECT_TRUE(bench().runs({}).empty());
+    bench().beginRun({RunWay::Whole, "s", "", "", ""});
+    bench().createFolder("f");
+    EXPECT_EQ(bench().endRun({}, true, nullptr).number, 1);
+    EXPECT_EQ(bench().runs({}).size(), 1u);
+    bench().closeStore(store);
+}
+
 TEST_F(Upgrade, ANewerVersionIsRefusedWithAClearText) {
     bench().createStore(path_);
     runSql(path_, "UPDATE meta SET value=99 WHERE name='schema_version'");

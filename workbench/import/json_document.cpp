@@ -12,7 +12,7 @@ namespace {
 
 using nlohmann::json;
 
-constexpr std::size_t kMaxBlankBytes = 16u << 20;  // before the first token
+constexpr std::size_t kMostBytesBefore = 16u << 20;  // before the first token
 constexpr std::size_t kMaxBytes = 1u << 30;
 constexpr int kMaxDepth = 64;
 
@@ -24,9 +24,9 @@ std::string readAll(std::istream& in, const std::string& source) {
         const std::string_view part(buffer.data(), static_cast<std::size_t>(in.gcount()));
         text += part;
         blank = blank && part.find_first_not_of(" \t\r\n") == std::string_view::npos;
-        if (blank && text.size() > kMaxBlankBytes)
+        if (blank && text.size() > kMostBytesBefore)
             throw Failure(kBadImport, source + ": expected a JSON document within " +
-                                          std::to_string(kMaxBlankBytes >> 20) +
+                                          std::to_string(kMostBytesBefore >> 20) +
                                           " MiB, found only white space");
         if (text.size() > kMaxBytes)
             throw Failure(kBadImport, source + ": expected at most " +

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "workbench/model/status.h"
+#include "workbench/session/journal.h"
 #include "workbench/store/making.h"
 #include "workbench/store/store.h"
 
@@ -31,6 +32,9 @@ std::int64_t Recorder::number() {
 }
 
 void Recorder::add(StoredEntry entry) {
+    // An import changes the store without a call of the platform.
+    if (callsAreInterrupted())
+        throw Failure(kInterrupted, "no further change");
     entry.position = ++position_;
     tables_.add(number(), entry);
 }

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "workbench/run/entry.h"
+#include "workbench/store/run_entry.h"
 #include "workbench/store/runs.h"
 
 namespace mervane {

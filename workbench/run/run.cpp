@@ -62,14 +62,14 @@ Run::Run(Session& session, const RunOptions& options, std::int64_t undoes)
     RunHead head = headOf(session, options, undoes);
     Store& store = session.store();
     if (way_ != RunWay::AsServer) {
-        // Told before it is waited for: whoever waits meanwhile reads it.
-        store.locks().setActivity(session.lockSession(),
-                                  head.service + " of user " + head.user + " (process " +
-                                      std::to_string(head.process) + ", since " + head.began + ")");
+        session.beginBatch();
         try {
-            session.beginBatch();
+            store.locks().setActivity(session.lockSession(), head.service + " of user " +
+                                                                 head.user + " (process " +
+                                                                 std::to_string(head.process) +
+                                                                 ", since " + head.began + ")");
         } catch (...) {
-            store.locks().setActivity(session.lockSession(), "");
+            session.rollbackBatch();
             throw;
         }
     }

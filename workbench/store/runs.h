@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "workbench/run.h"
-#include "workbench/run/entry.h"
+#include "workbench/store/run_entry.h"
 #include "workbench/store/sqlite.h"
 
 namespace mervane {

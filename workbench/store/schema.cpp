@@ -41,7 +41,7 @@ INSERT INTO meta VALUES('format', 'mervane'), ('next_tag', 1), ('store_id', hex(
 )";
 
 // run: the heads, numbered for good; the token is known to the recorder alone. run_entry: what a
-// run changed, in order, as workbench/run/entry.h has it.
+// run changed, in order, as workbench/store/run_entry.h has it.
 constexpr const char* kRuns = R"(
 CREATE TABLE run(number INTEGER PRIMARY KEY AUTOINCREMENT, token BLOB NOT NULL UNIQUE,
                  way INTEGER NOT NULL, service TEXT NOT NULL, arguments TEXT NOT NULL,

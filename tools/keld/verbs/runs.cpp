@@ -31,7 +31,7 @@ std::string remarkOf(const RunHead& head) {
     return head.undone != 0 ? "taken back by " + std::to_string(head.undone) : "";
 }
 
-int list(Context& context, const WantedRuns& wanted) {
+int listRuns(Context& context, const WantedRuns& wanted) {
     context.open();
     if (wanted.limit < 0)
         throw CommandError("-n must not be negative", {}, kExitUsage);
@@ -73,7 +73,7 @@ std::int64_t numberOf(const std::string& text) {
     return number;
 }
 
-int show(Context& context, const std::string& which) {
+int showRun(Context& context, const std::string& which) {
     const std::int64_t number = numberOf(which);
     context.open();
     const Record record = readRecord(context, number);
@@ -120,7 +120,7 @@ int show(Context& context, const std::string& which) {
     return kExitDone;
 }
 
-int undo(Context& context, const std::string& which) {
+int undoRun(Context& context, const std::string& which) {
     const std::int64_t number = numberOf(which);
     context.open();
     const mervane::UndoReport report = context.workbench().undoRun(number, KELD_VERSION);
@@ -145,7 +145,7 @@ int undo(Context& context, const std::string& which) {
     return report.done ? kExitDone : kExitFailed;
 }
 
-int prune(Context& context, const std::string& before) {
+int pruneRuns(Context& context, const std::string& before) {
     const bool date = before.size() >= 10 && before[4] == '-' && before[7] == '-' &&
                       before.find_first_not_of("0123456789-: ") == std::string::npos;
     if (!date)
@@ -175,12 +175,13 @@ int recording(Context& context, const std::string& wanted) {
 
 void addRunsVerbs(Verbs& verbs) {
     auto wanted = std::make_shared<WantedRuns>();
-    CLI::App* group = verbs.addGroup("runs", "What was run, what it changed; take a run back",
-                                     "  keld runs\n"
-                                     "  keld runs --object 000123/A --since 2026-01-01\n"
-                                     "  keld runs show 7\n"
-                                     "  keld runs undo 7\n",
-                                     [wanted](Context& context) { return list(context, *wanted); });
+    CLI::App* group =
+        verbs.addGroup("runs", "What was run, what it changed; take a run back",
+                       "  keld runs\n"
+                       "  keld runs --object 000123/A --since 2026-01-01\n"
+                       "  keld runs show 7\n"
+                       "  keld runs undo 7\n",
+                       [wanted](Context& context) { return listRuns(context, *wanted); });
     group->add_option("--object", wanted->object, "runs that changed this object");
     group->add_option("--of-user", wanted->user, "runs of this user");
     group->add_option("--service", wanted->service, "runs of this service");
@@ -195,13 +196,14 @@ void addRunsVerbs(Verbs& verbs) {
                  [value, action](Context& context) { return action(context, *value); })
             ->add_option(argument, *value);
     };
-    add("show", "Show a run with everything that it changed", "  keld runs show 7\n", "RUN", show)
+    add("show", "Show a run with everything that it changed", "  keld runs show 7\n", "RUN",
+        showRun)
         ->required();
     add("undo", "Take a run back, as a run of its own; undo that one to do it again",
-        "  keld runs undo 7\n", "RUN", undo)
+        "  keld runs undo 7\n", "RUN", undoRun)
         ->required();
     add("prune", "Drop the records of old runs, and the files that they kept",
-        "  keld runs prune --before 2026-01-01\n", "--before", prune)
+        "  keld runs prune --before 2026-01-01\n", "--before", pruneRuns)
         ->required();
     add("recording", "Show whether runs are recorded, or change it", "  keld runs recording off\n",
         "STATE", recording);

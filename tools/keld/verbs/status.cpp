@@ -27,7 +27,7 @@ constexpr int kDebugLevel = 4;
 
 // ---- show ----
 
-int show(Context& context, const std::string& name) {
+int showStatus(Context& context, const std::string& name) {
     context.open();
     const tag_t object = context.object(name);
     const auto found = context.workbench().describe(object);
@@ -204,8 +204,8 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
 
 // ---- why a run is refused ----
 
-constexpr int kNoPrivilege = 919401, kNotConfigured = 919402, kStatusNotAllowed = 919403,
-              kFieldEmpty = 919404, kCheckedOut = 919405;
+constexpr int kNoPrivilege = 919401, kNotConfigured = 919402, kWrongPrevious = 919403,
+              kFieldEmpty = 919404, kIsCheckedOut = 919405;
 
 // The first of the fields that the object's master form has no value in.
 std::string emptyField(const Context& context, tag_t object, const std::string& fields) {
@@ -245,7 +245,7 @@ Refusal explain(const Context& context, const WantedStatus& wanted, int status, 
                 refusal.line = section.line;
     }
     switch (status) {
-        case kStatusNotAllowed: {
+        case kWrongPrevious: {
             const std::string allowed = value("PrevReleaseStatus");
             refusal.found =
                 "the status is " +
@@ -253,7 +253,7 @@ Refusal explain(const Context& context, const WantedStatus& wanted, int status, 
             refusal.allowed = allowed.empty() ? "none" : joined(splitList(allowed, ';'), ", ");
             break;
         }
-        case kCheckedOut:
+        case kIsCheckedOut:
             refusal.found = "it is checked out";
             refusal.holder = holderOf(context, refusal.object);
             refusal.allowed = "not checked out by anybody";
@@ -448,7 +448,7 @@ void addStatusVerbs(Verbs& verbs) {
     auto shown = std::make_shared<std::string>();
     verbs
         .add(group, "show", "Show the release status of an object", "  keld status show 000123/A\n",
-             [shown](Context& context) { return show(context, *shown); })
+             [shown](Context& context) { return showStatus(context, *shown); })
         ->add_option("OBJECT", *shown)
         ->required();
 

@@ -1,4 +1,4 @@
-#include "workbench/run/entry.h"
+#include "workbench/store/run_entry.h"
 
 #include <bit>
 
