@@ -283,10 +283,10 @@ public:
     // Take a run back, as a run of its own; all or nothing.
     virtual UndoReport undoRun(std::int64_t number, const std::string& library) = 0;
     // Drop the records of runs that ended before the moment, "2001-02-03" or with a time, and the
-    // files that they alone kept; their number.
+    // files that they alone kept; their number. Failure kNotAllowed but for administrators.
     virtual int pruneRuns(const std::string& before) = 0;
     virtual bool recordsRuns() = 0;
-    virtual void recordRuns(bool on) = 0;
+    virtual void recordRuns(bool on) = 0;  // likewise
 
     // ---- the stream of a service call, the error stack, the heap ----
     virtual void sendArguments(std::vector<Argument> arguments) = 0;

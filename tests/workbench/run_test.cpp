@@ -314,6 +314,15 @@ TEST_P(Run, NumbersArentGivenASecondTime) {
     EXPECT_EQ(end().head.number, 2);
 }
 
+TEST_P(Run, OnlyAdministratorsDropRecordsAndEndTheRecording) {
+    bench().createGroup("staff", "");
+    bench().createUser("otto", "Otto", "staff");
+    anotherSession("otto");
+    EXPECT_EQ(statusOf([] { bench().recordRuns(false); }), kNotAllowed);
+    EXPECT_EQ(statusOf([] { bench().pruneRuns("2999-01-01"); }), kNotAllowed);
+    EXPECT_TRUE(bench().recordsRuns());
+}
+
 TEST(RunWaiting, WhoWaitsInVainIsToldWhichRunHoldsHimUp) {
     const Directory directory;
     const std::string path = directory / "plant";

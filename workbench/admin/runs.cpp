@@ -61,6 +61,7 @@ UndoReport Bench::undoRun(std::int64_t number, const std::string& library) {
 }
 
 int Bench::pruneRuns(const std::string& before) {
+    now().needAdministrator("drop the records of runs");
     Store& store = now().store();
     RunTables tables(store.connection(), false);
     const std::vector<tag_t> kept = tables.removedFiles();
@@ -88,6 +89,7 @@ bool Bench::recordsRuns() {
 }
 
 void Bench::recordRuns(bool on) {
+    now().needAdministrator("switch the recording of runs");
     now().store().recordRuns(on);
 }
 
