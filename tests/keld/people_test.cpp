@@ -105,7 +105,8 @@ TEST_F(People, NobodyIsMadeAnAdministratorByAnOptionThatWasLeftOut) {
     EXPECT_THAT(result.err, HasSubstr("--in-group"));
     addKelda();
     done({"users", "add", "otto"});
-    for (const auto& user : done({"users", "--json"}).json()["users"])
+    const auto users = done({"users", "--json"}).json();
+    for (const auto& user : users["users"])
         EXPECT_TRUE(user["id"] != "otto" || user["group"] == "design") << user;
 }
 
@@ -131,7 +132,8 @@ TEST_F(People, OnlyAdministratorsAdministrate) {
             << each[0] << " " << each[1];
     }
     EXPECT_FALSE(fs::exists(path("ids.db")));
-    for (const auto& user : done({"users", "--json"}).json()["users"])
+    const auto users = done({"users", "--json"}).json();
+    for (const auto& user : users["users"])
         EXPECT_NE(user["id"], "otto");
 }
 

@@ -111,7 +111,8 @@ private:
                           [](const Finding& each) { return each.severity == Severity::Error; });
         const std::size_t more = findings_.size() - kMost;
         findings_.resize(kMost);
-        findings_.push_back({errors > 0 ? Severity::Error : Severity::Warning, 0, "",
+        const int line = findings_.back().line;
+        findings_.push_back({errors > 0 ? Severity::Error : Severity::Warning, line, "",
                              std::to_string(more) + " more findings, " + std::to_string(errors) +
                                  " of them errors, are not shown"});
     }
