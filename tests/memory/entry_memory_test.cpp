@@ -30,20 +30,18 @@ using world::World;
 
 // ---- what the workbench calls at the beginning and the end of each operation ----
 
-int realPlannedFault(const char* operation) asm("__real__ZN7mervane6detail12plannedFaultEPKc");
-int wrapPlannedFault(const char* operation) asm("__wrap__ZN7mervane6detail12plannedFaultEPKc");
-void realJournal(const char* operation, std::string arguments, int status) asm(
-    "__real__ZN7mervane6detail7journalEPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEi");
-void wrapJournal(const char* operation, std::string arguments, int status) asm(
-    "__wrap__ZN7mervane6detail7journalEPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEi");
+void realBegin(void* counted, const char* operation) asm("__real__ZN7mervane6detail7CountedC1EPKc");
+void wrapBegin(void* counted, const char* operation) asm("__wrap__ZN7mervane6detail7CountedC1EPKc");
+void realEnd(void* counted) asm("__real__ZN7mervane6detail7CountedD1Ev");
+void wrapEnd(void* counted) asm("__wrap__ZN7mervane6detail7CountedD1Ev");
 
-int wrapPlannedFault(const char* operation) {
+void wrapBegin(void* counted, const char* operation) {
     refused_memory::enterPlatform();
-    return realPlannedFault(operation);
+    realBegin(counted, operation);
 }
 
-void wrapJournal(const char* operation, std::string arguments, int status) {
-    realJournal(operation, std::move(arguments), status);
+void wrapEnd(void* counted) {
+    realEnd(counted);
     refused_memory::leavePlatform();
 }
 
