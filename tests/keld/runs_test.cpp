@@ -1,6 +1,7 @@
 // Runs at the command line: whole, as the server, rehearsed; listed, shown, taken back.
 
 #include "tests/keld/program.h"
+#include "tests/support/patterns.h"
 
 using namespace keld_test;
 using testing::ContainsRegex;
@@ -51,7 +52,7 @@ TEST_F(Runs, AWholeRunIsListedShownAndTakenBack) {
     const Result shown = done({"runs", "show", std::to_string(number)});
     EXPECT_THAT(shown.out, ContainsRegex("changed +000102/A +ItemRevision"));
     EXPECT_THAT(shown.out, HasSubstr("keld_statusmanager.ini, SHA-256 "));
-    EXPECT_THAT(shown.out, ContainsRegex("counts +[0-9]+ platform calls"));
+    EXPECT_THAT(shown.out, ContainsRegex("counts +" DIGIT "+ platform calls"));
     const auto record = done({"runs", "show", std::to_string(number), "--json"}).json();
     EXPECT_EQ(record["user"], "infodba");
     EXPECT_GT(record["counts"]["OBJ_save"].get<int>(), 0);
@@ -89,7 +90,7 @@ TEST_F(Runs, ARefusalNamesObjectPathRuleAndSection) {
     const Result text = keld({"status", "set", "000100/A", "Released", "--structure"});
     EXPECT_THAT(text.err, ContainsRegex("path +000100/A > .*000102/A"));
     EXPECT_THAT(text.err, HasSubstr("held by  user infodba since "));
-    EXPECT_THAT(text.err, ContainsRegex("section +\\[Released_ItemRevision\\] in .*, line [0-9]+"));
+    EXPECT_THAT(text.err, HasSubstr("section  [Released_ItemRevision] in "));
     EXPECT_THAT(text.out, HasSubstr("nothing changed"));
 }
 
