@@ -143,5 +143,10 @@ TEST_P(UnusableLog, IsToldAndStopsNothing) {
     EXPECT_THAT(doctor.out, HasSubstr("log: " + GetParam() + " can't be written: "));
 }
 
+#if defined(_WIN32)
+// A directory is told by the library alone there.
+INSTANTIATE_TEST_SUITE_P(Log, UnusableLog, testing::Values("/nonexistent/directory/keld.log"));
+#else
 INSTANTIATE_TEST_SUITE_P(Log, UnusableLog,
                          testing::Values("/nonexistent/directory/keld.log", "/dev/full", "/tmp"));
+#endif
