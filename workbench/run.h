@@ -24,7 +24,7 @@ struct RunOptions {
     std::string service;        // name of the service, or of what the host does
     std::string arguments;      // as on the wire, as text
     std::string configuration;  // path of the INI file that the run reads; empty: none
-    std::string library;        // version of the library
+    std::string version;        // of the libraries that run
 };
 
 // Done: the service succeeded. DoneWithFailures: it did, but what its rules drop is on the error
@@ -80,7 +80,8 @@ struct RunHead {
     std::string began, ended;  // local time, "2001-02-03 04:05:06"; ended empty: not ended
     bool running = false;      // not ended, and the session that runs it lives
     RunOutcome outcome;        // of a run that has ended
-    std::string library, configuration, configuration_sha256;
+    std::string version;       // of the libraries that ran
+    std::string configuration, configuration_sha256;
     std::int64_t entries = 0;
     std::int64_t undoes = 0;  // number of the run that this one takes back; 0: none
     std::int64_t undone = 0;  // number of the latest run that took this one back; 0: none

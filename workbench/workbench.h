@@ -281,7 +281,7 @@ public:
     virtual RunHead run(std::int64_t number) = 0;
     virtual void readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) = 0;
     // Take a run back, as a run of its own; all or nothing.
-    virtual UndoReport undoRun(std::int64_t number, const std::string& library) = 0;
+    virtual UndoReport undoRun(std::int64_t number, const std::string& version) = 0;
     // Drop the records of runs that ended before the moment, "2001-02-03" or with a time, and the
     // files that they alone kept; their number. Failure kNotAllowed but for administrators.
     virtual int pruneRuns(const std::string& before) = 0;

@@ -52,7 +52,7 @@ TEST_P(Run, AWholeRunThatIsKeptLeavesItsChangesAndItsRecord) {
     EXPECT_EQ(head.way, RunWay::Whole);
     EXPECT_EQ(head.service, "KELD_Test");
     EXPECT_EQ(head.arguments, "s:argument");
-    EXPECT_EQ(head.library, "1.0");
+    EXPECT_EQ(head.version, "1.0");
     EXPECT_EQ(head.user, "infodba");
     EXPECT_EQ(head.group, "dba");
     EXPECT_EQ(head.outcome.slot, "0");

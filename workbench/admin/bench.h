@@ -111,7 +111,7 @@ public:
     std::vector<RunHead> runs(const RunQuery& query) override;
     RunHead run(std::int64_t number) override;
     void readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) override;
-    UndoReport undoRun(std::int64_t number, const std::string& library) override;
+    UndoReport undoRun(std::int64_t number, const std::string& version) override;
     int pruneRuns(const std::string& before) override;
     bool recordsRuns() override;
     void recordRuns(bool on) override;

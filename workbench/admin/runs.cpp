@@ -56,8 +56,8 @@ void Bench::readRun(std::int64_t number, const std::function<void(const RunEntry
                  [&](StoredEntry&& entry) { each(shownEntry(now().model(), std::move(entry))); });
 }
 
-UndoReport Bench::undoRun(std::int64_t number, const std::string& library) {
-    return mervane::undoRun(now(), number, library);
+UndoReport Bench::undoRun(std::int64_t number, const std::string& version) {
+    return mervane::undoRun(now(), number, version);
 }
 
 int Bench::pruneRuns(const std::string& before) {

@@ -44,7 +44,7 @@ RunHead headOf(Session& session, const RunOptions& options, std::int64_t undoes)
     head.host = system::hostName();
     head.process = system::processNumber();
     head.began = momentNow();
-    head.library = options.library;
+    head.version = options.version;
     head.configuration = options.configuration;
     if (!options.configuration.empty())
         head.configuration_sha256 = sumOf(options.configuration);

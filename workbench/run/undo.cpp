@@ -368,7 +368,7 @@ private:
 
 }  // namespace
 
-UndoReport undoRun(Session& session, std::int64_t number, const std::string& library) {
+UndoReport undoRun(Session& session, std::int64_t number, const std::string& version) {
     RunHead head;
     if (!readHead(session, number, head))
         throw Failure(kBadValue, "there is no run " + std::to_string(number));
@@ -378,7 +378,7 @@ UndoReport undoRun(Session& session, std::int64_t number, const std::string& lib
                                      " is at work on it");
     UndoReport report;
     RunTables tables(session.store().connection(), false);
-    Run run(session, {RunWay::Whole, "undo", std::to_string(number), "", library}, number);
+    Run run(session, {RunWay::Whole, "undo", std::to_string(number), "", version}, number);
     Effects effects = effectsOf(tables, number);
     report.not_undone = effects.not_undone;
     for (const std::string& note : head.outcome.notes)

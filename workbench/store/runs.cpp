@@ -95,7 +95,7 @@ std::int64_t RunTables::begin(const std::string& token, const RunHead& head, std
         .bind(std::int64_t{head.process})
         .bind(session)
         .bind(std::string_view(head.began))
-        .bind(std::string_view(head.library))
+        .bind(std::string_view(head.version))
         .bind(std::string_view(head.configuration))
         .bind(std::string_view(head.configuration_sha256))
         .bind(head.undoes);
@@ -179,7 +179,7 @@ bool RunTables::head(std::int64_t run, RunHead& head, std::int64_t* session) {
     head.process = static_cast<int>(row.integer(6));
     *session = row.integer(7);
     head.began = text(8);
-    head.library = text(9);
+    head.version = text(9);
     head.configuration = text(10);
     head.configuration_sha256 = text(11);
     head.undoes = row.integer(12);

@@ -334,7 +334,7 @@ Json asJson(const Record& record) {
             {"slot", head.outcome.slot},
             {"error_stack", head.outcome.stack},
             {"outside", head.outcome.notes},
-            {"library", head.library},
+            {"version", head.version},
             {"configuration", head.configuration},
             {"configuration_sha256", head.configuration_sha256},
             {"entries", head.entries},

@@ -95,7 +95,7 @@ int showRun(Context& context, const std::string& which) {
         table.add({"error", entry});
     if (!head.configuration.empty())
         table.add({"configuration", head.configuration + ", SHA-256 " + head.configuration_sha256});
-    table.add({"library", head.library});
+    table.add({"version", head.version});
     std::int64_t calls = 0;
     std::string times;
     for (const auto& [name, count] : head.counts) {
