@@ -188,9 +188,6 @@ public:
     virtual std::vector<std::string> registeredIds() = 0;
     virtual bool registryReachable() = 0;
     virtual void setRegistryReachable(bool reachable) = 0;
-    // A copy of the shared registry in use; of one that can't be opened, an empty one that is
-    // switched off.
-    virtual void copyRegistry(const std::string& path) = 0;
 
     // Objects, each stored when the call returns. An empty type is the class's own, an empty id or
     // revision is chosen.

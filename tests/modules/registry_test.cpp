@@ -136,27 +136,6 @@ TEST_F(SharedRegistry, OneThatIsSwitchedOffTakesNoIds) {
     EXPECT_EQ(asked("1"), 1);
 }
 
-TEST_F(SharedRegistry, ACopyIsARegistryOfItsOwn) {
-    wb.useRegistry(path);
-    EXPECT_EQ(REG_register_item_id("1", 0), 0);
-    const std::string copy = (directory / "copy.db").string();
-    wb.copyRegistry(copy);
-    wb.useRegistry(copy);
-    EXPECT_EQ(asked("1"), 1);
-    EXPECT_EQ(REG_unregister_item_id("1", 0), 0);
-    wb.useRegistry(path);
-    EXPECT_EQ(asked("1"), 1);
-}
-
-TEST_F(SharedRegistry, ACopyOfOneThatIsGoneIsOutOfReachToo) {
-    wb.useRegistry(path);
-    fs::remove(path);
-    const std::string copy = (directory / "copy.db").string();
-    wb.copyRegistry(copy);
-    wb.useRegistry(copy);
-    EXPECT_EQ(asked("1", kRegistryDown), -1);
-}
-
 TEST_F(SharedRegistry, ItsIdsAreNotExportedWithAStore) {
     EXPECT_EQ(REG_register_item_id("own-id", 0), 0);
     std::ostringstream own, shared;

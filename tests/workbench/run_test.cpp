@@ -178,6 +178,17 @@ TEST_P(Run, ASaveThatFailsInsideLeavesNoEntry) {
     EXPECT_EQ(stored(item_, "object_name"), "good");
 }
 
+TEST_P(Run, AsTheServerASaveThatFailsLeavesNoRecordIfItIsAll) {
+    begin(RunWay::AsServer);
+    ASSERT_EQ(OBJ_lock(other_), 0);
+    tag_t attribute = 0, tag = other_;
+    ASSERT_EQ(DBO_attr_id_of_attr("item_id", "Item", &attribute), 0);
+    ASSERT_EQ(DBO_set_attr_string(1, &tag, attribute, "OLD"), 0);
+    EXPECT_EQ(OBJ_save(other_), kDuplicateId);
+    EXPECT_EQ(end().head.number, 0);
+    EXPECT_TRUE(bench().runs({}).empty());
+}
+
 TEST_P(Run, LocksThatItTookAreGivenBackWhenItGoesBack) {
     ASSERT_EQ(OBJ_lock(item_), 0);
     begin(RunWay::Rehearsal);

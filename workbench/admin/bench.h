@@ -57,7 +57,6 @@ public:
     std::vector<std::string> registeredIds() override;
     bool registryReachable() override;
     void setRegistryReachable(bool reachable) override;
-    void copyRegistry(const std::string& path) override;
 
     tag_t createItem(const std::string& id, const std::string& name, const std::string& type,
                      const std::string& revision, tag_t* first_revision) override;

@@ -48,16 +48,4 @@ void Bench::setRegistryReachable(bool reachable) {
     now().store().registryEvenDown().setReachable(reachable);
 }
 
-void Bench::copyRegistry(const std::string& path) {
-    std::unique_ptr<Connection> source;
-    try {
-        source = Registry::open(now().store().registryPath());
-    } catch (const Failure&) {
-        Registry::create(path);
-        Registry(*Registry::open(path)).setReachable(false);
-        return;
-    }
-    Registry(*source).copyTo(path);
-}
-
 }  // namespace mervane

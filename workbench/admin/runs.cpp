@@ -51,9 +51,9 @@ RunHead Bench::run(std::int64_t number) {
 
 void Bench::readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) {
     (void)run(number);
-    RunTables(now().store().connection(), false)
-        .entries(number, RunTables::Order::First,
-                 [&](StoredEntry&& entry) { each(shownEntry(now().model(), std::move(entry))); });
+    RunTables(now().store().connection(), false).entries(number, [&](StoredEntry&& entry) {
+        each(shownEntry(now().model(), std::move(entry)));
+    });
 }
 
 UndoReport Bench::undoRun(std::int64_t number, const std::string& version) {

@@ -26,17 +26,13 @@ Recorder::Recorder(Store& store, bool stored, RunHead head, std::int64_t session
       tables_(store.connection(), !stored) {
 }
 
-std::int64_t Recorder::number() {
-    // Asked each time: the transaction in which the head was stored may have gone back.
-    return tables_.begin(token_, head_, session_);
-}
-
 void Recorder::add(StoredEntry entry) {
     // An import changes the store without a call of the platform.
     if (callsAreInterrupted())
         throw Failure(kInterrupted, "no further change");
     entry.position = ++position_;
-    tables_.add(number(), entry);
+    // Asked each time: the transaction in which the head was stored may have gone back.
+    tables_.add(tables_.begin(token_, head_, session_), entry);
 }
 
 StoredEntry Recorder::stored(tag_t object, RunChange change, Side side) {

@@ -43,9 +43,8 @@ public:
     void right(RunChange change, const Right& right, std::int64_t position);
     void modelExtended(const std::string& what);
 
-    // The number under which entries are stored; 0: none is.
-    std::int64_t number();
-    bool hasEntries() const { return position_ > 0; }
+    // The number under which entries are stored; 0: none is, or what they told of went back.
+    std::int64_t number() { return tables_.numberOf(token_); }
     RunTables& tables() { return tables_; }
 
 private:

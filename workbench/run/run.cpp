@@ -118,11 +118,11 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
     head.ended = momentNow();
     head.counts = counts_.soFar();
     try {
-        if (recorder.hasEntries()) {
+        head.number = recorder.number();
+        if (head.number != 0) {
             RunTables& tables = recorder.tables();
-            head.number = recorder.number();
             if (each)
-                tables.entries(head.number, RunTables::Order::First, [&](StoredEntry&& entry) {
+                tables.entries(head.number, [&](StoredEntry&& entry) {
                     ++head.entries;
                     each(shownEntry(session_.model(), std::move(entry)));
                 });

@@ -25,7 +25,7 @@ struct Net {
 struct Effects {
     std::map<tag_t, Net> objects;
     std::vector<tag_t> order;             // of the objects, as they were changed first
-    std::vector<StoredEntry> others;      // changes beside the objects, the latest first
+    std::vector<StoredEntry> others;      // changes beside the objects, in order
     std::vector<std::string> not_undone;  // what can't go back
 };
 
@@ -52,7 +52,7 @@ void addObject(Effects& effects, StoredEntry&& entry) {
 
 Effects effectsOf(RunTables& tables, std::int64_t number) {
     Effects effects;
-    tables.entries(number, RunTables::Order::First, [&](StoredEntry&& entry) {
+    tables.entries(number, [&](StoredEntry&& entry) {
         switch (entry.change) {
             case RunChange::ObjectMade:
             case RunChange::ObjectChanged:
@@ -78,7 +78,7 @@ Effects effectsOf(RunTables& tables, std::int64_t number) {
                 }
                 [[fallthrough]];
             default:
-                effects.others.insert(effects.others.begin(), std::move(entry));
+                effects.others.push_back(std::move(entry));
         }
     });
     return effects;
@@ -105,8 +105,9 @@ public:
         changeObjects();
         if (report_.conflicts.empty())
             deleteObjects();
-        for (const StoredEntry& entry : effects_.others)
-            takeBack(entry);
+        // The latest first.
+        std::for_each(effects_.others.rbegin(), effects_.others.rend(),
+                      [this](const StoredEntry& entry) { takeBack(entry); });
     }
 
 private:

@@ -83,11 +83,4 @@ void Registry::setReachable(bool reachable) {
         .run();
 }
 
-void Registry::copyTo(const std::string& path) {
-    const MakingPlace place(path);
-    const std::string copy = place / "registry";
-    connection_.copyTo(copy);
-    place.put("registry", path);
-}
-
 }  // namespace mervane

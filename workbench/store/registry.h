@@ -27,8 +27,6 @@ public:
     void clear();
     bool isReachable();
     void setReachable(bool reachable);
-    // A whole copy at a path where nothing is.
-    void copyTo(const std::string& path);
 
 private:
     Connection& connection_;

@@ -49,17 +49,6 @@ std::map<std::string, std::int64_t> countsOf(std::string_view text) {
     return counts;
 }
 
-void readEntries(Statement& rows, const std::function<void(StoredEntry&&)>& each) {
-    while (rows.step()) {
-        StoredEntry entry;
-        entry.position = rows.integer(0);
-        entry.change = static_cast<RunChange>(rows.integer(1));
-        entry.object = static_cast<tag_t>(rows.integer(2));
-        decode(rows.bytes(3), entry);
-        each(std::move(entry));
-    }
-}
-
 }  // namespace
 
 RunTables::RunTables(Connection& connection, bool temporary)
@@ -68,22 +57,24 @@ RunTables::RunTables(Connection& connection, bool temporary)
         createTemporaryRuns(connection_);
 }
 
+std::int64_t RunTables::numberOf(const std::string& token) {
+    Statement known =
+        connection_.statement(temporary_ ? "SELECT number FROM temp.run WHERE token=?"
+                                         : "SELECT number FROM main.run WHERE token=?");
+    known.bindBytes(token);
+    return known.step() ? known.integer(0) : 0;
+}
+
 std::int64_t RunTables::begin(const std::string& token, const RunHead& head, std::int64_t session) {
-    {
-        Statement known =
-            connection_.statement(temporary_ ? "SELECT number FROM temp.run WHERE token=?"
-                                             : "SELECT number FROM main.run WHERE token=?");
-        known.bindBytes(token);
-        if (known.step())
-            return known.integer(0);
-    }
+    if (const std::int64_t known = numberOf(token))
+        return known;
     Statement made = connection_.statement(
         temporary_
             ? "INSERT INTO temp.run(token, way, service, arguments, user, user_group, host, "
-              "process, session, began, library, configuration, configuration_sha256, undoes) "
+              "process, session, began, version, configuration, configuration_sha256, undoes) "
               "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING number"
             : "INSERT INTO main.run(token, way, service, arguments, user, user_group, host, "
-              "process, session, began, library, configuration, configuration_sha256, undoes) "
+              "process, session, began, version, configuration, configuration_sha256, undoes) "
               "VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?) RETURNING number");
     made.bindBytes(token)
         .bind(static_cast<std::int64_t>(head.way))
@@ -153,13 +144,13 @@ void RunTables::remove(std::int64_t run) {
 
 bool RunTables::head(std::int64_t run, RunHead& head, std::int64_t* session) {
     constexpr const char* kMain =
-        "SELECT way, service, arguments, user, user_group, host, process, session, began, library, "
+        "SELECT way, service, arguments, user, user_group, host, process, session, began, version, "
         "configuration, configuration_sha256, undoes, ended, result, status, slot, stack, notes, "
         "counts, (SELECT count(*) FROM main.run_entry WHERE run=number), "
         "(SELECT coalesce(max(u.number), 0) FROM main.run u WHERE u.undoes=r.number) "
         "FROM main.run r WHERE number=?";
     constexpr const char* kTemporary =
-        "SELECT way, service, arguments, user, user_group, host, process, session, began, library, "
+        "SELECT way, service, arguments, user, user_group, host, process, session, began, version, "
         "configuration, configuration_sha256, undoes, ended, result, status, slot, stack, notes, "
         "counts, (SELECT count(*) FROM temp.run_entry WHERE run=number), 0 "
         "FROM temp.run r WHERE number=?";
@@ -216,19 +207,21 @@ std::vector<std::int64_t> RunTables::find(const RunQuery& query) {
     return numbers;
 }
 
-void RunTables::entries(std::int64_t run, Order order,
-                        const std::function<void(StoredEntry&&)>& each) const {
-    const char* first = temporary_ ? "SELECT position, change, object, data FROM temp.run_entry "
-                                     "WHERE run=? ORDER BY position"
-                                   : "SELECT position, change, object, data FROM main.run_entry "
-                                     "WHERE run=? ORDER BY position";
-    const char* last = temporary_ ? "SELECT position, change, object, data FROM temp.run_entry "
-                                    "WHERE run=? ORDER BY position DESC"
-                                  : "SELECT position, change, object, data FROM main.run_entry "
-                                    "WHERE run=? ORDER BY position DESC";
-    Statement rows = connection_.statement(order == Order::First ? first : last);
+void RunTables::entries(std::int64_t run, const std::function<void(StoredEntry&&)>& each) const {
+    Statement rows =
+        connection_.statement(temporary_ ? "SELECT position, change, object, data FROM "
+                                           "temp.run_entry WHERE run=? ORDER BY position"
+                                         : "SELECT position, change, object, data FROM "
+                                           "main.run_entry WHERE run=? ORDER BY position");
     rows.bind(run);
-    readEntries(rows, each);
+    while (rows.step()) {
+        StoredEntry entry;
+        entry.position = rows.integer(0);
+        entry.change = static_cast<RunChange>(rows.integer(1));
+        entry.object = static_cast<tag_t>(rows.integer(2));
+        decode(rows.bytes(3), entry);
+        each(std::move(entry));
+    }
 }
 
 std::vector<std::int64_t> RunTables::before(const std::string& moment) {

@@ -20,6 +20,7 @@ public:
     // The number of the run with the token; its head is stored first if it isn't there. `session`
     // is the one that runs it.
     std::int64_t begin(const std::string& token, const RunHead& head, std::int64_t session);
+    std::int64_t numberOf(const std::string& token);  // 0: its head isn't stored
     void add(std::int64_t run, const StoredEntry& entry);
     // Outcome, end and counts.
     void end(const RunHead& head);
@@ -29,10 +30,8 @@ public:
     bool head(std::int64_t run, RunHead& head, std::int64_t* session);
     // Newest first.
     std::vector<std::int64_t> find(const RunQuery& query);
-    // In order, or the latest first.
-    enum class Order { First, Last };
-    void entries(std::int64_t run, Order order,
-                 const std::function<void(StoredEntry&&)>& each) const;
+    // In order.
+    void entries(std::int64_t run, const std::function<void(StoredEntry&&)>& each) const;
     // Those that ended, or began and never will, before the moment.
     std::vector<std::int64_t> before(const std::string& moment);
     // Files that were removed in runs whose record is kept, by tag, each once.

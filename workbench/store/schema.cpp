@@ -47,7 +47,7 @@ CREATE TABLE run(number INTEGER PRIMARY KEY AUTOINCREMENT, token BLOB NOT NULL U
                  way INTEGER NOT NULL, service TEXT NOT NULL, arguments TEXT NOT NULL,
                  user TEXT NOT NULL, user_group TEXT NOT NULL, host TEXT NOT NULL,
                  process INTEGER NOT NULL, session INTEGER NOT NULL, began TEXT NOT NULL,
-                 library TEXT NOT NULL, configuration TEXT NOT NULL,
+                 version TEXT NOT NULL, configuration TEXT NOT NULL,
                  configuration_sha256 TEXT NOT NULL, undoes INTEGER NOT NULL DEFAULT 0, ended TEXT,
                  result INTEGER, status INTEGER, slot TEXT, stack TEXT, notes TEXT, counts TEXT);
 CREATE INDEX run_by_undoes ON run(undoes) WHERE undoes<>0;

@@ -59,7 +59,6 @@ public:
     // Open the store as the user, with log and configuration set up for services.
     void open();
     void close();
-    bool isOpen() const { return store_.has_value(); }
     mervane::Workbench::StoreId store() const { return *store_; }
     // Close what is open and go on with the store at another path, under the same user.
     void reopen(const std::string& path);

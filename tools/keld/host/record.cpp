@@ -54,12 +54,6 @@ std::string asText(const Context& context, const mervane::Value& value) {
 
 }  // namespace
 
-const ChangedObject* Record::find(tag_t object) const {
-    const auto at = std::find_if(objects.begin(), objects.end(),
-                                 [&](const ChangedObject& each) { return each.tag == object; });
-    return at == objects.end() ? nullptr : &*at;
-}
-
 std::string RecordReader::textOf(const mervane::Values& values) const {
     std::string text;
     for (const auto& value : values)

@@ -38,8 +38,6 @@ struct Record {
     mervane::RunHead head;
     std::vector<ChangedObject> objects;  // in the order in which they were changed first
     std::vector<OtherChange> others;     // in their order
-
-    const ChangedObject* find(tag_t object) const;
 };
 
 // Put together from entries, which come in their order, while the session sees what the run made.

@@ -46,8 +46,7 @@ void addRunOptions(CLI::App* verb, RunWish& wish) {
 
 // ---- where a rehearsal writes ----
 
-Aside::Aside(Context& context) : directory_(makeTemporaryDirectory("keld-dry-run")) {
-    (void)context;
+Aside::Aside() : directory_(makeTemporaryDirectory("keld-dry-run")) {
     setEnvironment("KELD_LOG_FILE", (pathOf(directory_) / "keld.log").string());
     setEnvironment("MV_TMP_DIR", directory_);
 }
@@ -63,7 +62,7 @@ VerbRun::VerbRun(Context& context, const RunWish& wish, const std::string& servi
                  const std::string& arguments, const std::string& configuration)
     : context_(context), wish_(wish) {
     if (wish_.dry_run)
-        aside_.emplace(context);
+        aside_.emplace();
     context_.workbench().beginRun({wish_.way(), service, arguments, configuration, KELD_VERSION});
     caught = 0;
     for (const int signal : {SIGINT, SIGTERM})

@@ -20,7 +20,7 @@ void addRunOptions(CLI::App* verb, RunWish& wish);
 // Temporary files and the log of a rehearsal, in a directory that goes again.
 class Aside {
 public:
-    explicit Aside(Context& context);
+    Aside();
     ~Aside();
     Aside(const Aside&) = delete;
     Aside& operator=(const Aside&) = delete;
