@@ -104,16 +104,23 @@ public:
 
     // ---- who refers; stored references and this session's unsaved ones, by tag ----
     struct Referrer {
-        tag_t tag = NULLTAG;
-        tag_t attribute = NULLTAG;
+        tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
+        bool is_new = false;  // never saved
     };
     std::vector<Referrer> referrers(tag_t target);
     // Objects whose reference attribute of this name on this class holds the target, by tag.
     std::vector<tag_t> referrersBy(std::string_view class_name, std::string_view attribute,
                                    tag_t target);
+    // The one of them with the highest tag; NULLTAG: there is none. Quick also if there are many.
+    tag_t lastReferrerBy(std::string_view class_name, std::string_view attribute, tag_t target);
     // Objects of a class or below with a string attribute of this value, by tag.
     std::vector<tag_t> findByText(std::string_view class_name, std::string_view attribute,
                                   const std::string& text);
+
+    // Those of them that refer to the target, too.
+    std::vector<tag_t> findByTextOf(std::string_view class_name, std::string_view reference,
+                                    tag_t target, std::string_view attribute,
+                                    const std::string& text);
 
     // ---- properties: attributes and what is worked out from them ----
     struct Property {
@@ -248,7 +255,7 @@ private:
     void recordSave(const Object& object);
     void recordErasure(tag_t tag);
     void collectParts(Object& object, std::vector<tag_t>& parts);
-    void addParts(Object& object, std::vector<tag_t>& parts);
+    void addParts(Object& object, const std::set<tag_t>& known, std::vector<tag_t>& parts);
     void eraseStored(std::span<const tag_t> tags);
     void forget(std::span<const tag_t> tags);
     struct Entries {

@@ -350,7 +350,13 @@ void Connection::needSound() const {
                           "known. Open it anew");
 }
 
+void Connection::takeBack(const char* sql) {
+    ++undone_;
+    statement(sql).run();
+}
+
 void Connection::fail(const char* operation) {
+    ++undone_;  // the database gives up a transaction in some cases
     const int code = sqlite3_extended_errcode(database_);
     std::string reason = plainReason(code, sqlite3_system_errno(database_), path_);
     if (reason.empty())
@@ -384,11 +390,11 @@ Transaction::~Transaction() {
     try {
         if (nested_) {
             if (connection_.inTransaction()) {
-                connection_.statement("ROLLBACK TO part").run();
+                connection_.takeBack("ROLLBACK TO part");
                 connection_.statement("RELEASE part").run();
             }
         } else if (connection_.inTransaction()) {
-            connection_.statement("ROLLBACK").run();
+            connection_.takeBack("ROLLBACK");
         }
     } catch (const Failure&) {
         // The failure that led here travels up; the database undoes what it can't commit.

@@ -14,6 +14,7 @@
 
 #include "workbench/model/model.h"
 #include "workbench/store/locks.h"
+#include "workbench/store/referrers.h"
 #include "workbench/store/registry.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/volume.h"
@@ -82,11 +83,10 @@ public:
     StoredFile knownFile(tag_t tag);
 
     // ---- finding; by tag ----
-    struct Referrer {
-        tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
-    };
-    std::vector<Referrer> referrers(tag_t target);
-    std::vector<Referrer> referrersBy(tag_t attribute, tag_t target);
+    // Good until the next call.
+    const std::vector<StoredReferrer>& referrers(tag_t target);
+    std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target);
+    tag_t lastReferrerBy(tag_t attribute, tag_t target);  // NULLTAG: there is none
     struct Hit {
         tag_t tag = NULLTAG, type = NULLTAG;
     };
@@ -182,6 +182,7 @@ private:
     };
     std::shared_ptr<Shared> shared_;
     std::unique_ptr<Connection> connection_;
+    StoredReferrers referrers_;
     std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;
