@@ -20,8 +20,8 @@ tag_t asTag(std::int64_t value) {
 }  // namespace
 
 const std::vector<StoredReferrer>& StoredReferrers::of(tag_t target) {
-    if (!lists_.empty())
-        forgetOld();
+    if (!lists_.empty() && fresh_.isLost(connection_))
+        lists_.clear();
     const auto known = lists_.find(target);
     if (known != lists_.end()) {
         readChanged(target, known->second);
@@ -32,20 +32,10 @@ const std::vector<StoredReferrer>& StoredReferrers::of(tag_t target) {
     if (last_.size() < kMany)
         return last_;
     if (lists_.empty())
-        forgetOld();  // from now on
+        (void)fresh_.isLost(connection_);  // from now on
     if (lists_.size() >= kMostLists)
         lists_.clear();
     return lists_.try_emplace(target, List{last_, {}}).first->second.all;
-}
-
-// Nothing tells what a transaction that went back, or another connection, has changed.
-void StoredReferrers::forgetOld() {
-    Statement row = connection_.statement("PRAGMA data_version");
-    const std::int64_t others = row.step() ? row.integer(0) : 0;
-    if (others != others_ || undone_ != connection_.undone())
-        lists_.clear();
-    others_ = others;
-    undone_ = connection_.undone();
 }
 
 void StoredReferrers::read(tag_t target, std::vector<StoredReferrer>& all) {

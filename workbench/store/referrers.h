@@ -37,10 +37,8 @@ private:
     Connection& connection_;
     std::unordered_map<tag_t, List> lists_;
     std::vector<StoredReferrer> last_;
-    std::uint64_t undone_ = 0;
-    std::int64_t others_ = 0;
+    Freshness fresh_;
 
-    void forgetOld();
     void read(tag_t target, std::vector<StoredReferrer>& all);
     void read(tag_t tag, tag_t target, std::vector<StoredReferrer>& all);
     void readChanged(tag_t target, List& list);

@@ -109,6 +109,18 @@ private:
     bool open_ = true;
 };
 
+// Whether what was read before still holds: another connection may have written since, or something
+// of this one's gone back. Changes of this connection are for their readers to know.
+class Freshness {
+public:
+    // Asks, and begins anew.
+    bool isLost(Connection& connection);
+
+private:
+    std::int64_t others_ = -1;
+    std::uint64_t undone_ = 0;
+};
+
 // SQL statements run since the start of the process.
 std::uint64_t statementsRun();
 // The time that they take is measured, from now on and not any more.

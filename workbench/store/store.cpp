@@ -330,6 +330,9 @@ tag_t Store::newTag() {
 }
 
 // ---- finding ----
+//
+// An object may stand in an array twice. Rows come in the order of an index, so that the second of
+// a pair is left out here: DISTINCT would make the database sort them once more.
 
 const std::vector<StoredReferrer>& Store::referrers(tag_t target) {
     return referrers_.of(target);
@@ -338,11 +341,12 @@ const std::vector<StoredReferrer>& Store::referrers(tag_t target) {
 std::vector<StoredReferrer> Store::referrersBy(tag_t attribute, tag_t target) {
     std::vector<StoredReferrer> all;
     Statement rows = connection_->statement(
-        "SELECT DISTINCT r.tag, o.type FROM ref r JOIN object o ON o.tag=r.tag "
+        "SELECT r.tag, o.type FROM ref r CROSS JOIN object o ON o.tag=r.tag "
         "WHERE r.target=? AND r.attr=? ORDER BY r.tag");
     rows.bind(number(target)).bind(number(attribute));
     while (rows.step())
-        all.push_back({tagOf(rows.integer(0)), attribute, tagOf(rows.integer(1))});
+        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back().tag != tag)
+            all.push_back({tag, attribute, tagOf(rows.integer(1))});
     return all;
 }
 
@@ -357,11 +361,12 @@ tag_t Store::lastReferrerBy(tag_t attribute, tag_t target) {
 std::vector<Store::Hit> Store::withText(tag_t attribute, std::string_view text) {
     std::vector<Hit> all;
     Statement rows = connection_->statement(
-        "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+        "SELECT v.tag, o.type FROM value v CROSS JOIN object o ON o.tag=v.tag "
         "WHERE v.attr=? AND v.v=? ORDER BY v.tag");
     rows.bind(number(attribute)).bind(text);
     while (rows.step())
-        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
+        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back().tag != tag)
+            all.push_back({tag, tagOf(rows.integer(1))});
     return all;
 }
 
@@ -380,14 +385,15 @@ std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t
     // a revision of one id. A cross join is done in the order in which it stands.
     Statement rows = connection_->statement(
         with_text <= kFew
-            ? "SELECT DISTINCT v.tag FROM value v CROSS JOIN ref r ON r.tag=v.tag "
+            ? "SELECT v.tag FROM value v CROSS JOIN ref r ON r.tag=v.tag "
               "WHERE v.attr=?1 AND v.idx=0 AND v.v=?4 AND r.target=?2 AND r.attr=?3 ORDER BY v.tag"
-            : "SELECT DISTINCT r.tag FROM ref r CROSS JOIN value v ON v.tag=r.tag "
+            : "SELECT r.tag FROM ref r CROSS JOIN value v ON v.tag=r.tag "
               "WHERE r.target=?2 AND r.attr=?3 AND v.attr=?1 AND v.idx=0 AND v.v=?4 "
               "ORDER BY r.tag");
     rows.bind(number(attribute)).bind(number(target)).bind(number(reference)).bind(text);
     while (rows.step())
-        all.push_back(tagOf(rows.integer(0)));
+        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back() != tag)
+            all.push_back(tag);
     return all;
 }
 
