@@ -242,6 +242,14 @@ void Session::unload(tag_t tag) {
     giveLock(tag);
 }
 
+void Session::unloadBeyond(std::size_t most) {
+    if (cache_.size() > most)
+        std::erase_if(cache_, [this](const auto& each) {
+            Object* object = each.second.get();
+            return !object->isNew() && !object->locked && !touched_.count(object);
+        });
+}
+
 void Session::refresh(Object& object, bool with_lock) {
     const tag_t tag = object.tag;
     const bool had_lock = object.locked;

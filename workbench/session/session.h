@@ -72,6 +72,9 @@ public:
     // Drop it from the cache: unsaved values and the lock go. What would be stored along with a new
     // object goes with it.
     void unload(tag_t tag);
+    // If more objects are cached: forget those that aren't locked and have no unsaved values.
+    // Requires: nobody holds one.
+    void unloadBeyond(std::size_t most);
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
     void refresh(Object& object, bool lock);
     // A number for the ids that this session chooses; false if another living session has it.
