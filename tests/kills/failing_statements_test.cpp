@@ -38,6 +38,13 @@ struct Case {
     std::string way;
 };
 
+// So that a second try doesn't meet what the first one left outside the store.
+constexpr int kOther = 12000000;
+
+void PrintTo(const Case& each, std::ostream* out) {
+    *out << each.kind << ' ' << each.way;
+}
+
 std::vector<Case> cases() {
     std::vector<Case> all;
     for (const std::string& kind : kills::operationKinds())
@@ -149,19 +156,24 @@ TEST_P(FailingStatements, LeaveWhatIsStoredAndRecordedInAgreement) {
             look(ran, where);
             // The session goes on.
             bench().createItem("goes-on", "", "", "A", nullptr);
-            if (!isAsServer() && !ran)
-                EXPECT_TRUE(runs(12 * number + 1)) << where << ", then " << reason_;
+            if (!isAsServer() && !ran) {
+                EXPECT_TRUE(runs(kOther + 12 * number + 1)) << where << ", then " << reason_;
+            }
             endWhatIsLeft();
         }
         reason_.clear();
         bench().closeStore(store_);
-        if (!reached)
+        if (!reached && (injections > 0 || i == 0))
             break;
+        if (!reached)
+            i = -step;  // the share begins beyond the last one: take the first
     }
     std::cout << injections << " failing statements, " << failed << " of them told; " << entries_
               << " entries compared" << std::endl;
     EXPECT_GT(injections, 0);
-    EXPECT_GT(failed, 0);
+    if (step == 1) {
+        EXPECT_GT(failed, 0);
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Operations, FailingStatements, ::testing::ValuesIn(cases()),

@@ -73,7 +73,7 @@ protected:
     }
     template <typename Steps>
     void isTheSameInAnyStore(Steps&& body) {
-        const std::uint64_t small = in(20, body), large = in(2000, body);
+        const std::uint64_t small = in(200, body), large = in(2000, body);
         RecordProperty("small", std::to_string(small));
         RecordProperty("large", std::to_string(large));
         EXPECT_GT(small, 0u);
