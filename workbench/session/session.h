@@ -75,6 +75,11 @@ public:
     // If more objects are cached: forget those that aren't locked and have no unsaved values.
     // Requires: nobody holds one.
     void unloadBeyond(std::size_t most);
+    // The same after each function of the interface, so that a long run takes no more memory than
+    // this many objects do, some 1,000 bytes each.
+    static constexpr std::size_t kMostCached = 20000;
+    bool cachesMuch() const { return cache_.size() > much_; }
+    void unloadMuch();
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
     void refresh(Object& object, bool lock);
     // A number for the ids that this session chooses; false if another living session has it.
@@ -220,6 +225,7 @@ private:
 
     std::shared_ptr<Store> store_;
     std::unordered_map<tag_t, std::unique_ptr<Object>> cache_;
+    std::size_t much_ = kMostCached;
     std::unordered_set<Object*> touched_;  // new or with unsaved values, perhaps more
     std::unordered_set<tag_t> locks_held_;
     std::unique_ptr<BomWindows> bom_windows_;
