@@ -126,21 +126,40 @@ void copyStore(const std::string& from, const std::string& to) {
     bench().closeStore(base);
 }
 
-double measureWay(const std::string& path, const Way& way) {
+// What the process has for itself now, in KB: pages of the store's file, which the system maps and
+// takes back as it likes, aren't among it.
+long ownMemory() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    long kilobytes = 0;
+    while (status >> word)
+        if (word == "RssAnon:")
+            status >> kilobytes;
+    return kilobytes;
+}
+
+struct Measured {
+    double seconds = 0;
+    long kilobytes = 0;
+};
+
+Measured measureWay(const std::string& path, const Way& way) {
     const auto store = bench().openStore(path);
     bench().openSession(store, {});
     bench().recordRuns(way.records);
     const tag_t top = bench().openBomWindow(bench().resolve("top/A"));
     KELD_SetLogLevel(way.log_level);
-    const double time = seconds([&] {
+    Measured measured;
+    measured.seconds = seconds([&] {
         if (way.in_run)
             bench().beginRun({way.way, "KELD_StatusManager", "", "", ""});
         runLibrary(top, "BOMLine");
         if (way.in_run)
             bench().endRun({}, true, nullptr);
     });
+    measured.kilobytes = ownMemory();
     bench().closeStore(store);
-    return time;
+    return measured;
 }
 
 constexpr Way kWays[] = {{"as the server, no run", RunWay::AsServer, false, false, 0},
@@ -150,28 +169,27 @@ constexpr Way kWays[] = {{"as the server, no run", RunWay::AsServer, false, fals
                          {"whole, log at trace", RunWay::Whole, true, true, 3},
                          {"whole, log at debug", RunWay::Whole, true, true, 4}};
 
-// What it takes and its peak of memory in KB, for each way.
-std::vector<std::pair<double, long>> measureWays(const fs::path& directory, int parts) {
+// For each way.
+std::vector<Measured> measureWays(const fs::path& directory, int parts) {
     const std::string path = (directory / ("ways" + std::to_string(parts))).string();
     inChild([&] { makeStore(path, parts, true); });
-    std::vector<std::pair<double, long>> all;
+    std::vector<Measured> all;
     for (const Way& way : kWays) {
         const std::string copy = path + "-copy";
         inChild([&] { copyStore(path, copy); });
         int pipes[2];
         if (pipe(pipes) != 0)
             exit(1);
-        const long peak = inChild([&] {
-            const double time = measureWay(copy, way);
-            if (write(pipes[1], &time, sizeof time) != sizeof time)
+        inChild([&] {
+            const Measured measured = measureWay(copy, way);
+            if (write(pipes[1], &measured, sizeof measured) != sizeof measured)
                 _exit(1);
         });
-        double time = 0;
-        if (read(pipes[0], &time, sizeof time) != sizeof time)
+        all.emplace_back();
+        if (read(pipes[0], &all.back(), sizeof all.back()) != sizeof all.back())
             exit(1);
         close(pipes[0]);
         close(pipes[1]);
-        all.emplace_back(time, peak);
     }
     return all;
 }
@@ -180,13 +198,13 @@ void showWays(const fs::path& directory) {
     constexpr int kFew = 1000, kMany = 10000;
     const auto few = measureWays(directory, kFew), many = measureWays(directory, kMany);
     printf(
-        "seconds for %d and %d revisions with a dataset each; KB: growth of the peak per object\n"
+        "seconds for %d and %d revisions with a dataset each; KB: more memory per object\n"
         "%-26s %8s %8s %7s %8s\n",
         kFew, kMany, "", "few", "many", "ratio", "KB");
     for (std::size_t i = 0; i < std::size(kWays); ++i)
-        printf("%-26s %8.2f %8.2f %7.2f %8.2f\n", kWays[i].name, few[i].first, many[i].first,
-               many[i].first / many[0].first,
-               static_cast<double>(many[i].second - few[i].second) / (2.0 * (kMany - kFew)));
+        printf("%-26s %8.2f %8.2f %7.2f %8.2f\n", kWays[i].name, few[i].seconds, many[i].seconds,
+               many[i].seconds / many[0].seconds,
+               static_cast<double>(many[i].kilobytes - few[i].kilobytes) / (2.0 * (kMany - kFew)));
 }
 
 double median(std::vector<double> all) {
