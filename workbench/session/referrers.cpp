@@ -1,5 +1,7 @@
 #include <algorithm>
 
+#include "workbench/run/reads.h"
+#include "workbench/run/recorder.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -25,6 +27,12 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
     for (const Store::Referrer& stored : store_->referrers(target))
         if (stored.type != NULLTAG)
             all.push_back({stored.tag, stored.attribute});
+    if (recorder_ && recorder_->reads()) {
+        std::vector<tag_t> found;
+        for (const Referrer& each : all)
+            found.push_back(each.tag);
+        recorder_->reads()->search("", "", target, "", found);
+    }
     if (touched_.empty())
         return all;
     std::erase_if(all, [&](const Referrer& each) {
@@ -107,8 +115,12 @@ std::vector<tag_t> Session::referrersBy(std::string_view class_name, std::string
     const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
     if (attribute.kind != Kind::Reference)
         throw Failure(kWrongKind, attribute.name + " is no reference");
-    return corrected(*cls, attribute, store_->referrersBy(attribute.handle, target),
-                     [&](const Values& values) { return refersTo(values, target); });
+    std::vector<tag_t> found =
+        corrected(*cls, attribute, store_->referrersBy(attribute.handle, target),
+                  [&](const Values& values) { return refersTo(values, target); });
+    if (recorder_ && recorder_->reads())
+        recorder_->reads()->search(class_name, name, target, "", found);
+    return found;
 }
 
 std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_view name,
@@ -117,10 +129,13 @@ std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_
     const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
     if (attribute.kind != Kind::String)
         throw Failure(kWrongKind, attribute.name + " is no string");
-    return corrected(
+    std::vector<tag_t> found = corrected(
         *cls, attribute, store_->withText(attribute.handle, text), [&](const Values& values) {
             return std::find(values.begin(), values.end(), Value(text)) != values.end();
         });
+    if (recorder_ && recorder_->reads())
+        recorder_->reads()->search(class_name, name, NULLTAG, text, found);
+    return found;
 }
 
 }  // namespace mervane
