@@ -281,6 +281,7 @@ void addStatusVerbs(Verbs& verbs) {
         [wanted](Context& context) { return set(context, *wanted); });
     addStatusArguments(verb, *wanted);
     addRunOptions(verb, wanted->run);
+    addObjectionsVerb(verbs, group);
 }
 
 }  // namespace keld

@@ -56,4 +56,6 @@ Visits watch(Context& context, const std::vector<mervane::Argument>& arguments);
 Refusal explain(const Context& context, const WantedStatus& wanted, int status, const Visit* last,
                 tag_t start);
 
+void addObjectionsVerb(Verbs& verbs, CLI::App* group);
+
 }  // namespace keld
