@@ -195,17 +195,37 @@ TEST_F(Plans, ARunThatIsRefusedNowGoesBack) {
 }
 
 TEST_F(Plans, AChangedEntryOfThePlanIsFound) {
-    auto plan = planned({"status", "set", "000102/A", "Frozen"});
+    const auto plan = planned({"status", "set", "000102/A", "Frozen"});
     auto less = plan;
     less["entries"].erase(less["entries"].size() - 1);
     rewrite(less);
     expectRefusal("doesn't come to what the plan");
-    for (auto& entry : plan["entries"])
-        for (auto& value : entry["values"])
-            if (value["attribute"] == "name")
-                value["after"] = {"Released"};
-    rewrite(plan);
-    expectRefusal("doesn't come to what the plan");
+    // A value that tells the moment of the run must be the plan's, one of its user its user's.
+    const std::vector<std::pair<std::string, nlohmann::json>> values = {
+        {"name", "Released"},
+        {"date_released", {{"date", "2001-02-03T04:05:06"}}},
+        {"owning_user", {{"tag", 1}}},
+        {"user_data_1", "otto"}};
+    for (const auto& [attribute, other] : values) {
+        auto changed = plan;
+        int count = 0;
+        for (auto& entry : changed["entries"])
+            for (auto& value : entry["values"])
+                if (value["attribute"] == attribute && !value["after"].empty()) {
+                    value["after"] = nlohmann::json::array({other});
+                    ++count;
+                }
+        ASSERT_GT(count, 0) << attribute;
+        rewrite(changed);
+        expectRefusal(attribute + ": from ");
+    }
+    auto job = plan;
+    for (auto& entry : job["entries"])
+        if (entry["change"] == "workflow started")
+            entry["text"] = "STATMGR_1";
+    ASSERT_NE(job, plan);
+    rewrite(job);
+    expectRefusal("in the plan workflow started STATMGR_1");
 }
 
 TEST_F(Plans, ANameThatLeadsElsewhereIsRefused) {
