@@ -25,6 +25,7 @@ struct RunOptions {
     std::string arguments;      // as on the wire, as text
     std::string configuration;  // path of the INI file that the run reads; empty: none
     std::string version;        // of the libraries that run
+    bool reads = false;         // gather what the run reads
 };
 
 // Done: the service succeeded. DoneWithFailures: it did, but what its rules drop is on the error
@@ -95,6 +96,30 @@ struct RunQuery {
     std::string user, service;
     std::string since;  // began at this time or later
     int limit = 0;      // newest first; 0: all
+};
+
+// What a run has looked at, for whoever wants to know later whether it would find the same.
+struct RunReads {
+    struct Read {
+        tag_t object = NULLTAG;
+        std::int64_t version = 0;  // that it had then, before a change of the run; 0: not there
+    };
+    // A question to the store who refers to an object by an attribute, or has it as a text. Objects
+    // that answered are among those that were read.
+    struct Search {
+        std::string cls, attribute;  // both empty: any reference
+        tag_t target = NULLTAG;      // of a reference
+        std::string text;            // else
+        bool operator==(const Search&) const = default;
+    };
+    std::vector<Read> objects;     // by tag, each once; none that the run has made itself
+    std::vector<Search> searches;  // in the order in which they were asked first
+};
+
+// An object that isn't what a run has read.
+struct ReadDifference {
+    tag_t object = NULLTAG;
+    std::int64_t then = 0, now = 0;  // versions; 0: not there
 };
 
 // What stands against an undo, or what it can't take back.

@@ -131,6 +131,8 @@ public:
     // Open a store; ":memory:" makes a fresh one that lives until it is closed. An older schema is
     // upgraded, a newer one refused.
     virtual StoreId openStore(const std::string& path) = 0;
+    // A text that this store and its copies have and no other store has.
+    virtual std::string storeIdentity(StoreId store) = 0;
     // Close the store and its sessions.
     virtual void closeStore(StoreId store) = 0;
     // Integrity of store and volume. With repair, files that no object owns are removed.
@@ -268,6 +270,16 @@ public:
     virtual RunHead endRun(const RunOutcome& outcome, bool keep,
                            const std::function<void(const RunEntry&)>& each) = 0;
     virtual bool inRun() = 0;
+    // Head of the run under way. Failure kBadValue if there is none.
+    virtual RunHead runUnderWay() = 0;
+    // Of the run under way, which has asked for its reads: what it has read so far. Failure
+    // kBadValue if it hasn't asked, or there is none.
+    virtual RunReads readsOfRun() = 0;
+    // Of the run under way: its entries so far, in order.
+    virtual void readRunSoFar(const std::function<void(const RunEntry&)>& each) = 0;
+    // The objects that aren't what they were when this was read, and those that a search finds
+    // now and didn't find then; by tag. Requires: the session has no unsaved values.
+    virtual std::vector<ReadDifference> differencesFrom(const RunReads& reads) = 0;
     // The call under way is finished; every later one, and every change, fails with 710030 until
     // the run has ended. Safe in a signal handler.
     virtual void interrupt() noexcept = 0;

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <set>
 #include <string_view>
 
 #include "platform/keld_basetool.h"
@@ -135,18 +136,14 @@ std::vector<std::string> understood(std::vector<std::string> words, const CLI::A
     return words;
 }
 
-int run(Globals& globals, const std::vector<std::string>& typed) {
-    CLI::App app("Services and structures of a product-data store, at the command line.", "keld");
+void setUp(CLI::App& app) {
     // A text may begin with a slash on Windows, too.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.fallthrough();
-    app.footer(
-        "Exit code: 0 done; 1 refused or failed; 2 the command line can't be understood;\n"
-        "3 done, but with failures that the rules of the service drop.\n"
-        "keld help VERB (or VERB --help) shows each verb with examples; --version the versions.");
-    addGlobals(app, globals);
-    Verbs verbs{app, globals, nullptr};
+}
+
+void addVerbs(Verbs& verbs) {
     addStoreVerbs(verbs);
     addWorldVerbs(verbs);
     addLookVerbs(verbs);
@@ -163,6 +160,76 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
     addCopyVerb(verbs);
     addDoctorVerb(verbs);
     addRunsVerbs(verbs);
+    addApplyVerb(verbs);
+}
+
+// The verb with its own arguments, without how it is to run.
+std::vector<std::string> commandOf(const CLI::App& app) {
+    static const std::set<std::string> kHow = {"--dry-run", "--test", "--plan", "--as-server",
+                                               "--whole"};
+    std::vector<std::string> words, positionals;
+    for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
+        at = at->get_subcommands().front();
+        words.push_back(at->get_name());
+    }
+    for (const CLI::Option* option : chosenVerb(app).get_options()) {
+        const std::vector<std::string>& values = option->results();
+        if (option->count() == 0 || kHow.contains(option->get_name()))
+            continue;
+        if (option->get_positional()) {
+            positionals.insert(positionals.end(), values.begin(), values.end());
+        } else if (option->get_items_expected_max() == 0) {
+            words.push_back(option->get_name());
+        } else {
+            for (const std::string& value : values) {
+                // An empty value needs a word of its own, one with a dash the sign.
+                words.push_back(option->get_name() + (value.empty() ? "" : "=" + value));
+                if (value.empty())
+                    words.emplace_back();
+            }
+        }
+    }
+    if (std::any_of(positionals.begin(), positionals.end(),
+                    [](const std::string& word) { return word.starts_with("-"); }))
+        words.emplace_back("--");
+    words.insert(words.end(), positionals.begin(), positionals.end());
+    return words;
+}
+
+Action plannedAction(const std::vector<std::string>& command) {
+    Globals none;
+    CLI::App app("", "keld");
+    setUp(app);
+    addGlobals(app, none);
+    Verbs verbs{app, none, nullptr, nullptr};
+    addVerbs(verbs);
+    std::vector<std::string> words = command;
+    words.insert(words.begin(), "keld");
+    std::vector<char*> argv;
+    for (std::string& word : words)
+        argv.push_back(word.data());
+    argv.push_back(nullptr);
+    try {
+        app.parse(static_cast<int>(words.size()), argv.data());
+    } catch (const CLI::ParseError& error) {
+        throw CommandError(std::string("its command can't be understood: ") + error.what());
+    }
+    if (!chosenVerb(app).get_option_no_throw("--plan"))
+        throw CommandError("there are no plans of the verb " + command.front());
+    return verbs.chosen;
+}
+
+int run(Globals& globals, const std::vector<std::string>& typed) {
+    CLI::App app("Services and structures of a product-data store, at the command line.", "keld");
+    setUp(app);
+    app.footer(
+        "Exit code: 0 done; 1 refused or failed; 2 the command line can't be understood;\n"
+        "3 done, but with failures that the rules of the service drop.\n"
+        "keld help VERB (or VERB --help) shows each verb with examples; --version the versions.");
+    addGlobals(app, globals);
+    Verbs verbs{app, globals, nullptr, nullptr};
+    addVerbs(verbs);
+    verbs.understand = plannedAction;
     std::vector<std::string> words = understood(typed, app);
     std::vector<char*> argv;
     for (std::string& word : words)
@@ -181,6 +248,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
     if (globals.wide)
         keepTablesWide();
     Context context(globals);
+    context.command = commandOf(app);
     const int exit_code = verbs.chosen(context);
     context.close();
     if (globals.json && !context.document_written)

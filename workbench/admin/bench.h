@@ -19,6 +19,7 @@ public:
 
     void createStore(const std::string& path) override;
     StoreId openStore(const std::string& path) override;
+    std::string storeIdentity(StoreId store) override;
     void closeStore(StoreId store) override;
     std::vector<CheckFinding> check(StoreId store, bool repair) override;
     std::vector<CheckFinding> backup(StoreId store, const std::string& path) override;
@@ -105,6 +106,10 @@ public:
     RunHead endRun(const RunOutcome& outcome, bool keep,
                    const std::function<void(const RunEntry&)>& each) override;
     bool inRun() override;
+    RunHead runUnderWay() override;
+    RunReads readsOfRun() override;
+    void readRunSoFar(const std::function<void(const RunEntry&)>& each) override;
+    std::vector<ReadDifference> differencesFrom(const RunReads& reads) override;
     void interrupt() noexcept override;
     bool interrupted() noexcept override;
     std::vector<RunHead> runs(const RunQuery& query) override;

@@ -2,6 +2,8 @@
 #include <set>
 
 #include "workbench/admin/bench.h"
+#include "workbench/run/reads.h"
+#include "workbench/run/recorder.h"
 #include "workbench/run/undo.h"
 #include "workbench/session/journal.h"
 
@@ -25,6 +27,33 @@ RunHead Bench::endRun(const RunOutcome& outcome, bool keep,
 
 bool Bench::inRun() {
     return nowOpen().run != nullptr;
+}
+
+RunHead Bench::runUnderWay() {
+    if (!now().recorder())
+        throw Failure(kBadValue, "the session has no run");
+    return now().recorder()->head();
+}
+
+RunReads Bench::readsOfRun() {
+    Recorder* const recorder = now().recorder();
+    if (!recorder || !recorder->reads())
+        throw Failure(kBadValue, "there is no run that gathers what it reads");
+    return recorder->reads()->take(now().store());
+}
+
+void Bench::readRunSoFar(const std::function<void(const RunEntry&)>& each) {
+    Recorder* const recorder = now().recorder();
+    if (!recorder)
+        throw Failure(kBadValue, "the session has no run");
+    if (const std::int64_t number = recorder->number())
+        recorder->tables().entries(number, [&](StoredEntry&& entry) {
+            each(shownEntry(now().model(), std::move(entry)));
+        });
+}
+
+std::vector<ReadDifference> Bench::differencesFrom(const RunReads& reads) {
+    return mervane::differencesFrom(now(), reads);
 }
 
 void Bench::interrupt() noexcept {

@@ -40,6 +40,10 @@ Bench::StoreId Bench::openStore(const std::string& path) {
     return last_store_;
 }
 
+std::string Bench::storeIdentity(StoreId store) {
+    return storeOf(store).identity();
+}
+
 void Bench::closeStore(StoreId store) {
     storeOf(store);
     for (auto at = sessions_.begin(); at != sessions_.end();) {

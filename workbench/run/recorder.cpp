@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "workbench/model/status.h"
+#include "workbench/run/reads.h"
 #include "workbench/session/journal.h"
 #include "workbench/store/making.h"
 #include "workbench/store/store.h"
@@ -26,10 +27,18 @@ Recorder::Recorder(Store& store, bool stored, RunHead head, std::int64_t session
       tables_(store.connection(), !stored) {
 }
 
+Recorder::~Recorder() = default;
+
+void Recorder::gatherReads() {
+    reads_ = std::make_unique<Reads>();
+}
+
 void Recorder::add(StoredEntry entry) {
     // An import changes the store without a call of the platform.
     if (callsAreInterrupted())
         throw Failure(kInterrupted, "no further change");
+    if (reads_ && entry.change == RunChange::ObjectMade)
+        reads_->made(entry.object);
     entry.position = ++position_;
     // Asked each time: the transaction in which the head was stored may have gone back.
     tables_.add(tables_.begin(token_, head_, session_), entry);

@@ -3,6 +3,7 @@
 // Writes down what a session changes while a run lasts, in the transactions of the changes
 // themselves: an entry is stored if, and only if, its change is.
 
+#include <memory>
 #include <string>
 
 #include "workbench/store/run_entry.h"
@@ -10,6 +11,7 @@
 
 namespace mervane {
 
+class Reads;
 class Store;
 struct Right;
 
@@ -17,9 +19,13 @@ class Recorder {
 public:
     // With `stored` the record stays in the store, else the connection alone has it.
     Recorder(Store& store, bool stored, RunHead head, std::int64_t session);
+    ~Recorder();
 
     bool isStored() const { return stored_; }
     RunHead& head() { return head_; }
+    // Null: nobody wants to know what the run reads.
+    Reads* reads() { return reads_.get(); }
+    void gatherReads();
 
     // Requires: a transaction that the change is a part of.
     void add(StoredEntry entry);
@@ -55,6 +61,7 @@ private:
     std::string token_;
     RunTables tables_;
     std::int64_t position_ = 0;
+    std::unique_ptr<Reads> reads_;
 
     void idChanged(RunChange change, const std::string& item_id, const std::string& registry);
     void checkOut(RunChange change, tag_t object, tag_t user, const std::string& date,

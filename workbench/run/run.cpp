@@ -76,6 +76,8 @@ Run::Run(Session& session, const RunOptions& options, std::int64_t undoes)
     try {
         session.record(std::make_unique<Recorder>(store, store.recordsRuns(), std::move(head),
                                                   session.lockSession()));
+        if (options.reads)
+            session.recorder()->gatherReads();
     } catch (...) {
         giveUp();
         throw;

@@ -1,5 +1,7 @@
 #include <algorithm>
 
+#include "workbench/run/reads.h"
+#include "workbench/run/recorder.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -27,6 +29,12 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
     for (const StoredReferrer& stored : known)
         if (stored.type != NULLTAG)
             all.push_back({stored.tag, stored.attribute, stored.type});
+    if (recorder_ && recorder_->reads()) {
+        std::vector<tag_t> found;
+        for (const Referrer& each : all)
+            found.push_back(each.tag);
+        recorder_->reads()->search("", "", target, "", found);
+    }
     std::vector<Referrer> unsaved;
     for (const Object* object : touched_)
         for (std::size_t i = 0; i < object->fields.size(); ++i) {
@@ -111,8 +119,12 @@ std::vector<tag_t> Session::referrersBy(std::string_view class_name, std::string
     const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
     if (attribute.kind != Kind::Reference)
         throw Failure(kWrongKind, attribute.name + " is no reference");
-    return corrected(*cls, attribute, store_->referrersBy(attribute.handle, target),
-                     [&](const Values& values) { return refersTo(values, target); });
+    std::vector<tag_t> found =
+        corrected(*cls, attribute, store_->referrersBy(attribute.handle, target),
+                  [&](const Values& values) { return refersTo(values, target); });
+    if (recorder_ && recorder_->reads())
+        recorder_->reads()->search(class_name, name, target, "", found);
+    return found;
 }
 
 tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name, tag_t target) {
@@ -123,7 +135,8 @@ tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name
         return place != object->type->by_handle.end() &&
                (object->isNew() || object->fields[place->second].dirty);
     });
-    if (!unsaved && attribute.owner == cls->name)
+    // What a run has read is told by whole answers.
+    if (!unsaved && attribute.owner == cls->name && !(recorder_ && recorder_->reads()))
         return store_->lastReferrerBy(attribute.handle, target);
     const std::vector<tag_t> all = referrersBy(class_name, name, target);
     return all.empty() ? NULLTAG : all.back();
@@ -135,10 +148,13 @@ std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_
     const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
     if (attribute.kind != Kind::String)
         throw Failure(kWrongKind, attribute.name + " is no string");
-    return corrected(
+    std::vector<tag_t> found = corrected(
         *cls, attribute, store_->withText(attribute.handle, text), [&](const Values& values) {
             return std::find(values.begin(), values.end(), Value(text)) != values.end();
         });
+    if (recorder_ && recorder_->reads())
+        recorder_->reads()->search(class_name, name, NULLTAG, text, found);
+    return found;
 }
 
 std::vector<tag_t> Session::findByTextOf(std::string_view class_name,
@@ -148,6 +164,8 @@ std::vector<tag_t> Session::findByTextOf(std::string_view class_name,
     const Attribute& refers = needAttribute(model(), class_name, reference_name, &cls);
     const Attribute& says = needAttribute(model(), class_name, name, &cls);
     std::vector<tag_t> tags = store_->referrersWithText(refers.handle, target, says.handle, value);
+    if (recorder_ && recorder_->reads())
+        (void)referrersBy(class_name, reference_name, target);
     for (const Object* object : touched_)
         if (object->isA(*cls))
             tags.push_back(object->tag);

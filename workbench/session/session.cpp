@@ -5,6 +5,7 @@
 #include <optional>
 #include <utility>
 
+#include "workbench/run/reads.h"
 #include "workbench/run/recorder.h"
 #include "workbench/session/bom_window.h"
 #include "workbench/session/journal.h"
@@ -139,14 +140,23 @@ void Session::readInto(Object& object) {
             if (index == values.size())
                 values.push_back(cell.as(object.type->layout[at->second]->kind));
         });
-    if (!found)
+    if (!found) {
+        noteRead(object.tag, 0);
         throw Failure(kUnknownObject, "#" + std::to_string(object.tag) + " isn't stored");
+    }
+}
+
+void Session::noteRead(tag_t tag, std::int64_t version) {
+    if (recorder_ && recorder_->reads())
+        recorder_->reads()->object(tag, version);
 }
 
 Object& Session::object(tag_t tag) {
     const auto at = cache_.find(tag);
-    if (at != cache_.end())
+    if (at != cache_.end()) {
+        noteRead(tag, at->second->version);
         return *at->second;
+    }
     if (tag == NULLTAG || tag >= kFirstHandle)
         throw Failure(kUnknownObject, tag == NULLTAG
                                           ? std::string("no object was given")
@@ -155,6 +165,7 @@ Object& Session::object(tag_t tag) {
     made->tag = tag;
     readInto(*made);
     made->locked = locks_held_.count(tag) != 0;
+    noteRead(tag, made->version);
     return *cache_.emplace(tag, std::move(made)).first->second;
 }
 
@@ -167,8 +178,10 @@ Object& Session::object(tag_t tag, const Class& cls) {
 
 Object* Session::tryObject(tag_t tag) {
     const auto at = cache_.find(tag);
-    if (at != cache_.end())
+    if (at != cache_.end()) {
+        noteRead(tag, at->second->version);
         return at->second.get();
+    }
     if (tag == NULLTAG || tag >= kFirstHandle)
         return nullptr;
     try {
@@ -213,6 +226,8 @@ Object& Session::create(const Type& type) {
         }
     }
     const tag_t tag = made->tag;
+    if (recorder_ && recorder_->reads())
+        recorder_->reads()->made(tag);
     const auto [at, fresh] = cache_.try_emplace(tag, std::move(made));
     if (!fresh)
         throw Failure(kStoreFailure, "store " + store_->path() + ": the tag #" +

@@ -243,6 +243,8 @@ private:
     std::vector<Object*> saving_;  // kept for its room
 
     void mayWrite() const;
+    // For a run that gathers what it reads.
+    void noteRead(tag_t tag, std::int64_t version);
     void findKnown();
     void openAs(const SessionOptions& options);
     void takeLock(tag_t tag, const Object* object);

@@ -51,6 +51,8 @@ public:
 
     const std::string& path() const { return shared_->path; }
     bool inMemory() const { return shared_->in_memory; }
+    // That of its copies is the same.
+    std::string identity();
     // This process may not write it: it is opened for reading, and no file beside it is made.
     bool readOnly() const { return connection_->readsOnly(); }
     Model& model() { return shared_->model; }

@@ -161,6 +161,11 @@ void Store::removeCheckOut(tag_t object) {
 
 // ---- runs ----
 
+std::string Store::identity() {
+    Statement row = connection_->statement("SELECT value FROM meta WHERE name='store_id'");
+    return row.step() ? std::string(row.text(0)) : "";
+}
+
 bool Store::recordsRuns() {
     Statement row = connection_->statement("SELECT 1 FROM meta WHERE name='records_no_runs'");
     return !row.step();

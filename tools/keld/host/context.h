@@ -3,6 +3,7 @@
 // What every verb works with: the global options, the store and session it opens, and its result.
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -44,6 +45,8 @@ struct Globals {
     std::optional<int> log_level;
 };
 
+struct PlanWork;
+
 class Context {
 public:
     explicit Context(const Globals& globals) : globals_(globals) {}
@@ -78,6 +81,11 @@ public:
     // The same as people type it, with quotes where they are needed, for texts.
     std::string title(tag_t object) const;
 
+    // The verb with its own arguments, as keld takes them again; without how it is to run.
+    std::vector<std::string> command;
+    // Null: no plan is written or carried out.
+    std::shared_ptr<PlanWork> plan;
+
     // Where services log and find their configuration; open() does it too.
     void setUpLog();
 
@@ -104,6 +112,9 @@ struct Verbs {
     CLI::App& app;
     Globals& globals;
     Action chosen;
+    // What another command line asks for. Failure: CommandError if it can't be understood, or its
+    // verb is none of which there are plans.
+    std::function<Action(const std::vector<std::string>&)> understand;
 
     CLI::App* add(CLI::App* parent, const std::string& name, const std::string& description,
                   const std::string& examples, Action action);
@@ -128,6 +139,7 @@ void addLogVerbs(Verbs& verbs);
 void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 void addRunsVerbs(Verbs& verbs);
+void addApplyVerb(Verbs& verbs);
 
 // Standard output goes to standard error for as long as this lives; or to a file. Where standard
 // error is a terminal, it is kept in a file and told at the end, with controls as escapes.

@@ -7,6 +7,7 @@
 #include "platform/keld_se.h"
 #include "platform/keld_version.h"
 #include "tools/keld/host/bom_lines.h"
+#include "tools/keld/host/plan_check.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
 
@@ -42,6 +43,13 @@ void addRunOptions(CLI::App* verb, RunWish& wish) {
         ->excludes(rehearsal);
     verb->add_flag("--accept-failures", wish.accept_failures,
                    "keep the run also if it left errors that its rules drop");
+    addPlanOption(verb, wish);
+}
+
+void addPlanOption(CLI::App* verb, RunWish& wish) {
+    verb->add_option(
+        "--plan", wish.plan,
+        "write what the dry run has found to this new file; keld apply carries it out");
 }
 
 // ---- where a rehearsal writes ----
@@ -61,10 +69,18 @@ Aside::~Aside() {
 VerbRun::VerbRun(Context& context, const RunWish& wish, const std::string& service,
                  const std::string& arguments, const std::string& configuration)
     : context_(context), wish_(wish) {
+    preparePlan();
     if (wish_.dry_run)
         aside_.emplace();
-    context_.workbench().beginRun({wish_.way(), service, arguments, configuration, KELD_VERSION});
+    context_.workbench().beginRun({wish_.way(), service, arguments, configuration, KELD_VERSION,
+                                   plan() && !plan()->carries_out});
     caught = 0;
+    try {
+        beginPlan();
+    } catch (...) {
+        context_.workbench().endRun({}, false, nullptr);
+        throw;
+    }
     for (const int signal : {SIGINT, SIGTERM})
         std::signal(signal, interrupt);
 }
@@ -125,8 +141,12 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
     for (const auto& entry : outcome.stack)
         told.stack.push_back(std::to_string(entry.status) + ": " + entry.text);
     told.notes = outside;
-    const bool keep = result_ == RunResult::Done ||
-                      (result_ == RunResult::DoneWithFailures && wish_.accept_failures);
+    bool keep = result_ == RunResult::Done ||
+                (result_ == RunResult::DoneWithFailures && wish_.accept_failures);
+    if (plan() && caught == 0 && !endPlan(told)) {
+        keep = false;
+        result_ = told.result = RunResult::Refused;
+    }
     kept_ = wish_.as_server || (keep && !wish_.dry_run);
     if (seen && caught == 0)
         seen();
@@ -134,20 +154,29 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
     open_ = false;
     mervane::RunHead head =
         context_.workbench().endRun(told, keep, [&](const mervane::RunEntry& entry) {
-            // What the rehearsal alone needs is no change of the run.
-            if (!(redirected_ && entry.change == mervane::RunChange::PreferenceSet &&
-                  entry.text == KELD_DELBackupTopDirCentral))
+            if (!isOfRehearsal(entry)) {
                 reader.add(entry);
+                if (plan() && !plan()->carries_out)
+                    context_.plan->plan.entries.push_back(entry);
+            }
             if (each)
                 each(entry);
         });
     Record record = reader.take(std::move(head));
+    if (keep)
+        writePlanOf(record.head);
     if (kept_ || wish_.dry_run)
         return record;
     // It went back, but for what is outside the store.
     record.objects.clear();
     std::erase_if(record.others, [](const OtherChange& other) { return other.outside.empty(); });
     return record;
+}
+
+// What the rehearsal alone needs is no change of the run.
+bool VerbRun::isOfRehearsal(const mervane::RunEntry& entry) const {
+    return redirected_ && entry.change == mervane::RunChange::PreferenceSet &&
+           entry.text == KELD_DELBackupTopDirCentral;
 }
 
 void VerbRun::keep() {
@@ -251,15 +280,18 @@ std::string endText(const VerbRun& run, const Record& record) {
         text += "outside the store: " + shown(note) + "\n";
     if (record.head.number != 0)
         text += "run " + std::to_string(record.head.number) + "\n";
-    return text;
+    return text + planText(run);
 }
 
 Json endJson(const VerbRun& run, const Record& record) {
-    return {{"way", wayName(record.head.way)},
-            {"result", resultName(run.result())},
-            {"kept", run.kept()},
-            {"run", record.head.number == 0 ? Json() : Json(record.head.number)},
-            {"outside", record.head.outcome.notes}};
+    Json all = {{"way", wayName(record.head.way)},
+                {"result", resultName(run.result())},
+                {"kept", run.kept()},
+                {"run", record.head.number == 0 ? Json() : Json(record.head.number)},
+                {"outside", record.head.outcome.notes}};
+    if (run.plan())
+        all["plan"] = planJson(run);
+    return all;
 }
 
 }  // namespace keld

@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 
+#include "tools/keld/host/plan.h"
 #include "tools/keld/host/record.h"
 #include "tools/keld/host/service.h"
 
@@ -13,8 +14,11 @@ namespace keld {
 // How the user wants it, the same options at every changing verb.
 struct RunWish {
     bool dry_run = false, as_server = false, accept_failures = false;
+    std::string plan;  // the file that a dry run writes its plan to; empty: none
     mervane::RunWay way() const;
 };
+// --plan, of a verb that has --dry-run.
+void addPlanOption(CLI::App* verb, RunWish& wish);
 void addRunOptions(CLI::App* verb, RunWish& wish);
 
 // Temporary files and the log of a rehearsal, in a directory that goes again.
@@ -37,6 +41,7 @@ struct Redirected {
 
 class VerbRun {
 public:
+    // Failure: CommandError if the run carries out a plan that doesn't fit.
     // `service`: the one that runs, or the verb. The configuration is that of services that read
     // one.
     VerbRun(Context& context, const RunWish& wish, const std::string& service,
@@ -60,6 +65,9 @@ public:
     // Keep a run whose changes nobody wants to see.
     void keep();
 
+    // Null: no plan is written or carried out.
+    const PlanWork* plan() const { return context_.plan.get(); }
+
     // After the end.
     bool kept() const { return kept_; }
     mervane::RunResult result() const { return result_; }
@@ -72,6 +80,13 @@ private:
     mervane::RunResult result_ = mervane::RunResult::Refused;
     bool open_ = true, kept_ = false, redirected_ = false;
 
+    // A plan that is written begins with the run, one that is carried out is compared then.
+    void preparePlan();
+    void beginPlan();
+    // False: the run didn't come to what was planned.
+    bool endPlan(const mervane::RunOutcome& told);
+    void writePlanOf(const mervane::RunHead& head);
+    bool isOfRehearsal(const mervane::RunEntry& entry) const;
     Record endWith(const Outcome& outcome, const std::vector<std::string>& outside,
                    const std::function<void()>& seen, const Each& each);
 };

@@ -15,6 +15,7 @@
 #include "platform/mv_err.h"
 #include "platform/mv_heap.h"
 #include "tools/keld/host/nearest.h"
+#include "tools/keld/host/plan.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
@@ -283,6 +284,8 @@ Outcome runService(Context& context, const Service& service,
     const auto run = reinterpret_cast<Function>(findFunction(service.name));
     if (!run)
         throw CommandError("the library doesn't export " + service.name);
+    if (context.plan && context.plan->open)
+        context.plan->called(plannedCall(service, arguments));
     ERR_clear_errors();
     const LogWatch log;
     char* text = nullptr;

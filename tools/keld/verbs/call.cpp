@@ -11,6 +11,7 @@
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
+#include "tools/keld/lint/config.h"
 
 namespace keld {
 
@@ -48,7 +49,8 @@ int call(Context& context, const Call& wanted) {
                      "; sent: " + (arguments.empty() ? "nothing" : kindsOf(arguments)));
     RunWish wish = wanted.run;
     wish.as_server = !dry_run && !wanted.whole;
-    VerbRun run(context, wish, service.name, joined(wanted.arguments, " "));
+    VerbRun run(context, wish, service.name, joined(wanted.arguments, " "),
+                service.name == "KELD_StatusManager" ? statusConfigPath() : "");
     if (dry_run && service.effects == Effects::BackupFiles)
         run.redirectBackups();
     Outcome outcome = runService(context, service, arguments);
@@ -109,6 +111,7 @@ void addCallVerbs(Verbs& verbs) {
                    "all or nothing; else what is saved stays, as on a server");
     verb->add_flag("--accept-failures", wanted->run.accept_failures,
                    "keep a whole run also if it left errors that its rules drop");
+    addPlanOption(verb, wanted->run);
 
     auto name = std::make_shared<std::string>();
     verbs

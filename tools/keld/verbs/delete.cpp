@@ -259,7 +259,7 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
         problems += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
     problems += problemText(outcome, "  log: ");
     std::string last;
-    if (!record.objects.empty() || run.result() == mervane::RunResult::Interrupted)
+    if (!record.objects.empty() || run.plan() || run.result() == mervane::RunResult::Interrupted)
         last += endText(run, record);
     if (!run.rehearses())
         last += logText(outcome);
