@@ -20,6 +20,7 @@
 
 #include "platform/api.h"
 #include "platform/types.h"
+#include "workbench/journal.h"
 #include "workbench/run.h"
 #include "workbench/values.h"
 
@@ -55,12 +56,6 @@ struct StackEntry {
     int severity = 0;
     int status = 0;
     std::string text;  // with its parameter filled in
-};
-
-struct JournalEntry {
-    std::string operation;  // "OBJ_refresh"
-    std::string arguments;  // "#12, true": readable, one form per argument type
-    int status = 0;
 };
 
 // A planned failure: the n-th call (from 1) of the operation, or of all if it is empty, returns the
@@ -308,7 +303,11 @@ public:
     virtual bool holdsLock(tag_t object) = 0;
 
     // ---- journal and fault plan ----
+    // Keep every call from now on; or tell each one when it ends and keep none: `each` asks the
+    // platform for nothing and throws nothing.
     virtual void startJournal() = 0;
+    virtual void startJournal(std::function<void(const JournalEntry&)> each) = 0;
+    // Gives what was kept, and ends either.
     virtual std::vector<JournalEntry> stopJournal() = 0;
     virtual void setFaults(const std::vector<Fault>& faults) = 0;
     // The operations of the interface that this workbench doesn't have yet.

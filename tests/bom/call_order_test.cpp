@@ -89,7 +89,7 @@ protected:
     // Objects under their names, others as "?"; results and the numbers of attributes left out.
     std::string shownCall(const mervane::JournalEntry& entry) const {
         std::string shown;
-        std::istringstream list(entry.arguments);
+        std::istringstream list(argumentsText(entry));
         for (std::string part; std::getline(list, part, ',');) {
             std::erase(part, '"');
             part.erase(0, part.find_first_not_of(' '));

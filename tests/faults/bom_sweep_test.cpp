@@ -7,6 +7,7 @@
 
 #include "platform/keld_se.h"
 #include "tests/faults/bom_rules.h"
+#include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
 #include "tests/support/places.h"
 
@@ -20,7 +21,8 @@ constexpr int kBefore = 77;  // what stands in the slot
 tag_t top_line = NULLTAG;    // of the scenario that runs
 
 Outcome run(World& world, int sort) {
-    world.bench.sendArguments({top_line, std::vector<tag_t>{top_line}, 0, sort});
+    faults::sendTo(world, "KELD_PSE_PackAndResequenceBom",
+                   {top_line, std::vector<tag_t>{top_line}, 0, sort});
     tag_t dataset = kBefore;
     const int status = KELD_PSE_PackAndResequenceBom(&dataset);
     // The dataset's tag is the platform's choice.

@@ -15,6 +15,7 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_obj.h"
 #include "tests/faults/counts.h"
+#include "tests/faults/service.h"
 #include "tests/faults/status_rules.h"
 #include "tests/faults/sweep.h"
 
@@ -32,10 +33,8 @@ namespace {
 tag_t revision = NULLTAG;
 
 Outcome service(World& world) {
-    world.bench.sendArguments({"S", "ItemRevision", revision});
-    int slot = 99;
-    const int status = KELD_StatusManager(&slot);
-    return {status, slot};
+    return faults::callService(world, "KELD_StatusManager", KELD_StatusManager,
+                               {"S", "ItemRevision", revision});
 }
 
 // One revision whose status is set, with a mistake behind or inside the service.
@@ -55,7 +54,7 @@ Scenario scenario(const std::function<void(World&, Outcome*)>& mistake) {
         return outcome;
     };
     made.again = service;
-    made.gives = [](int status) { return Outcome{0, status}; };
+    made.gives = faults::givenBy("KELD_StatusManager");
     made.on_the_way = {"release_status_list", "date_released"};
     return made;
 }

@@ -8,6 +8,7 @@
 #include "platform/keld_se.h"
 #include "tests/faults/copy_rules.h"
 #include "tests/faults/functions.h"
+#include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
 
 using faults::Outcome;
@@ -20,14 +21,7 @@ tag_t source = NULLTAG;
 std::vector<tag_t> destinations;
 
 Outcome service(World& world) {
-    world.bench.sendArguments({source, destinations});
-    int slot = 99;
-    const int status = KELD_CopyAttr(&slot);
-    return {status, slot};
-}
-
-Outcome both(int status) {
-    return {status, status};
+    return faults::callService(world, "KELD_CopyAttr", KELD_CopyAttr, {source, destinations});
 }
 
 bool isIn(const faults::Call& call, const char* function) {
@@ -121,7 +115,7 @@ Scenario scenario(const std::string& name, const std::function<void(World&)>& bu
     made.name = name;
     made.build = build;
     made.run = service;
-    made.gives = both;
+    made.gives = faults::givenBy("KELD_CopyAttr");
     made.drops = earlierLine;  // each destination is tried, whatever became of the others
     return made;
 }

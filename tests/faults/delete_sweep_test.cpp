@@ -9,6 +9,7 @@
 
 #include "platform/keld_se.h"
 #include "tests/faults/delete_rules.h"
+#include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
 
 using faults::Outcome;
@@ -28,10 +29,10 @@ Outcome service(World& world) {
     std::error_code ignored;
     fs::remove_all(place / "backup", ignored);
     fs::create_directory(place / "backup");
-    world.bench.sendArguments({objects});
-    int slot = 99;
-    last_status = KELD_DeleteDeluxe(&slot);
-    return {last_status, slot};
+    const Outcome outcome =
+        faults::callService(world, "KELD_DeleteDeluxe", KELD_DeleteDeluxe, {objects});
+    last_status = outcome.status;
+    return outcome;
 }
 
 void document(World& world, tag_t owner, const std::string& name, int files) {
@@ -111,7 +112,7 @@ Scenario scenario(const std::string& name, const std::function<void(World&)>& ma
     made.build = make;
     made.run = service;
     made.gives = [without_faults](int status) {
-        return Outcome{status != 0 ? status : without_faults, 0};
+        return faults::givenBy("KELD_DeleteDeluxe")(status != 0 ? status : without_faults);
     };
     made.look = look;
     return made;

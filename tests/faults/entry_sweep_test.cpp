@@ -11,6 +11,7 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_obj.h"
 #include "tests/faults/entry_rules.h"
+#include "tests/faults/service.h"
 #include "tests/faults/status_rules.h"
 #include "tests/faults/sweep.h"
 
@@ -111,19 +112,11 @@ struct FormValue {
 };
 
 int diagnosis(World& world) {
-    world.bench.sendArguments({10, 0, std::string("HOME")});
-    char* text = nullptr;
-    const int result = KELD_SrvCall(&text);
-    HEAP_free(text);
-    return result;
+    return faults::callService(world, "KELD_SrvCall", KELD_SrvCall, {10, 0, "HOME"}).status;
 }
 
 int environment(World& world) {
-    world.bench.sendArguments({std::string("HOME")});
-    char* text = nullptr;
-    const int result = KELD_SrvCallGetEnv(&text);
-    HEAP_free(text);
-    return result;
+    return faults::callService(world, "KELD_SrvCallGetEnv", KELD_SrvCallGetEnv, {"HOME"}).status;
 }
 
 }  // namespace

@@ -16,6 +16,7 @@
 #include "platform/mv_rel.h"
 #include "tests/faults/functions.h"
 #include "tests/faults/job_rules.h"
+#include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
 
 using faults::Call;
@@ -89,12 +90,12 @@ void build(World& world) {
 Outcome files(World& world, const std::string& types, const std::string& all_types,
               const std::string& relations, const std::string& program) {
     const std::string directory = freshBase();
-    world.bench.sendArguments({types, directory, directory, std::string("PRINT"),
-                               std::string("released"), std::string("opt=1"), all_types, relations,
-                               program, targets});
-    int slot = 99;
-    last_status = KELD_SrvCallCRJFromPortal(&slot);
-    return {last_status, slot};
+    const Outcome outcome =
+        faults::callService(world, "KELD_SrvCallCRJFromPortal", KELD_SrvCallCRJFromPortal,
+                            {types, directory, directory, "PRINT", "released", "opt=1", all_types,
+                             relations, program, targets});
+    last_status = outcome.status;
+    return outcome;
 }
 
 // What only the writer can: one file for a type, only what is a target too, the user's name.
@@ -210,12 +211,11 @@ Scenario filesOf(const std::string& name, const std::function<Outcome(World&)>& 
 // ---- job item ----
 
 Outcome item(World& world) {
-    world.bench.sendArguments({std::string("CADPART"), std::string("night"), std::string("PRINT"),
-                               std::string("new"), std::string("opt=1"), std::string("TRUE"),
-                               std::string("VANE_any"), targets});
-    int slot = 99;
-    last_status = KELD_SrvCallCRIFromPortal(&slot);
-    return {last_status, slot};
+    const Outcome outcome = faults::callService(
+        world, "KELD_SrvCallCRIFromPortal", KELD_SrvCallCRIFromPortal,
+        {"CADPART", "night", "PRINT", "new", "opt=1", "TRUE", "VANE_any", targets});
+    last_status = outcome.status;
+    return outcome;
 }
 
 // With a workflow job an item stays an item, and isn't referred to.

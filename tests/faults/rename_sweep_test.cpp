@@ -8,6 +8,7 @@
 #include "platform/keld_se.h"
 #include "platform/mv_reg.h"
 #include "tests/faults/rename_rules.h"
+#include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
 #include "tests/support/places.h"
 
@@ -70,15 +71,9 @@ void withRegistry(World& world, const std::string& mode) {
     (void)REG_register_item_id("ABC", 7);
 }
 
-Outcome both(int status) {
-    return {status, status};
-}
-
 Outcome service(World& world) {
-    world.bench.sendArguments({"XYZ", "Disc", "round", product.item});
-    int slot = 99;
-    const int status = KELD_ReNameItem(&slot);
-    return {status, slot};
+    return faults::callService(world, "KELD_ReNameItem", KELD_ReNameItem,
+                               {"XYZ", "Disc", "round", product.item});
 }
 
 // An id that was registered before the rename failed stays registered, which a client sees as
@@ -91,10 +86,8 @@ Outcome serviceAgain(World& world) {
 }
 
 Outcome extended(World& world) {
-    world.bench.sendArguments({"XYZ", "9", "Disc", "round", product.item, product.last, 7});
-    int slot = 99;
-    const int status = KELD_ReNameItemExtended(&slot);
-    return {status, slot};
+    return faults::callService(world, "KELD_ReNameItemExtended", KELD_ReNameItemExtended,
+                               {"XYZ", "9", "Disc", "round", product.item, product.last, 7});
 }
 
 // The present ids, as this session has them.
@@ -160,8 +153,9 @@ Outcome alone(int status) {
 TEST(FaultSweep, Rename) {
     const auto plain = [](World& world) { build(world, {}); };
     expectSweep("rename",
-                {scenario("item", plain, service, both),
-                 scenario("item and revision", plain, extended, both)},
+                {scenario("item", plain, service, faults::givenBy("KELD_ReNameItem")),
+                 scenario("item and revision", plain, extended,
+                          faults::givenBy("KELD_ReNameItemExtended"))},
                 faults::renameRules());
 }
 
@@ -169,8 +163,8 @@ TEST(FaultSweep, RenameWithRegistry) {
     std::vector<Scenario> scenarios;
     for (const char* mode : {"0", "1", "3"}) {  // mode 2 refuses every change
         const auto make = [mode](World& world) { withRegistry(world, mode); };
-        scenarios.push_back(
-            scenario(std::string("item and registry, mode ") + mode, make, service, both));
+        scenarios.push_back(scenario(std::string("item and registry, mode ") + mode, make, service,
+                                     faults::givenBy("KELD_ReNameItem")));
         scenarios.back().again = serviceAgain;
     }
     scenarios.back().drops = untilThePrivilege;

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "platform/keld_se.h"
+#include "tests/faults/service.h"
 #include "tests/faults/status_rules.h"
 #include "tests/faults/sweep.h"
 
@@ -21,14 +22,8 @@ struct Start {
 Start start;  // of the scenario that runs
 
 Outcome service(World& world) {
-    world.bench.sendArguments({"S", start.type, start.object});
-    int slot = 99;
-    const int status = KELD_StatusManager(&slot);
-    return {status, slot};
-}
-
-Outcome inTheSlot(int status) {
-    return {0, status};
+    return faults::callService(world, "KELD_StatusManager", KELD_StatusManager,
+                               {"S", start.type, start.object});
 }
 
 Scenario scenario(const std::string& name, const std::function<Start(World&)>& build) {
@@ -36,7 +31,7 @@ Scenario scenario(const std::string& name, const std::function<Start(World&)>& b
     made.name = name;
     made.build = [build](World& world) { start = build(world); };
     made.run = service;
-    made.gives = inTheSlot;
+    made.gives = faults::givenBy("KELD_StatusManager");
     made.on_the_way = {"release_status_list", "date_released", "process_stage_list"};
     made.changes_from = "ACL__set_application_bypass";
     return made;

@@ -110,10 +110,10 @@ Record stopWatching() {
 
 int realPlannedFault(const char* operation) asm("__real__ZN7mervane6detail12plannedFaultEPKc");
 int wrapPlannedFault(const char* operation) asm("__wrap__ZN7mervane6detail12plannedFaultEPKc");
-void realJournal(const char* operation, std::string arguments, int status) asm(
-    "__real__ZN7mervane6detail7journalEPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEi");
-void wrapJournal(const char* operation, std::string arguments, int status) asm(
-    "__wrap__ZN7mervane6detail7journalEPKcNSt7__cxx1112basic_stringIcSt11char_traitsIcESaIcEEEi");
+void realJournal(mervane::JournalEntry entry) asm(
+    "__real__ZN7mervane6detail7journalENS_12JournalEntryE");
+void wrapJournal(mervane::JournalEntry entry) asm(
+    "__wrap__ZN7mervane6detail7journalENS_12JournalEntryE");
 void* realAllocate(std::size_t size) asm("__real__ZN7mervane4heap8allocateEm");
 void* wrapAllocate(std::size_t size) asm("__wrap__ZN7mervane4heap8allocateEm");
 void* realReallocate(void* block, std::size_t size) asm("__real__ZN7mervane4heap10reallocateEPvm");
@@ -136,18 +136,20 @@ int wrapPlannedFault(const char* operation) {
     return status;
 }
 
-void wrapJournal(const char* operation, std::string arguments, int status) {
+void wrapJournal(mervane::JournalEntry entry) {
     faults::Watch& now = faults::watch();
     if (now.on && now.in_call) {
         now.in_call = false;
         faults::Call& call = now.record.calls.back();
-        call.status = status;
-        call.unlocks = std::strstr(call.operation, "refresh") != nullptr &&
-                       (arguments.ends_with("false") || arguments.ends_with(", 0"));
+        call.status = entry.status;
+        const mervane::JournalArgument unlocked[] = {false, 0};
+        call.unlocks =
+            std::strstr(call.operation, "refresh") != nullptr && !entry.arguments.empty() &&
+            (entry.arguments.back() == unlocked[0] || entry.arguments.back() == unlocked[1]);
         ++now.moment;
         faults::noteLocks();
     }
-    realJournal(operation, std::move(arguments), status);
+    realJournal(std::move(entry));
 }
 
 void* wrapAllocate(std::size_t size) {

@@ -1,52 +1,28 @@
 // Calls of one service with arguments of the right kinds mostly, else with others, too few or too
 // many.
 
-#include <cstring>
+#include <cstdlib>
+#include <string_view>
 
 #include "platform/keld_basetool.h"
-#include "platform/keld_se.h"
 #include "platform/mv_heap.h"
+#include "tests/fuzz/service_name.h"
 #include "tests/fuzz/service_world.h"
-
-extern const char* const fuzzed_service;
+#include "tools/keld/services.h"
 
 namespace {
 
+using keld::Argues;
+using keld::Holds;
+using keld::Slot;
+
 constexpr int untouched = 0x5a5a5a5a;
 constexpr int kNotBounded = -1;
-enum class Slot { Untouched, Status, Zero, Any };
 
-struct Service {
-    const char* name;
-    // s text, S status, T type, B truth, R relations, d directory, p program, i integer, a small
-    // one; o object, I item, V revision, L line; l list of objects, c of lines
-    const char* kinds;
-    int (*call)(int* slot);
-    Slot slot;
-    bool always_zero;      // what it returns
-    int most_blocks_left;  // kNotBounded: by what stands at the table
-    bool gives_locks_back;
+struct Leaves {
+    int most_blocks;  // kNotBounded: by what stands below
+    bool no_locks;
 };
-
-int text(int (*service)(char**), int* slot) {
-    static char none[] = "untouched";
-    char* result = none;
-    const int status = service(&result);
-    fuzz::require(result != nullptr, "a text is given");
-    *slot = result == none ? untouched : static_cast<int>(std::strlen(result));
-    if (result != none)
-        HEAP_free(result);
-    fuzz::require((status == 0) == (result != none), "there is a text where there is no failure");
-    return status;
-}
-
-int pack(int* slot) {
-    tag_t dataset = static_cast<tag_t>(untouched);
-    const int status = KELD_PSE_PackAndResequenceBom(&dataset);
-    *slot = static_cast<int>(dataset);
-    fuzz::require((status == 0) == (*slot != untouched), "a failed read leaves the slot alone");
-    return status;
-}
 
 // Blocks: only the job item service frees all its arguments. The diagnostics keep their text and
 // the deletion its list. The create-job service keeps its all-types flag and the array of the
@@ -54,81 +30,93 @@ int pack(int* slot) {
 // its lines from one call to the next. The status manager, the renames and the pack keep their
 // arguments, and lists where a call fails. Locks: what a rename or a copy couldn't end keeps its
 // lock, new job items too, and a status run that fails in its second pass.
-const Service services[] = {
-    {"KELD_StatusManager", "STo", KELD_StatusManager, Slot::Any, true, kNotBounded, false},
-    {"KELD_PSE_PackAndResequenceBom", "Lcii", pack, Slot::Any, false, kNotBounded, false},
-    {"KELD_ReNameItem", "sssI", KELD_ReNameItem, Slot::Status, false, kNotBounded, false},
-    {"KELD_ReNameItemExtended", "ssssIVa", KELD_ReNameItemExtended, Slot::Status, false,
-     kNotBounded, false},
-    {"KELD_CopyAttr", "ol", KELD_CopyAttr, Slot::Status, false, kNotBounded, false},
-    {"KELD_SrvCallCRJFromPortal", "TddsssBRpl", KELD_SrvCallCRJFromPortal, Slot::Zero, false,
-     kNotBounded, true},
-    {"KELD_SrvCallCRIFromPortal", "sssssBRl", KELD_SrvCallCRIFromPortal, Slot::Zero, false, 0,
-     false},
-    {"KELD_DeleteDeluxe", "l", KELD_DeleteDeluxe, Slot::Zero, false, 1, true},
-    {"KELD_SrvCall", "ais", [](int* slot) { return text(KELD_SrvCall, slot); }, Slot::Any, true, 1,
-     true},
-    {"KELD_SrvCallGetEnv", "s", [](int* slot) { return text(KELD_SrvCallGetEnv, slot); }, Slot::Any,
-     false, 1, true},
-};
+Leaves leavesOf(const keld::Service& service) {
+    const std::string_view name = service.name;
+    if (name == "KELD_SrvCallCRJFromPortal")
+        return {kNotBounded, true};
+    if (name == "KELD_SrvCallCRIFromPortal")
+        return {0, false};
+    const bool changes_nothing = service.effects != keld::Effects::Store;
+    return {changes_nothing ? 1 : kNotBounded, changes_nothing};
+}
 
-const Service& service() {
-    for (const Service& each : services)
-        if (std::strcmp(each.name, fuzzed_service) == 0)
-            return each;
-    fuzz::require(false, "the service is known");
-    std::abort();
+const keld::Service& service() {
+    const keld::Service* known = keld::serviceNamed(fuzz::fuzzed_service);
+    fuzz::require(known != nullptr, "the service is known");
+    return *known;
+}
+
+// Call it, and hold what it gives against the table.
+void call(const keld::Service& service) {
+    static char no_text[] = "untouched";
+    fuzz::Result result{untouched, static_cast<tag_t>(untouched), no_text};
+    const int status = fuzz::callFuzzedService(result);
+    fuzz::require(!service.always_zero || status == 0, "it returns 0");
+    fuzz::require(service.holds != Holds::Zero || result.number == 0, "the slot is 0");
+    fuzz::require(service.holds != Holds::Returned || result.number == status,
+                  "the slot has the status");
+    if (service.slot == Slot::Tag)
+        fuzz::require((status == 0) == (result.tag != static_cast<tag_t>(untouched)),
+                      "a failed read leaves the slot alone");
+    if (service.slot == Slot::Text) {
+        fuzz::require(result.text != nullptr, "a text is given");
+        fuzz::require((status == 0) == (result.text != no_text),
+                      "there is a text where there is no failure");
+        if (result.text != no_text)
+            HEAP_free(result.text);
+    }
 }
 
 constexpr const char* truths[] = {"true", "false", "", " ", "TRUE"};
 constexpr const char* relations[] = {"all", "VANE_specification",
                                      "VANE_specification;VANE_reference", "VANE_master_form", ""};
 
-mervane::Argument argument(char kind, fuzz::ServiceWorld& world, fuzz::Decisions& from) {
+mervane::Argument argument(Argues kind, fuzz::ServiceWorld& world, fuzz::Decisions& from) {
     switch (kind) {
-        case 'd':
+        case Argues::Directory:
             return world.directory(from);
-        case 'p':
+        case Argues::Program:
             return fuzz::ServiceWorld::program(from);
-        case 'S':
+        case Argues::Status:
             return fuzz::ServiceWorld::status(from);
-        case 'T':
+        case Argues::Type:
+        case Argues::Types:
             return fuzz::ServiceWorld::type(from);
-        case 'B':
+        case Argues::Truth:
             return from.wordOf(truths);
-        case 'R':
+        case Argues::Relations:
             return from.wordOf(relations);
-        case 'i':
+        case Argues::Number:
             return from.number();
-        case 'a':
+        case Argues::Bits:
             return from.oneIn(8) ? from.number() : static_cast<int>(from.below(16));
-        case 'o':
+        case Argues::Object:
             return world.object(from);
-        case 'I':
+        case Argues::Item:
             return world.item(from);
-        case 'V':
+        case Argues::Revision:
             return world.revision(from);
-        case 'L':
+        case Argues::Line:
             return world.line(from);
-        case 'l':
+        case Argues::Objects:
             return world.objects(from);
-        case 'c':
+        case Argues::Lines:
             return world.lines(from);
         default:
             return from.word();
     }
 }
 
-std::vector<mervane::Argument> stream(const char* kinds, fuzz::ServiceWorld& world,
+std::vector<mervane::Argument> stream(const keld::Service& service, fuzz::ServiceWorld& world,
                                       fuzz::Decisions& from) {
     // A text moved to another place could become a program or a directory: only kinds without text
     // stand in for others.
-    static constexpr char others[] = {'i', 'o', 'l'};
+    static constexpr Argues others[] = {Argues::Number, Argues::Object, Argues::Objects};
     std::vector<mervane::Argument> arguments;
-    for (const char* kind = kinds; *kind != '\0'; ++kind) {
+    for (const keld::ServiceArgument& each : service.arguments) {
         if (from.oneIn(60))
             return arguments;
-        arguments.push_back(argument(from.oneIn(60) ? from.pick(others) : *kind, world, from));
+        arguments.push_back(argument(from.oneIn(60) ? from.pick(others) : each.as, world, from));
     }
     while (from.oneIn(30))
         arguments.push_back(argument(from.pick(others), world, from));
@@ -138,18 +126,15 @@ std::vector<mervane::Argument> stream(const char* kinds, fuzz::ServiceWorld& wor
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const Service& called = service();
+    static const keld::Service& called = service();
     fuzz::ServiceWorld& world = fuzz::serviceWorld();
     fuzz::Decisions from(data, size);
     world.beforeCall();
     world.configure(from);
-    mervane_workbench()->sendArguments(stream(called.kinds, world, from));
-    int slot = untouched;
-    const int status = called.call(&slot);
+    mervane_workbench()->sendArguments(stream(called, world, from));
+    call(called);
     mervane_workbench()->sendArguments({});
-    fuzz::require(!called.always_zero || status == 0, "it returns 0");
-    fuzz::require(called.slot != Slot::Zero || slot == 0, "the slot is 0");
-    fuzz::require(called.slot != Slot::Status || slot == status, "the slot has the status");
-    world.afterCall(called.most_blocks_left, called.gives_locks_back);
+    const Leaves leaves = leavesOf(called);
+    world.afterCall(leaves.most_blocks, leaves.no_locks);
     return 0;
 }

@@ -263,7 +263,7 @@ std::vector<std::string> World::calls(const std::function<void()>& action) {
     std::vector<std::string> found;
     for (const mervane::JournalEntry& entry : bench.stopJournal())
         if (!entry.operation.starts_with("ERR_ask_"))
-            found.push_back(entry.operation + "(" + shownArguments(entry.arguments) + ")");
+            found.push_back(entry.operation + "(" + shownArguments(argumentsText(entry)) + ")");
     return found;
 }
 

@@ -20,23 +20,6 @@ protected:
     tag_t item_ = NULLTAG;
 };
 
-TEST_F(Watching, TheJournalHasNamesArgumentsAndStatusesInOrder) {
-    bench().startJournal();
-    OBJ_refresh(item_, true);
-    OBJ_set_value_string(item_, "object_name", "new");
-    OBJ_load(NULLTAG);
-    const auto journal = bench().stopJournal();
-    OBJ_load(item_);
-    ASSERT_EQ(journal.size(), 3u);
-    const std::string tag = "#" + std::to_string(item_);
-    EXPECT_EQ(journal[0].operation, "OBJ_refresh");
-    EXPECT_EQ(journal[0].arguments, tag + ", true");
-    EXPECT_EQ(journal[1].arguments, tag + ", \"object_name\", \"new\"");
-    EXPECT_EQ(journal[1].status, 0);
-    EXPECT_EQ(journal[2].status, kUnknownObject);
-    EXPECT_TRUE(bench().stopJournal().empty());
-}
-
 TEST_F(Watching, ThePlannedCallOfAnOperationFailsAndDoesNothing) {
     bench().setFaults({{"OBJ_refresh", 2, 4711}});
     EXPECT_EQ(OBJ_refresh(item_, false), 0);

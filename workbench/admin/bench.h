@@ -130,6 +130,7 @@ public:
     bool holdsLock(tag_t object) override;
 
     void startJournal() override;
+    void startJournal(std::function<void(const JournalEntry&)> each) override;
     std::vector<JournalEntry> stopJournal() override;
     void setFaults(const std::vector<Fault>& faults) override;
     std::vector<std::string> unavailableOperations() override;

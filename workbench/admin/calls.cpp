@@ -57,6 +57,10 @@ void Bench::startJournal() {
     mervane::startJournal();
 }
 
+void Bench::startJournal(std::function<void(const JournalEntry&)> each) {
+    mervane::startJournal(std::move(each));
+}
+
 std::vector<JournalEntry> Bench::stopJournal() {
     return mervane::stopJournal();
 }

@@ -257,7 +257,7 @@ int DBO_load_instances_possible(int count, const tag_t* instances, int* loaded,
                     tags.push_back(instances[i]);
             giveTags(tags, loaded, loadedInstances);
         },
-        count, instances, loaded, loadedInstances);
+        count, Passed(count, instances), loaded, loadedInstances);
 }
 
 int DBO_refresh_instances_any_class(int count, const tag_t* instances, int lockMode) {
@@ -270,7 +270,7 @@ int DBO_refresh_instances_any_class(int count, const tag_t* instances, int lockM
             for (Object* object : objects(session, count, instances))
                 session.refresh(*object, lockMode == DBO_modify_lock);
         },
-        count, instances, lockMode);
+        count, Passed(count, instances), lockMode);
 }
 
 int DBO_set_attr_string(int count, const tag_t* instances, tag_t attr, const char* value) {
@@ -283,7 +283,7 @@ int DBO_set_attr_string(int count, const tag_t* instances, tag_t attr, const cha
                 session.set(*object, singleOf(session, *object, attr, Kind::String),
                             {std::string(value)});
         },
-        count, instances, attr, value);
+        count, Passed(count, instances), attr, value);
 }
 
 int DBO_set_attr_date(int count, const tag_t* instances, tag_t attr, date_s value) {
@@ -295,7 +295,7 @@ int DBO_set_attr_date(int count, const tag_t* instances, tag_t attr, date_s valu
             for (Object* object : objects(session, count, instances))
                 session.set(*object, singleOf(session, *object, attr, Kind::Date), values);
         },
-        count, instances, attr, value);
+        count, Passed(count, instances), attr, value);
 }
 
 int DBO_set_attr_null(int count, const tag_t* instances, tag_t attr) {
@@ -306,7 +306,7 @@ int DBO_set_attr_null(int count, const tag_t* instances, tag_t attr) {
             for (Object* object : objects(session, count, instances))
                 session.set(*object, session.attribute(*object, attr), {});
         },
-        count, instances, attr);
+        count, Passed(count, instances), attr);
 }
 
 int DBO_append_attr_tags(int count, const tag_t* instances, tag_t attr, int n,
@@ -326,7 +326,7 @@ int DBO_append_attr_tags(int count, const tag_t* instances, tag_t attr, int n,
                 session.set(*object, attribute, std::move(values));
             }
         },
-        count, instances, attr, n, newTags);
+        count, Passed(count, instances), attr, n, Passed(n, newTags));
 }
 
 int DBO_remove_from_attr(int count, const tag_t* instances, tag_t attr, int first, int n) {
@@ -342,7 +342,7 @@ int DBO_remove_from_attr(int count, const tag_t* instances, tag_t attr, int firs
                 session.set(*object, attribute, std::move(values));
             }
         },
-        count, instances, attr, first, n);
+        count, Passed(count, instances), attr, first, n);
 }
 
 int DBO_save_instances(int count, const tag_t* instances, logical flag) {
@@ -352,7 +352,7 @@ int DBO_save_instances(int count, const tag_t* instances, logical flag) {
             Session& session = currentSession();
             session.save(objects(session, count, instances));
         },
-        count, instances, flag);
+        count, Passed(count, instances), flag);
 }
 
 int DBO_delete_instances(int count, const tag_t* instances) {
@@ -365,7 +365,7 @@ int DBO_delete_instances(int count, const tag_t* instances) {
                 tags.push_back(object->tag);
             session.erase(tags);
         },
-        count, instances);
+        count, Passed(count, instances));
 }
 
 int DBO_referencers_of_instance(tag_t instance, int levels, int mode, int* count, tag_t** instances,

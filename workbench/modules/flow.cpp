@@ -52,7 +52,8 @@ int FLOW_create_process(const char* name, const char* description /*may be null*
             *process = createProcess(currentSession(), name, description ? description : "",
                                      processTemplate, list);
         },
-        name, description, processTemplate, count, attachments, attachmentTypes, process);
+        name, description, processTemplate, count, Passed(count, attachments),
+        Passed(count, attachmentTypes), process);
 }
 
 }  // extern "C"

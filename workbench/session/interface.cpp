@@ -10,31 +10,6 @@
 
 namespace mervane {
 
-// ---- arguments as the journal shows them ----
-
-std::string shown(tag_t tag) {
-    return "#" + std::to_string(tag);
-}
-
-std::string shown(int value) {
-    return std::to_string(value);
-}
-
-std::string shown(bool value) {
-    return value ? "true" : "false";
-}
-
-std::string shown(const char* text) {
-    return text ? "\"" + std::string(text) + "\"" : "null";
-}
-
-std::string shown(date_s date) {
-    char text[48];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02d %02d:%02d:%02d", date.year, date.month + 1,
-                  date.day, date.hour, date.minute, date.second);
-    return text;
-}
-
 // ---- the wrapper ----
 
 namespace detail {

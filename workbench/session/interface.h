@@ -12,12 +12,15 @@
 
 namespace mervane {
 
-// ---- arguments as the journal shows them ----
-std::string shown(tag_t tag);
-std::string shown(int value);
-std::string shown(bool value);
-std::string shown(const char* text);
-std::string shown(date_s date);
+// ---- arguments of a call for the journal ----
+// A list that the caller passes, named in place of its pointer.
+template <typename T>
+struct Passed {
+    int count;
+    const T* list;
+};
+template <typename T>
+Passed(int, const T*) -> Passed<T>;
 
 // True while a journal is kept, a fault planned or a run counted: the one flag that is tested when
 // all are off.
@@ -37,22 +40,35 @@ public:
 private:
     std::int64_t began_;
 };
-void journal(const char* operation, std::string arguments, int status);
+void journal(JournalEntry entry);
 int failed(const char* operation, int status, const char* text);  // pushes it on the error stack
 int failedUnknown(const char* operation);                         // inside a catch-all
 
+inline JournalArgument kept(const char* text) {
+    return text ? JournalArgument(std::string(text)) : NullArgument{};
+}
+inline JournalArgument kept(const date_s& date) {
+    return Date{date};
+}
 template <typename T>
-std::string showOne(const T& value) {
-    if constexpr (std::is_pointer_v<T> && !std::is_same_v<T, const char*>)
-        return value ? "out" : "null";
+JournalArgument kept(const Passed<T>& passed) {
+    if (!passed.list)
+        return NullArgument{};
+    return std::vector<T>(passed.list, passed.list + (passed.count > 0 ? passed.count : 0));
+}
+template <typename T>
+JournalArgument kept(const T& value) {
+    if constexpr (std::is_pointer_v<T>)
+        return value ? JournalArgument(OutArgument{}) : NullArgument{};
     else
-        return shown(value);
+        return JournalArgument(value);
 }
 template <typename... Args>
-std::string show(const Args&... args) {
-    std::string all;
-    ((all += (all.empty() ? "" : ", ") + showOne(args)), ...);
-    return all;
+void keep(const char* operation, int status, const Args&... args) {
+    JournalEntry entry{operation, {}, status};
+    entry.arguments.reserve(sizeof...(args));
+    (entry.arguments.push_back(kept(args)), ...);
+    journal(std::move(entry));
 }
 
 void keepCacheSmall() noexcept;  // of the current session
@@ -82,13 +98,13 @@ int call(const char* operation, Body&& body, const Args&... args) noexcept {
     const detail::Counted counted(operation);
     if (int fault = detail::plannedFault(operation)) {
         if (detail::journaling())
-            detail::journal(operation, detail::show(args...), fault);
+            detail::keep(operation, fault, args...);
         return detail::failed(operation, fault,
                               fault == kInterrupted ? "no further call" : "planned failure");
     }
     const int status = detail::run(operation, body);
     if (detail::journaling())
-        detail::journal(operation, detail::show(args...), status);
+        detail::keep(operation, status, args...);
     return status;
 }
 

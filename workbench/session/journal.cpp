@@ -16,6 +16,7 @@ namespace {
 struct Watch {
     bool recording = false;
     std::vector<JournalEntry> entries;
+    std::function<void(const JournalEntry&)> each;  // told of the entries in place of keeping them
     std::FILE* file = nullptr;
     std::vector<Fault> faults;
     std::unordered_map<std::string, int> calls;  // of each operation, while faults are planned
@@ -100,14 +101,16 @@ std::vector<Fault> faultsFromText(const std::string& text) {
     return faults;
 }
 
-void startJournal() {
+void startJournal(std::function<void(const JournalEntry&)> each) {
     watch().entries.clear();
+    watch().each = std::move(each);
     watch().recording = true;
     watching = true;
 }
 
 std::vector<JournalEntry> stopJournal() {
     watch().recording = false;
+    watch().each = nullptr;
     watching = watch().needed();
     return std::exchange(watch().entries, {});
 }
@@ -200,14 +203,18 @@ int plannedFault(const char* operation) {
     return 0;
 }
 
-void journal(const char* operation, std::string arguments, int status) {
+void journal(JournalEntry entry) {
     Watch& now = watch();
     if (now.file) {
-        std::fprintf(now.file, "%s(%s) = %d\n", operation, arguments.c_str(), status);
+        std::fprintf(now.file, "%s\n", asText(entry).c_str());
         std::fflush(now.file);
     }
-    if (now.recording)
-        now.entries.push_back({operation, std::move(arguments), status});
+    if (!now.recording)
+        return;
+    if (now.each)
+        now.each(entry);
+    else
+        now.entries.push_back(std::move(entry));
 }
 
 }  // namespace detail

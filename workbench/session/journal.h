@@ -16,7 +16,8 @@
 
 namespace mervane {
 
-void startJournal();
+// Keep each entry, or tell it.
+void startJournal(std::function<void(const JournalEntry&)> each = nullptr);
 std::vector<JournalEntry> stopJournal();
 // Counting begins anew. An empty list: none.
 void setFaults(const std::vector<Fault>& faults);

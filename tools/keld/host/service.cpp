@@ -25,33 +25,12 @@ namespace keld {
 
 namespace fs = std::filesystem;
 
-const std::vector<Service>& services() {
-    static const std::vector<Service> all = {
-        {"KELD_StatusManager", "string, string, tag", Slot::Int, Effects::Store},
-        {"KELD_ReNameItem", "string, string, string, tag", Slot::Int, Effects::Store},
-        {"KELD_ReNameItemExtended", "string, string, string, string, tag, tag, int", Slot::Int,
-         Effects::Store},
-        {"KELD_CopyAttr", "tag, tags", Slot::Int, Effects::Store},
-        {"KELD_DeleteDeluxe", "tags", Slot::Int, Effects::BackupFiles},
-        {"KELD_PSE_PackAndResequenceBom", "tag, tags, int, int", Slot::Tag, Effects::Store},
-        {"KELD_SrvCallCRIFromPortal",
-         "string, string, string, string, string, string, string, tags", Slot::Int, Effects::Store},
-        {"KELD_SrvCallCRJFromPortal",
-         "string, string, string, string, string, string, string, string, string, tags", Slot::Int,
-         Effects::Outside},
-        {"KELD_SrvCall", "int, int, string", Slot::Text, Effects::None},
-        {"KELD_SrvCallGetEnv", "string", Slot::Text, Effects::None},
-    };
-    return all;
-}
-
 const Service& findService(const std::string& name) {
+    if (const Service* service = serviceNamed(name))
+        return *service;
     std::vector<std::string> names;
-    for (const Service& service : services()) {
-        if (service.name == name)
-            return service;
+    for (const Service& service : services())
         names.push_back(service.name);
-    }
     std::vector<std::string> near = nearest(name, names);
     if (near.empty())
         near = nearest("KELD_" + name, names);
@@ -281,9 +260,9 @@ Outcome runService(Context& context, const Service& service,
     outcome.slot = service.slot;
     // The slot is passed as the platform passes it: a bare pointer.
     using Function = int (*)(void* result);
-    const auto run = reinterpret_cast<Function>(findFunction(service.name));
+    const auto run = reinterpret_cast<Function>(findFunction(service.function));
     if (!run)
-        throw CommandError("the library doesn't export " + service.name);
+        throw CommandError("the library doesn't export " + service.function);
     if (context.plan && context.plan->open)
         context.plan->called(plannedCall(service, arguments));
     ERR_clear_errors();

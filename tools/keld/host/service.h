@@ -10,22 +10,10 @@
 #include <vector>
 
 #include "tools/keld/host/context.h"
+#include "tools/keld/services.h"
 
 namespace keld {
 
-enum class Slot { Int, Tag, Text };
-
-// What a service changes, which decides whether it can be rehearsed.
-enum class Effects { None, Store, BackupFiles, Outside };
-
-struct Service {
-    std::string name;
-    std::string arguments;  // "string, string, tag"
-    Slot slot;
-    Effects effects;
-};
-
-const std::vector<Service>& services();
 // With the nearest names if there is none.
 const Service& findService(const std::string& name);
 

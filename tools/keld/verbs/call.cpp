@@ -27,7 +27,7 @@ struct Call {
 std::string knownServices() {
     Table table({});
     for (const Service& service : services())
-        table.add({service.name, service.arguments});
+        table.add({service.name, wireKinds(service)});
     return table.text("  ");
 }
 
@@ -44,8 +44,8 @@ int call(Context& context, const Call& wanted) {
     std::vector<mervane::Argument> arguments;
     for (const std::string& argument : wanted.arguments)
         arguments.push_back(parseArgument(context, windows, argument));
-    if (kindsOf(arguments) != service.arguments)
-        context.note(service.name + " reads " + service.arguments +
+    if (kindsOf(arguments) != wireKinds(service))
+        context.note(service.name + " reads " + wireKinds(service) +
                      "; sent: " + (arguments.empty() ? "nothing" : kindsOf(arguments)));
     RunWish wish = wanted.run;
     wish.as_server = !dry_run && !wanted.whole;

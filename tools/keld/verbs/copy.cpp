@@ -38,16 +38,12 @@ struct Left {
     std::vector<tag_t> failed;  // destinations whose values couldn't be copied
 };
 
-tag_t tagIn(const std::string& arguments) {
-    return arguments.starts_with("#") ? static_cast<tag_t>(std::stoul(arguments.substr(1))) : 0;
-}
-
 Left readLeft(const std::vector<mervane::JournalEntry>& journal) {
     Left left;
     std::set<tag_t> failed;
     std::vector<std::pair<tag_t, bool>> visits;  // with whether its lock was asked for
     for (const auto& entry : journal) {
-        const tag_t object = tagIn(entry.arguments);
+        const tag_t object = entry.object();
         // The source is asked for a value under the lock of the destination visited last.
         if (entry.status != 0 && !visits.empty() && visits.back().second &&
             (entry.operation.starts_with("OBJ_UIF_") || entry.operation == "OBJ_save") &&
@@ -55,7 +51,8 @@ Left readLeft(const std::vector<mervane::JournalEntry>& journal) {
             left.failed.push_back(visits.back().first);
         if (entry.operation == "OBJ_get_value_tag") {
             visits.emplace_back(object, false);
-        } else if (entry.operation == "OBJ_refresh" && entry.arguments.ends_with(", true")) {
+        } else if (entry.operation == "OBJ_refresh" &&
+                   entry.arguments.back() == mervane::JournalArgument(true)) {
             if (!visits.empty() && visits.back().first == object)
                 visits.back().second = true;
         }

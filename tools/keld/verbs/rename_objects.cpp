@@ -1,7 +1,5 @@
 #include "tools/keld/verbs/rename_objects.h"
 
-#include <cstdlib>
-
 namespace keld {
 
 namespace {
@@ -37,13 +35,6 @@ int cutAt(const RenamedText& change, const RenameIds& ids) {
         if (whole.size() > limit && whole.starts_with(change.after))
             return static_cast<int>(limit);
     return 0;
-}
-
-tag_t firstTag(const JournalEntry& entry) {
-    const auto sign = entry.arguments.find('#');
-    return sign == std::string::npos
-               ? 0
-               : static_cast<tag_t>(std::strtoul(entry.arguments.c_str() + sign + 1, nullptr, 10));
 }
 
 }  // namespace
@@ -92,11 +83,11 @@ RenameRefusal readRefusal(const std::vector<JournalEntry>& journal) {
     RenameRefusal refusal;
     for (const JournalEntry& entry : journal) {
         if (entry.operation == "OBJ_ask_if_modifiable")
-            tested = firstTag(entry);
+            tested = entry.object();
         if (entry.operation.starts_with("ERR_store_error"))
             refusal = {tested, ""};
         else if (entry.status != 0)
-            refusal = {firstTag(entry), entry.operation};
+            refusal = {entry.object(), entry.operation};
     }
     return refusal;
 }

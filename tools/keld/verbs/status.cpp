@@ -178,8 +178,7 @@ std::string depthText(Context& context, std::size_t levels,
     tag_t line = NULLTAG;
     for (const mervane::JournalEntry& entry : journal)
         if (entry.operation == "LINE_ask_child_lines")
-            line = static_cast<tag_t>(
-                std::strtoul(entry.arguments.c_str() + entry.arguments.find('#') + 1, nullptr, 10));
+            line = entry.object();
     const tag_t revision = line == NULLTAG ? NULLTAG : lineTag(line, "bl_revision");
     std::erase_if(outcome.problems, [](const std::string& problem) {
         return problem.ends_with("levels, the configuration has a cycle") ||

@@ -1,7 +1,6 @@
 #include "tools/keld/verbs/visits.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tools/keld/lint/ini.h"
 
@@ -11,14 +10,6 @@ namespace {
 
 using mervane::JournalEntry;
 
-// The first tag among a call's arguments, which the journal shows as "#12".
-tag_t firstTag(const JournalEntry& entry) {
-    const auto sign = entry.arguments.find('#');
-    return sign == std::string::npos
-               ? 0
-               : static_cast<tag_t>(std::strtoul(entry.arguments.c_str() + sign + 1, nullptr, 10));
-}
-
 // Each visit asks for the object's latest status, and it alone asks for the attribute and then at
 // once for the length of the list.
 std::vector<tag_t> objectsAsked(const std::vector<JournalEntry>& journal) {
@@ -26,7 +17,7 @@ std::vector<tag_t> objectsAsked(const std::vector<JournalEntry>& journal) {
     for (std::size_t i = 0; i + 1 < journal.size(); ++i)
         if (journal[i].operation == "DBO_attr_id_of_attr" &&
             journal[i + 1].operation == "DBO_length_of_attr")
-            tags.push_back(firstTag(journal[i + 1]));
+            tags.push_back(journal[i + 1].object());
     return tags;
 }
 
@@ -37,7 +28,7 @@ std::vector<tag_t> linesAsked(const std::vector<JournalEntry>& journal) {
         if (entry.operation != "LINE_ask_child_lines" &&
             entry.operation != "LINE_ask_attribute_tag")
             continue;
-        const tag_t tag = firstTag(entry);
+        const tag_t tag = entry.object();
         if (std::find(tags.begin(), tags.end(), tag) == tags.end())
             tags.push_back(tag);
     }
