@@ -178,6 +178,16 @@ TEST_P(Run, ASaveThatFailsInsideLeavesNoEntry) {
     EXPECT_EQ(stored(item_, "object_name"), "good");
 }
 
+TEST_P(Run, ValuesThatStayAsTheyWereAreNotRecorded) {
+    begin(RunWay::Whole);
+    bench().set(item_, "object_desc", {std::string("fresh")});
+    const Ended ended = end();
+    ASSERT_EQ(changes(ended.entries), std::vector<RunChange>{RunChange::ObjectChanged});
+    EXPECT_NE(valueOf(ended.entries[0], "object_desc"), nullptr);
+    EXPECT_EQ(valueOf(ended.entries[0], "object_name"), nullptr);
+    EXPECT_EQ(valueOf(ended.entries[0], "item_id"), nullptr);
+}
+
 TEST_P(Run, AsTheServerASaveThatFailsLeavesNoRecordIfItIsAll) {
     begin(RunWay::AsServer);
     ASSERT_EQ(OBJ_lock(other_), 0);
