@@ -111,6 +111,16 @@ TEST_P(Undo, GivesTheContentsOfADeletedFileBack) {
     EXPECT_NE(exported().find("old content"), std::string::npos);
 }
 
+TEST_P(Undo, BringsTheCheckOutOfADeletedObjectBack) {
+    bench().checkOut(folder_, "mine");
+    thereAndBack([&] { ASSERT_EQ(OBJ_delete(folder_), 0); });
+    EXPECT_FALSE(bench().checkOutOf(folder_).has_value());
+    const RunQuery all;
+    ASSERT_TRUE(bench().undoRun(bench().runs(all).front().number, "").done);
+    ASSERT_TRUE(bench().checkOutOf(folder_).has_value());
+    EXPECT_EQ(bench().checkOutOf(folder_)->comment, "mine");
+}
+
 TEST_P(Undo, EndsAndMakesCheckOuts) {
     bench().checkOut(revision_, "before");
     thereAndBack([&] {
