@@ -135,6 +135,20 @@ std::vector<std::string> understood(std::vector<std::string> words, const CLI::A
     return words;
 }
 
+void writeDocument(const Context& context) {
+    std::string text = dumped(context.document);
+    if (!context.rows)
+        return writeBytes(text + "\n");
+    text.resize(text.rfind("\n}"));
+    writeBytes(text + ",\n  \"" + context.rows->name + "\": [");
+    std::string lead = "\n";
+    context.rows->each([&](const Json& row) {
+        writeBytes(lead + dumped(row));
+        lead = ",\n";
+    });
+    writeBytes("]\n}\n");
+}
+
 int run(Globals& globals, const std::vector<std::string>& typed) {
     CLI::App app("Services and structures of a product-data store, at the command line.", "keld");
     // A text may begin with a slash on Windows, too.
@@ -184,7 +198,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
     const int exit_code = verbs.chosen(context);
     context.close();
     if (globals.json && !context.document_written)
-        writeBytes(dumped(context.document) + "\n");
+        writeDocument(context);
     return exit_code;
 }
 
