@@ -71,10 +71,13 @@ void keep(const char* operation, int status, const Args&... args) {
     journal(std::move(entry));
 }
 
+void keepCacheSmall() noexcept;  // of the current session
+
 template <typename Body>
 int run(const char* operation, Body& body) noexcept {
     try {
         body();
+        keepCacheSmall();
         return 0;
     } catch (const Failure& failure) {
         return failed(operation, failure.status(), failure.what());

@@ -29,6 +29,13 @@ Session& currentSession() {
     return *current;
 }
 
+namespace detail {
+void keepCacheSmall() noexcept {
+    if (current && current->cachesMuch())
+        current->unloadMuch();
+}
+}  // namespace detail
+
 void setCurrentSession(Session* session) {
     current = session;
 }
@@ -240,6 +247,20 @@ void Session::unload(tag_t tag) {
     }
     drop(tag);
     giveLock(tag);
+}
+
+void Session::unloadBeyond(std::size_t most) {
+    if (cache_.size() > most)
+        std::erase_if(cache_, [this](const auto& each) {
+            Object* object = each.second.get();
+            return !object->isNew() && !object->locked && !touched_.count(object);
+        });
+}
+
+void Session::unloadMuch() {
+    unloadBeyond(kMostCached);
+    // What has to stay isn't looked at again and again.
+    much_ = std::max(kMostCached, 2 * cache_.size());
 }
 
 void Session::refresh(Object& object, bool with_lock) {
