@@ -108,6 +108,12 @@ struct CheckOutInfo {
     std::string comment;
 };
 
+struct LockInfo {
+    std::string user;  // user id
+    int process = 0;
+    bool own = false;  // of the current session
+};
+
 struct ImportReport {
     int items = 0, revisions = 0, occurrences = 0, objects = 0;
     int renamed_ids = 0;  // ids that were taken and got a suffix
@@ -301,6 +307,8 @@ public:
     virtual void failHeapAfter(std::optional<std::size_t> allocations) = 0;
     virtual std::size_t heldLocks() = 0;
     virtual bool holdsLock(tag_t object) = 0;
+    // Who has locked the object; nothing if nobody has.
+    virtual std::optional<LockInfo> lockOf(tag_t object) = 0;
 
     // ---- journal and fault plan ----
     // Keep every call from now on; or tell each one when it ends and keep none: `each` asks the

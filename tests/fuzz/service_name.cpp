@@ -1,18 +1,22 @@
 // Which service a target calls.
+
 #include "tests/fuzz/service_name.h"
+
+#include <type_traits>
+
 #include "platform/keld_se.h"
 
 namespace fuzz {
 namespace {
 
-int callWith(int (*service)(int*), Result& result) {
-    return service(&result.number);
-}
-int callWith(int (*service)(tag_t*), Result& result) {
-    return service(&result.tag);
-}
-int callWith(int (*service)(char**), Result& result) {
-    return service(&result.text);
+template <typename Slot>
+int callWith(int (*service)(Slot*), Result& result) {
+    if constexpr (std::is_same_v<Slot, int>)
+        return service(&result.number);
+    else if constexpr (std::is_same_v<Slot, tag_t>)
+        return service(&result.tag);
+    else
+        return service(&result.text);
 }
 
 }  // namespace

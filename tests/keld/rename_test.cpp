@@ -194,12 +194,12 @@ TEST_F(Rename, ARefusalNamesItsObjectAndReason) {
     const json document = refused({"ABC-01", "--to", "XY-9"}).json();
     EXPECT_EQ(document["refusal"]["status"], 919342);
     EXPECT_EQ(document["refusal"]["object"], "ABC-01/B");
-    EXPECT_EQ(document["refusal"]["reason"], "it is checked out");
+    EXPECT_EQ(document["refusal"]["found"], "it is checked out");
     EXPECT_EQ(exported(), before) << "the test pass has refused it";
     const Result shown = keld({"rename", "ABC-01", "--to", "XY-9", "--test"});
     EXPECT_EQ(shown.exit_code, 1);
     EXPECT_THAT(shown.err, HasSubstr("refused: 919342"));
-    EXPECT_THAT(shown.err, HasSubstr("object ABC-01/B: it is checked out"));
+    EXPECT_THAT(shown.err, HasSubstr("  found    it is checked out"));
     EXPECT_THAT(shown.out, HasSubstr("nothing changed"));
 }
 
@@ -211,7 +211,7 @@ TEST_F(Rename, AStatusThatForbidsItIsTheReason) {
     const json document = refused({"F", "--to", "G"}).json();
     EXPECT_EQ(document["refusal"]["status"], 919343);
     EXPECT_EQ(document["refusal"]["object"], "F/A");
-    EXPECT_EQ(document["refusal"]["reason"], "its latest status is Frozen");
+    EXPECT_EQ(document["refusal"]["found"], "its latest status is Frozen");
     done({"prefs", "set", "KELD_ItemRename", "RenameOnRevisionStatus=Frozen"});
     const json after = renamed({"F", "--to", "G"});
     EXPECT_EQ(change(after, "F", "item_id"), "F -> G");
@@ -225,7 +225,7 @@ TEST_F(Rename, AReplicaIsRefusedWithItsSite) {
     const json document = refused({"R", "--to", "S"}).json();
     EXPECT_EQ(document["refusal"]["status"], 919342);
     EXPECT_EQ(document["refusal"]["object"], "R");
-    EXPECT_EQ(document["refusal"]["reason"], "the site Kiel owns it");
+    EXPECT_EQ(document["refusal"]["found"], "the site Kiel owns it");
     EXPECT_EQ(document["renamed"], json::array());
 }
 

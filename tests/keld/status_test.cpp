@@ -80,12 +80,11 @@ TEST_F(Status, ADryRunShowsTheObjectsInVisitingOrder) {
     const auto& visits = document["visits"];
     std::vector<std::string> order;
     for (const auto& visit : visits)
-        if (visit["type"] == "ItemRevision")
+        if (visit["type"] == "ItemRevision" && visit["pass"] == "attributes")
             order.push_back(visit["object"]);
     // The leaves come first; a revision that is used twice is skipped the second time.
     EXPECT_EQ(order, (std::vector<std::string>{"000102/A", "000101/A", "000102/A", "000100/A"}));
     EXPECT_EQ(visits[0]["section"], "Released_BOMLine");
-    EXPECT_EQ(visits.back()["section"], "Released_BOM");
     EXPECT_EQ(change(document, "000100/A")["new"], "Released");
     EXPECT_EQ(done({"export"}).out, before);
     EXPECT_FALSE(fs::exists(path("keld.log")));
@@ -99,7 +98,7 @@ TEST_F(Status, ADryRunShowsTheRefusalAndWhereItIs) {
     const nlohmann::json document = result.json();
     const auto& last = document["visits"].back();
     EXPECT_EQ(last["object"], "000102/A");
-    EXPECT_EQ(last["refused"], true);
+    EXPECT_EQ(last["result"], "refused");
     EXPECT_EQ(document["outcome"]["slot"]["value"], 919405);
 }
 

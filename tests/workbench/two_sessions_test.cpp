@@ -66,6 +66,21 @@ TEST_P(TwoSessions, WhatAnotherOneStoredIsNotLockedAndNoLockIsLeft) {
     EXPECT_EQ(stored(form_, "object_name"), "other");
 }
 
+TEST_P(TwoSessions, WhoHoldsALockIsToldInEachSession) {
+    EXPECT_FALSE(bench().lockOf(form_));
+    ASSERT_EQ(OBJ_lock(form_), 0);
+    ASSERT_TRUE(bench().lockOf(form_));
+    EXPECT_EQ(bench().lockOf(form_)->user, "infodba");
+    EXPECT_NE(bench().lockOf(form_)->process, 0);
+    EXPECT_TRUE(bench().lockOf(form_)->own);
+    use(second_);
+    ASSERT_TRUE(bench().lockOf(form_));
+    EXPECT_FALSE(bench().lockOf(form_)->own);
+    use(first_);
+    ASSERT_EQ(OBJ_refresh(form_, false), 0);
+    EXPECT_FALSE(bench().lockOf(form_));
+}
+
 TEST_P(TwoSessions, ALockThatIsHeldIsNoFailureAgain) {
     ASSERT_EQ(OBJ_lock(form_), 0);
     ASSERT_EQ(setName(form_, "mine"), 0);

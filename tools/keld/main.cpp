@@ -136,6 +136,20 @@ std::vector<std::string> understood(std::vector<std::string> words, const CLI::A
     return words;
 }
 
+void writeDocument(const Context& context) {
+    std::string text = dumped(context.document);
+    if (!context.rows)
+        return writeBytes(text + "\n");
+    text.resize(text.rfind("\n}"));
+    writeBytes(text + ",\n  \"" + context.rows->name + "\": [");
+    std::string lead = "\n";
+    context.rows->each([&](const Json& row) {
+        writeBytes(lead + dumped(row));
+        lead = ",\n";
+    });
+    writeBytes("]\n}\n");
+}
+
 void setUp(CLI::App& app) {
     // A text may begin with a slash on Windows, too.
     app.allow_windows_style_options(false);
@@ -165,8 +179,8 @@ void addVerbs(Verbs& verbs) {
 
 // The verb with its own arguments, without how it is to run.
 std::vector<std::string> commandOf(const CLI::App& app) {
-    static const std::set<std::string> kHow = {"--dry-run", "--test", "--plan", "--as-server",
-                                               "--whole"};
+    static const std::set<std::string> kHow = {"--dry-run",   "--test",  "--plan",
+                                               "--as-server", "--whole", "--visits"};
     std::vector<std::string> words, positionals;
     for (const CLI::App* at = &app; !at->get_subcommands().empty();) {
         at = at->get_subcommands().front();
@@ -252,7 +266,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
     const int exit_code = verbs.chosen(context);
     context.close();
     if (globals.json && !context.document_written)
-        writeBytes(dumped(context.document) + "\n");
+        writeDocument(context);
     return exit_code;
 }
 

@@ -128,6 +128,7 @@ public:
     void failHeapAfter(std::optional<std::size_t> allocations) override;
     std::size_t heldLocks() override;
     bool holdsLock(tag_t object) override;
+    std::optional<LockInfo> lockOf(tag_t object) override;
 
     void startJournal() override;
     void startJournal(std::function<void(const JournalEntry&)> each) override;

@@ -53,6 +53,13 @@ bool Bench::holdsLock(tag_t object) {
     return now().holdsLock(object);
 }
 
+std::optional<LockInfo> Bench::lockOf(tag_t object) {
+    const std::optional<LockOwner> owner = now().store().locks().owner(object);
+    if (!owner || !owner->alive)
+        return std::nullopt;
+    return LockInfo{owner->user, owner->process, now().holdsLock(object)};
+}
+
 void Bench::startJournal() {
     mervane::startJournal();
 }

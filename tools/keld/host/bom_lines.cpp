@@ -71,6 +71,11 @@ std::vector<tag_t> firstLines(tag_t top) {
 
 }  // namespace
 
+bool isBomLine(tag_t tag) {
+    constexpr tag_t kFirstLine = 0xE0000000u;
+    return tag >= kFirstLine;
+}
+
 std::vector<tag_t> childLines(tag_t line) {
     return listOf<tag_t>(
         [&](int* count, tag_t** list) { return LINE_ask_child_lines(line, count, list); });

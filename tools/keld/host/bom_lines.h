@@ -9,6 +9,8 @@
 
 namespace keld {
 
+// Tags of BOM lines live as long as their window.
+bool isBomLine(tag_t tag);
 std::vector<tag_t> childLines(tag_t line);
 // A tag-valued attribute of a line, "bl_revision" for instance; NULLTAG if it has none.
 tag_t lineTag(tag_t line, const std::string& attribute);

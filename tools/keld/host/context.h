@@ -67,8 +67,15 @@ public:
     void reopen(const std::string& path);
 
     bool json() const { return globals_.json; }
-    Json document = Json::object();             // shown at the end with --json
-    bool document_written = false;              // the verb has written its document itself
+    Json document = Json::object();  // shown at the end with --json
+    bool document_written = false;   // the verb has written its document itself
+    // Gives the rows of one more list of the document, which are written one by one behind the
+    // rest, without being kept together. No session is open then.
+    struct Rows {
+        std::string name;
+        std::function<void(const std::function<void(const Json&)>& write)> each;
+    };
+    std::optional<Rows> rows;
     void print(const std::string& text) const;  // for people; nothing with --json
     void note(const std::string& text) const;   // to standard error
     // Why a service refused or failed: lines to standard error, behind what is printed.

@@ -50,6 +50,18 @@ std::string latestStatus(const Context& context, tag_t object) {
     return names.empty() ? "" : names.back();
 }
 
+ObjectName nameOf(const Context& context, tag_t object) {
+    ObjectName made{context.label(object), context.title(object), kGoneType};
+    try {
+        const mervane::Found found = context.workbench().describe(object);
+        made.type = found.type;
+        if (made.typed.starts_with("#") && !found.name.empty())
+            made.typed += " " + found.name;
+    } catch (const mervane::Failure&) {
+    }
+    return made;
+}
+
 bool checkedOut(tag_t object) {
     logical out = false;
     const int status = CKO_is_checked_out(object, &out);

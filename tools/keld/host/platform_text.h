@@ -46,7 +46,14 @@ std::string display(tag_t object, const std::string& property);
 std::vector<std::string> statusNames(const Context& context, tag_t object);
 std::string latestStatus(const Context& context, tag_t object);  // "" if there is none
 
-// Who has checked the object out; empty if nobody has.
+// How an object is called: its label, the same as people type it, with its name if it has no id of
+// its own, and its type; kGoneType if it isn't there.
+inline constexpr char kGoneType[] = "(gone)";
+struct ObjectName {
+    std::string label, typed, type;
+};
+ObjectName nameOf(const Context& context, tag_t object);
+
 bool checkedOut(tag_t object);
 
 std::string joined(const std::vector<std::string>& texts, const std::string& separator);

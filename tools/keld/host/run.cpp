@@ -43,6 +43,8 @@ void addRunOptions(CLI::App* verb, RunWish& wish) {
         ->excludes(rehearsal);
     verb->add_flag("--accept-failures", wish.accept_failures,
                    "keep the run also if it left errors that its rules drop");
+    verb->add_flag("--visits", wish.visits,
+                   "show each object that the service looked at, and what came of it");
     addPlanOption(verb, wish);
 }
 
@@ -218,14 +220,12 @@ void changeAll(Context& context, const RunWish& wish, const std::string& verb,
 }
 
 std::string wireText(const Context& context, const std::vector<mervane::Argument>& arguments) {
-    constexpr tag_t kFirstLine = 0xE0000000u;  // tags of BOM lines live as long as their window
     std::string all;
     const auto name = [&](tag_t tag) {
-        return tag == NULLTAG     ? std::string()
-               : tag < kFirstLine ? context.title(tag)
-                                  : context.title(lineTag(tag, "bl_revision"));
+        return tag == NULLTAG ? std::string()
+                              : context.title(isBomLine(tag) ? lineTag(tag, "bl_revision") : tag);
     };
-    const auto kind = [](tag_t tag) { return tag >= kFirstLine ? "l" : "t"; };
+    const auto kind = [](tag_t tag) { return isBomLine(tag) ? "l" : "t"; };
     for (const auto& argument : arguments) {
         all += all.empty() ? "" : " ";
         if (const auto* number = std::get_if<int>(&argument))
@@ -292,6 +292,17 @@ Json endJson(const VerbRun& run, const Record& record) {
     if (run.plan())
         all["plan"] = planJson(run);
     return all;
+}
+
+int tellEnd(Context& context, const VerbRun& run, const Record& record, const Outcome& outcome) {
+    context.document["run"] = endJson(run, record);
+    std::string text = endText(run, record);
+    if (run.rehearses())
+        context.document["outcome"]["log"] = nullptr;
+    else
+        text += logText(outcome);
+    context.print(text);
+    return run.exitCode();
 }
 
 }  // namespace keld

@@ -13,7 +13,7 @@ namespace keld {
 
 // How the user wants it, the same options at every changing verb.
 struct RunWish {
-    bool dry_run = false, as_server = false, accept_failures = false;
+    bool dry_run = false, as_server = false, accept_failures = false, visits = false;
     std::string plan;  // the file that a dry run writes its plan to; empty: none
     mervane::RunWay way() const;
 };
@@ -103,5 +103,8 @@ std::string wireText(const Context& context, const std::vector<mervane::Argument
 // under which number its record is.
 std::string endText(const VerbRun& run, const Record& record);
 Json endJson(const VerbRun& run, const Record& record);
+// The end of a verb that has shown what its service did: these, and where the log is. Gives the
+// exit code. Requires: the document has the outcome.
+int tellEnd(Context& context, const VerbRun& run, const Record& record, const Outcome& outcome);
 
 }  // namespace keld

@@ -3,15 +3,18 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "platform/mv_line.h"
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/progress.h"
+#include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/stored_file.h"
 #include "tools/keld/host/tree_writer.h"
+#include "tools/keld/host/visits.h"
 #include "tools/keld/verbs/protocol.h"
 
 namespace keld {
@@ -165,7 +168,8 @@ bool showProtocol(Context& context, tag_t dataset, std::string& text) {
 }
 
 // Save the window, also after a failure of the run: what is numbered is numbered.
-bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& text) {
+bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& text,
+               std::optional<mervane::Failure>& failed) {
     context.document["saved"] = false;
     if (!wanted) {
         text += "the structure isn't saved; --save stores the new numbers\n";
@@ -177,6 +181,7 @@ bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& 
         context.document["save_error"] = {{"status", failure.status()}, {"text", failure.what()}};
         text += painted(Colour::Red, "not saved") + ": " + std::to_string(failure.status()) + ": " +
                 shown(failure.what()) + "\n";
+        failed = failure;
         return false;
     }
     context.document["saved"] = true;
@@ -184,13 +189,39 @@ bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& 
     return true;
 }
 
-std::string failureText(const Context& context, const Outcome& outcome) {
-    std::string text = "failed:\n";
-    if (outcome.status != 0)
-        text += "  status " + statusText(context, outcome.status) + "\n";
-    for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
-    return text + problemText(outcome, "  log: ");
+// ---- why it is refused ----
+
+// The view of the revision that a line shows.
+tag_t viewOf(tag_t line) {
+    const tag_t view = lineTag(line, "bl_bomview_rev");
+    return view != NULLTAG ? view : lineTag(line, "bl_revision");
+}
+
+constexpr int kNoAccess = 515001;
+
+// What the service, or the save behind it, left on the error stack, a refusal for each status.
+std::vector<Refusal> explainOrder(const Context& context, const Outcome& outcome,
+                                  const CallWatch& calls, tag_t top) {
+    std::vector<Refusal> refusals;
+    const tag_t revision = lineTag(top, "bl_revision");
+    std::set<int> told{0};
+    for (const mervane::StackEntry& entry : outcome.stack) {
+        if (!told.insert(entry.status).second)
+            continue;
+        const CallWatch::Failed failed = calls.failedWith(entry.status);
+        const tag_t object = failed.object == NULLTAG   ? viewOf(top)
+                             : isBomLine(failed.object) ? lineTag(failed.object, "bl_revision")
+                                                        : failed.object;
+        Refusal refusal = refusalOf(context, entry.status, object, revision);
+        if (!failed.operation.empty())
+            tellFailedCall(refusal, failed.operation, outcome);
+        else if (entry.status == kNoAccess)
+            tellNotModifiable(context, refusal);
+        else
+            refusal.found = entry.text;
+        refusals.push_back(std::move(refusal));
+    }
+    return refusals;
 }
 
 int resequence(Context& context, const WantedOrder& wanted) {
@@ -205,38 +236,55 @@ int resequence(Context& context, const WantedOrder& wanted) {
     const std::string object = context.label(lineTag(top, "bl_revision"));
     const std::vector<mervane::Argument> arguments{top, lines, wanted.level, wanted.sort ? 1 : 0};
     VerbRun run(context, wanted.run, "KELD_PSE_PackAndResequenceBom", wireText(context, arguments));
+    CallWatch calls(context, wanted.run.visits);
     Outcome outcome = runService(context, findService("KELD_PSE_PackAndResequenceBom"), arguments,
                                  wanted.dump ? Printed::ToStandardError : Printed::Nowhere);
+    calls.end();
     context.document = {{"object", object},
                         {"level", wanted.level},
                         {"mode", wanted.sort ? "sort" : "keep"},
                         {"dry_run", wanted.run.dry_run},
                         {"outcome", asJson(context, outcome)}};
+    const Outcome served = outcome;
     bool good = showProtocol(context, outcome.tag, text) && outcome.succeeded();
-    context.print(text);
-    text.clear();
-    if (!outcome.succeeded())
-        context.problem(failureText(context, outcome));
-    if (!saveLines(context, windows, wanted.save, text)) {
+    std::optional<mervane::Failure> not_saved;
+    if (!saveLines(context, windows, wanted.save, text, not_saved)) {
         good = false;
         outcome.status = outcome.status ? outcome.status : kNotSaved;
     } else if (!good && outcome.succeeded()) {
         outcome.status = kNoProtocol;
     }
-    const Record record = run.end(outcome);
+    std::vector<Refusal> refusals;
+    VisitList visits;
+    const Record record = run.end(outcome, {}, [&] {
+        visits = calls.visits();
+        refusals = explainOrder(context, served, calls, top);
+        if (not_saved) {
+            refusals.push_back(
+                refusalOf(context, not_saved->status(), viewOf(top), lineTag(top, "bl_revision")));
+            refusals.back().found = not_saved->what();
+        }
+    });
+    context.print(text);
+    text.clear();
+    tellProblems(context, served, refusals, "failed");
+    if (wanted.run.visits)
+        calls.show(context, visits, record, refusals, "it is only read", [&](Visit& visit) {
+            if (!visit.line)
+                return;
+            const tag_t view = lineTag(visit.object, "bl_bomview_rev");
+            const bool passed_over = view != NULLTAG && checkedOut(view);
+            visit.came = passed_over ? Came::NotConcerned : Came::AlreadyThere;
+            visit.rule = passed_over ? "its view is checked out" : "";
+        });
     if (wanted.run.dry_run) {
-        context.document["outcome"]["log"] = nullptr;
         text += "dry run, nothing is changed; it would be:\n" +
                 changesAsText(record, "nothing would change\n");
     }
     context.document["changes"] = changesAsJson(record);
     context.document["succeeded"] = good;
-    context.document["run"] = endJson(run, record);
-    text += endText(run, record);
-    if (!wanted.run.dry_run)
-        text += logText(outcome);
     context.print(text);
-    return run.exitCode();
+    return tellEnd(context, run, record, served);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/run.h"
+#include "tools/keld/host/status_visits.h"
 #include "tools/keld/host/system.h"
 #include "tools/keld/lint/config.h"
 
@@ -53,10 +54,26 @@ int call(Context& context, const Call& wanted) {
                 service.name == "KELD_StatusManager" ? statusConfigPath() : "");
     if (dry_run && service.effects == Effects::BackupFiles)
         run.redirectBackups();
+    // The status manager is the service that tells of its visits in its log.
+    const bool in_log = wanted.run.visits && service.name == "KELD_StatusManager" &&
+                        kindsOf(arguments) == wireKinds(service);
+    std::optional<StatusWatch> walk;
+    if (in_log) {
+        KELD_SetLogLevel(kVisitsLevel);
+        walk.emplace(context, std::get<tag_t>(arguments.back()));
+    }
+    std::optional<CallWatch> calls;
+    if (wanted.run.visits && !in_log)
+        calls.emplace(context, true);
     Outcome outcome = runService(context, service, arguments);
+    StatusWatch::Seen seen = walk ? walk->end() : StatusWatch::Seen();
+    VisitList touched = calls ? calls->visits() : VisitList();
     if (outcome.succeeded())
         windows.save();
-    const Record record = run.end(outcome);
+    const Record record = run.end(outcome, {}, [&] {
+        if (walk)
+            seen.judge(context, outcome.status ? outcome.status : outcome.number);
+    });
     context.document = asJson(context, outcome);
     context.document["service"] = service.name;
     context.document["dry_run"] = dry_run;
@@ -69,7 +86,12 @@ int call(Context& context, const Call& wanted) {
                "dry run, nothing is changed; it would be:\n" +
                changesAsText(record, "nothing would change\n");
     }
-    context.print(text + endText(run, record));
+    context.print(text);
+    if (walk)
+        seen.list.show(context, true, true);
+    if (calls)
+        calls->show(context, touched, record, {}, "it is only read");
+    context.print(endText(run, record));
     return run.exitCode();
 }
 
@@ -112,6 +134,8 @@ void addCallVerbs(Verbs& verbs) {
     verb->add_flag("--accept-failures", wanted->run.accept_failures,
                    "keep a whole run also if it left errors that its rules drop");
     addPlanOption(verb, wanted->run);
+    verb->add_flag("--visits", wanted->run.visits,
+                   "show each object that the service looked at, and what came of it");
 
     auto name = std::make_shared<std::string>();
     verbs

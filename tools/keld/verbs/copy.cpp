@@ -1,20 +1,21 @@
 // copy-attr: properties from one object to others, and down the configured relations.
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <iterator>
 #include <memory>
 #include <set>
 
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
+#include "tools/keld/host/visits.h"
 #include "tools/keld/verbs/copy_lines.h"
 
 namespace keld {
 
 namespace {
-
-constexpr std::size_t kLongestText = 1000;
 
 struct WantedCopy {
     std::string source;
@@ -23,45 +24,118 @@ struct WantedCopy {
     RunWish run;
 };
 
-std::string titled(const Context& context, tag_t object) {
-    std::string label = context.title(object);
-    if (!label.starts_with("#"))
-        return label;
-    const std::string name = display(object, "object_name");
-    return name.empty() ? label : label + " " + name;
-}
+// ---- what was left alone, from the calls of the run ----
 
-// ---- what was left alone, from the journal of the run ----
-
-struct Left {
-    std::vector<tag_t> alone;   // destinations that take no values
-    std::vector<tag_t> failed;  // destinations whose values couldn't be copied
+// A destination whose values couldn't be copied, and what failed.
+struct FailedCopy {
+    tag_t object = NULLTAG;
+    int status = 0;
+    std::string operation, property, value;
 };
 
-Left readLeft(const std::vector<mervane::JournalEntry>& journal) {
-    Left left;
-    std::set<tag_t> failed;
-    std::vector<std::pair<tag_t, bool>> visits;  // with whether its lock was asked for
-    for (const auto& entry : journal) {
+class CopyCalls {
+public:
+    void add(const mervane::JournalEntry& entry) {
         const tag_t object = entry.object();
         // The source is asked for a value under the lock of the destination visited last.
-        if (entry.status != 0 && !visits.empty() && visits.back().second &&
-            (entry.operation.starts_with("OBJ_UIF_") || entry.operation == "OBJ_save") &&
-            failed.insert(visits.back().first).second)
-            left.failed.push_back(visits.back().first);
+        if (entry.status != 0 && !visits_.empty() && visits_.back().second &&
+            (entry.operation.starts_with("OBJ_UIF_") || entry.operation == "OBJ_save"))
+            addFailed(entry);
         if (entry.operation == "OBJ_get_value_tag") {
-            visits.emplace_back(object, false);
+            visits_.emplace_back(object, false);
         } else if (entry.operation == "OBJ_refresh" &&
                    entry.arguments.back() == mervane::JournalArgument(true)) {
-            if (!visits.empty() && visits.back().first == object)
-                visits.back().second = true;
+            if (!visits_.empty() && visits_.back().first == object)
+                visits_.back().second = true;
         }
     }
-    std::set<tag_t> told;
-    for (const auto& [object, locked] : visits)
-        if (!locked && told.insert(object).second)
-            left.alone.push_back(object);
-    return left;
+    // Destinations that take no values.
+    std::vector<tag_t> leftAlone() const {
+        std::vector<tag_t> alone;
+        std::set<tag_t> told;
+        for (const auto& [object, locked] : visits_)
+            if (!locked && told.insert(object).second)
+                alone.push_back(object);
+        return alone;
+    }
+    std::set<tag_t> destinations() const {
+        std::set<tag_t> all;
+        for (const auto& [object, locked] : visits_)
+            all.insert(object);
+        return all;
+    }
+    const std::vector<FailedCopy>& failed() const { return failed_; }
+
+private:
+    std::vector<std::pair<tag_t, bool>> visits_;  // with whether its lock was asked for
+    std::vector<FailedCopy> failed_;
+    std::set<tag_t> known_;
+
+    void addFailed(const mervane::JournalEntry& entry) {
+        FailedCopy failed{visits_.back().first, entry.status, entry.operation, "", ""};
+        if (!known_.insert(failed.object).second)
+            return;
+        if (const auto* property = entry.argument<std::string>(1))
+            failed.property = *property;
+        if (const auto* value = entry.argument<std::string>(2))
+            failed.value = *value;
+        failed_.push_back(std::move(failed));
+    }
+};
+
+std::string whyLeftAlone(tag_t object) {
+    const std::string site = display(object, "owning_site");
+    return site.empty() ? "this user may not change it" : "it is owned by the site " + site;
+}
+
+// ---- why it failed ----
+
+// The line that names the property, of the object's type.
+void tellLine(const Context& context, Refusal& refusal, const std::string& property) {
+    for (const CopyLine& line : copyLines(context)) {
+        const std::vector<std::string> fields = copyFields(line);
+        if (line.skipped || line.preference == kCopyPreferences[kCopyRelations] ||
+            fields.size() < 2 || fields[0] != refusal.type || fields[1] != property)
+            continue;
+        refusal.file = "the preference " + line.preference;
+        refusal.line = line.number;
+    }
+}
+
+Refusal explainFailed(const Context& context, const FailedCopy& failed, const Outcome& outcome,
+                      const std::vector<tag_t>& destinations) {
+    Refusal refusal = refusalOf(context, failed.status, failed.object, failed.object);
+    for (const tag_t start : destinations)
+        if (const auto path = pathBetween(context, start, failed.object); !path.empty())
+            refusal.path = path;
+    tellFailedCall(refusal, failed.operation, outcome);
+    if (failed.property.empty())
+        return refusal;
+    const bool setting = failed.operation == "OBJ_UIF_set_value";
+    refusal.found = "the property " + failed.property +
+                    (setting ? " for '" + shownLine(failed.value) + "'" : "") + ": " +
+                    refusal.found;
+    refusal.allowed = setting ? "texts that the property takes" : "properties of both objects";
+    tellLine(context, refusal, failed.property);
+    return refusal;
+}
+
+// Bad lines of the preferences, which refuse every copy. Requires: the run has ended.
+std::vector<Refusal> explainLines(Context& context, const Outcome& outcome, tag_t source) {
+    std::vector<Refusal> refusals;
+    for (const CopyLine& line : checkCopyLines(context).lines) {
+        if (line.errors.empty())
+            continue;
+        Refusal refusal = refusalOf(context, outcome.status, source, source);
+        refusal.found = "'" + shownLine(line.text) + "': " + joined(line.errors, "; ");
+        refusal.allowed = line.preference == kCopyPreferences[kCopyRelations]
+                              ? "TYPE;RELATION;TYPE"
+                              : "TYPE;PROPERTY or TYPE;PROPERTY;null";
+        refusal.file = "the preference " + line.preference;
+        refusal.line = line.number;
+        refusals.push_back(std::move(refusal));
+    }
+    return refusals;
 }
 
 // ---- showing it ----
@@ -84,38 +158,20 @@ void showValues(Context& context, const Record& record, std::string& text) {
     text += table.empty() ? "no values copied\n" : table.text();
 }
 
-void showLeft(Context& context, const Left& left, std::string& text) {
+void showLeft(Context& context, const CopyCalls& calls, std::string& text) {
     Json alone = Json::array();
-    for (const tag_t object : left.alone) {
-        const std::string site = display(object, "owning_site");
-        const std::string reason =
-            site.empty() ? "this user may not change it" : "it is owned by the site " + site;
+    for (const tag_t object : calls.leftAlone()) {
+        const std::string reason = whyLeftAlone(object);
         alone.push_back({{"object", context.label(object)}, {"tag", object}, {"reason", reason}});
-        text += shown("left alone: " + titled(context, object) + ", " + reason) + "\n";
+        text += shown("left alone: " + nameOf(context, object).typed + ", " + reason) + "\n";
     }
     Json failed = Json::array();
-    for (const tag_t object : left.failed) {
-        failed.push_back({{"object", context.label(object)}, {"tag", object}});
-        text += shown("failed at: " + titled(context, object)) + "\n";
+    for (const FailedCopy& each : calls.failed()) {
+        failed.push_back({{"object", context.label(each.object)}, {"tag", each.object}});
+        text += shown("failed at: " + nameOf(context, each.object).typed) + "\n";
     }
     context.document["failed_at"] = failed;
     context.document["left_alone"] = alone;
-}
-
-std::string problemsOf(const Context& context, const Outcome& outcome) {
-    std::string text = outcome.status != 0
-                           ? "failed: " + statusText(context, outcome.status) + "\n"
-                           : "warning: the preferences have bad lines; keld copy-attr --check "
-                             "lists them\n";
-    std::string last;
-    for (const auto& entry : outcome.stack) {
-        const std::string line = "  error " + std::to_string(entry.status) + ": " +
-                                 shown(shownLine(entry.text, kLongestText)) + "\n";
-        if (line != last)
-            text += line;
-        last = line;
-    }
-    return text;
 }
 
 int copy(Context& context, const WantedCopy& wanted) {
@@ -131,32 +187,47 @@ int copy(Context& context, const WantedCopy& wanted) {
         destinations.push_back(context.object(name));
     const std::vector<mervane::Argument> arguments{source, destinations};
     VerbRun run(context, wanted.run, "KELD_CopyAttr", wireText(context, arguments));
-    context.workbench().startJournal();
+    CopyCalls seen;
+    CallWatch calls(context, wanted.run.visits,
+                    [&](const mervane::JournalEntry& entry) { seen.add(entry); });
     const Outcome outcome = runService(context, findService("KELD_CopyAttr"), arguments);
-    const Left left = readLeft(context.workbench().stopJournal());
+    calls.end();
     context.document = {{"source", wanted.source},
                         {"destinations", wanted.destinations},
                         {"dry_run", run.rehearses()},
                         {"succeeded", outcome.succeeded()},
                         {"outcome", asJson(context, outcome)}};
-    if (run.rehearses())
-        context.document["outcome"]["log"] = nullptr;
-    std::string alone;
-    const Record record = run.end(outcome, {}, [&] { showLeft(context, left, alone); });
+    std::string left_text;
+    std::vector<Refusal> refusals;
+    VisitList visits;
+    const Record record = run.end(outcome, {}, [&] {
+        visits = calls.visits();
+        showLeft(context, seen, left_text);
+        for (const FailedCopy& failed : seen.failed())
+            refusals.push_back(explainFailed(context, failed, outcome, destinations));
+    });
+    if (outcome.status != 0 && refusals.empty())
+        refusals = explainLines(context, outcome, source);
     std::string text;
     if (run.rehearses())
         text += "dry run, nothing is changed; it would be:\n";
     showValues(context, record, text);
-    context.print(text + alone);
-    text.clear();
-    if (!outcome.succeeded())
-        context.problem(problemsOf(context, outcome));
-    context.document["run"] = endJson(run, record);
-    text += endText(run, record);
-    if (!run.rehearses())
-        text += logText(outcome);
-    context.print(text);
-    return run.exitCode();
+    context.print(text + left_text);
+    if (wanted.run.visits)
+        calls.show(context, visits, record, refusals, "it is only read",
+                   [destinations = seen.destinations(), alone = seen.leftAlone()](Visit& visit) {
+                       if (!destinations.contains(visit.object))
+                           return;
+                       const bool left =
+                           std::find(alone.begin(), alone.end(), visit.object) != alone.end();
+                       visit.came = left ? Came::NotConcerned : Came::AlreadyThere;
+                       visit.rule = left ? whyLeftAlone(visit.object) : "";
+                   });
+    tellProblems(context, outcome, refusals, "failed");
+    if (outcome.status == 0 && !outcome.succeeded())
+        context.problem(
+            "warning: the preferences have bad lines; keld copy-attr --check lists them\n");
+    return tellEnd(context, run, record, outcome);
 }
 
 int check(Context& context) {

@@ -16,8 +16,10 @@
 #include "platform/mv_str.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
+#include "tools/keld/host/visits.h"
 #include "tools/keld/verbs/delete_run.h"
 
 namespace keld {
@@ -46,15 +48,14 @@ bool isTypeBelow(const Context& context, const std::string& type, const std::str
 }
 
 Row rowOf(const Context& context, tag_t tag) {
-    const auto found = context.workbench().describe(tag);
-    Row row{tag, found.id, found.typed, found.type, Sort::Other, "", "", false};
-    if (row.typed.starts_with("#") && !found.name.empty()) {
-        row.label += " " + found.name;
-        row.typed += " " + found.name;
-    }
-    if (isTypeBelow(context, found.type, "Folder"))
+    const ObjectName name = nameOf(context, tag);
+    Row row{tag,         name.label.starts_with("#") ? name.typed : name.label,
+            name.typed,  name.type,
+            Sort::Other, "",
+            "",          false};
+    if (isTypeBelow(context, name.type, "Folder"))
         row.sort = Sort::Folder;
-    else if (isTypeBelow(context, found.type, "Dataset"))
+    else if (isTypeBelow(context, name.type, "Dataset"))
         row.sort = Sort::Dataset;
     return row;
 }
@@ -84,12 +85,16 @@ void refuseOlderVersions(const Context& context, const std::vector<Row>& rows) {
     }
 }
 
-std::string refusalReason(const Context& context, const Row& row, tag_t revision) {
+// Why the check refuses an object, and what it allows.
+Refusal refusalOfRow(const Context& context, const Row& row, tag_t revision, int status) {
+    Refusal refusal = refusalOf(context, status, row.tag, row.tag);
     if (row.sort == Sort::Folder) {
         int entries = 0;
         (void)DIR_ask_size(row.tag, &entries);
-        return "the folder isn't empty: " + std::to_string(entries) +
-               (entries == 1 ? " entry" : " entries");
+        refusal.found = "the folder isn't empty: " + std::to_string(entries) +
+                        (entries == 1 ? " entry" : " entries");
+        refusal.allowed = "folders without entries";
+        return refusal;
     }
     int count = 0;
     int* levels = nullptr;
@@ -100,22 +105,36 @@ std::string refusalReason(const Context& context, const Row& row, tag_t revision
             users.push_back(context.title(parents[i]));
     HEAP_free(levels);
     HEAP_free(parents);
-    return context.title(revision) + " is used in " + joined(users, ", ");
+    refusal.path = pathBetween(context, revision, row.tag);
+    refusal.found = context.title(revision) + " is used in " + joined(users, ", ");
+    refusal.allowed = "datasets of revisions that no structure uses";
+    for (const auto& [name, types] : context.workbench().preferences())
+        if (name == KELD_DEL_DELUXE_TYPES)
+            for (std::size_t i = 0; i < types.size(); ++i)
+                if (types[i] == row.type) {
+                    refusal.file = "the preference " + name;
+                    refusal.line = static_cast<int>(i) + 1;
+                }
+    return refusal;
 }
 
 void explain(const Context& context, const DeleteRun& run, const Outcome& outcome,
-             std::vector<Row>& rows) {
-    const auto numbers = {919500, 919502};
-    const bool failed = outcome.status != 0 &&
-                        std::find(numbers.begin(), numbers.end(), outcome.status) == numbers.end();
+             const CallWatch& calls, std::vector<Row>& rows, std::vector<Refusal>& refusals) {
+    constexpr int kFolderNotEmpty = 919500, kUsedInStructure = 919502;
+    const bool failed = outcome.status != 0 && outcome.status != kFolderNotEmpty &&
+                        outcome.status != kUsedInStructure;
     for (Row& row : rows) {
         const auto refused = run.refused.find(row.tag);
         if (refused != run.refused.end()) {
             row.answer = "refused";
-            row.reason = refusalReason(context, row, refused->second);
+            refusals.push_back(
+                refusalOfRow(context, row, refused->second,
+                             row.sort == Sort::Folder ? kFolderNotEmpty : kUsedInStructure));
+            row.reason = refusals.back().found;
         } else if (failed && row.tag == run.last) {
             row.answer = "failed";
             row.reason = statusText(context, outcome.status);
+            refusals.push_back(refusalOfFailure(context, outcome, calls, row.tag, row.tag));
         } else if (!run.reached.contains(row.tag)) {
             row.answer = "not looked at";
         } else if (row.sort == Sort::Other) {
@@ -206,7 +225,7 @@ void remove(const Context& context, const Row& row) {
     require(context, OBJ_delete(row.tag), "OBJ_delete");
 }
 
-bool removeAll(const Context& context, std::vector<Row>& rows) {
+bool removeAll(const Context& context, std::vector<Row>& rows, std::vector<Refusal>& refusals) {
     bool all = true;
     for (Row& row : rows) {
         if (row.sort == Sort::Other)
@@ -220,6 +239,10 @@ bool removeAll(const Context& context, std::vector<Row>& rows) {
             row.answer = "not deleted";
             row.reason = error.what();
             all = false;
+            refusals.push_back(refusalOf(context, kNotDeleted, row.tag, row.tag));
+            refusals.back().found = row.reason;
+            refusals.back().allowed =
+                "objects that the user may change and that nothing else refers to";
         }
     }
     return all;
@@ -228,7 +251,8 @@ bool removeAll(const Context& context, std::vector<Row>& rows) {
 // ---- what is shown ----
 
 void show(Context& context, const std::vector<Row>& rows, const std::vector<SavedFile>& files,
-          const Outcome& outcome, const VerbRun& run, const Record& record) {
+          const Outcome& outcome, const std::vector<Refusal>& refusals, const VerbRun& run,
+          const Record& record) {
     Json objects = Json::array(), saved = Json::array();
     Table table({"OBJECT", "TYPE", "ANSWER", "REASON"});
     for (const Row& row : rows) {
@@ -252,12 +276,6 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
     }
     if (outcome.succeeded())
         text += painted(Colour::Green, "go ahead") + "\n";
-    std::string problems;
-    if (!outcome.succeeded())
-        problems += "refused: " + statusText(context, outcome.status) + "\n";
-    for (const auto& entry : outcome.stack)
-        problems += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
-    problems += problemText(outcome, "  log: ");
     std::string last;
     if (!record.objects.empty() || run.plan() || run.result() == mervane::RunResult::Interrupted)
         last += endText(run, record);
@@ -272,7 +290,7 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
     if (run.rehearses())
         context.document["outcome"]["log"] = nullptr;
     context.print(text);
-    context.problem(problems);
+    tellProblems(context, outcome, refusals);
     context.print(last);
 }
 
@@ -300,19 +318,23 @@ int check(Context& context, const WantedCheck& wanted) {
     if (wanted.run.dry_run)
         backups = run.redirectBackups();
     makeBackupDirectory(context);
-    context.workbench().startJournal();
+    DeleteCalls seen(tags);
+    CallWatch calls(context, wanted.run.visits,
+                    [&](const mervane::JournalEntry& entry) { seen.add(entry); });
     Outcome outcome = runService(context, findService("KELD_DeleteDeluxe"), {tags});
-    DeleteRun found = readDeleteRun(context.workbench().stopJournal(), {tags.begin(), tags.end()});
+    VisitList visits = calls.visits();
+    DeleteRun found = seen.run();
     std::vector<std::string> outside;
     for (SavedFile& file : found.files) {
         if (!backups.to.empty() && file.path.starts_with(backups.to))
             file.path.replace(0, backups.to.size(), backups.from);
         outside.push_back("saved " + file.path);
     }
-    explain(context, found, outcome, rows);
+    std::vector<Refusal> refusals;
+    explain(context, found, outcome, calls, rows, refusals);
 
     Outcome all = outcome;
-    if (outcome.succeeded() && wanted.then_delete && !removeAll(context, rows))
+    if (outcome.succeeded() && wanted.then_delete && !removeAll(context, rows, refusals))
         all.status = kNotDeleted;
     const Record record = run.end(all, outside);
     if (!run.kept() && !run.rehearses())
@@ -322,7 +344,13 @@ int check(Context& context, const WantedCheck& wanted) {
                 row.reason = "since not all of them could be deleted";
                 row.deleted = false;
             }
-    show(context, rows, found.files, outcome, run, record);
+    show(context, rows, found.files, outcome, refusals, run, record);
+    if (wanted.run.visits)
+        calls.show(context, visits, record, refusals, "it is only read", [&](Visit& visit) {
+            for (const Row& row : rows)
+                if (row.tag == visit.object && row.sort != Sort::Other)
+                    visit.came = Came::Allowed, visit.rule.clear();
+        });
     return run.exitCode();
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// What a run of the delete check has found and saved, object by object, read from the journal of
-// the run: the service itself answers with one status.
+// What a run of the delete check has found and saved, object by object, read from its calls: the
+// service itself answers with one status.
 
 #include <map>
 #include <set>
@@ -24,7 +24,17 @@ struct DeleteRun {
     std::vector<SavedFile> files;
 };
 
-DeleteRun readDeleteRun(const std::vector<mervane::JournalEntry>& journal,
-                        const std::set<tag_t>& objects);
+class DeleteCalls {
+public:
+    explicit DeleteCalls(const std::vector<tag_t>& objects)
+        : objects_(objects.begin(), objects.end()) {}
+    void add(const mervane::JournalEntry& entry);
+    const DeleteRun& run() const { return run_; }
+
+private:
+    std::set<tag_t> objects_;
+    DeleteRun run_;
+    tag_t revision_ = 0;
+};
 
 }  // namespace keld

@@ -18,6 +18,7 @@
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
+#include "tools/keld/host/visits.h"
 
 namespace keld {
 
@@ -55,12 +56,14 @@ void checkRelations(const Context& context, const Strings& relations) {
                                nearest(relation, known));
 }
 
-std::string outcomeText(const Context& context, const Outcome& outcome) {
-    std::string text =
-        painted(Colour::Red, "refused") + ": " + statusText(context, outcome.status) + "\n";
-    for (const auto& entry : outcome.stack)
-        text += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
-    return text + problemText(outcome, "  log: ");
+// What the service was about when it failed; without objects there is none.
+std::vector<Refusal> explainJob(const Context& context, const Outcome& outcome,
+                                const CallWatch& calls, const std::vector<tag_t>& objects) {
+    const tag_t first = objects.empty() ? NULLTAG : objects.front();
+    const tag_t failed = calls.failedWith(outcome.status).object;
+    if (outcome.succeeded() || (first == NULLTAG && failed == NULLTAG))
+        return {};
+    return {refusalOfFailure(context, outcome, calls, first, first)};
 }
 
 // ---- files ----
@@ -68,7 +71,7 @@ std::string outcomeText(const Context& context, const Outcome& outcome) {
 struct WantedFiles {
     Strings objects, types, relations;
     std::string into = ".", job_type, state, options, program;
-    bool all_types = false, dry_run = false;
+    bool all_types = false, dry_run = false, visits = false;
 };
 
 // A directory for the files of a dry run, which goes with it.
@@ -158,6 +161,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
         context.note("the path " + base.string() +
                      " has blanks in it; nothing is quoted, so the program gets it in pieces");
     const std::set<fs::path> before = directoriesIn(base);
+    CallWatch calls(context, wanted.visits);
     const auto run = [&] {
         return runService(
             context, findService("KELD_SrvCallCRJFromPortal"),
@@ -175,17 +179,24 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
         waitForNextSecond();
         outcome = run();
     }
+    VisitList visits = calls.visits();
+    std::vector<Refusal> refusals = explainJob(context, outcome, calls, targets);
+    if (outcome.status == kNoJobDirectory && !refusals.empty()) {
+        refusals.front().found = "no directory can be made in " + base.string();
+        refusals.front().allowed = "a directory that exists and that the user may write";
+    }
     context.document = {{"dry_run", wanted.dry_run},
                         {"succeeded", outcome.succeeded()},
                         {"program", program},
                         {"outcome", asJson(context, outcome)}};
     std::string text = wanted.dry_run ? "dry run, the files are gone again; they would be:\n" : "";
-    if (!outcome.succeeded())
-        context.problem(outcomeText(context, outcome));
+    tellProblems(context, outcome, refusals);
     for (const fs::path& directory : directoriesIn(base))
         if (!before.contains(directory))
             showJob(context, directory, wanted.dry_run, text);
     context.print(text);
+    if (wanted.visits)
+        calls.show(context, visits, {}, refusals, "it is only read");
     return outcome.succeeded() ? kExitDone : kExitFailed;
 }
 
@@ -280,25 +291,28 @@ struct WantedItem {
 
 int makeItem(Context& context, const WantedItem& wanted) {
     context.open();
+    const std::vector<tag_t> objects = objectsNamed(context, wanted.objects);
     const std::vector<mervane::Argument> arguments{
-        wanted.type,     wanted.queue,
-        wanted.job_type, std::string(),
-        wanted.options,  std::string(wanted.all_types ? "true" : "false"),
-        wanted.relation, objectsNamed(context, wanted.objects)};
+        wanted.type,     wanted.queue,   wanted.job_type,
+        std::string(),   wanted.options, std::string(wanted.all_types ? "true" : "false"),
+        wanted.relation, objects};
     VerbRun run(context, wanted.run, "KELD_SrvCallCRIFromPortal", wireText(context, arguments));
+    CallWatch calls(context, wanted.run.visits);
     const Outcome outcome =
         runService(context, findService("KELD_SrvCallCRIFromPortal"), arguments);
+    VisitList visits = calls.visits();
+    const std::vector<Refusal> refusals = explainJob(context, outcome, calls, objects);
     context.document = {{"dry_run", run.rehearses()},
                         {"succeeded", outcome.succeeded()},
                         {"job_item", nullptr},
                         {"outcome", asJson(context, outcome)}};
     std::string text = run.rehearses() ? "dry run, nothing is changed; it would be:\n" : "";
-    if (!outcome.succeeded())
-        context.problem(outcomeText(context, outcome));
-    // The item is looked at while it is there.
+    tellProblems(context, outcome, refusals);
+    // The item is looked at while it is there; one that couldn't be filled is gone already.
     const Record record = run.end(outcome, {}, [&](const mervane::RunEntry& entry) {
         if (entry.change != mervane::RunChange::ObjectMade ||
-            entry.type != KELD_JOB_item_class_name_c)
+            entry.type != KELD_JOB_item_class_name_c ||
+            nameOf(context, entry.object).type == kGoneType)
             return;
         context.document["job_item"] = itemAsJson(context, entry.object);
     });
@@ -307,11 +321,10 @@ int makeItem(Context& context, const WantedItem& wanted) {
         text += "made " + itemAsText(context.document["job_item"]);
     else
         context.document["job_item"] = nullptr;
-    if (run.rehearses())
-        context.document["outcome"]["log"] = nullptr;
-    context.document["run"] = endJson(run, record);
-    context.print(text + endText(run, record));
-    return run.exitCode();
+    context.print(text);
+    if (wanted.run.visits)
+        calls.show(context, visits, record, refusals, "it is only read");
+    return tellEnd(context, run, record, outcome);
 }
 
 int listItems(Context& context) {
@@ -382,6 +395,8 @@ void addJobVerbs(Verbs& verbs) {
     verb->add_flag("--dry-run", files->dry_run,
                    "write the files into a directory that goes again, and start nothing")
         ->excludes(program);
+    verb->add_flag("--visits", files->visits,
+                   "show each object that the service looked at, and what came of it");
 
     auto item = std::make_shared<WantedItem>();
     verb = verbs.add(group, "item", "Make a job item that refers to objects",

@@ -82,9 +82,7 @@ Objections collect(Context& context, const WantedStatus& wanted,
             found.failures = run.outcome.stack;
             return found;
         }
-        const std::vector<Visit>& visits = run.pass();
-        Refusal refusal =
-            explain(context, wanted, status, visits.empty() ? nullptr : &visits.back(), start);
+        Refusal refusal = explain(context, wanted, status, run.seen.last(), start);
         if (refusal.found.empty() && !run.outcome.stack.empty())
             refusal.found = run.outcome.stack.front().text;
         if (Objection* before = known(found.all, refusal)) {
@@ -169,7 +167,7 @@ int listObjections(Context& context, const WantedStatus& wanted) {
     rehearsal.dry_run = true;
     VerbRun run(context, rehearsal, "KELD_StatusManager", wireText(context, arguments),
                 statusConfigPath());
-    KELD_SetLogLevel(kDebugLevel);
+    KELD_SetLogLevel(kVisitsLevel);
     const Objections found = collect(context, wanted, arguments, start);
     show(context, found);
     if (found.end == ListEnd::Interrupted) {

@@ -81,8 +81,8 @@ bool runGives(Context& context, const WantedStatus& target, tag_t object,
         const int status = run.outcome.number;
         const bool mendable = status == kIsCheckedOut || status == kWrongPrevious ||
                               status == kFieldEmpty || status == kNoPrivilege;
-        if (run.outcome.status == 0 && mendable && !run.pass().empty() && !*against)
-            *against = explain(context, target, status, &run.pass().back(), start);
+        if (run.outcome.status == 0 && mendable && run.seen.last() && !*against)
+            *against = explain(context, target, status, run.seen.last(), start);
         return false;
     }
 }

@@ -11,7 +11,9 @@
 #include "platform/mv_err.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
+#include "tools/keld/host/visits.h"
 #include "tools/keld/verbs/rename_objects.h"
 #include "workbench/names.h"
 
@@ -19,8 +21,8 @@ namespace keld {
 
 namespace {
 
-constexpr int kStatusNotAllowed = 919343;
-constexpr int kNotModifiable = 919342;
+constexpr int kNotModifiable = 919342, kStatusNotAllowed = 919343, kOldIdRegistered = 919345,
+              kNewIdRegistered = 100304;
 constexpr int kTestPass = RENAME_REVISIONS | RENAME_ITEM;
 
 struct WantedRename {
@@ -31,7 +33,6 @@ struct WantedRename {
 
 struct RenameRun {
     Outcome outcome;
-    std::vector<mervane::JournalEntry> journal;
     bool tested = true;
 };
 
@@ -77,7 +78,6 @@ bool testPassRegisters() {
 RenameRun runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t revision,
                     const RenameIds& ids) {
     RenameRun run;
-    context.workbench().startJournal();
     if (revision == NULLTAG) {
         run.outcome = runService(context, findService("KELD_ReNameItem"),
                                  {ids.new_item, ids.new_name, ids.new_description, item});
@@ -95,47 +95,42 @@ RenameRun runRename(Context& context, const WantedRename& wanted, tag_t item, ta
         if (!run.tested || pass(kTestPass))
             (void)pass(kTestPass | RENAME_MODIFY);
     }
-    run.journal = context.workbench().stopJournal();
     return run;
 }
 
-// Why the library refuses an object; empty if the number says it all.
-std::string reasonFor(const Context& context, int status, tag_t object) {
-    if (object == NULLTAG)
-        return "";
-    const std::string latest = latestStatus(context, object);
-    if (status == kStatusNotAllowed)
-        return "its latest status is " + latest;
-    if (status != kNotModifiable)
-        return "";
-    if (checkedOut(object))
-        return "it is checked out";
-    const std::string site = display(object, "owning_site");
-    if (!site.empty())
-        return "the site " + site + " owns it";
-    return "the user may not write it" + (latest.empty() ? "" : ", its status is " + latest) +
-           ", or another session has locked it";
+// What the mode of ChangeRegisteredItemId lets an id that is registered change for.
+std::string allowedBy(const std::string& mode) {
+    return mode == "1"   ? "ids that aren't registered, or users of the group dba"
+           : mode == "3" ? "ids that aren't registered, or users with the privilege PUBLISH"
+                         : "ids that aren't registered";
 }
 
-Json tellRefusal(Context& context, const RenameRun& run, tag_t item, std::string& text) {
-    const int status = run.outcome.status;
-    RenameRefusal refusal = readRefusal(run.journal);
-    if (refusal.object == NULLTAG)
-        refusal.object = item;
-    const std::string label = context.label(refusal.object);
-    const std::string reason =
-        refusal.operation.empty() ? reasonFor(context, status, refusal.object) : "";
-    text += "refused: " + statusText(context, status) + "\n";
-    text += "  object " + context.title(refusal.object) +
-            (label.starts_with("#") ? " " + shown(display(refusal.object, "object_name")) : "") +
-            (refusal.operation.empty() ? "" : ", in " + refusal.operation) +
-            (reason.empty() ? "" : ": " + reason) + "\n";
-    return {{"status", status},
-            {"text", context.workbench().messageText(status)},
-            {"object", label},
-            {"tag", refusal.object},
-            {"operation", refusal.operation.empty() ? Json() : Json(refusal.operation)},
-            {"reason", reason.empty() ? Json() : Json(reason)}};
+Refusal explainRename(const Context& context, const Outcome& outcome, const RenameStop& stop,
+                      tag_t item, const RenameIds& ids) {
+    constexpr char kSettings[] = "KELD_ItemRename";
+    Refusal refusal =
+        refusalOf(context, outcome.status, stop.object() == NULLTAG ? item : stop.object(), item);
+    const std::string type = context.workbench().describe(item).type;
+    const auto setting = [&](const std::string& key) {
+        return tellSetting(context, refusal, kSettings, {key + "." + type, key});
+    };
+    if (!stop.operation().empty()) {
+        tellFailedCall(refusal, stop.operation(), outcome);
+    } else if (outcome.status == kNotModifiable) {
+        tellNotModifiable(context, refusal);
+    } else if (outcome.status == kStatusNotAllowed) {
+        const std::string passed = setting("RenameOnRevisionStatus");
+        refusal.found = "its latest status is " + latestStatus(context, refusal.object);
+        refusal.allowed = passed.empty() ? "no status, since RenameOnRevisionStatus names none"
+                                         : "no status, or one of RenameOnRevisionStatus: " + passed;
+    } else if (outcome.status == kOldIdRegistered) {
+        refusal.found = "its id " + ids.old_item + " is registered";
+        refusal.allowed = allowedBy(setting("ChangeRegisteredItemId"));
+    } else if (outcome.status == kNewIdRegistered) {
+        refusal.found = "the id " + ids.new_item + " is registered";
+        refusal.allowed = "an id that isn't registered";
+    }
+    return refusal;
 }
 
 Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
@@ -188,15 +183,17 @@ int rename(Context& context, WantedRename wanted) {
             ? wireText(context, {ids.new_item, ids.new_name, ids.new_description, item})
             : wireText(context, {ids.new_item, ids.new_revision, ids.new_name, ids.new_description,
                                  item, revision, kTestPass | RENAME_MODIFY}));
+    RenameStop stop;
+    CallWatch calls(context, wanted.run.visits,
+                    [&](const mervane::JournalEntry& entry) { stop.add(entry); });
     const RenameRun renamed = runRename(context, wanted, item, revision, ids);
-    std::string refused;
-    Json refusal;
+    std::vector<Refusal> refusals;
+    VisitList visits;
     const Record record = run.end(renamed.outcome, {}, [&] {
+        visits = calls.visits();
         if (renamed.outcome.status != 0)
-            refusal = tellRefusal(context, renamed, item, refused);
+            refusals = {explainRename(context, renamed.outcome, stop, item, ids)};
     });
-    for (const auto& entry : renamed.outcome.stack)
-        refused += "  error " + std::to_string(entry.status) + ": " + shown(entry.text) + "\n";
 
     const bool test = wanted.run.dry_run;
     std::string text = test ? "test, nothing is changed; it would be:\n" : "";
@@ -230,21 +227,13 @@ int rename(Context& context, WantedRename wanted) {
     context.document["registered"] = registered;
     context.document["unregistered"] = unregistered;
     context.document["workflows"] = workflows;
-    context.document["refusal"] = refusal;
     context.document["outcome"] = asJson(context, renamed.outcome);
-    context.document["run"] = endJson(run, record);
     context.print(text);
+    if (wanted.run.visits)
+        calls.show(context, visits, record, refusals, "nothing in it carries what is renamed");
     // What failed inside of a rename that succeeded, the library took in its stride.
-    if (!renamed.outcome.succeeded())
-        refused += problemText(renamed.outcome, "  log: ");
-    context.problem(refused);
-    text = endText(run, record);
-    if (test)
-        context.document["outcome"]["log"] = nullptr;
-    else
-        text += logText(renamed.outcome);
-    context.print(text);
-    return run.exitCode();
+    tellProblems(context, renamed.outcome, refusals);
+    return tellEnd(context, run, record, renamed.outcome);
 }
 
 }  // namespace

@@ -4,8 +4,6 @@ namespace keld {
 
 namespace {
 
-using mervane::JournalEntry;
-
 constexpr std::size_t kNameLimit = 128;
 constexpr std::size_t kDescriptionLimit = 240;
 
@@ -76,20 +74,16 @@ std::vector<RenamedText> renamedTexts(const Record& record, const RenameIds& ids
     return changes;
 }
 
-RenameRefusal readRefusal(const std::vector<JournalEntry>& journal) {
-    // An error that the library stored itself belongs to the object that it tested last; a failed
-    // call says itself what it was about. Whichever came last has stopped the run.
-    tag_t tested = 0;
-    RenameRefusal refusal;
-    for (const JournalEntry& entry : journal) {
-        if (entry.operation == "OBJ_ask_if_modifiable")
-            tested = entry.object();
-        if (entry.operation.starts_with("ERR_store_error"))
-            refusal = {tested, ""};
-        else if (entry.status != 0)
-            refusal = {entry.object(), entry.operation};
-    }
-    return refusal;
+// An error that the library stored itself belongs to the object that it tested last; a failed call
+// says itself what it was about. Whichever came last has stopped the run.
+void RenameStop::add(const mervane::JournalEntry& entry) {
+    if (entry.operation == "OBJ_ask_if_modifiable")
+        tested_ = entry.object();
+    const bool stored = entry.operation.starts_with("ERR_store_error");
+    if (!stored && entry.status == 0)
+        return;
+    object_ = stored ? tested_ : entry.object();
+    operation_ = stored ? "" : entry.operation;
 }
 
 }  // namespace keld

@@ -24,11 +24,17 @@ struct RenamedText {
 // The texts that a run has changed.
 std::vector<RenamedText> renamedTexts(const Record& record, const RenameIds& ids);
 
-// The object at which a run stopped, by its journal, and what stopped it.
-struct RenameRefusal {
-    tag_t object = 0;
-    std::string operation;  // the failed platform call; empty for a refusal of the library's own
+// The object at which a run stopped, by its calls, and what stopped it.
+class RenameStop {
+public:
+    void add(const mervane::JournalEntry& entry);
+    tag_t object() const { return object_; }
+    // The failed platform call; empty for a refusal of the library's own.
+    const std::string& operation() const { return operation_; }
+
+private:
+    tag_t tested_ = 0, object_ = 0;
+    std::string operation_;
 };
-RenameRefusal readRefusal(const std::vector<mervane::JournalEntry>& journal);
 
 }  // namespace keld

@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <map>
 #include <memory>
 #include <optional>
 
@@ -87,66 +86,6 @@ void showChanges(Context& context, const Record& record, bool with_statuses, std
     context.document["jobs"] = jobs;
 }
 
-Described describedLine(const Context& context, tag_t line) {
-    return {"line " + display(line, "object_string"), kLineType, "",
-            "line " + context.title(lineTag(line, "bl_revision"))};
-}
-
-// A visit with what is known of it after the run: statuses of lines aren't shown.
-struct ShownVisit {
-    Visit visit;
-    Described object;
-    std::string now;
-};
-
-std::vector<ShownVisit> describeVisits(const Context& context, const std::vector<Visit>& visits,
-                                       bool done) {
-    std::vector<ShownVisit> all;
-    std::map<tag_t, Described> known;
-    for (const Visit& visit : visits) {
-        ShownVisit each{visit, {"?", "", "", "?"}, visit.previous};
-        if (visit.object != NULLTAG) {
-            const bool line = asciiLower(visit.section).ends_with("_bomline");
-            const auto [at, fresh] = known.try_emplace(visit.object);
-            if (fresh)
-                at->second =
-                    line ? describedLine(context, visit.object) : described(context, visit.object);
-            each.object = at->second;
-            if (!line && done)
-                each.now = latestStatus(context, visit.object);
-        }
-        all.push_back(std::move(each));
-    }
-    return all;
-}
-
-void showVisits(Context& context, const std::vector<ShownVisit>& visits, bool done,
-                std::string& text) {
-    Json all = Json::array();
-    Table table({"OBJECT", "TYPE", "SECTION", "PREVIOUS STATUS", "NEW STATUS", ""});
-    for (std::size_t i = 0; i < visits.size(); ++i) {
-        const auto& [visit, object, now] = visits[i];
-        const bool line = object.type == kLineType;
-        const bool refused = !done && i + 1 == visits.size();
-        const char* remark = visit.skipped ? "skipped" : refused ? "refused" : "";
-        all.push_back({{"object", object.label},
-                       {"type", object.type},
-                       {"section", visit.section},
-                       {"previous", visit.previous.empty() ? Json() : Json(visit.previous)},
-                       {"new", now.empty() ? Json() : Json(now)},
-                       {"skipped", visit.skipped},
-                       {"refused", refused}});
-        const auto status = [&](const std::string& name) {
-            return line ? "" : name.empty() ? "none" : name;
-        };
-        table.add({titled(object), object.type, visit.section, status(visit.previous), status(now),
-                   remark});
-    }
-    context.document["visits"] = all;
-    if (!table.empty())
-        text += table.text();
-}
-
 std::string refusalText(Context& context, const Outcome& outcome,
                         const std::optional<Refusal>& why) {
     const int status = outcome.status ? outcome.status : outcome.number;
@@ -173,12 +112,7 @@ std::size_t tooManyLevels(Context& context, tag_t top) {
 }
 
 // What the library takes for a cycle of the configuration, told as it is.
-std::string depthText(Context& context, std::size_t levels,
-                      const std::vector<mervane::JournalEntry>& journal, Outcome& outcome) {
-    tag_t line = NULLTAG;
-    for (const mervane::JournalEntry& entry : journal)
-        if (entry.operation == "LINE_ask_child_lines")
-            line = entry.object();
+std::string depthText(Context& context, std::size_t levels, tag_t line, Outcome& outcome) {
     const tag_t revision = line == NULLTAG ? NULLTAG : lineTag(line, "bl_revision");
     std::erase_if(outcome.problems, [](const std::string& problem) {
         return problem.ends_with("levels, the configuration has a cycle") ||
@@ -210,27 +144,28 @@ int set(Context& context, const WantedStatus& wanted) {
     const std::size_t levels = wanted.structure ? tooManyLevels(context, object) : 0;
     VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(context, arguments),
                 statusConfigPath());
-    if (wanted.run.dry_run)
-        KELD_SetLogLevel(kDebugLevel);
-    StatusRun status = runStatus(context, arguments, wanted.run.dry_run || levels > 0);
+    const bool with_visits = wanted.run.dry_run || wanted.run.visits;
+    if (with_visits)
+        KELD_SetLogLevel(kVisitsLevel);
+    StatusRun status = runStatus(context, arguments, with_visits || levels > 0);
     const bool done = status.outcome.status == 0 && status.outcome.number == 0;
     const int number = status.outcome.status ? status.outcome.status : status.outcome.number;
-    std::vector<ShownVisit> visits;
     std::string refused;
     const Record record = run.end(status.outcome, {}, [&] {
-        if (wanted.run.dry_run)
-            visits = describeVisits(context, status.pass(), done);
+        if (with_visits)
+            status.seen.judge(context, number);
         if (levels > 0 && number == kWalkTooDeep)
-            refused = depthText(context, levels, status.journal, status.outcome);
+            refused = depthText(context, levels, status.seen.last_line, status.outcome);
     });
 
     std::optional<Refusal> why;
+    StatusWatch::Seen again;
     if (!done && refused.empty() && run.result() == mervane::RunResult::Refused) {
         // What was refused before the first change is refused again: this time it is watched.
-        if (!wanted.run.dry_run && (record.objects.empty() || !run.kept()))
-            status.visits = watch(context, arguments);
-        const std::vector<Visit>& all = status.pass();
-        why = explain(context, wanted, number, all.empty() ? nullptr : &all.back(), start);
+        const bool watched = !wanted.run.dry_run && (record.objects.empty() || !run.kept());
+        if (watched)
+            again = watch(context, arguments);
+        why = explain(context, wanted, number, watched ? again.last() : status.seen.last(), start);
     }
 
     context.document["succeeded"] = status.outcome.succeeded();
@@ -239,10 +174,11 @@ int set(Context& context, const WantedStatus& wanted) {
     if (wanted.run.dry_run) {
         context.document["outcome"]["log"] = nullptr;
         text += "dry run, nothing is changed; the run would visit:\n";
-        showVisits(context, visits, done, text);
     }
     context.print(text);
     text.clear();
+    if (with_visits)
+        status.seen.list.show(context, true, wanted.run.visits);
     if (!done && refused.empty())
         refused = refusalText(context, status.outcome, why);
     for (const auto& entry : status.outcome.stack)

@@ -24,21 +24,6 @@ void addStatusArguments(CLI::App* verb, WantedStatus& wanted) {
         ->excludes(type);
 }
 
-std::string titled(const Described& object) {
-    return object.typed.starts_with("#") && !object.name.empty() ? object.typed + " " + object.name
-                                                                 : object.typed;
-}
-
-Described described(const Context& context, tag_t object) {
-    try {
-        const auto found = context.workbench().describe(object);
-        return {found.id, found.type, found.name, found.typed};
-    } catch (const mervane::Failure&) {
-        const std::string tag = "#" + std::to_string(object);
-        return {tag, "(gone)", "", tag};
-    }
-}
-
 void checkNames(Context& context, const WantedStatus& wanted, const std::string& type) {
     const std::vector<std::string> types = context.workbench().typeNames("");
     if (!wanted.type.empty() && std::find(types.begin(), types.end(), wanted.type) == types.end())
@@ -63,26 +48,24 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
 StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,
                     bool with_visits) {
     StatusRun run;
-    const LogWatch log;
+    std::optional<StatusWatch> watching;
     if (with_visits)
-        context.workbench().startJournal();
+        watching.emplace(context, std::get<tag_t>(arguments.back()));
     run.outcome = runService(context, findService("KELD_StatusManager"), arguments);
-    if (with_visits) {
-        run.journal = context.workbench().stopJournal();
-        run.visits = readVisits(log.lines(), run.journal);
-    }
+    if (watching)
+        run.seen = watching->end();
     return run;
 }
 
-Visits watch(Context& context, const std::vector<mervane::Argument>& arguments) {
+StatusWatch::Seen watch(Context& context, const std::vector<mervane::Argument>& arguments) {
     const int level = KELD_GetLogLevel();
-    KELD_SetLogLevel(kDebugLevel);
+    KELD_SetLogLevel(kVisitsLevel);
     context.workbench().beginRun(
         {mervane::RunWay::Rehearsal, "KELD_StatusManager", "", "", KELD_VERSION});
     StatusRun again = runStatus(context, arguments, true);
     context.workbench().endRun({}, false, nullptr);
     KELD_SetLogLevel(level);
-    return std::move(again.visits);
+    return std::move(again.seen);
 }
 
 // ---- why a run is refused ----
@@ -108,9 +91,9 @@ Refusal explain(const Context& context, const WantedStatus& wanted, int status, 
     Refusal refusal;
     refusal.status = status;
     refusal.object = last && last->object != NULLTAG ? last->object : start;
-    const Described object = described(context, refusal.object);
+    const ObjectName object = nameOf(context, refusal.object);
     refusal.label = object.label;
-    refusal.typed = titled(object);
+    refusal.typed = object.typed;
     refusal.type = object.type;
     refusal.rule = context.workbench().messageText(status);
     refusal.path = pathBetween(context, start, refusal.object);

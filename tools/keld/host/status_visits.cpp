@@ -1,0 +1,256 @@
+#include "tools/keld/host/status_visits.h"
+
+#include <set>
+#include <string_view>
+
+#include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/status_marks.h"
+#include "tools/keld/lint/config.h"
+
+namespace keld {
+
+// Objects in the order of the lines that speak of them.
+struct StatusWatch::Calls {
+    std::vector<tag_t> asked;  // for their latest status, once by each visit
+    std::vector<tag_t> lines;  // for their children or revision
+    tag_t last_line = NULLTAG;
+    bool attribute = false;  // the call before was the question for an attribute
+
+    // A visit asks for the attribute and then at once for the length of the list, and nobody else
+    // does.
+    void add(const mervane::JournalEntry& entry) {
+        if (entry.operation == "DBO_length_of_attr" && attribute)
+            asked.push_back(entry.object());
+        attribute = entry.operation == "DBO_attr_id_of_attr";
+        const bool children = entry.operation == "LINE_ask_child_lines";
+        if (children || entry.operation == "LINE_ask_attribute_tag")
+            lines.push_back(entry.object());
+        if (children)
+            last_line = entry.object();
+    }
+};
+
+namespace {
+
+constexpr char kTestPassName[] = "test", kAttributePassName[] = "attributes",
+               kActionPassName[] = "actions";
+
+bool takeBetween(const std::string& text, std::string_view start, std::string_view end,
+                 std::string* found) {
+    const auto first = text.find(start);
+    if (first == std::string::npos)
+        return false;
+    const auto from = first + start.size();
+    const auto last = text.find(end, from);
+    if (last == std::string::npos)
+        return false;
+    *found = text.substr(from, last - from);
+    return true;
+}
+
+// What a call does to an object; empty: nothing that is told.
+const char* deedOf(std::string_view call) {
+    static constexpr std::pair<const char*, const char*> kDeeds[] = {
+        {marks::kSaveForm, "a form was filled"},
+        {marks::kDeleteDataset, "a dataset was deleted"},
+        {marks::kPurge, "older versions were purged"},
+        {marks::kFindJob, ""},
+        {marks::kStartJob, "a workflow was started"}};
+    for (const auto& [mark, deed] : kDeeds)
+        if (call.starts_with(mark))
+            return deed;
+    return nullptr;
+}
+
+class StatusLogReader {
+public:
+    StatusLogReader(VisitList& list, const std::vector<tag_t>& asked,
+                    const std::vector<tag_t>& lines, tag_t start)
+        : visits_(list.visits), asked_(asked), lines_(lines), start_(start) {}
+
+    void add(const LogLine& line) {
+        const std::string_view text = line.text;
+        if (text.starts_with(marks::kTestPass))
+            begin(kTestPassName);
+        else if (text.starts_with(marks::kAttributePass))
+            begin(kAttributePassName);
+        else if (text.starts_with(marks::kActionPass))
+            begin(kActionPassName);
+        else if (text.starts_with(marks::kVisit))
+            visit(line.text);
+        else if (text.starts_with(marks::kSkipped))
+            skip();
+        else if (text.starts_with(marks::kEnter))
+            enter(text.substr(std::size(marks::kEnter) - 1));
+        else if (text.starts_with(marks::kLeave))
+            leave(text.substr(std::size(marks::kLeave) - 1));
+        else if (text.starts_with(marks::kFailed))
+            fail(text.substr(std::size(marks::kFailed) - 1));
+    }
+    std::size_t stopped() const { return stopped_; }
+
+private:
+    void begin(const char* pass) {
+        pass_ = pass;
+        open_.clear();
+    }
+    Visit* top() {
+        return open_.empty() || open_.back() == kNoVisit ? nullptr : &visits_[open_.back()];
+    }
+    tag_t next(const std::vector<tag_t>& tags, std::size_t& place) {
+        return place < tags.size() ? tags[place++] : NULLTAG;
+    }
+
+    void visit(const std::string& text) {
+        Visit made;
+        if (!takeBetween(text, marks::kVisit, marks::kLastStatus, &made.section) ||
+            !takeBetween(text, marks::kLastStatus, marks::kVisitEnd, &made.previous))
+            return;
+        made.pass = pass_;
+        made.line = asciiLower(made.section).ends_with("_bomline");
+        if (open_.empty() || open_.back() != kNoVisit)
+            open_.push_back(kNoVisit);  // of the start object without its own lines
+        if (open_.size() > 1)
+            made.from = open_[open_.size() - 2];
+        if (!made.line)
+            made.object = next(asked_, asked_place_);
+        else if (made.from == kNoVisit)
+            made.object = start_;
+        open_.back() = visits_.size();
+        visits_.push_back(std::move(made));
+    }
+    void skip() {
+        if (Visit* at = top()) {
+            at->came = Came::NotConcerned;
+            at->rule = "DoNothingOnReleaseStatus";
+        }
+    }
+    void enter(std::string_view call) {
+        failed_ = false;
+        if (call.starts_with(marks::kVisitCall)) {
+            open_.push_back(kNoVisit);
+        } else if (call.starts_with(marks::kChildLines) || call.starts_with(marks::kLineTag)) {
+            const tag_t line = next(lines_, lines_place_);
+            if (Visit* at = top(); at && at->line)
+                at->object = line;
+        }
+    }
+    void leave(std::string_view call) {
+        if (call.starts_with(marks::kVisitCall)) {
+            if (!open_.empty())
+                open_.pop_back();
+            return;
+        }
+        const char* deed = deedOf(call);
+        Visit* at = top();
+        if (!deed || !at)
+            return;
+        if (failed_) {
+            at->came = Came::Refused;
+            at->rule = std::string(call.substr(0, call.find('('))) + " failed";
+        } else if (*deed != '\0') {
+            at->came = Came::Changed;
+            at->rule = deed;
+        }
+    }
+    // The first visit that fails is the innermost one, and it ends the run.
+    void fail(std::string_view what) {
+        failed_ = true;
+        const auto call = what.find(": ");
+        if (stopped_ == kNoVisit && call != std::string_view::npos && !open_.empty() &&
+            (what.substr(call + 2).starts_with(marks::kVisitCall) ||
+             what.substr(call + 2).starts_with("iRet")))
+            stopped_ = open_.back();
+    }
+
+    std::vector<Visit>& visits_;
+    const std::vector<tag_t>&asked_, &lines_;
+    tag_t start_;
+    const char* pass_ = kTestPassName;
+    std::vector<std::size_t> open_;  // visits that are under way; kNoVisit: not yet told
+    std::size_t asked_place_ = 0, lines_place_ = 0, stopped_ = kNoVisit;
+    bool failed_ = false;  // a call since the last enter line
+};
+
+}  // namespace
+
+StatusWatch::StatusWatch(Context& context, tag_t start)
+    : start_(start), calls_(std::make_unique<Calls>()) {
+    watch_ = std::make_unique<CallWatch>(
+        context, false,
+        [calls = calls_.get()](const mervane::JournalEntry& entry) { calls->add(entry); });
+}
+
+StatusWatch::~StatusWatch() = default;
+
+StatusWatch::Seen StatusWatch::end() {
+    watch_->end();
+    Seen seen;
+    seen.last_line = calls_->last_line;
+    StatusLogReader reader(seen.list, calls_->asked, calls_->lines, start_);
+    log_.read([&](const LogLine& line) { reader.add(line); });
+    seen.stopped = reader.stopped();
+    return seen;
+}
+
+const Visit* StatusWatch::Seen::last() const {
+    if (stopped != kNoVisit)
+        return &list.visits[stopped];
+    return list.visits.empty() ? nullptr : &list.visits.back();
+}
+
+void StatusWatch::Seen::judge(const Context& context, int status) {
+    list.describe(context);
+    const std::optional<IniFile> ini = readIniFile(statusConfigPath());
+    const auto value = [&](const Visit& visit, const char* key) {
+        const IniEntry* entry = ini ? ini->find(visit.section, key) : nullptr;
+        return entry ? entry->value : std::string();
+    };
+    // What an object's status was at its next visit, it became at this one.
+    std::map<tag_t, std::string> later;
+    for (std::size_t i = list.visits.size(); i-- > 0;) {
+        Visit& visit = list.visits[i];
+        visit.now = visit.previous;
+        if (visit.line || visit.object == NULLTAG)
+            continue;
+        const auto [known, last] = later.try_emplace(visit.object);
+        visit.now = last ? latestStatus(context, visit.object) : known->second;
+        known->second = visit.previous;
+    }
+    // Those that were on the way to the one that ended the run.
+    std::set<std::size_t> unfinished;
+    if (status != 0 && stopped != kNoVisit)
+        for (std::size_t at = list.visits[stopped].from; at != kNoVisit; at = list.visits[at].from)
+            unfinished.insert(at);
+    for (std::size_t i = 0; i < list.visits.size(); ++i) {
+        Visit& visit = list.visits[i];
+        const bool attributes = visit.pass == std::string_view(kAttributePassName);
+        if (status != 0 && i == stopped) {
+            visit.came = Came::Refused;
+            visit.rule = context.workbench().messageText(status);
+        } else if (attributes && visit.previous != visit.now) {
+            visit.came = Came::Changed;
+            visit.rule.clear();
+        } else if (visit.came != Came::Allowed || visit.pass == std::string_view(kTestPassName)) {
+            if (visit.came == Came::Allowed && visit.line)
+                visit.came = Came::NotConcerned, visit.rule = "a BOM line has no status";
+        } else if (attributes && visit.line) {
+            visit.came = Came::NotConcerned;
+            visit.rule = "a BOM line has no status";
+        } else if (unfinished.contains(i)) {
+            visit.came = Came::NotConcerned;
+            visit.rule = "the run ended before its turn";
+        } else if (!attributes) {
+            visit.came = Came::NotConcerned;
+            visit.rule = "no StartJob";
+        } else if (value(visit, "SetReleaseState").empty()) {
+            visit.came = Came::NotConcerned;
+            visit.rule = ini && ini->hasSection(visit.section) ? "no SetReleaseState"
+                                                               : "there is no such section";
+        } else {
+            visit.came = Came::AlreadyThere;
+        }
+    }
+}
+
+}  // namespace keld
