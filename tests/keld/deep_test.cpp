@@ -119,6 +119,17 @@ TEST_F(Deep, WhatWasShownWithMoreRoomStaysAbove) {
     EXPECT_TRUE(tree["children"][2]["children"].empty());
 }
 
+TEST_F(Deep, HowManyLinesARunVisitsIsSaidBeforeIt) {
+    loadLayers(18);
+    // Refused by the service at once, so that nobody waits for the end.
+    writeFile(path("keld_statusmanager.ini"), "[SelectWSO]\nItem=1\n");
+    environment()["KELD_CFG_PATH"] = directory().string();
+    const Result result = keld({"status", "set", "l0", "Frozen", "--structure"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.err, HasSubstr("the structure of l0/A has 262142 lines of 35 revisions; the "
+                                      "run visits every line, in each of its passes"));
+}
+
 TEST_F(Deep, ATreeEndsAtTheLimitAndSaysThatThereIsMore) {
     loadLayers(5);
     const Result result = done({"tree", "l0", "--limit", "4"});

@@ -97,12 +97,20 @@ std::string refusalText(Context& context, const Outcome& outcome,
 
 constexpr std::size_t kLibraryLevels = 1000;  // objects that one walk can be inside of
 constexpr int kWalkTooDeep = 2002;
+constexpr std::uint64_t kManyLines = 100000;  // that many are told before the run
 
-// Levels below the top line, if there are so many that the walk can't come to the end of them: it
-// is inside of the lines, the top one among them, and of a line's revision.
+// Tells how much there is to do if it is much. Levels below the top line, if there are so many that
+// the walk can't come to the end of them: it is inside of the lines, the top one among them, and of
+// a line's revision.
 std::size_t tooManyLevels(Context& context, tag_t top) {
     const tag_t revision = lineTag(top, "bl_revision");
-    const std::size_t levels = context.workbench().measure(revision, 0).levels;
+    const mervane::StructureSize size = context.workbench().measure(revision, 0);
+    if (size.lines >= kManyLines)
+        context.note("the structure of " + context.title(revision) + " has " +
+                     std::to_string(size.lines) + " lines of " +
+                     counted(size.revisions, "revision") +
+                     "; the run visits every line, in each of its passes");
+    const std::size_t levels = size.levels;
     if (levels + 2 <= kLibraryLevels)
         return 0;
     context.note("the structure of " + context.title(revision) + " is " + std::to_string(levels) +
