@@ -5,13 +5,17 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
@@ -52,25 +56,47 @@ long inChild(const std::function<void()>& body) {
     return usage.ru_maxrss;
 }
 
-// Parts with a dataset each under one assembly, imported in one go.
-void makeStore(const std::string& path, int parts) {
-    const std::string file = path + ".json";
-    {
-        std::ofstream out(file);
-        out << R"({"world": 1, "items": [)";
-        for (int i = 1; i <= parts; ++i)
-            out << "{\"id\": \"" << i << R"(", "revisions": [{"id": "A", "datasets": [)"
-                << R"({"type": "Text", "name": "d"}]}]},)";
-        out << R"({"id": "top", "revisions": [{"id": "A", "bom": [)";
-        for (int i = 1; i <= parts; ++i)
-            out << (i > 1 ? "," : "") << "{\"item\": \"" << i << "\"}";
-        out << "]}]}]}";
+// Parts with a dataset each, in documents of limited size and a session for each, so that memory
+// stays what one of them takes.
+void importParts(Workbench::StoreId store, const std::string& file, int parts, bool datasets) {
+    constexpr int kOfADocument = 20000;
+    for (int first = 1; first <= parts; first += kOfADocument) {
+        {
+            std::ofstream out(file);
+            out << R"({"world": 1, "items": [)";
+            for (int i = first; i < first + kOfADocument && i <= parts; ++i)
+                out << (i > first ? "," : "") << "{\"id\": \"" << i
+                    << R"(", "revisions": [{"id": "A")"
+                    << (datasets ? R"(, "datasets": [{"type": "Text", "name": "d"}])" : "")
+                    << "}]}";
+            out << "]}";
+        }
+        const auto session = bench().openSession(store, {});
+        std::ifstream in(file);
+        bench().importWorld(in, file);
+        bench().closeSession(session);
     }
+    fs::remove(file);
+}
+
+// As many parts, below one assembly if `assembled`.
+void makeStore(const std::string& path, int parts, bool assembled) {
     bench().createStore(path);
     const auto store = bench().openStore(path);
-    bench().openSession(store, {});
-    std::ifstream in(file);
-    bench().importWorld(in, file);
+    const std::string file = path + ".json";
+    importParts(store, file, parts, assembled);
+    if (assembled) {
+        {
+            std::ofstream out(file);
+            out << R"({"world": 1, "items": [{"id": "top", "revisions": [{"id": "A", "bom": [)";
+            for (int i = 1; i <= parts; ++i)
+                out << (i > 1 ? "," : "") << "{\"item\": \"" << i << "\"}";
+            out << "]}]}]}";
+        }
+        bench().openSession(store, {});
+        std::ifstream in(file);
+        bench().importWorld(in, file);
+    }
     bench().closeStore(store);
     fs::remove(file);
 }
@@ -87,86 +113,126 @@ struct Way {
     const char* name;
     RunWay way;
     bool records, in_run;
+    int log_level;
 };
 
-// The store is copied for each measurement, since a run changes it.
-double measureWay(const std::string& store_path, const Way& way) {
-    const std::string path = store_path + "-copy";
+// A run changes its store, so each has one of its own.
+void copyStore(const std::string& from, const std::string& to) {
     for (const char* suffix : {"", "-wal", "-shm", "-locks", "-locks-guard", "-locks-wal",
                                "-locks-shm", "-sessions", ".volume"})
-        fs::remove_all(path + suffix);
-    const auto base = bench().openStore(store_path);
-    bench().backup(base, path);
+        fs::remove_all(to + suffix);
+    const auto base = bench().openStore(from);
+    bench().backup(base, to);
     bench().closeStore(base);
+}
+
+// What the process has for itself now, in KB: pages of the store's file, which the system maps and
+// takes back as it likes, aren't among it.
+long ownMemory() {
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    long kilobytes = 0;
+    while (status >> word)
+        if (word == "RssAnon:")
+            status >> kilobytes;
+    return kilobytes;
+}
+
+struct Measured {
+    double seconds = 0;
+    long kilobytes = 0;
+};
+
+Measured measureWay(const std::string& path, const Way& way) {
     const auto store = bench().openStore(path);
     bench().openSession(store, {});
     bench().recordRuns(way.records);
     const tag_t top = bench().openBomWindow(bench().resolve("top/A"));
-    const double time = seconds([&] {
+    KELD_SetLogLevel(way.log_level);
+    Measured measured;
+    measured.seconds = seconds([&] {
         if (way.in_run)
             bench().beginRun({way.way, "KELD_StatusManager", "", "", ""});
         runLibrary(top, "BOMLine");
         if (way.in_run)
             bench().endRun({}, true, nullptr);
     });
+    measured.kilobytes = ownMemory();
     bench().closeStore(store);
-    return time;
+    return measured;
 }
 
-void measureWays(const fs::path& directory, int parts) {
-    const std::string path = (directory / "ways").string();
-    makeStore(path, parts);
-    const Way ways[] = {{"as the server, no run", RunWay::AsServer, false, false},
-                        {"as the server, recorded", RunWay::AsServer, true, true},
-                        {"whole, recorded", RunWay::Whole, true, true},
-                        {"rehearsal", RunWay::Rehearsal, true, true}};
-    printf("%d revisions with a dataset each\n%-26s %9s %8s %12s\n", parts, "", "seconds", "ratio",
-           "peak KB each");
-    double server = 0;
-    long server_peak = 0;
-    for (const Way& way : ways) {
+constexpr Way kWays[] = {{"as the server, no run", RunWay::AsServer, false, false, 0},
+                         {"as the server, recorded", RunWay::AsServer, true, true, 0},
+                         {"whole, recorded", RunWay::Whole, true, true, 0},
+                         {"rehearsal", RunWay::Rehearsal, true, true, 0},
+                         {"whole, log at trace", RunWay::Whole, true, true, 3},
+                         {"whole, log at debug", RunWay::Whole, true, true, 4}};
+
+// For each way.
+std::vector<Measured> measureWays(const fs::path& directory, int parts) {
+    const std::string path = (directory / ("ways" + std::to_string(parts))).string();
+    inChild([&] { makeStore(path, parts, true); });
+    std::vector<Measured> all;
+    for (const Way& way : kWays) {
+        const std::string copy = path + "-copy";
+        inChild([&] { copyStore(path, copy); });
         int pipes[2];
         if (pipe(pipes) != 0)
             exit(1);
-        const long peak = inChild([&] {
-            const double time = measureWay(path, way);
-            if (write(pipes[1], &time, sizeof time) != sizeof time)
+        inChild([&] {
+            const Measured measured = measureWay(copy, way);
+            if (write(pipes[1], &measured, sizeof measured) != sizeof measured)
                 _exit(1);
         });
-        double time = 0;
-        if (read(pipes[0], &time, sizeof time) != sizeof time)
+        all.emplace_back();
+        if (read(pipes[0], &all.back(), sizeof all.back()) != sizeof all.back())
             exit(1);
         close(pipes[0]);
         close(pipes[1]);
-        if (server == 0) {
-            server = time;
-            server_peak = peak;
-        }
-        printf("%-26s %9.2f %8.2f %12.2f\n", way.name, time, time / server,
-               static_cast<double>(peak - server_peak) / (2.0 * parts));
     }
+    return all;
+}
+
+void showWays(const fs::path& directory) {
+    constexpr int kFew = 1000, kMany = 10000;
+    const auto few = measureWays(directory, kFew), many = measureWays(directory, kMany);
+    printf(
+        "seconds for %d and %d revisions with a dataset each; KB: more memory per object\n"
+        "%-26s %8s %8s %7s %8s\n",
+        kFew, kMany, "", "few", "many", "ratio", "KB");
+    for (std::size_t i = 0; i < std::size(kWays); ++i)
+        printf("%-26s %8.2f %8.2f %7.2f %8.2f\n", kWays[i].name, few[i].seconds, many[i].seconds,
+               many[i].seconds / many[0].seconds,
+               static_cast<double>(many[i].kilobytes - few[i].kilobytes) / (2.0 * (kMany - kFew)));
+}
+
+double median(std::vector<double> all) {
+    std::nth_element(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2),
+                     all.end());
+    return all[all.size() / 2];
 }
 
 void measureOne(const fs::path& directory, int parts) {
     const std::string path = (directory / ("one" + std::to_string(parts))).string();
-    makeStore(path, parts);
+    inChild([&] { makeStore(path, parts, false); });
     const long peak = inChild([&] {
-        double all = 0, set = 0;
-        constexpr int kTimes = 20;
+        std::vector<double> all, set;
+        constexpr int kTimes = 31;
         for (int i = 1; i <= kTimes; ++i)
-            all += seconds([&] {
+            all.push_back(seconds([&] {
                 const auto store = bench().openStore(path);
                 bench().openSession(store, {});
-                const tag_t revision = bench().resolve(std::to_string(i) + "/A");
-                set += seconds([&] {
+                const tag_t revision = bench().resolve(std::to_string(i * (parts / 40)) + "/A");
+                set.push_back(seconds([&] {
                     bench().beginRun({RunWay::Whole, "KELD_StatusManager", "", "", ""});
                     runLibrary(revision, "ItemRevision");
                     bench().endRun({}, true, nullptr);
-                });
+                }));
                 bench().closeStore(store);
-            });
-        printf("%9d items: %7.2f ms with opening, %6.2f ms the run", parts, all / kTimes * 1e3,
-               set / kTimes * 1e3);
+            }));
+        printf("%9d items: %7.2f ms with opening, %6.2f ms the run", parts, median(all) * 1e3,
+               median(set) * 1e3);
     });
     printf(", peak %.1f MB\n", static_cast<double>(peak) / 1024);
 }
@@ -187,11 +253,10 @@ int main() {
            "[Frozen_VANE_specification.*]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
            "DoNothingOnReleaseStatus=Frozen\n";
     KELD_SetLogLevel(0);
-    for (const int parts : {1000, 10000})
-        inChild([&] { measureWays(directory, parts); });
+    showWays(directory);
     printf("\none object's status, a whole run of its own, in a store of\n");
-    for (const int parts : {1000, 10000, 100000})
-        inChild([&] { measureOne(directory, parts); });
+    for (const int parts : {1000, 10000, 100000, 1000000})
+        measureOne(directory, parts);
     fs::remove_all(directory);
     return 0;
 }

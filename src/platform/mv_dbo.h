@@ -109,7 +109,7 @@ MV_API int DBO_delete_instances(int count, const tag_t* instances);
 // Returns: 0; a failing status for an unknown instance, another mode or level, or if there is no
 // memory. Nothing is handed out then.
 // Frees: the receiver, one HEAP_free for each of the six blocks. An implementation may leave all
-// but `instances` and `classes` null.
+// but `instances` and `classes` null; the workbench does so if one level is asked for.
 MV_API int DBO_referencers_of_instance(tag_t instance, int levels, int mode, int* count,
                                        tag_t** instances, int** instanceLevels,
                                        int** instanceWhereFound, int* classCount, tag_t** classes,

@@ -42,8 +42,6 @@ const std::vector<LeftBehind>& leftBehind() {
          kLockStays},
         {"CKELD_Status1::DelAllState", "DBO_ask_attr_tags", OnFailure, All, kReturns},
         {"CKELD_Status1::DelAllState", "DBO_load_instances_possible", OnFailure, All, kReturns},
-        {"CKELD_Status1::DelRelTagOnNotReferenze", "DBO_referencers_of_instance", Always,
-         TwoOfThree, "of the six lists only those of instances and classes are freed"},
 
         // ---- rename ----
         {"KELD_ReNameItem", "SVCARG_get_string_argument", Always, All, kArguments},

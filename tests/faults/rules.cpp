@@ -260,9 +260,7 @@ private:
         auto expected = static_cast<std::ptrdiff_t>(0);
         const auto made = static_cast<std::ptrdiff_t>(blocks.size());
         if (const LeftBehind* always = row(*owner.function, operation, When::Always))
-            expected = always->kept == Kept::All         ? made
-                       : always->kept == Kept::AllButOne ? made - 1
-                                                         : made * 2 / 3;
+            expected = always->kept == Kept::All ? made : made - 1;
         if (const LeftBehind* lost = row(*owner.function, operation, When::OnFailure))
             if (const Failure* failure = endedBy(owner, blocks.front()->born, kNever, lost))
                 if (const auto then = alive(failure->moment); then > 0)

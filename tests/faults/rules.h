@@ -37,7 +37,7 @@ enum class When {
     LockAlways,   // the lock may stay without any failure
     InTheSweep,   // the blocks are judged by the sweep's own look
 };
-enum class Kept { All, AllButOne, TwoOfThree };
+enum class Kept { All, AllButOne };
 struct LeftBehind {
     const char* function;
     const char* operation;  // gave the blocks or took the lock; "HEAP_alloc": the library's own

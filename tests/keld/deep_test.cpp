@@ -102,6 +102,23 @@ TEST_F(Deep, WhatADepthHidesIsNotAbove) {
     EXPECT_EQ(tree["children"][1]["children"][0]["object"], "p/A");
 }
 
+TEST_F(Deep, WhatIsAboveIsCountedWhereADepthHidesIt) {
+    load({item("p", {}), item("s", {"p"}), item("m", {"s"}), item("top", {"s", "m"})});
+    const std::string tree = done({"tree", "top", "--depth", "2"}).out;
+    EXPECT_THAT(tree, HasSubstr("(1 child line)"));
+    EXPECT_THAT(tree, Not(HasSubstr("(as above)")));
+}
+
+TEST_F(Deep, WhatWasShownWithMoreRoomStaysAbove) {
+    // s is shown whole, then hidden by the depth, and then stands where there is room for it again.
+    load({item("p", {}), item("s", {"p"}), item("n", {"s"}), item("m", {"n"}),
+          item("top", {"s", "m", "s"})});
+    const auto tree = done({"tree", "top", "--depth", "3", "--json"}).json();
+    EXPECT_EQ(tree["children"][0]["children"].size(), 1u);
+    EXPECT_EQ(tree["children"][2]["as_above"], true);
+    EXPECT_TRUE(tree["children"][2]["children"].empty());
+}
+
 TEST_F(Deep, ATreeEndsAtTheLimitAndSaysThatThereIsMore) {
     loadLayers(5);
     const Result result = done({"tree", "l0", "--limit", "4"});

@@ -1,4 +1,5 @@
 #include "tests/keld/program.h"
+#include "tests/support/step_generator.h"
 
 using namespace keld_test;
 using nlohmann::json;
@@ -335,4 +336,24 @@ TEST_F(Rename, ARegistryIsChosenAndShown) {
     done({"registry", "own"});
     EXPECT_EQ(done({"registry", "--json"}).json()["ids"], json::array());
     EXPECT_EQ(keld({"registry", "use", path("keld.db").string()}).exit_code, 1);
+}
+
+TEST_F(Rename, AStepFileHasItsOldNameAfterTheWayBack) {
+    StepShape shape;
+    shape.parts = 1;
+    std::ofstream file(path("plant.stp"), std::ios::binary);
+    writeStep(file, shape);
+    file.close();
+    const std::string top = done({"import", "plant.stp", "--json"}).json()["top"];
+    const std::string id = top.substr(0, top.find('/'));
+    // Named after its product, so that the rename has to do with it.
+    fs::rename(path("plant.stp"), path(id + "-214.stp"));
+    done({"init", "--store", "other"});
+    environment()["MERVANE_STORE"] = path("other").string();
+    done({"import", id + "-214.stp"});
+    const auto there = renamed({id, "--to", "P-1"});
+    EXPECT_EQ(change(there, top + ":" + id + "-214", "object_name"), id + "-214 -> P-1-214");
+    const auto back = renamed({"P-1", "--to", id});
+    const auto shown = done({"show", top + ":" + id + "-214", "--json"}).json();
+    EXPECT_EQ(shown["properties"]["ref_list"], id + "-214.stp") << back;
 }

@@ -29,6 +29,10 @@ public:
 
 private:
     int alone_ = 0;  // how often nobody was left
+    // Of the present store, then of all of them.
+    std::size_t runs_ = 0, not_ended_ = 0, entries_ = 0;
+    std::size_t all_runs_ = 0, all_not_ended_ = 0, all_entries_ = 0;
+    bool recorded_ = false;
     // Microseconds, means.
     std::map<std::string, double> run_time_;
     double opening_time_ = 15000, closing_time_ = 1000;
@@ -134,7 +138,7 @@ void KillRounds::lookAfter(const std::vector<std::size_t>& places) {
         if (worker->process() > 0)
             living.insert(worker->process());
     const Running& first = *workers_[places.front()];
-    const std::string when = first.kind + ", " + first.phase;
+    const std::string when = first.kind + ", " + first.way + ", " + first.phase;
     try {
         Plant plant(path_);
         note(plant.check(false), when);
@@ -165,6 +169,13 @@ void KillRounds::lookAlone(const std::string& when) {
         note(plant.leftLocks(), when);
         note(plant.check(true), when);
         note(ledger_.compare(plant.database()), when);
+        if (ways_.front() != "none") {
+            const auto records = plant.checkRecords();
+            note(records.wrong, when);
+            runs_ = records.runs;
+            not_ended_ = records.not_ended;
+            entries_ = records.entries;
+        }
     } catch (const std::exception& error) {
         note({std::string("the store can't be looked at: ") + error.what()}, when);
     }
@@ -225,6 +236,11 @@ void KillRounds::lookWithCommand() {
 
 void KillRounds::store(int kills) {
     newWorld();
+    // Every second store is changed in recorded runs alone.
+    recorded_ = !recorded_;
+    ways_ = recorded_ ? std::vector<std::string>{"server", "server", "whole", "whole", "rehearsal"}
+                      : std::vector<std::string>{"none"};
+    runs_ = not_ended_ = entries_ = 0;
     const int until = kills_ + kills;
     for (std::size_t place = 0; place < kWorkers; ++place)
         start(place);
@@ -249,6 +265,9 @@ void KillRounds::store(int kills) {
     }
     endAll(false);
     lookWithCommand();
+    all_runs_ += runs_;
+    all_not_ended_ += not_ended_;
+    all_entries_ += entries_;
 }
 
 int KillRounds::run() {
@@ -259,8 +278,14 @@ int KillRounds::run() {
     const double took = std::chrono::duration<double>(Clock::now() - began).count();
     std::cout << ledger_.acknowledged() << " saves acknowledged; of those under way at a kill "
               << ledger_.whole() << " were there whole and " << ledger_.absent() << " not at all; "
-              << alone_ << " looks with nobody left; " << took << " s" << std::endl;
-    return wrong_.empty() && kills_ >= options_.kills && ledger_.acknowledged() > 0 ? 0 : 1;
+              << alone_ << " looks with nobody left; " << took << " s\n"
+              << all_runs_ << " records of runs with " << all_entries_
+              << " entries fit the stores, " << all_not_ended_ << " of them of runs that didn't end"
+              << std::endl;
+    return wrong_.empty() && all_entries_ > 0 && kills_ >= options_.kills &&
+                   ledger_.acknowledged() > 0
+               ? 0
+               : 1;
 }
 
 }  // namespace

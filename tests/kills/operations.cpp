@@ -89,6 +89,25 @@ public:
     }
 };
 
+// A status that is set and taken back.
+class Undo final : public Own {
+public:
+    using Own::Own;
+    bool hasOwnRuns() const override { return true; }
+    void prepare() override { makeItem(); }
+    void run(int) override {
+        bench().beginRun({mervane::RunWay::Whole, "KELD_StatusManager", "", "", ""});
+        callService(KELD_StatusManager, "KELD_StatusManager",
+                    {std::string("Frozen"), std::string("ItemRevision"), revision_});
+        const auto run = bench().endRun({}, true, nullptr);
+        const auto undone = bench().undoRun(run.number, "");
+        if (!undone.done)
+            throw std::runtime_error("the undo is refused: " + undone.conflicts.front());
+        if (!bench().get(revision_, "release_status_list").empty())
+            throw std::runtime_error("the status is there after the undo");
+    }
+};
+
 class Rename final : public Own {
 public:
     using Own::Own;
@@ -305,19 +324,13 @@ struct Entry {
 
 const std::vector<Entry>& entries() {
     static const std::vector<Entry> list = {
-        {"status", make<SetStatus>},
-        {"rename", make<Rename>},
-        {"resequence", make<Resequence>},
-        {"jobfiles", make<JobFiles>},
-        {"jobitem", make<JobItem>},
-        {"delete", make<Delete>},
-        {"copy", make<Copy>},
-        {"importstep", make<ImportStep>},
-        {"importjson", make<ImportJson>},
-        {"pairs", make<Pairs>},
-        {"items", make<Items>},
-        {"files", make<Files>},
-        {"shared", make<Shared>},
+        {"status", make<SetStatus>},      {"undo", make<Undo>},
+        {"rename", make<Rename>},         {"resequence", make<Resequence>},
+        {"jobfiles", make<JobFiles>},     {"jobitem", make<JobItem>},
+        {"delete", make<Delete>},         {"copy", make<Copy>},
+        {"importstep", make<ImportStep>}, {"importjson", make<ImportJson>},
+        {"pairs", make<Pairs>},           {"items", make<Items>},
+        {"files", make<Files>},           {"shared", make<Shared>},
     };
     return list;
 }

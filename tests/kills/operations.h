@@ -18,6 +18,8 @@ public:
     virtual void prepare() {}
     // Throws with a reason if it ends in another way than it should.
     virtual void run(int number) = 0;
+    // It begins and ends runs of the workbench itself.
+    virtual bool hasOwnRuns() const { return false; }
 };
 
 // `name` begins the names of all that it makes; `directory` is where the store and the files of its

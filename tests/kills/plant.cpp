@@ -5,6 +5,7 @@
 
 #include "platform/mv_err.h"
 #include "platform/mv_obj.h"
+#include "tests/kills/operations.h"
 
 namespace kills {
 
@@ -84,6 +85,13 @@ std::vector<std::string> Plant::takeLocks(const std::set<std::int64_t>& objects,
     }
     ERR_clear_errors();
     return wrong;
+}
+
+keld_test::RecordCheck Plant::checkRecords() {
+    std::vector<tag_t> shared;
+    for (int i = 0; i < kSharedItems; ++i)
+        shared.push_back(bench().resolve(sharedItem(i)));
+    return keld_test::checkRecords(shared);
 }
 
 std::vector<std::string> Plant::leftLocks() {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/record_check.h"
 #include "workbench/workbench.h"
 
 namespace kills {
@@ -25,6 +26,8 @@ public:
     // Each object's lock can be taken, unless a process that lives holds it.
     std::vector<std::string> takeLocks(const std::set<std::int64_t>& objects,
                                        const std::set<int>& living);
+    // Whether the records of runs fit what is stored. Requires: all that changed is recorded.
+    keld_test::RecordCheck checkRecords();
     // Lock rows, session rows and session files that are not of this session.
     std::vector<std::string> leftLocks();
 

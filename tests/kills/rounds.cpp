@@ -84,11 +84,15 @@ void WorkRounds::start(std::size_t place) {
     const std::string name = kind + "-" + std::to_string(++started_);
     // The product's 1,000 pages now and then, mostly fewer: so that kills meet the writing back.
     const int pages = upTo(9) == 0 ? 1000 : 20 + upTo(200);
+    const std::string& way =
+        ways_[static_cast<std::size_t>(upTo(static_cast<int>(ways_.size()) - 1))];
     workers_.resize(std::max(workers_.size(), place + 1));
     workers_[place] = std::make_unique<Running>(
-        program_, std::vector<std::string>{kind, name, directory_, path_, std::to_string(pages)},
+        program_,
+        std::vector<std::string>{kind, name, directory_, path_, std::to_string(pages), way},
         environment_);
     workers_[place]->kind = kind;
+    workers_[place]->way = way;
 }
 
 bool WorkRounds::hear(std::chrono::microseconds time, const Stop& stop) {

@@ -68,6 +68,9 @@ protected:
     Ledger ledger_;
     Workers workers_;
     std::vector<std::pair<std::string, std::string>> environment_;
+    // Of the present store, how its workers run their operations; with "none" among them not all
+    // that changes is recorded.
+    std::vector<std::string> ways_{"none", "server", "whole", "rehearsal"};
 
     void start(std::size_t place);
     // Hear what all workers say for this long, or until a line of one is what is waited for.

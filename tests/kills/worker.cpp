@@ -8,7 +8,9 @@
 //   F, C                  the store is being closed, is closed
 //   E TEXT                what should not have happened
 //
-//   keld_kill_worker KIND NAME DIRECTORY STORE PAGES
+//   keld_kill_worker KIND NAME DIRECTORY STORE PAGES WAY
+//
+// WAY: none, or how each run of the operation is one of the workbench's: server, whole, rehearsal.
 
 #include <poll.h>
 #include <unistd.h>
@@ -26,6 +28,9 @@ namespace {
 
 using namespace kills;
 
+// Operations do different things by their number's remainders of 2, 3 and 4.
+constexpr int kFirstAgain = 12;
+
 bool inputEnded() {
     pollfd input{STDIN_FILENO, POLLIN, 0};
     if (::poll(&input, 1, 0) <= 0)
@@ -34,17 +39,34 @@ bool inputEnded() {
     return ::read(STDIN_FILENO, &byte, 1) <= 0;
 }
 
+// The body as a run, which is kept unless it is a rehearsal.
+template <typename Body>
+void inRun(const std::string& kind, const std::string& way, Body&& body) {
+    if (way == "none")
+        return body();
+    mervane::Workbench& bench = *mervane_workbench();
+    bench.beginRun({way == "server"  ? mervane::RunWay::AsServer
+                    : way == "whole" ? mervane::RunWay::Whole
+                                     : mervane::RunWay::Rehearsal,
+                    kind, "", "", ""});
+    body();
+    bench.endRun({}, true, nullptr);
+}
+
 void work(const std::string& kind, const std::string& name, const std::string& directory,
-          const std::string& path) {
+          const std::string& path, const std::string& way) {
     mervane::Workbench& bench = *mervane_workbench();
     const auto store = bench.openStore(path);
     bench.openSession(store, {});
     say("R");
     const auto operation = makeOperation(kind, name, directory);
-    operation->prepare();
+    // What it prepares is to stay.
+    inRun(kind, way == "rehearsal" ? "whole" : way, [&] { operation->prepare(); });
     for (int number = 1; !inputEnded(); ++number) {
         say("B " + std::to_string(number));
-        operation->run(number);
+        // What is rehearsed is done for the first time each time; numbers only keep names apart.
+        const int shown = way == "rehearsal" ? kFirstAgain * number + 1 : number;
+        inRun(kind, operation->hasOwnRuns() ? "none" : way, [&] { operation->run(shown); });
         say("D " + std::to_string(number));
     }
     say("F");
@@ -55,7 +77,7 @@ void work(const std::string& kind, const std::string& name, const std::string& d
 }  // namespace
 
 int main(int count, char** arguments) {
-    if (count != 6)
+    if (count != 7)
         return 64;
     try {
         const std::string kind = arguments[1], directory = arguments[3], path = arguments[4];
@@ -65,7 +87,7 @@ int main(int count, char** arguments) {
             return 0;
         }
         tellOfSaves(path, std::atoi(arguments[5]));
-        work(kind, arguments[2], directory, path);
+        work(kind, arguments[2], directory, path, arguments[6]);
         return 0;
     } catch (const std::exception& error) {
         say(std::string("E ") + error.what());

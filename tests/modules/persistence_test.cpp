@@ -291,8 +291,9 @@ protected:
         answer.status = DBO_referencers_of_instance(instance, levels, mode, &count, &instances, &l,
                                                     &w, &class_count, &classes, &cl, &cw);
         answer.instances = taken(count, instances);
-        answer.levels = taken(count, l);
-        answer.where = taken(count, w);
+        // None of one level.
+        answer.levels = taken(l ? count : 0, l);
+        answer.where = taken(w ? count : 0, w);
         answer.classes = taken(class_count, classes);
         HEAP_free(cl);
         HEAP_free(cw);
@@ -312,7 +313,8 @@ TEST_F(Referencers, AreFoundInStoreAndSession) {
     EXPECT_THAT(answer.instances, testing::UnorderedElementsAre(first.item, second.revision));
     EXPECT_THAT(answer.classes,
                 testing::UnorderedElementsAre(classId("Item"), classId("ItemRevision")));
-    EXPECT_THAT(answer.levels, ElementsAre(1, 1));
+    EXPECT_THAT(answer.levels, IsEmpty());
+    EXPECT_THAT(answer.where, IsEmpty());
     EXPECT_EQ(blocks(), 0u);
 }
 
@@ -324,6 +326,74 @@ TEST_F(Referencers, AreNoLongerThereWhenTheReferenceWasTakenOut) {
     EXPECT_THAT(ask(one).instances, IsEmpty());
     OBJ_refresh(item, false);
     EXPECT_THAT(ask(one).instances, ElementsAre(item));
+}
+
+// Long lists are kept from one question to the next.
+class ManyReferencers : public Referencers {
+protected:
+    static constexpr std::size_t kMany = 200;
+    void SetUp() override {
+        Referencers::SetUp();
+        shared_ = status("shared");
+        for (std::size_t i = 0; i < kMany; ++i) {
+            items_.push_back(part("m" + std::to_string(i)).item);
+            wb.set(items_.back(), "release_status_list", {Reference{shared_}});
+        }
+        EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(items_));
+        EXPECT_THAT(ask(shared_).classes, ElementsAre(classId("Item")));
+    }
+    std::vector<tag_t> without(std::size_t place) const {
+        std::vector<tag_t> others = items_;
+        others.erase(others.begin() + static_cast<std::ptrdiff_t>(place));
+        return others;
+    }
+    tag_t shared_ = 0;
+    std::vector<tag_t> items_;
+};
+
+TEST_F(ManyReferencers, FollowWhatThisSessionSaves) {
+    wb.set(items_[7], "release_status_list", {});
+    EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(without(7)));
+    wb.set(items_[7], "release_status_list", {Reference{status("other")}, Reference{shared_}});
+    EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(items_));
+    const tag_t folder = wb.createFolder("folder");
+    wb.addToFolder(folder, shared_);
+    EXPECT_EQ(ask(shared_).instances.back(), folder);
+    EXPECT_EQ(ask(shared_).instances.size(), kMany + 1);
+    EXPECT_THAT(ask(shared_).classes, ElementsAre(classId("Item"), classId("Folder")));
+}
+
+TEST_F(ManyReferencers, FollowWhatThisSessionHasNotSaved) {
+    OBJ_lock(items_[3]);
+    DBO_remove_from_attr(1, &items_[3], list_attr, 0, 1);
+    EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(without(3)));
+    OBJ_refresh(items_[3], false);
+    EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(items_));
+}
+
+TEST_F(ManyReferencers, FollowADeletion) {
+    ASSERT_EQ(OBJ_delete(items_[0]), 0);
+    EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(without(0)));
+}
+
+TEST_F(ManyReferencers, FollowWhatGoesBack) {
+    EXPECT_THROW(wb.asOne([&] {
+        wb.set(items_[5], "release_status_list", {});
+        EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(without(5)));
+        throw std::runtime_error("back");
+    }),
+                 std::runtime_error);
+    EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(items_));
+    // A part of a transaction alone.
+    wb.asOne([&] {
+        EXPECT_THROW(wb.asOne([&] {
+            wb.set(items_[5], "release_status_list", {});
+            EXPECT_EQ(ask(shared_).instances.size(), kMany - 1);
+            throw std::runtime_error("back");
+        }),
+                     std::runtime_error);
+        EXPECT_EQ(ask(shared_).instances.size(), kMany);
+    });
 }
 
 TEST_F(Referencers, OfMoreLevelsStandOnceAtTheirLowest) {

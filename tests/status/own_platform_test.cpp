@@ -24,6 +24,23 @@ extern "C" KELD_EXPORT int ART_list_all_revs(tag_t, int* count, tag_t** revision
     return 0;
 }
 
+// A platform that hands out all six lists.
+extern "C" KELD_EXPORT int DBO_referencers_of_instance(tag_t instance, int, int, int* count,
+                                                       tag_t** instances, int** levels, int** where,
+                                                       int* class_count, tag_t** classes,
+                                                       int** class_levels, int** class_where) {
+    *count = *class_count = 1;
+    for (tag_t** list : {instances, classes}) {
+        *list = static_cast<tag_t*>(HEAP_alloc(sizeof(tag_t)));
+        **list = instance;
+    }
+    for (int** list : {levels, where, class_levels, class_where}) {
+        *list = static_cast<int*>(HEAP_alloc(sizeof(int)));
+        **list = 1;
+    }
+    return 0;
+}
+
 // A platform that reads a time of day where the format has none.
 extern "C" KELD_EXPORT int TIME_string_to_date(const char*, const char*, int* month, int* day,
                                                int* year, int* hour, int* minute, int* second) {
@@ -65,6 +82,17 @@ TEST(OldItemRevision, StopsAtTheObjectInTheListAndGivesTheListBack) {
     listed = {third, second, made.revision};
     EXPECT_THAT(visitsFrom(world, second), ElementsAre("S_ItemRevision", "S_Old_ItemRevision"));
     EXPECT_EQ(0u, world.newBlocks());
+}
+
+TEST(SingleStatus, FreesTwoOfTheSixListsOfReferrers) {
+    World world;
+    const world::ItemTags made = world.item("000100");
+    world.giveStatus(made.revision, "Working");
+    CKELD_Status1 status("none");
+    const auto blocks = world.blocks();
+    EXPECT_EQ(0, status.Set(made.revision));
+    // The levels and places of instances and classes stay allocated by design.
+    EXPECT_EQ(blocks + 4, world.blocks());
 }
 
 TEST(SingleStatusOfADateText, IsOfMidnightWhateverThePlatformReads) {

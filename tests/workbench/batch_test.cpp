@@ -197,7 +197,9 @@ TEST(Statements, AnObjectIsReadWithOneAndSavedWithFourStatements) {
     const auto store = bench().openStore(":memory:");
     bench().openSession(store, {});
     const tag_t item = bench().createItem("1", "old", "", "A", nullptr);
+    const tag_t other = bench().createItem("2", "other", "", "A", nullptr);
     bench().openSession(store, {});
+    EXPECT_EQ(OBJ_refresh(other, true), 0);  // from here on the rights are known
     const auto count = [](auto&& body) {
         const auto before = bench().statementsRun();
         body();
@@ -205,12 +207,51 @@ TEST(Statements, AnObjectIsReadWithOneAndSavedWithFourStatements) {
     };
     EXPECT_EQ(count([&] { OBJ_load(item); }), 1u);
     EXPECT_EQ(count([&] { OBJ_load(item); }), 0u);
-    // Rights and check-out of the lock, and the version that tells whether anything changed.
+    // Whether the rights have changed, check-out, and the version that tells whether the object
+    // has.
     EXPECT_EQ(count([&] { OBJ_refresh(item, true); }), 3u);
     EXPECT_EQ(count([&] { setName(item, "new"); }), 0u);
     // Begin, count the save, the one value, commit; a fifth if the second has changed meanwhile.
     EXPECT_LE(count([&] { OBJ_save(item); }), 5u);
     EXPECT_EQ(count([&] { OBJ_save(item); }), 0u);
     EXPECT_EQ(count([&] { OBJ_refresh(item, false); }), 1u);
+    bench().closeStore(store);
+}
+
+// A long run takes no more memory than some thousand objects do.
+TEST(Cache, ForgetsWhatWasOnlyReadAndKeepsWhatIsLockedOrUnsaved) {
+    const auto store = bench().openStore(":memory:");
+    bench().openSession(store, {});
+    const tag_t unsaved = bench().createFolder("old"), locked = bench().createFolder("locked"),
+                read = bench().createFolder("read");
+    std::ostringstream world;
+    world << R"({"world": 1, "folders": [)";
+    constexpr int kMany = 25000;
+    for (int i = 0; i < kMany; ++i)
+        world << (i ? "," : "") << R"({"name": "f"})";
+    world << "]}";
+    std::istringstream document(world.str());
+    bench().importWorld(document, "w.json");
+    bench().openSession(store, {});
+    ASSERT_EQ(OBJ_lock(unsaved), 0);
+    ASSERT_EQ(setName(unsaved, "new"), 0);
+    ASSERT_EQ(OBJ_lock(locked), 0);
+    ASSERT_EQ(OBJ_load(read), 0);
+    const auto statements = [](tag_t tag) {
+        const auto before = bench().statementsRun();
+        EXPECT_EQ(OBJ_load(tag), 0);
+        return bench().statementsRun() - before;
+    };
+    EXPECT_EQ(statements(read), 0u);
+    const auto all = bench().find({"f", "Folder", "", 0});
+    EXPECT_EQ(all.size(), static_cast<std::size_t>(kMany));
+    for (const Found& each : all)
+        ASSERT_EQ(OBJ_load(each.tag), 0);
+    EXPECT_EQ(statements(read), 1u);
+    EXPECT_EQ(statements(unsaved), 0u);
+    EXPECT_EQ(statements(locked), 0u);
+    EXPECT_TRUE(bench().holdsLock(locked));
+    EXPECT_EQ(stored(unsaved, "object_name"), "new");
+    EXPECT_EQ(OBJ_save(unsaved), 0);
     bench().closeStore(store);
 }

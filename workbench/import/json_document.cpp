@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <istream>
-#include <set>
 
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
@@ -37,62 +36,6 @@ std::string readAll(std::istream& in, const std::string& source) {
     return text;
 }
 
-// Follows the parser and refuses what it would let pass.
-class Guard {
-public:
-    explicit Guard(const std::string& source) : source_(source) {}
-
-    bool operator()(int, json::parse_event_t event, const json& parsed) {
-        switch (event) {
-            case json::parse_event_t::object_start:
-            case json::parse_event_t::array_start:
-                countElement();
-                open_.push_back({event == json::parse_event_t::array_start, 0, {}, {}});
-                if (open_.size() > kMaxDepth)
-                    refuse("expected at most " + std::to_string(kMaxDepth) +
-                           " values in one another");
-                break;
-            case json::parse_event_t::key:
-                open_.back().key = parsed.get<std::string>();
-                if (!open_.back().keys.insert(open_.back().key).second)
-                    refuse("expected each key once, found it twice");
-                break;
-            case json::parse_event_t::value:
-                countElement();
-                break;
-            default:
-                open_.pop_back();
-        }
-        return true;
-    }
-
-private:
-    struct Level {
-        bool array = false;
-        std::size_t count = 0;
-        std::string key;
-        std::set<std::string> keys;
-    };
-
-    void countElement() {
-        if (!open_.empty() && open_.back().array)
-            ++open_.back().count;
-    }
-    [[noreturn]] void refuse(const std::string& text) const {
-        std::string path = "$";
-        for (const Level& level : open_) {
-            if (level.array && level.count > 0)
-                path += "[" + std::to_string(level.count - 1) + "]";
-            else if (!level.array && !level.key.empty())
-                path += "." + level.key;
-        }
-        throw Failure(kBadImport, source_ + ": " + path.substr(0, 1000) + ": " + text);
-    }
-
-    const std::string& source_;
-    std::vector<Level> open_;
-};
-
 // The parser's text without its own number and place.
 std::string parserText(const std::string& what) {
     const std::size_t place = what.find("column ");
@@ -100,24 +43,104 @@ std::string parserText(const std::string& what) {
     return colon == std::string::npos ? what : what.substr(colon + 2);
 }
 
-json parse(const std::string& text, const std::string& source) {
-    Guard guard(source);
-    try {
-        return json::parse(text, [&guard](int depth, json::parse_event_t event, json& parsed) {
-            return guard(depth, event, parsed);
-        });
-    } catch (const json::parse_error& error) {
+// Builds the document from the parser's events, and refuses what the parser would let pass.
+class Builder : public nlohmann::json_sax<json> {
+public:
+    Builder(const std::string& text, const std::string& source) : text_(text), source_(source) {}
+
+    json take() { return std::move(document_); }
+
+    bool null() override { return put(nullptr); }
+    bool boolean(bool value) override { return put(value); }
+    bool number_integer(number_integer_t value) override { return put(value); }
+    bool number_unsigned(number_unsigned_t value) override { return put(value); }
+    bool number_float(number_float_t value, const string_t&) override { return put(value); }
+    bool string(string_t& value) override { return put(std::move(value)); }
+    bool binary(binary_t& value) override { return put(std::move(value)); }
+    bool start_object(std::size_t) override { return open(json::object()); }
+    bool start_array(std::size_t) override { return open(json::array()); }
+    bool end_object() override { return close(); }
+    bool end_array() override { return close(); }
+    bool key(string_t& key) override {
+        Level& level = open_.back();
+        level.key = key;
+        const auto [at, fresh] = level.value->emplace(std::move(key), nullptr);
+        if (!fresh)
+            refuse("expected each key once, found it twice");
+        level.next = &*at;
+        return true;
+    }
+    bool parse_error(std::size_t position, const std::string&,
+                     const nlohmann::detail::exception& error) override {
+        if (!dynamic_cast<const json::parse_error*>(&error))  // a number that no type can hold
+            throw Failure(kBadImport, source_ + ": " + error.what());
         // The byte that the parser stopped at, counted from 1.
-        const std::size_t end = std::min(text.size(), error.byte == 0 ? 0 : error.byte - 1);
-        const auto until = std::string_view(text).substr(0, end);
+        const std::size_t end = std::min(text_.size(), position == 0 ? 0 : position - 1);
+        const auto until = std::string_view(text_).substr(0, end);
         const auto line = std::count(until.begin(), until.end(), '\n') + 1;
         const std::size_t start = until.rfind('\n');
         const std::size_t column = end - (start == std::string_view::npos ? 0 : start + 1) + 1;
-        throw Failure(kBadImport, source + ":" + std::to_string(line) + ":" +
+        throw Failure(kBadImport, source_ + ":" + std::to_string(line) + ":" +
                                       std::to_string(column) + ": " + parserText(error.what()));
-    } catch (const json::exception& error) {  // a number that no type can hold
-        throw Failure(kBadImport, source + ": " + error.what());
     }
+
+private:
+    // An array or object that isn't closed; both stay where they are while something is put into
+    // them.
+    struct Level {
+        json* value;
+        std::string key;
+        json* next;  // where an object's next value goes
+    };
+
+    const std::string& text_;
+    const std::string& source_;
+    json document_;
+    std::vector<Level> open_;
+
+    json* place(json&& value) {
+        if (open_.empty()) {
+            document_ = std::move(value);
+            return &document_;
+        }
+        Level& level = open_.back();
+        if (level.value->is_array()) {
+            level.value->push_back(std::move(value));
+            return &level.value->back();
+        }
+        *level.next = std::move(value);
+        return level.next;
+    }
+    bool put(json&& value) {
+        place(std::move(value));
+        return true;
+    }
+    bool open(json&& value) {
+        open_.push_back({place(std::move(value)), "", nullptr});
+        if (open_.size() > kMaxDepth)
+            refuse("expected at most " + std::to_string(kMaxDepth) + " values in one another");
+        return true;
+    }
+    bool close() {
+        open_.pop_back();
+        return true;
+    }
+    [[noreturn]] void refuse(const std::string& text) const {
+        std::string path = "$";
+        for (const Level& level : open_) {
+            if (level.value->is_array() && !level.value->empty())
+                path += "[" + std::to_string(level.value->size() - 1) + "]";
+            else if (level.value->is_object() && !level.key.empty())
+                path += "." + level.key;
+        }
+        throw Failure(kBadImport, source_ + ": " + path.substr(0, 1000) + ": " + text);
+    }
+};
+
+json parse(const std::string& text, const std::string& source) {
+    Builder builder(text, source);
+    json::sax_parse(text, &builder);
+    return builder.take();
 }
 
 const char* kindName(const json& value) {

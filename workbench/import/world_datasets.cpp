@@ -10,8 +10,10 @@ namespace mervane {
 
 void WorldImport::readDatasets() {
     for (const auto& [node, revision] : revisions_)
-        for (const JsonNode& dataset : node.list("datasets"))
+        for (const JsonNode& dataset : node.list("datasets")) {
             readDataset(dataset, revision);
+            session_.unloadBeyond(kMostCached);
+        }
     for (const JsonNode& dataset : root_.list("datasets"))
         readDataset(dataset, NULLTAG);
 }

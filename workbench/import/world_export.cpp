@@ -76,7 +76,7 @@ private:
             const Type* type = store_.model().typeOf(hit.type);
             if (!type || !type->cls->isA(file))
                 return false;
-            for (const Store::Referrer& each : store_.referrers(hit.tag))
+            for (const StoredReferrer& each : store_.referrers(hit.tag))
                 if (const Type* from = store_.model().typeOf(each.type);
                     from && from->cls->isA(dataset) && !mayRead(each.tag))
                     return true;

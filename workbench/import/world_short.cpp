@@ -46,8 +46,10 @@ void WorldImport::readTemplates() {
 // ---- items ----
 
 void WorldImport::readItems() {
-    for (const JsonNode& node : root_.list("items"))
+    for (const JsonNode& node : root_.list("items")) {
         readItem(node);
+        session_.unloadBeyond(kMostCached);
+    }
 }
 
 void WorldImport::readItem(const JsonNode& node) {
@@ -203,6 +205,7 @@ void WorldImport::readBom(const JsonNode& node, tag_t revision) {
                           line.text("number", ""), notes);
         });
         ++report_.occurrences;
+        session_.unloadBeyond(kMostCached);
     }
 }
 

@@ -68,26 +68,54 @@ void checkRange(const Object& object, const Attribute& attribute, int first, int
                                      " were asked for, there are " + std::to_string(length));
 }
 
+// Who refers to an instance, as it is handed out.
 struct Referring {
-    tag_t tag;
-    int level;
-    int where;
+    std::vector<tag_t> tags, classes;
+    std::vector<int> levels, where, class_levels, class_where;
+    tag_t last_type = NULLTAG;
+
+    void add(const Session::Referrer& referrer, const Type& type, int level, bool with_levels) {
+        const int place = referrer.is_new ? kInSessionOnly : kInStore;
+        tags.push_back(referrer.tag);
+        if (with_levels) {
+            levels.push_back(level);
+            where.push_back(place);
+        }
+        // Most are of the type of the one before.
+        if (type.handle == std::exchange(last_type, type.handle) ||
+            std::find(classes.begin(), classes.end(), type.cls->handle) != classes.end())
+            return;
+        classes.push_back(type.cls->handle);
+        if (with_levels) {
+            class_levels.push_back(level);
+            class_where.push_back(place);
+        }
+    }
 };
 
-// Who refers to the instance, over as many levels, each object once.
-std::vector<Referring> findReferrers(Session& session, tag_t instance, int levels) {
-    std::vector<Referring> found;
+// Over as many levels, each object once. Of one level the lists of levels and places would say the
+// same for all, and who asks often and leaves them allocated would fill the memory.
+Referring findReferrers(Session& session, tag_t instance, int levels) {
+    Referring found;
     std::unordered_set<tag_t> known{instance};
     std::vector<tag_t> current{instance};
+    const Type* type = nullptr;
     for (int level = 1; level <= levels && !current.empty(); ++level) {
         std::vector<tag_t> next;
         for (tag_t target : current)
             for (const auto& referrer : session.referrers(target)) {
-                Object* object = session.tryObject(referrer.tag);
-                if (!object || !known.insert(referrer.tag).second)
+                // The references of one object stand beside each other.
+                if (referrer.tag == instance ||
+                    (!found.tags.empty() && found.tags.back() == referrer.tag) ||
+                    (levels > 1 && !known.insert(referrer.tag).second))
                     continue;
-                next.push_back(referrer.tag);
-                found.push_back({referrer.tag, level, object->isNew() ? kInSessionOnly : kInStore});
+                if (!type || type->handle != referrer.type)
+                    type = session.model().typeOf(referrer.type);
+                if (!type)
+                    continue;
+                if (levels > 1)
+                    next.push_back(referrer.tag);
+                found.add(referrer, *type, level, levels > 1);
             }
         current = std::move(next);
     }
@@ -359,24 +387,12 @@ int DBO_referencers_of_instance(tag_t instance, int levels, int mode, int* count
                                              std::to_string(DBO_in_ds_and_db));
             Session& session = currentSession();
             session.object(instance);
-            std::vector<tag_t> tags, class_tags;
-            std::vector<int> tag_levels, tag_where, cls_levels, cls_where;
-            for (const Referring& each : findReferrers(session, instance, levels)) {
-                tags.push_back(each.tag);
-                tag_levels.push_back(each.level);
-                tag_where.push_back(each.where);
-                const tag_t cls = session.object(each.tag).cls().handle;
-                if (std::find(class_tags.begin(), class_tags.end(), cls) == class_tags.end()) {
-                    class_tags.push_back(cls);
-                    cls_levels.push_back(each.level);
-                    cls_where.push_back(each.where);
-                }
-            }
-            Block b1(copyTags(tags)), b2(copyTags(class_tags));
-            Block b3(copyList(tag_levels)), b4(copyList(tag_where)), b5(copyList(cls_levels)),
-                b6(copyList(cls_where));
-            *count = static_cast<int>(tags.size());
-            *classCount = static_cast<int>(class_tags.size());
+            const Referring found = findReferrers(session, instance, levels);
+            Block b1(copyTags(found.tags)), b2(copyTags(found.classes));
+            Block b3(copyList(found.levels)), b4(copyList(found.where)),
+                b5(copyList(found.class_levels)), b6(copyList(found.class_where));
+            *count = static_cast<int>(found.tags.size());
+            *classCount = static_cast<int>(found.classes.size());
             *instances = b1.give();
             *classes = b2.give();
             *instanceLevels = b3.give();

@@ -55,10 +55,13 @@ std::string show(const Args&... args) {
     return all;
 }
 
+void keepCacheSmall() noexcept;  // of the current session
+
 template <typename Body>
 int run(const char* operation, Body& body) noexcept {
     try {
         body();
+        keepCacheSmall();
         return 0;
     } catch (const Failure& failure) {
         return failed(operation, failure.status(), failure.what());

@@ -131,11 +131,12 @@ Object& newItem(Session& session, const Type& type, const std::string& id, const
 }
 
 Object& newRevision(Session& session, Object& item, const std::string& revision_id) {
-    const auto existing = revisionsOf(session, item.tag);
+    // The newest has the highest number: looking at it alone keeps items of many revisions quick.
+    const tag_t newest = session.lastReferrerBy("ItemRevision", "items_tag", item.tag);
     std::string id = revision_id;
     if (id.empty()) {
-        if (!existing.empty())
-            id = session.text(session.object(existing.back()), "item_revision_id");
+        if (newest != NULLTAG)
+            id = session.text(session.object(newest), "item_revision_id");
         do
             id = nextRevisionId(id);
         while (findRevision(session, item.tag, id) != NULLTAG);
@@ -146,7 +147,7 @@ Object& newRevision(Session& session, Object& item, const std::string& revision_
     std::vector<tag_t> parts;
     try {
         Object& revision = makeRevision(
-            session, item, id, existing.empty() ? 1 : orderOf(session, existing.back()) + 1, parts);
+            session, item, id, newest == NULLTAG ? 1 : orderOf(session, newest) + 1, parts);
         revision.saved_along.assign(parts.begin() + 1, parts.end());
         return revision;
     } catch (...) {
@@ -174,10 +175,9 @@ std::vector<tag_t> revisionsOf(Session& session, tag_t item) {
 }
 
 tag_t findRevision(Session& session, tag_t item, const std::string& revision_id) {
-    for (tag_t tag : revisionsOf(session, item))
-        if (session.text(session.object(tag), "item_revision_id") == revision_id)
-            return tag;
-    return NULLTAG;
+    const auto found =
+        session.findByTextOf("ItemRevision", "items_tag", item, "item_revision_id", revision_id);
+    return found.empty() ? NULLTAG : found.front();
 }
 
 tag_t findItem(Session& session, const std::string& id) {

@@ -22,35 +22,47 @@ bool less(const Session::Referrer& a, const Session::Referrer& b) {
 
 }  // namespace
 
+Reads* Session::reads() {
+    return recorder_ ? recorder_->reads() : nullptr;
+}
+
+// A search of a run that gathers what it reads.
+void Session::noteSearch(std::string_view class_name, std::string_view name, tag_t target,
+                         std::string_view text, const std::vector<tag_t>& found) {
+    if (reads() && reads()->asks(class_name, name, target, text))
+        reads()->found(found);
+}
+
 std::vector<Session::Referrer> Session::referrers(tag_t target) {
+    const std::vector<StoredReferrer>& known = store_->referrers(target);
     std::vector<Referrer> all;
-    for (const Store::Referrer& stored : store_->referrers(target))
+    all.reserve(known.size());
+    for (const StoredReferrer& stored : known)
         if (stored.type != NULLTAG)
-            all.push_back({stored.tag, stored.attribute});
-    if (recorder_ && recorder_->reads()) {
-        std::vector<tag_t> found;
-        for (const Referrer& each : all)
-            found.push_back(each.tag);
-        recorder_->reads()->search("", "", target, "", found);
-    }
-    if (touched_.empty())
-        return all;
-    std::erase_if(all, [&](const Referrer& each) {
-        const auto at = cache_.find(each.tag);
-        if (at == cache_.end() || !touched_.count(at->second.get()))
-            return false;
-        const auto place = at->second->type->by_handle.find(each.attribute);
-        return place != at->second->type->by_handle.end() &&
-               at->second->fields[place->second].dirty;
-    });
+            all.push_back({stored.tag, stored.attribute, stored.type});
+    std::vector<Referrer> unsaved;
     for (const Object* object : touched_)
         for (std::size_t i = 0; i < object->fields.size(); ++i) {
             const Attribute& attribute = *object->type->layout[i];
-            if (attribute.kind == Kind::Reference && (object->isNew() || object->fields[i].dirty) &&
-                refersTo(object->fields[i].values, target))
-                all.push_back({object->tag, attribute.handle});
+            if (attribute.kind != Kind::Reference || !(object->isNew() || object->fields[i].dirty))
+                continue;
+            const Referrer here{object->tag, attribute.handle, object->type->handle,
+                                object->isNew()};
+            if (!object->isNew()) {
+                const auto at = std::lower_bound(all.begin(), all.end(), here, less);
+                if (at != all.end() && !less(here, *at))
+                    all.erase(at);
+            }
+            if (refersTo(object->fields[i].values, target))
+                unsaved.push_back(here);
         }
-    std::sort(all.begin(), all.end(), less);
+    if (!unsaved.empty()) {
+        all.insert(all.end(), unsaved.begin(), unsaved.end());
+        std::sort(all.begin(), all.end(), less);
+    }
+    if (reads() && reads()->asks("", "", target, ""))
+        for (const Referrer& each : all)
+            reads()->found({each.tag});
     return all;
 }
 
@@ -118,9 +130,22 @@ std::vector<tag_t> Session::referrersBy(std::string_view class_name, std::string
     std::vector<tag_t> found =
         corrected(*cls, attribute, store_->referrersBy(attribute.handle, target),
                   [&](const Values& values) { return refersTo(values, target); });
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->search(class_name, name, target, "", found);
+    noteSearch(class_name, name, target, "", found);
     return found;
+}
+
+tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name, tag_t target) {
+    const Class* cls = nullptr;
+    const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
+    const bool unsaved = std::any_of(touched_.begin(), touched_.end(), [&](const Object* object) {
+        const auto place = object->type->by_handle.find(attribute.handle);
+        return place != object->type->by_handle.end() &&
+               (object->isNew() || object->fields[place->second].dirty);
+    });
+    if (!unsaved && attribute.owner == cls->name && !reads())
+        return store_->lastReferrerBy(attribute.handle, target);
+    const std::vector<tag_t> all = referrersBy(class_name, name, target);
+    return all.empty() ? NULLTAG : all.back();
 }
 
 std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_view name,
@@ -133,9 +158,31 @@ std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_
         *cls, attribute, store_->withText(attribute.handle, text), [&](const Values& values) {
             return std::find(values.begin(), values.end(), Value(text)) != values.end();
         });
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->search(class_name, name, NULLTAG, text, found);
+    noteSearch(class_name, name, NULLTAG, text, found);
     return found;
+}
+
+std::vector<tag_t> Session::findByTextOf(std::string_view class_name,
+                                         std::string_view reference_name, tag_t target,
+                                         std::string_view name, const std::string& value) {
+    const Class* cls = nullptr;
+    const Attribute& refers = needAttribute(model(), class_name, reference_name, &cls);
+    const Attribute& says = needAttribute(model(), class_name, name, &cls);
+    // Of a run's reads, all who refer stand for those that say so.
+    if (reads() && reads()->asks(class_name, reference_name, target, ""))
+        reads()->found(referrersBy(class_name, reference_name, target));
+    std::vector<tag_t> tags = store_->referrersWithText(refers.handle, target, says.handle, value);
+    for (const Object* object : touched_)
+        if (object->isA(*cls))
+            tags.push_back(object->tag);
+    std::sort(tags.begin(), tags.end());
+    tags.erase(std::unique(tags.begin(), tags.end()), tags.end());
+    std::erase_if(tags, [&](tag_t tag) {
+        Object* object = tryObject(tag);
+        return !object || !object->isA(*cls) || reference(*object, reference_name) != target ||
+               text(*object, name) != value;
+    });
+    return tags;
 }
 
 }  // namespace mervane

@@ -13,7 +13,7 @@
 
 namespace mervane {
 
-void Session::addParts(Object& object, std::vector<tag_t>& parts) {
+void Session::addParts(Object& object, const std::set<tag_t>& known, std::vector<tag_t>& parts) {
     const auto is = [&](const char* name) { return object.isA(*model().findClass(name)); };
     const auto addAll = [&](const std::vector<tag_t>& tags) {
         parts.insert(parts.end(), tags.begin(), tags.end());
@@ -37,7 +37,9 @@ void Session::addParts(Object& object, std::vector<tag_t>& parts) {
     } else if (is("STRBOMViewRevision")) {
         addAll(referrersBy("STROccurrence", "parent_bvr", object.tag));
     } else if (is("Dataset")) {
-        addAll(datasetParts(*this, object));
+        // What goes with one version goes with all of them.
+        if (!known.count(reference(object, "anchor")))
+            addAll(datasetParts(*this, object));
     } else if (is("FLOWProcess")) {
         addAll(processParts(*this, object));
     } else if (is("User")) {
@@ -53,7 +55,7 @@ void Session::collectParts(Object& object, std::vector<tag_t>& parts) {
     for (std::size_t i = 0; i < parts.size(); ++i) {
         std::vector<tag_t> more;
         if (Object* part = tryLiving(parts[i]))
-            addParts(*part, more);
+            addParts(*part, known, more);
         for (const tag_t tag : more)
             if (known.insert(tag).second)
                 parts.push_back(tag);

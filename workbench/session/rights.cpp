@@ -59,20 +59,21 @@ bool Session::allowed(Object& object, const std::string& privilege) {
     needPrivilege(privilege);
     if (bypass_)
         return true;
-    const std::vector<Right> rights = store_->rights(privilege);
+    const std::vector<Right>& rights = store_->rights(privilege);
     bool allowed = privilege != kEndCheckOut || administrator();
     if (rights.empty())
         return allowed;
     constexpr int kFar = 1000;  // deeper than any chain of types
+    const std::string user = userId(), group = groupName();
     std::string status;
     bool status_known = false;
     int best = -1;
     for (const Right& right : rights) {
         int subject = 0;
         if (right.subject_kind == "user")
-            subject = right.subject == userId() ? 3 : 0;
+            subject = right.subject == user ? 3 : 0;
         else if (right.subject_kind == "group")
-            subject = right.subject == groupName() ? 2 : 0;
+            subject = right.subject == group ? 2 : 0;
         else
             subject = 1;
         if (subject == 0)

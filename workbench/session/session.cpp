@@ -30,6 +30,13 @@ Session& currentSession() {
     return *current;
 }
 
+namespace detail {
+void keepCacheSmall() noexcept {
+    if (current && current->cachesMuch())
+        current->unloadMuch();
+}
+}  // namespace detail
+
 void setCurrentSession(Session* session) {
     current = session;
 }
@@ -140,8 +147,8 @@ void Session::readInto(Object& object) {
 }
 
 void Session::noteRead(tag_t tag, std::int64_t version) {
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->object(tag, version);
+    if (reads())
+        reads()->object(tag, version);
 }
 
 Object& Session::object(tag_t tag) {
@@ -219,8 +226,8 @@ Object& Session::create(const Type& type) {
         }
     }
     const tag_t tag = made->tag;
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->made(tag);
+    if (reads())
+        reads()->made(tag);
     const auto [at, fresh] = cache_.try_emplace(tag, std::move(made));
     if (!fresh)
         throw Failure(kStoreFailure, "store " + store_->path() + ": the tag #" +
@@ -255,6 +262,20 @@ void Session::unload(tag_t tag) {
     }
     drop(tag);
     giveLock(tag);
+}
+
+void Session::unloadBeyond(std::size_t most) {
+    if (cache_.size() > most)
+        std::erase_if(cache_, [this](const auto& each) {
+            Object* object = each.second.get();
+            return !object->isNew() && !object->locked && !touched_.count(object);
+        });
+}
+
+void Session::unloadMuch() {
+    unloadBeyond(kMostCached);
+    // What has to stay isn't looked at again and again.
+    much_ = std::max(kMostCached, 2 * cache_.size());
 }
 
 void Session::refresh(Object& object, bool with_lock) {

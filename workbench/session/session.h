@@ -20,6 +20,7 @@ namespace mervane {
 
 class Store;
 class BomWindows;
+class Reads;
 class Recorder;
 
 struct Field {
@@ -72,6 +73,14 @@ public:
     // Drop it from the cache: unsaved values and the lock go. What would be stored along with a new
     // object goes with it.
     void unload(tag_t tag);
+    // If more objects are cached: forget those that aren't locked and have no unsaved values.
+    // Requires: nobody holds one.
+    void unloadBeyond(std::size_t most);
+    // The same after each function of the interface, so that a long run takes no more memory than
+    // this many objects do, some 1,000 bytes each.
+    static constexpr std::size_t kMostCached = 20000;
+    bool cachesMuch() const { return cache_.size() > much_; }
+    void unloadMuch();
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
     void refresh(Object& object, bool lock);
     // A number for the ids that this session chooses; false if another living session has it.
@@ -104,16 +113,23 @@ public:
 
     // ---- who refers; stored references and this session's unsaved ones, by tag ----
     struct Referrer {
-        tag_t tag = NULLTAG;
-        tag_t attribute = NULLTAG;
+        tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
+        bool is_new = false;  // never saved
     };
     std::vector<Referrer> referrers(tag_t target);
     // Objects whose reference attribute of this name on this class holds the target, by tag.
     std::vector<tag_t> referrersBy(std::string_view class_name, std::string_view attribute,
                                    tag_t target);
+    // The one of them with the highest tag; NULLTAG: there is none. Quick also if there are many.
+    tag_t lastReferrerBy(std::string_view class_name, std::string_view attribute, tag_t target);
     // Objects of a class or below with a string attribute of this value, by tag.
     std::vector<tag_t> findByText(std::string_view class_name, std::string_view attribute,
                                   const std::string& text);
+
+    // Those of them that refer to the target, too.
+    std::vector<tag_t> findByTextOf(std::string_view class_name, std::string_view reference,
+                                    tag_t target, std::string_view attribute,
+                                    const std::string& text);
 
     // ---- properties: attributes and what is worked out from them ----
     struct Property {
@@ -210,6 +226,7 @@ private:
 
     std::shared_ptr<Store> store_;
     std::unordered_map<tag_t, std::unique_ptr<Object>> cache_;
+    std::size_t much_ = kMostCached;
     std::unordered_set<Object*> touched_;  // new or with unsaved values, perhaps more
     std::unordered_set<tag_t> locks_held_;
     std::unique_ptr<BomWindows> bom_windows_;
@@ -227,8 +244,10 @@ private:
     std::vector<Object*> saving_;  // kept for its room
 
     void mayWrite() const;
-    // For a run that gathers what it reads.
+    Reads* reads();  // null: no run gathers what it reads
     void noteRead(tag_t tag, std::int64_t version);
+    void noteSearch(std::string_view class_name, std::string_view name, tag_t target,
+                    std::string_view text, const std::vector<tag_t>& found);
     void findKnown();
     void openAs(const SessionOptions& options);
     void takeLock(tag_t tag, const Object* object);
@@ -250,7 +269,7 @@ private:
     void recordSave(const Object& object);
     void recordErasure(tag_t tag);
     void collectParts(Object& object, std::vector<tag_t>& parts);
-    void addParts(Object& object, std::vector<tag_t>& parts);
+    void addParts(Object& object, const std::set<tag_t>& known, std::vector<tag_t>& parts);
     void eraseStored(std::span<const tag_t> tags);
     void forget(std::span<const tag_t> tags);
     struct Entries {

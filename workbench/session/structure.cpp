@@ -149,9 +149,8 @@ tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revisio
     const tag_t view = bomViewRevision(session, parent_revision);
     std::int64_t order = 1;
     // The newest has the highest number: looking at it alone keeps large views quick.
-    if (const auto existing = session.referrersBy("STROccurrence", "parent_bvr", view);
-        !existing.empty())
-        if (Object* last = session.tryObject(existing.back()))
+    if (const tag_t newest = session.lastReferrerBy("STROccurrence", "parent_bvr", view))
+        if (Object* last = session.tryObject(newest))
             order = orderOf(session, *last) + 1;
 
     Object& object = newOccurrence(session, view, child_revision, order);

@@ -253,6 +253,10 @@ void needRegularFiles(const std::string& path) {
 }  // namespace
 
 Connection::Connection(const std::string& path, Mode mode) : path_(path) {
+    // Nobody asks how much memory the database takes; counting it costs a tenth of its time.
+    // Refused where somebody else of the process uses it already, and then it stays as it is.
+    static const int counting = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+    (void)counting;
     needRegularFiles(path);
     int flags = SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
     flags |= mode == Mode::Read ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE;
@@ -350,7 +354,13 @@ void Connection::needSound() const {
                           "known. Open it anew");
 }
 
+void Connection::takeBack(const char* sql) {
+    ++undone_;
+    statement(sql).run();
+}
+
 void Connection::fail(const char* operation) {
+    ++undone_;  // the database gives up a transaction in some cases
     const int code = sqlite3_extended_errcode(database_);
     std::string reason = plainReason(code, sqlite3_system_errno(database_), path_);
     if (reason.empty())
@@ -370,6 +380,15 @@ void Connection::fail(const char* operation) {
     throw Failure(kStoreFailure, "store " + path_ + " " + operation + ": " + reason);
 }
 
+bool Freshness::isLost(Connection& connection) {
+    Statement row = connection.statement("PRAGMA data_version");
+    const std::int64_t others = row.step() ? row.integer(0) : 0;
+    const bool lost = others != others_ || connection.undone() != undone_;
+    others_ = others;
+    undone_ = connection.undone();
+    return lost;
+}
+
 // ---- transaction ----
 
 Transaction::Transaction(Connection& connection)
@@ -384,11 +403,11 @@ Transaction::~Transaction() {
     try {
         if (nested_) {
             if (connection_.inTransaction()) {
-                connection_.statement("ROLLBACK TO part").run();
+                connection_.takeBack("ROLLBACK TO part");
                 connection_.statement("RELEASE part").run();
             }
         } else if (connection_.inTransaction()) {
-            connection_.statement("ROLLBACK").run();
+            connection_.takeBack("ROLLBACK");
         }
     } catch (const Failure&) {
         // The failure that led here travels up; the database undoes what it can't commit.

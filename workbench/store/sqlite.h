@@ -68,6 +68,10 @@ public:
     void useWriteAheadLog();
     // Asked who is at work when this connection has waited in vain; gives empty if nobody knows.
     void onBusy(std::function<std::string()> who) { who_is_busy_ = std::move(who); }
+    // End a transaction or a part of one by this statement, so that it goes back.
+    void takeBack(const char* sql);
+    // How often something went back, or may have.
+    std::uint64_t undone() const { return undone_; }
     std::int64_t changes() const;
     bool inTransaction() const;
     // The operation is told as "can't be read" tells it; the text of a statement never is.
@@ -84,6 +88,7 @@ private:
     std::string path_;
     sqlite3* database_ = nullptr;
     bool broken_ = false, reads_only_ = false;
+    std::uint64_t undone_ = 0;
     std::function<std::string()> who_is_busy_;
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
@@ -102,6 +107,18 @@ private:
     Connection& connection_;
     bool nested_;
     bool open_ = true;
+};
+
+// Whether what was read before still holds: another connection may have written since, or something
+// of this one's gone back. Changes of this connection are for their readers to know.
+class Freshness {
+public:
+    // Asks, and begins anew.
+    bool isLost(Connection& connection);
+
+private:
+    std::int64_t others_ = -1;
+    std::uint64_t undone_ = 0;
 };
 
 // SQL statements run since the start of the process.

@@ -178,7 +178,7 @@ std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
 }
 
 Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection)
-    : shared_(std::move(shared)), connection_(std::move(connection)) {
+    : shared_(std::move(shared)), connection_(std::move(connection)), referrers_(*connection_) {
     // The latest connection asks; all see the same database.
     shared_->model.onMiss([this] { return loadAdditions(); });
     shared_->askers.push_back(this);
@@ -236,6 +236,7 @@ std::int64_t Store::versionOf(tag_t tag) {
 
 void Store::insert(tag_t tag, tag_t type, std::int64_t version) {
     countObject();
+    referrers_.erased(tag);
     connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, ?)")
         .bind(number(tag))
         .bind(number(type))
@@ -253,6 +254,7 @@ bool Store::countSave(tag_t tag, std::int64_t version) {
 
 void Store::write(tag_t tag, tag_t attribute, std::size_t index, const Value& value, bool fresh) {
     if (const auto* reference = std::get_if<Reference>(&value)) {
+        referrers_.changed(tag, attribute);
         connection_
             ->statement(fresh ? "INSERT INTO ref(tag, attr, idx, target) VALUES(?, ?, ?, ?)"
                               : "INSERT OR REPLACE INTO ref(tag, attr, idx, target) "
@@ -285,6 +287,8 @@ void Store::write(tag_t tag, tag_t attribute, std::size_t index, const Value& va
 }
 
 void Store::trim(tag_t tag, const Attribute& attribute, std::size_t from) {
+    if (attribute.kind == Kind::Reference)
+        referrers_.changed(tag, attribute.handle);
     connection_
         ->statement(attribute.kind == Kind::Reference
                         ? "DELETE FROM ref WHERE tag=? AND attr=? AND idx>=?"
@@ -296,6 +300,7 @@ void Store::trim(tag_t tag, const Attribute& attribute, std::size_t from) {
 }
 
 void Store::erase(tag_t tag) {
+    referrers_.erased(tag);
     for (const char* sql :
          {"DELETE FROM value WHERE tag=?", "DELETE FROM ref WHERE tag=?",
           "DELETE FROM checkout WHERE object=?", "DELETE FROM object WHERE tag=?"})
@@ -325,49 +330,70 @@ tag_t Store::newTag() {
 }
 
 // ---- finding ----
+//
+// An object may stand in an array twice. Rows come in the order of an index, so that the second of
+// a pair is left out here: DISTINCT would make the database sort them once more.
 
-std::vector<Store::Referrer> Store::referrers(tag_t target) {
-    std::vector<Referrer> all;
-    Statement rows = connection_->statement(
-        "SELECT DISTINCT r.tag, r.attr, coalesce(o.type, 0) FROM ref r "
-        "LEFT JOIN object o ON o.tag=r.tag WHERE r.target=? ORDER BY r.tag, r.attr");
-    rows.bind(number(target));
-    while (rows.step())
-        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1)), tagOf(rows.integer(2))});
-    return all;
+const std::vector<StoredReferrer>& Store::referrers(tag_t target) {
+    return referrers_.of(target);
 }
 
-std::vector<Store::Referrer> Store::referrersBy(tag_t attribute, tag_t target) {
-    std::vector<Referrer> all;
+std::vector<StoredReferrer> Store::referrersBy(tag_t attribute, tag_t target) {
+    std::vector<StoredReferrer> all;
     Statement rows = connection_->statement(
-        "SELECT DISTINCT r.tag, o.type FROM ref r JOIN object o ON o.tag=r.tag "
+        "SELECT r.tag, o.type FROM ref r CROSS JOIN object o ON o.tag=r.tag "
         "WHERE r.target=? AND r.attr=? ORDER BY r.tag");
     rows.bind(number(target)).bind(number(attribute));
     while (rows.step())
-        all.push_back({tagOf(rows.integer(0)), attribute, tagOf(rows.integer(1))});
+        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back().tag != tag)
+            all.push_back({tag, attribute, tagOf(rows.integer(1))});
     return all;
+}
+
+tag_t Store::lastReferrerBy(tag_t attribute, tag_t target) {
+    Statement row = connection_->statement(
+        "SELECT r.tag FROM ref r JOIN object o ON o.tag=r.tag WHERE r.target=? AND r.attr=? "
+        "ORDER BY r.tag DESC LIMIT 1");
+    row.bind(number(target)).bind(number(attribute));
+    return row.step() ? tagOf(row.integer(0)) : NULLTAG;
 }
 
 std::vector<Store::Hit> Store::withText(tag_t attribute, std::string_view text) {
     std::vector<Hit> all;
     Statement rows = connection_->statement(
-        "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+        "SELECT v.tag, o.type FROM value v CROSS JOIN object o ON o.tag=v.tag "
         "WHERE v.attr=? AND v.v=? ORDER BY v.tag");
     rows.bind(number(attribute)).bind(text);
     while (rows.step())
-        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
+        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back().tag != tag)
+            all.push_back({tag, tagOf(rows.integer(1))});
     return all;
 }
 
 std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t attribute,
                                             std::string_view text) {
+    constexpr std::int64_t kFew = 16;
+    std::int64_t with_text = 0;
+    {
+        Statement few = connection_->statement(
+            "SELECT count(*) FROM (SELECT 1 FROM value WHERE attr=? AND v=? LIMIT ?)");
+        few.bind(number(attribute)).bind(text).bind(kFew + 1);
+        with_text = few.step() ? few.integer(0) : 0;
+    }
     std::vector<tag_t> all;
+    // From the side that has fewer: one item may have thousands of revisions, and a thousand items
+    // a revision of one id. A cross join is done in the order in which it stands.
     Statement rows = connection_->statement(
-        "SELECT DISTINCT r.tag FROM ref r JOIN value v ON v.tag=r.tag AND v.attr=? AND v.idx=0 "
-        "WHERE r.target=? AND r.attr=? AND v.v=? ORDER BY r.tag");
+        with_text <= kFew
+            ? "SELECT v.tag FROM value v CROSS JOIN ref r ON r.tag=v.tag "
+              "WHERE v.attr=?1 AND v.idx=0 AND v.v=?4 AND r.target=?2 AND r.attr=?3 ORDER BY v.tag"
+            : "SELECT r.tag FROM ref r CROSS JOIN value v ON v.tag=r.tag "
+              "WHERE r.target=?2 AND r.attr=?3 AND v.attr=?1 AND v.idx=0 AND v.v=?4 "
+              "ORDER BY r.tag");
     rows.bind(number(attribute)).bind(number(target)).bind(number(reference)).bind(text);
     while (rows.step())
-        all.push_back(tagOf(rows.integer(0)));
+        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back() != tag)
+            all.push_back(tag);
     return all;
 }
 
@@ -520,7 +546,7 @@ void Store::rollbackBatch() noexcept {
     const bool inner = batches_.size() > 1;
     try {
         if (connection_->inTransaction()) {
-            connection_->statement(inner ? "ROLLBACK TO batch" : "ROLLBACK").run();
+            connection_->takeBack(inner ? "ROLLBACK TO batch" : "ROLLBACK");
             if (inner)
                 connection_->statement("RELEASE batch").run();
         }

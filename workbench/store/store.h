@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -14,6 +15,7 @@
 
 #include "workbench/model/model.h"
 #include "workbench/store/locks.h"
+#include "workbench/store/referrers.h"
 #include "workbench/store/registry.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/volume.h"
@@ -84,11 +86,10 @@ public:
     StoredFile knownFile(tag_t tag);
 
     // ---- finding; by tag ----
-    struct Referrer {
-        tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
-    };
-    std::vector<Referrer> referrers(tag_t target);
-    std::vector<Referrer> referrersBy(tag_t attribute, tag_t target);
+    // Good until the next call.
+    const std::vector<StoredReferrer>& referrers(tag_t target);
+    std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target);
+    tag_t lastReferrerBy(tag_t attribute, tag_t target);  // NULLTAG: there is none
     struct Hit {
         tag_t tag = NULLTAG, type = NULLTAG;
     };
@@ -120,7 +121,8 @@ public:
     void setPreference(const std::string& name, const std::vector<std::string>& values);
     void removePreference(const std::string& name);
     std::vector<Right> rights();
-    std::vector<Right> rights(const std::string& privilege);
+    // Good until the next call.
+    const std::vector<Right>& rights(const std::string& privilege);
     // Its position among them: behind all others, or what is given. Requires: it isn't there.
     std::int64_t addRight(const Right& right, std::int64_t position = 0);
     // The position that it had; 0: it wasn't there.
@@ -184,6 +186,9 @@ private:
     };
     std::shared_ptr<Shared> shared_;
     std::unique_ptr<Connection> connection_;
+    StoredReferrers referrers_;
+    std::map<std::string, std::vector<Right>> rights_;  // by privilege
+    Freshness rights_fresh_;
     std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;

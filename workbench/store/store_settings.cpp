@@ -82,7 +82,11 @@ std::vector<Right> Store::rights() {
     return all;
 }
 
-std::vector<Right> Store::rights(const std::string& privilege) {
+const std::vector<Right>& Store::rights(const std::string& privilege) {
+    if (rights_fresh_.isLost(*connection_))
+        rights_.clear();
+    if (const auto known = rights_.find(privilege); known != rights_.end())
+        return known->second;
     std::vector<Right> all;
     Statement rows = connection_->statement(
         "SELECT subject_kind, subject, scope_kind, scope, privilege, allowed FROM rights "
@@ -90,10 +94,11 @@ std::vector<Right> Store::rights(const std::string& privilege) {
     rows.bind(std::string_view(privilege));
     while (rows.step())
         all.push_back(rightOf(rows));
-    return all;
+    return rights_.insert_or_assign(privilege, std::move(all)).first->second;
 }
 
 std::int64_t Store::addRight(const Right& right, std::int64_t position) {
+    rights_.clear();
     Statement row = connection_->statement(
         "INSERT INTO rights(subject_kind, subject, scope_kind, scope, privilege, allowed, "
         "position) VALUES(?, ?, ?, ?, ?, ?, nullif(?, 0)) RETURNING position");
@@ -106,6 +111,7 @@ std::int64_t Store::addRight(const Right& right, std::int64_t position) {
 }
 
 std::int64_t Store::removeRight(const Right& right) {
+    rights_.clear();
     Statement row = connection_->statement(
         "DELETE FROM rights WHERE subject_kind=? AND subject=? AND scope_kind=? AND scope=? AND "
         "privilege=? AND allowed=? RETURNING position");

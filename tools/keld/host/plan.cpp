@@ -244,11 +244,10 @@ void PlanWork::called(PlannedCall call) {
     };
     if (number >= plan.calls.size() || !(plan.calls[number] == call))
         throw CommandError("refused: call " + std::to_string(number + 1) +
-                           " is another one than in the plan " + file + ", nothing is changed\n  " +
-                           "plan  " +
+                           " is another one than in the plan " + file +
+                           ", nothing is changed: now " + text(call) + ", in the plan " +
                            (number < plan.calls.size() ? text(plan.calls[number])
-                                                       : std::string("no further call")) +
-                           "\n  now   " + text(call));
+                                                       : std::string("no further call")));
     calls.push_back(std::move(call));
 }
 

@@ -1,0 +1,114 @@
+#include "workbench/store/referrers.h"
+
+#include <algorithm>
+
+namespace mervane {
+
+namespace {
+
+constexpr std::size_t kMany = 64;        // fewer are read each time
+constexpr std::size_t kMostLists = 256;  // kept at once
+
+bool before(const StoredReferrer& a, const StoredReferrer& b) {
+    return a.tag != b.tag ? a.tag < b.tag : a.attribute < b.attribute;
+}
+
+tag_t asTag(std::int64_t value) {
+    return static_cast<tag_t>(value);
+}
+
+}  // namespace
+
+const std::vector<StoredReferrer>& StoredReferrers::of(tag_t target) {
+    if (!lists_.empty() && fresh_.isLost(connection_))
+        lists_.clear();
+    const auto known = lists_.find(target);
+    if (known != lists_.end()) {
+        readChanged(target, known->second);
+        return known->second.all;
+    }
+    last_.clear();
+    read(target, last_);
+    if (last_.size() < kMany)
+        return last_;
+    if (lists_.empty())
+        (void)fresh_.isLost(connection_);  // from now on
+    if (lists_.size() >= kMostLists)
+        lists_.clear();
+    return lists_.try_emplace(target, List{last_, {}}).first->second.all;
+}
+
+void StoredReferrers::read(tag_t target, std::vector<StoredReferrer>& all) {
+    Statement rows = connection_.statement(
+        "SELECT r.tag, r.attr, coalesce(o.type, 0) FROM ref r "
+        "LEFT JOIN object o ON o.tag=r.tag WHERE r.target=?");
+    rows.bind(std::int64_t{target});
+    while (rows.step())
+        all.push_back({asTag(rows.integer(0)), asTag(rows.integer(1)), asTag(rows.integer(2))});
+    std::sort(all.begin(), all.end(), before);
+    all.erase(std::unique(all.begin(), all.end(),
+                          [](const auto& a, const auto& b) {
+                              return a.tag == b.tag && a.attribute == b.attribute;
+                          }),
+              all.end());
+}
+
+void StoredReferrers::readChanged(tag_t target, List& list) {
+    for (const auto& [tag, attribute] : list.changed) {
+        const auto first = std::lower_bound(list.all.begin(), list.all.end(),
+                                            StoredReferrer{tag, attribute, NULLTAG}, before);
+        if (attribute == NULLTAG) {
+            auto last = first;
+            while (last != list.all.end() && last->tag == tag)
+                ++last;
+            const auto at = list.all.erase(first, last) - list.all.begin();
+            std::vector<StoredReferrer> now;
+            read(tag, target, now);
+            list.all.insert(list.all.begin() + at, now.begin(), now.end());
+            continue;
+        }
+        const bool was =
+            first != list.all.end() && first->tag == tag && first->attribute == attribute;
+        const bool is = refers(tag, attribute, target);
+        if (was && !is)
+            list.all.erase(first);
+        else if (is && !was)
+            list.all.insert(first, {tag, attribute, typeOf(tag)});
+    }
+    list.changed.clear();
+}
+
+void StoredReferrers::read(tag_t tag, tag_t target, std::vector<StoredReferrer>& all) {
+    const tag_t type = typeOf(tag);
+    // By tag: the target may have many.
+    Statement rows = connection_.statement(
+        "SELECT DISTINCT attr FROM ref WHERE tag=? AND +target=? ORDER BY attr");
+    rows.bind(std::int64_t{tag}).bind(std::int64_t{target});
+    while (rows.step())
+        all.push_back({tag, asTag(rows.integer(0)), type});
+}
+
+bool StoredReferrers::refers(tag_t tag, tag_t attribute, tag_t target) {
+    Statement row =
+        connection_.statement("SELECT 1 FROM ref WHERE target=? AND attr=? AND tag=? LIMIT 1");
+    row.bind(std::int64_t{target}).bind(std::int64_t{attribute}).bind(std::int64_t{tag});
+    return row.step();
+}
+
+tag_t StoredReferrers::typeOf(tag_t tag) {
+    Statement row = connection_.statement("SELECT type FROM object WHERE tag=?");
+    row.bind(std::int64_t{tag});
+    return row.step() ? asTag(row.integer(0)) : NULLTAG;
+}
+
+void StoredReferrers::changed(tag_t tag, tag_t attribute) {
+    for (auto& [target, list] : lists_)
+        if (list.changed.empty() || list.changed.back() != std::pair(tag, attribute))
+            list.changed.emplace_back(tag, attribute);
+}
+
+void StoredReferrers::erased(tag_t tag) {
+    changed(tag, NULLTAG);
+}
+
+}  // namespace mervane

@@ -1,0 +1,49 @@
+#pragma once
+
+// Who refers to an object, as it is stored. Lists of objects with many referrers are kept, since a
+// release asks for the referrers of one status object once for each part.
+
+#include <cstdint>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "platform/types.h"
+#include "workbench/store/sqlite.h"
+
+namespace mervane {
+
+struct StoredReferrer {
+    tag_t tag = NULLTAG, attribute = NULLTAG;
+    tag_t type = NULLTAG;  // NULLTAG: values without an object, which is damage
+};
+
+class StoredReferrers {
+public:
+    explicit StoredReferrers(Connection& connection) : connection_(connection) {}
+
+    // By tag and attribute, each once; good until the next call.
+    const std::vector<StoredReferrer>& of(tag_t target);
+
+    // To be told by this connection's changes; those of others are seen.
+    void changed(tag_t tag, tag_t attribute);
+    void erased(tag_t tag);  // or made
+
+private:
+    struct List {
+        std::vector<StoredReferrer> all;
+        std::vector<std::pair<tag_t, tag_t>> changed;  // tag and attribute; NULLTAG: all of them
+    };
+    Connection& connection_;
+    std::unordered_map<tag_t, List> lists_;
+    std::vector<StoredReferrer> last_;
+    Freshness fresh_;
+
+    void read(tag_t target, std::vector<StoredReferrer>& all);
+    void read(tag_t tag, tag_t target, std::vector<StoredReferrer>& all);
+    void readChanged(tag_t target, List& list);
+    bool refers(tag_t tag, tag_t attribute, tag_t target);
+    tag_t typeOf(tag_t tag);
+};
+
+}  // namespace mervane
