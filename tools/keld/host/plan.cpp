@@ -1,11 +1,8 @@
 #include "tools/keld/host/plan.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
-#include <sstream>
 
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/plan_file.h"
