@@ -1,12 +1,13 @@
 // What a run reads: objects with their versions, searches, and whether they are still the same.
 
 #include "platform/mv_rls.h"
+#include "platform/mv_str.h"
 #include "tests/workbench/run_support.h"
 
 using namespace mervane;
 using namespace mervane::test;
 
-class Reads : public OnBothStores {
+class ReadsOfARun : public OnBothStores {
 protected:
     void SetUp() override {
         OnBothStores::SetUp();
@@ -49,9 +50,9 @@ protected:
 
     tag_t item_ = 0, revision_ = 0, other_ = 0, dataset_ = 0, relation_ = 0;
 };
-ON_BOTH_STORES(Reads);
+ON_BOTH_STORES(ReadsOfARun);
 
-TEST_P(Reads, AnObjectHasTheVersionFromBeforeTheRunsOwnChange) {
+TEST_P(ReadsOfARun, AnObjectHasTheVersionFromBeforeTheRunsOwnChange) {
     bench().set(item_, "object_name", {std::string("second")});
     beginReading();
     bench().set(item_, "object_name", {std::string("third")});
@@ -62,14 +63,14 @@ TEST_P(Reads, AnObjectHasTheVersionFromBeforeTheRunsOwnChange) {
     EXPECT_TRUE(bench().differencesFrom(reads).empty());
 }
 
-TEST_P(Reads, AnObjectThatTheSessionKnewBeforeIsReadAsWell) {
+TEST_P(ReadsOfARun, AnObjectThatTheSessionKnewBeforeIsReadAsWell) {
     EXPECT_EQ(stored(item_, "object_name"), "old");
     beginReading();
     EXPECT_EQ(stored(item_, "object_name"), "old");
     EXPECT_EQ(versionIn(endReading(), item_), 1);
 }
 
-TEST_P(Reads, WhatTheRunMakesIsNoneOfThem) {
+TEST_P(ReadsOfARun, WhatTheRunMakesIsNoneOfThem) {
     beginReading();
     tag_t revision = 0;
     const tag_t made = bench().createItem("NEW", "new", "", "A", &revision);
@@ -88,16 +89,46 @@ TEST_P(Reads, WhatTheRunMakesIsNoneOfThem) {
     }
 }
 
-TEST_P(Reads, WhatASearchFindsIsReadAlsoIfNobodyLooksAtIt) {
+TEST_P(ReadsOfARun, WhatASearchFindsIsReadAlsoIfNobodyLooksAtIt) {
+    tag_t parent = 0;
+    bench().createItem("TOP", "top", "", "A", &parent);
+    const tag_t occurrence = bench().addOccurrence(parent, revision_, "", "");
+    bench().closeSession(first_);  // which knows the occurrence
+    anotherSession();
     beginReading();
-    listRelated();
+    int count = 0, *levels = nullptr;
+    tag_t* users = nullptr;
+    ASSERT_EQ(STR_where_used_all(revision_, 1, &count, &levels, &users), 0);
+    ASSERT_EQ(count, 1);
+    HEAP_free(levels);
+    HEAP_free(users);
     const RunReads reads = endReading();
-    EXPECT_EQ(versionIn(reads, relation_), 1);
-    const RunReads::Search asked{"Relation", "primary", revision_, ""};
+    EXPECT_EQ(versionIn(reads, occurrence), 1);
+    const RunReads::Search asked{"STROccurrence", "child", revision_, ""};
     EXPECT_EQ(std::count(reads.searches.begin(), reads.searches.end(), asked), 1);
 }
 
-TEST_P(Reads, AnObjectThatIsChangedIsADifferenceWithBothVersions) {
+TEST_P(ReadsOfARun, ShortCutsAreSearchesAsWell) {
+    beginReading();
+    tag_t found = 0;
+    ASSERT_EQ(ART_find_revision(item_, "B", &found), 0);
+    EXPECT_EQ(found, NULLTAG);
+    const RunReads reads = endReading();
+    EXPECT_EQ(versionIn(reads, revision_), 1);
+    EXPECT_TRUE(bench().differencesFrom(reads).empty());
+    const tag_t second = bench().createRevision(item_, "B");
+    const auto differences = tagsOf(bench().differencesFrom(reads));
+    EXPECT_NE(std::find(differences.begin(), differences.end(), second), differences.end());
+    beginReading();
+    bench().createRevision(item_, "");  // its id comes behind that of the latest one
+    const RunReads more = endReading();
+    EXPECT_TRUE(bench().differencesFrom(more).empty());
+    const tag_t third = bench().createRevision(item_, "X");
+    const auto later = tagsOf(bench().differencesFrom(more));
+    EXPECT_NE(std::find(later.begin(), later.end(), third), later.end());
+}
+
+TEST_P(ReadsOfARun, AnObjectThatIsChangedIsADifferenceWithBothVersions) {
     beginReading();
     EXPECT_EQ(stored(item_, "object_name"), "old");
     const RunReads reads = endReading();
@@ -110,7 +141,7 @@ TEST_P(Reads, AnObjectThatIsChangedIsADifferenceWithBothVersions) {
     EXPECT_EQ(differences[0].now, 2);
 }
 
-TEST_P(Reads, AnObjectThatIsGoneIsADifference) {
+TEST_P(ReadsOfARun, AnObjectThatIsGoneIsADifference) {
     beginReading();
     listRelated();
     const RunReads reads = endReading();
@@ -120,7 +151,7 @@ TEST_P(Reads, AnObjectThatIsGoneIsADifference) {
     EXPECT_EQ(differences[0].now, 0);
 }
 
-TEST_P(Reads, WhatASearchFindsNewIsADifference) {
+TEST_P(ReadsOfARun, WhatASearchFindsNewIsADifference) {
     beginReading();
     listRelated();
     const RunReads reads = endReading();
@@ -133,7 +164,7 @@ TEST_P(Reads, WhatASearchFindsNewIsADifference) {
     EXPECT_EQ(differences[0].now, 1);
 }
 
-TEST_P(Reads, AnIdThatNobodyHadAndSomebodyHasNowIsADifference) {
+TEST_P(ReadsOfARun, AnIdThatNobodyHadAndSomebodyHasNowIsADifference) {
     beginReading();
     EXPECT_EQ(statusOf([] { bench().resolve("FREE"); }), kUnknownObject);
     const RunReads reads = endReading();
@@ -141,7 +172,7 @@ TEST_P(Reads, AnIdThatNobodyHadAndSomebodyHasNowIsADifference) {
     EXPECT_EQ(tagsOf(bench().differencesFrom(reads)), std::vector<tag_t>{taken});
 }
 
-TEST_P(Reads, AnObjectThatWasntThereAndIsThereNowIsADifference) {
+TEST_P(ReadsOfARun, AnObjectThatWasntThereAndIsThereNowIsADifference) {
     const tag_t folder = bench().createFolder("f");
     begin(RunWay::Whole);
     ASSERT_EQ(OBJ_delete(folder), 0);
@@ -154,14 +185,14 @@ TEST_P(Reads, AnObjectThatWasntThereAndIsThereNowIsADifference) {
     EXPECT_EQ(tagsOf(bench().differencesFrom(reads)), std::vector<tag_t>{folder});
 }
 
-TEST_P(Reads, ARunThatDoesntAskGathersNone) {
+TEST_P(ReadsOfARun, ARunThatDoesntAskGathersNone) {
     EXPECT_EQ(statusOf([] { bench().readsOfRun(); }), kBadValue);
     begin(RunWay::Rehearsal);
     EXPECT_EQ(statusOf([] { bench().readsOfRun(); }), kBadValue);
     end();
 }
 
-TEST_P(Reads, ARunTellsItsHeadAndItsEntriesWhileItLasts) {
+TEST_P(ReadsOfARun, ARunTellsItsHeadAndItsEntriesWhileItLasts) {
     EXPECT_EQ(statusOf([] { bench().runUnderWay(); }), kBadValue);
     EXPECT_EQ(statusOf([] { bench().readRunSoFar(nullptr); }), kBadValue);
     begin(RunWay::Whole, "KELD_Test");
@@ -178,7 +209,7 @@ TEST_P(Reads, ARunTellsItsHeadAndItsEntriesWhileItLasts) {
     EXPECT_EQ(end(false).entries.size(), 1u);
 }
 
-TEST_P(Reads, AStoreIsKnownFromOthersAndItsCopyIsntToldApart) {
+TEST_P(ReadsOfARun, AStoreIsKnownFromOthersAndItsCopyIsntToldApart) {
     const std::string identity = bench().storeIdentity(store_);
     EXPECT_EQ(identity.size(), 32u);
     bench().backup(store_, directory_ / "copy");

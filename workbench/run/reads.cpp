@@ -8,15 +8,15 @@
 
 namespace mervane {
 
-void Reads::search(std::string_view cls, std::string_view attribute, tag_t target,
-                   std::string_view text, const std::vector<tag_t>& found) {
+bool Reads::asks(std::string_view cls, std::string_view attribute, tag_t target,
+                 std::string_view text) {
     std::string key(cls);
     key.append(1, '.').append(attribute).append(1, '=').append(std::to_string(target));
     key.append(1, ' ').append(text);
     if (!known_.insert(std::move(key)).second)
-        return;
+        return false;
     searches_.push_back({std::string(cls), std::string(attribute), target, std::string(text)});
-    found_.insert(found.begin(), found.end());
+    return true;
 }
 
 RunReads Reads::take(Store& store) const {

@@ -22,6 +22,17 @@ bool less(const Session::Referrer& a, const Session::Referrer& b) {
 
 }  // namespace
 
+Reads* Session::reads() {
+    return recorder_ ? recorder_->reads() : nullptr;
+}
+
+// A search of a run that gathers what it reads.
+void Session::noteSearch(std::string_view class_name, std::string_view name, tag_t target,
+                         std::string_view text, const std::vector<tag_t>& found) {
+    if (reads() && reads()->asks(class_name, name, target, text))
+        reads()->found(found);
+}
+
 std::vector<Session::Referrer> Session::referrers(tag_t target) {
     const std::vector<StoredReferrer>& known = store_->referrers(target);
     std::vector<Referrer> all;
@@ -29,12 +40,6 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
     for (const StoredReferrer& stored : known)
         if (stored.type != NULLTAG)
             all.push_back({stored.tag, stored.attribute, stored.type});
-    if (recorder_ && recorder_->reads()) {
-        std::vector<tag_t> found;
-        for (const Referrer& each : all)
-            found.push_back(each.tag);
-        recorder_->reads()->search("", "", target, "", found);
-    }
     std::vector<Referrer> unsaved;
     for (const Object* object : touched_)
         for (std::size_t i = 0; i < object->fields.size(); ++i) {
@@ -55,6 +60,9 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
         all.insert(all.end(), unsaved.begin(), unsaved.end());
         std::sort(all.begin(), all.end(), less);
     }
+    if (reads() && reads()->asks("", "", target, ""))
+        for (const Referrer& each : all)
+            reads()->found({each.tag});
     return all;
 }
 
@@ -122,8 +130,7 @@ std::vector<tag_t> Session::referrersBy(std::string_view class_name, std::string
     std::vector<tag_t> found =
         corrected(*cls, attribute, store_->referrersBy(attribute.handle, target),
                   [&](const Values& values) { return refersTo(values, target); });
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->search(class_name, name, target, "", found);
+    noteSearch(class_name, name, target, "", found);
     return found;
 }
 
@@ -135,8 +142,7 @@ tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name
         return place != object->type->by_handle.end() &&
                (object->isNew() || object->fields[place->second].dirty);
     });
-    // What a run has read is told by whole answers.
-    if (!unsaved && attribute.owner == cls->name && !(recorder_ && recorder_->reads()))
+    if (!unsaved && attribute.owner == cls->name && !reads())
         return store_->lastReferrerBy(attribute.handle, target);
     const std::vector<tag_t> all = referrersBy(class_name, name, target);
     return all.empty() ? NULLTAG : all.back();
@@ -152,8 +158,7 @@ std::vector<tag_t> Session::findByText(std::string_view class_name, std::string_
         *cls, attribute, store_->withText(attribute.handle, text), [&](const Values& values) {
             return std::find(values.begin(), values.end(), Value(text)) != values.end();
         });
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->search(class_name, name, NULLTAG, text, found);
+    noteSearch(class_name, name, NULLTAG, text, found);
     return found;
 }
 
@@ -163,9 +168,10 @@ std::vector<tag_t> Session::findByTextOf(std::string_view class_name,
     const Class* cls = nullptr;
     const Attribute& refers = needAttribute(model(), class_name, reference_name, &cls);
     const Attribute& says = needAttribute(model(), class_name, name, &cls);
+    // Of a run's reads, all who refer stand for those that say so.
+    if (reads() && reads()->asks(class_name, reference_name, target, ""))
+        reads()->found(referrersBy(class_name, reference_name, target));
     std::vector<tag_t> tags = store_->referrersWithText(refers.handle, target, says.handle, value);
-    if (recorder_ && recorder_->reads())
-        (void)referrersBy(class_name, reference_name, target);
     for (const Object* object : touched_)
         if (object->isA(*cls))
             tags.push_back(object->tag);

@@ -147,8 +147,8 @@ void Session::readInto(Object& object) {
 }
 
 void Session::noteRead(tag_t tag, std::int64_t version) {
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->object(tag, version);
+    if (reads())
+        reads()->object(tag, version);
 }
 
 Object& Session::object(tag_t tag) {
@@ -226,8 +226,8 @@ Object& Session::create(const Type& type) {
         }
     }
     const tag_t tag = made->tag;
-    if (recorder_ && recorder_->reads())
-        recorder_->reads()->made(tag);
+    if (reads())
+        reads()->made(tag);
     const auto [at, fresh] = cache_.try_emplace(tag, std::move(made));
     if (!fresh)
         throw Failure(kStoreFailure, "store " + store_->path() + ": the tag #" +

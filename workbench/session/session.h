@@ -20,6 +20,7 @@ namespace mervane {
 
 class Store;
 class BomWindows;
+class Reads;
 class Recorder;
 
 struct Field {
@@ -243,8 +244,10 @@ private:
     std::vector<Object*> saving_;  // kept for its room
 
     void mayWrite() const;
-    // For a run that gathers what it reads.
+    Reads* reads();  // null: no run gathers what it reads
     void noteRead(tag_t tag, std::int64_t version);
+    void noteSearch(std::string_view class_name, std::string_view name, tag_t target,
+                    std::string_view text, const std::vector<tag_t>& found);
     void findKnown();
     void openAs(const SessionOptions& options);
     void takeLock(tag_t tag, const Object* object);

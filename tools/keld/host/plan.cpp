@@ -1,11 +1,8 @@
 #include "tools/keld/host/plan.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <limits>
-#include <sstream>
 
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/plan_file.h"
@@ -244,11 +241,10 @@ void PlanWork::called(PlannedCall call) {
     };
     if (number >= plan.calls.size() || !(plan.calls[number] == call))
         throw CommandError("refused: call " + std::to_string(number + 1) +
-                           " is another one than in the plan " + file + ", nothing is changed\n  " +
-                           "plan  " +
+                           " is another one than in the plan " + file +
+                           ", nothing is changed: now " + text(call) + ", in the plan " +
                            (number < plan.calls.size() ? text(plan.calls[number])
-                                                       : std::string("no further call")) +
-                           "\n  now   " + text(call));
+                                                       : std::string("no further call")));
     calls.push_back(std::move(call));
 }
 

@@ -82,6 +82,13 @@ std::vector<PlanConflict> conflictsWith(const Context& context, const Plan& plan
     return all;
 }
 
+std::string conflictsText(const std::vector<PlanConflict>& conflicts) {
+    std::string text;
+    for (const PlanConflict& conflict : conflicts)
+        text += "  " + shown(asText(conflict)) + "\n";
+    return text;
+}
+
 std::string asText(const PlanConflict& conflict) {
     if (conflict.what == "version")
         return "the libraries have the version " + conflict.now + ", in the plan " + conflict.then;
@@ -155,12 +162,12 @@ void VerbRun::beginPlan() {
         return;
     if (plan()->carries_out) {
         // Again, now that nobody else can change anything any more.
-        std::string text;
-        for (const PlanConflict& conflict : conflictsWith(context_, plan()->plan))
-            text += "\n  " + shown(asText(conflict));
-        if (!text.empty())
+        const std::vector<PlanConflict> conflicts = conflictsWith(context_, plan()->plan);
+        if (!conflicts.empty()) {
+            context_.problem(conflictsText(conflicts));
             throw CommandError("refused: the plan " + plan()->file +
-                               " doesn't fit the store any more, nothing is changed" + text);
+                               " doesn't fit the store any more, nothing is changed");
+        }
     }
     context_.plan->open = context_.plan->ran = true;
 }

@@ -19,6 +19,7 @@ struct PlanConflict {
 // Requires: a run is under way; its configuration is the one that counts.
 std::vector<PlanConflict> conflictsWith(const Context& context, const Plan& plan);
 std::string asText(const PlanConflict& conflict);
+std::string conflictsText(const std::vector<PlanConflict>& conflicts);  // a line each
 Json asJson(const PlanConflict& conflict);
 
 // The user, the group and the process of the run under way, and the moment as its end.

@@ -57,15 +57,12 @@ int apply(Context& context, const WantedApply& wanted, const Verbs& verbs) {
     const std::vector<PlanConflict> conflicts = conflictsNow(context, work->plan);
     if (!conflicts.empty()) {
         Json all = Json::array();
-        std::string text = "refused: the plan " + wanted.file +
-                           " doesn't fit the store any more, nothing is changed; " +
-                           counted(conflicts.size(), "conflict") + "\n";
-        for (const PlanConflict& conflict : conflicts) {
+        for (const PlanConflict& conflict : conflicts)
             all.push_back(asJson(conflict));
-            text += "  " + shown(asText(conflict)) + "\n";
-        }
         context.document = {{"plan", wanted.file}, {"carried_out", false}, {"conflicts", all}};
-        context.problem(text);
+        context.problem("refused: the plan " + wanted.file +
+                        " doesn't fit the store any more, nothing is changed; " +
+                        counted(conflicts.size(), "conflict") + "\n" + conflictsText(conflicts));
         return kExitFailed;
     }
     context.plan = work;

@@ -1,7 +1,5 @@
 #include "tools/keld/verbs/remedies.h"
 
-#include <ctime>
-
 #include "platform/keld_qsktool.h"
 #include "platform/mv_acl.h"
 #include "tools/keld/host/platform_text.h"
@@ -107,7 +105,7 @@ Remedy giveStatus(Context& context, const WantedStatus& wanted, const Refusal& r
                                 : "give it the status " + status;
     };
     std::optional<Refusal> against;
-    if (selected && iniInteger(selected->value) == 1)
+    if (ini && selected && iniInteger(selected->value) == 1)
         for (const std::string& target : targetStatuses(*ini, type)) {
             const std::string given = settingOf(ini, target + "_" + type, "SetReleaseState");
             if (!given.empty() && target != wanted.status && isListed(allowed, given) &&
