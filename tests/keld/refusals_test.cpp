@@ -147,7 +147,7 @@ TEST_F(Refusals, ADeletionTellsEachRefusedObject) {
                 HasSubstr("  allowed  datasets of revisions that no structure uses\n"));
 }
 
-TEST_F(Refusals, ADeletionTellsWhatStillRefersToAnObject) {
+TEST_F(Refusals, ADeletionTellsWhoHasTheObjectCheckedOut) {
     done({"checkout", "S/A:plan", "--comment", "mine"});
     done({"users", "add", "guest", "--in-group", "staff", "--new-group"});
     const json refusal = refused({"delete-check", "S/A:plan", "--then-delete", "--user", "guest"});

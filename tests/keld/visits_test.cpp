@@ -111,6 +111,35 @@ TEST_F(Visits, WhatARunWasOnTheWayFromWhenItEndedIsNotConcerned) {
     EXPECT_EQ(visit(document, "000102/A", "attributes")["result"], "changed");
 }
 
+TEST_F(Visits, AreAllThereThoughTheLogIsBegunAnewAgainAndAgain) {
+    constexpr int kParts = 200;
+    json items = json::array(), lines = json::array();
+    std::vector<std::string> parts;
+    for (int i = 0; i < kParts; ++i) {
+        const std::string id = "p" + std::to_string(i);
+        lines.push_back({{"item", id}, {"quantity", "1"}, {"number", std::to_string(i + 1)}});
+        items.push_back({{"id", id}, {"name", id}, {"revisions", {{{"id", "A"}}}}});
+        parts.push_back(id + "/A");
+    }
+    items.push_back(
+        {{"id", "top"}, {"name", "top"}, {"revisions", {{{"id", "A"}, {"bom", lines}}}}});
+    writeFile(path("wide.json"), json{{"world", 1}, {"items", items}}.dump());
+    done({"load", path("wide.json").string()});
+    environment()["KELD_LOG_MAX_MB"] = "1";
+    const json document = visits({"status", "set", "top/A", "Released", "--structure"});
+    std::vector<std::string> seen;
+    for (const json& visit : document["visits"])
+        if (passOf(visit) == "attributes" && visit["type"] == "ItemRevision") {
+            seen.push_back(visit["object"]);
+            EXPECT_EQ(visit["path"][0], "top/A");
+            EXPECT_EQ(visit["result"], "changed") << visit;
+        }
+    parts.emplace_back("top/A");
+    EXPECT_EQ(seen, parts);
+    EXPECT_EQ(document["visits"].size(), 3u * (2 * kParts + 3));
+    EXPECT_TRUE(fs::exists(path("keld.log.1")));
+}
+
 TEST_F(Visits, ATableShowsThemOnlyWhenTheyAreWanted) {
     EXPECT_THAT(done({"status", "set", "000102/A", "Frozen"}).out, Not(HasSubstr("RESULT")));
     done({"runs", "undo", "2"});

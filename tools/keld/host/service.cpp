@@ -184,12 +184,19 @@ std::optional<LogLine> parsedLine(std::string line) {
     return LogLine{line[kLevelAt], text == std::string::npos ? "" : line.substr(text)};
 }
 
-void readFrom(const std::string& path, std::uintmax_t start, const LogWatch::Each& each) {
+// Gives where the last whole line ends; what stands behind it is left out if `whole`.
+std::uintmax_t readFrom(const std::string& path, std::uintmax_t start, const LogWatch::Each& each,
+                        bool whole = false) {
     std::ifstream in(pathOf(path), std::ios::binary);
     in.seekg(static_cast<std::streamoff>(start));
-    for (std::string line; std::getline(in, line);)
+    for (std::string line; std::getline(in, line);) {
+        if (in.eof() && whole)
+            break;
+        start += line.size() + 1;
         if (const std::optional<LogLine> parsed = parsedLine(std::move(line)))
             each(*parsed);
+    }
+    return start;
 }
 
 }  // namespace
@@ -206,6 +213,8 @@ LogWatch::LogWatch() {
     start_ = sizeOf(path_);
     head_ = startOf(path_);
     older_head_ = startOf(path_ + ".1");
+    followed_ = start_;
+    followed_older_ = older_head_;
 }
 
 std::string LogWatch::path() const {
@@ -234,6 +243,18 @@ void LogWatch::read(const Each& each) const {
     const std::string older = path_ + ".1";
     readFrom(older, !head_.empty() && startOf(older).starts_with(head_) ? start_ : 0, each);
     readFrom(path_, 0, each);
+}
+
+void LogWatch::follow(const Each& each) {
+    if (path_.empty())
+        return;
+    const std::string older = path_ + ".1", begins = startOf(older);
+    if (begins != followed_older_) {
+        readFrom(older, followed_, each);
+        followed_ = 0;
+        followed_older_ = begins;
+    }
+    followed_ = readFrom(path_, followed_, each, true);
 }
 
 std::vector<LogLine> LogWatch::lines() const {

@@ -50,6 +50,9 @@ public:
     using Each = std::function<void(const LogLine&)>;
     LogWatch();  // from now on
     void read(const Each& each) const;
+    // The whole lines since the last time, or since the start. Whoever asks often enough misses
+    // none in a log that is begun anew again and again.
+    void follow(const Each& each);
     std::vector<LogLine> lines() const;
     // Errors and warnings only, each text once; at most a thousand.
     std::vector<std::string> problems() const;
@@ -61,6 +64,8 @@ private:
 
     std::string path_, head_, older_head_;  // how it and the one before it begin
     std::uintmax_t start_ = 0;
+    std::uintmax_t followed_ = 0;  // so far, of the log that is written
+    std::string followed_older_;   // how the one before it began then
 };
 
 struct Outcome {

@@ -3,32 +3,12 @@
 #include <set>
 #include <string_view>
 
+#include "platform/keld_basetool.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/status_marks.h"
 #include "tools/keld/lint/config.h"
 
 namespace keld {
-
-// Objects in the order of the lines that speak of them.
-struct StatusWatch::Calls {
-    std::vector<tag_t> asked;  // for their latest status, once by each visit
-    std::vector<tag_t> lines;  // for their children or revision
-    tag_t last_line = NULLTAG;
-    bool attribute = false;  // the call before was the question for an attribute
-
-    // A visit asks for the attribute and then at once for the length of the list, and nobody else
-    // does.
-    void add(const mervane::JournalEntry& entry) {
-        if (entry.operation == "DBO_length_of_attr" && attribute)
-            asked.push_back(entry.object());
-        attribute = entry.operation == "DBO_attr_id_of_attr";
-        const bool children = entry.operation == "LINE_ask_child_lines";
-        if (children || entry.operation == "LINE_ask_attribute_tag")
-            lines.push_back(entry.object());
-        if (children)
-            last_line = entry.object();
-    }
-};
 
 namespace {
 
@@ -62,11 +42,12 @@ const char* deedOf(std::string_view call) {
     return nullptr;
 }
 
+// Reads line by line. The objects are already there when a line speaks of them.
 class StatusLogReader {
 public:
-    StatusLogReader(VisitList& list, const std::vector<tag_t>& asked,
+    StatusLogReader(std::vector<Visit>& visits, const std::vector<tag_t>& asked,
                     const std::vector<tag_t>& lines, tag_t start)
-        : visits_(list.visits), asked_(asked), lines_(lines), start_(start) {}
+        : visits_(visits), asked_(asked), lines_(lines), start_(start) {}
 
     void add(const LogLine& line) {
         const std::string_view text = line.text;
@@ -174,22 +155,54 @@ private:
 
 }  // namespace
 
+struct StatusWatch::Walk {
+    explicit Walk(tag_t start) : reader(visits, asked, lines, start) {}
+
+    // A visit asks for the attribute and then at once for the length of the list, and nobody else
+    // does.
+    void add(const mervane::JournalEntry& entry) {
+        if (entry.operation == "DBO_length_of_attr" && attribute)
+            asked.push_back(entry.object());
+        attribute = entry.operation == "DBO_attr_id_of_attr";
+        const bool children = entry.operation == "LINE_ask_child_lines";
+        if (children || entry.operation == "LINE_ask_attribute_tag")
+            lines.push_back(entry.object());
+        if (children)
+            last_line = entry.object();
+        constexpr int kCallsAtOnce = 500;  // far less than what fills a log
+        if (++calls % kCallsAtOnce == 0)
+            follow();
+    }
+    void follow() {
+        log.follow([this](const LogLine& line) { reader.add(line); });
+    }
+
+    LogWatch log;
+    std::vector<tag_t> asked;  // for their latest status, once by each visit
+    std::vector<tag_t> lines;  // for their children or revision
+    tag_t last_line = NULLTAG;
+    bool attribute = false;  // the call before was the question for an attribute
+    int calls = 0;
+    std::vector<Visit> visits;
+    StatusLogReader reader;
+};
+
 StatusWatch::StatusWatch(Context& context, tag_t start)
-    : start_(start), calls_(std::make_unique<Calls>()) {
-    watch_ = std::make_unique<CallWatch>(
-        context, false,
-        [calls = calls_.get()](const mervane::JournalEntry& entry) { calls->add(entry); });
+    : walk_(std::make_unique<Walk>(start)),
+      calls_(context, false,
+             [walk = walk_.get()](const mervane::JournalEntry& entry) { walk->add(entry); }) {
 }
 
 StatusWatch::~StatusWatch() = default;
 
 StatusWatch::Seen StatusWatch::end() {
-    watch_->end();
+    calls_.end();
+    (void)KELD_GetLogFilePath();  // writes out what is waiting
+    walk_->follow();
     Seen seen;
-    seen.last_line = calls_->last_line;
-    StatusLogReader reader(seen.list, calls_->asked, calls_->lines, start_);
-    log_.read([&](const LogLine& line) { reader.add(line); });
-    seen.stopped = reader.stopped();
+    seen.last_line = walk_->last_line;
+    seen.stopped = walk_->reader.stopped();
+    seen.list.visits = std::move(walk_->visits);
     return seen;
 }
 

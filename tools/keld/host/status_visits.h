@@ -1,7 +1,7 @@
 #pragma once
 
-// What a run of the status manager looked at. Sections, passes and ways are read from its log,
-// line by line; the objects come from the calls of the same run.
+// What a run of the status manager looked at. Sections, passes and ways are read from its log, line
+// by line while it is written; the objects come from the calls of the same run.
 
 #include <memory>
 
@@ -22,11 +22,9 @@ public:
     Seen end();
 
 private:
-    struct Calls;
-    tag_t start_;
-    LogWatch log_;
-    std::unique_ptr<Calls> calls_;
-    std::unique_ptr<CallWatch> watch_;
+    struct Walk;
+    std::unique_ptr<Walk> walk_;
+    CallWatch calls_;
 };
 
 struct StatusWatch::Seen {
