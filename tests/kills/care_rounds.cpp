@@ -77,7 +77,8 @@ std::unique_ptr<Running> CareRounds::begin(const std::string& kind, const std::s
         environment = {{"KELD_DISK_ROOT", directory_ + "/store"},
                        {"KELD_DISK_IMAGE", directory_ + "/disk"}};
     auto worker = std::make_unique<Running>(
-        program, std::vector<std::string>{kind, kind, directory_, path_, "1000", "none"}, environment);
+        program, std::vector<std::string>{kind, kind, directory_, path_, "1000", "none"},
+        environment);
     worker->kind = kind;
     return worker;
 }
@@ -184,7 +185,8 @@ void CareRounds::backup() {
         makeWorld(directory_, path_);
     const std::string copy = directory_ + "/copy";
     Running other(KILL_WORKER,
-                  {"files", "files-" + std::to_string(kills_), directory_, path_, "50", "none"}, {});
+                  {"files", "files-" + std::to_string(kills_), directory_, path_, "50", "none"},
+                  {});
     const bool done = killDuring("backup");
     if (fs::exists(copy))
         sound(copy, "the copy");
