@@ -42,6 +42,8 @@ const char* deedOf(std::string_view call) {
     return nullptr;
 }
 
+}  // namespace
+
 // Reads line by line. The objects are already there when a line speaks of them.
 class StatusLogReader {
 public:
@@ -152,8 +154,6 @@ private:
     std::size_t asked_place_ = 0, lines_place_ = 0, stopped_ = kNoVisit;
     bool failed_ = false;  // a call since the last enter line
 };
-
-}  // namespace
 
 struct StatusWatch::Walk {
     explicit Walk(tag_t start) : reader(visits, asked, lines, start) {}
