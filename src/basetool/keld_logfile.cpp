@@ -1,5 +1,6 @@
 #include "basetool/keld_logfile.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <initializer_list>
 #include <memory>
@@ -103,8 +104,9 @@ void CKELD_LogFile::RotateIfTooLarge() {
     if (!m_file.IsOpen() || !m_file.GetState(&own))
         return;
     const bool bOwn = keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath);
-    if (bOwn && own.m_llSize <= m_llLimit)
+    if (bOwn && own.m_llSize <= std::max(m_llLimit, m_llTryAgainAt))
         return;
+    m_llTryAgainAt = 0;
     m_bTried = false;
     {
         const Closing closing(&m_file);
@@ -118,7 +120,11 @@ void CKELD_LogFile::RotateIfTooLarge() {
 // Of several processes that come here, one renames and the others find it done.
 void CKELD_LogFile::MoveAside(const keld_os::FileState& own) {
     keld_os::FileState atPath;
-    m_file.Lock();
+    // Whoever holds it is at this too, or is stopped there: nothing is lost if the file grows on.
+    if (!m_file.Lock()) {
+        m_llTryAgainAt = own.m_llSize + m_llLimit;
+        return;
+    }
     if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath) &&
         keld_os::RenameFile(Path(), m_pOlderPath->c_str()) != 0) {
         m_llLimit = 0;  // it can't be had here: go on with the one file

@@ -105,12 +105,15 @@ public:
     // Returns: how many bytes were written; fewer than uiSize if not everything could be.
     [[nodiscard]] std::size_t Write(const char* pData, std::size_t uiSize);
     [[nodiscard]] bool GetState(FileState* pState) const;
-    // Hold the file against other processes that ask for it likewise, until Close.
-    void Lock();
+    // Hold the file against other processes that ask for it likewise, until Close. Waits for a
+    // second at most: who has it may be stopped. False: another one has it. Where files can't be
+    // held at all it is true.
+    [[nodiscard]] bool Lock();
     void Close();
 
 private:
     static constexpr std::intptr_t iClosed = -1;
+    static constexpr int iLockTries = 100, iLockPauseMs = 10;
     bool m_bLocked = false;
     std::intptr_t m_iHandle = iClosed;  // not closed at the end of the process: the log needs it
 };

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 
 #include "os/keld_os.h"
 
@@ -227,8 +228,17 @@ bool AppendFile::GetState(FileState* pState) const {
     return true;
 }
 
-void AppendFile::Lock() {
-    m_bLocked = flock(static_cast<int>(m_iHandle), LOCK_EX) == 0;
+bool AppendFile::Lock() {
+    for (int i = 0; i < iLockTries && !m_bLocked; ++i) {
+        if (i > 0) {
+            const timespec pause{0, iLockPauseMs * 1000000L};
+            (void)nanosleep(&pause, nullptr);
+        }
+        m_bLocked = flock(static_cast<int>(m_iHandle), LOCK_EX | LOCK_NB) == 0;
+        if (!m_bLocked && errno != EWOULDBLOCK && errno != EINTR)
+            return true;
+    }
+    return m_bLocked;
 }
 
 void AppendFile::Close() {

@@ -293,11 +293,19 @@ bool AppendFile::GetState(FileState* pState) const {
     return StateOf(reinterpret_cast<HANDLE>(m_iHandle), pState);
 }
 
-void AppendFile::Lock() {
-    OVERLAPPED range{};
-    range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
-    m_bLocked = LockFileEx(reinterpret_cast<HANDLE>(m_iHandle), LOCKFILE_EXCLUSIVE_LOCK, 0, 1, 0,
-                           &range) != 0;
+bool AppendFile::Lock() {
+    for (int i = 0; i < iLockTries && !m_bLocked; ++i) {
+        if (i > 0)
+            Sleep(iLockPauseMs);
+        OVERLAPPED range{};
+        range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
+        m_bLocked =
+            LockFileEx(reinterpret_cast<HANDLE>(m_iHandle),
+                       LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
+        if (!m_bLocked && GetLastError() != ERROR_LOCK_VIOLATION)
+            return true;
+    }
+    return m_bLocked;
 }
 
 void AppendFile::Close() {

@@ -112,7 +112,7 @@ TEST_F(LogProcess, LeavesTheFileAloneThatAnotherProcessHasBegunAnewMeanwhile) {
     std::ofstream(path()) << full;
     keld_os::AppendFile held;
     ASSERT_TRUE(held.Open(path().c_str()));
-    held.Lock();
+    ASSERT_TRUE(held.Lock());
     const pid_t child = start([] { KELD_ERROR("of the child\n"); });
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     fs::rename(path(), path() + ".1");
@@ -123,6 +123,31 @@ TEST_F(LogProcess, LeavesTheFileAloneThatAnotherProcessHasBegunAnewMeanwhile) {
     const auto all = lines(path());
     ASSERT_EQ(all.size(), 2U);
     EXPECT_EQ(all.at(0), "begun anew");
+}
+
+TEST_F(LogProcess, GoesOnInAFileThatAStoppedProcessHolds) {
+    setenv("KELD_LOG_MAX_MB", "1", 1);
+    const std::string full = std::string(1024 * 1024 + 1, 'y') + "\n";
+    std::ofstream(path()) << full;
+    keld_os::AppendFile held;
+    ASSERT_TRUE(held.Open(path().c_str()));
+    ASSERT_TRUE(held.Lock());
+    const auto began = std::chrono::steady_clock::now();
+    const std::string text(500, 'x');
+    // It waits once, not at each line, and tries again when the file has grown by as much once
+    // more.
+    EXPECT_EQ(waitFor(start([&] {
+                  for (int i = 0; i < 1000; ++i)
+                      KELD_ERROR("%d %s\n", i, text.c_str());
+              })),
+              0);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(30));
+    EXPECT_EQ(lines(path()).size(), 1001U);
+    EXPECT_FALSE(fs::exists(path() + ".1"));
+    held.Close();
+    EXPECT_EQ(waitFor(start([] { KELD_ERROR("after\n"); })), 0);
+    EXPECT_EQ(lines(path() + ".1").size(), 1001U);
+    EXPECT_EQ(lines(path()).size(), 1U);
 }
 
 TEST_F(LogProcess, WritesWhatWaitsAtItsEnd) {
