@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "workbench/run.h"
+#include "workbench/workbench.h"
 
 namespace keld {
 
