@@ -6,8 +6,8 @@ namespace mervane {
 
 namespace {
 
-constexpr std::size_t kMany = 64;        // fewer are read each time
-constexpr std::size_t kMostLists = 256;  // kept at once
+constexpr std::size_t kMany = 64;       // fewer are read each time
+constexpr std::size_t kMostLists = 32;  // kept at once
 
 bool before(const StoredReferrer& a, const StoredReferrer& b) {
     return a.tag != b.tag ? a.tag < b.tag : a.attribute < b.attribute;
@@ -20,7 +20,8 @@ tag_t asTag(std::int64_t value) {
 }  // namespace
 
 const std::vector<StoredReferrer>& StoredReferrers::of(tag_t target) {
-    if (!lists_.empty() && fresh_.isLost(connection_))
+    // Before anything is read: what another connection writes meanwhile is seen the next time.
+    if (fresh_.isLost(connection_))
         lists_.clear();
     const auto known = lists_.find(target);
     if (known != lists_.end()) {
@@ -31,8 +32,6 @@ const std::vector<StoredReferrer>& StoredReferrers::of(tag_t target) {
     read(target, last_);
     if (last_.size() < kMany)
         return last_;
-    if (lists_.empty())
-        (void)fresh_.isLost(connection_);  // from now on
     if (lists_.size() >= kMostLists)
         lists_.clear();
     return lists_.try_emplace(target, List{last_, {}}).first->second.all;
@@ -102,6 +101,10 @@ tag_t StoredReferrers::typeOf(tag_t tag) {
 }
 
 void StoredReferrers::changed(tag_t tag, tag_t attribute) {
+    // A list that nobody has asked for since more changed than it holds is read anew.
+    std::erase_if(lists_, [](const auto& each) {
+        return each.second.changed.size() > each.second.all.size();
+    });
     for (auto& [target, list] : lists_)
         if (list.changed.empty() || list.changed.back() != std::pair(tag, attribute))
             list.changed.emplace_back(tag, attribute);

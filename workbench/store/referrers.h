@@ -22,7 +22,7 @@ class StoredReferrers {
 public:
     explicit StoredReferrers(Connection& connection) : connection_(connection) {}
 
-    // By tag and attribute, each once; good until the next call.
+    // By tag and attribute, each once; good until the next call or change.
     const std::vector<StoredReferrer>& of(tag_t target);
 
     // To be told by this connection's changes; those of others are seen.

@@ -86,7 +86,7 @@ public:
     StoredFile knownFile(tag_t tag);
 
     // ---- finding; by tag ----
-    // Good until the next call.
+    // Good until the next call or change.
     const std::vector<StoredReferrer>& referrers(tag_t target);
     std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target);
     tag_t lastReferrerBy(tag_t attribute, tag_t target);  // NULLTAG: there is none
