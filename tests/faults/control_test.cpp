@@ -147,7 +147,7 @@ TEST(FaultSweepControl, ABlockAndALockThatNoEntryAllowsAreReported) {
 
 TEST(FaultSweepShare, TheSharesTogetherAreTheWholeAndNoneRunsWhatAnotherDoes) {
     constexpr int of = 4;
-    const auto run = [](const faults::Share& share, int before) {
+    const auto run = [](const keld_test::Share& share, int before) {
         return faults::sweep(scenario([](World&, Outcome*) {}), faults::statusRules(), share,
                              before);
     };
@@ -163,22 +163,22 @@ TEST(FaultSweepShare, TheSharesTogetherAreTheWholeAndNoneRunsWhatAnotherDoes) {
     for (int number = 0; number < 3 * of; ++number) {
         int in = 0;
         for (int part = 1; part <= of; ++part)
-            in += faults::Share{part, of}.has(number);
+            in += keld_test::Share{part, of}.has(number);
         EXPECT_EQ(in, 1) << number;
     }
 }
 
 TEST(FaultSweepShare, IsReadFromItsTwoNumbers) {
-    const faults::Share share = faults::readShare("3/4");
+    const keld_test::Share share = keld_test::readShare("3/4");
     EXPECT_EQ(share.part, 3);
     EXPECT_EQ(share.of, 4);
-    EXPECT_EQ(faults::readShare(nullptr).of, 1);
-    EXPECT_EQ(faults::readShare("").of, 1);
+    EXPECT_EQ(keld_test::readShare(nullptr).of, 1);
+    EXPECT_EQ(keld_test::readShare("").of, 1);
 }
 
 TEST(FaultSweepShare, AnythingElseIsRefusedWithWhatWasExpected) {
     for (const char* text : {"0/4", "5/4", "1", "1/", "/4", "1/4x", "x", "1/0", "-1/4", "1 / 4"})
-        EXPECT_THAT([&] { (void)faults::readShare(text); },
+        EXPECT_THAT([&] { (void)keld_test::readShare(text); },
                     testing::ThrowsMessage<std::invalid_argument>(
                         testing::AllOf(HasSubstr(text), HasSubstr("PART/OF"))))
             << text;

@@ -322,7 +322,7 @@ Sums sweep(const Scenario& scenario, const Rules& rules, const Share& share, int
 
 void expectSweep(const std::string& service, const std::vector<Scenario>& scenarios,
                  const Rules& rules) {
-    const Share share = readShare(std::getenv("KELD_SWEEP_SHARE"));
+    const Share share = keld_test::readShare(std::getenv("KELD_SWEEP_SHARE"));
     int injections = 0, run = 0;
     for (const Scenario& scenario : scenarios) {
         const Sums sums = sweep(scenario, rules, share, injections);

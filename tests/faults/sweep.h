@@ -12,10 +12,12 @@
 #include <vector>
 
 #include "tests/faults/rules.h"
-#include "tests/faults/share.h"
+#include "tests/support/share.h"
 #include "tests/support/world.h"
 
 namespace faults {
+
+using keld_test::Share;
 
 // What an entry point gives: its status, and its slot if that is an integer.
 struct Outcome {

@@ -1,5 +1,7 @@
 // Runs a target over its corpus and over inputs made from it:
 //     fuzz_<target> [--inputs N] [--seed S] [--most BYTES]
+// Where KELD_SWEEP_SHARE is PART/OF, it runs a fourth of the inputs with the seed PART, so that
+// four shares together run them all; without it the seed is 1.
 //     fuzz_<target> FILE...          the files as they are
 // An input that fails is written to fuzz_<target>-failed.bin in the current directory.
 
@@ -11,10 +13,12 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <sstream>
 
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/mutator.h"
+#include "tests/support/share.h"
 
 #ifdef __SANITIZE_ADDRESS__
 constexpr bool sanitized = true;
@@ -190,6 +194,7 @@ std::vector<std::string> readWords(const std::filesystem::path& path) {
 
 Options readOptions(int argc, char** argv) {
     Options options;
+    std::optional<std::uint64_t> seed;
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
         if (!argument.starts_with("--")) {
@@ -203,12 +208,19 @@ Options readOptions(int argc, char** argv) {
         if (argument == "--inputs")
             options.inputs = value;
         else if (argument == "--seed")
-            options.seed = value;
+            seed = value;
         else if (argument == "--most")
             options.most = value;
         else
             explain();
         ++i;
+    }
+    const keld_test::Share share = keld_test::readShare(std::getenv("KELD_SWEEP_SHARE"));
+    if (seed) {
+        options.seed = *seed;
+    } else if (share.of > 1) {
+        options.inputs /= 4;
+        options.seed = static_cast<std::uint64_t>(share.part);
     }
     return options;
 }

@@ -53,7 +53,7 @@ protected:
     // keld with a small stack, which a level of the structure must not cost any of.
     std::string limited(const std::string& verb) {
         const std::string command = "cd '" + directory().string() +
-                                    "' && ulimit -s 1024 && '" KELD_PROGRAM "' " + verb +
+                                    "' && ulimit -s 512 && '" KELD_PROGRAM "' " + verb +
                                     " >out.txt 2>err.txt";
         EXPECT_EQ(std::system(command.c_str()), 0) << verb << readFile(path("err.txt"));
         return readFile(path("out.txt"));
@@ -61,13 +61,13 @@ protected:
 };
 
 TEST_F(Deep, AChainOfManyLevelsIsReadAndShownWithASmallStack) {
-    constexpr int kLevels = 4000;
+    constexpr int kLevels = 2000;
     loadChain(kLevels);
     const auto lines = [](const std::string& text) {
         return std::count(text.begin(), text.end(), '\n');
     };
     EXPECT_EQ(lines(limited("tree c0")), kLevels + 1);
-    EXPECT_THAT(limited("tree c0"), HasSubstr("(level 4000) └─ 10  c4000/A"));
+    EXPECT_THAT(limited("tree c0"), HasSubstr("(level 2000) └─ 10  c2000/A"));
     EXPECT_EQ(lines(limited("bom show c0")), kLevels + 2);
     EXPECT_THAT(limited("check"), HasSubstr("sound"));
     limited("export world2.json");
@@ -79,7 +79,7 @@ TEST_F(Deep, AChainOfManyLevelsIsReadAndShownWithASmallStack) {
         for (; !(*at)["children"].empty(); ++levels)
             at = &(*at)["children"][0];
         EXPECT_EQ(levels, kLevels) << verb;
-        EXPECT_EQ((*at)["object"], "c4000/A") << verb;
+        EXPECT_EQ((*at)["object"], "c2000/A") << verb;
     }
 }
 

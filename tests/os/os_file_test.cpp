@@ -246,6 +246,12 @@ TEST_F(OsFile, AppendedToThatIsClosedTakesNothing) {
     file.Close();
 }
 
+TEST_F(OsFile, ThatCantBeHeldHoldsNobodyUp) {
+    keld_os::AppendFile file;
+    EXPECT_TRUE(file.Lock()) << "no file is open that another one could hold";
+    file.Close();
+}
+
 TEST_F(OsFile, NamedFromTheRootOnIsThereWhateverTheCurrentDirectoryIs) {
     const fs::path before = fs::current_path();
     EXPECT_EQ(keld_os::AbsolutePath("/a/../b"), "/a/../b");

@@ -2,10 +2,9 @@
 
 #include <string>
 
-namespace faults {
+namespace keld_test {
 
-// Which of the injections a run takes: every `of`th, beginning with the `part`th. Without a choice
-// all.
+// Which of many cases a run takes: every `of`th, beginning with the `part`th. Without a choice all.
 struct Share {
     int part = 1;
     int of = 1;
@@ -16,4 +15,4 @@ struct Share {
 // std::invalid_argument with a text that says what was expected.
 Share readShare(const char* text);
 
-}  // namespace faults
+}  // namespace keld_test

@@ -1,10 +1,10 @@
-#include "tests/faults/share.h"
+#include "tests/support/share.h"
 
 #include <charconv>
 #include <cstring>
 #include <stdexcept>
 
-namespace faults {
+namespace keld_test {
 
 Share readShare(const char* text) {
     if (!text || !*text)
@@ -21,4 +21,4 @@ Share readShare(const char* text) {
                                 "\", not PART/OF with PART from 1 to OF, as in 2/4");
 }
 
-}  // namespace faults
+}  // namespace keld_test
