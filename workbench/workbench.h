@@ -81,11 +81,17 @@ struct StructureSize {
     bool whole = true;          // false: there are more revisions than were to be looked at
 };
 
+inline constexpr char kNoStatus[] = "none";  // asks for objects without a release status
+
 struct FindQuery {
     std::string text;   // id or name; * and ? are wildcards; compared with case
     std::string type;   // type or class name, subtypes included; empty: any workspace object
     std::string owner;  // user id; empty: any
     int limit = 0;      // 0: no limit
+    // Name of the latest release status, "none" for those without one; empty: any.
+    std::string status = {};
+    bool checked_out = false;         // only what somebody has checked out
+    std::string checked_out_by = {};  // user id; empty: anybody
 };
 
 struct CheckFinding {
@@ -100,6 +106,12 @@ struct Right {
     std::string scope;         // object: its tag as text; else a name
     std::string privilege;     // one of the known privileges
     bool allowed = false;
+};
+
+// Whether somebody holds a privilege on an object, and the right that says so.
+struct RightDecision {
+    bool allowed = false;
+    std::optional<Right> rule;  // nothing: no right fits, and the privilege's own rule holds
 };
 
 struct CheckOutInfo {
@@ -179,6 +191,11 @@ public:
     virtual void addRight(const Right& right) = 0;
     virtual void removeRight(const Right& right) = 0;
     virtual std::vector<Right> rights() = 0;
+    // What ACL_check_privilege would tell this user in a session in the group (empty: his default
+    // one) without the bypass. Failure kUnknownObject for a user or group that isn't there,
+    // kUnknownPrivilege, kNotAllowed for a group of which the user is no member.
+    virtual RightDecision decide(const std::string& user, const std::string& group, tag_t object,
+                                 const std::string& privilege) = 0;
     virtual tag_t createProcessTemplate(const std::string& name,
                                         const std::vector<std::string>& tasks) = 0;
 
@@ -228,6 +245,9 @@ public:
     virtual tag_t bomViewRevision(tag_t revision) = 0;
     virtual tag_t addOccurrence(tag_t parent_revision, tag_t child_revision,
                                 const std::string& quantity, const std::string& sequence_no) = 0;
+    // Give a revision the lines of another one, with quantities, numbers and notes; how many.
+    // Failure kBadValue if it has lines already, or would use itself.
+    virtual int copyStructure(tag_t from_revision, tag_t to_revision) = 0;
     virtual tag_t openBomWindow(tag_t revision) = 0;  // the top line
     virtual void saveBomWindow(tag_t line) = 0;       // any line of the window
     virtual void closeBomWindow(tag_t line) = 0;
@@ -250,6 +270,8 @@ public:
     virtual std::vector<std::string> privilegeNames() = 0;
     virtual std::vector<std::string> typeNames(const std::string& at_or_below) = 0;
     virtual std::vector<std::string> relationTypeNames() = 0;
+    // The named references that datasets of the type may have; empty: any. Failure kUnknownType.
+    virtual std::vector<std::string> referenceNames(const std::string& dataset_type) = 0;
 
     // Import and export; an import is all or nothing.
     virtual ImportReport importWorld(std::istream& in, const std::string& source_name) = 0;

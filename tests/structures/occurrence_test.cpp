@@ -133,5 +133,34 @@ TEST_F(Occurrences, WhereUsedSeesWhatAnotherSessionHasStored) {
     EXPECT_EQ((std::vector<Used>{{top, 1}}), whereUsed(part, 1));
 }
 
+TEST_F(Occurrences, AStructureIsCopiedWithQuantitiesNumbersAndNotes) {
+    tag_t first = NULLTAG;
+    const tag_t item = bench_.createItem("1", "Part", "", "A", &first);
+    const tag_t a = revision("2"), b = revision("3");
+    bench_.addOccurrence(first, b, "2", "20");
+    const tag_t noted = bench_.addOccurrence(first, a, "", "10");
+    bench_.set(noted, "note_names", {std::string("position")});
+    bench_.set(noted, "note_values", {std::string("left")});
+    const tag_t next = bench_.createRevision(item, "B");
+    EXPECT_EQ(bench_.copyStructure(first, next), 2);
+    secondSession();
+    const Tags copied = list(bench_.bomViewRevision(next));
+    ASSERT_EQ(copied.size(), 2u);
+    EXPECT_EQ(bench_.get(copied[0], "child"), Values{Reference{b}});
+    EXPECT_EQ(bench_.get(copied[0], "quantity"), Values{std::string("2")});
+    EXPECT_EQ(bench_.get(copied[1], "seq_no"), Values{std::string("10")});
+    EXPECT_EQ(bench_.get(copied[1], "note_values"), Values{std::string("left")});
+    EXPECT_EQ(list(bench_.bomViewRevision(first)).size(), 2u) << "the old lines stay";
+}
+
+TEST_F(Occurrences, AStructureIsCopiedNeitherOntoLinesNorIntoACircle) {
+    const tag_t top = revision("1"), a = revision("2"), b = revision("3");
+    EXPECT_EQ(bench_.copyStructure(top, a), 0) << "there is nothing to copy";
+    bench_.addOccurrence(top, a, "", "");
+    bench_.addOccurrence(b, a, "", "");
+    EXPECT_THROW(bench_.copyStructure(top, b), Failure) << "it has lines";
+    EXPECT_THROW(bench_.copyStructure(top, a), Failure) << "it would use itself";
+}
+
 }  // namespace
 }  // namespace mervane::test

@@ -1,3 +1,4 @@
+#include "platform/mv_rls.h"
 #include "tests/workbench/support.h"
 
 using namespace mervane;
@@ -84,4 +85,33 @@ TEST_P(Find, AnOlderDatasetVersionIsNotListed) {
     const tag_t dataset = find("notes", "Dataset").at(0);
     const tag_t newer = bench().createDatasetVersion(dataset);
     EXPECT_EQ(find("notes", "Dataset"), Tags{newer});
+}
+
+TEST_P(Find, ByStatusAndCheckOut) {
+    tag_t status = NULLTAG;
+    ASSERT_EQ(RLS_create_release_status("Frozen", &status), 0);
+    ASSERT_EQ(OBJ_save(status), 0);
+    bench().set(two_, "release_status_list", {Reference{status}});
+    FindQuery query{"*", "Item", "", 0};
+    const auto tags = [&] {
+        std::vector<tag_t> found;
+        for (const Found& each : bench().find(query))
+            found.push_back(each.tag);
+        return found;
+    };
+    query.status = "Frozen";
+    EXPECT_EQ(tags(), Tags{two_});
+    query.status = kNoStatus;
+    EXPECT_EQ(tags(), Tags{one_});
+    query.checked_out = true;
+    EXPECT_EQ(tags(), Tags{});
+    bench().checkOut(one_, "");
+    EXPECT_EQ(tags(), Tags{one_});
+    bench().createUser("miller", "", "dba");
+    query.checked_out_by = "miller";
+    EXPECT_EQ(tags(), Tags{});
+    query.checked_out_by = "infodba";
+    EXPECT_EQ(tags(), Tags{one_});
+    query.checked_out_by = "nobody";
+    EXPECT_EQ(statusOf([&] { bench().find(query); }), kUnknownObject);
 }

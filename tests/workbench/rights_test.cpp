@@ -189,3 +189,27 @@ TEST_P(Rights, NoSuchIdOrNameIsImported) {
         EXPECT_NE(text.find("can't have the character"), std::string::npos) << text;
     }
 }
+
+TEST_P(Rights, TheRuleThatDecidesIsTold) {
+    const auto decide = [&](tag_t object, const char* privilege = "WRITE") {
+        return bench().decide("miller", "", object, privilege);
+    };
+    EXPECT_TRUE(decide(item_).allowed);
+    EXPECT_FALSE(decide(item_).rule);
+    EXPECT_FALSE(decide(item_, "END_CHECKOUT").allowed);
+    EXPECT_TRUE(bench().decide("infodba", "", item_, "END_CHECKOUT").allowed);
+    right("all", "", "all", "", false);
+    right("group", "design", "class", "ItemRevision", true);
+    right("user", "miller", "object", std::to_string(item_), true);
+    EXPECT_EQ(decide(item_).rule->scope_kind, "object");
+    EXPECT_TRUE(decide(item_).allowed);
+    EXPECT_EQ(decide(revision_).rule->subject, "design");
+    right("group", "design", "class", "ItemRevision", false);
+    EXPECT_FALSE(decide(revision_).allowed);
+    EXPECT_FALSE(decide(revision_).rule->allowed) << "of two equal ones the denial is told";
+    for (const tag_t object : {item_, revision_})
+        EXPECT_EQ(decide(object).allowed, allowed(object)) << object;
+    EXPECT_EQ(statusOf([&] { bench().decide("nobody", "", item_, "WRITE"); }), kUnknownObject);
+    EXPECT_EQ(statusOf([&] { bench().decide("miller", "dba", item_, "WRITE"); }), kNotAllowed);
+    EXPECT_EQ(statusOf([&] { decide(item_, "WRIET"); }), kUnknownPrivilege);
+}

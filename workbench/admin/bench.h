@@ -49,6 +49,8 @@ public:
     void addRight(const Right& right) override;
     void removeRight(const Right& right) override;
     std::vector<Right> rights() override;
+    RightDecision decide(const std::string& user, const std::string& group, tag_t object,
+                         const std::string& privilege) override;
     tag_t createProcessTemplate(const std::string& name,
                                 const std::vector<std::string>& tasks) override;
 
@@ -82,6 +84,7 @@ public:
     tag_t bomViewRevision(tag_t revision) override;
     tag_t addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,
                         const std::string& sequence_no) override;
+    int copyStructure(tag_t from_revision, tag_t to_revision) override;
     tag_t openBomWindow(tag_t revision) override;
     void saveBomWindow(tag_t line) override;
     void closeBomWindow(tag_t line) override;
@@ -97,6 +100,7 @@ public:
     std::vector<std::string> privilegeNames() override;
     std::vector<std::string> typeNames(const std::string& at_or_below) override;
     std::vector<std::string> relationTypeNames() override;
+    std::vector<std::string> referenceNames(const std::string& dataset_type) override;
 
     ImportReport importWorld(std::istream& in, const std::string& source_name) override;
     std::vector<CheckFinding> exportWorld(std::ostream& out) override;

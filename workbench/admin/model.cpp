@@ -2,6 +2,7 @@
 
 #include "workbench/admin/bench.h"
 #include "workbench/run/recorder.h"
+#include "workbench/session/datasets.h"
 #include "workbench/session/organisation.h"
 #include "workbench/session/rights.h"
 #include "workbench/session/workflows.h"
@@ -131,6 +132,11 @@ void Bench::removeRight(const Right& right) {
     now().removeRight(right);
 }
 
+RightDecision Bench::decide(const std::string& user, const std::string& group, tag_t object,
+                            const std::string& privilege) {
+    return now().decide(now().object(object), privilege, askerOf(now(), user, group));
+}
+
 std::vector<Right> Bench::rights() {
     return now().store().rights();
 }
@@ -152,6 +158,13 @@ std::vector<std::string> Bench::typeNames(const std::string& at_or_below) {
     for (const Type* type : model.subtypes(*top))
         names.push_back(type->name);
     return names;
+}
+
+std::vector<std::string> Bench::referenceNames(const std::string& dataset_type) {
+    const Type* type = findDatasetType(now(), dataset_type);
+    if (!type)
+        throw Failure(kUnknownType, "there is no dataset type " + dataset_type);
+    return referenceNamesOf(now(), *type);
 }
 
 std::vector<std::string> Bench::relationTypeNames() {

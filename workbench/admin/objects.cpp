@@ -186,6 +186,10 @@ tag_t Bench::addOccurrence(tag_t parent_revision, tag_t child_revision, const st
     return mervane::addOccurrence(now(), parent_revision, child_revision, quantity, sequence_no);
 }
 
+int Bench::copyStructure(tag_t from_revision, tag_t to_revision) {
+    return mervane::copyStructure(now(), from_revision, to_revision);
+}
+
 tag_t Bench::openBomWindow(tag_t revision) {
     return now().bomWindows().open(revision);
 }

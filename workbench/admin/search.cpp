@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <set>
 
 #include "workbench/admin/bench.h"
 #include "workbench/names.h"
 #include "workbench/session/items.h"
 #include "workbench/session/lines.h"
 #include "workbench/session/organisation.h"
+#include "workbench/session/properties.h"
 #include "workbench/session/relations.h"
 
 // Objects by the names that people give them.
@@ -256,6 +258,18 @@ std::vector<Found> Bench::find(const FindQuery& query) {
             throw Failure(kUnknownObject, "there is no user " + query.owner);
     }
 
+    std::set<tag_t> held;  // what is checked out by whoever is asked for
+    const bool held_only = query.checked_out || !query.checked_out_by.empty();
+    if (held_only) {
+        const tag_t by =
+            query.checked_out_by.empty() ? NULLTAG : findUser(session, query.checked_out_by);
+        if (by == NULLTAG && !query.checked_out_by.empty())
+            throw Failure(kUnknownObject, "there is no user " + query.checked_out_by);
+        for (const Store::CheckOutRow& row : session.store().checkOuts())
+            if (by == NULLTAG || row.user == by)
+                held.insert(row.object);
+    }
+
     std::vector<Store::Hit> hits;
     if (text.find_first_not_of('*') == std::string::npos)
         for (const Store::Hit& hit : session.store().everything())
@@ -270,6 +284,8 @@ std::vector<Found> Bench::find(const FindQuery& query) {
         if (hit.tag == last || !type || !type->isA(*wanted))
             continue;
         last = hit.tag;
+        if (held_only && !held.contains(hit.tag))
+            continue;
         Object* object = session.tryObject(hit.tag);
         if (!object)
             continue;
@@ -278,6 +294,11 @@ std::vector<Found> Bench::find(const FindQuery& query) {
             continue;
         if (isA(session, *object, "Dataset") && !isNewest(*object))
             continue;
+        if (!query.status.empty()) {
+            const std::string status = latestStatusName(session, *object);
+            if (status.empty() ? query.status != kNoStatus : status != query.status)
+                continue;
+        }
         found.push_back(describe(hit.tag));
         if (query.limit > 0 && found.size() == static_cast<std::size_t>(query.limit))
             break;

@@ -28,11 +28,8 @@ const DatasetTypeInfo* typeInfo(Session& session, const Type& type) {
 }
 
 void checkReferenceName(Session& session, const Object& dataset, const std::string& name) {
-    const DatasetTypeInfo* info = typeInfo(session, *dataset.type);
-    if (!info || info->reference_names.empty())
-        return;
-    const auto& names = info->reference_names;
-    if (std::find(names.begin(), names.end(), name) != names.end())
+    const std::vector<std::string> names = referenceNamesOf(session, *dataset.type);
+    if (names.empty() || std::find(names.begin(), names.end(), name) != names.end())
         return;
     std::string known;
     for (const std::string& each : names)
@@ -158,6 +155,11 @@ std::string lastPart(const std::string& path) {
 }
 
 }  // namespace
+
+std::vector<std::string> referenceNamesOf(Session& session, const Type& type) {
+    const DatasetTypeInfo* info = typeInfo(session, type);
+    return info ? info->reference_names : std::vector<std::string>();
+}
 
 const Type* findDatasetType(Session& session, std::string_view name) {
     const Type* type = session.model().findType(name);

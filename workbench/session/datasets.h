@@ -29,6 +29,8 @@ inline constexpr int kFileReference = 2;  // kind of a named reference to a file
 // ---- types ----
 // The dataset type of this name; null if there is none.
 const Type* findDatasetType(Session& session, std::string_view name);
+// The named references that its datasets may have; empty: any.
+std::vector<std::string> referenceNamesOf(Session& session, const Type& type);
 // Its tool, its own or that of the nearest type above it; null if there is none.
 const Tool* defaultTool(Session& session, const Type& type);
 

@@ -39,6 +39,21 @@ tag_t findGroup(Session& session, const std::string& name) {
     return first(session.findByText("Group", "group_name", name));
 }
 
+Session::Asker askerOf(Session& session, const std::string& user, const std::string& group) {
+    const tag_t who = findUser(session, user);
+    if (who == NULLTAG)
+        throw Failure(kUnknownObject, "there is no user " + user);
+    const tag_t own = session.reference(session.object(who), "default_group");
+    const tag_t in = group.empty() ? own : findGroup(session, group);
+    if (in == NULLTAG)
+        throw Failure(kUnknownObject, group.empty() ? "user " + user + " has no default group"
+                                                    : "there is no group " + group);
+    if (in != own && membership(session, who, in) == NULLTAG)
+        throw Failure(kNotAllowed, "user " + user + " is no member of the group " + group);
+    const std::string name = session.text(session.object(in), "group_name");
+    return {user, name, name == kAdministrators};
+}
+
 void needPlainName(const char* what, const std::string& name) {
     constexpr std::string_view kRead = "\"'`$&|;<>()[]{}*?!\\~#%^";
     for (const char each : name)

@@ -4,11 +4,9 @@
 
 #include <string>
 
-#include "platform/types.h"
+#include "workbench/session/session.h"
 
 namespace mervane {
-
-class Session;
 
 // Ids and names come into command lines and paths. Failure kBadValue for one with a control
 // character or one that a command processor reads.
@@ -23,5 +21,8 @@ tag_t createUser(Session& session, const std::string& id, const std::string& nam
 void addToGroup(Session& session, const std::string& user, const std::string& group);
 tag_t findUser(Session& session, const std::string& id);     // NULLTAG if there is none
 tag_t findGroup(Session& session, const std::string& name);  // NULLTAG if there is none
+// Who a session of the user in the group (empty: his default one) would ask as. Failure
+// kUnknownObject; kNotAllowed for a group of which he is no member.
+Session::Asker askerOf(Session& session, const std::string& user, const std::string& group);
 
 }  // namespace mervane

@@ -202,6 +202,16 @@ std::vector<std::string> splitList(const std::string& text) {
 
 }  // namespace
 
+std::string latestStatusName(Session& session, Object& object) {
+    if (!hasAttribute(*object.type, "release_status_list"))
+        return {};
+    const auto list = session.references(object, "release_status_list");
+    for (std::size_t i = list.size(); i-- > 0;)
+        if (Object* status = session.tryObject(list[i]))
+            return session.text(*status, "name");
+    return {};
+}
+
 bool typeHasProperty(const Type& type, std::string_view name) {
     return hasAttribute(type, name) || findComputed(type, name);
 }

@@ -4,6 +4,7 @@
 
 #include "workbench/run/recorder.h"
 #include "workbench/session/dates.h"
+#include "workbench/session/properties.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -41,39 +42,31 @@ int distance(const Level* from, const std::string& name) {
     return -1;
 }
 
-// The latest status that can be loaded.
-std::string latestStatus(Session& session, Object& object) {
-    const auto place = object.type->by_name.find("release_status_list");
-    if (place == object.type->by_name.end())
-        return {};
-    const auto list = session.references(object, "release_status_list");
-    for (std::size_t i = list.size(); i-- > 0;)
-        if (Object* status = session.tryObject(list[i]))
-            return session.text(*status, "name");
-    return {};
-}
-
 }  // namespace
 
 bool Session::allowed(Object& object, const std::string& privilege) {
     needPrivilege(privilege);
     if (bypass_)
         return true;
-    const std::vector<Right>& rights = store_->rights(privilege);
-    bool allowed = privilege != kEndCheckOut || administrator();
-    if (rights.empty())
-        return allowed;
+    const bool administrates = privilege == kEndCheckOut && administrator();
+    if (store_->rights(privilege).empty())
+        return privilege != kEndCheckOut || administrates;
+    return decide(object, privilege, {userId(), groupName(), administrates}).allowed;
+}
+
+RightDecision Session::decide(Object& object, const std::string& privilege, const Asker& asker) {
+    needPrivilege(privilege);
+    RightDecision decision{privilege != kEndCheckOut || asker.administrator, std::nullopt};
     constexpr int kFar = 1000;  // deeper than any chain of types
-    const std::string user = userId(), group = groupName();
     std::string status;
     bool status_known = false;
     int best = -1;
-    for (const Right& right : rights) {
+    for (const Right& right : store_->rights(privilege)) {
         int subject = 0;
         if (right.subject_kind == "user")
-            subject = right.subject == user ? 3 : 0;
+            subject = right.subject == asker.user ? 3 : 0;
         else if (right.subject_kind == "group")
-            subject = right.subject == group ? 2 : 0;
+            subject = right.subject == asker.group ? 2 : 0;
         else
             subject = 1;
         if (subject == 0)
@@ -83,7 +76,7 @@ bool Session::allowed(Object& object, const std::string& privilege) {
             scope = right.scope == std::to_string(object.tag) ? 4 * kFar : 0;
         } else if (right.scope_kind == "status") {
             if (!status_known)
-                status = latestStatus(*this, object);
+                status = latestStatusName(*this, object);
             status_known = true;
             scope = !status.empty() && right.scope == status ? 3 * kFar : 0;
         } else if (right.scope_kind == "type") {
@@ -98,14 +91,12 @@ bool Session::allowed(Object& object, const std::string& privilege) {
         if (scope == 0)
             continue;
         const int rank = 4 * scope + subject;
-        if (rank > best) {
-            best = rank;
-            allowed = right.allowed;
-        } else if (rank == best) {
-            allowed = allowed && right.allowed;
-        }
+        // Of two that are equally near a denial decides.
+        if (rank > best || (rank == best && decision.allowed && !right.allowed))
+            decision = {right.allowed, right};
+        best = std::max(best, rank);
     }
-    return allowed;
+    return decision;
 }
 
 // As the store has it: what a session sets and doesn't save gives nobody a right.

@@ -155,6 +155,12 @@ public:
     void setBypass(bool on) { bypass_ = on; }
     bool bypass() const { return bypass_; }
     bool allowed(Object& object, const std::string& privilege);
+    // The same of anybody, with the right that decides, and without the bypass.
+    struct Asker {
+        std::string user, group;
+        bool administrator = false;
+    };
+    RightDecision decide(Object& object, const std::string& privilege, const Asker& asker);
     // Whether the session works in the administrators' group.
     bool administrator();
     // Failure kNotAllowed if it doesn't: "user u may not WHAT".

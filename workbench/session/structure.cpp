@@ -169,6 +169,29 @@ tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revisio
     return object.tag;
 }
 
+int copyStructure(Session& session, tag_t from_revision, tag_t to_revision) {
+    revisionObject(session, from_revision);
+    revisionObject(session, to_revision);
+    for (const tag_t view : viewRevisionsOf(session, to_revision))
+        if (!occurrencesOf(session, view).empty())
+            throw Failure(kBadValue, session.displayId(to_revision) + " has lines already");
+    const auto views = viewRevisionsOf(session, from_revision);
+    const auto lines = views.empty() ? std::vector<tag_t>() : occurrencesOf(session, views.front());
+    if (lines.empty())
+        return 0;
+    const tag_t view = bomViewRevision(session, to_revision);
+    std::int64_t order = 0;
+    for (const tag_t line : lines) {
+        const tag_t child = session.reference(session.object(line), "child");
+        refuseCycle(session, to_revision, child);
+        Object& made = newOccurrence(session, view, child, ++order);
+        for (const char* attribute : {"quantity", "seq_no", "note_names", "note_values"})
+            session.put(made, attribute, session.values(session.object(line), attribute));
+        session.save(made);
+    }
+    return static_cast<int>(order);
+}
+
 void defineNoteType(Session& session, const std::string& name) {
     if (name.empty())
         throw Failure(kBadValue, "a note type needs a name");

@@ -32,6 +32,8 @@ tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revisio
                     const std::string& quantity, const std::string& sequence_no,
                     const std::map<std::string, std::string>& notes = {});
 std::vector<tag_t> occurrencesOf(Session& session, tag_t view_revision);
+// Give a revision the occurrences of another one; how many. Failure kBadValue if it has some.
+int copyStructure(Session& session, tag_t from_revision, tag_t to_revision);
 // Make a note type known to BOM lines; one that is known stays.
 void defineNoteType(Session& session, const std::string& name);
 
