@@ -47,6 +47,8 @@ if(KELD_WORKBENCH)
   install(FILES docs/man/keld.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
   install(FILES docs/completion/keld DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions
           COMPONENT tools)
+  install(FILES docs/completion/_keld DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions
+          COMPONENT tools)
   install(DIRECTORY samples/ DESTINATION ${keld_data}/samples COMPONENT tools)
 endif()
 if(WIN32)

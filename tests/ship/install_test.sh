@@ -22,7 +22,8 @@ for file in "$lib"/libkeld_{se,qsktool,basetool}.so "$lib"/libmervane.so \
     "$lib"/pkgconfig/{keld_se,mervane}.pc "$lib"/cmake/keld/keld-config.cmake \
     "$tree"/include/keld-server-exits/{platform/keld_se.h,workbench/workbench.h} \
     "$tree"/share/man/man1/keld.1 "$tree"/share/man/man5/keld_statusmanager.ini.5 \
-    "$tree"/share/bash-completion/completions/keld "$tree"/share/keld/samples/gearbox.json \
+    "$tree"/share/bash-completion/completions/keld "$tree"/share/zsh/vendor-completions/_keld \
+    "$tree"/share/keld/samples/gearbox.json \
     "$tree"/bin/keld; do
     [ -f "$file" ] || fail "not installed: $file"
 done

@@ -41,5 +41,12 @@ expect set keld --store x.db status s
 expect --dry-run keld status set --dr
 expect --json keld tree --js
 expect --cfg keld --c
+# With a store: names of objects; bash takes them apart at a colon.
+stores=$(mktemp -d)
+trap 'rm -rf "$stores"' EXIT
+"$keld" --store "$stores/x.db" init >/dev/null
+"$keld" --store "$stores/x.db" load "$source/tests/keld/world.json" >/dev/null
+expect 000100/A keld --store "$stores/x.db" show 000100
+expect drawing keld --store "$stores/x.db" cat 000100/A : d
 [ -z "$(offered keld frobnicate)" ] || { echo "an unknown verb is completed" >&2; result=1; }
 exit $result

@@ -7,8 +7,10 @@
 
 #include "platform/keld_basetool.h"
 #include "tools/keld/host/context.h"
+#include "tools/keld/host/csv.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/system.h"
+#include "tools/keld/host/topics.h"
 
 namespace keld {
 
@@ -30,8 +32,13 @@ void addGlobals(CLI::App& app, Globals& globals) {
                    "0 off, 1 error, 2 warning, 3 trace, 4 debug; else KELD_LOG_LEVEL, else the "
                    "store's level")
         ->check(CLI::Range(0, 4));
-    app.add_flag("--json", globals.json, "show one JSON document in place of text");
+    CLI::Option* json =
+        app.add_flag("--json", globals.json, "show one JSON document in place of text");
+    app.add_flag_callback("--csv", showTablesAsCsv,
+                          "show tables as comma-separated values, and no other text")
+        ->excludes(json);
     app.add_flag("--wide", globals.wide, "don't cut tables to the width of the terminal");
+    app.add_flag("--no-pager", globals.no_pager, "don't show long output through PAGER");
 }
 
 // The word in the place of a verb that no verb has, with the verbs that could stand there.
@@ -113,8 +120,22 @@ int fail(const Globals& globals, const std::string& text,
     return exit_code;
 }
 
-// "help VERB" is "VERB --help", and "--version" in front of a verb is "version".
-std::vector<std::string> understood(std::vector<std::string> words, const CLI::App& app) {
+// Failure: CommandError with the nearest verbs and topics.
+void showTopic(const std::string& name, const CLI::App& app, bool json) {
+    const std::string text = topicText(name);
+    if (!text.empty())
+        return json ? writeBytes(dumped({{"help", text}}) + "\n") : writeText(text);
+    std::vector<std::string> names = topicNames();
+    for (const CLI::App* verb : app.get_subcommands([](const CLI::App*) { return true; }))
+        names.push_back(verb->get_name());
+    throw CommandError("there is no verb and no topic '" + name + "'", nearest(name, names),
+                       kExitUsage);
+}
+
+// "help VERB" is "VERB --help", and "--version" in front of a verb is "version". Nothing: the words
+// asked for a topic, which is shown.
+std::vector<std::string> understood(std::vector<std::string> words, const CLI::App& app,
+                                    bool json) {
     for (std::size_t i = 1; i < words.size(); ++i) {
         if (words[i] == "--version")
             words[i] = "version";
@@ -126,6 +147,12 @@ std::vector<std::string> understood(std::vector<std::string> words, const CLI::A
         if (words[i] != "help")
             break;
         words.erase(words.begin() + static_cast<std::ptrdiff_t>(i));
+        const auto verbs = app.get_subcommands(
+            [&](const CLI::App* verb) { return i < words.size() && verb->get_name() == words[i]; });
+        if (i < words.size() && verbs.empty() && !words[i].starts_with("-")) {
+            showTopic(words[i], app, json);
+            return {};
+        }
         std::vector<char*> pointers;
         for (std::string& word : words)
             pointers.push_back(word.data());
@@ -161,6 +188,11 @@ void addVerbs(Verbs& verbs) {
     addStoreVerbs(verbs);
     addWorldVerbs(verbs);
     addLookVerbs(verbs);
+    addUsesVerb(verbs);
+    addHistoryVerb(verbs);
+    addCompareVerb(verbs);
+    addNewVerbs(verbs);
+    addEditVerbs(verbs);
     addStatusVerbs(verbs);
     addBomVerbs(verbs);
     addJobVerbs(verbs);
@@ -170,6 +202,8 @@ void addVerbs(Verbs& verbs) {
     addCallVerbs(verbs);
     addVersionVerb(verbs);
     addPeopleVerbs(verbs);
+    addRightsVerbs(verbs);
+    addCompleteVerb(verbs);
     addLogVerbs(verbs);
     addCopyVerb(verbs);
     addDoctorVerb(verbs);
@@ -233,18 +267,67 @@ Action plannedAction(const std::vector<std::string>& command) {
     return verbs.chosen;
 }
 
+std::string joinedTopics() {
+    std::string all;
+    for (const std::string& name : topicNames())
+        all += (all.empty() ? "" : ", ") + name;
+    return all;
+}
+
+// What these show may be longer than the terminal.
+bool showsMuch(const std::vector<std::string>& command) {
+    static const std::set<std::string> kVerbs = {
+        "show",     "tree",     "find",   "where-used",  "history",    "compare",   "runs",
+        "prefs",    "users",    "rights", "cat",         "registry",   "bom show",  "runs show",
+        "log show", "job show", "doctor", "rights list", "users list", "prefs list"};
+    std::string words;
+    for (std::size_t i = 0; i < command.size() && i < 2 && !command[i].starts_with("-"); ++i) {
+        words += (words.empty() ? "" : " ") + command[i];
+        const bool group = words == "runs" || words == "rights" || words == "prefs" ||
+                           words == "users" || words == "registry";
+        const bool alone = command.size() == i + 1 || command[i + 1].starts_with("-");
+        if (kVerbs.contains(words) && (!group || alone))
+            return true;
+    }
+    return false;
+}
+
+// The output through a pager, for as long as this lives.
+class Paged {
+public:
+    Paged(const Globals& globals, const std::vector<std::string>& command) {
+        if (globals.json || tablesAreCsv() || globals.no_pager || !outputIsTerminal() ||
+            !showsMuch(command))
+            return;
+        const std::string set = environment("PAGER");
+        if (isSet("PAGER") && set.empty())
+            return;
+        if (!isSet("LESS"))
+            setEnvironment("LESS", "FRX");
+        // A system without less shows it as it comes.
+        (void)startPager(set.empty() ? "command -v less >/dev/null && exec less || exec cat" : set);
+    }
+    ~Paged() { endPager(); }
+    Paged(const Paged&) = delete;
+    Paged& operator=(const Paged&) = delete;
+};
+
 int run(Globals& globals, const std::vector<std::string>& typed) {
     CLI::App app("Services and structures of a product-data store, at the command line.", "keld");
     setUp(app);
     app.footer(
         "Exit code: 0 done; 1 refused or failed; 2 the command line can't be understood;\n"
         "3 done, but with failures that the rules of the service drop.\n"
-        "keld help VERB (or VERB --help) shows each verb with examples; --version the versions.");
+        "keld help VERB (or VERB --help) shows each verb with examples; --version the versions.\n"
+        "keld help TOPIC tells about: " +
+        joinedTopics() + ".");
     addGlobals(app, globals);
     Verbs verbs{app, globals, nullptr, nullptr};
     addVerbs(verbs);
     verbs.understand = plannedAction;
-    std::vector<std::string> words = understood(typed, app);
+    std::vector<std::string> words = understood(typed, app, globals.json);
+    if (words.empty())
+        return kExitDone;
     std::vector<char*> argv;
     for (std::string& word : words)
         argv.push_back(word.data());
@@ -263,6 +346,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
         keepTablesWide();
     Context context(globals);
     context.command = commandOf(app);
+    const Paged paged(globals, context.command);
     const int exit_code = verbs.chosen(context);
     context.close();
     if (globals.json && !context.document_written)

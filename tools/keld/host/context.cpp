@@ -10,6 +10,7 @@
 #include <tuple>
 
 #include "platform/keld_basetool.h"
+#include "tools/keld/host/csv.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/system.h"
 #include "workbench/names.h"
@@ -112,7 +113,7 @@ void Context::setUpLog() {
 }
 
 void Context::print(const std::string& text) const {
-    if (!json())
+    if (!json() && !tablesAreCsv())
         writeText(text);
 }
 

@@ -41,7 +41,7 @@ public:
 
 struct Globals {
     std::string store, user, group, cfg;
-    bool json = false, wide = false;
+    bool json = false, wide = false, no_pager = false;
     std::optional<int> log_level;
 };
 
@@ -147,6 +147,13 @@ void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 void addRunsVerbs(Verbs& verbs);
 void addApplyVerb(Verbs& verbs);
+void addUsesVerb(Verbs& verbs);
+void addHistoryVerb(Verbs& verbs);
+void addCompareVerb(Verbs& verbs);
+void addNewVerbs(Verbs& verbs);
+void addEditVerbs(Verbs& verbs);
+void addRightsVerbs(Verbs& verbs);
+void addCompleteVerb(Verbs& verbs);
 
 // Standard output goes to standard error for as long as this lives; or to a file. Where standard
 // error is a terminal, it is kept in a file and told at the end, with controls as escapes.

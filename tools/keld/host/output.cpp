@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "tools/keld/host/csv.h"
 #include "tools/keld/host/system.h"
 #include "workbench/names.h"
 
@@ -64,12 +65,36 @@ void keepTablesWide() {
 }
 
 void Table::add(std::vector<std::string> row) {
-    for (std::string& cell : row)
-        cell = shown(cell);
+    if (!tablesAreCsv())
+        for (std::string& cell : row)
+            cell = shown(cell);
     rows_.push_back(std::move(row));
 }
 
+namespace {
+
+// A short row has empty cells at its end. Tables that follow each other have an empty line between.
+void writeAsCsv(const std::vector<std::string>& header,
+                const std::vector<std::vector<std::string>>& rows) {
+    static bool another = false;
+    std::string all = another && !header.empty() ? "\n" : "";
+    another = true;
+    if (!header.empty())
+        all += csvLine(header);
+    for (std::vector<std::string> row : rows) {
+        row.resize(std::max(row.size(), header.size()));
+        all += csvLine(row);
+    }
+    writeBytes(all);
+}
+
+}  // namespace
+
 std::string Table::text(const std::string& indent) const {
+    if (tablesAreCsv()) {
+        writeAsCsv(header_, rows_);
+        return {};
+    }
     std::vector<std::size_t> widths;
     const auto widen = [&](const std::vector<std::string>& row) {
         widths.resize(std::max(widths.size(), row.size()));

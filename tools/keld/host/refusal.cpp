@@ -93,6 +93,8 @@ Refusal refusalOf(const Context& context, int status, tag_t object, tag_t start)
     refusal.status = status;
     refusal.object = object;
     refusal.rule = context.workbench().messageText(status);
+    if (object == NULLTAG)
+        return refusal;
     const ObjectName name = nameOf(context, object);
     refusal.label = name.label;
     refusal.typed = name.typed;
@@ -188,9 +190,9 @@ void tellProblems(Context& context, const Outcome& outcome, const std::vector<Re
 Json asJson(const Refusal& refusal) {
     const auto orNull = [](const std::string& text) { return text.empty() ? Json() : Json(text); };
     return {{"status", refusal.status},
-            {"object", refusal.label},
-            {"tag", refusal.object},
-            {"type", refusal.type},
+            {"object", orNull(refusal.label)},
+            {"tag", refusal.object == NULLTAG ? Json() : Json(refusal.object)},
+            {"type", orNull(refusal.type)},
             {"path", refusal.path},
             {"rule", refusal.rule},
             {"found", orNull(refusal.found)},
@@ -203,7 +205,9 @@ Json asJson(const Refusal& refusal) {
 }
 
 std::string asText(const Refusal& refusal) {
-    std::string text = "  object   " + shown(refusal.typed) + " (" + refusal.type + ")\n";
+    std::string text;
+    if (!refusal.typed.empty())
+        text += "  object   " + shown(refusal.typed) + " (" + refusal.type + ")\n";
     if (refusal.path.size() > 1)
         text += "  path     " + shown(joined(refusal.path, " > ")) + "\n";
     text += "  rule     " + refusal.rule + "\n";

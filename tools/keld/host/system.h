@@ -27,6 +27,10 @@ void setEnvironment(const std::string& name, const std::string& value);
 bool outputIsTerminal();
 bool errorIsTerminal();
 std::size_t outputWidth();  // of the terminal; 0: standard output is none
+// Show what goes to the terminal from here on through this program, until it has ended. Standard
+// output counts as the terminal that it was. False: it is none, or the system has no pagers.
+bool startPager(const std::string& command);
+void endPager() noexcept;
 bool canWrite(const std::string& path);
 // Why nothing can be added to the file at the path, or none made there; empty: it can. Makes none.
 std::string whyNotAppendable(const std::string& path);

@@ -8,9 +8,11 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/system.h"
@@ -49,8 +51,44 @@ void setEnvironment(const std::string& name, const std::string& value) {
     setenv(name.c_str(), value.c_str(), 1);
 }
 
+namespace {
+
+// The program that shows the output, where the terminal is kept, and how wide that is.
+struct PagerAtWork {
+    FILE* pipe = nullptr;
+    int terminal = -1;
+    std::size_t width = 0;
+} pager;
+
+}  // namespace
+
+bool startPager(const std::string& command) {
+    if (pager.pipe || !outputIsTerminal())
+        return false;
+    const std::size_t width = outputWidth();
+    std::cout.flush();
+    std::fflush(stdout);
+    FILE* pipe = popen(command.c_str(), "w");
+    if (!pipe)
+        return false;
+    pager = {pipe, fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0), width};
+    dup2(fileno(pipe), STDOUT_FILENO);
+    return true;
+}
+
+void endPager() noexcept {
+    if (!pager.pipe)
+        return;
+    std::cout.flush();
+    std::fflush(stdout);
+    dup2(pager.terminal, STDOUT_FILENO);
+    ::close(pager.terminal);
+    pclose(pager.pipe);
+    pager = {};
+}
+
 bool outputIsTerminal() {
-    return isatty(STDOUT_FILENO) == 1;
+    return pager.pipe || isatty(STDOUT_FILENO) == 1;
 }
 
 bool errorIsTerminal() {
@@ -58,6 +96,8 @@ bool errorIsTerminal() {
 }
 
 std::size_t outputWidth() {
+    if (pager.pipe)
+        return pager.width;
     winsize size{};
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }

@@ -103,6 +103,13 @@ bool errorIsTerminal() {
     return _isatty(kError) != 0;
 }
 
+bool startPager(const std::string&) {
+    return false;
+}
+
+void endPager() noexcept {
+}
+
 std::size_t outputWidth() {
     CONSOLE_SCREEN_BUFFER_INFO info{};
     if (!GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info))

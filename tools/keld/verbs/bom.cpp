@@ -8,6 +8,7 @@
 #include "platform/mv_line.h"
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
+#include "tools/keld/host/csv.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/refusal.h"
@@ -15,6 +16,7 @@
 #include "tools/keld/host/stored_file.h"
 #include "tools/keld/host/tree_writer.h"
 #include "tools/keld/host/visits.h"
+#include "tools/keld/verbs/bom_edit.h"
 #include "tools/keld/verbs/protocol.h"
 
 namespace keld {
@@ -39,7 +41,10 @@ public:
         : context_(context),
           wanted_(wanted),
           writer_(context),
-          table_({"LINE", "NUMBER", "QUANTITY", "PACKED", "NAME"}) {}
+          table_(tablesAreCsv()
+                     ? std::vector<std::string>{"LEVEL", "LINE", "NUMBER", "QUANTITY", "PACKED",
+                                                "NAME"}
+                     : std::vector<std::string>{"LINE", "NUMBER", "QUANTITY", "PACKED", "NAME"}) {}
 
     // False: there are more lines than wanted.
     bool run(tag_t top) {
@@ -87,9 +92,13 @@ private:
             node["quantity"] = quantity;
             node["packed"] = packed;
         }
-        if (!context_.json())
-            table_.add({writer_.lead(last) + context_.title(revision), number, quantity,
-                        packed > 1 ? std::to_string(packed) : "", name});
+        const std::string count = packed > 1 ? std::to_string(packed) : "";
+        if (tablesAreCsv())
+            table_.add({std::to_string(writer_.level()), context_.title(revision), number, quantity,
+                        count, name});
+        else if (!context_.json())
+            table_.add(
+                {writer_.lead(last) + context_.title(revision), number, quantity, count, name});
         writer_.begin(node, last);
         if (table_.rows() == kRowsAtOnce)
             context_.print(table_.take());
@@ -290,8 +299,9 @@ int resequence(Context& context, const WantedOrder& wanted) {
 }  // namespace
 
 void addBomVerbs(Verbs& verbs) {
-    CLI::App* group = verbs.addGroup("bom", "Show and renumber the lines of a structure",
+    CLI::App* group = verbs.addGroup("bom", "Show, change and renumber the lines of a structure",
                                      "  keld bom show 000123/A\n"
+                                     "  keld bom add 000123/A 000456 --quantity 4\n"
                                      "  keld bom resequence 000123/A --save\n",
                                      nullptr);
     auto shown = std::make_shared<Shown>();
@@ -332,6 +342,7 @@ void addBomVerbs(Verbs& verbs) {
                    "store the new numbers; after a failure only with --as-server");
     verb->add_flag("--dump", wanted->dump, "show what the service prints, on standard error");
     addRunOptions(verb, wanted->run);
+    addBomEditVerbs(verbs, group);
 }
 
 }  // namespace keld

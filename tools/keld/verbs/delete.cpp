@@ -4,18 +4,16 @@
 #include <algorithm>
 #include <filesystem>
 #include <memory>
-#include <optional>
 
 #include "platform/keld_se.h"
-#include "platform/mv_dbo.h"
 #include "platform/mv_dir.h"
 #include "platform/mv_dst.h"
 #include "platform/mv_err.h"
 #include "platform/mv_obj.h"
-#include "platform/mv_rel.h"
 #include "platform/mv_str.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/platform_text.h"
+#include "tools/keld/host/referrers.h"
 #include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/system.h"
@@ -150,78 +148,16 @@ void explain(const Context& context, const DeleteRun& run, const Outcome& outcom
 
 constexpr int kNotDeleted = 710013;
 
-// What refers to an object and may be cut, and the first other object that refers to it.
-struct Referrers {
-    std::vector<tag_t> relations, folders;
-    std::optional<tag_t> other;
-};
-
-Referrers referrersOf(const Context& context, const Row& row) {
-    Referrers found;
-    for (const rel_entry_s& entry : listOf<rel_entry_s>([&](int*count, rel_entry_s**list) {
-             return REL_list_primary_objects(row.tag, NULLTAG, count, list);
-         }))
-        found.relations.push_back(entry.relation);
-    tag_t anchor = NULLTAG;
-    if (row.sort == Sort::Dataset)
-        (void)DST_ask_dataset_anchor(row.tag, &anchor);
-
-    int count = 0, classes = 0;
-    tag_t *instances = nullptr, *class_tags = nullptr;
-    int *levels = nullptr, *where = nullptr, *class_levels = nullptr, *class_where = nullptr;
-    require(context,
-            DBO_referencers_of_instance(row.tag, 1, DBO_in_ds_and_db, &count, &instances, &levels,
-                                        &where, &classes, &class_tags, &class_levels, &class_where),
-            "DBO_referencers_of_instance");
-    for (int i = 0; i < count; ++i) {
-        const tag_t tag = instances[i];
-        const auto is = [&](const std::vector<tag_t>& tags) {
-            return std::find(tags.begin(), tags.end(), tag) != tags.end();
-        };
-        if (tag == anchor || is(found.relations) || is(found.folders))
-            continue;
-        if (isTypeBelow(context, context.workbench().describe(tag).type, "Folder"))
-            found.folders.push_back(tag);
-        else if (const auto own = listOf<rel_entry_s>([&](int* n, rel_entry_s** list) {
-                     return REL_list_secondary_objects(row.tag, NULLTAG, n, list);
-                 });
-                 std::none_of(own.begin(), own.end(),
-                              [&](const rel_entry_s& entry) { return entry.relation == tag; }))
-            found.other = tag;
-    }
-    for (void* block : {static_cast<void*>(instances), static_cast<void*>(levels),
-                        static_cast<void*>(where), static_cast<void*>(class_tags),
-                        static_cast<void*>(class_levels), static_cast<void*>(class_where)})
-        HEAP_free(block);
-    return found;
-}
-
-void takeOutOfFolder(const Context& context, tag_t folder, tag_t object) {
-    require(context, OBJ_refresh(folder, true), "OBJ_refresh");
-    tag_t attribute = NULLTAG;
-    require(context, DBO_attr_id_of_attr("contents", "Folder", &attribute), "DBO_attr_id_of_attr");
-    const mervane::Values contents = context.workbench().get(folder, "contents");
-    for (std::size_t i = contents.size(); i-- > 0;)
-        if (contents[i] == mervane::Value(mervane::Reference{object}))
-            require(context, DBO_remove_from_attr(1, &folder, attribute, static_cast<int>(i), 1),
-                    "DBO_remove_from_attr");
-    require(context, OBJ_save(folder), "OBJ_save");
-    require(context, OBJ_refresh(folder, false), "OBJ_refresh");
-}
-
 // Cut an object off from those that hold it and delete it.
 void remove(const Context& context, const Row& row) {
     logical modifiable = false;
     require(context, OBJ_ask_if_modifiable(row.tag, &modifiable), "OBJ_ask_if_modifiable");
     if (!modifiable)
         throw CommandError("the object can't be changed by this user at the moment");
-    const Referrers referrers = referrersOf(context, row);
-    if (referrers.other)
-        throw CommandError(context.title(*referrers.other) + " refers to it");
-    for (const tag_t relation : referrers.relations)
-        require(context, REL_delete_relation(relation), "REL_delete_relation");
-    for (const tag_t folder : referrers.folders)
-        takeOutOfFolder(context, folder, row.tag);
+    const Referrers referrers = referrersOf(context, row.tag);
+    if (!referrers.others.empty())
+        throw CommandError(context.title(referrers.others.front()) + " refers to it");
+    cutOff(context, referrers, row.tag);
     require(context, OBJ_delete(row.tag), "OBJ_delete");
 }
 

@@ -124,6 +124,64 @@ int tail(Context& context, const Tail& wanted) {
     return kExitDone;
 }
 
+// ---- show ----
+
+struct WantedLog {
+    std::string run, object;
+};
+
+// The lines between two moments that name an object; those below a line that has no time of its own
+// belong to it. Empty texts ask for nothing.
+struct LogPart {
+    std::string from, to, name;
+    bool inside = true;  // the last line with a time
+
+    static bool hasTime(const std::string& line) {
+        constexpr std::size_t kTimeLength = 19;
+        return line.size() > kTimeLength && line[4] == '-' && line[7] == '-' && line[10] == ' ' &&
+               line[13] == ':' && line[16] == ':';
+    }
+    bool has(const std::string& line) {
+        if (!hasTime(line))
+            return inside;
+        const std::string second = line.substr(0, 19);
+        inside = (from.empty() || second >= from) && (to.empty() || second <= to) &&
+                 (name.empty() || line.find(name) != std::string::npos);
+        return inside;
+    }
+};
+
+int showLog(Context& context, const WantedLog& wanted) {
+    char* end = nullptr;
+    const long long number = std::strtoll(wanted.run.c_str(), &end, 10);
+    if (!wanted.run.empty() && (*end != '\0' || number <= 0))
+        throw CommandError("'" + wanted.run + "' is no number of a run", {}, kExitUsage);
+    const std::string log = context.logPath();
+    LogPart part;
+    if (!wanted.run.empty() || !wanted.object.empty())
+        context.open();
+    if (!wanted.run.empty()) {
+        const mervane::RunHead head = context.workbench().run(number);
+        part.from = head.began;
+        part.to = head.ended;
+    }
+    if (!wanted.object.empty())
+        part.name = context.label(context.object(wanted.object));
+    Json lines = Json::array();
+    bool any = false;
+    for (const std::string& file : {log + ".1", log}) {
+        std::ifstream in(pathOf(file), std::ios::binary);
+        any = any || in.is_open();
+        for (std::string line; std::getline(in, line);)
+            if (part.has(line))
+                showLine(context, lines, std::move(line));
+    }
+    if (!any)
+        throw CommandError("there is no log at " + log + " (no service has run yet?)");
+    context.document = {{"log", log}, {"lines", lines}};
+    return kExitDone;
+}
+
 std::string levelName(int level) {
     return kLevelNames[std::clamp(level, 0, 4)];
 }
@@ -165,6 +223,7 @@ void addLogVerbs(Verbs& verbs) {
     CLI::App* group = verbs.addGroup("log", "Show the log of services and set its level",
                                      "  keld log\n"
                                      "  keld log tail -n 50\n"
+                                     "  keld log show --run 7\n"
                                      "  keld log level 4\n",
                                      path);
     verbs.add(group, "path", "Show where the log lies", "  keld log path\n", path);
@@ -176,6 +235,18 @@ void addLogVerbs(Verbs& verbs) {
                                     [last](Context& context) { return tail(context, *last); });
     tail_verb->add_option("-n,--lines", last->lines, "number of lines")->capture_default_str();
     tail_verb->add_flag("-f,--follow", last->follow, "go on with the lines that are added");
+
+    auto part = std::make_shared<WantedLog>();
+    CLI::App* show_verb = verbs.add(
+        group, "show", "Show the log, or the part of a run or of an object",
+        "  keld log show --run 7\n"
+        "  keld log show --object 000123/A\n"
+        "Lines of a run are those from the second in which it began to the one in which it ended; "
+        "other\n"
+        "processes that wrote to the same log meanwhile stand among them.\n",
+        [part](Context& context) { return showLog(context, *part); });
+    show_verb->add_option("--run", part->run, "the lines from the begin of this run to its end");
+    show_verb->add_option("--object", part->object, "the lines that name this object");
 
     auto wanted = std::make_shared<std::optional<int>>();
     verbs

@@ -10,7 +10,7 @@
 #include "platform/mv_rel.h"
 #include "platform/mv_str.h"
 #include "tools/keld/host/context.h"
-#include "tools/keld/host/nearest.h"
+#include "tools/keld/host/known.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/stored_file.h"
@@ -155,7 +155,8 @@ int show(Context& context, const std::string& name) {
 }
 
 struct Find {
-    std::string pattern, type, owner;
+    std::string pattern = "*";
+    Filter filter;
     int limit = 100;
 };
 
@@ -163,27 +164,18 @@ int find(Context& context, const Find& wanted) {
     context.open();
     if (wanted.limit < 0)
         throw CommandError("--limit must not be negative", {}, kExitUsage);
-    if (!wanted.type.empty()) {
-        const std::vector<std::string> types = context.workbench().typeNames("");
-        if (std::find(types.begin(), types.end(), wanted.type) == types.end())
-            throw CommandError("there is no type '" + wanted.type + "'",
-                               nearest(wanted.type, types));
-    }
-    if (!wanted.owner.empty()) {
-        std::vector<std::string> users;
-        for (const auto& user : context.workbench().find({"", "User", "", 0}))
-            users.push_back(display(user.tag, "user_id"));
-        if (std::find(users.begin(), users.end(), wanted.owner) == users.end())
-            throw CommandError("there is no user '" + wanted.owner + "'",
-                               nearest(wanted.owner, users));
-    }
+    checkFilter(context, wanted.filter);
     // One more than wanted tells whether there are more.
     std::vector<mervane::Found> found;
     {
         const Progress progress("searching");
-        found = context.workbench().find(
-            {wanted.pattern, wanted.type, wanted.owner, wanted.limit > 0 ? wanted.limit + 1 : 0});
+        const Filter& filter = wanted.filter;
+        found = context.workbench().find({wanted.pattern, filter.type, filter.owner,
+                                          wanted.limit > 0 ? wanted.limit + 1 : 0, filter.status,
+                                          filter.checked_out, filter.checked_out_by});
     }
+    if (found.empty())
+        needStatus(context, wanted.filter.status);
     const bool more = wanted.limit > 0 && found.size() > static_cast<std::size_t>(wanted.limit);
     if (more)
         found.resize(static_cast<std::size_t>(wanted.limit));
@@ -225,12 +217,13 @@ void addLookVerbs(Verbs& verbs) {
     auto wanted = std::make_shared<Find>();
     CLI::App* verb = verbs.add(&verbs.app, "find", "Find objects by id or name",
                                "  keld find '0001*'\n"
-                               "  keld find '*pump*' --type ItemRevision --owner kelda --limit 0\n",
+                               "  keld find '*pump*' --type ItemRevision --owner kelda --limit 0\n"
+                               "  keld find --checked-out-by kelda\n"
+                               "  keld find --type ItemRevision --status none\n",
                                [wanted](Context& context) { return find(context, *wanted); });
-    verb->add_option("PATTERN", wanted->pattern, "id or name; * and ? are wildcards; case counts")
-        ->required();
-    verb->add_option("--type", wanted->type, "type or class, those below it included");
-    verb->add_option("--owner", wanted->owner, "user id of the owner");
+    verb->add_option("PATTERN", wanted->pattern,
+                     "id or name; * and ? are wildcards; case counts; everything if not given");
+    addFilterOptions(verb, wanted->filter);
     verb->add_option("--limit", wanted->limit, "at most so many; 0: all")->capture_default_str();
 }
 

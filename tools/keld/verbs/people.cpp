@@ -3,10 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <memory>
 
-#include "tools/keld/host/context.h"
+#include "tools/keld/host/deeds.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
-#include "tools/keld/host/run.h"
 
 namespace keld {
 
@@ -187,27 +186,54 @@ void addUsers(Verbs& verbs) {
 
 // ---- check-out ----
 
-int checkOut(Context& context, const std::string& name, const std::string& comment) {
-    context.open();
-    const tag_t object = context.object(name);
-    changeAll(context, {}, "checkout", context.label(object),
-              [&] { context.workbench().checkOut(object, comment); });
-    context.document = {{"object", context.label(object)},
-                        {"checked_out_by", display(object, "checked_out_user")}};
-    context.print("checked out " + context.title(object) + "\n");
-    return kExitDone;
+struct WantedCheckOut {
+    Many many;
+    std::string comment;
+    RunWish run;
+};
+
+void changeCheckOut(const Context& context, tag_t object, bool out, const std::string& comment) {
+    if (out)
+        context.workbench().checkOut(object, comment);
+    else
+        context.workbench().checkIn(object);
 }
 
-int checkIn(Context& context, const std::string& name) {
+int changeCheckOuts(Context& context, WantedCheckOut wanted, bool out) {
+    readNames(context, wanted.run, wanted.many, 0);
     context.open();
-    const tag_t object = context.object(name);
-    if (!checkedOut(object))
-        throw CommandError(context.title(object) + " is not checked out");
-    changeAll(context, {}, "checkin", context.label(object),
-              [&] { context.workbench().checkIn(object); });
-    context.document = {{"object", context.label(object)}, {"checked_out_by", ""}};
-    context.print("checked in " + context.title(object) + "\n");
-    return kExitDone;
+    Task task;
+    task.verb = out ? "checkout" : "checkin";
+    task.arguments = [&](const Strings& names) { return joined(names, " "); };
+    task.perform = [&](const std::string&, tag_t object) {
+        if (!out && !checkedOut(object))
+            throw CommandError(context.title(object) + " is not checked out");
+        return deed(context, wanted.run, object, [&](Deed& done) {
+            changeCheckOut(context, object, out, wanted.comment);
+            done.told = (out ? "checked out " : "checked in ") + context.title(object);
+            done.facts = {{"object", context.label(object)},
+                          {"checked_out_by", out ? display(object, "checked_out_user") : ""}};
+        });
+    };
+    return carryOutTask(context, wanted.run, wanted.many, task);
+}
+
+void addCheckOutVerb(Verbs& verbs, bool out) {
+    auto wanted = std::make_shared<WantedCheckOut>();
+    CLI::App* verb = verbs.add(
+        &verbs.app, out ? "checkout" : "checkin",
+        out ? "Check objects out, so that nobody else changes them" : "Check objects in again",
+        out ? "  keld checkout 000123/A --comment 'new bearing' --user kelda\n"
+              "  keld checkout 000123/A 000124/A --together\n"
+            : "  keld checkin 000123/A\n"
+              "  keld checkin --from names.txt\n",
+        [wanted, out](Context& context) { return changeCheckOuts(context, *wanted, out); });
+    verb->add_option("OBJECT", wanted->many.names,
+                     "what is checked " + std::string(out ? "out" : "in"));
+    if (out)
+        verb->add_option("--comment", wanted->comment, "why");
+    addManyOptions(verb, wanted->many);
+    addDeedOptions(verb, wanted->run);
 }
 
 }  // namespace
@@ -216,21 +242,8 @@ void addPeopleVerbs(Verbs& verbs) {
     addPreferences(verbs);
     addUsers(verbs);
 
-    auto object = std::make_shared<std::string>();
-    auto comment = std::make_shared<std::string>();
-    CLI::App* out = verbs.add(
-        &verbs.app, "checkout", "Check an object out, so that nobody else changes it",
-        "  keld checkout 000123/A --comment 'new bearing' --user kelda\n",
-        [object, comment](Context& context) { return checkOut(context, *object, *comment); });
-    out->add_option("OBJECT", *object)->required();
-    out->add_option("--comment", *comment, "why");
-
-    auto returned = std::make_shared<std::string>();
-    verbs
-        .add(&verbs.app, "checkin", "Check an object in again", "  keld checkin 000123/A\n",
-             [returned](Context& context) { return checkIn(context, *returned); })
-        ->add_option("OBJECT", *returned)
-        ->required();
+    addCheckOutVerb(verbs, true);
+    addCheckOutVerb(verbs, false);
 }
 
 }  // namespace keld

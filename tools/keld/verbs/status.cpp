@@ -7,7 +7,7 @@
 
 #include "platform/keld_se.h"
 #include "tools/keld/host/bom_lines.h"
-#include "tools/keld/host/context.h"
+#include "tools/keld/host/deeds.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/lint/config.h"
 #include "tools/keld/verbs/status_run.h"
@@ -201,6 +201,80 @@ int set(Context& context, const WantedStatus& wanted) {
     return run.exitCode();
 }
 
+// ---- set, for several objects ----
+
+std::string startTypeOf(const Context& context, const WantedStatus& wanted, tag_t start) {
+    return wanted.structure       ? kLineType
+           : !wanted.type.empty() ? wanted.type
+                                  : context.workbench().describe(start).type;
+}
+
+// The service for one of them. Inside a run for all, what it refuses is watched at once: later the
+// store isn't what it was then.
+Deed setOne(Context& context, const WantedStatus& wanted, tag_t start, bool watched) {
+    const std::string type = startTypeOf(context, wanted, start);
+    checkNames(context, wanted, type);
+    BomWindows windows(context);
+    const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
+    const std::string before = latestStatus(context, start);
+    const StatusRun status = runStatus(context, {wanted.status, type, object}, watched);
+    Deed done;
+    done.outcome = status.outcome;
+    const int number = status.outcome.status ? status.outcome.status : status.outcome.number;
+    const std::string now = latestStatus(context, start);
+    done.told = before == now
+                    ? "the status is " + (now.empty() ? "none" : now)
+                    : (now.empty() ? "none" : now) + ", was " + (before.empty() ? "none" : before);
+    if (watched && number != 0)
+        done.refusals = {explain(context, wanted, number, status.seen.last(), start)};
+    return done;
+}
+
+int setMany(Context& context, const WantedStatus& wanted, const Many& many) {
+    context.open();
+    Task task;
+    task.verb = "KELD_StatusManager";
+    task.configuration = statusConfigPath();
+    task.arguments = [&](const std::vector<std::string>& names) {
+        return "s:" + wanted.status + (wanted.structure ? " ls:" : " ts:") + joined(names, ",");
+    };
+    const auto of = [&](const std::string& name) {
+        WantedStatus one = wanted;
+        one.object = name;
+        return one;
+    };
+    task.perform = [&](const std::string& name, tag_t object) {
+        return setOne(context, of(name), object, many.together);
+    };
+    task.explain = [&](const std::string& name, tag_t object, const Deed& done) {
+        const WantedStatus one = of(name);
+        const int number = done.outcome.status ? done.outcome.status : done.outcome.number;
+        BomWindows windows(context);
+        const tag_t start = one.structure ? windows.topLine(name) : object;
+        const auto seen = watch(context, {one.status, startTypeOf(context, one, object), start});
+        return std::vector<Refusal>{explain(context, one, number, seen.last(), object)};
+    };
+    return carryOutMany(context, wanted.run, many, task);
+}
+
+int setAll(Context& context, WantedStatus wanted, Many many) {
+    if (many.names.size() < 2 && many.from.empty())
+        throw CommandError("expected OBJECT... STATUS (see keld status set --help)", {},
+                           kExitUsage);
+    wanted.status = many.names.back();
+    many.names.pop_back();
+    const bool one = many.from.empty() && many.names.size() == 1 && many.names.front() != "-";
+    if (!one)
+        readNames(context, wanted.run, many, 1);
+    if (many.names.size() != 1) {
+        if (wanted.run.visits)
+            throw CommandError("--visits is for one object", {}, kExitUsage);
+        return setMany(context, wanted, many);
+    }
+    wanted.object = many.names.front();
+    return set(context, wanted);
+}
+
 }  // namespace
 
 void addStatusVerbs(Verbs& verbs) {
@@ -216,13 +290,19 @@ void addStatusVerbs(Verbs& verbs) {
         ->required();
 
     auto wanted = std::make_shared<WantedStatus>();
+    auto many = std::make_shared<Many>();
     CLI::App* verb = verbs.add(
         group, "set", "Change the release status as keld_statusmanager.ini says",
         "  keld status set 000123/A Frozen --dry-run\n"
         "  keld status set 000123/A Frozen\n"
-        "  keld status set 000123/A Released --structure   # from the top line of its structure\n",
-        [wanted](Context& context) { return set(context, *wanted); });
-    addStatusArguments(verb, *wanted);
+        "  keld status set 000123/A Released --structure   # from the top line of its structure\n"
+        "  keld status set 000123/A 000124/A Frozen        # a run for each\n"
+        "  keld status set --from parts.txt Frozen --together\n",
+        [wanted, many](Context& context) { return setAll(context, *wanted, *many); });
+    verb->add_option("OBJECT", many->names, "objects, and behind them the target status")
+        ->required();
+    addStartOptions(verb, *wanted);
+    addManyOptions(verb, *many);
     addRunOptions(verb, wanted->run);
     addObjectionsVerb(verbs, group);
 }

@@ -17,6 +17,10 @@ void addStatusArguments(CLI::App* verb, WantedStatus& wanted) {
     verb->add_option("OBJECT", wanted.object)->required();
     verb->add_option("STATUS", wanted.status, "target status, with a section for the type")
         ->required();
+    addStartOptions(verb, wanted);
+}
+
+void addStartOptions(CLI::App* verb, WantedStatus& wanted) {
     CLI::Option* type = verb->add_option(
         "--type", wanted.type, "start type for the service; the object's own if not given");
     verb->add_flag("--structure", wanted.structure,

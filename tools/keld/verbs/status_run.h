@@ -19,6 +19,8 @@ struct WantedStatus {
 
 // OBJECT, STATUS, --type, --structure.
 void addStatusArguments(CLI::App* verb, WantedStatus& wanted);
+// --type, --structure.
+void addStartOptions(CLI::App* verb, WantedStatus& wanted);
 
 // Refusals of the service.
 inline constexpr int kNoPrivilege = 919401, kNotConfigured = 919402, kWrongPrevious = 919403,

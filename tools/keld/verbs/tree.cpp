@@ -10,6 +10,7 @@
 #include "platform/mv_rel.h"
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
+#include "tools/keld/host/known.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
@@ -23,6 +24,7 @@ struct Tree {
     std::string object;
     int depth = 0, limit = 0;  // 0: none
     bool relations = false;
+    Filter filter;
 };
 
 // One part of the tree: a BOM line with its revision, or an object alone.
@@ -37,6 +39,8 @@ public:
     // Every part is written when it is reached; what is below it follows from a list of those that
     // wait, so that neither depth nor repetition costs more than the parts themselves.
     void run(const Part& top) {
+        if (tree_.filter.any())
+            gather(top);
         std::optional<Progress> progress;
         if (!outputIsTerminal())
             progress.emplace("showing the structure", "part");
@@ -65,9 +69,38 @@ public:
     }
 
     bool more() const { return more_; }
+    std::size_t matching() const { return matching_; }
 
 private:
     bool full() const { return tree_.limit > 0 && shown_ >= static_cast<std::size_t>(tree_.limit); }
+
+    // Find the objects that the filter lets through, and those that lead to them.
+    void gather(const Part& top) {
+        const Progress progress("looking for parts that match");
+        struct Open {
+            tag_t object;
+            std::vector<Part> parts;
+            std::size_t next = 0;
+        };
+        std::vector<Open> open;
+        const auto enter = [&](const Part& part) {
+            if (leads_.try_emplace(part.object, matches(context_, tree_.filter, part.object))
+                    .second)
+                open.push_back({part.object, allBelow(part)});
+        };
+        enter(top);
+        while (!open.empty()) {
+            Open& at = open.back();
+            if (at.next > 0 && leads_[at.parts[at.next - 1].object])
+                leads_[at.object] = true;
+            if (at.next == at.parts.size())
+                open.pop_back();
+            else
+                enter(at.parts[at.next++]);
+        }
+        if (!leads_[top.object])
+            needStatus(context_, tree_.filter.status);
+    }
 
     // Write a part; gives what is to be shown below it.
     std::vector<Part> show(const Part& part, bool last) {
@@ -110,6 +143,13 @@ private:
     }
 
     std::vector<Part> partsBelow(const Part& part) {
+        std::vector<Part> parts = allBelow(part);
+        if (tree_.filter.any())
+            std::erase_if(parts, [&](const Part& below) { return !leads_[below.object]; });
+        return parts;
+    }
+
+    std::vector<Part> allBelow(const Part& part) {
         std::vector<Part> parts;
         if (part.line != NULLTAG) {
             for (const tag_t line : childLines(part.line))
@@ -149,7 +189,14 @@ private:
             }
             quantity = display(part.line, "bl_quantity");
         }
-        text += painted(Colour::Bold, context_.title(part.object)) + "  " + shown(found.name);
+        bool wanted = true;
+        if (tree_.filter.any()) {
+            wanted = found.name != "(gone)" && matches(context_, tree_.filter, part.object);
+            node["matches"] = wanted;
+            matching_ += wanted ? 1 : 0;
+        }
+        text += painted(wanted ? Colour::Bold : Colour::Dim, context_.title(part.object)) + "  " +
+                shown(found.name);
         if (!quantity.empty()) {
             node["quantity"] = quantity;
             text += "  x" + shown(quantity);
@@ -175,7 +222,8 @@ private:
     const Tree& tree_;
     TreeWriter writer_;
     std::unordered_map<tag_t, std::size_t> rooms_;  // levels that were shown below an object
-    std::size_t shown_ = 0;
+    std::unordered_map<tag_t, bool> leads_;  // to a part that the filter lets through, or is one
+    std::size_t shown_ = 0, matching_ = 0;
     bool more_ = false;
 };
 
@@ -185,22 +233,23 @@ int tree(Context& context, const Tree& wanted) {
         throw CommandError("--depth must not be negative", {}, kExitUsage);
     if (wanted.limit < 0)
         throw CommandError("--limit must not be negative", {}, kExitUsage);
+    checkFilter(context, wanted.filter);
     tag_t object = context.object(wanted.object);
     mervane::Workbench& workbench = context.workbench();
     const std::vector<std::string> items = workbench.typeNames("Item");
     const std::vector<std::string> revisions = workbench.typeNames("ItemRevision");
-    const auto isOf = [&](const std::vector<std::string>& types) {
+    const auto isAmong = [&](const std::vector<std::string>& types) {
         return std::find(types.begin(), types.end(), workbench.describe(object).type) !=
                types.end();
     };
-    if (isOf(items)) {
+    if (isAmong(items)) {
         tag_t latest = NULLTAG;
         require(context, ART_ask_latest_rev(object, &latest), "ART_ask_latest_rev");
         if (latest != NULLTAG)
             object = latest;
     }
     Walk walk(context, wanted);
-    if (isOf(revisions)) {
+    if (isAmong(revisions)) {
         const tag_t top = workbench.openBomWindow(object);
         walk.run({top, object});
         workbench.closeBomWindow(top);
@@ -209,6 +258,10 @@ int tree(Context& context, const Tree& wanted) {
     }
     if (walk.more())
         context.note("there are more; --limit 0 shows all");
+    if (wanted.filter.any())
+        context.note(walk.matching() == 0 ? std::string("no part matches")
+                                          : counted(walk.matching(), "part") + " of these match" +
+                                                (walk.matching() == 1 ? "es" : ""));
     return kExitDone;
 }
 
@@ -221,6 +274,7 @@ void addTreeVerb(Verbs& verbs) {
         "  keld tree 000123/A\n"
         "  keld tree 000123 --depth 2      # the latest revision\n"
         "  keld tree 000123 --relations    # with the objects related to each revision\n"
+        "  keld tree 000123 --status none  # parts without a status, and what leads to them\n"
         "What is below a part is shown where the part stands first; elsewhere it is \"as "
         "above\".\n",
         [wanted](Context& context) { return tree(context, *wanted); });
@@ -230,6 +284,7 @@ void addTreeVerb(Verbs& verbs) {
     verb->add_option("--limit", wanted->limit, "at most so many parts; 0: all")
         ->capture_default_str();
     verb->add_flag("--relations", wanted->relations, "show related objects too");
+    addFilterOptions(verb, wanted->filter);
 }
 
 }  // namespace keld

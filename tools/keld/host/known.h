@@ -1,0 +1,38 @@
+#pragma once
+
+// What a store knows: types, users, revisions of items; and which objects a filter lets through.
+
+#include <string>
+#include <vector>
+
+#include "tools/keld/host/context.h"
+
+namespace keld {
+
+// Whether the object's type is this one or below it.
+bool isOf(const Context& context, tag_t object, const char* type);
+// A revision, of an item its latest. Failure: CommandError for anything else.
+tag_t revisionNamed(const Context& context, const std::string& name);
+
+std::vector<std::string> knownUsers(const Context& context);
+// Failure: CommandError with the nearest names, for a name that the store doesn't know. `below`:
+// the type that it is to be, or be below.
+void needType(const Context& context, const std::string& type, const std::string& below);
+void needRelation(const Context& context, const std::string& type);
+void needUser(const Context& context, const std::string& id);
+
+// What `tree` and `find` show; empty texts ask for nothing.
+struct Filter {
+    std::string status, owner, type, checked_out_by;
+    bool checked_out = false;
+    bool any() const;
+};
+void addFilterOptions(CLI::App* verb, Filter& filter);
+// Failure: CommandError for a type or user that the store doesn't know.
+void checkFilter(const Context& context, const Filter& filter);
+bool matches(const Context& context, const Filter& filter, tag_t object);
+// Failure: CommandError with the nearest names, if neither an object nor the configuration has a
+// status of this name.
+void needStatus(const Context& context, const std::string& status);
+
+}  // namespace keld

@@ -1,0 +1,14 @@
+#pragma once
+
+// What keld help tells beside the verbs.
+
+#include <string>
+#include <vector>
+
+namespace keld {
+
+std::vector<std::string> topicNames();
+// Empty: there is no such topic.
+std::string topicText(const std::string& name);
+
+}  // namespace keld
