@@ -49,3 +49,10 @@ build_preset() {
         cmake --build "build/$preset" >&2
     fi
 }
+
+# Which one of so many shares this commit takes; commits that follow each other take different ones.
+share_of_commit() {
+    local commits
+    commits=$(git rev-list --count --first-parent HEAD 2>/dev/null || echo 0)
+    echo "$((commits % $1 + 1))/$1"
+}

@@ -92,6 +92,7 @@ const std::vector<Verb>& verbs() {
          {"status", "set", "000101/A", "Frozen", "--as-server"},
          Sort::Steps,
          has({"\"Frozen\""})},
+        {"apply", {"apply", "plan.json"}, Sort::Whole, has({"\"Frozen\""})},
         {"runs undo", {"runs", "undo", "6"}, Sort::Whole, has({"\"000203\""})},
         {"copy-attr", {"copy-attr", "000200", "000201"}, Sort::Whole, hasNot("\"other\"")},
         {"delete-check",
