@@ -129,7 +129,7 @@ std::vector<ManyRow> rowsFor(const Context& context, const std::vector<std::stri
             }
         } catch (const CommandError& error) {
             row.outcome = kUnknown;
-            row.told = "there is no such object" + didYouMean(error.suggestions);
+            row.told = "there is no such object." + didYouMean(error.suggestions);
             row.open = false;
         } catch (const mervane::Failure& failure) {
             row.outcome = kUnknown;

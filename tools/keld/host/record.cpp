@@ -107,6 +107,9 @@ void RecordReader::addObject(const RunEntry& entry) {
     for (const mervane::RunValue& value : entry.values) {
         if (isBookkeeping(value.attribute))
             continue;
+        // A later run may have deleted the status that this one made.
+        if (entry.change == RunChange::ObjectMade && value.attribute == "name")
+            status_names_[entry.object] = textOf(value.after);
         if (value.attribute == kStatuses)
             addStatuses(entry, value);
         const auto known = std::find_if(
