@@ -20,8 +20,8 @@ struct Refusal {
     std::string operation;       // the platform call that failed; empty: a rule of the service
 };
 
-// The refusal of an object (NULLTAG: of none) that a service came to from `start`, with its rule and
-// holder; what was found and what would be allowed is the caller's.
+// The refusal of an object (NULLTAG: of none) that a service came to from `start`, with its rule
+// and holder; what was found and what would be allowed is the caller's.
 Refusal refusalOf(const Context& context, int status, tag_t object, tag_t start);
 // The platform call that failed is told as what was found.
 struct Outcome;

@@ -35,9 +35,8 @@ Record partOf(const Context& context, std::int64_t number, tag_t object) {
     const mervane::RunHead head = context.workbench().run(number);
     RecordReader reader(context);
     context.workbench().readRun(number, [&](const mervane::RunEntry& entry) {
-        const bool status_gone =
-            entry.change == mervane::RunChange::ObjectDeleted && entry.type == "ReleaseStatus";
-        if (entry.object == object || status_gone)
+        // Statuses that were made or deleted then tell their names.
+        if (entry.object == object || entry.type == "ReleaseStatus")
             reader.add(entry);
     });
     return reader.take(head);
