@@ -10,8 +10,9 @@ verbs=$("$keld" --help | awk '/^Subcommands:/ {on = 1; next} /^$/ {on = 0} on {p
 diff <(sort <<<"$page") <(sort <<<"$verbs") >&2 ||
     { echo "docs/man/keld.1 (<) and keld --help (>) name different verbs" >&2; result=1; }
 options=$("$keld" --help | sed -n 's/^  --\([a-z-]*\).*/\1/p')
+manual=$(sed 's/\\//g' "$source/docs/man/keld.1")
 for option in $options; do
-    sed 's/\\//g' "$source/docs/man/keld.1" | grep -qE "^\.(B|BI) --$option( |$)" ||
+    grep -qE "^\.(B|BI) --$option( |$)" <<<"$manual" ||
         { echo "docs/man/keld.1 does not name --$option" >&2; result=1; }
 done
 for page in keld.1 keld_statusmanager.ini.5; do
