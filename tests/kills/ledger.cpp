@@ -131,7 +131,9 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
         if (at == known_.end() || at->second.shared)
             continue;
         const Stored found = storedOf(store, tag);
-        const bool is_in = found.version == at->second.stored.version + saves;
+        // Of the saves some may have gone back within the transaction.
+        const std::int64_t more = found.version - at->second.stored.version;
+        const bool is_in = more > 0 && more <= saves;
         tell(is_in, " " + shown(tag));
         if (is_in)
             at->second.stored = found;
