@@ -78,7 +78,9 @@ void Ledger::hear(Running& worker, const std::string& line) {
 std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known) const {
     const Stored found = storedOf(store, tag);
     if (known.gone)
-        return found.version == 0 ? "" : shown(tag) + " is there, its deletion was acknowledged";
+        return found.version == 0
+                   ? ""
+                   : "lost: " + shown(tag) + " is there, its deletion was acknowledged";
     if (found.version == 0)
         return "lost: " + shown(tag) + " isn't there, its save was acknowledged";
     if (found.version < known.stored.version)
