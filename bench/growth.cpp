@@ -164,7 +164,9 @@ double showTree(int levels) {
 double runWithRights(int rights) {
     const tag_t top = flatTop(2000);
     for (int i = 0; i < rights; ++i)
-        bench().addRight({"user", "infodba", "type", name("Type", i), "WRITE", true});
+        bench().addRight({"user", "infodba", "object",
+                          std::to_string(bench().resolve(name("p", i % 2000 + 1))),
+                          i < 2000 ? "WRITE" : "READ", true});
     return cpuSeconds([&] { runStatus(top, "Frozen"); });
 }
 

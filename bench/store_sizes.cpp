@@ -67,7 +67,7 @@ public:
         whole("load", {"load", world.string()});
         fs::remove(world);
         runProgram(words({"prefs", "set", "KELD_DELBackupTopDirCentral", directory_.string()}));
-        each("groups", 0, [](const std::string&) { return Words{"groups"}; });
+        each("users", 0, [](const std::string&) { return Words{"users"}; });
         each("show", 0, [](const std::string& part) { return Words{"show", part + "/A"}; });
         each("find by id", 0, [](const std::string& part) { return Words{"find", part}; });
         each("status set", 1, [](const std::string& part) {

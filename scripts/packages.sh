@@ -38,11 +38,11 @@ need_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# Configure a preset if it isn't yet, and build the targets (all without arguments).
+# Configure a preset if it isn't yet as it is now, and build the targets (all without arguments).
 build_preset() {
     local preset=$1
     shift
-    [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
+    [ "build/$preset/build.ninja" -nt CMakePresets.json ] || cmake --preset "$preset" >/dev/null
     if [ $# -gt 0 ]; then
         cmake --build "build/$preset" --target "$@" >&2
     else
