@@ -147,6 +147,7 @@ void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);
 void addRunsVerbs(Verbs& verbs);
 void addApplyVerb(Verbs& verbs);
+void addConfigVerbs(Verbs& verbs);
 
 // Standard output goes to standard error for as long as this lives; or to a file. Where standard
 // error is a terminal, it is kept in a file and told at the end, with controls as escapes.
