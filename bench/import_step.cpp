@@ -1,8 +1,6 @@
 // What an import of a STEP file costs: time and peak memory of a process of its own, for files that
 // grow by geometry and for files that grow by products.
 
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
@@ -12,26 +10,20 @@
 #include <fstream>
 #include <string>
 
+#include "bench/child.h"
 #include "tests/support/step_generator.h"
 #include "workbench/workbench.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
 
-[[noreturn]] void importInChild(const std::string& file, const std::string& store) {
-    try {
-        mervane::Workbench* workbench = mervane_workbench();
-        workbench->createStore(store);
-        workbench->openSession(workbench->openStore(store), {});
-        std::ifstream in(file, std::ios::binary);
-        workbench->importStep(in, file);
-        ::_exit(0);
-    } catch (const std::exception& failure) {
-        fprintf(stderr, "%s\n", failure.what());
-        ::_exit(1);
-    }
+void importFile(const std::string& file, const std::string& store) {
+    mervane::Workbench* workbench = mervane_workbench();
+    workbench->createStore(store);
+    workbench->openSession(workbench->openStore(store), {});
+    std::ifstream in(file, std::ios::binary);
+    workbench->importStep(in, file);
 }
 
 void measure(const fs::path& directory, const keld_test::StepShape& shape) {
@@ -40,21 +32,11 @@ void measure(const fs::path& directory, const keld_test::StepShape& shape) {
     std::ofstream out(file, std::ios::binary);
     const keld_test::StepCounts counts = keld_test::writeStep(out, shape);
     out.close();
-    const auto start = Clock::now();
-    const pid_t child = ::fork();
-    if (child == 0)
-        importInChild(file, store);
-    int status = 0;
-    rusage used{};
-    if (child < 0 || ::wait4(child, &status, 0, &used) != child || status != 0) {
-        fprintf(stderr, "the import failed\n");
-        exit(1);
-    }
-    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    const bench_child::Spent spent = bench_child::inChild([&] { importFile(file, store); });
     const double megabytes = static_cast<double>(counts.bytes) / (1 << 20);
     printf("%8.1f MB %8d products %8d usages %8.2f s %8.1f MB/s %8.0f products/s %8.1f MB peak\n",
-           megabytes, counts.products, counts.usages, seconds, megabytes / seconds,
-           counts.products / seconds, static_cast<double>(used.ru_maxrss) / 1024);
+           megabytes, counts.products, counts.usages, spent.seconds, megabytes / spent.seconds,
+           counts.products / spent.seconds, static_cast<double>(spent.kilobytes) / 1024);
     fflush(stdout);
     for (const auto& entry : fs::directory_iterator(directory))
         fs::remove_all(entry.path());

@@ -1,8 +1,6 @@
 // What runs cost: a status run over a durable store, as the server with and without a record,
 // whole and rehearsed; and one object's status in stores of different sizes.
 
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +15,7 @@
 #include <utility>
 #include <vector>
 
+#include "bench/child.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "workbench/workbench.h"
@@ -26,6 +25,7 @@ namespace {
 using namespace mervane;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
+using bench_child::inChild;
 
 Workbench& bench() {
     return *mervane_workbench();
@@ -35,25 +35,6 @@ double seconds(const std::function<void()>& body) {
     const auto start = Clock::now();
     body();
     return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-// Runs the body in a process of its own, so that its memory is its own; gives its peak in KB.
-long inChild(const std::function<void()>& body) {
-    fflush(stdout);
-    const pid_t child = fork();
-    if (child == 0) {
-        body();
-        fflush(stdout);
-        _exit(0);
-    }
-    int status = 0;
-    rusage usage{};
-    wait4(child, &status, 0, &usage);
-    if (status != 0) {
-        fprintf(stderr, "a measurement failed\n");
-        exit(1);
-    }
-    return usage.ru_maxrss;
 }
 
 // Parts with a dataset each, in documents of limited size and a session for each, so that memory
@@ -216,24 +197,25 @@ double median(std::vector<double> all) {
 void measureOne(const fs::path& directory, int parts) {
     const std::string path = (directory / ("one" + std::to_string(parts))).string();
     inChild([&] { makeStore(path, parts, false); });
-    const long peak = inChild([&] {
-        std::vector<double> all, set;
-        constexpr int kTimes = 31;
-        for (int i = 1; i <= kTimes; ++i)
-            all.push_back(seconds([&] {
-                const auto store = bench().openStore(path);
-                bench().openSession(store, {});
-                const tag_t revision = bench().resolve(std::to_string(i * (parts / 40)) + "/A");
-                set.push_back(seconds([&] {
-                    bench().beginRun({RunWay::Whole, "KELD_StatusManager", "", "", ""});
-                    runLibrary(revision, "ItemRevision");
-                    bench().endRun({}, true, nullptr);
+    const long peak =
+        inChild([&] {
+            std::vector<double> all, set;
+            constexpr int kTimes = 31;
+            for (int i = 1; i <= kTimes; ++i)
+                all.push_back(seconds([&] {
+                    const auto store = bench().openStore(path);
+                    bench().openSession(store, {});
+                    const tag_t revision = bench().resolve(std::to_string(i * (parts / 40)) + "/A");
+                    set.push_back(seconds([&] {
+                        bench().beginRun({RunWay::Whole, "KELD_StatusManager", "", "", ""});
+                        runLibrary(revision, "ItemRevision");
+                        bench().endRun({}, true, nullptr);
+                    }));
+                    bench().closeStore(store);
                 }));
-                bench().closeStore(store);
-            }));
-        printf("%9d items: %7.2f ms with opening, %6.2f ms the run", parts, median(all) * 1e3,
-               median(set) * 1e3);
-    });
+            printf("%9d items: %7.2f ms with opening, %6.2f ms the run", parts, median(all) * 1e3,
+                   median(set) * 1e3);
+        }).kilobytes;
     printf(", peak %.1f MB\n", static_cast<double>(peak) / 1024);
 }
 

@@ -35,7 +35,8 @@ set(keld_pc_libraries "-lkeld_se -lkeld_qsktool -lkeld_basetool")
 
 if(KELD_WORKBENCH)
   keld_install_library(mervane tools)
-  install(FILES workbench/workbench.h workbench/run.h workbench/values.h DESTINATION ${keld_headers}/workbench COMPONENT development)
+  install(FILES workbench/workbench.h workbench/journal.h workbench/run.h workbench/values.h
+          DESTINATION ${keld_headers}/workbench COMPONENT development)
   if(NOT WIN32)
     # The second one is that of the build tree, where it isn't the same.
     set(keld_run_path "$ORIGIN/${keld_bin_to_lib}" "$ORIGIN/../lib")

@@ -15,7 +15,11 @@ if(KELD_SANITIZE)
   # A report ends the program, so that no test passes over one.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all)
   add_link_options(-fsanitize=address,undefined)
+  # What the address sanitizer reports, too, or what can't happen here, for a third of the time to compile.
+  set(keld_few_checks -fno-sanitize=null,alignment,object-size,vptr)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # A call for each check compiles in two thirds of the time of a check on the spot.
+    list(APPEND keld_few_checks --param=asan-instrumentation-with-call-threshold=0)
     # The checks name their places by a million addresses, which a program of a fixed place has ready.
     add_link_options($<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:-no-pie>)
   endif()

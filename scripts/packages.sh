@@ -38,14 +38,21 @@ need_packages() {
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# Configure a preset if it isn't yet, and build the targets (all without arguments).
+# Configure a preset if it isn't yet as it is now, and build the targets (all without arguments).
 build_preset() {
     local preset=$1
     shift
-    [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >/dev/null
+    [ "build/$preset/build.ninja" -nt CMakePresets.json ] || cmake --preset "$preset" >/dev/null
     if [ $# -gt 0 ]; then
         cmake --build "build/$preset" --target "$@" >&2
     else
         cmake --build "build/$preset" >&2
     fi
+}
+
+# Which one of so many shares this commit takes; commits that follow each other take different ones.
+share_of_commit() {
+    local commits
+    commits=$(git rev-list --count --first-parent HEAD 2>/dev/null || echo 0)
+    echo "$((commits % $1 + 1))/$1"
 }

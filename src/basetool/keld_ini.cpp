@@ -8,6 +8,7 @@ namespace {
 
 struct CachedFile {
     keld_os::FileState m_state;
+    keld_os::WatchedFile m_watched;
     bool m_bSettled = false;
     CKELD_IniContent m_content;
 };
@@ -120,8 +121,7 @@ const CKELD_IniContent* KELD_ReadIniFile(const char* szPath) {
     auto it = pCache->find(std::string_view(szPath));
     if (it != pCache->end()) {
         CachedFile& file = it->second;
-        keld_os::FileState now;
-        if (file.m_bSettled && keld_os::GetFileState(szPath, &now) && now == file.m_state)
+        if (file.m_bSettled && file.m_watched.Is(szPath, file.m_state))
             return &file.m_content;
     }
     std::string sText;
@@ -131,12 +131,12 @@ const CKELD_IniContent* KELD_ReadIniFile(const char* szPath) {
             pCache->erase(it);
         return nullptr;
     }
-    CachedFile file;
+    CKELD_IniContent content;
+    content.Parse(sText);
+    CachedFile& file = it != pCache->end() ? it->second : (*pCache)[szPath];
+    file.m_watched.Release();
     file.m_state = state;
     file.m_bSettled = IsSettled(state);
-    file.m_content.Parse(sText);
-    if (it == pCache->end())
-        it = pCache->try_emplace(szPath).first;
-    it->second = std::move(file);
-    return &it->second.m_content;
+    file.m_content = std::move(content);
+    return &file.m_content;
 }

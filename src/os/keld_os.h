@@ -93,6 +93,30 @@ struct FileState {
 // Read a whole regular file with the state that it had when it was read. False: it can't be read.
 [[nodiscard]] bool ReadFile(const char* szPath, std::string* pContent, FileState* pState);
 
+// Tells whether the file at a path is still as it was, for less than GetFileState: while the
+// system's coarse clock stands still it looks at the file that it holds open, whose state shows a
+// change, a removal and a replacement, and else at the path. Where an open file would be in the way
+// of who replaces it, it looks at the path each time.
+class WatchedFile {
+public:
+    WatchedFile() = default;
+    WatchedFile(const WatchedFile&) = delete;
+    WatchedFile& operator=(const WatchedFile&) = delete;
+    ~WatchedFile() { Release(); }
+
+    // Whether the path leads to a file of this state. The path is the same at each call.
+    [[nodiscard]] bool Is(const char* szPath, const FileState& state);
+    void Release();
+
+private:
+    void Hold(const char* szPath, const FileState& state);
+
+    static constexpr int iClosed = -1;
+    int m_iFile = iClosed;
+    std::int64_t m_llTick = 0;       // of the last look at the path
+    std::int64_t m_llChangedNs = 0;  // when the file's links, rights or content changed last
+};
+
 // A file that several processes append to: each Write arrives in one piece behind what is there.
 class AppendFile {
 public:

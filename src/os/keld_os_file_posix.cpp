@@ -166,6 +166,72 @@ bool GetFileState(const char* szPath, FileState* pState) {
     return true;
 }
 
+namespace {
+
+std::int64_t Nanoseconds(const timespec& time) {
+    return static_cast<std::int64_t>(time.tv_sec) * 1000000000 + time.tv_nsec;
+}
+
+std::int64_t Ticks(clockid_t clock) {
+    timespec now{};
+    (void)clock_gettime(clock, &now);
+    return Nanoseconds(now);
+}
+
+// A change that follows another one within a step of the system's clock has the same time.
+constexpr std::int64_t llStepNs = 100000000;
+
+// Programs have few settings files; who reads more has them looked up by their paths.
+constexpr int iMostHeld = 8;
+int iHeld = 0;
+
+}  // namespace
+
+bool WatchedFile::Is(const char* szPath, const FileState& state) {
+    const std::int64_t llTick = Ticks(CLOCK_MONOTONIC_COARSE);
+    struct stat status {};
+    if (m_iFile != iClosed) {
+        // A host that closes what it doesn't know may have another file under this number by now.
+        const bool bOurs = fstat(m_iFile, &status) == 0 && status.st_dev == state.m_ullDevice &&
+                           status.st_ino == state.m_ullId;
+        if (bOurs && llTick == m_llTick && Nanoseconds(status.st_ctim) == m_llChangedNs)
+            return true;
+        if (!bOurs) {
+            m_iFile = iClosed;
+            --iHeld;
+        }
+    }
+    Release();
+    if (szPath == nullptr || stat(szPath, &status) != 0 || !S_ISREG(status.st_mode) ||
+        !(StateOf(status) == state))
+        return false;
+    m_llTick = llTick;
+    m_llChangedNs = Nanoseconds(status.st_ctim);
+    if (iHeld < iMostHeld && m_llChangedNs < Ticks(CLOCK_REALTIME_COARSE) - llStepNs)
+        Hold(szPath, state);
+    return true;
+}
+
+void WatchedFile::Hold(const char* szPath, const FileState& state) {
+    const int iFile = OpenRegular(szPath, O_RDONLY);
+    if (iFile == -1)
+        return;
+    m_iFile = iFile;
+    ++iHeld;
+    // Another one may have come to the path meanwhile.
+    struct stat status {};
+    if (fstat(m_iFile, &status) != 0 || !(StateOf(status) == state))
+        Release();
+}
+
+void WatchedFile::Release() {
+    if (m_iFile == iClosed)
+        return;
+    close(m_iFile);
+    m_iFile = iClosed;
+    --iHeld;
+}
+
 bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
     const int iFile = szPath != nullptr ? OpenRegular(szPath, O_RDONLY) : -1;
     if (iFile == -1)

@@ -242,6 +242,14 @@ bool GetFileState(const char* szPath, FileState* pState) {
     return bKnown;
 }
 
+bool WatchedFile::Is(const char* szPath, const FileState& state) {
+    FileState now;
+    return GetFileState(szPath, &now) && now == state;
+}
+
+void WatchedFile::Release() {
+}
+
 bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
     const HANDLE hFile = OpenHandle(szPath, GENERIC_READ, OPEN_EXISTING, 0);
     if (hFile == INVALID_HANDLE_VALUE)

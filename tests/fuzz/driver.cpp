@@ -45,8 +45,9 @@ __attribute__((used, visibility("default"))) const char* __ubsan_default_options
 
 namespace {
 
-constexpr const char* target = KELD_FUZZ_TARGET;
-constexpr const char* failed_path = "fuzz_" KELD_FUZZ_TARGET "-failed.bin";
+const char* const target = fuzz_target;
+const std::string failed_name = std::string("fuzz_") + target + "-failed.bin";
+const char* const failed_path = failed_name.c_str();
 constexpr unsigned longest_seconds = 60;
 
 struct Options {
@@ -240,7 +241,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     const std::filesystem::path folder = KELD_SOURCE_DIR "/tests/fuzz";
-    const std::vector<std::string> corpus = readCorpus(folder / "corpus" / KELD_FUZZ_CORPUS);
+    const std::vector<std::string> corpus = readCorpus(folder / "corpus" / fuzz_corpus);
     fuzz::Mutator mutator(options.seed, options.most, corpus,
                           readWords(folder / "words" / (std::string(target) + ".dict")));
     std::size_t done = 0;

@@ -19,6 +19,10 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 int LLVMFuzzerInitialize(int* argc, char*** argv);
 }
 
+// Of the program, for the driver: its name and the corpus's (target.cpp).
+extern const char* const fuzz_target;
+extern const char* const fuzz_corpus;
+
 namespace fuzz {
 
 // A property of the target: if it doesn't hold, say so and end.

@@ -205,7 +205,8 @@ private:
         const bool partly = result.err.find("can't be opened") != std::string::npos &&
                             (result.out.starts_with("copied ") || result.out.starts_with("wrote "));
         if (verb.sort == Sort::Outside && !partly) {
-            const auto left = sandbox_.namesBut({"keld.", "more.json", "loaded.json", "backups"});
+            const auto left =
+                sandbox_.namesBut({"keld.", "more.json", "loaded.json", "plan.json", "backups"});
             if (!left.empty())
                 problem(verb, at, left.front() + " is left", result);
         }

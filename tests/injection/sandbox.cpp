@@ -74,7 +74,8 @@ Sandbox::Sandbox() : root_(roomFor()) {
         {"prefs", "set", "KELD_DELBackupTopDirCentral", path("backups")},
         {"prefs", "set", "KELD_CopyAttributes_WSO", "--", "ItemRevision;object_name"},
         {"prefs", "set", "KELD_CopyAttributes_Relation", "--", "Item;revision_list;ItemRevision"},
-        {"rename", "000203", "--to", "000204"}};
+        {"rename", "000203", "--to", "000204"},
+        {"status", "set", "000101/A", "Frozen", "--dry-run", "--plan", "plan.json"}};
     for (const auto& step : steps) {
         const Result result = runKeld(directory(), step);
         if (result.exit_code != 0)

@@ -85,9 +85,6 @@ protected:
                  {"MERVANE_STORE", "KELD_CFG_PATH", "KELD_LOG_FILE", "KELD_LOG_LEVEL",
                   "MERVANE_JOURNAL", "MERVANE_FAULTS", "KELD_LOG_MAX_MB", "COLUMNS"})
                 unsetenv(name);
-            // Leaks are looked for where the documents' commands are run, with every verb among
-            // them.
-            setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
             for (const auto& [name, value] : environment_)
                 setenv(name.c_str(), value.c_str(), 1);
             if (chdir(directory_.c_str()) != 0 || !freopen(out.c_str(), "w", stdout) ||

@@ -78,7 +78,9 @@ void Ledger::hear(Running& worker, const std::string& line) {
 std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known) const {
     const Stored found = storedOf(store, tag);
     if (known.gone)
-        return found.version == 0 ? "" : shown(tag) + " is there, its deletion was acknowledged";
+        return found.version == 0
+                   ? ""
+                   : "lost: " + shown(tag) + " is there, its deletion was acknowledged";
     if (found.version == 0)
         return "lost: " + shown(tag) + " isn't there, its save was acknowledged";
     if (found.version < known.stored.version)
@@ -131,7 +133,9 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
         if (at == known_.end() || at->second.shared)
             continue;
         const Stored found = storedOf(store, tag);
-        const bool is_in = found.version == at->second.stored.version + saves;
+        // Of the saves some may have gone back within the transaction.
+        const std::int64_t more = found.version - at->second.stored.version;
+        const bool is_in = more > 0 && more <= saves;
         tell(is_in, " " + shown(tag));
         if (is_in)
             at->second.stored = found;

@@ -275,8 +275,9 @@ public:
             expect(DST_delete_all_dataset_revs(dataset_), "DST_delete_all_dataset_revs");
             dataset_ = datasetWithFile(numbered(number));
         } else {
-            dataset_ = bench().createDatasetVersion(dataset_);
-            bench().addFile(dataset_, "Text", directory_ + "/notes.txt", "more.txt");
+            // Of the first one each time: a version that was rehearsed is gone.
+            const tag_t version = bench().createDatasetVersion(dataset_);
+            bench().addFile(version, "Text", directory_ + "/notes.txt", "more.txt");
         }
     }
 
@@ -367,6 +368,8 @@ void useWorld(const std::string& directory) {
     ::setenv("KELD_CFG_PATH", directory.c_str(), 1);
     ::setenv("KELD_LOG_FILE", (directory + "/keld.log").c_str(), 1);
     ::setenv("KELD_LOG_LEVEL", "2", 0);
+    // Many write at once here, on a machine that may have other work.
+    ::setenv("MERVANE_WAIT_MS", "60000", 0);
     ::setenv("MV_TMP_DIR", directory.c_str(), 1);
     ::setenv("TEMP", directory.c_str(), 1);
 }

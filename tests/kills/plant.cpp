@@ -69,7 +69,7 @@ std::vector<std::string> Plant::takeLocks(const std::set<std::int64_t>& objects,
     for (const std::int64_t object : objects) {
         const auto tag = static_cast<tag_t>(object);
         ERR_clear_errors();
-        if (const int status = OBJ_lock(tag); status != 0) {
+        if (const int status = OBJ_refresh(tag, true); status != 0) {
             const auto stack = bench().errorStack();
             const std::string text = stack.empty() ? "" : stack.back().text;
             bool lives = false;

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
+#include <thread>
 
 #include "os/keld_os.h"
 
@@ -14,6 +16,7 @@ namespace fs = std::filesystem;
 
 static bool streams_refused = false;
 static int interruptions = 0;
+static std::function<bool()> before_opening;  // false: the file can't be opened
 
 // The linker puts these in the places of the C library's own.
 extern "C" FILE* __real_fdopen(int file, const char* mode);
@@ -32,6 +35,16 @@ extern "C" ssize_t __wrap_read(int file, void* out, std::size_t size) {
         return -1;
     }
     return __real_read(file, out, size);
+}
+
+extern "C" int __real_open(const char* path, int flags, ...);
+extern "C" int __wrap_open(const char* path, int flags, ...) {
+    const auto before = before_opening;
+    if (before && !before()) {
+        errno = EMFILE;
+        return -1;
+    }
+    return __real_open(path, flags, 0666);
 }
 
 namespace {
@@ -70,4 +83,35 @@ TEST_F(OsRefusal, ReadingGoesOnBehindASignal) {
     ASSERT_TRUE(keld_os::ReadFile(path().c_str(), &text, &state));
     EXPECT_EQ(text, "content");
     EXPECT_EQ(interruptions, 0);
+}
+
+TEST_F(OsRefusal, AWatchedFileThatCantBeOpenedIsLookedAtByItsPath) {
+    keld_os::FileState state;
+    ASSERT_TRUE(keld_os::GetFileState(path().c_str(), &state));
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    keld_os::WatchedFile file;
+    int asked = 0;
+    before_opening = [&] { return ++asked == 0; };
+    EXPECT_TRUE(file.Is(path().c_str(), state));
+    before_opening = nullptr;
+    EXPECT_EQ(asked, 1);
+    fs::remove(path());
+    EXPECT_FALSE(file.Is(path().c_str(), state));
+}
+
+TEST_F(OsRefusal, AWatchedFileThatIsReplacedWhileItIsOpenedIsNotHeld) {
+    keld_os::FileState state;
+    ASSERT_TRUE(keld_os::GetFileState(path().c_str(), &state));
+    std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    keld_os::WatchedFile file;
+    const auto open = openFiles();
+    before_opening = [&] {
+        before_opening = nullptr;
+        std::ofstream(path() + ".new") << "another";
+        fs::rename(path() + ".new", path());
+        return true;
+    };
+    EXPECT_TRUE(file.Is(path().c_str(), state));
+    EXPECT_EQ(openFiles(), open);
+    EXPECT_FALSE(file.Is(path().c_str(), state));
 }

@@ -122,12 +122,27 @@ TEST_F(FormValueLimits, ALongFormatOfTheSettingsIsCutAt99Characters) {
     EXPECT_THAT(world.lines("W"), ElementsAre("Text cut to 99 characters: cVaneProp"));
 }
 
+namespace {
+
+// The short ones, and those about each size that a buffer has.
+std::vector<std::size_t> lengthsAboutLimits() {
+    std::vector<std::size_t> all;
+    for (std::size_t length = 0; length <= 40; ++length)
+        all.push_back(length);
+    for (const std::size_t limit : {64, 99, 128, 132, 199, 240, 256, 512, 1024})
+        for (std::size_t length = limit - 3; length <= limit + 3; ++length)
+            all.push_back(length);
+    return all;
+}
+
+}  // namespace
+
 // Names, values and lists around every limit; the sanitizers watch.
 TEST_F(FormValueLimits, TextsOfEveryLengthOverrunNothing) {
     KELD_SetLogLevel(0);
     for (const char* type : {"Value", "Prop", "PropMF", "UserId", "UserName", "Group", "Str_Date",
                              "Del_Date", "Date_Date", "None"}) {
-        for (std::size_t length = 0; length <= 1100; length += length < 260 ? 1 : 61) {
+        for (const std::size_t length : lengthsAboutLimits()) {
             for (const std::string& config :
                  {std::string(length, 'p'), "user_data_1=" + std::string(length, 'v'),
                   std::string(length, '='), std::string(length, ';'),

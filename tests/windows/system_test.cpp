@@ -127,7 +127,8 @@ TEST_F(WindowsSystem, KeepsBothPiecesThatTwoAppend) {
     EXPECT_EQ(3U, one.Write("1\r\n", 3));
     EXPECT_EQ(3U, other.Write("2\r\n", 3));
     EXPECT_EQ(3U, one.Write("3\r\n", 3));
-    one.Lock();
+    EXPECT_TRUE(one.Lock());
+    EXPECT_FALSE(other.Lock());
     // The lock lies behind the content: it can be read and written all the same.
     EXPECT_EQ(3U, other.Write("4\r\n", 3));
     EXPECT_EQ(bytesOf(path("log")), "1\r\n2\r\n3\r\n4\r\n");

@@ -31,7 +31,6 @@ public:
     // Take the lock; the owner if another living session holds it.
     virtual std::optional<LockOwner> take(std::int64_t session, tag_t object) = 0;
     virtual void release(std::int64_t session, tag_t object) = 0;
-    virtual void releaseAll(std::int64_t session) = 0;
     // The living session that holds the lock, whichever it is.
     virtual std::optional<LockOwner> owner(tag_t object) = 0;
     // Keep a number for the ids that this session chooses until it ends; false if another living
