@@ -140,7 +140,9 @@ TEST_P(Document, ShowsWhatItsCommandsPrint) {
     EXPECT_EQ(run(steps), "");
 }
 
-INSTANTIATE_TEST_SUITE_P(Console, Document, testing::Values("README.md", "docs/job-files.md", "docs/cookbook.md"));
+INSTANTIATE_TEST_SUITE_P(Console, Document,
+                         testing::Values("README.md", "docs/job-files.md", "docs/cookbook.md",
+                                         "docs/configuration.md"));
 
 TEST(ConsoleBlocks, ADifferenceIsFound) {
     std::istringstream document("```console\n$ echo one; echo two\none\nthree\n```\n");

@@ -8,6 +8,7 @@
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/plain.h"
 #include "tools/keld/lint/ini_check.h"
+#include "tools/keld/lint/ini_graph.h"
 
 namespace {
 
@@ -21,7 +22,10 @@ const keld::KnownNames& names() {
         {"ItemRevision", "DocumentRevision"},
         {"Drawing"},
         {"BOMView Revision"},
-        {"Released", "In Work"}};
+        {"Released", "In Work"},
+        [](const keld::Reached&, const std::string&) {
+            return std::vector<std::string>{"object_name", "user_data_1"};
+        }};
     return known;
 }
 
@@ -57,5 +61,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
         fuzz::require(!finding.text.empty(), "a finding says something");
         before = finding.line;
     }
+    const keld::Reachable reachable = keld::followWalks(file, names());
+    const keld::StatusGraph graph = keld::statusGraph(file, reachable);
+    fuzz::require(keld::asText(graph).starts_with("statuses\n"), "a graph as text");
+    fuzz::require(keld::asDot(graph).ends_with("}\n"), "a graph for Graphviz");
+    fuzz::require(keld::walksAsDot(reachable).ends_with("}\n"), "walks for Graphviz");
+    (void)keld::walksAsText(reachable);
     return 0;
 }

@@ -86,7 +86,59 @@ TEST_F(HostileFiles, APipeInTheJournalsPlaceIsRefused) {
 TEST_F(HostileFiles, APipeInTheConfigurationsPlaceIsNoConfiguration) {
     ASSERT_EQ(mkfifo(path("keld_statusmanager.ini").c_str(), 0600), 0);
     environment()["KELD_CFG_PATH"] = directory().string();
-    EXPECT_THAT(done({"doctor"}).out, HasSubstr("there is no file"));
+    const Result result = keld({"doctor"});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_THAT(result.out, HasSubstr("is no regular file"));
+}
+
+TEST_F(HostileFiles, ADirectoryInTheConfigurationsPlaceIsToldByEveryVerbThatReadsIt) {
+    fs::create_directory(path("keld_statusmanager.ini"));
+    environment()["KELD_CFG_PATH"] = directory().string();
+    EXPECT_THAT(keld({"doctor"}).out, HasSubstr("is a directory, not a file"));
+    for (const std::vector<std::string>& verb : std::vector<std::vector<std::string>>{
+             {"explain"}, {"graph"}, {"coverage", "--all"}, {"diff", ".", ".", "--all"}}) {
+        std::vector<std::string> words{"config"};
+        words.insert(words.end(), verb.begin(), verb.end());
+        const Result result = keld(words);
+        EXPECT_EQ(result.exit_code, 1) << verb.front();
+        EXPECT_THAT(result.err, HasSubstr("is a directory, not a file")) << verb.front();
+    }
+}
+
+TEST_F(HostileFiles, AConfigurationOfAHundredMegabytesEndsInSecondsWithTheLine) {
+    {
+        std::ofstream out(path("keld_statusmanager.ini"), std::ios::binary);
+        const std::string some(1 << 20, 'x');
+        out << "[SelectWSO]\n";
+        for (int i = 0; i < 50; ++i)
+            out << some << "\n";
+        std::string sections;
+        for (int i = 0; i < 100'000; ++i)
+            sections += "[S]\nk=1\n";
+        while (out.tellp() < 100'000'000)
+            out << sections;
+    }
+    environment()["KELD_CFG_PATH"] = directory().string();
+    const double before = cpuSecondsOfChildren();
+    const Result checked = keld({"doctor"});
+    EXPECT_EQ(checked.exit_code, 1);
+    EXPECT_THAT(checked.out, HasSubstr("keld_statusmanager.ini:4: the file has more than 4 MB"));
+    const Result explained = keld({"config", "explain"});
+    EXPECT_EQ(explained.exit_code, 1);
+    EXPECT_THAT(explained.err, HasSubstr("line 4: the file has more than 4 MB"));
+    EXPECT_LT(cpuSecondsOfChildren() - before, 20);
+}
+
+TEST_F(HostileFiles, AConfigurationWithoutSectionsIsTold) {
+    writeFile(path("keld_statusmanager.ini"), "; nothing\nItemRevision=1\n");
+    environment()["KELD_CFG_PATH"] = directory().string();
+    const Result checked = keld({"doctor"});
+    EXPECT_EQ(checked.exit_code, 1);
+    EXPECT_THAT(checked.out, HasSubstr("keld_statusmanager.ini:2: the line 'ItemRevision=1' is "
+                                       "ignored: it stands before any section"));
+    EXPECT_THAT(checked.out, HasSubstr("there is no section SelectWSO: no run can start"));
+    EXPECT_THAT(keld({"config", "explain", "Frozen"}).err,
+                HasSubstr("no start type leads to the status 'Frozen'"));
 }
 
 TEST_F(HostileFiles, ALimitOfTheFileSizeIsAFailureWithAText) {

@@ -71,7 +71,7 @@ TEST_F(Usage, EveryVerbHasHelpWithExamples) {
         {"prefs", "list"}, {"prefs", "get"},  {"prefs", "set"},   {"prefs", "remove"},
         {"users"},         {"users", "list"}, {"users", "add"},   {"checkout"},
         {"checkin"},       {"log"},           {"log", "path"},    {"log", "tail"},
-        {"log", "level"},  {"doctor"}};
+        {"log", "level"},  {"doctor"},        {"config"},         {"config", "test"}};
     for (std::vector<std::string> verb : verbs) {
         verb.push_back("--help");
         const Result result = done(verb);

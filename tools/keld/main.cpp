@@ -207,6 +207,7 @@ void addVerbs(Verbs& verbs) {
     addLogVerbs(verbs);
     addCopyVerb(verbs);
     addDoctorVerb(verbs);
+    addConfigVerbs(verbs);
     addRunsVerbs(verbs);
     addApplyVerb(verbs);
 }

@@ -154,6 +154,7 @@ void addNewVerbs(Verbs& verbs);
 void addEditVerbs(Verbs& verbs);
 void addRightsVerbs(Verbs& verbs);
 void addCompleteVerb(Verbs& verbs);
+void addConfigVerbs(Verbs& verbs);
 
 // Standard output goes to standard error for as long as this lives; or to a file. Where standard
 // error is a terminal, it is kept in a file and told at the end, with controls as escapes.

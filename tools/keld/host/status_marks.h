@@ -24,6 +24,18 @@ inline constexpr char kFailed[] = "##QSK_err_";
 // Questions of a line to the platform, by which lines are known.
 inline constexpr char kChildLines[] = "LINE_ask_child_lines(";
 inline constexpr char kLineTag[] = "LINE_ask_attribute_tag(";
+// "#Go from:SECTION to ENTRY / DIRECTION.PASS.PREFIX", for each entry of a walk list.
+inline constexpr char kGoes[] = "#Go from:";
+inline constexpr char kGoesBy[] = " / ";
+// Checks of the test pass.
+inline constexpr char kPrivilege[] = "ACL_check_privilege(";
+inline constexpr char kNeededField[] = "KELD_SHEET_ask_value(";
+// Around the filling of one form; an entry of DeleteDatasets; a status that is set.
+inline constexpr char kFillForm[] = "SetDefaultValuesByForm1(";
+inline constexpr char kNextDeletion[] = "OBJ_lock(";
+inline constexpr char kSetFirst[] = "m_pStatus1->Set(";
+inline constexpr char kSetSecond[] = "m_pStatus2->Set(";
+inline constexpr char kSetFurther[] = "More As 2 ReleaseState";
 // What else is done to an object than to give it a status.
 inline constexpr char kSaveForm[] = "OBJ_save(";
 inline constexpr char kDeleteDataset[] = "DST_delete_all_dataset_revs(";

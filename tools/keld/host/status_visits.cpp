@@ -47,9 +47,9 @@ const char* deedOf(std::string_view call) {
 // Reads line by line. The objects are already there when a line speaks of them.
 class StatusLogReader {
 public:
-    StatusLogReader(std::vector<Visit>& visits, const std::vector<tag_t>& asked,
-                    const std::vector<tag_t>& lines, tag_t start)
-        : visits_(visits), asked_(asked), lines_(lines), start_(start) {}
+    StatusLogReader(std::vector<Visit>& visits, std::vector<Trail>* trails,
+                    const std::vector<tag_t>& asked, const std::vector<tag_t>& lines, tag_t start)
+        : visits_(visits), trails_(trails), asked_(asked), lines_(lines), start_(start) {}
 
     void add(const LogLine& line) {
         const std::string_view text = line.text;
@@ -69,6 +69,10 @@ public:
             leave(text.substr(std::size(marks::kLeave) - 1));
         else if (text.starts_with(marks::kFailed))
             fail(text.substr(std::size(marks::kFailed) - 1));
+        else if (text.starts_with(marks::kGoes))
+            go(text);
+        else if (text.starts_with(marks::kSetFurther))
+            with([](Trail& trail) { ++trail.sets; });
     }
     std::size_t stopped() const { return stopped_; }
 
@@ -79,6 +83,45 @@ private:
     }
     Visit* top() {
         return open_.empty() || open_.back() == kNoVisit ? nullptr : &visits_[open_.back()];
+    }
+    // What is told now belongs to the trail of the visit under way.
+    template <typename Change>
+    void with(Change&& change) {
+        if (trails_ && !open_.empty() && open_.back() != kNoVisit)
+            change((*trails_)[open_.back()]);
+    }
+    void go(std::string_view text) {
+        const auto by = text.rfind(marks::kGoesBy);
+        constexpr std::size_t kSize = std::size(marks::kGoesBy) - 1;
+        if (by != std::string_view::npos && by + kSize < text.size())
+            with([&](Trail& trail) { trail.entries.push_back({text[by + kSize] - '0', 0}); });
+    }
+    void enterTrail(std::string_view call) {
+        with([&](Trail& trail) {
+            if (call.starts_with(marks::kPrivilege))
+                ++trail.privileges;
+            else if (call.starts_with(marks::kNeededField))
+                ++trail.fields;
+            else if (call.starts_with(marks::kFillForm))
+                trail.fillings.push_back(fillings_++);
+            else if (call.starts_with(marks::kNextDeletion))
+                trail.deleted.push_back(0);
+            else if (call.starts_with(marks::kSetFirst) || call.starts_with(marks::kSetSecond))
+                ++trail.sets;
+            else if (call.starts_with(marks::kPurge))
+                trail.purged = true;
+        });
+    }
+    void leaveTrail(std::string_view call) {
+        with([&](Trail& trail) {
+            if (call.starts_with(marks::kDeleteDataset) && !failed_ && !trail.deleted.empty())
+                ++trail.deleted.back();
+            else if (call.starts_with(marks::kStartJob) && !failed_)
+                ++trail.jobs;
+            else if ((call.starts_with(marks::kStartJob) || call.starts_with(marks::kFindJob)) &&
+                     failed_)
+                trail.job_failed = true;
+        });
     }
     tag_t next(const std::vector<tag_t>& tags, std::size_t& place) {
         return place < tags.size() ? tags[place++] : NULLTAG;
@@ -100,6 +143,14 @@ private:
         else if (made.from == kNoVisit)
             made.object = start_;
         open_.back() = visits_.size();
+        if (trails_) {
+            Trail trail;
+            if (made.from != kNoVisit && !(*trails_)[made.from].entries.empty()) {
+                ++(*trails_)[made.from].entries.back().visits;
+                trail.arrival = (*trails_)[made.from].entries.back().direction;
+            }
+            trails_->push_back(std::move(trail));
+        }
         visits_.push_back(std::move(made));
     }
     void skip() {
@@ -107,9 +158,11 @@ private:
             at->came = Came::NotConcerned;
             at->rule = "DoNothingOnReleaseStatus";
         }
+        with([](Trail& trail) { trail.skipped = true; });
     }
     void enter(std::string_view call) {
         failed_ = false;
+        enterTrail(call);
         if (call.starts_with(marks::kVisitCall)) {
             open_.push_back(kNoVisit);
         } else if (call.starts_with(marks::kChildLines) || call.starts_with(marks::kLineTag)) {
@@ -124,6 +177,7 @@ private:
                 open_.pop_back();
             return;
         }
+        leaveTrail(call);
         const char* deed = deedOf(call);
         Visit* at = top();
         if (!deed || !at)
@@ -147,16 +201,20 @@ private:
     }
 
     std::vector<Visit>& visits_;
+    std::vector<Trail>* trails_;  // null: they aren't kept
     const std::vector<tag_t>&asked_, &lines_;
     tag_t start_;
     const char* pass_ = kTestPassName;
     std::vector<std::size_t> open_;  // visits that are under way; kNoVisit: not yet told
     std::size_t asked_place_ = 0, lines_place_ = 0, stopped_ = kNoVisit;
+    std::size_t fillings_ = 0;
     bool failed_ = false;  // a call since the last enter line
 };
 
 struct StatusWatch::Walk {
-    explicit Walk(tag_t start) : reader(visits, asked, lines, start) {}
+    Walk(tag_t start, bool with_trails)
+        : trailing(with_trails),
+          reader(visits, with_trails ? &trails : nullptr, asked, lines, start) {}
 
     // A visit asks for the attribute and then at once for the length of the list, and nobody else
     // does.
@@ -169,9 +227,34 @@ struct StatusWatch::Walk {
             lines.push_back(entry.object());
         if (children)
             last_line = entry.object();
+        if (trailing)
+            fill(entry);
         constexpr int kCallsAtOnce = 500;  // far less than what fills a log
         if (++calls % kCallsAtOnce == 0)
             follow();
+    }
+    // A form is locked, its fields are set, and it is saved; nothing else is locked like that.
+    void fill(const mervane::JournalEntry& entry) {
+        if (entry.operation == "OBJ_refresh") {
+            const bool* lock = entry.argument<bool>(1);
+            filling = lock && *lock;
+            if (filling)
+                fillings.push_back({entry.object(), {}});
+            return;
+        }
+        if (!filling)
+            return;
+        std::vector<Filling::Step>& steps = fillings.back().steps;
+        const bool own = entry.object() == fillings.back().form;
+        const bool set =
+            entry.operation == "OBJ_UIF_set_value" || entry.operation == "OBJ_set_value_date";
+        const auto* field = entry.argument<std::string>(1);
+        if (own && field && (set || entry.operation == "OBJ_UIF_ask_value"))
+            steps.push_back({*field, set, entry.status});
+        else if (own && entry.operation == "OBJ_save")
+            filling = false;
+        else if (!steps.empty() && !steps.back().field.empty())
+            steps.emplace_back();
     }
     void follow() {
         log.follow([this](const LogLine& line) { reader.add(line); });
@@ -183,12 +266,15 @@ struct StatusWatch::Walk {
     tag_t last_line = NULLTAG;
     bool attribute = false;  // the call before was the question for an attribute
     int calls = 0;
+    bool trailing, filling = false;
     std::vector<Visit> visits;
+    std::vector<Trail> trails;
+    std::vector<Filling> fillings;
     StatusLogReader reader;
 };
 
-StatusWatch::StatusWatch(Context& context, tag_t start)
-    : walk_(std::make_unique<Walk>(start)),
+StatusWatch::StatusWatch(Context& context, tag_t start, bool trails)
+    : walk_(std::make_unique<Walk>(start, trails)),
       calls_(context, false,
              [walk = walk_.get()](const mervane::JournalEntry& entry) { walk->add(entry); }) {
 }
@@ -203,6 +289,8 @@ StatusWatch::Seen StatusWatch::end() {
     seen.last_line = walk_->last_line;
     seen.stopped = walk_->reader.stopped();
     seen.list.visits = std::move(walk_->visits);
+    seen.trails = std::move(walk_->trails);
+    seen.fillings = std::move(walk_->fillings);
     return seen;
 }
 

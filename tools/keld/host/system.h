@@ -52,6 +52,21 @@ extern const char* const kNullDevice;
 int redirectOutput(const std::string& path);
 void restoreOutput(int kept) noexcept;
 
+// A program that is started: the first word is its name or path. Standard input is nothing, what it
+// writes goes to files, which are made anew.
+struct ProgramCall {
+    std::vector<std::string> words;
+    std::string directory, out, err;
+};
+// Run it to its end, or for so many seconds; then it is killed. Gives its exit code, 128 and the
+// number of the signal that ended it. May be called from several threads. Failure: CommandError if
+// it can't be started.
+int runProgram(const ProgramCall& call, int seconds);
+// The path of this program.
+std::string ownProgram();
+// Processors that this process may use, at least 1.
+unsigned processors();
+
 // A function by its undecorated name in the modules of this process; null: none exports it.
 void* findFunction(const std::string& name);
 // The module that a function belongs to.

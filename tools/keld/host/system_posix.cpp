@@ -2,17 +2,23 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <thread>
 
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/system.h"
@@ -190,6 +196,56 @@ void* findFunction(const std::string& name) {
 }
 
 // A library's file carries its version behind ".so.".
+int runProgram(const ProgramCall& call, int seconds) {
+    std::vector<char*> words;
+    for (const std::string& word : call.words)
+        words.push_back(const_cast<char*>(word.c_str()));
+    words.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    constexpr int kMake = O_WRONLY | O_CREAT | O_TRUNC;
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, kNullDevice, O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, call.out.c_str(), kMake, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, call.err.c_str(), kMake, 0600);
+    posix_spawn_file_actions_addchdir_np(&actions, call.directory.c_str());
+    pid_t child = 0;
+    const int failure =
+        posix_spawnp(&child, words.front(), &actions, nullptr, words.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (failure != 0)
+        throw CommandError("can't start " + call.words.front() + ": " + std::strerror(failure));
+    using namespace std::chrono_literals;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    int status = 0;
+    for (auto pause = 1ms; waitpid(child, &status, WNOHANG) == 0;
+         pause = std::min(pause * 2, 8ms)) {
+        std::this_thread::sleep_for(pause);
+        if (std::chrono::steady_clock::now() < end)
+            continue;
+        kill(child, SIGKILL);
+        waitpid(child, &status, 0);
+        break;
+    }
+    constexpr int kSignalled = 128;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : kSignalled + WTERMSIG(status);
+}
+
+std::string ownProgram() {
+    std::error_code failure;
+    const fs::path path = fs::read_symlink("/proc/self/exe", failure);
+    if (failure)
+        throw CommandError("can't tell where this program is: " + failure.message());
+    return path.string();
+}
+
+unsigned processors() {
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    if (sched_getaffinity(0, sizeof set, &set) != 0)
+        return 1;
+    return static_cast<unsigned>(std::max(CPU_COUNT(&set), 1));
+}
+
 Module moduleOf(const void* function) {
     Dl_info info{};
     if (!function || dladdr(function, &info) == 0 || !info.dli_fname)

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <random>
 
 #include "tools/keld/host/context.h"
@@ -201,6 +202,77 @@ void* findFunction(const std::string& name) {
 }
 
 // A library carries its version as a resource.
+namespace {
+
+// As the C library of the program divides it again.
+std::wstring quotedWord(const std::wstring& word) {
+    std::wstring all = L"\"";
+    std::size_t slashes = 0;
+    for (const wchar_t c : word) {
+        if (c == L'"')
+            all.append(slashes + 1, L'\\');
+        slashes = c == L'\\' ? slashes + 1 : 0;
+        all += c;
+    }
+    all.append(slashes, L'\\');
+    return all + L'"';
+}
+
+HANDLE inheritable(const std::string& path, DWORD access, DWORD how) {
+    SECURITY_ATTRIBUTES security{sizeof(SECURITY_ATTRIBUTES), nullptr, TRUE};
+    return CreateFileW(wide(path).c_str(), access, FILE_SHARE_READ | FILE_SHARE_WRITE, &security,
+                       how, FILE_ATTRIBUTE_NORMAL, nullptr);
+}
+
+}  // namespace
+
+int runProgram(const ProgramCall& call, int seconds) {
+    std::wstring line;
+    for (const std::string& word : call.words)
+        line += (line.empty() ? L"" : L" ") + quotedWord(wide(word));
+    PROCESS_INFORMATION process{};
+    {
+        // What one thread lets its program inherit, no other program gets.
+        static std::mutex one_at_a_time;
+        const std::lock_guard<std::mutex> lock(one_at_a_time);
+        STARTUPINFOW start{};
+        start.cb = sizeof start;
+        start.dwFlags = STARTF_USESTDHANDLES;
+        start.hStdInput = inheritable(kNullDevice, GENERIC_READ, OPEN_EXISTING);
+        start.hStdOutput = inheritable(call.out, GENERIC_WRITE, CREATE_ALWAYS);
+        start.hStdError = inheritable(call.err, GENERIC_WRITE, CREATE_ALWAYS);
+        const BOOL done = CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr,
+                                         wide(call.directory).c_str(), &start, &process);
+        for (const HANDLE file : {start.hStdInput, start.hStdOutput, start.hStdError})
+            CloseHandle(file);
+        if (!done)
+            throw CommandError("can't start " + call.words.front());
+    }
+    constexpr DWORD kKilled = 128 + 9, kMilliseconds = 1000;
+    if (WaitForSingleObject(process.hProcess, static_cast<DWORD>(seconds) * kMilliseconds) ==
+        WAIT_TIMEOUT) {
+        TerminateProcess(process.hProcess, kKilled);
+        WaitForSingleObject(process.hProcess, INFINITE);
+    }
+    DWORD code = 1;
+    GetExitCodeProcess(process.hProcess, &code);
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    return static_cast<int>(code);
+}
+
+std::string ownProgram() {
+    std::wstring file(32768, L'\0');
+    file.resize(GetModuleFileNameW(nullptr, file.data(), static_cast<DWORD>(file.size())));
+    return narrow(file);
+}
+
+unsigned processors() {
+    SYSTEM_INFO system{};
+    GetSystemInfo(&system);
+    return system.dwNumberOfProcessors > 0 ? system.dwNumberOfProcessors : 1;
+}
+
 Module moduleOf(const void* function) {
     HMODULE handle = nullptr;
     if (!function || !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |

@@ -25,6 +25,24 @@ std::string_view unquote(std::string_view value) {
     return value;
 }
 
+bool isWellFormed(std::string_view text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const auto first = static_cast<unsigned char>(text[i]);
+        const std::size_t size = first < 0x80                     ? 1
+                                 : first >= 0xC2 && first <= 0xDF ? 2
+                                 : (first & 0xF0) == 0xE0         ? 3
+                                 : first >= 0xF0 && first <= 0xF4 ? 4
+                                                                  : 0;
+        if (size == 0 || first == 0 || i + size > text.size())
+            return false;
+        for (std::size_t j = 1; j < size; ++j)
+            if ((static_cast<unsigned char>(text[i + j]) & 0xC0) != 0x80)
+                return false;
+        i += size;
+    }
+    return true;
+}
+
 }  // namespace
 
 std::string asciiLower(std::string_view text) {
@@ -67,7 +85,17 @@ IniFile parseIni(std::string_view text) {
     IniFile file;
     if (text.starts_with("\xEF\xBB\xBF"))
         text.remove_prefix(3);
+    const bool wide = text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF");
+    if (wide)
+        file.foreign.push_back({1, "", "the file is UTF-16"});
+    constexpr std::size_t kMostShown = 200, kMostForeign = 100;
     int number = 0;
+    const auto ignore = [&](std::string_view line, const char* reason) {
+        if (file.ignored.size() < kMostIgnored)
+            file.ignored.push_back({number, std::string(line.substr(0, kMostShown)), reason});
+        else
+            ++file.more_ignored;
+    };
     while (!text.empty()) {
         ++number;
         const auto end = text.find('\n');
@@ -75,13 +103,15 @@ IniFile parseIni(std::string_view text) {
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
         if (raw.ends_with('\r'))
             raw.remove_suffix(1);
+        if (!wide && file.foreign.size() < kMostForeign && !isWellFormed(raw))
+            file.foreign.push_back({number, std::string(raw.substr(0, kMostShown)), ""});
         const std::string_view line = strip(raw);
         if (line.empty() || line.front() == ';' || line.front() == '#')
             continue;
         if (line.front() == '[') {
             const auto close = line.find(']');
             if (close == std::string_view::npos)
-                file.ignored.push_back({number, std::string(line), "a section has no ']'"});
+                ignore(line, "a section has no ']'");
             else
                 file.sections.push_back(
                     {std::string(strip(line.substr(1, close - 1))), number, {}});
@@ -89,17 +119,18 @@ IniFile parseIni(std::string_view text) {
         }
         const auto sign = line.find('=');
         if (sign == std::string_view::npos) {
-            file.ignored.push_back({number, std::string(line), "no '=' in it"});
+            ignore(line, "no '=' in it");
         } else if (strip(line.substr(0, sign)).empty()) {
-            file.ignored.push_back({number, std::string(line), "no key in front of the '='"});
+            ignore(line, "no key in front of the '='");
         } else if (file.sections.empty()) {
-            file.ignored.push_back({number, std::string(line), "it stands before any section"});
+            ignore(line, "it stands before any section");
         } else {
             file.sections.back().entries.push_back(
                 {std::string(strip(line.substr(0, sign))),
                  std::string(unquote(strip(line.substr(sign + 1)))), number});
         }
     }
+    file.lines = number;
     file.index();
     return file;
 }

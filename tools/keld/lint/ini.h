@@ -32,7 +32,11 @@ struct IniIgnored {
 class IniFile {
 public:
     std::vector<IniSection> sections;  // in file order, one for each header
-    std::vector<IniIgnored> ignored;
+    std::vector<IniIgnored> ignored;   // at most kMostIgnored of them
+    std::vector<IniIgnored> foreign;   // lines that are no UTF-8, the first of them
+    std::size_t more_ignored = 0;
+    int lines = 0;
+    int cut = 0;  // the last line that was read of a file that is too long; 0: all was
 
     // The value that the library would read: the first of equal keys over all sections of the name;
     // null if there is none. Names are compared without regard to ASCII case.
@@ -52,6 +56,10 @@ private:
     std::unordered_map<std::string, std::vector<std::size_t>> by_name_;  // lower-case name
     std::unordered_map<std::string, Place> by_key_;  // lower-case name, line feed, lower-case key
 };
+
+inline constexpr std::size_t kMostIgnored = 10000;
+// What is read of a file; the rest of a longer one isn't looked at.
+inline constexpr std::size_t kMostIniBytes = 4 << 20;
 
 IniFile parseIni(std::string_view text);
 

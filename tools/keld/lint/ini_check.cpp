@@ -5,53 +5,11 @@
 #include <utility>
 
 #include "tools/keld/host/nearest.h"
+#include "tools/keld/lint/keys.h"
 
 namespace keld {
 
 namespace {
-
-constexpr std::size_t kValueLimit = 1024;
-constexpr std::size_t kKeyLimit = 100;
-constexpr std::size_t kSectionLimit = 199;
-constexpr std::size_t kStatusLimit = 32;
-constexpr std::size_t kTargetLimit = 99;
-constexpr std::size_t kJobPrefixLimit = 88;  // with ten digits and a sign in 100 bytes
-constexpr std::size_t kFormEntryLimit = 99;
-constexpr std::size_t kFormValueLimit = 199;
-constexpr std::size_t kEntryLimit = 128;  // the walk's entry index is one signed byte
-
-const std::vector<std::string> kProcessKeys = {"DoNothingOnReleaseStatus",
-                                               "PrevReleaseStatus",
-                                               "SetReleaseState",
-                                               "PrivilegName",
-                                               "CheckNeedFields",
-                                               "ChangeForward",
-                                               "ChangeBack",
-                                               "ChangeNoRek",
-                                               "SetAttributes",
-                                               "DeleteDatasets",
-                                               "Purge",
-                                               "StartJob",
-                                               "JobPrefix"};
-
-// Which of them apply to a BOM line, which has neither status nor attributes.
-const std::vector<std::string> kLineKeys = {"ChangeForward", "ChangeBack", "ChangeNoRek",
-                                            "StartJob", "JobPrefix"};
-
-const std::vector<std::string> kFormKeys = {"SetDefault",  "SetActUserId",   "SetActUserName",
-                                            "SetActDate",  "SetActDateDate", "Del_Date",
-                                            "SetActRevId", "SetActGroup"};
-
-const std::vector<std::string> kKinds = {
-    "LastItemRevision", "ItemOfRev", "OldItemRevision", "BOM", "Old_BOM", "ChildBomLines",
-    "bl_revision",      "Rel",       "Old_Rel"};
-
-std::vector<std::string> formKeys() {
-    std::vector<std::string> keys = kFormKeys;
-    for (const std::string& key : kFormKeys)
-        keys.push_back(key + "OnEmpty");
-    return keys;
-}
 
 bool knownExactly(const std::vector<std::string>& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
@@ -60,19 +18,6 @@ bool knownExactly(const std::vector<std::string>& names, const std::string& name
 bool knownNoCase(const std::vector<std::string>& names, const std::string& name) {
     return std::any_of(names.begin(), names.end(),
                        [&](const std::string& n) { return equalNoCase(n, name); });
-}
-
-// Words of a status text: people separate them by semicolons, commas or blanks.
-std::vector<std::string> words(const std::string& text) {
-    std::vector<std::string> found;
-    std::string word;
-    for (const char c : text + ";") {
-        if (c != ';' && c != ',' && c != ' ' && c != '\t')
-            word += c;
-        else if (!word.empty())
-            found.push_back(std::exchange(word, {}));
-    }
-    return found;
 }
 
 class Checker {
@@ -93,6 +38,11 @@ public:
                 checkForm(section->name);
         checkUnreached();
         checkCaseTwins();
+        checkMeetings(ini_, reachable_, findings_);
+        checkStatuses(ini_, names_, reachable_, findings_);
+        checkContradictions(ini_, reachable_, findings_);
+        checkCommas(ini_, reachable_, findings_);
+        checkProperties(ini_, names_, reachable_, findings_);
         findings_.insert(findings_.end(), reachable_.findings.begin(), reachable_.findings.end());
         std::stable_sort(findings_.begin(), findings_.end(),
                          [](const Finding& a, const Finding& b) { return a.line < b.line; });
@@ -137,7 +87,31 @@ private:
         return ++answers_ > kMostAnswers ? std::string() : didYouMean(nearest(name, known));
     }
 
+    void checkEncoding() {
+        for (const IniIgnored& foreign : ini_.foreign)
+            if (!foreign.reason.empty())
+                error(foreign.line, "",
+                      foreign.reason +
+                          ": the library finds no section in it and lets no run start; save it as "
+                          "UTF-8");
+            else
+                warning(foreign.line, "",
+                        "the line '" + foreign.text +
+                            "' is no UTF-8: the library compares its bytes as they are, so its "
+                            "names equal none of the store; save the file as UTF-8");
+        if (ini_.cut > 0)
+            error(ini_.cut, "",
+                  "the file has more than " + std::to_string(kMostIniBytes >> 20) +
+                      " MB: the library reads all of it in each process, and what stands behind "
+                      "this line isn't checked");
+    }
+
     void checkSyntax() {
+        checkEncoding();
+        if (!ini_.foreign.empty() && !ini_.foreign.front().reason.empty())
+            return;
+        if (ini_.more_ignored > 0)
+            warning(0, "", std::to_string(ini_.more_ignored) + " more lines are ignored");
         for (const IniIgnored& ignored : ini_.ignored)
             warning(ignored.line, "",
                     "the line '" + ignored.text + "' is ignored: " + ignored.reason);
@@ -193,7 +167,7 @@ private:
             if (equalNoCase(entry->key, "PrivilegName"))
                 checkPrivilege(*entry, "GLOBAL");
             else
-                unknownKey(*entry, "GLOBAL", {"PrivilegName"});
+                unknownKey(*entry, "GLOBAL", keyNames(SectionKind::Global));
         }
     }
 
@@ -206,8 +180,8 @@ private:
         for (const IniEntry* entry : ini_.entries("SelectWSO")) {
             if (!knownNoCase(names_.types, entry->key))
                 warning(entry->line, "SelectWSO",
-                        "the store doesn't know the type '" + entry->key + "'." +
-                            meant(entry->key, names_.types));
+                        "the store doesn't know the type '" + entry->key +
+                            "', so no run starts by it." + meant(entry->key, names_.types));
             const std::int64_t value = iniInteger(entry->value);
             if (value != 0 && value != 1)
                 warning(entry->line, "SelectWSO",
@@ -230,7 +204,7 @@ private:
                     statuses_.insert(entry.value);
                 if (equalNoCase(entry.key, "PrevReleaseStatus") ||
                     equalNoCase(entry.key, "DoNothingOnReleaseStatus"))
-                    for (const std::string& word : words(entry.value))
+                    for (const std::string& word : statusWords(entry.value))
                         if (word != "none")
                             statuses_.insert(word);
             }
@@ -244,11 +218,11 @@ private:
                   "the target status has more than " + std::to_string(kTargetLimit) + " bytes");
         for (const IniEntry* entry : ini_.entries(reached.section)) {
             const auto is = [&](const char* key) { return equalNoCase(entry->key, key); };
-            if (!knownNoCase(kProcessKeys, entry->key)) {
-                unknownKey(*entry, reached.section, kProcessKeys);
+            if (!findKey(SectionKind::Process, entry->key)) {
+                unknownKey(*entry, reached.section, keyNames(SectionKind::Process));
                 continue;
             }
-            if (reached.line && !knownNoCase(kLineKeys, entry->key))
+            if (reached.line && !findKey(SectionKind::Process, entry->key)->line)
                 warning(entry->line, reached.section,
                         "'" + entry->key + "' has no effect on a BOM line");
             if (is("ChangeForward") || is("ChangeBack") || is("ChangeNoRek"))
@@ -276,7 +250,7 @@ private:
                      !knownExactly(names_.templates, entry->value))
                 warning(entry->line, reached.section,
                         "the store has no workflow template '" + entry->value +
-                            "': no job is started, in silence." +
+                            "': no job is started, and the service tells of success." +
                             meant(entry->value, names_.templates));
         }
     }
@@ -307,10 +281,10 @@ private:
         for (const std::string& step : steps) {
             const std::vector<std::string> parts = splitList(step, '.');
             const std::string kind = parts.empty() ? "" : parts[0];
-            if (!knownExactly(kKinds, kind)) {
+            if (!knownExactly(walkKindNames(), kind)) {
                 error(entry.line, reached.section,
                       "'" + step + "' in '" + entry.key + "' is skipped: there is no kind '" +
-                          kind + "' (case and blanks count)." + meant(kind, kKinds));
+                          kind + "' (case and blanks count)." + meant(kind, walkKindNames()));
                 continue;
             }
             const bool relation = kind == "Rel" || kind == "Old_Rel";
@@ -371,7 +345,7 @@ private:
 
     // The text is searched for the bare status name, so a part of a listed name counts as listed.
     void checkStatusText(const Reached& reached, const IniEntry& entry) {
-        const std::vector<std::string> listed = words(entry.value);
+        const std::vector<std::string> listed = statusWords(entry.value);
         std::vector<std::string> candidates = statusesIn(entry.value);
         if (equalNoCase(entry.key, "PrevReleaseStatus") &&
             entry.value.find("none") != std::string::npos)
@@ -389,10 +363,9 @@ private:
     }
 
     void checkForm(const std::string& section) {
-        const std::vector<std::string> known = formKeys();
         for (const IniEntry* entry : ini_.entries(section)) {
-            if (!knownNoCase(known, entry->key)) {
-                unknownKey(*entry, section, known);
+            if (!findKey(SectionKind::Form, entry->key)) {
+                unknownKey(*entry, section, keyNames(SectionKind::Form));
                 continue;
             }
             std::string key = asciiLower(entry->key);
@@ -481,6 +454,23 @@ private:
 };
 
 }  // namespace
+
+std::vector<std::string> statusWords(const std::string& text) {
+    std::vector<std::string> found;
+    std::string word;
+    for (const char c : text + ";") {
+        if (c != ';' && c != ',' && c != ' ' && c != '\t')
+            word += c;
+        else if (!word.empty())
+            found.push_back(std::exchange(word, {}));
+    }
+    return found;
+}
+
+std::string valueOf(const IniFile& ini, const std::string& section, const char* key) {
+    const IniEntry* entry = ini.find(section, key);
+    return entry ? entry->value : std::string();
+}
 
 std::vector<Finding> checkIni(const IniFile& ini, const KnownNames& names) {
     return Checker(ini, names).run();

@@ -17,11 +17,18 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
 }
 
 // Start types: the keys of SelectWSO with exactly 1.
-std::vector<std::string> startTypes(const IniFile& ini) {
-    std::vector<std::string> types;
+std::vector<const IniEntry*> startEntries(const IniFile& ini) {
+    std::vector<const IniEntry*> entries;
     for (const IniEntry* entry : ini.entries("SelectWSO"))
         if (iniInteger(entry->value) == 1)
-            types.push_back(entry->key);
+            entries.push_back(entry);
+    return entries;
+}
+
+std::vector<std::string> startTypes(const IniFile& ini) {
+    std::vector<std::string> types;
+    for (const IniEntry* entry : startEntries(ini))
+        types.push_back(entry->key);
     return types;
 }
 
@@ -31,11 +38,12 @@ public:
 
     Reachable run() {
         const auto targets = targetStatuses(ini_);
-        for (const std::string& type : startTypes(ini_))
-            if (const auto found = targets.find(asciiLower(type)); found != targets.end())
+        for (const IniEntry* start : startEntries(ini_))
+            if (const auto found = targets.find(asciiLower(start->key)); found != targets.end())
                 for (const std::string& status : found->second) {
                     result_.statuses.insert(status);
-                    visit(status, "", type, 3, nullptr);
+                    result_.starts.push_back(
+                        {start->key, start->line, visit(status, "", start->key, kBegin, nullptr)});
                 }
         while (!waiting_.empty()) {
             const Visit visit = waiting_.front();
@@ -51,16 +59,8 @@ private:
         std::size_t reached;  // index into result_.process
         int arrival;          // direction, 3 for the start
     };
-    struct Step {
-        std::size_t from, to;
-        int direction;
-        std::string kind;
-    };
-    struct Origin {
-        std::size_t from;
-        int direction;
-        std::string kind;
-    };
+    using Step = WalkStep;
+    using Origin = WalkStep;  // without its end
 
     std::size_t reach(const std::string& status, const std::string& prefix,
                       const std::string& type) {
@@ -81,13 +81,16 @@ private:
         return result_.process.size() - 1;
     }
 
-    void visit(const std::string& status, const std::string& prefix, const std::string& type,
-               int arrival, const Origin* origin) {
+    std::size_t visit(const std::string& status, const std::string& prefix, const std::string& type,
+                      int arrival, const Origin* origin) {
         const std::size_t index = reach(status, prefix, type);
-        if (origin)
-            steps_.push_back({origin->from, index, origin->direction, origin->kind});
+        if (origin) {
+            result_.steps.push_back(*origin);
+            result_.steps.back().to = index;
+        }
         if (seen_.insert({index, arrival}).second)
             waiting_.push_back({index, arrival});
+        return index;
     }
 
     // One of the types, of which the run takes the one that the object has.
@@ -122,14 +125,13 @@ private:
         if (!from.present)
             return;
         collectForms(from);
-        constexpr int kForward = 0, kBack = 1, kNoRek = 2;
         if (visit.arrival == kNoRek)
             return;
-        follow(visit, from, kNoRek, "ChangeNoRek");
+        follow(visit, from, kNoRek);
         if (visit.arrival != kBack)
-            follow(visit, from, kForward, "ChangeForward");
+            follow(visit, from, kForward);
         if (visit.arrival != kForward)
-            follow(visit, from, kBack, "ChangeBack");
+            follow(visit, from, kBack);
     }
 
     void collectForms(const Reached& from) {
@@ -138,12 +140,13 @@ private:
                 result_.forms.emplace(asciiLower(from.section + "_" + form), from.section);
     }
 
-    void follow(const Visit& at, const Reached& from, int direction, const char* key) {
-        const IniEntry* entry = ini_.find(from.section, key);
+    void follow(const Visit& at, const Reached& from, int direction) {
+        const IniEntry* entry = ini_.find(from.section, walkKey(direction));
         if (!entry)
             return;
-        for (const std::string& step : splitList(entry->value, ';'))
-            take(at, from, direction, step, entry->line);
+        const std::vector<std::string> steps = splitList(entry->value, ';');
+        for (std::size_t i = 0; i < steps.size(); ++i)
+            take(at, from, direction, i, steps[i], entry->line);
     }
 
     void wrongStart(const Reached& from, const std::string& kind, const char* wanted, int line) {
@@ -152,11 +155,12 @@ private:
                  ": the run would stop there");
     }
 
-    void take(const Visit& at, const Reached& from, int direction, const std::string& step,
-              int line) {
+    void take(const Visit& at, const Reached& from, int direction, std::size_t number,
+              const std::string& step, int line) {
         const std::vector<std::string> parts = splitList(step, '.');
         const std::string kind = parts.empty() ? "" : parts[0];
-        const Origin origin{at.reached, direction, kind};
+        const Origin origin{at.reached, at.reached, at.arrival, direction,
+                            number,     kind,       step,       line};
         const bool known = from.item || from.revision || from.line || from.bvr;
         if (kind == "LastItemRevision") {
             if (known && !from.item)
@@ -206,7 +210,7 @@ private:
     void findCircles() {
         for (int direction : {0, 1}) {
             std::vector<std::vector<const Step*>> from(result_.process.size());
-            for (const Step& step : steps_)
+            for (const Step& step : result_.steps)
                 if (step.direction == direction && step.kind != "ChildBomLines" &&
                     step.kind != "OldItemRevision")
                     from[step.from].push_back(&step);
@@ -262,7 +266,7 @@ private:
         }
         const Reached& start = result_.process[closing];
         text += start.section;
-        const char* key = direction == 0 ? "ChangeForward" : "ChangeBack";
+        const char* key = walkKey(direction);
         const IniEntry* entry = ini_.find(start.section, key);
         note(relations_only ? Severity::Warning : Severity::Error, entry ? entry->line : 0,
              start.section,
@@ -275,7 +279,6 @@ private:
     Reachable result_;
     std::deque<Visit> waiting_;
     std::set<std::pair<std::size_t, int>> seen_;
-    std::vector<Step> steps_;
     std::unordered_map<std::string, std::size_t> places_;  // lower-case section -> result_.process
     std::set<std::pair<int, std::string>> noted_;          // line and text of findings
     int circles_ = 0;
@@ -330,6 +333,12 @@ std::set<std::string> targetStatuses(const IniFile& ini, const std::string& type
     std::vector<std::string> types = startTypes(ini);
     types.push_back(type);
     return targetsOf(ini, types)[asciiLower(type)];
+}
+
+const char* walkKey(int direction) {
+    return direction == kForward ? "ChangeForward"
+           : direction == kBack  ? "ChangeBack"
+                                 : "ChangeNoRek";
 }
 
 Reachable followWalks(const IniFile& ini, const KnownNames& names) {

@@ -51,11 +51,11 @@ private:
     }
 
     void finding(Severity severity, const std::string& where, const std::string& text) {
-        const bool error = severity == Severity::Error;
-        ++(error ? errors_ : warnings_);
-        findings_.push_back(
-            {{"severity", error ? "error" : "warning"}, {"where", where}, {"text", text}});
-        text_ += painted(error ? Colour::Red : Colour::Yellow, error ? "error" : "warning") + ": " +
+        const bool error = severity == Severity::Error, note = severity == Severity::Note;
+        const char* word = error ? "error" : note ? "note" : "warning";
+        ++(error ? errors_ : note ? notes_ : warnings_);
+        findings_.push_back({{"severity", word}, {"where", where}, {"text", text}});
+        text_ += (note ? word : painted(error ? Colour::Red : Colour::Yellow, word)) + ": " +
                  shown(where + ": " + text) + "\n";
     }
 
@@ -135,9 +135,10 @@ private:
         fact("status manager", fs::absolute(pathOf(path)).lexically_normal().string());
         const std::optional<IniFile> ini = readIniFile(path);
         if (!ini) {
-            finding(
-                ini_path.empty() ? Severity::Warning : Severity::Error, "status manager",
-                "there is no file " + path + ": every status change is refused as not configured");
+            finding(ini_path.empty() && !fs::exists(pathOf(path), ignored) ? Severity::Warning
+                                                                           : Severity::Error,
+                    "status manager",
+                    whyNoIni(path) + ": every status change is refused as not configured");
             return;
         }
         const std::string file = pathOf(path).filename().string();
@@ -153,6 +154,7 @@ private:
             fact("environment " + name, value);
         context_.document["errors"] = errors_;
         context_.document["warnings"] = warnings_;
+        context_.document["notes"] = notes_;
         context_.document["findings"] = findings_;
         context_.print(facts_.text());
         context_.print((text_.empty() ? "" : "\n" + text_) + "\n" +
@@ -166,7 +168,7 @@ private:
     std::vector<std::pair<std::string, std::string>> variables_;
     Json findings_ = Json::array();
     std::string text_;
-    std::size_t errors_ = 0, warnings_ = 0;
+    std::size_t errors_ = 0, warnings_ = 0, notes_ = 0;
 };
 
 }  // namespace

@@ -50,11 +50,11 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
 }
 
 StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,
-                    bool with_visits) {
+                    bool with_visits, bool with_trails) {
     StatusRun run;
     std::optional<StatusWatch> watching;
-    if (with_visits)
-        watching.emplace(context, std::get<tag_t>(arguments.back()));
+    if (with_visits || with_trails)
+        watching.emplace(context, std::get<tag_t>(arguments.back()), with_trails);
     run.outcome = runService(context, findService("KELD_StatusManager"), arguments);
     if (watching)
         run.seen = watching->end();

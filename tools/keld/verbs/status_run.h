@@ -36,7 +36,7 @@ struct StatusRun {
 };
 
 StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,
-                    bool with_visits);
+                    bool with_visits, bool with_trails = false);
 // Rehearse a refused run once more, to see where it went.
 StatusWatch::Seen watch(Context& context, const std::vector<mervane::Argument>& arguments);
 
