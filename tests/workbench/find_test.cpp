@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "platform/mv_rls.h"
 #include "tests/workbench/support.h"
 
@@ -47,6 +49,18 @@ TEST_P(Find, ByTypeOwnerAndLimit) {
     EXPECT_EQ(find("*", "Item", "", 1), Tags{one_});
     EXPECT_EQ(statusOf([&] { find("*", "Itme"); }), kUnknownType);
     EXPECT_EQ(statusOf([&] { find("*", "Item", "nobody"); }), kUnknownObject);
+}
+
+TEST_P(Find, ManyOfSeveralTypesComeByTag) {
+    Tags items{one_, two_};
+    for (int i = 0; i < 700; ++i)
+        items.push_back(bench().createItem("M" + std::to_string(i), "", "", "A", nullptr));
+    EXPECT_EQ(find("*"), items);
+    const Tags all = find("*", "WorkspaceObject");
+    EXPECT_GE(all.size(), 2 * items.size()) << "items, their revisions and forms";
+    EXPECT_TRUE(std::is_sorted(all.begin(), all.end()));
+    EXPECT_EQ(std::adjacent_find(all.begin(), all.end()), all.end());
+    EXPECT_EQ(find("*", "WorkspaceObject", "", 600), Tags(all.begin(), all.begin() + 600));
 }
 
 TEST_P(Find, WhereRevisionsAreWantedTheIdOfTheirItemFindsThem) {

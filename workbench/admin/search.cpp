@@ -152,6 +152,49 @@ std::pair<std::string, std::string> splitAt(const std::string& name, std::size_t
     return {name.substr(0, at), name.substr(at + 1)};
 }
 
+// The objects of a type and its subtypes, by tag; what isn't asked for isn't read.
+class ObjectsOfType {
+public:
+    ObjectsOfType(Session& session, const Type& wanted) : store_(session.store()) {
+        lists_.push_back({wanted.handle, {}});
+        for (const Type* type : session.model().subtypes(wanted))
+            lists_.push_back({type->handle, {}});
+        for (List& list : lists_)
+            read(list, 1);
+    }
+
+    // NULLTAG: there are no more.
+    Store::Hit next() {
+        List* first = nullptr;
+        for (List& list : lists_)
+            if (list.at < list.tags.size() &&
+                (!first || list.tags[list.at] < first->tags[first->at]))
+                first = &list;
+        if (!first)
+            return {};
+        const Store::Hit hit{first->tags[first->at], first->type};
+        if (++first->at == first->tags.size())
+            read(*first, hit.tag + 1);
+        return hit;
+    }
+
+private:
+    static constexpr int kSome = 256;
+    struct List {
+        tag_t type = NULLTAG;
+        std::vector<tag_t> tags;  // some of them
+        std::size_t at = 0;
+    };
+
+    void read(List& list, tag_t from) {
+        list.tags = store_.ofType(list.type, from, kSome);
+        list.at = 0;
+    }
+
+    Store& store_;
+    std::vector<List> lists_;
+};
+
 }  // namespace
 
 tag_t Bench::resolve(const std::string& name) {
@@ -270,16 +313,24 @@ std::vector<Found> Bench::find(const FindQuery& query) {
                 held.insert(row.object);
     }
 
+    const bool any_name = text.find_first_not_of('*') == std::string::npos;
     std::vector<Store::Hit> hits;
-    if (text.find_first_not_of('*') == std::string::npos)
-        for (const Store::Hit& hit : session.store().everything())
-            hits.push_back(hit);
-    else
+    std::optional<ObjectsOfType> all;
+    if (!any_name)
         hits = hitsByName(*wanted, text);
+    else if (!held_only)
+        all.emplace(session, *wanted);
+    else
+        for (const tag_t tag : held)
+            if (const Object* object = session.tryObject(tag))
+                hits.push_back({tag, object->type->handle});
 
     std::vector<Found> found;
     tag_t last = NULLTAG;
-    for (const Store::Hit& hit : hits) {
+    for (std::size_t i = 0; all || i < hits.size(); ++i) {
+        const Store::Hit hit = all ? all->next() : hits[i];
+        if (hit.tag == NULLTAG)
+            break;
         const Type* type = session.model().typeOf(hit.type);
         if (hit.tag == last || !type || !type->isA(*wanted))
             continue;

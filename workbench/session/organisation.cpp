@@ -135,12 +135,12 @@ void addToGroup(Session& session, const std::string& user, const std::string& gr
 }
 
 void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
-    if (!store->ofType(store->model().findType("User")->handle).empty())
+    if (!store->ofType(store->model().findType("User")->handle, 1, 1).empty())
         return;
     Session session(store, Bootstrap{});
     session.beginBatch();
     // Asked again inside: another process may have been faster.
-    if (store->ofType(store->model().findType("User")->handle).empty()) {
+    if (store->ofType(store->model().findType("User")->handle, 1, 1).empty()) {
         createGroup(session, kAdministrators, "");
         createUser(session, "infodba", "infodba", kAdministrators);
         Object& site = session.create(*session.model().findType("Site"));

@@ -483,10 +483,11 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     return all;
 }
 
-std::vector<tag_t> Store::ofType(tag_t type) {
+std::vector<tag_t> Store::ofType(tag_t type, tag_t from, int limit) {
     std::vector<tag_t> all;
-    Statement rows = connection_->statement("SELECT tag FROM object WHERE type=? ORDER BY tag");
-    rows.bind(number(type));
+    Statement rows = connection_->statement(
+        "SELECT tag FROM object WHERE type=? AND tag>=? ORDER BY tag LIMIT ?");
+    rows.bind(number(type)).bind(number(from)).bind(std::int64_t{limit});
     while (rows.step())
         all.push_back(tagOf(rows.integer(0)));
     return all;

@@ -101,7 +101,8 @@ public:
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
     // Texts that differ from this one in a letter or stand beside it in the order of the index.
     std::vector<std::string> textsNear(tag_t attribute, const std::string& text);
-    std::vector<tag_t> ofType(tag_t type);
+    // From this tag on, at most so many; a negative limit is none.
+    std::vector<tag_t> ofType(tag_t type, tag_t from = 1, int limit = -1);
     std::vector<Hit> everything();
     std::int64_t objectCount();
 
