@@ -1,6 +1,7 @@
-// What people run, in stores of 10,000, 100,000 and 1,000,000 items: the time and the memory of the
-// program keld, from its start to its end. What works on one object takes the same in each store;
-// what works on all of it grows with it, and its memory doesn't.
+// store_sizes [ITEMS...]: what people run, in stores of so many items (10,000, 100,000 and
+// 1,000,000): the time and the memory of the program keld, from its start to its end. What works on
+// one object takes the same in each store; what works on all of it grows with it, and its memory
+// doesn't.
 
 #include <algorithm>
 #include <filesystem>
@@ -16,7 +17,6 @@ namespace fs = std::filesystem;
 using bench_child::runProgram;
 using bench_child::Spent;
 
-constexpr int kSizes[] = {10000, 100000, 1000000};
 constexpr int kOfAnAssembly = 10;
 constexpr int kTimes = 11;
 
@@ -61,6 +61,7 @@ public:
     void measure(int items) {
         store_ = (directory_ / ("store" + std::to_string(items))).string();
         items_ = items;
+        sizes_.push_back(items);
         const fs::path world = directory_ / "world.json";
         writeWorld(world, items);
         runProgram({KELD_PROGRAM, "--store", store_, "init"});
@@ -96,7 +97,7 @@ public:
 
     void show() const {
         printf("%-26s", "");
-        for (const int size : kSizes)
+        for (const int size : sizes_)
             printf(" %12d items    ", size);
         printf(" %8s\n", "ratio");
         for (const Line& line : lines_) {
@@ -115,6 +116,7 @@ private:
     fs::path directory_;
     std::string store_;
     int items_ = 0;
+    std::vector<int> sizes_;
     std::size_t line_ = 0;
     std::vector<Line> lines_;
 
@@ -158,7 +160,12 @@ private:
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    std::vector<int> sizes;
+    for (int i = 1; i < argc; ++i)
+        sizes.push_back(std::max(1200, atoi(argv[i])));
+    if (sizes.empty())
+        sizes = {10000, 100000, 1000000};
     std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
     const fs::path directory = mkdtemp(pattern.data());
     const fs::path configuration = directory / "cfg", work = directory / "work";
@@ -171,7 +178,7 @@ int main() {
            "[Frozen_ItemRevision]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
            "DoNothingOnReleaseStatus=Frozen\n";
     Stores stores(work);
-    for (const int size : kSizes)
+    for (const int size : sizes)
         stores.measure(size);
     stores.show();
     fs::remove_all(directory);
