@@ -1,4 +1,5 @@
-// What a status run costs: the library against the same platform calls made in a bare loop, and
+// What a status run costs, the first step (Frozen) and the second (Released, of parts that share
+// one status): the library against the same platform calls made in a bare loop, and
 // the workbench against the bare SQL statements that it runs.
 //
 // Every measurement works on a new world of its own; a new store gives the same handles again, so
@@ -28,10 +29,21 @@ using namespace mervane;
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
 
-// A tree with ten children per assembly and a dataset at each revision, in a store of its own.
+void runLibrary(tag_t top, const char* status) {
+    const int failure = KELD_StatusManager_ManageStatus(top, "BOMLine", status);
+    if (failure != 0) {
+        fprintf(stderr, "the run to %s gave %d\n", status, failure);
+        exit(1);
+    }
+}
+
+constexpr const char* kSteps[] = {"Frozen", "Released"};
+
+// A tree with ten children per assembly and a dataset at each revision, in a store of its own; all
+// has the status before the step.
 class World {
 public:
-    World(const std::string& path, int revisions) {
+    World(const std::string& path, int revisions, int step) {
         statement_recorder::newWorld();
         auto* bench = mervane_workbench();
         if (path != ":memory:")
@@ -51,6 +63,8 @@ public:
             all.push_back(revision);
         }
         top_ = bench->openBomWindow(all[0]);
+        for (int before = 0; before < step; ++before)
+            runLibrary(top_, kSteps[before]);
     }
     ~World() { mervane_workbench()->closeStore(store_); }
     World(const World&) = delete;
@@ -68,21 +82,18 @@ void writeSettings(const fs::path& directory) {
            "[Frozen_ItemRevision]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
            "DoNothingOnReleaseStatus=Frozen\nChangeForward=Rel.VANE_specification.*\n"
            "[Frozen_VANE_specification.*]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
-           "DoNothingOnReleaseStatus=Frozen\n";
+           "DoNothingOnReleaseStatus=Frozen\n"
+           "[Released_BOMLine]\nChangeForward=ChildBomLines;bl_revision\n"
+           "[Released_ItemRevision]\nPrevReleaseStatus=Frozen\nSetReleaseState=Released\n"
+           "DoNothingOnReleaseStatus=Released\nChangeForward=Rel.VANE_specification.*\n"
+           "[Released_VANE_specification.*]\nPrevReleaseStatus=Frozen\nSetReleaseState=Released\n"
+           "DoNothingOnReleaseStatus=Released\n";
 }
 
 double seconds(const std::function<void()>& body) {
     const auto start = Clock::now();
     body();
     return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-void runLibrary(tag_t top) {
-    const int status = KELD_StatusManager_ManageStatus(top, "BOMLine", "Frozen");
-    if (status != 0) {
-        fprintf(stderr, "the run gave %d\n", status);
-        exit(1);
-    }
 }
 
 struct Result {
@@ -92,21 +103,22 @@ struct Result {
     std::size_t calls = 0, statements = 0, setting_reads = 0;
 };
 
-Result measure(int revisions, int rounds, const fs::path& directory) {
+Result measure(int revisions, int step, int rounds, const fs::path& directory) {
+    const char* const status = kSteps[step];
     Result result;
     result.revisions = revisions;
     KELD_SetLogLevel(0);
     tag_t recorded_top = NULLTAG;
     {
         // Record the calls, and prove with the journal that none was missed.
-        World world(":memory:", revisions);
+        World world(":memory:", revisions, step);
         mervane_workbench()->startJournal();
         call_recorder::start();
-        runLibrary(world.top());
+        runLibrary(world.top(), status);
         call_recorder::stop();
         recorded_top = world.top();
         const auto made = call_recorder::countsOf(mervane_workbench()->stopJournal());
-        World again(":memory:", revisions);
+        World again(":memory:", revisions, step);
         mervane_workbench()->startJournal();
         call_recorder::play(again.top() - recorded_top);
         if (call_recorder::countsOf(mervane_workbench()->stopJournal()) != made) {
@@ -115,9 +127,9 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
         }
     }
     {
-        World world(":memory:", revisions);
+        World world(":memory:", revisions, step);
         statement_recorder::start();
-        runLibrary(world.top());
+        runLibrary(world.top(), status);
         statement_recorder::stop();
     }
     result.calls = call_recorder::count();
@@ -125,9 +137,9 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
     result.statements = statement_recorder::count();
     for (int round = 0; round < rounds; ++round) {
         const auto library = [&](int level, const std::string& path) {
-            World world(path, revisions);
+            World world(path, revisions, step);
             KELD_SetLogLevel(level);
-            const double time = seconds([&] { runLibrary(world.top()); });
+            const double time = seconds([&] { runLibrary(world.top(), status); });
             KELD_SetLogLevel(0);
             return time;
         };
@@ -135,21 +147,21 @@ Result measure(int revisions, int rounds, const fs::path& directory) {
         result.warning = std::min(result.warning, library(2, ":memory:"));
         result.trace = std::min(result.trace, library(3, ":memory:"));
         {
-            World world(":memory:", revisions);
+            World world(":memory:", revisions, step);
             const tag_t shift = world.top() - recorded_top;
             result.bare = std::min(result.bare, seconds([shift] { call_recorder::play(shift); }));
         }
         {
-            World world(":memory:", revisions);
+            World world(":memory:", revisions, step);
             result.sql = std::min(result.sql, statement_recorder::play());
         }
         result.settings = std::min(result.settings, seconds(call_recorder::readSettings));
         fs::remove(directory / "keld.log");
     }
-    const std::string path = (directory / ("store" + std::to_string(revisions))).string();
+    const std::string path = (directory / (status + std::to_string(revisions))).string();
     {
-        World world(path, revisions);
-        result.durable = seconds([&] { runLibrary(world.top()); });
+        World world(path, revisions, step);
+        result.durable = seconds([&] { runLibrary(world.top(), status); });
     }
     return result;
 }
@@ -167,32 +179,35 @@ int main(int argc, char** argv) {
     statement_recorder::watch();
 
     if (!json)
-        printf("%9s %8s %10s %8s | %8s %8s %8s %8s %8s %8s %8s | %7s %7s %7s\n", "revisions",
-               "calls", "statements", "settings", "off", "warning", "trace", "settings", "bare",
-               "SQL", "durable", "off/b", "trace/b", "bare/SQL");
+        printf("%-8s %9s %8s %10s %8s | %8s %8s %8s %8s %8s %8s %8s | %7s %7s %7s\n", "step",
+               "revisions", "calls", "statements", "settings", "off", "warning", "trace",
+               "settings", "bare", "SQL", "durable", "off/b", "trace/b", "bare/SQL");
     if (json)
         printf("[");
     bool first = true;
-    for (const int revisions : {1000, 10000}) {
-        const Result r = measure(revisions, revisions > 5000 ? 3 : 5, directory);
-        const double us = 1e6 / (2.0 * r.revisions);
-        if (json)
-            printf(
-                "%s{\"revisions\":%d,\"calls\":%zu,\"statements\":%zu,\"off_us\":%.2f,"
-                "\"warning_us\":%.2f,\"trace_us\":%.2f,\"bare_us\":%.2f,\"sql_us\":%.2f,"
-                "\"durable_us\":%.2f,\"setting_reads\":%zu,\"settings_us\":%.2f}",
-                first ? "" : ",", r.revisions, r.calls, r.statements, r.off * us, r.warning * us,
-                r.trace * us, r.bare * us, r.sql * us, r.durable * us, r.setting_reads,
-                r.settings * us);
-        else
-            printf(
-                "%9d %8zu %10zu %8zu | %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f | %7.2f %7.2f "
-                "%7.2f\n",
-                r.revisions, r.calls, r.statements, r.setting_reads, r.off * us, r.warning * us,
-                r.trace * us, r.settings * us, r.bare * us, r.sql * us, r.durable * us,
-                r.off / r.bare, r.trace / r.bare, r.bare / r.sql);
-        first = false;
-    }
+    for (const int step : {0, 1})
+        for (const int revisions : {1000, 10000}) {
+            const Result r = measure(revisions, step, revisions > 5000 ? 3 : 5, directory);
+            const double us = 1e6 / (2.0 * r.revisions);
+            if (json)
+                printf(
+                    "%s{\"step\":\"%s\",\"revisions\":%d,\"calls\":%zu,\"statements\":%zu,\"off_"
+                    "us\":%.2f,"
+                    "\"warning_us\":%.2f,\"trace_us\":%.2f,\"bare_us\":%.2f,\"sql_us\":%.2f,"
+                    "\"durable_us\":%.2f,\"setting_reads\":%zu,\"settings_us\":%.2f}",
+                    first ? "" : ",", kSteps[step], r.revisions, r.calls, r.statements, r.off * us,
+                    r.warning * us, r.trace * us, r.bare * us, r.sql * us, r.durable * us,
+                    r.setting_reads, r.settings * us);
+            else
+                printf(
+                    "%-8s %9d %8zu %10zu %8zu | %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f %8.2f | %7.2f "
+                    "%7.2f "
+                    "%7.2f\n",
+                    kSteps[step], r.revisions, r.calls, r.statements, r.setting_reads, r.off * us,
+                    r.warning * us, r.trace * us, r.settings * us, r.bare * us, r.sql * us,
+                    r.durable * us, r.off / r.bare, r.trace / r.bare, r.bare / r.sql);
+            first = false;
+        }
     printf(json ? "]\n"
                 : "Microseconds per object (a revision or a dataset); settings: the same settings "
                   "read by themselves. Targets: off/b at most 1.3, "
