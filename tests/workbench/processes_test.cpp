@@ -1,3 +1,5 @@
+#include <gmock/gmock.h>
+#include <sqlite3.h>
 #include <sys/file.h>
 
 #include <chrono>
@@ -130,6 +132,35 @@ TEST_F(Processes, DamagedLockTablesAreMadeAnewWhenNobodyLives) {
     bench().openSession(store_, {});
     EXPECT_EQ(OBJ_lock(item_), 0);
     EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 6), std::to_string(kLockedByOther));
+}
+
+TEST_F(Processes, LocksWhoseSessionIsNotStoredAreGoneWhenNobodyLives) {
+    bench().closeStore(store_);
+    store_ = 0;
+    sqlite3* locks = nullptr;
+    ASSERT_EQ(sqlite3_open((path_ + "-locks").c_str(), &locks), SQLITE_OK);
+    const std::string rows =
+        "DELETE FROM session; DELETE FROM sqlite_sequence; INSERT INTO held VALUES(" + tag() +
+        ", 1), (77, 7); INSERT INTO activity VALUES(7, 'x'); "
+        "INSERT INTO kept_number VALUES(5, 7);";
+    ASSERT_EQ(sqlite3_exec(locks, rows.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
+    sqlite3_close(locks);
+    store_ = bench().openStore(path_);
+    bench().openSession(store_, {});
+    EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "the first session has no lock";
+    EXPECT_THAT(bench().check(store_, false), testing::IsEmpty());
+    ASSERT_EQ(sqlite3_open((path_ + "-locks").c_str(), &locks), SQLITE_OK);
+    int rows_left = 0;
+    const auto count = [](void* sum, int, char** values, char**) {
+        *static_cast<int*>(sum) += std::stoi(values[0]);
+        return 0;
+    };
+    for (const char* table : {"held", "activity", "kept_number"})
+        ASSERT_EQ(sqlite3_exec(locks, ("SELECT count(*) FROM " + std::string(table)).c_str(), count,
+                               &rows_left, nullptr),
+                  SQLITE_OK);
+    sqlite3_close(locks);
+    EXPECT_EQ(rows_left, 0);
 }
 
 TEST_F(Processes, DamagedLockTablesStayWhileAnotherProcessHasThemOpen) {

@@ -106,6 +106,8 @@ public:
                 waitForSharedLock(guard_, path_ + "-guard");
             connectOrMakeAnew(alone);
             if (alone)
+                forgetWithoutSession();
+            if (alone)
                 waitForSharedLock(guard_, path_ + "-guard");
         } catch (...) {
             system::close(guard_);
@@ -399,6 +401,17 @@ private:
         for (const std::string& name : names)
             if (!isKnown(name) && !fileIsLocked(directory_ + "/" + name))
                 system::removeFile(directory_ + "/" + name);
+        transaction.commit();
+    }
+
+    // After a failure of the power the tables may not fit together: a lock without its session is
+    // nobody's, until a new session gets that number.
+    void forgetWithoutSession() {
+        Transaction transaction(*connection_);
+        for (const char* table : {"held", "kept_number", "activity"})
+            connection_->execute(("DELETE FROM " + std::string(table) +
+                                  " WHERE session NOT IN (SELECT id FROM session)")
+                                     .c_str());
         transaction.commit();
     }
 
