@@ -80,6 +80,18 @@ TEST_F(Config, AnExplanationHasEachSectionInTheOrderOfAVisitWithLinesAndDefaults
     EXPECT_THAT(text.out, Not(HasSubstr("from Item\n")));
 }
 
+TEST_F(Config, OlderRevisionsAreNotCheckedSoTheirChecksAreNoPartOfTheMeaning) {
+    writeFile(path("old.ini"),
+              "[SelectWSO]\nItemRevision=1\n[R_ItemRevision]\nChangeNoRek=OldItemRevision\n"
+              "[R_Old_ItemRevision]\nSetReleaseState=Old\nCheckNeedFields=user_data_1\n");
+    const std::string text = done({"config", "explain", "R", "--ini", "old.ini"}).out;
+    const std::string old = text.substr(text.find("\n[R_Old_ItemRevision]"));
+    EXPECT_THAT(old, HasSubstr("is never read: older revisions aren't checked"));
+    EXPECT_THAT(old, Not(HasSubstr("PrevReleaseStatus")));
+    EXPECT_THAT(old, Not(HasSubstr("PrivilegName")));
+    EXPECT_THAT(text.substr(0, text.find("\n[R_Old_ItemRevision]")), HasSubstr("PrivilegName"));
+}
+
 TEST_F(Config, AnExplanationOfAnUnknownStatusOrTypeNamesTheKnownOnes) {
     const Result status = keld({"config", "explain", "Frosen"});
     EXPECT_EQ(status.exit_code, 1);

@@ -93,13 +93,19 @@ Rehearsals::Rehearsals(Context& context, const ConfigFile& file) : context_(cont
         items_.insert(type);
     for (const std::string& type : context.workbench().typeNames("ItemRevision"))
         revisions_.insert(type);
-    // Base settings stay those of the configuration directory.
-    const fs::path base = pathOf(KELD_GetCfgPath()) / "keld_base.ini";
-    std::error_code ignored;
-    if (fs::is_regular_file(base, ignored))
-        fs::copy_file(base, pathOf(aside_.directory()) / "keld_base.ini", ignored);
-    configure(file);
+    // The library looks its directory up once, so it must not be asked before.
+    const std::string named = environment("KELD_CFG_PATH");
     setEnvironment("KELD_CFG_PATH", aside_.directory());
+    if (KELD_GetCfgPath() == aside_.directory()) {
+        // Base settings stay those of the configuration directory.
+        const fs::path base = pathOf(named.empty() ? "." : named) / "keld_base.ini";
+        std::error_code ignored;
+        if (fs::is_regular_file(base, ignored))
+            fs::copy_file(base, pathOf(aside_.directory()) / "keld_base.ini", ignored);
+        configure(file);
+    } else if (file.path != statusConfigPath()) {
+        throw CommandError("the services already read " + statusConfigPath() + ", not " + file.path);
+    }
     KELD_SetLogLevel(kVisitsLevel);
 }
 
