@@ -79,8 +79,9 @@ TEST(ConfigKeys, ThePageHasNoRowOfAKeyThatTheTableHasNot) {
 TEST(ConfigKeys, TheManualNamesEachOfThem) {
     const std::string manual = textOf("docs/man/keld_statusmanager.ini.5");
     for (const ConfigKey& key : keld::configKeys())
-        if (key.section != keld::SectionKind::Select)
+        if (key.section != keld::SectionKind::Select) {
             EXPECT_THAT(manual, HasSubstr(key.name));
+        }
     for (const keld::WalkKind& kind : keld::walkKinds())
         EXPECT_THAT(manual, HasSubstr(kind.name));
 }

@@ -5,18 +5,23 @@ using testing::HasSubstr;
 
 using Doctor = ProgramWithStore;
 
-TEST_F(Doctor, IsSilentOnTheSampleConfigurationAndItsWorld) {
+// Released and Superseded are meant to be ends.
+TEST_F(Doctor, HasNothingButNotesOfItsEndsOnTheSampleConfigurationAndItsWorld) {
     done({"init", "--store", "sample.db"});
     done({"load", KELD_SOURCE_DIR "/samples/gearbox.json", "--store", "sample.db"});
     const auto report =
         done({"doctor", "--json", "--store", "sample.db", "--cfg", KELD_SOURCE_DIR "/samples"})
             .json();
-    EXPECT_EQ(report["findings"], nlohmann::json::array());
+    EXPECT_EQ(report["notes"], 2);
+    ASSERT_EQ(report["findings"].size(), 2u);
+    EXPECT_THAT(report["findings"][0]["text"], HasSubstr("goes on from the status 'Released'"));
+    EXPECT_THAT(report["findings"][1]["text"], HasSubstr("goes on from the status 'Superseded'"));
 }
 
 TEST_F(Doctor, ShowsWhereEverythingLies) {
     const auto report = done({"doctor", "--json"}).json();
-    EXPECT_EQ(report["findings"], nlohmann::json::array());
+    EXPECT_EQ(report["errors"], 0);
+    EXPECT_EQ(report["warnings"], 0);
     EXPECT_EQ(report["facts"]["store"], path("keld.db").string());
     EXPECT_EQ(report["facts"]["log"], path("keld.log").string());
     EXPECT_THAT(done({"doctor"}).out, HasSubstr("all is well"));
