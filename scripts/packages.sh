@@ -1,6 +1,6 @@
 # Sourced by the other scripts: what a job needs from the system.
 
-PACKAGES_BUILD="g++ cmake ninja-build libsqlite3-dev nlohmann-json3-dev libcli11-dev"
+PACKAGES_BUILD="g++ cmake ninja-build libsqlite3-dev nlohmann-json3-dev libcli11-dev libcsv-dev"
 PACKAGES_TEST="lld libgtest-dev libgmock-dev binutils pkg-config groff-base python3"
 PACKAGES_BENCH="libspdlog-dev"
 PACKAGES_FUZZ="clang libclang-rt-dev"

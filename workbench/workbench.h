@@ -230,6 +230,10 @@ public:
     // Set attributes of a stored object outright and store them: no lock, no rights.
     virtual void set(tag_t object, const std::string& attribute, const Values& values) = 0;
     virtual Values get(tag_t object, const std::string& attribute) = 0;
+    // Whether a property of a stored object takes a displayed text. Nothing is set, no lock or
+    // right is asked for. Failure as OBJ_UIF_set_value gives it for the property or the text.
+    virtual void needDisplayText(tag_t object, const std::string& property,
+                                 const std::string& text) = 0;
     // Failure kNotAllowed without the right to WRITE the object, kCheckedOut if another user has
     // it.
     virtual void checkOut(tag_t object, const std::string& comment) = 0;

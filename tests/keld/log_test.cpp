@@ -74,6 +74,22 @@ TEST_F(Log, TailFollowsWhatIsAdded) {
     EXPECT_TRUE(waitFor("first\n"));
     done({"call", "KELD_SrvCall", "i:0", "i:0", "s:second"});
     EXPECT_TRUE(waitFor("second\n"));
+    // Full, it stands beside the one that is begun then; its last lines are shown all the same.
+    const std::string padding(100, 'x');
+    std::ofstream log(path("keld.log"), std::ios::app);
+    for (int i = 0; i < 12000; ++i)
+        log << padding << "\n";
+    log << "the last of it\n" << std::flush;
+    environment()["KELD_LOG_MAX_MB"] = "1";
+    done({"call", "KELD_SrvCall", "i:0", "i:0", "s:third"});
+    EXPECT_TRUE(fs::exists(path("keld.log.1")));
+    EXPECT_TRUE(waitFor("third\n"));
+    EXPECT_THAT(readFile(path("followed.txt")), HasSubstr("the last of it\n"));
+    // Another one that is longer from the start.
+    fs::rename(path("keld.log"), path("keld.log.1"));
+    writeFile(path("keld.log"), "another log\n" + std::string(3000000, 'y') + "\nits end\n");
+    EXPECT_TRUE(waitFor("its end\n"));
+    EXPECT_THAT(readFile(path("followed.txt")), HasSubstr("\nanother log\n"));
     kill(follower, SIGTERM);
     pclose(shell);
     EXPECT_EQ(keld({"log", "tail", "-f", "--json"}).exit_code, 2);

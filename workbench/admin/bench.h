@@ -76,6 +76,8 @@ public:
     tag_t create(const std::string& type) override;
     void set(tag_t object, const std::string& attribute, const Values& values) override;
     Values get(tag_t object, const std::string& attribute) override;
+    void needDisplayText(tag_t object, const std::string& property,
+                         const std::string& text) override;
     void checkOut(tag_t object, const std::string& comment) override;
     void checkIn(tag_t object) override;
     std::optional<CheckOutInfo> checkOutOf(tag_t object) override;

@@ -1,6 +1,7 @@
 #include "workbench/admin/bench.h"
 #include "workbench/session/bom_window.h"
 #include "workbench/session/datasets.h"
+#include "workbench/session/interface.h"
 #include "workbench/session/items.h"
 #include "workbench/session/relations.h"
 #include "workbench/session/structure.h"
@@ -140,6 +141,10 @@ Values Bench::get(tag_t object, const std::string& attribute) {
     return now().property(now().object(object), attribute).values;
 }
 
+void Bench::needDisplayText(tag_t object, const std::string& property, const std::string& text) {
+    now().needDisplayText(now().object(object), property, text);
+}
+
 void Bench::checkOut(tag_t object, const std::string& comment) {
     now().checkOut(now().object(object), comment);
 }
@@ -183,7 +188,10 @@ tag_t Bench::bomViewRevision(tag_t revision) {
 
 tag_t Bench::addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,
                            const std::string& sequence_no) {
-    return mervane::addOccurrence(now(), parent_revision, child_revision, quantity, sequence_no);
+    const tag_t made =
+        mervane::addOccurrence(now(), parent_revision, child_revision, quantity, sequence_no);
+    detail::keepCacheSmall();
+    return made;
 }
 
 int Bench::copyStructure(tag_t from_revision, tag_t to_revision) {

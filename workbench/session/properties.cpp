@@ -279,13 +279,11 @@ std::string Session::displayText(Object& object, std::string_view name) {
     return mervane::displayText(*this, property(object, name));
 }
 
-void Session::setDisplayText(Object& object, std::string_view name, const std::string& text) {
-    const Property now = property(object, name);
-    if (!now.writable || text.empty())
-        return setProperty(object, name, {});
+Values Session::valuesOfText(Object& object, std::string_view name, const Property& now,
+                             const std::string& text) {
     // What is shown already is the surest source: names need not be unique.
     if (text == displayText(object, name))
-        return setProperty(object, name, now.values);
+        return now.values;
     Values values;
     for (const std::string& part : now.array ? splitList(text) : std::vector{text}) {
         try {
@@ -298,7 +296,22 @@ void Session::setDisplayText(Object& object, std::string_view name, const std::s
                           named(object, name) + " can't be set: " + failure.what());
         }
     }
-    setProperty(object, name, std::move(values));
+    return values;
+}
+
+void Session::setDisplayText(Object& object, std::string_view name, const std::string& text) {
+    const Property now = property(object, name);
+    if (!now.writable || text.empty())
+        return setProperty(object, name, {});
+    setProperty(object, name, valuesOfText(object, name, now, text));
+}
+
+void Session::needDisplayText(Object& object, std::string_view name, const std::string& text) {
+    const Property now = property(object, name);
+    if (!now.writable)
+        return setProperty(object, name, {});  // says why it can't be set
+    if (!text.empty())
+        checkValues(object, attribute(object, name), valuesOfText(object, name, now, text));
 }
 
 std::string Session::displayId(tag_t tag) {

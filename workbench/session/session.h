@@ -143,6 +143,8 @@ public:
     void setProperty(Object& object, std::string_view name, Values values);
     std::string displayText(Object& object, std::string_view name);
     void setDisplayText(Object& object, std::string_view name, const std::string& text);
+    // The failure that setting it would have for the property or the text.
+    void needDisplayText(Object& object, std::string_view name, const std::string& text);
     std::string displayId(tag_t tag);  // what ENT_ask_id_string gives
     static std::string displayText(Session& session, const Value& value);
 
@@ -251,6 +253,8 @@ private:
 
     void mayWrite() const;
     Reads* reads();  // null: no run gathers what it reads
+    Values valuesOfText(Object& object, std::string_view name, const Property& now,
+                        const std::string& text);
     void noteRead(tag_t tag, std::int64_t version);
     void noteSearch(std::string_view class_name, std::string_view name, tag_t target,
                     std::string_view text, const std::vector<tag_t>& found);

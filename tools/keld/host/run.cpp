@@ -154,16 +154,18 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
         seen();
     RecordReader reader(context_);
     open_ = false;
-    mervane::RunHead head =
-        context_.workbench().endRun(told, keep, [&](const mervane::RunEntry& entry) {
-            if (!isOfRehearsal(entry)) {
-                reader.add(entry);
-                if (plan() && !plan()->carries_out)
-                    context_.plan->plan.entries.push_back(entry);
-            }
-            if (each)
-                each(entry);
-        });
+    const std::function<void(const mervane::RunEntry&)> read = [&](const mervane::RunEntry& entry) {
+        if (!isOfRehearsal(entry)) {
+            reader.add(entry);
+            if (plan() && !plan()->carries_out)
+                context_.plan->plan.entries.push_back(entry);
+        }
+        if (each)
+            each(entry);
+    };
+    const bool wanted =
+        reads_changes_ || plan() || each || (wish_.as_server && result_ != RunResult::Done);
+    mervane::RunHead head = context_.workbench().endRun(told, keep, wanted ? read : nullptr);
     Record record = reader.take(std::move(head));
     if (keep)
         writePlanOf(record.head);

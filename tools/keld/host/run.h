@@ -65,6 +65,10 @@ public:
     // Keep a run whose changes nobody wants to see.
     void keep();
 
+    // What the run has changed is not to be read at its end: the verb tells it itself, and it may
+    // be much. A plan is still written, and what stays of a failure as the server still told.
+    void leaveChangesUnread() { reads_changes_ = false; }
+
     // Null: no plan is written or carried out.
     const PlanWork* plan() const { return context_.plan.get(); }
 
@@ -78,7 +82,7 @@ private:
     RunWish wish_;
     std::optional<Aside> aside_;
     mervane::RunResult result_ = mervane::RunResult::Refused;
-    bool open_ = true, kept_ = false, redirected_ = false;
+    bool open_ = true, kept_ = false, redirected_ = false, reads_changes_ = true;
 
     // A plan that is written begins with the run, one that is carried out is compared then.
     void preparePlan();

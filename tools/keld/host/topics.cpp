@@ -28,6 +28,10 @@ A name that nothing has is answered with the nearest ones. keld find PATTERN loo
   keld find 'P-*' --json | jq -r '.found[].object' | keld set - object_desc=obsolete
   keld revise 000123 000124 --together         one run: all of them, or none
 
+  keld bom import parts.csv                    items and lines, a row for each
+  keld rename --from ids.csv                   old and new ids
+  keld set --from values.csv                   objects, a column for each property
+
 A line tells the outcome of each, and the sum of the outcomes is the number of names given:
 done, done with failures, refused, unknown, named before, went back, not reached.
 Without --together one that is refused doesn't hold up the others. The exit code is 1 if one was

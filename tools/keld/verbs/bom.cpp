@@ -302,6 +302,7 @@ void addBomVerbs(Verbs& verbs) {
     CLI::App* group = verbs.addGroup("bom", "Show, change and renumber the lines of a structure",
                                      "  keld bom show 000123/A\n"
                                      "  keld bom add 000123/A 000456 --quantity 4\n"
+                                     "  keld bom import gearbox.csv --dry-run\n"
                                      "  keld bom resequence 000123/A --save\n",
                                      nullptr);
     auto shown = std::make_shared<Shown>();
@@ -343,6 +344,7 @@ void addBomVerbs(Verbs& verbs) {
     verb->add_flag("--dump", wanted->dump, "show what the service prints, on standard error");
     addRunOptions(verb, wanted->run);
     addBomEditVerbs(verbs, group);
+    addBomImportVerb(verbs, group);
 }
 
 }  // namespace keld

@@ -16,6 +16,13 @@
 
 namespace keld {
 
+tag_t guardOfLines(tag_t revision) {
+    const auto views = listOf<tag_t>([&](int* count, tag_t** list) {
+        return ART_rev_list_bom_view_revs(revision, count, list);
+    });
+    return views.empty() ? revision : views.front();
+}
+
 namespace {
 
 struct WantedLine {
@@ -48,14 +55,6 @@ std::vector<LineNote> lineNotes(const Context& context, const std::vector<std::s
         notes.push_back({name, word.substr(sign + 1)});
     }
     return notes;
-}
-
-// What guards the lines of a revision: its view, or itself as long as it has none.
-tag_t guardOf(tag_t revision) {
-    const auto views = listOf<tag_t>([&](int* count, tag_t** list) {
-        return ART_rev_list_bom_view_revs(revision, count, list);
-    });
-    return views.empty() ? revision : views.front();
 }
 
 std::string lineTitle(const Context& context, tag_t line) {
@@ -144,7 +143,7 @@ int addLine(Context& context, const WantedLine& wanted) {
         context, wanted.run, "bom add",
         context.title(parent) + " " + context.title(child) + " quantity " + quantity, parent,
         [&](Deed& done) {
-            const tag_t guard = guardOf(parent);
+            const tag_t guard = guardOfLines(parent);
             need(context, OBJ_refresh(guard, true), "OBJ_refresh", guard);
             const std::string number = wanted.number ? *wanted.number : nextNumber(context, parent);
             const tag_t occurrence =
@@ -199,7 +198,7 @@ int removeLines(Context& context, const WantedLine& wanted) {
     return carryOut(
         context, wanted.run, "bom remove", context.title(parent) + " " + joined(wanted.lines, " "),
         parent, [&](Deed& done) {
-            const tag_t guard = guardOf(parent);
+            const tag_t guard = guardOfLines(parent);
             need(context, OBJ_refresh(guard, true), "OBJ_refresh", guard);
             for (const tag_t occurrence : occurrences)
                 need(context, OBJ_delete(occurrence), "OBJ_delete", guard);

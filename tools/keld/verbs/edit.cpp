@@ -9,6 +9,7 @@
 #include "platform/mv_obj.h"
 #include "platform/mv_rel.h"
 #include "platform/mv_str.h"
+#include "tools/keld/host/csv_input.h"
 #include "tools/keld/host/known.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/referrers.h"
@@ -22,6 +23,7 @@ namespace {
 
 struct WantedValues {
     Many many;  // names, and behind them the values, until they are told apart
+    CsvWish csv;
     RunWish run;
 };
 
@@ -30,8 +32,16 @@ int setProperties(Context& context, WantedValues wanted) {
     const auto first = std::find_if(words.begin(), words.end(), isPropertyValue);
     const std::vector<std::string> texts(first, words.end());
     words.erase(first, words.end());
+    if (texts.empty() && words.empty() && !wanted.many.from.empty()) {
+        wanted.csv.file = wanted.many.from;
+        return setRows(context, wanted.csv, wanted.run);
+    }
     if (texts.empty())
-        throw CommandError("no value is given; expected OBJECT... PROPERTY=VALUE...", {},
+        throw CommandError(
+            "no value is given; expected OBJECT... PROPERTY=VALUE..., or --from FILE alone", {},
+            kExitUsage);
+    if (!wanted.csv.separator.empty())
+        throw CommandError("--separator is of a file with values: give --from FILE alone", {},
                            kExitUsage);
     const std::vector<PropertyValue> values = propertyValues(texts);
     readNames(context, wanted.run, wanted.many, texts.size());
@@ -275,12 +285,16 @@ void addEditVerbs(Verbs& verbs) {
         "  keld set 000123 object_name='Pump cover' object_desc=\n"
         "  keld set 000123/A form.weight=1.25      # of its master form\n"
         "  keld set 000123 000124 supplier='Kugel & Sohn' --together\n"
-        "Values are written as keld show displays them; without a text the value is taken away.\n",
+        "  keld set --from values.csv --dry-run    # OBJECT,object_name,form.weight\n"
+        "Values are written as keld show displays them; without a text the value is taken away.\n"
+        "Without PROPERTY=VALUE the file of --from has the values: a row for each object, a "
+        "column\n"
+        "for each property; an empty cell leaves the property as it is.\n",
         [values](Context& context) { return setProperties(context, *values); });
     verb->add_option("OBJECT", values->many.names,
-                     "objects, and behind them PROPERTY=VALUE for each property")
-        ->required();
+                     "objects, and behind them PROPERTY=VALUE for each property");
     addManyOptions(verb, values->many);
+    addSeparatorOption(verb, values->csv);
     addDeedOptions(verb, values->run);
 
     addAttachVerb(verbs, true);

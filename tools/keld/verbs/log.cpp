@@ -67,29 +67,75 @@ void showLine(Context& context, Json& shown_lines, std::string line) {
         shown_lines.push_back(std::move(line));
 }
 
+// Shows what is added to a log, also when it is full: it stands beside the new one then.
+class FollowedLog {
+public:
+    FollowedLog(Context& context, std::string path, std::streamoff at)
+        : context_(context), path_(std::move(path)), at_(at) {
+        std::ifstream in(pathOf(path_), std::ios::binary);
+        begin_ = beginOf(in);
+    }
+
+    void show() {
+        std::ifstream in(pathOf(path_), std::ios::binary);
+        if (!in)
+            return;  // between the old one and the new one
+        const std::string begin = beginOf(in);
+        in.seekg(0, std::ios::end);
+        if (!begin.starts_with(begin_) || in.tellg() < at_)
+            showRest();
+        begin_ = begin;
+        showFrom(in);
+    }
+
+private:
+    Context& context_;
+    std::string path_, begin_;
+    std::streamoff at_;
+    std::string waiting_;  // the start of a line that isn't whole yet
+
+    // Its first lines have the time: no two logs begin alike.
+    static std::string beginOf(std::istream& in) {
+        std::string begin(256, '\0');
+        in.read(begin.data(), static_cast<std::streamsize>(begin.size()));
+        begin.resize(static_cast<std::size_t>(in.gcount()));
+        in.clear();
+        return begin;
+    }
+
+    void showRest() {
+        std::ifstream older(pathOf(path_ + ".1"), std::ios::binary);
+        if (const std::string begin = beginOf(older); older && !begin_.empty()) {
+            if (begin.starts_with(begin_))
+                showFrom(older);
+            else
+                context_.note("the log was begun anew more than once; lines between are gone");
+        }
+        at_ = 0;
+        waiting_.clear();
+    }
+
+    void showFrom(std::istream& in) {
+        Json none;
+        std::string block(65536, '\0');
+        for (in.seekg(at_); in;) {
+            in.read(block.data(), static_cast<std::streamsize>(block.size()));
+            at_ += in.gcount();
+            waiting_.append(block, 0, static_cast<std::size_t>(in.gcount()));
+            std::size_t begin = 0;
+            for (std::size_t end = 0; (end = waiting_.find('\n', begin)) != std::string::npos;
+                 begin = end + 1)
+                showLine(context_, none, waiting_.substr(begin, end - begin));
+            waiting_.erase(0, begin);
+        }
+    }
+};
+
 // Show what is added until the program is ended from outside.
 [[noreturn]] void follow(Context& context, const std::string& log, std::streamoff at) {
-    std::string waiting;  // the start of a line that isn't whole yet
-    Json none;
+    FollowedLog followed(context, log, at);
     for (;;) {
-        std::ifstream in(pathOf(log), std::ios::binary);
-        in.seekg(0, std::ios::end);
-        if (in && in.tellg() < at) {  // begun anew
-            at = 0;
-            waiting.clear();
-        }
-        in.seekg(at);
-        std::string block(65536, '\0');
-        while (in) {
-            in.read(block.data(), static_cast<std::streamsize>(block.size()));
-            at += in.gcount();
-            waiting.append(block, 0, static_cast<std::size_t>(in.gcount()));
-            std::size_t end = 0;
-            while ((end = waiting.find('\n')) != std::string::npos) {
-                showLine(context, none, waiting.substr(0, end));
-                waiting.erase(0, end + 1);
-            }
-        }
+        followed.show();
         if (!writtenOut())
             throw CommandError("can't write to the standard output");
         std::this_thread::sleep_for(std::chrono::milliseconds(200));

@@ -36,14 +36,27 @@ std::string verbFor(const std::string& property) {
     return found == kVerbs.end() ? "" : found->second;
 }
 
+[[noreturn]] void unknownProperty(const Context& context, tag_t object, const std::string& name,
+                                  const std::vector<std::string>& names) {
+    throw CommandError(
+        "the type " + context.workbench().describe(object).type + " has no property '" + name + "'",
+        nearest(name, names));
+}
+
 void needProperty(const Context& context, tag_t object, const std::string& name) {
-    if (const std::string verb = verbFor(name); !verb.empty())
-        throw CommandError("'" + name + "' isn't set by hand; use " + verb);
+    if (const std::string why = whyNotByHand(name); !why.empty())
+        throw CommandError(why);
     const std::vector<std::string> names = context.workbench().attributeNames(object);
     if (std::find(names.begin(), names.end(), name) == names.end())
-        throw CommandError("the type " + context.workbench().describe(object).type +
-                               " has no property '" + name + "'",
-                           nearest(name, names));
+        unknownProperty(context, object, name, names);
+}
+
+tag_t masterFormOf(const Context& context, tag_t object) {
+    tag_t form = NULLTAG;
+    need(context, KELD_GetMasterForm(object, &form), "KELD_GetMasterForm", object);
+    if (form == NULLTAG)
+        throw CommandError(context.title(object) + " has no master form");
+    return form;
 }
 
 void setOn(const Context& context, tag_t object, const std::vector<PropertyValue>& values,
@@ -65,6 +78,31 @@ void setOn(const Context& context, tag_t object, const std::vector<PropertyValue
 }
 
 }  // namespace
+
+std::string whyNotByHand(const std::string& property) {
+    const std::string verb =
+        verbFor(property.starts_with(kFormLead) ? property.substr(kFormLead.size()) : property);
+    return verb.empty() ? "" : "'" + property + "' isn't set by hand; use " + verb;
+}
+
+std::string whyNotValue(const Context& context, tag_t object, const PropertyValue& value) {
+    try {
+        const bool of_form = value.name.starts_with(kFormLead);
+        const tag_t target = of_form ? masterFormOf(context, object) : object;
+        const std::string name = of_form ? value.name.substr(kFormLead.size()) : value.name;
+        try {
+            context.workbench().needDisplayText(target, name, value.text);
+        } catch (const mervane::Failure&) {
+            needProperty(context, target, name);
+            throw;
+        }
+    } catch (const CommandError& error) {
+        return error.what() + didYouMean(error.suggestions);
+    } catch (const mervane::Failure& failure) {
+        return failure.what();
+    }
+    return "";
+}
 
 bool isPropertyValue(const std::string& word) {
     const std::size_t sign = word.find('=');
@@ -102,11 +140,7 @@ std::vector<std::string> setValues(const Context& context, tag_t object,
     if (!own.empty())
         setOn(context, object, own, "", changed);
     if (!of_form.empty()) {
-        tag_t form = NULLTAG;
-        need(context, KELD_GetMasterForm(object, &form), "KELD_GetMasterForm", object);
-        if (form == NULLTAG)
-            throw CommandError(context.title(object) + " has no master form");
-        setOn(context, form, of_form, std::string(kFormLead), changed);
+        setOn(context, masterFormOf(context, object), of_form, std::string(kFormLead), changed);
     }
     return changed;
 }

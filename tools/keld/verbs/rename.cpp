@@ -9,31 +9,25 @@
 #include "platform/mv_art.h"
 #include "platform/mv_ent.h"
 #include "platform/mv_err.h"
+#include "tools/keld/host/csv_input.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
 #include "tools/keld/host/visits.h"
 #include "tools/keld/verbs/rename_objects.h"
+#include "tools/keld/verbs/rename_run.h"
 #include "workbench/names.h"
 
 namespace keld {
 
 namespace {
 
-constexpr int kNotModifiable = 919342, kStatusNotAllowed = 919343, kOldIdRegistered = 919345,
-              kNewIdRegistered = 100304;
-constexpr int kTestPass = RENAME_REVISIONS | RENAME_ITEM;
-
 struct WantedRename {
     std::string item, revision, to, to_revision;
-    std::optional<std::string> name, description;
+    std::optional<std::string> given_to, name, description;
+    CsvWish csv;
     RunWish run;
-};
-
-struct RenameRun {
-    Outcome outcome;
-    bool tested = true;
 };
 
 tag_t findRevision(const Context& context, tag_t item, const std::string& id) {
@@ -49,13 +43,6 @@ tag_t findRevision(const Context& context, tag_t item, const std::string& id) {
                        nearest(id, known));
 }
 
-void needItem(const Context& context, tag_t item, const std::string& name) {
-    logical is_item = false;
-    require(context, KELD_isObjectOfClass(item, "Item", &is_item), "KELD_isObjectOfClass");
-    if (!is_item)
-        throw CommandError("'" + name + "' is no item; name the item, and a revision with --rev");
-}
-
 void refuseTaken(const Context& context, tag_t item, const std::string& id) {
     tag_t other = NULLTAG;
     const int status = KELD_ART_find_item(id.c_str(), &other);
@@ -63,74 +50,6 @@ void refuseTaken(const Context& context, tag_t item, const std::string& id) {
     if (status == 0 && other != NULLTAG && other != item)
         throw CommandError("the id " + mervane::quotedName(id) +
                            " is taken: " + context.workbench().describe(other).name + " has it");
-}
-
-// A test pass of the extended service runs the registry's steps too: it would register the new id,
-// and the pass behind it would find the id taken.
-bool testPassRegisters() {
-    logical active = false, always = false;
-    (void)KELD_get_logical_pref(MV_preference_site, ART_REGISTRY_ACTIVE, &active, false);
-    (void)KELD_get_logical_pref(MV_preference_site, ART_REGISTRY_REGISTER_ON_CREATE, &always,
-                                false);
-    return active && always;
-}
-
-RenameRun runRename(Context& context, const WantedRename& wanted, tag_t item, tag_t revision,
-                    const RenameIds& ids) {
-    RenameRun run;
-    if (revision == NULLTAG) {
-        run.outcome = runService(context, findService("KELD_ReNameItem"),
-                                 {ids.new_item, ids.new_name, ids.new_description, item});
-    } else {
-        const Service& service = findService("KELD_ReNameItemExtended");
-        const auto pass = [&](int action) {
-            run.outcome = runService(context, service,
-                                     {ids.new_item, ids.new_revision, ids.new_name,
-                                      ids.new_description, item, revision, action});
-            return run.outcome.status == 0;
-        };
-        run.tested = !testPassRegisters();
-        if (!run.tested && !wanted.run.dry_run)
-            context.note("no test pass: it would register the new id already; see it with --test");
-        if (!run.tested || pass(kTestPass))
-            (void)pass(kTestPass | RENAME_MODIFY);
-    }
-    return run;
-}
-
-// What the mode of ChangeRegisteredItemId lets an id that is registered change for.
-std::string allowedBy(const std::string& mode) {
-    return mode == "1"   ? "ids that aren't registered, or users of the group dba"
-           : mode == "3" ? "ids that aren't registered, or users with the privilege PUBLISH"
-                         : "ids that aren't registered";
-}
-
-Refusal explainRename(const Context& context, const Outcome& outcome, const RenameStop& stop,
-                      tag_t item, const RenameIds& ids) {
-    constexpr char kSettings[] = "KELD_ItemRename";
-    Refusal refusal =
-        refusalOf(context, outcome.status, stop.object() == NULLTAG ? item : stop.object(), item);
-    const std::string type = context.workbench().describe(item).type;
-    const auto setting = [&](const std::string& key) {
-        return tellSetting(context, refusal, kSettings, {key + "." + type, key});
-    };
-    if (!stop.operation().empty()) {
-        tellFailedCall(refusal, stop.operation(), outcome);
-    } else if (outcome.status == kNotModifiable) {
-        tellNotModifiable(context, refusal);
-    } else if (outcome.status == kStatusNotAllowed) {
-        const std::string passed = setting("RenameOnRevisionStatus");
-        refusal.found = "its latest status is " + latestStatus(context, refusal.object);
-        refusal.allowed = passed.empty() ? "no status, since RenameOnRevisionStatus names none"
-                                         : "no status, or one of RenameOnRevisionStatus: " + passed;
-    } else if (outcome.status == kOldIdRegistered) {
-        refusal.found = "its id " + ids.old_item + " is registered";
-        refusal.allowed = allowedBy(setting("ChangeRegisteredItemId"));
-    } else if (outcome.status == kNewIdRegistered) {
-        refusal.found = "the id " + ids.new_item + " is registered";
-        refusal.allowed = "an id that isn't registered";
-    }
-    return refusal;
 }
 
 Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
@@ -151,7 +70,27 @@ Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
     return shown;
 }
 
+// Of a file there is nothing to say beside it.
+void needFileAlone(const WantedRename& wanted) {
+    if (!wanted.item.empty() || wanted.given_to || !wanted.revision.empty() || wanted.name ||
+        wanted.description)
+        throw CommandError(
+            "with --from the file names the items and their new ids; leave ITEM, "
+            "--to, --rev, --name and --desc out",
+            {}, kExitUsage);
+    if (wanted.run.visits)
+        throw CommandError("--visits is of one rename, not of a file", {}, kExitUsage);
+}
+
 int rename(Context& context, WantedRename wanted) {
+    if (!wanted.csv.file.empty()) {
+        needFileAlone(wanted);
+        return renameRows(context, wanted.csv, wanted.run);
+    }
+    if (wanted.item.empty() || !wanted.given_to)
+        throw CommandError("expected ITEM --to ID, or --from FILE (see keld rename --help)", {},
+                           kExitUsage);
+    wanted.to = *wanted.given_to;
     wanted.to = newId("the new item id", wanted.to);
     wanted.revision = newId("the revision id", wanted.revision);
     wanted.to_revision = newId("the new revision id", wanted.to_revision);
@@ -182,11 +121,11 @@ int rename(Context& context, WantedRename wanted) {
         revision == NULLTAG
             ? wireText(context, {ids.new_item, ids.new_name, ids.new_description, item})
             : wireText(context, {ids.new_item, ids.new_revision, ids.new_name, ids.new_description,
-                                 item, revision, kTestPass | RENAME_MODIFY}));
+                                 item, revision, kRenameTestPass | RENAME_MODIFY}));
     RenameStop stop;
     CallWatch calls(context, wanted.run.visits,
                     [&](const mervane::JournalEntry& entry) { stop.add(entry); });
-    const RenameRun renamed = runRename(context, wanted, item, revision, ids);
+    const RenameRun renamed = runRename(context, wanted.run.dry_run, item, revision, ids);
     std::vector<Refusal> refusals;
     VisitList visits;
     const Record record = run.end(renamed.outcome, {}, [&] {
@@ -245,12 +184,17 @@ void addRenameVerb(Verbs& verbs) {
                   "  keld rename 000123 --to P-4711 --test     # what would be renamed\n"
                   "  keld rename 000123 --to P-4711\n"
                   "  keld rename 000123 --to P-4711 --name \"\"  # the new id is the name too\n"
-                  "  keld rename 000123 --rev A --to 000123 --to-rev 01\n",
+                  "  keld rename 000123 --rev A --to 000123 --to-rev 01\n"
+                  "  keld rename --from ids.csv --dry-run      # rows of old and new id\n",
                   [wanted](Context& context) { return rename(context, *wanted); });
-    verb->add_option("ITEM", wanted->item)->required();
+    verb->add_option("ITEM", wanted->item, "the item, unless a file names items");
     CLI::Option* revision =
         verb->add_option("--rev", wanted->revision, "the revision that the rename is about");
-    verb->add_option("--to", wanted->to, "new item id")->required();
+    verb->add_option("--to", wanted->given_to, "new item id");
+    verb->add_option("--from", wanted->csv.file,
+                     "old and new ids of many items from this CSV file; - is standard input");
+    addSeparatorOption(verb, wanted->csv);
+    addIgnoreColumnsOption(verb, wanted->csv);
     verb->add_option("--to-rev", wanted->to_revision, "new id of that revision")->needs(revision);
     verb->add_option("--name", wanted->name, "new name; the present one if not given");
     verb->add_option("--desc", wanted->description,

@@ -1,0 +1,12 @@
+# libcsv for Windows, from the source that scripts/fetch-libcsv put into the build directory.
+if(NOT TARGET LibCsv::LibCsv)
+  set(source ${PROJECT_BINARY_DIR}/fetched/libcsv)
+  if(NOT EXISTS ${source}/libcsv.c)
+    message(FATAL_ERROR "Run scripts/fetch-libcsv ${source} first (scripts/windows does)")
+  endif()
+  add_library(csv_static STATIC ${source}/libcsv.c)
+  target_include_directories(csv_static SYSTEM PUBLIC ${source})
+  target_compile_options(csv_static PRIVATE -w -O2)
+  add_library(LibCsv::LibCsv ALIAS csv_static)
+endif()
+set(LibCsv_FOUND TRUE)
