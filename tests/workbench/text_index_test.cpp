@@ -13,32 +13,35 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-// Letters of one byte and of several, wildcards, quotes, and bytes that are no characters.
-const Texts kLetters = {"a",        "a",    "b",    "b",        "c",           "A",    "\"",
-                        "'",        " ",    "ü",    "ü",        "ж",           "漢",   "漢",
-                        "𝄞",        "\xC3", "\xA9", "\xBC",     "\xE6",        "\x80", "\xFF",
-                        "\xED\xA0", "\xF0", "\x01", "\xC1\x81", "\xEF\xBF\xBF"};
+// Letters of one byte and of several, a quote, a blank, and bytes that are no characters.
+const Texts kLetters = {"a", "a", "a",  "a", "a",    "b",    "b",    "b",    "b",
+                        "b", "ü", "ü",  "ü", "ü",    "漢",   "漢",   "漢",   "ж",
+                        "𝄞", "A", "\"", " ", "\xC3", "\xC3", "\xA9", "\x80", "\x01"};
+const Texts kRareLetters = {"\xFF", "\xED\xA0", "\xF0", "\xC1\x81", "\xEF\xBF\xBF", "\xE6"};
 const std::string kNul(1, '\0');
 
 std::string randomText(std::mt19937& random, std::size_t longest, bool nul) {
     std::string text;
-    for (std::size_t length = random() % (longest + 1); length > 0; --length)
-        text += nul && random() % 20 == 0 ? kNul : kLetters[random() % kLetters.size()];
+    for (std::size_t length = random() % (longest + 1); length > 0; --length) {
+        const Texts& letters = random() % 25 == 0 ? kRareLetters : kLetters;
+        text += nul && random() % 60 == 0 ? kNul : letters[random() % letters.size()];
+    }
     return text;
 }
 
-// A part of a text between wildcards, or letters at random; cut at any byte.
+// Parts of texts between wildcards, mostly from the beginning of a character on; some letters.
 std::string randomPattern(std::mt19937& random, const Texts& texts) {
     std::string pattern = random() % 4 == 0 ? randomText(random, 2, false) : "";
     for (int runs = 1 + static_cast<int>(random() % 2); runs > 0; --runs) {
         pattern += random() % 8 == 0 ? "?" : "*";
-        const std::string& text = texts[random() % texts.size()];
-        if (random() % 4 == 0 || text.empty()) {
-            pattern += randomText(random, 5, false);
-        } else {
-            const std::size_t at = random() % text.size();
-            pattern += text.substr(at, 3 + random() % 8);
-        }
+        std::string part = texts[random() % texts.size()];
+        part = random() % 4 == 0 || part.empty()
+                   ? randomText(random, 5, false)
+                   : part.substr(random() % part.size(), 4 + random() % 10);
+        if (random() % 8 != 0)
+            while (!part.empty() && (static_cast<unsigned char>(part.front()) & 0xC0) == 0x80)
+                part.erase(0, 1);
+        pattern += part;
     }
     return pattern + (random() % 4 == 0 ? "" : random() % 8 == 0 ? "?" : "*");
 }
@@ -66,7 +69,8 @@ ON_BOTH_STORES(TextIndex);
 TEST_P(TextIndex, IsNotThereUntilAnAdministratorMakesIt) {
     EXPECT_FALSE(bench().textIndex());
     bench().createFolder("Bracket");
-    bench().createUser("miller", "", "");
+    bench().createGroup("design", "");
+    bench().createUser("miller", "", "design");
     anotherSession("miller");
     EXPECT_EQ(statusOf([] { bench().setTextIndex(true); }), kNotAllowed);
     EXPECT_FALSE(bench().textIndex());
@@ -111,7 +115,7 @@ TEST_P(TextIndex, FindsTheSameOfRandomTextsAsASearchWithoutIt) {
     isSound();
     std::vector<std::pair<std::string, std::vector<tag_t>>> found;
     std::size_t hits = 0;
-    for (int i = 0; i < 1500; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         const std::string pattern = randomPattern(random, texts);
         found.emplace_back(pattern, find(pattern));
         hits += found.back().second.size();
@@ -119,7 +123,7 @@ TEST_P(TextIndex, FindsTheSameOfRandomTextsAsASearchWithoutIt) {
     bench().setTextIndex(false);
     for (const auto& [pattern, with_index] : found)
         ASSERT_EQ(find(pattern), with_index) << testing::PrintToString(pattern);
-    EXPECT_GT(hits, 1500u) << "of which most patterns have some";
+    EXPECT_GT(hits, 1000u);
 }
 
 TEST_P(TextIndex, FindsWhatChangesAndForgetsWhatGoes) {
@@ -187,7 +191,7 @@ TEST_P(TextIndex, IsPassedByWhereManyTextsHaveThePattern) {
     });
     bench().setTextIndex(true);
     EXPECT_EQ(find("*part*").size(), 4200u);
-    EXPECT_EQ(find("pa*rt42*").size(), 0u);
+    EXPECT_EQ(find("pa*rt42*").size(), 11u);
     EXPECT_EQ(find("*part41??").size(), 100u);
     EXPECT_EQ(find("p*art4199").size(), 1u);
 }

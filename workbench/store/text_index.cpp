@@ -308,10 +308,13 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
     }
     {
         Statement few = connection_.statement(
-            "SELECT count(*), coalesce(sum(key&63=?), 0) FROM "
+            "SELECT count(*), coalesce(sum(key&63=?), 0), "
+            "(SELECT count(*) FROM (SELECT 1 FROM text_pending LIMIT ?)) FROM "
             "(SELECT rowid AS key FROM text_index WHERE text_index MATCH ? LIMIT ?)");
-        few.bind(position).bind(std::string_view(candidates)).bind(kFewRows + 1);
-        if (few.step() && (few.integer(0) > kFewRows || few.integer(1) > kFewCandidates))
+        few.bind(position).bind(kFewCandidates + 1);
+        few.bind(std::string_view(candidates)).bind(kFewRows + 1);
+        if (few.step() && (few.integer(0) > kFewRows || few.integer(1) > kFewCandidates ||
+                           few.integer(2) > kFewCandidates))
             return false;
     }
     Statement rows = connection_.statement(
