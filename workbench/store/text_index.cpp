@@ -36,10 +36,11 @@ CREATE VIRTUAL TABLE text_index USING fts5(text, content='text_indexed', content
 )";
 
 // Before the change, also where a row takes the place of another one. What a transaction or a
-// conflict takes back, or doesn't change, does no harm here: the row is indexed anew.
+// conflict takes back, or doesn't change, does no harm here: the row is indexed anew. COVERED
+// stands for the attributes, in the place of a look-up for each value that is written.
 constexpr const char* kTextTriggers = R"(
 CREATE TRIGGER text_inserted BEFORE INSERT ON value
-WHEN NEW.idx=0 AND EXISTS (SELECT 1 FROM text_attribute WHERE attr=NEW.attr) AND NEW.v IS NOT
+WHEN NEW.idx=0 AND CASE NEW.attr COVERED END AND NEW.v IS NOT
      (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
 BEGIN
     INSERT INTO text_pending SELECT NEW.tag, NEW.attr,
@@ -49,15 +50,15 @@ END;
 CREATE TRIGGER text_updated BEFORE UPDATE ON value
 BEGIN
     INSERT INTO text_pending SELECT OLD.tag, OLD.attr, OLD.v
-    WHERE OLD.idx=0 AND EXISTS (SELECT 1 FROM text_attribute WHERE attr=OLD.attr) AND NOT EXISTS
+    WHERE OLD.idx=0 AND CASE OLD.attr COVERED END AND NOT EXISTS
         (SELECT 1 FROM text_pending WHERE tag=OLD.tag AND attr=OLD.attr);
     INSERT INTO text_pending SELECT NEW.tag, NEW.attr,
         (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
-    WHERE NEW.idx=0 AND EXISTS (SELECT 1 FROM text_attribute WHERE attr=NEW.attr) AND NOT EXISTS
+    WHERE NEW.idx=0 AND CASE NEW.attr COVERED END AND NOT EXISTS
         (SELECT 1 FROM text_pending WHERE tag=NEW.tag AND attr=NEW.attr);
 END;
 CREATE TRIGGER text_deleted BEFORE DELETE ON value
-WHEN OLD.idx=0 AND EXISTS (SELECT 1 FROM text_attribute WHERE attr=OLD.attr)
+WHEN OLD.idx=0 AND CASE OLD.attr COVERED END
 BEGIN
     INSERT INTO text_pending SELECT OLD.tag, OLD.attr, OLD.v
     WHERE NOT EXISTS (SELECT 1 FROM text_pending WHERE tag=OLD.tag AND attr=OLD.attr);
@@ -180,7 +181,13 @@ void TextIndex::make(const Model& model) {
             .bind(static_cast<std::int64_t>(i))
             .run();
     connection_.execute("INSERT INTO text_index(text_index) VALUES('rebuild')");
-    connection_.execute(kTextTriggers);
+    std::string covered, triggers = kTextTriggers;
+    for (const tag_t attribute : attributes)
+        covered += "WHEN " + std::to_string(attribute) + " THEN 1 ";
+    constexpr std::string_view kMark = "COVERED";
+    for (std::size_t at = 0; (at = triggers.find(kMark, at)) != std::string::npos;)
+        triggers.replace(at, kMark.size(), covered);
+    connection_.execute(triggers.c_str());
     transaction.commit();
 }
 
