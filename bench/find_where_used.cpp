@@ -1,5 +1,5 @@
 // What look-ups cost in a large store: an item by its id, the users of a revision one level up and
-// all the way, the datasets of a name.
+// all the way, the datasets of a name, a text within ids and names with and without its index.
 
 #include <algorithm>
 #include <chrono>
@@ -52,6 +52,16 @@ std::string idOf(int number) {
     char text[16];
     snprintf(text, sizeof text, "%06d", number);
     return text;
+}
+
+void importItems(Workbench& bench, const std::string& prefix) {
+    std::string world = "{\"world\": 1, \"items\": [";
+    for (int i = 0; i < 10000; ++i)
+        world += std::string(i ? "," : "") + "{\"id\": \"" + prefix + idOf(i) +
+                 "\", \"name\": \"Part " + std::to_string(i) +
+                 "\", \"revisions\": [{\"id\": \"A\"}]}";
+    std::istringstream in(world + "]}");
+    bench.importWorld(in, "world.json");
 }
 
 }  // namespace
@@ -111,10 +121,18 @@ int main(int count_of_arguments, char** arguments) {
         check(DST_find_all_datasets(("document " + std::to_string(i)).c_str(), &count, &list));
         HEAP_free(list);
     });
-    measure("find by a text within id or name", 20, [&](int i) {
+    const auto findWithin = [&](int i) {
         FindQuery query;
         query.text = "*" + idOf(items / 2 + i).substr(2) + "*";
         query.type = "Item";
+        bench.find(query);
+    };
+    measure("find by a text within id or name", 20, findWithin);
+    measure("find by a text that all names have", 5, [&](int) {
+        FindQuery query;
+        query.text = "*art*";
+        query.type = "Item";
+        query.limit = 1;
         bench.find(query);
     });
     measure("find by pattern of the id", 20, [&](int i) {
@@ -123,6 +141,32 @@ int main(int count_of_arguments, char** arguments) {
         query.type = "Item";
         bench.find(query);
     });
+    measure("save of an item", 1000, [&](int i) {
+        bench.createItem("s" + idOf(i), "Part " + std::to_string(i), "", "A", nullptr);
+    });
+    measure("import of 10,000 items", 1, [&](int) { importItems(bench, "i"); });
+
+    const auto index_start = Clock::now();
+    bench.setTextIndex(true);
+    const double index_seconds = milliseconds(Clock::now() - index_start) / 1000;
+    const auto index = bench.textIndex().value();
+    printf("index of texts: %lld texts, %.1f MB, made in %.2f s\n",
+           static_cast<long long>(index.texts), static_cast<double>(index.bytes) / 1e6,
+           index_seconds);
+    measure("find by a text within id or name, index", 20, findWithin);
+    measure("find by a text that all names have, index", 5, [&](int) {
+        FindQuery query;
+        query.text = "*art*";
+        query.type = "Item";
+        query.limit = 1;
+        bench.find(query);
+    });
+    measure("save of an item, index", 1000, [&](int i) {
+        bench.createItem("t" + idOf(i), "Part " + std::to_string(i), "", "A", nullptr);
+    });
+    measure("find by a text, index, texts wait", 20, findWithin);
+    measure("import of 10,000 items, index", 1, [&](int) { importItems(bench, "j"); });
+    measure("find by a text, index, after the import", 20, findWithin);
     bench.closeStore(store);
     return 0;
 }

@@ -99,6 +99,13 @@ struct CheckFinding {
     std::string text;
 };
 
+// The index of texts, by which a search finds a text within ids and names.
+struct TextIndexState {
+    std::int64_t texts = 0;    // ids and names
+    std::int64_t waiting = 0;  // of what changed, not taken up yet; a search compares each of them
+    std::int64_t bytes = 0;    // of the index alone
+};
+
 struct Right {
     std::string subject_kind;  // "user", "group", "all"
     std::string subject;       // name; empty for all
@@ -148,7 +155,8 @@ public:
     virtual std::string storeIdentity(StoreId store) = 0;
     // Close the store and its sessions.
     virtual void closeStore(StoreId store) = 0;
-    // Integrity of store and volume. With repair, files that no object owns are removed.
+    // Integrity of store and volume. With repair, files that no object owns are removed, and an
+    // index of texts that isn't what the texts are is made anew.
     virtual std::vector<CheckFinding> check(StoreId store, bool repair) = 0;
     // A consistent copy at a path that doesn't exist yet, while others write. Stored files that are
     // damaged are left out of it; gives them.
@@ -270,6 +278,14 @@ public:
     // As it is stored. At most `most` revisions are looked at; 0: all.
     virtual StructureSize measure(tag_t revision, std::size_t most) = 0;
     virtual Found describe(tag_t object) = 0;
+    // The index of texts. With it, find() looks for a text of three characters or more within ids
+    // and names without comparing all of them; what it finds is the same. Every change keeps it,
+    // whoever makes it. A store has none at first: nothing.
+    virtual std::optional<TextIndexState> textIndex() = 0;
+    // Make it, anew if it is there, or drop it; in one transaction. Other sessions use it from
+    // their next search on. Failure kNotAllowed but for administrators; kStoreFailure if the SQLite
+    // library has no FTS5.
+    virtual void setTextIndex(bool on) = 0;
     virtual std::vector<std::string> attributeNames(tag_t object) = 0;
     virtual std::vector<std::string> privilegeNames() = 0;
     virtual std::vector<std::string> typeNames(const std::string& at_or_below) = 0;

@@ -109,6 +109,10 @@ const std::vector<Verb>& verbs() {
          [](const Sandbox& sandbox, const State&) {
              return !fs::exists(sandbox.path("keld.db.volume/999999"));
          }},
+        {"index text on",
+         {"index", "text", "on"},
+         Sort::Whole,
+         [](const Sandbox&, const State&) { return true; }},
         {"backup",
          {"backup", "copy.db"},
          Sort::Outside,

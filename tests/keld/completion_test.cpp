@@ -51,6 +51,7 @@ TEST_F(Completion, StatusesTypesServicesUsersAndProperties) {
 TEST_F(Completion, VerbsAndOptions) {
     EXPECT_THAT(offered({"where"}), ElementsAre("where-used"));
     EXPECT_THAT(offered({"rights", "a"}), ElementsAre("add"));
+    EXPECT_THAT(offered({"index", "text", "o"}), ElementsAre("on", "off"));
     EXPECT_THAT(offered({"set", "000100", "--toget"}), ElementsAre("--together"));
     EXPECT_THAT(offered({"help", "obj"}), ElementsAre("objects"));
     EXPECT_THAT(offered({""}), Not(Contains("complete")));

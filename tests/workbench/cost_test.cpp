@@ -137,6 +137,14 @@ TEST_F(Cost, OfNamesLikeAMistypedOneIsTheSameInAnyStore) {
     });
 }
 
+TEST_F(Cost, OfASearchWithinAllNamesIsTheSameInAnyStoreWithAnIndexOfTexts) {
+    isTheSameInAnyStore([](int number) {
+        if (number == 1)
+            bench().setTextIndex(true);
+        EXPECT_FALSE(bench().find({"*top*", "", "", 0}).empty());
+    });
+}
+
 // The control: what does grow with the store is seen to grow.
 TEST_F(Cost, OfASearchWithinAllNamesGrowsWithTheStore) {
     const auto search = [](int) { bench().find({"*nothing*", "", "", 0}); };

@@ -204,6 +204,7 @@ void addVerbs(Verbs& verbs) {
     addPeopleVerbs(verbs);
     addRightsVerbs(verbs);
     addCompleteVerb(verbs);
+    addIndexVerbs(verbs);
     addLogVerbs(verbs);
     addCopyVerb(verbs);
     addDoctorVerb(verbs);

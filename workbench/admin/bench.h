@@ -98,6 +98,8 @@ public:
     std::vector<std::string> similarNames(const std::string& name) override;
     StructureSize measure(tag_t revision, std::size_t most) override;
     Found describe(tag_t object) override;
+    std::optional<TextIndexState> textIndex() override;
+    void setTextIndex(bool on) override;
     std::vector<std::string> attributeNames(tag_t object) override;
     std::vector<std::string> privilegeNames() override;
     std::vector<std::string> typeNames(const std::string& at_or_below) override;

@@ -2,6 +2,7 @@
 #include <set>
 
 #include "workbench/admin/bench.h"
+#include "workbench/model/searched.h"
 #include "workbench/names.h"
 #include "workbench/session/items.h"
 #include "workbench/session/lines.h"
@@ -364,20 +365,7 @@ std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string&
     const auto add = [&](const std::vector<Store::Hit>& more) {
         hits.insert(hits.end(), more.begin(), more.end());
     };
-    const struct {
-        const char *cls, *attribute;
-    } names[] = {{"Item", "item_id"},
-                 {"WorkspaceObject", "object_name"},
-                 {"ReleaseStatus", "name"},
-                 {"User", "user_id"},
-                 {"User", "user_name"},
-                 {"Group", "group_name"},
-                 {"Person", "person_name"},
-                 {"Site", "site_name"},
-                 {"NoteType", "note_name"},
-                 {"VaneFile", "original_file_name"},
-                 {"icm0", "id"}};
-    for (const auto& each : names) {
+    for (const SearchedText& each : kSearchedTexts) {
         const Class& cls = *session.model().findClass(each.cls);
         if (wanted.cls->isA(cls) || cls.isA(*wanted.cls))
             add(session.store().withPattern(
@@ -392,20 +380,28 @@ std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string&
         const Attribute& item_id =
             *session.model().findAttribute(*session.model().findClass("Item"), "item_id");
         const Attribute& items_tag = *session.model().findAttribute(revision_class, "items_tag");
-        const auto revisions = session.store().withPattern(
-            session.model().findAttribute(revision_class, "item_revision_id")->handle,
-            both_ids ? text.substr(slash + 1) : "*");
+        const tag_t revision_id =
+            session.model().findAttribute(revision_class, "item_revision_id")->handle;
+        const std::string revision = both_ids ? text.substr(slash + 1) : "*";
+        std::vector<Store::Hit> candidates;
         for (const Store::Hit& item :
              session.store().withPattern(item_id.handle, both_ids ? text.substr(0, slash) : text))
             for (const auto& each : session.store().referrersBy(items_tag.handle, item.tag))
-                if (std::binary_search(
-                        revisions.begin(), revisions.end(), Store::Hit{each.tag, NULLTAG},
-                        [](const Store::Hit& x, const Store::Hit& y) { return x.tag < y.tag; }))
-                    hits.push_back({each.tag, each.type});
+                candidates.push_back({each.tag, each.type});
+        add(session.store().thoseWithPattern(std::move(candidates), revision_id, revision));
     }
     std::sort(hits.begin(), hits.end(),
               [](const Store::Hit& a, const Store::Hit& b) { return a.tag < b.tag; });
     return hits;
+}
+
+std::optional<TextIndexState> Bench::textIndex() {
+    return now().store().textIndex();
+}
+
+void Bench::setTextIndex(bool on) {
+    now().needAdministrator("make or drop the index of texts");
+    now().store().setTextIndex(on);
 }
 
 // Older versions of a dataset are reached through the newest one.

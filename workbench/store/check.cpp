@@ -99,6 +99,7 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
     }
     checkFiles(repair, unsaved_files, findings);
     checkSessions(repair, findings);
+    checkTexts(repair, findings);
     return findings;
 }
 
@@ -153,6 +154,26 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
         report({name}, volume().removeLeftOver(name) ? "; removed"
                                                      : "; kept for a copy that is being made");
     alone.commit();
+}
+
+void Store::checkTexts(bool repair, std::vector<CheckFinding>& findings) {
+    if (!text_index_.isThere())
+        return;
+    try {
+        if (text_index_.agrees())
+            return;
+    } catch (const Failure& failure) {
+        if (connection_->isBroken())
+            throw;
+        findings.push_back(
+            {false, std::string("the index of texts wasn't compared: ") + failure.what()});
+        return;
+    }
+    if (repair)
+        text_index_.make(model());
+    findings.push_back(
+        {!repair, std::string("the index of texts lacks a text or has one too many") +
+                      (repair ? "; made anew" : "")});
 }
 
 void Store::checkSessions(bool repair, std::vector<CheckFinding>& findings) {

@@ -178,7 +178,10 @@ std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
 }
 
 Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection)
-    : shared_(std::move(shared)), connection_(std::move(connection)), referrers_(*connection_) {
+    : shared_(std::move(shared)),
+      connection_(std::move(connection)),
+      referrers_(*connection_),
+      text_index_(*connection_) {
     // The latest connection asks; all see the same database.
     shared_->model.onMiss([this] { return loadAdditions(); });
     shared_->askers.push_back(this);
@@ -457,6 +460,10 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     std::string behind = prefix;
     while (!behind.empty() && static_cast<unsigned char>(behind.back()) == 0xFF)
         behind.pop_back();
+    if (!behind.empty())
+        behind.back() = static_cast<char>(static_cast<unsigned char>(behind.back()) + 1);
+    if (auto indexed = byTextIndex(attribute, pattern, prefix, behind))
+        return std::move(*indexed);
     std::vector<Hit> all;
     auto collect = [&](Statement& rows) {
         while (rows.step())
@@ -469,7 +476,6 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
         rows.bind(number(attribute)).bind(std::string_view(pattern));
         collect(rows);
     } else {
-        behind.back() = static_cast<char>(static_cast<unsigned char>(behind.back()) + 1);
         Statement rows = connection_->statement(
             "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
             "WHERE v.attr=? AND v.v>=? AND v.v<? AND matches(?, v.v)");
@@ -481,6 +487,62 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     }
     std::sort(all.begin(), all.end(), [](const Hit& a, const Hit& b) { return a.tag < b.tag; });
     return all;
+}
+
+std::optional<std::vector<Store::Hit>> Store::byTextIndex(tag_t attribute,
+                                                          const std::string& pattern,
+                                                          const std::string& prefix,
+                                                          const std::string& behind) {
+    std::vector<Hit> all;
+    try {
+        if (!text_index_.search(attribute, pattern, prefix, behind, [&](tag_t tag, tag_t type) {
+                all.push_back({tag, type});
+            }))
+            return std::nullopt;
+    } catch (const Failure&) {
+        // Damage is for the check to tell; and somebody may have dropped it meanwhile.
+        if (connection_->isBroken() || (!text_index_.hasFailed() && text_index_.isThere()))
+            throw;
+        return std::nullopt;
+    }
+    std::sort(all.begin(), all.end(), [](const Hit& a, const Hit& b) { return a.tag < b.tag; });
+    all.erase(std::unique(all.begin(), all.end(),
+                          [](const Hit& a, const Hit& b) { return a.tag == b.tag; }),
+              all.end());
+    return all;
+}
+
+std::vector<Store::Hit> Store::thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
+                                                const std::string& pattern) {
+    constexpr std::size_t kFew = 1000;
+    if (hits.size() <= kFew) {
+        std::erase_if(hits, [&](const Hit& hit) {
+            Statement row = connection_->statement(
+                "SELECT 1 FROM value WHERE tag=? AND attr=? AND matches(?, v)");
+            row.bind(number(hit.tag)).bind(number(attribute)).bind(std::string_view(pattern));
+            return !row.step();
+        });
+        return hits;
+    }
+    const std::vector<Hit> all = withPattern(attribute, pattern);
+    std::erase_if(hits, [&](const Hit& hit) {
+        return !std::binary_search(all.begin(), all.end(), hit,
+                                   [](const Hit& a, const Hit& b) { return a.tag < b.tag; });
+    });
+    return hits;
+}
+
+std::optional<TextIndexState> Store::textIndex() {
+    if (!text_index_.isThere())
+        return std::nullopt;
+    return text_index_.state();
+}
+
+void Store::setTextIndex(bool on) {
+    if (on)
+        text_index_.make(model());
+    else
+        text_index_.drop();
 }
 
 std::vector<tag_t> Store::ofType(tag_t type, tag_t from, int limit) {
@@ -535,6 +597,8 @@ void Store::beginBatch(const void* owner) {
 void Store::commitBatch() {
     if (batches_.empty())
         throw Failure(kStoreFailure, "store " + path() + ": no run or import is under way");
+    if (batches_.size() == 1)
+        text_index_.takeUp();
     connection_->statement(batches_.size() > 1 ? "RELEASE batch" : "COMMIT").run();
     batches_.pop_back();
     if (batches_.empty())

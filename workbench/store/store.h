@@ -18,6 +18,7 @@
 #include "workbench/store/referrers.h"
 #include "workbench/store/registry.h"
 #include "workbench/store/sqlite.h"
+#include "workbench/store/text_index.h"
 #include "workbench/store/volume.h"
 
 namespace mervane {
@@ -99,6 +100,12 @@ public:
                                          std::string_view text);
     // A pattern of * and ?, compared with case.
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
+    // Those of the hits whose text matches.
+    std::vector<Hit> thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
+                                      const std::string& pattern);
+    // Nothing: there is none.
+    std::optional<TextIndexState> textIndex();
+    void setTextIndex(bool on);
     // Texts that differ from this one in a letter or stand beside it in the order of the index.
     std::vector<std::string> textsNear(tag_t attribute, const std::string& text);
     // From this tag on, at most so many; a negative limit is none.
@@ -188,6 +195,7 @@ private:
     std::shared_ptr<Shared> shared_;
     std::unique_ptr<Connection> connection_;
     StoredReferrers referrers_;
+    TextIndex text_index_;
     std::map<std::string, std::vector<Right>> rights_;  // by privilege
     Freshness rights_fresh_;
     std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
@@ -203,6 +211,10 @@ private:
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
     static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
     bool loadAdditions();
+    // Nothing: the search is to be done without the index.
+    std::optional<std::vector<Hit>> byTextIndex(tag_t attribute, const std::string& pattern,
+                                                const std::string& prefix,
+                                                const std::string& behind);
     template <typename Steps>
     void define(Steps&& steps);
     void storeAddition(const char* kind, const std::string& name, const std::string& parent,
@@ -211,6 +223,7 @@ private:
                        const std::vector<AttributeSpec>& parts);
     void checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
                     std::vector<CheckFinding>& findings);
+    void checkTexts(bool repair, std::vector<CheckFinding>& findings);
     void checkSessions(bool repair, std::vector<CheckFinding>& findings);
     std::vector<tag_t> storedFiles();
 

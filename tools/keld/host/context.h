@@ -142,6 +142,7 @@ void addJobVerbs(Verbs& verbs);
 void addDeleteVerb(Verbs& verbs);
 void addRenameVerb(Verbs& verbs);
 void addRegistryVerbs(Verbs& verbs);
+void addIndexVerbs(Verbs& verbs);
 void addLogVerbs(Verbs& verbs);
 void addCopyVerb(Verbs& verbs);
 void addDoctorVerb(Verbs& verbs);

@@ -160,6 +160,8 @@ Words valuesFor(const Context& context, const TypedPlace& place, const std::stri
         return workbench.privilegeNames();
     if (name == "WHAT")
         return {"allow", "deny"};
+    if (name == "STATE")
+        return {"on", "off"};
     if (isOneOf({"OBJECT", "ITEM", "PARENT", "CHILD", "LEFT", "RIGHT", "SOURCE", "DEST", "OBJECTS",
                  "LINE", "DATASET", "--on", "--to", "--of", "--object"},
                 name)) {

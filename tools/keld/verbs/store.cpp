@@ -79,7 +79,10 @@ void addStoreVerbs(Verbs& verbs) {
                   "  keld check\n"
                   "  keld check --repair\n",
                   [repair](Context& context) { return check(context, *repair); });
-    check_verb->add_flag("--repair", *repair, "remove files that no object owns");
+    check_verb->add_flag(
+        "--repair", *repair,
+        "remove files that no object owns; make an index of texts anew that isn't what "
+        "the texts are");
 
     auto path = std::make_shared<std::string>();
     CLI::App* backup_verb =

@@ -1,0 +1,154 @@
+// The index of texts in a store that others change, damage, copy and have open.
+
+#include <sqlite3.h>
+
+#include "tests/workbench/support.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+class StoredTextIndex : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path_ = directory_ / "plant";
+        bench().createStore(path_);
+        store_ = open();
+        folder_ = bench().createFolder("Bracket");
+        bench().setTextIndex(true);
+    }
+    void TearDown() override { bench().closeStore(store_); }
+    Workbench::StoreId open() {
+        const auto store = bench().openStore(path_);
+        session_ = bench().openSession(store, {});
+        return store;
+    }
+    // As another program does it.
+    void sql(const std::string& text) {
+        sqlite3* database = nullptr;
+        ASSERT_EQ(sqlite3_open(path_.c_str(), &database), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(database, text.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
+            << sqlite3_errmsg(database);
+        sqlite3_close(database);
+    }
+    // The index is left without any text, so that who uses it finds nothing.
+    void empty() { sql("INSERT INTO text_index(text_index) VALUES('delete-all')"); }
+    std::size_t found(const std::string& text = "*rack*") {
+        return bench().find({text, "Folder", "", 0}).size();
+    }
+    std::vector<std::string> errors() { return errorsIn(bench().check(store_, false)); }
+    std::string valueOf(const std::string& name) const {
+        return "attr=(SELECT attr FROM value WHERE v='" + name + "') AND v='" + name + "'";
+    }
+
+    Directory directory_;
+    std::string path_;
+    Workbench::StoreId store_ = 0;
+    Workbench::SessionId session_ = 0;
+    tag_t folder_ = NULLTAG;
+};
+
+TEST_F(StoredTextIndex, IsWhatASearchWithinTextsAsks) {
+    EXPECT_EQ(found(), 1u);
+    empty();
+    EXPECT_EQ(found(), 0u);
+    EXPECT_EQ(found("Brack*"), 1u) << "a beginning is looked up in the order of texts";
+    EXPECT_EQ(found("*ra*"), 1u) << "two characters are too few";
+    EXPECT_EQ(found("Bra*ket"), 1u) << "few texts begin so";
+}
+
+TEST_F(StoredTextIndex, ThatLacksATextIsAnErrorAndMadeAnewByTheRepair) {
+    EXPECT_EQ(errors().size(), 0u);
+    empty();
+    ASSERT_EQ(errors().size(), 1u);
+    EXPECT_NE(errors()[0].find("index of texts"), std::string::npos) << errors()[0];
+    const auto repaired = bench().check(store_, true);
+    EXPECT_TRUE(errorsIn(repaired).empty());
+    EXPECT_TRUE(mentions(repaired, "made anew"));
+    EXPECT_EQ(found(), 1u);
+    EXPECT_EQ(errors().size(), 0u);
+}
+
+TEST_F(StoredTextIndex, ThatHasATextTooManyOrLacksATriggerIsAnError) {
+    sql("INSERT INTO text_index(rowid, text) VALUES(64, 'xyzzy')");
+    EXPECT_EQ(errors().size(), 1u);
+    bench().check(store_, true);
+    EXPECT_EQ(errors().size(), 0u);
+    sql("DROP TRIGGER text_deleted");
+    EXPECT_EQ(errors().size(), 1u);
+    bench().check(store_, true);
+    EXPECT_EQ(errors().size(), 0u);
+}
+
+TEST_F(StoredTextIndex, IsKeptByWhateverAnotherProgramDoes) {
+    const std::string spring = std::to_string(bench().createFolder("Spring"));
+    const std::string again = "SELECT tag, attr, idx, ", of = " FROM value WHERE ";
+    const struct {
+        std::string change, gone, there;
+    } steps[] = {{"UPDATE value SET v='Flange' WHERE " + valueOf("Bracket"), "*rack*", "*lang*"},
+                 {"INSERT OR REPLACE INTO value " + again + "'Washer'" + of + valueOf("Flange"),
+                  "*lang*", "*ashe*"},
+                 {"INSERT OR IGNORE INTO value " + again + "'Bolt'" + of + valueOf("Washer"),
+                  "*olt*", "*ashe*"},
+                 {"INSERT INTO value " + again + "'Gasket'" + of + valueOf("Washer") +
+                      " ON CONFLICT DO UPDATE SET v=excluded.v",
+                  "*ashe*", "*aske*"},
+                 {"PRAGMA recursive_triggers=ON; INSERT OR REPLACE INTO value " + again +
+                      "'Bushing'" + of + valueOf("Gasket"),
+                  "*aske*", "*shin*"},
+                 {"UPDATE OR REPLACE value SET tag=" + spring + " WHERE " + valueOf("Bushing"),
+                  "*prin*", "*shin*"},
+                 {"DELETE FROM value WHERE " + valueOf("Bushing"), "*shin*", ""}};
+    for (const auto& step : steps) {
+        bench().setTextIndex(true);  // nothing waits
+        sql(step.change);
+        EXPECT_EQ(found(step.gone), 0u) << step.change;
+        EXPECT_GE(found(step.there), 1u) << step.change;
+        EXPECT_EQ(errors().size(), 0u) << step.change;
+    }
+}
+
+TEST_F(StoredTextIndex, IsUsedByOtherSessionsFromTheirNextSearchOn) {
+    const auto mine = session_;
+    const auto other = open();
+    bench().selectSession(mine);
+    bench().setTextIndex(false);
+    const auto others = session_;
+    bench().selectSession(others);
+    EXPECT_EQ(found(), 1u);
+    bench().selectSession(mine);
+    bench().setTextIndex(true);
+    empty();
+    bench().selectSession(others);
+    EXPECT_EQ(found(), 0u);
+    // What one of them stores the index of the other has.
+    bench().createFolder("Brackets");
+    bench().selectSession(mine);
+    EXPECT_EQ(found(), 1u);
+    bench().closeStore(other);
+}
+
+TEST_F(StoredTextIndex, ThatIsDamagedHoldsUpNeitherSearchesNorChanges) {
+    sql("UPDATE text_index_data SET block=x'00' WHERE id>10");
+    EXPECT_EQ(found(), 1u);
+    bench().asOne([] {
+        for (int i = 0; i < 1100; ++i)
+            bench().createFolder("part" + std::to_string(i));
+    });
+    EXPECT_EQ(found("*part1099*"), 1u);
+    EXPECT_EQ(errors().size(), 1u);
+    bench().check(store_, true);
+    EXPECT_EQ(errors().size(), 0u);
+    EXPECT_EQ(found("*part1099*"), 1u);
+}
+
+TEST_F(StoredTextIndex, GoesAlongWithACopy) {
+    bench().createFolder("Brackets");
+    bench().backup(store_, directory_ / "copy");
+    const auto copy = bench().openStore(directory_ / "copy");
+    bench().openSession(copy, {});
+    EXPECT_EQ(bench().textIndex().value().waiting, 1);
+    EXPECT_EQ(found(), 2u);
+    EXPECT_TRUE(bench().check(copy, false).empty());
+    bench().closeStore(copy);
+    bench().selectSession(session_);
+}

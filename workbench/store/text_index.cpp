@@ -1,0 +1,341 @@
+#include "workbench/store/text_index.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <string_view>
+#include <vector>
+
+#include "workbench/model/searched.h"
+#include "workbench/model/status.h"
+#include "workbench/store/sqlite.h"
+
+namespace mervane {
+
+namespace {
+
+// text_attribute: what is indexed; a text has the row tag*64+position, so that rows grow with tags.
+// text_pending: texts that changed since they were indexed, with what the index has of them.
+// text_indexed: what the index has. The triggers know tables alone: who writes needs no FTS5.
+// A text with a NUL is indexed as the mark: tokenizers differ in what they make of it.
+constexpr const char* kTextTables = R"(
+CREATE TABLE text_attribute(attr INTEGER PRIMARY KEY, position INTEGER NOT NULL);
+CREATE TABLE text_pending(tag INTEGER NOT NULL, attr INTEGER NOT NULL, old,
+                          PRIMARY KEY(tag, attr)) WITHOUT ROWID;
+CREATE VIEW text_indexed AS
+SELECT v.tag*64+a.position AS key,
+       CASE WHEN instr(v.v, char(0)) THEN char(1, 1, 1) ELSE v.v END AS text
+FROM value v CROSS JOIN text_attribute a ON a.attr=v.attr
+WHERE v.tag>0 AND v.idx=0 AND v.v IS NOT NULL AND NOT EXISTS
+      (SELECT 1 FROM text_pending p WHERE p.tag=v.tag AND p.attr=v.attr)
+UNION ALL
+SELECT p.tag*64+a.position, CASE WHEN instr(p.old, char(0)) THEN char(1, 1, 1) ELSE p.old END
+FROM text_pending p CROSS JOIN text_attribute a ON a.attr=p.attr WHERE p.old IS NOT NULL;
+CREATE VIRTUAL TABLE text_index USING fts5(text, content='text_indexed', content_rowid='key',
+    tokenize='trigram case_sensitive 1', detail=none, columnsize=0);
+)";
+
+// Before the change, also where a row takes the place of another one. What a transaction or a
+// conflict takes back, or doesn't change, does no harm here: the row is indexed anew. COVERED
+// stands for the attributes, in the place of a look-up for each value that is written.
+constexpr const char* kTextTriggers = R"(
+CREATE TRIGGER text_inserted BEFORE INSERT ON value
+WHEN NEW.idx=0 AND CASE NEW.attr COVERED END AND NEW.v IS NOT
+     (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
+BEGIN
+    INSERT INTO text_pending SELECT NEW.tag, NEW.attr,
+        (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
+    WHERE NOT EXISTS (SELECT 1 FROM text_pending WHERE tag=NEW.tag AND attr=NEW.attr);
+END;
+CREATE TRIGGER text_updated BEFORE UPDATE ON value
+BEGIN
+    INSERT INTO text_pending SELECT OLD.tag, OLD.attr, OLD.v
+    WHERE OLD.idx=0 AND CASE OLD.attr COVERED END AND NOT EXISTS
+        (SELECT 1 FROM text_pending WHERE tag=OLD.tag AND attr=OLD.attr);
+    INSERT INTO text_pending SELECT NEW.tag, NEW.attr,
+        (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
+    WHERE NEW.idx=0 AND CASE NEW.attr COVERED END AND NOT EXISTS
+        (SELECT 1 FROM text_pending WHERE tag=NEW.tag AND attr=NEW.attr);
+END;
+CREATE TRIGGER text_deleted BEFORE DELETE ON value
+WHEN OLD.idx=0 AND CASE OLD.attr COVERED END
+BEGIN
+    INSERT INTO text_pending SELECT OLD.tag, OLD.attr, OLD.v
+    WHERE NOT EXISTS (SELECT 1 FROM text_pending WHERE tag=OLD.tag AND attr=OLD.attr);
+END;
+)";
+
+constexpr std::int64_t kPartsOfIndex = 7;  // tables, view and triggers
+
+// More that wait than this are taken up: each search compares those that wait.
+constexpr std::int64_t kFewWaiting = 1000;
+// A scan compares a text in a twentieth of the time that a candidate takes, and begins at once.
+constexpr std::int64_t kFewCandidates = 4096;
+constexpr std::int64_t kFewRows = 8 * kFewCandidates;  // of all attributes
+constexpr std::int64_t kFewInRange = 1024;
+constexpr std::size_t kMostTrigrams = 16;
+
+// The bytes of the character that stands at the beginning; 0: it is none of UTF-8, or a NUL.
+std::size_t wholeCharacter(std::string_view text) {
+    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
+    const unsigned first = byte(0);
+    if (first < 0x80)
+        return first == 0 ? 0 : 1;
+    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
+    if (first < 0xC2 || first > 0xF4 || length > text.size())
+        return 0;
+    unsigned code = first & (0x7Fu >> length);
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0) != 0x80)
+            return 0;
+        code = code << 6 | (byte(i) & 0x3Fu);
+    }
+    const bool shortest = code >= (length == 2 ? 0x80u : length == 3 ? 0x800u : 0x10000u);
+    return shortest && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF) ? length : 0;
+}
+
+// False: a character is none.
+bool takeApart(std::string_view text, std::vector<std::string_view>& characters) {
+    while (!text.empty()) {
+        const std::size_t length = wholeCharacter(text);
+        if (length == 0)
+            return false;
+        characters.push_back(text.substr(0, length));
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+std::string inQuotes(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text)
+        quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
+    return quoted + "\"";
+}
+
+// What the index is asked for: a text that matches has all of it, or is marked. Empty: it can't
+// help, or the beginning of the pattern alone would be looked for.
+std::string candidatesOf(std::string_view pattern) {
+    std::vector<std::string> trigrams;
+    bool behind_the_beginning = false;
+    for (std::size_t at = 0, end = 0; at <= pattern.size(); at = end + 1) {
+        end = std::min(pattern.find_first_of("*?", at), pattern.size());
+        std::vector<std::string_view> characters;
+        if (!takeApart(pattern.substr(at, end - at), characters))
+            return "";
+        // In a text that is no UTF-8 more bytes may follow here, which the tokenizer takes for a
+        // part of the character.
+        if (end < pattern.size() && !characters.empty() && characters.back().size() > 1)
+            characters.pop_back();
+        for (std::size_t i = 2; i < characters.size(); ++i) {
+            trigrams.push_back(inQuotes(std::string(characters[i - 2]) +
+                                        std::string(characters[i - 1]) +
+                                        std::string(characters[i])));
+            behind_the_beginning = behind_the_beginning || at > 0;
+        }
+    }
+    if (!behind_the_beginning)
+        return "";
+    std::sort(trigrams.begin(), trigrams.end());
+    trigrams.erase(std::unique(trigrams.begin(), trigrams.end()), trigrams.end());
+    const std::size_t most = std::min(trigrams.size(), kMostTrigrams);
+    std::string all;
+    for (std::size_t i = 0; i < most; ++i)
+        all += (i ? " AND " : "(") + trigrams[i * trigrams.size() / most];
+    return all + ") OR \"\1\1\1\"";
+}
+
+}  // namespace
+
+bool TextIndex::isThere() {
+    return connection_
+        .statement("SELECT 1 FROM sqlite_schema WHERE type='table' AND name='text_index'")
+        .step();
+}
+
+bool TextIndex::isPossible() {
+    return connection_.statement("SELECT 1 FROM pragma_module_list WHERE name='fts5'").step();
+}
+
+void TextIndex::needPossible() {
+    if (!isPossible())
+        throw Failure(kStoreFailure,
+                      "The SQLite library of this program has no FTS5, which the index of texts "
+                      "needs");
+}
+
+void TextIndex::make(const Model& model) {
+    needPossible();
+    std::vector<tag_t> attributes;
+    for (const SearchedText& each : kSearchedTexts)
+        attributes.push_back(
+            model.findAttribute(*model.findClass(each.cls), each.attribute)->handle);
+    // As the values of an object lie: an index is made quickly by rows that grow.
+    std::sort(attributes.begin(), attributes.end());
+    Transaction transaction(connection_);
+    dropTables();
+    connection_.execute(kTextTables);
+    for (std::size_t i = 0; i < attributes.size(); ++i)
+        connection_.statement("INSERT INTO text_attribute VALUES(?, ?)")
+            .bind(std::int64_t{attributes[i]})
+            .bind(static_cast<std::int64_t>(i))
+            .run();
+    connection_.execute("INSERT INTO text_index(text_index) VALUES('rebuild')");
+    std::string covered, triggers = kTextTriggers;
+    for (const tag_t attribute : attributes)
+        covered += "WHEN " + std::to_string(attribute) + " THEN 1 ";
+    constexpr std::string_view kMark = "COVERED";
+    for (std::size_t at = 0; (at = triggers.find(kMark, at)) != std::string::npos;)
+        triggers.replace(at, kMark.size(), covered);
+    connection_.execute(triggers.c_str());
+    transaction.commit();
+}
+
+void TextIndex::drop() {
+    if (!isThere())
+        return;
+    needPossible();
+    Transaction transaction(connection_);
+    dropTables();
+    transaction.commit();
+}
+
+void TextIndex::dropTables() {
+    connection_.execute(
+        "DROP TRIGGER IF EXISTS text_inserted; DROP TRIGGER IF EXISTS text_updated; "
+        "DROP TRIGGER IF EXISTS text_deleted; DROP TABLE IF EXISTS text_index; "
+        "DROP VIEW IF EXISTS text_indexed; DROP TABLE IF EXISTS text_pending; "
+        "DROP TABLE IF EXISTS text_attribute");
+}
+
+TextIndexState TextIndex::state() {
+    Statement row = connection_.statement(
+        "SELECT (SELECT count(*) FROM text_attribute a CROSS JOIN value v ON v.attr=a.attr "
+        "WHERE v.idx=0), (SELECT count(*) FROM text_pending), "
+        "(SELECT sum(length(block)) FROM text_index_data)");
+    TextIndexState state;
+    if (row.step()) {
+        state.texts = row.integer(0);
+        state.waiting = row.integer(1);
+        state.bytes = row.integer(2);
+    }
+    return state;
+}
+
+bool TextIndex::agrees() {
+    {
+        Statement parts = connection_.statement(
+            "SELECT count(*) FROM sqlite_schema WHERE name IN ('text_attribute', 'text_pending', "
+            "'text_indexed', 'text_index', 'text_inserted', 'text_updated', 'text_deleted')");
+        if (!parts.step() || parts.integer(0) != kPartsOfIndex)
+            return false;
+    }
+    needPossible();
+    try {
+        connection_
+            .statement("INSERT INTO text_index(text_index, rank) VALUES('integrity-check', 1)")
+            .run();
+        return true;
+    } catch (const Failure&) {
+        if (hasFailed())
+            return false;
+        throw;
+    }
+}
+
+bool TextIndex::hasFailed() const {
+    return sqlite3_extended_errcode(connection_.raw()) == SQLITE_CORRUPT_VTAB;
+}
+
+void TextIndex::takeUp() {
+    if (!isThere())
+        return;
+    {
+        Statement waiting =
+            connection_.statement("SELECT count(*) FROM (SELECT 1 FROM text_pending LIMIT ?)");
+        waiting.bind(kFewWaiting + 1);
+        if (!waiting.step() || waiting.integer(0) <= kFewWaiting)
+            return;
+    }
+    if (!isPossible())
+        return;
+    Transaction part(connection_);
+    try {
+        takeUpAll();
+    } catch (const Failure&) {
+        if (!hasFailed())
+            throw;
+        return;
+    }
+    part.commit();
+}
+
+void TextIndex::takeUpAll() {
+    connection_
+        .statement(
+            "INSERT INTO text_index(text_index, rowid, text) "
+            "SELECT 'delete', p.tag*64+a.position, "
+            "CASE WHEN instr(p.old, char(0)) THEN char(1, 1, 1) ELSE p.old END "
+            "FROM text_pending p CROSS JOIN text_attribute a ON a.attr=p.attr "
+            "WHERE p.old IS NOT NULL ORDER BY p.tag, p.attr")
+        .run();
+    connection_
+        .statement(
+            "INSERT INTO text_index(rowid, text) SELECT p.tag*64+a.position, "
+            "CASE WHEN instr(v.v, char(0)) THEN char(1, 1, 1) ELSE v.v END "
+            "FROM text_pending p CROSS JOIN text_attribute a ON a.attr=p.attr "
+            "CROSS JOIN value v ON v.tag=p.tag AND v.attr=p.attr AND v.idx=0 "
+            "WHERE v.v IS NOT NULL ORDER BY p.tag, p.attr")
+        .run();
+    connection_.statement("DELETE FROM text_pending").run();
+}
+
+bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::string& from,
+                       const std::string& behind, const std::function<void(tag_t, tag_t)>& each) {
+    const std::string candidates = candidatesOf(pattern);
+    if (candidates.empty() || !isThere() || !isPossible())
+        return false;
+    const std::int64_t attr{attribute};
+    std::int64_t position = 0;
+    {
+        Statement row = connection_.statement("SELECT position FROM text_attribute WHERE attr=?");
+        row.bind(attr);
+        if (!row.step())
+            return false;
+        position = row.integer(0);
+    }
+    if (!behind.empty()) {
+        Statement few = connection_.statement(
+            "SELECT count(*) FROM "
+            "(SELECT 1 FROM value WHERE attr=? AND v>=? AND v<? LIMIT ?)");
+        few.bind(attr).bind(std::string_view(from)).bind(std::string_view(behind));
+        few.bind(kFewInRange + 1);
+        if (few.step() && few.integer(0) <= kFewInRange)
+            return false;
+    }
+    {
+        Statement few = connection_.statement(
+            "SELECT count(*), coalesce(sum(key&63=?), 0), "
+            "(SELECT count(*) FROM (SELECT 1 FROM text_pending LIMIT ?)) FROM "
+            "(SELECT rowid AS key FROM text_index WHERE text_index MATCH ? LIMIT ?)");
+        few.bind(position).bind(kFewCandidates + 1);
+        few.bind(std::string_view(candidates)).bind(kFewRows + 1);
+        if (few.step() && (few.integer(0) > kFewRows || few.integer(1) > kFewCandidates ||
+                           few.integer(2) > kFewCandidates))
+            return false;
+    }
+    Statement rows = connection_.statement(
+        "SELECT v.tag, o.type FROM text_index t CROSS JOIN value v ON v.tag=t.rowid>>6 "
+        "CROSS JOIN object o ON o.tag=v.tag "
+        "WHERE t.text_index MATCH ?1 AND t.rowid&63=?2 AND v.attr=?3 AND matches(?4, v.v) "
+        "UNION ALL SELECT v.tag, o.type FROM text_pending p "
+        "CROSS JOIN value v ON v.tag=p.tag AND v.attr=p.attr CROSS JOIN object o ON o.tag=v.tag "
+        "WHERE p.attr=?3 AND matches(?4, v.v)");
+    rows.bind(std::string_view(candidates)).bind(position).bind(attr);
+    rows.bind(std::string_view(pattern));
+    while (rows.step())
+        each(static_cast<tag_t>(rows.integer(0)), static_cast<tag_t>(rows.integer(1)));
+    return true;
+}
+
+}  // namespace mervane

@@ -1,0 +1,51 @@
+#pragma once
+
+// The index of texts: of each three characters that stand in an id or a name, who has them. It is
+// made on demand. A search takes candidates from it and compares each, so what it finds is the same
+// with and without it. docs/store.md describes its tables.
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "workbench/model/model.h"
+
+namespace mervane {
+
+class Connection;
+
+class TextIndex {
+public:
+    explicit TextIndex(Connection& connection) : connection_(connection) {}
+
+    bool isThere();
+    // Make it, anew if it is there, in one transaction. Failure kStoreFailure, also if the database
+    // can't have such an index.
+    void make(const Model& model);
+    void drop();
+
+    TextIndexState state();
+    // False: it isn't what the texts are. Waits for who writes, like a change.
+    bool agrees();
+    // Take up the texts that changed, if they are many. What the index can't take waits on.
+    // Requires: a transaction.
+    void takeUp();
+    // The last failure was one of the index alone: everything can be done without it.
+    bool hasFailed() const;
+
+    // Tell the objects whose text matches; an object may come twice. False, and nothing is told:
+    // there is no index, or the search is quicker without it. `from` and `behind`: between which
+    // texts those lie that begin as the pattern does; empty: it begins with a wildcard.
+    bool search(tag_t attribute, const std::string& pattern, const std::string& from,
+                const std::string& behind, const std::function<void(tag_t, tag_t)>& each);
+
+private:
+    bool isPossible();
+    void needPossible();
+    void dropTables();
+    void takeUpAll();
+
+    Connection& connection_;
+};
+
+}  // namespace mervane
