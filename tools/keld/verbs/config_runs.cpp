@@ -104,7 +104,8 @@ Rehearsals::Rehearsals(Context& context, const ConfigFile& file) : context_(cont
             fs::copy_file(base, pathOf(aside_.directory()) / "keld_base.ini", ignored);
         configure(file);
     } else if (file.path != statusConfigPath()) {
-        throw CommandError("the services already read " + statusConfigPath() + ", not " + file.path);
+        throw CommandError("the services already read " + statusConfigPath() + ", not " +
+                           file.path);
     }
     KELD_SetLogLevel(kVisitsLevel);
 }
