@@ -255,7 +255,7 @@ int importBom(Context& context, const WantedImport& wanted) {
     context.open();
     CsvProblems problems(input.name());
     StoreOfBom store(context);
-    std::optional<Progress> progress(std::in_place, "importing " + input.name(), "row");
+    std::optional<Progress> progress(std::in_place, "importing " + input.name(), "object");
     BomPlan plan =
         readBom(input.stream(), input.separator(), wanted.csv.ignore_columns, store, problems);
     if (problems.any()) {
