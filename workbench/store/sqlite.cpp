@@ -352,6 +352,10 @@ void Connection::needSound() const {
                       "store " + path_ +
                           " can't be used: whether an earlier change is stored isn't "
                           "known. Open it anew");
+    if (isHeldTransactionLost())
+        throw Failure(kStoreFailure, "store " + path_ +
+                                         ": the database has given up the transaction after a "
+                                         "failure, so all of it goes back");
 }
 
 void Connection::takeBack(const char* sql) {

@@ -169,6 +169,8 @@ public:
     void beginBatch(const void* owner);
     void commitBatch();
     void rollbackBatch() noexcept;
+    // Whether the database has given it up after a failure.
+    bool isBatchLost() const;
     // Failure if another session's batch is open on this connection.
     void mayWrite(const void* owner) const;
 
