@@ -94,6 +94,16 @@ private:
     fs::path path_;
 };
 
+// What a command that takes seconds tells meanwhile on a slow machine.
+bool isProgress(const std::string& line) {
+    const std::size_t at = line.find(" ... ");
+    if (!line.starts_with("keld: ") || at == std::string::npos)
+        return false;
+    const std::size_t number = at + 5, unit = line.find_first_not_of("0123456789", number);
+    return unit != std::string::npos && unit > number && line.compare(unit, 2, " s") == 0 &&
+           (unit + 2 == line.size() || line[unit + 2] == ',');
+}
+
 // Run the steps of a document; the differences as text, empty if there are none.
 std::string run(const std::vector<Step>& steps) {
     Directory directory;
@@ -115,7 +125,8 @@ std::string run(const std::vector<Step>& steps) {
         pclose(pipe);
         std::istringstream lines(text);
         for (std::string line; std::getline(lines, line);)
-            printed.push_back(normalised(line, directory.path()));
+            if (!isProgress(line))
+                printed.push_back(normalised(line, directory.path()));
         std::vector<std::string> shown;
         for (const auto& line : step.shown)
             shown.push_back(normalised(line, directory.path()));
@@ -143,6 +154,14 @@ TEST_P(Document, ShowsWhatItsCommandsPrint) {
 INSTANTIATE_TEST_SUITE_P(Console, Document,
                          testing::Values("README.md", "docs/job-files.md", "docs/cookbook.md",
                                          "docs/configuration.md"));
+
+TEST(ConsoleBlocks, OnlyWhatTellsOfProgressIsLeftOut) {
+    EXPECT_TRUE(isProgress("keld: running the cases ... 2 s"));
+    EXPECT_TRUE(isProgress("keld: importing a.csv ... 12 s, 300 rows"));
+    EXPECT_FALSE(isProgress("keld: refused ... x s"));
+    EXPECT_FALSE(isProgress("keld: log: a ... 2 seconds"));
+    EXPECT_FALSE(isProgress("running ... 2 s"));
+}
 
 TEST(ConsoleBlocks, ADifferenceIsFound) {
     std::istringstream document("```console\n$ echo one; echo two\none\nthree\n```\n");
