@@ -83,12 +83,15 @@ public:
     [[noreturn]] void fail(const char* operation);
     bool isBroken() const { return broken_; }
     bool readsOnly() const { return reads_only_; }
-    // Failure kStoreFailure if it is, or the transaction that is held is lost.
+    // Failure kStoreFailure if it is.
     void needSound() const;
     const std::string& path() const { return path_; }
     sqlite3* raw() const { return database_; }
 
 private:
+    // The same, and if the transaction that is held is lost.
+    void needTransaction() const;
+
     std::string path_;
     sqlite3* database_ = nullptr;
     bool broken_ = false, reads_only_ = false, held_ = false;
