@@ -616,8 +616,7 @@ void Store::rollbackBatch() noexcept {
     if (batches_.empty())
         return;
     const bool inner = batches_.size() > 1;
-    if (!inner)
-        connection_->holdTransaction(false);
+    letGoOfBatch();
     try {
         if (connection_->inTransaction()) {
             connection_->takeBack(inner ? "ROLLBACK TO batch" : "ROLLBACK");
@@ -635,8 +634,14 @@ void Store::rollbackBatch() noexcept {
     shared_->model_position = batches_.back().position;
     next_tag_ = tags_end_ = 0;
     batches_.pop_back();
-    if (!inner)
+    if (inner)
+        connection_->holdTransaction(true);
+    else
         batch_owner_ = nullptr;
+}
+
+void Store::letGoOfBatch() noexcept {
+    connection_->holdTransaction(false);
 }
 
 }  // namespace mervane
