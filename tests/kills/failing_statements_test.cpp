@@ -136,9 +136,8 @@ protected:
 TEST_P(FailingStatements, LeaveWhatIsStoredAndRecordedInAgreement) {
     const keld_test::Share share = keld_test::readShare(std::getenv("KELD_SWEEP_SHARE"));
     int injections = 0, failed = 0;
-    // Each statement fails in two ways; of a share only one in eleven is taken, of every second
-    // share those by which the transaction is given up.
-    const int thin = share.of > 1 ? 11 : 1;
+    // Each statement fails in two ways; of a share only one in ten is taken.
+    const int thin = share.of > 1 ? 10 : 1;
     const int first = (share.part - 1) * thin, step = share.of * thin;
     for (int i = first; !HasFailure(); i += step) {
         const int number = i / 2;

@@ -120,10 +120,8 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
     head.ended = momentNow();
     head.counts = counts_.soFar();
     try {
-        // What is lost can't be read or ended, but going back is what is wanted.
-        const bool lost = !keep && session_.store().isBatchLost();
         head.number = recorder.number();
-        if (head.number != 0 && !lost) {
+        if (head.number != 0) {
             RunTables& tables = recorder.tables();
             if (each)
                 tables.entries(head.number, [&](StoredEntry&& entry) {
