@@ -276,7 +276,11 @@ int importBom(Context& context, const WantedImport& wanted) {
                          {"lines", plan.lines.size()}};
     VerbRun run(context, wanted.run, "bom import", wanted.csv.file);
     run.leaveChangesUnread();
-    const Deed done = deed(context, wanted.run, NULLTAG,
+    // The run as a whole goes back if a step fails; a transaction of the steps inside it would cost
+    // time with the square of their number.
+    RunWish steps = wanted.run;
+    steps.as_server = true;
+    const Deed done = deed(context, steps, NULLTAG,
                            [&](Deed&) { BomMaker(context, plan, input.name(), *progress).make(); });
     const Record record = run.end(done.outcome);
     progress.reset();
