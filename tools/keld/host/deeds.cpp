@@ -74,12 +74,7 @@ Deed deed(const Context& context, const RunWish& wish, tag_t about,
 }
 
 void addDeedOptions(CLI::App* verb, RunWish& wish) {
-    CLI::Option* rehearsal = verb->add_flag(
-        "--dry-run", wish.dry_run, "rehearse it: show what would happen, and keep nothing");
-    verb->add_flag("--as-server", wish.as_server,
-                   "store each change for itself, as a server does: what is saved before a failure "
-                   "stays")
-        ->excludes(rehearsal);
+    addWayOptions(verb, wish);
     addPlanOption(verb, wish);
 }
 

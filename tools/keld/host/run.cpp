@@ -34,13 +34,17 @@ RunWay RunWish::way() const {
     return dry_run ? RunWay::Rehearsal : as_server ? RunWay::AsServer : RunWay::Whole;
 }
 
-void addRunOptions(CLI::App* verb, RunWish& wish) {
+void addWayOptions(CLI::App* verb, RunWish& wish) {
     CLI::Option* rehearsal = verb->add_flag(
         "--dry-run", wish.dry_run, "rehearse it: show what would happen, and keep nothing");
     verb->add_flag("--as-server", wish.as_server,
                    "store each change for itself, as a server does: what is saved before a failure "
                    "stays")
         ->excludes(rehearsal);
+}
+
+void addRunOptions(CLI::App* verb, RunWish& wish) {
+    addWayOptions(verb, wish);
     verb->add_flag("--accept-failures", wish.accept_failures,
                    "keep the run also if it left errors that its rules drop");
     verb->add_flag("--visits", wish.visits,

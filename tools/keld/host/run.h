@@ -19,6 +19,8 @@ struct RunWish {
 };
 // --plan, of a verb that has --dry-run.
 void addPlanOption(CLI::App* verb, RunWish& wish);
+// --dry-run and --as-server alone.
+void addWayOptions(CLI::App* verb, RunWish& wish);
 void addRunOptions(CLI::App* verb, RunWish& wish);
 
 // Temporary files and the log of a rehearsal, in a directory that goes again.
