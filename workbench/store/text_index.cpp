@@ -153,6 +153,10 @@ bool TextIndex::isThere() {
         .step();
 }
 
+bool TextIndex::isNamedBy(std::string_view finding) {
+    return finding.find("FTS5 table main.text_index") != std::string_view::npos;
+}
+
 bool TextIndex::isPossible() {
     return connection_.statement("SELECT 1 FROM pragma_module_list WHERE name='fts5'").step();
 }

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 
 #include "workbench/model/model.h"
 
@@ -19,6 +20,8 @@ public:
     explicit TextIndex(Connection& connection) : connection_(connection) {}
 
     bool isThere();
+    // Whether a finding of the database's own check is about this index.
+    static bool isNamedBy(std::string_view finding);
     // Make it, anew if it is there, in one transaction. Failure kStoreFailure, also if the database
     // can't have such an index.
     void make(const Model& model);
