@@ -110,6 +110,7 @@ void Run::giveUp() {
 RunHead Run::end(const RunOutcome& outcome, bool keep,
                  const std::function<void(const RunEntry&)>& each) {
     letCallsGoOn();
+    const bool lost = session_.store().isBatchLost(), gladly = !keep;
     if (way_ == RunWay::Rehearsal)
         keep = false;
     Recorder& recorder = *session_.recorder();
@@ -119,6 +120,12 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
     head.outcome.notes.insert(head.outcome.notes.end(), outside.begin(), outside.end());
     head.ended = momentNow();
     head.counts = counts_.soFar();
+    if (lost && gladly) {
+        // All went back, the record too, so there are no entries to tell.
+        RunHead ended = head;
+        giveUp();
+        return ended;
+    }
     try {
         head.number = recorder.number();
         if (head.number != 0) {

@@ -448,6 +448,7 @@ void Session::rollbackBatch() {
         return;
     const Batch begun = batches_.back();
     batches_.pop_back();
+    store_->letGoOfBatch();
     forgetAll();
     // Before their tags go back: another session may give them to files of its own.
     for (; placed_in_batch_.size() > begun.placed; placed_in_batch_.pop_back())

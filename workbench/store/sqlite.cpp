@@ -294,7 +294,7 @@ Connection::~Connection() {
 }
 
 Statement Connection::statement(const char* sql) {
-    needSound();
+    needTransaction();
     sqlite3_stmt*& prepared = statements_[sql];
     if (!prepared && sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared,
                                         nullptr) != SQLITE_OK)
@@ -303,7 +303,7 @@ Statement Connection::statement(const char* sql) {
 }
 
 void Connection::execute(const char* sql) {
-    needSound();
+    needTransaction();
     statements_run.fetch_add(1, std::memory_order_relaxed);
     const Timed timed;
     if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
@@ -311,7 +311,7 @@ void Connection::execute(const char* sql) {
 }
 
 void Connection::copyTo(const std::string& path) {
-    needSound();
+    needTransaction();
     const std::string name = plainName(path);
     statements_run.fetch_add(1, std::memory_order_relaxed);
     sqlite3_stmt* copying = nullptr;
@@ -352,6 +352,14 @@ void Connection::needSound() const {
                       "store " + path_ +
                           " can't be used: whether an earlier change is stored isn't "
                           "known. Open it anew");
+}
+
+void Connection::needTransaction() const {
+    needSound();
+    if (isHeldTransactionLost())
+        throw Failure(kStoreFailure, "store " + path_ +
+                                         ": the database has given up the transaction after a "
+                                         "failure, so all of it goes back");
 }
 
 void Connection::takeBack(const char* sql) {

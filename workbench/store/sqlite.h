@@ -74,6 +74,10 @@ public:
     std::uint64_t undone() const { return undone_; }
     std::int64_t changes() const;
     bool inTransaction() const;
+    // As long as this holds, all work is for the transaction that is open now: if a failure makes
+    // the database give it up, nothing more is done, or it would be stored for itself.
+    void holdTransaction(bool hold) { held_ = hold; }
+    bool isHeldTransactionLost() const { return held_ && !inTransaction(); }
     // The operation is told as "can't be read" tells it; the text of a statement never is.
     // When nobody knows whether a change reached the disk, the connection is of no use afterwards.
     [[noreturn]] void fail(const char* operation);
@@ -85,9 +89,12 @@ public:
     sqlite3* raw() const { return database_; }
 
 private:
+    // The same, and if the transaction that is held is lost.
+    void needTransaction() const;
+
     std::string path_;
     sqlite3* database_ = nullptr;
-    bool broken_ = false, reads_only_ = false;
+    bool broken_ = false, reads_only_ = false, held_ = false;
     std::uint64_t undone_ = 0;
     std::function<std::string()> who_is_busy_;
     std::unordered_map<const char*, sqlite3_stmt*> statements_;

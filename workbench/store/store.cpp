@@ -591,6 +591,7 @@ void Store::beginBatch(const void* owner) {
     batches_.push_back({model().mark(), shared_->model_position});
     next_tag_ = tags_end_ = 0;  // blocks taken inside go back with the rest
     transaction.leaveOpen();
+    connection_->holdTransaction(true);
     batch_owner_ = owner;
 }
 
@@ -601,14 +602,21 @@ void Store::commitBatch() {
         text_index_.takeUp();
     connection_->statement(batches_.size() > 1 ? "RELEASE batch" : "COMMIT").run();
     batches_.pop_back();
-    if (batches_.empty())
-        batch_owner_ = nullptr;
+    if (!batches_.empty())
+        return;
+    connection_->holdTransaction(false);
+    batch_owner_ = nullptr;
+}
+
+bool Store::isBatchLost() const {
+    return connection_->isHeldTransactionLost();
 }
 
 void Store::rollbackBatch() noexcept {
     if (batches_.empty())
         return;
     const bool inner = batches_.size() > 1;
+    letGoOfBatch();
     try {
         if (connection_->inTransaction()) {
             connection_->takeBack(inner ? "ROLLBACK TO batch" : "ROLLBACK");
@@ -626,8 +634,14 @@ void Store::rollbackBatch() noexcept {
     shared_->model_position = batches_.back().position;
     next_tag_ = tags_end_ = 0;
     batches_.pop_back();
-    if (!inner)
+    if (inner)
+        connection_->holdTransaction(true);
+    else
         batch_owner_ = nullptr;
+}
+
+void Store::letGoOfBatch() noexcept {
+    connection_->holdTransaction(false);
 }
 
 }  // namespace mervane

@@ -169,6 +169,10 @@ public:
     void beginBatch(const void* owner);
     void commitBatch();
     void rollbackBatch() noexcept;
+    // Before what goes back with it is taken back, which may read.
+    void letGoOfBatch() noexcept;
+    // Whether the database has given it up after a failure.
+    bool isBatchLost() const;
     // Failure if another session's batch is open on this connection.
     void mayWrite(const void* owner) const;
 
