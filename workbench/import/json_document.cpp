@@ -9,7 +9,7 @@
 namespace mervane {
 namespace {
 
-using nlohmann::json;
+using Json = nlohmann::json;
 
 constexpr std::size_t kMostBytesBefore = 16u << 20;  // before the first token
 constexpr std::size_t kMaxBytes = 1u << 30;
@@ -44,11 +44,11 @@ std::string parserText(const std::string& what) {
 }
 
 // Builds the document from the parser's events, and refuses what the parser would let pass.
-class Builder : public nlohmann::json_sax<json> {
+class Builder : public nlohmann::json_sax<Json> {
 public:
     Builder(const std::string& text, const std::string& source) : text_(text), source_(source) {}
 
-    json take() { return std::move(document_); }
+    Json take() { return std::move(document_); }
 
     bool null() override { return put(nullptr); }
     bool boolean(bool value) override { return put(value); }
@@ -57,8 +57,8 @@ public:
     bool number_float(number_float_t value, const string_t&) override { return put(value); }
     bool string(string_t& value) override { return put(std::move(value)); }
     bool binary(binary_t& value) override { return put(std::move(value)); }
-    bool start_object(std::size_t) override { return open(json::object()); }
-    bool start_array(std::size_t) override { return open(json::array()); }
+    bool start_object(std::size_t) override { return open(Json::object()); }
+    bool start_array(std::size_t) override { return open(Json::array()); }
     bool end_object() override { return close(); }
     bool end_array() override { return close(); }
     bool key(string_t& key) override {
@@ -72,7 +72,7 @@ public:
     }
     bool parse_error(std::size_t position, const std::string&,
                      const nlohmann::detail::exception& error) override {
-        if (!dynamic_cast<const json::parse_error*>(&error))  // a number that no type can hold
+        if (!dynamic_cast<const Json::parse_error*>(&error))  // a number that no type can hold
             throw Failure(kBadImport, source_ + ": " + error.what());
         // The byte that the parser stopped at, counted from 1.
         const std::size_t end = std::min(text_.size(), position == 0 ? 0 : position - 1);
@@ -88,17 +88,17 @@ private:
     // An array or object that isn't closed; both stay where they are while something is put into
     // them.
     struct Level {
-        json* value;
+        Json* value;
         std::string key;
-        json* next;  // where an object's next value goes
+        Json* next;  // where an object's next value goes
     };
 
     const std::string& text_;
     const std::string& source_;
-    json document_;
+    Json document_;
     std::vector<Level> open_;
 
-    json* place(json&& value) {
+    Json* place(Json&& value) {
         if (open_.empty()) {
             document_ = std::move(value);
             return &document_;
@@ -111,11 +111,11 @@ private:
         *level.next = std::move(value);
         return level.next;
     }
-    bool put(json&& value) {
+    bool put(Json&& value) {
         place(std::move(value));
         return true;
     }
-    bool open(json&& value) {
+    bool open(Json&& value) {
         open_.push_back({place(std::move(value)), "", nullptr});
         if (open_.size() > kMaxDepth)
             refuse("expected at most " + std::to_string(kMaxDepth) + " values in one another");
@@ -137,25 +137,25 @@ private:
     }
 };
 
-json parse(const std::string& text, const std::string& source) {
+Json parse(const std::string& text, const std::string& source) {
     Builder builder(text, source);
-    json::sax_parse(text, &builder);
+    Json::sax_parse(text, &builder);
     return builder.take();
 }
 
-const char* kindName(const json& value) {
+const char* kindName(const Json& value) {
     switch (value.type()) {
-        case json::value_t::object:
+        case Json::value_t::object:
             return "an object";
-        case json::value_t::array:
+        case Json::value_t::array:
             return "an array";
-        case json::value_t::string:
+        case Json::value_t::string:
             return "a string";
-        case json::value_t::boolean:
+        case Json::value_t::boolean:
             return "true or false";
-        case json::value_t::null:
+        case Json::value_t::null:
             return "null";
-        case json::value_t::number_float:
+        case Json::value_t::number_float:
             return "a number with a fraction";
         default:
             return "an integer";
