@@ -12,7 +12,7 @@ void WorldImport::readDatasets() {
     for (const auto& [node, revision] : revisions_)
         for (const JsonNode& dataset : node.list("datasets")) {
             readDataset(dataset, revision);
-            session_.unloadBeyond(kMostCached);
+            session_.unloadBeyond(Session::kMostCached);
         }
     for (const JsonNode& dataset : root_.list("datasets"))
         readDataset(dataset, NULLTAG);

@@ -55,8 +55,6 @@ private:
     void defineDangling();
 
     // ---- world_short.cpp: the short forms ----
-    // Objects that an import keeps in memory, some 1,000 bytes each.
-    static constexpr std::size_t kMostCached = 10000;
     void readOrganisation();
     void readTemplates();
     void readItems();

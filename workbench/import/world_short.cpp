@@ -48,7 +48,7 @@ void WorldImport::readTemplates() {
 void WorldImport::readItems() {
     for (const JsonNode& node : root_.list("items")) {
         readItem(node);
-        session_.unloadBeyond(kMostCached);
+        session_.unloadBeyond(Session::kMostCached);
     }
 }
 
@@ -205,7 +205,7 @@ void WorldImport::readBom(const JsonNode& node, tag_t revision) {
                           line.text("number", ""), notes);
         });
         ++report_.occurrences;
-        session_.unloadBeyond(kMostCached);
+        session_.unloadBeyond(Session::kMostCached);
     }
 }
 

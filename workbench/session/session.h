@@ -78,7 +78,7 @@ public:
     void unloadBeyond(std::size_t most);
     // The same after each function of the interface, so that a long run takes no more memory than
     // this many objects do, some 1,000 bytes each.
-    static constexpr std::size_t kMostCached = 20000;
+    static constexpr std::size_t kMostCached = 10000;
     bool cachesMuch() const { return cache_.size() > much_; }
     void unloadMuch();
     // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
