@@ -23,18 +23,19 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-const std::map<std::string, tag_t> kItems = {{"000100", 100}, {"000101", 101}, {"000102", 102}};
+const std::map<std::string, tag_t> kItems = {
+    {"000100", 100}, {"000101", 101}, {"000102", 102}, {"000109", 109}};
 
-tag_t itemOf(const std::string& id) {
+tag_t itemNamed(const std::string& id) {
     const auto found = kItems.find(id);
     return found == kItems.end() ? NULLTAG : found->second;
 }
 
 // 000100/A has the lines 10: 000101/A and 20: 000102/A, 000101/A has 10: 000102/A. Of 000102 there
-// is B, too.
+// is B, too. 000109/A is used by #2041 and that by 000100/A.
 class SmallBom final : public BomStore {
 public:
-    tag_t item(const std::string& id) override { return itemOf(id); }
+    tag_t item(const std::string& id) override { return itemNamed(id); }
     Revision latest(tag_t item) override {
         return item == 102 ? Revision{1022, "B"} : Revision{item * 10 + 1, "A"};
     }
@@ -43,15 +44,19 @@ public:
     }
     std::vector<StoredLine> lines(tag_t revision) override {
         if (revision == 1001)
-            return {{1, 1011, 101, "10", "2"}, {2, 1021, 102, "20", "1"}};
+            return {{1, 1011, "10", "2"}, {2, 1021, "20", "1"}};
         if (revision == 1011)
-            return {{3, 1021, 102, "10", "4"}};
+            return {{3, 1021, "10", "4"}};
         return {};
     }
-    std::vector<tag_t> ancestors(tag_t revision) override {
+    tag_t itemOf(tag_t revision) override { return revision / 10; }
+    std::vector<tag_t> parents(tag_t revision) override {
         if (revision == 1021)
             return {1001, 1011};
-        return revision == 1011 ? std::vector<tag_t>{1001} : std::vector<tag_t>{};
+        if (revision == 1091)
+            return {2041};  // which no row names
+        return revision == 1011 || revision == 2041 ? std::vector<tag_t>{1001}
+                                                    : std::vector<tag_t>{};
     }
     std::string title(tag_t revision) override { return "#" + std::to_string(revision); }
     std::vector<std::string> itemTypes() override { return {"Item", "StandardPart"}; }
@@ -60,9 +65,9 @@ public:
 class SmallIds final : public RenameStore {
 public:
     Found find(const std::string& name, bool) override {
-        return {itemOf(name), name, "there is no item '" + name + "'"};
+        return {itemNamed(name), name, "there is no item '" + name + "'"};
     }
-    tag_t holder(const std::string& id) override { return itemOf(id); }
+    tag_t holder(const std::string& id) override { return itemNamed(id); }
 };
 
 class SmallValues final : public ValueStore {
@@ -70,7 +75,7 @@ public:
     Found find(const std::string& name, bool) override {
         if (name == "000102/A:notes")
             return {NULLTAG, "several datasets are called 000102/A:notes: #7, #8"};
-        return {itemOf(name), "there is no object '" + name + "'"};
+        return {itemNamed(name), "there is no object '" + name + "'"};
     }
     std::string whyNotProperty(const std::string& property) override {
         return property == "item_id" ? "'item_id' isn't set by hand; use keld rename" : "";
@@ -292,6 +297,10 @@ const BadFile kBadFiles[] = {
      problemsOfBom,
      "parent,parent rev,item,revision\n000102,A,P1,\nP1,,000100,A\n",
      {"f.csv:2:3: the part is used in itself: P1/A > 000100/A > 000102/A > P1/A"}},
+    {"CircleOverAStoredRevisionThatNoRowNames",
+     problemsOfBom,
+     "parent,item\n000109,000100\n",
+     {"f.csv:2:2: the part is used in itself: 000100/A > #2041 > 000109/A > 000100/A"}},
     {"NumbersThatAreTaken",
      problemsOfBom,
      "parent,item,number\n000100,P1,20\n000100,P2,30\n000100,P3,30\n",

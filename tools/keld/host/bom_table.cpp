@@ -129,7 +129,11 @@ private:
     std::unordered_map<std::string, std::size_t> named_places_, part_places_;
     std::vector<BomRow> rows_;
     std::vector<std::vector<std::size_t>> lines_of_;  // of each part, in the order of the rows
-    std::vector<std::vector<std::size_t>> above_;     // parts that use it in the store
+    // Uses that the store has already, of all nodes: the parts, behind them revisions that no row
+    // names.
+    std::vector<std::vector<std::size_t>> stored_below_;
+    std::vector<tag_t> unnamed_;
+    std::unordered_map<tag_t, tag_t> stored_items_;  // of stored revisions
 
     static std::string key(std::size_t item, const std::string& revision) {
         return std::to_string(item) + "/" + revision;
@@ -449,36 +453,61 @@ private:
 
     // ---- order and circles ----
 
-    // Uses that the store has already, of parts that the rows name: a circle may lead over them.
-    void findAbove() {
-        above_.resize(plan_.parts.size());
-        std::unordered_map<tag_t, std::size_t> children;
-        for (const BomLine& line : plan_.lines)
-            if (plan_.parts[line.child].tag != NULLTAG)
-                children.try_emplace(plan_.parts[line.child].tag, line.child);
-        for (std::size_t part = 0; part < plan_.parts.size(); ++part)
-            if (!lines_of_[part].empty() && plan_.parts[part].tag != NULLTAG)
-                for (const tag_t above : store_.ancestors(plan_.parts[part].tag))
-                    if (const auto found = children.find(above); found != children.end())
-                        above_[found->second].push_back(part);
+    // What uses the parts in the store, and what uses that: a circle may lead over it. Nothing that
+    // a row puts below a part leads back to it unless the store has the part already.
+    void findStoredUses() {
+        stored_below_.resize(plan_.parts.size());
+        std::unordered_map<tag_t, std::size_t> nodes;
+        std::vector<tag_t> waiting;
+        for (std::size_t part = 0; part < plan_.parts.size(); ++part) {
+            if (plan_.parts[part].tag == NULLTAG)
+                continue;
+            nodes.try_emplace(plan_.parts[part].tag, part);
+            if (!lines_of_[part].empty())
+                waiting.push_back(plan_.parts[part].tag);
+        }
+        std::unordered_set<tag_t> seen(waiting.begin(), waiting.end());
+        while (!waiting.empty()) {
+            const tag_t revision = waiting.back();
+            waiting.pop_back();
+            const std::size_t below = nodes.at(revision);
+            for (const tag_t parent : store_.parents(revision)) {
+                const auto [at, fresh] = nodes.try_emplace(parent, stored_below_.size());
+                if (fresh) {
+                    stored_below_.emplace_back();
+                    unnamed_.push_back(parent);
+                }
+                stored_below_[at->second].push_back(below);
+                if (seen.insert(parent).second)
+                    waiting.push_back(parent);
+            }
+        }
+    }
+
+    std::string titleOf(std::size_t node) {
+        const std::size_t parts = plan_.parts.size();
+        return node < parts ? plan_.title(plan_.parts[node]) : store_.title(unnamed_[node - parts]);
     }
 
     // Parents in front of what they use; a way that leads back to where it began is a problem.
     void sortLines() {
-        findAbove();
+        findStoredUses();
         enum : char { kNew, kOpen, kDone };
-        std::vector<char> state(plan_.parts.size(), kNew);
+        std::vector<char> state(stored_below_.size(), kNew);
         std::vector<std::size_t> order;
         struct Step {
             std::size_t part, next = 0, by = 0;  // by: line of the file that led here; 0: none
         };
+        const auto linesOf = [&](std::size_t part) {
+            return part < lines_of_.size() ? lines_of_[part].size() : 0;
+        };
         const auto below = [&](std::size_t part, std::size_t next) {
-            const std::size_t lines = lines_of_[part].size();
+            const std::size_t lines = linesOf(part);
             if (next < lines) {
                 const BomLine& line = plan_.lines[lines_of_[part][next]];
                 return std::pair(line.child, line.line);
             }
-            return std::pair(above_[part][next - lines], std::size_t{0});
+            return std::pair(stored_below_[part][next - lines], std::size_t{0});
         };
         for (std::size_t start = 0; start < plan_.parts.size(); ++start) {
             if (state[start] != kNew)
@@ -487,7 +516,7 @@ private:
             state[start] = kOpen;
             while (!way.empty()) {
                 const std::size_t part = way.back().part;
-                if (way.back().next == lines_of_[part].size() + above_[part].size()) {
+                if (way.back().next == linesOf(part) + stored_below_[part].size()) {
                     state[part] = kDone;
                     order.push_back(part);
                     way.pop_back();
@@ -505,8 +534,8 @@ private:
         std::vector<BomLine> sorted;
         sorted.reserve(plan_.lines.size());
         for (std::size_t i = order.size(); i-- > 0;)
-            for (const std::size_t line : lines_of_[order[i]])
-                sorted.push_back(std::move(plan_.lines[line]));
+            for (std::size_t next = 0; next < linesOf(order[i]); ++next)
+                sorted.push_back(std::move(plan_.lines[lines_of_[order[i]][next]]));
         plan_.lines = std::move(sorted);
     }
 
@@ -517,12 +546,11 @@ private:
         }
         std::string names;
         for (std::size_t i = at; i < way.size(); ++i) {
-            names += plan_.title(plan_.parts[way[i].part]) + " > ";
+            names += titleOf(way[i].part) + " > ";
             if (i > at && by == 0)
                 by = way[i].by;
         }
-        problems_.add({by, item_column_},
-                      "the part is used in itself: " + names + plan_.title(plan_.parts[part]));
+        problems_.add({by, item_column_}, "the part is used in itself: " + names + titleOf(part));
     }
 
     // ---- lines that are there already ----
@@ -551,11 +579,22 @@ private:
                                       std::to_string(at->second) + " already");
     }
 
-    bool shows(const StoredLine& stored, const BomLine& line) const {
+    tag_t itemOf(const StoredLine& stored) {
+        if (stored_items_.empty())
+            for (const BomPart& part : plan_.parts)
+                if (part.tag != NULLTAG)
+                    stored_items_[part.tag] = plan_.items[part.item].tag;
+        const auto [at, fresh] = stored_items_.try_emplace(stored.revision, NULLTAG);
+        if (fresh)
+            at->second = store_.itemOf(stored.revision);
+        return at->second;
+    }
+
+    bool shows(const StoredLine& stored, const BomLine& line) {
         const BomPart& child = plan_.parts[line.child];
         return (child.tag != NULLTAG && stored.revision == child.tag) ||
                (line.any_revision && plan_.items[child.item].tag != NULLTAG &&
-                stored.item == plan_.items[child.item].tag);
+                itemOf(stored) == plan_.items[child.item].tag);
     }
 
     void matchStored(std::span<BomLine> lines, const BomPart& parent) {
@@ -590,8 +629,10 @@ private:
         }
         // Of a row without a number: the first line that shows its part, and that no row has.
         std::unordered_map<tag_t, std::vector<std::size_t>> by_item;
-        for (std::size_t i = stored.size(); i-- > 0;)
-            by_item[stored[i].item].push_back(i);
+        if (std::any_of(lines.begin(), lines.end(),
+                        [](const BomLine& line) { return line.number.empty(); }))
+            for (std::size_t i = stored.size(); i-- > 0;)
+                by_item[itemOf(stored[i])].push_back(i);
         long highest = 0;
         for (const StoredLine& line : stored)
             highest = std::max(highest, numeric(line.number));

@@ -20,7 +20,7 @@ std::span<const CsvField> bomFields();
 
 // A line that the store has already.
 struct StoredLine {
-    tag_t occurrence = NULLTAG, revision = NULLTAG, item = NULLTAG;
+    tag_t occurrence = NULLTAG, revision = NULLTAG;
     std::string number, quantity;
 };
 
@@ -36,8 +36,10 @@ public:
     virtual Revision latest(tag_t item) = 0;
     virtual tag_t revision(tag_t item, const std::string& id) = 0;
     virtual std::vector<StoredLine> lines(tag_t revision) = 0;
-    // Everything that uses the revision, over all levels.
-    virtual std::vector<tag_t> ancestors(tag_t revision) = 0;
+    // NULLTAG: the revision is gone.
+    virtual tag_t itemOf(tag_t revision) = 0;
+    // The revisions that use this one directly.
+    virtual std::vector<tag_t> parents(tag_t revision) = 0;
     virtual std::string title(tag_t revision) = 0;
     virtual std::vector<std::string> itemTypes() = 0;
 };

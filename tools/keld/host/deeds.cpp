@@ -52,15 +52,11 @@ void need(const Context& context, int status, const char* operation, tag_t objec
     throw Refused(std::move(refusal));
 }
 
-Deed deed(const Context& context, const RunWish& wish, tag_t about,
-          const std::function<void(Deed&)>& steps) {
+Deed deed(const Context& context, tag_t about, const std::function<void(Deed&)>& steps) {
     Deed done;
     ERR_clear_errors();
     try {
-        if (wish.as_server)
-            steps(done);
-        else
-            context.workbench().asOne([&] { steps(done); });
+        steps(done);
     } catch (const Refused& refused) {
         refuse(done, refused.refusal);
     } catch (const mervane::Failure& failure) {
@@ -97,7 +93,7 @@ int tellDeed(Context& context, const VerbRun& run, const Record& record, const D
 int carryOut(Context& context, const RunWish& wish, const std::string& verb,
              const std::string& arguments, tag_t about, const std::function<void(Deed&)>& steps) {
     VerbRun run(context, wish, verb, arguments);
-    const Deed done = deed(context, wish, about, steps);
+    const Deed done = deed(context, about, steps);
     const Record record = run.end(done.outcome);
     return tellDeed(context, run, record, done);
 }

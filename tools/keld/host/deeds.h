@@ -30,9 +30,9 @@ struct Deed {
     Json facts = Json::object();  // the same for the document
 };
 
-// The steps that make up a deed, or none of them; but as the server what is saved stays.
-Deed deed(const Context& context, const RunWish& wish, tag_t about,
-          const std::function<void(Deed&)>& steps);
+// The steps that make up a deed, up to the first that fails. What is saved by then goes back with
+// the run, which is refused; as the server it stays. Requires: a run.
+Deed deed(const Context& context, tag_t about, const std::function<void(Deed&)>& steps);
 
 // --dry-run, --as-server and --plan, of a verb whose steps are its own.
 void addDeedOptions(CLI::App* verb, RunWish& wish);

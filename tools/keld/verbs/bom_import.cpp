@@ -60,22 +60,24 @@ public:
             StoredLine line;
             line.occurrence = occurrence;
             line.revision = reference(occurrence, "child");
-            try {
-                line.item = reference(line.revision, "items_tag");
-            } catch (const mervane::Failure&) {
-                // What it showed is gone.
-            }
             line.number = textOf(occurrence, "seq_no");
             line.quantity = textOf(occurrence, "quantity");
             lines.push_back(std::move(line));
         }
         return lines;
     }
-    std::vector<tag_t> ancestors(tag_t revision) override {
+    tag_t itemOf(tag_t revision) override {
+        try {
+            return reference(revision, "items_tag");
+        } catch (const mervane::Failure&) {
+            return NULLTAG;
+        }
+    }
+    std::vector<tag_t> parents(tag_t revision) override {
         int count = 0;
         int* levels = nullptr;
         tag_t* parents = nullptr;
-        require(context_, STR_where_used_all(revision, 0, &count, &levels, &parents),
+        require(context_, STR_where_used_all(revision, 1, &count, &levels, &parents),
                 "STR_where_used_all");
         std::vector<tag_t> all(parents, parents + count);
         HEAP_free(levels);
@@ -276,11 +278,7 @@ int importBom(Context& context, const WantedImport& wanted) {
                          {"lines", plan.lines.size()}};
     VerbRun run(context, wanted.run, "bom import", wanted.csv.file);
     run.leaveChangesUnread();
-    // The run as a whole goes back if a step fails; a transaction of the steps inside it would cost
-    // time with the square of their number.
-    RunWish steps = wanted.run;
-    steps.as_server = true;
-    const Deed done = deed(context, steps, NULLTAG,
+    const Deed done = deed(context, NULLTAG,
                            [&](Deed&) { BomMaker(context, plan, input.name(), *progress).make(); });
     const Record record = run.end(done.outcome);
     progress.reset();

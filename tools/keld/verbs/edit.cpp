@@ -52,7 +52,7 @@ int setProperties(Context& context, WantedValues wanted) {
         return joined(names, " ") + " " + joined(texts, " ");
     };
     task.perform = [&](const std::string&, tag_t object) {
-        return deed(context, wanted.run, object, [&](Deed& done) {
+        return deed(context, object, [&](Deed& done) {
             const std::vector<std::string> changed = setValues(context, object, values);
             done.told = changed.empty()
                             ? context.title(object) + " has these values already"
@@ -127,7 +127,7 @@ int attachAll(Context& context, WantedAttach wanted, bool attaching) {
         return joined(names, " ") + (attaching ? " to " : " of ") + owner.title + owner.by;
     };
     task.perform = [&](const std::string&, tag_t object) {
-        return deed(context, wanted.run, object, [&](Deed& done) {
+        return deed(context, object, [&](Deed& done) {
             const std::string title = context.title(object);
             const auto relations = owner.folder
                                        ? std::vector<tag_t>()
@@ -270,7 +270,7 @@ int deleteAll(Context& context, WantedDelete wanted) {
     task.verb = "delete";
     task.arguments = [&](const std::vector<std::string>& names) { return joined(names, " "); };
     task.perform = [&](const std::string&, tag_t object) {
-        return deed(context, wanted.run, object,
+        return deed(context, object,
                     [&](Deed& done) { deleteOne(context, object, wanted.cut, done); });
     };
     return carryOutTask(context, wanted.run, wanted.many, task);

@@ -312,8 +312,7 @@ int reviseAll(Context& context, WantedRevise wanted) {
     };
     task.perform = [&](const std::string& name, tag_t object) {
         const tag_t from = revisionNamed(context, name);
-        return deed(context, wanted.run, object,
-                    [&](Deed& done) { revise(context, wanted, from, done); });
+        return deed(context, object, [&](Deed& done) { revise(context, wanted, from, done); });
     };
     return carryOutTask(context, wanted.run, wanted.many, task);
 }

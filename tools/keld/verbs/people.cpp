@@ -208,7 +208,7 @@ int changeCheckOuts(Context& context, WantedCheckOut wanted, bool out) {
     task.perform = [&](const std::string&, tag_t object) {
         if (!out && !checkedOut(object))
             throw CommandError(context.title(object) + " is not checked out");
-        return deed(context, wanted.run, object, [&](Deed& done) {
+        return deed(context, object, [&](Deed& done) {
             changeCheckOut(context, object, out, wanted.comment);
             done.told = (out ? "checked out " : "checked in ") + context.title(object);
             done.facts = {{"object", context.label(object)},

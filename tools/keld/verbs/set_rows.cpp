@@ -61,11 +61,7 @@ int setRows(Context& context, const CsvWish& csv, const RunWish& wish) {
     Table table({"ROW", "OBJECT", "SET"});
     std::size_t objects = 0, cells = 0;
     std::size_t row_line = 0;
-    // The run as a whole goes back if a step fails; a transaction of the steps inside it would cost
-    // time with the square of their number.
-    RunWish steps = wish;
-    steps.as_server = true;
-    Deed done = deed(context, steps, NULLTAG, [&](Deed&) {
+    Deed done = deed(context, NULLTAG, [&](Deed&) {
         for (const ValueRow& row : values.rows) {
             row_line = row.line;
             std::vector<PropertyValue> wanted;
