@@ -110,7 +110,7 @@ void Run::giveUp() {
 RunHead Run::end(const RunOutcome& outcome, bool keep,
                  const std::function<void(const RunEntry&)>& each) {
     letCallsGoOn();
-    const bool lost = session_.store().isBatchLost(), gladly = !keep;
+    const bool goes_back = !keep;
     if (way_ == RunWay::Rehearsal)
         keep = false;
     Recorder& recorder = *session_.recorder();
@@ -120,8 +120,9 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
     head.outcome.notes.insert(head.outcome.notes.end(), outside.begin(), outside.end());
     head.ended = momentNow();
     head.counts = counts_.soFar();
-    if (lost && gladly) {
-        // All went back, the record too, so there are no entries to tell.
+    if (goes_back && session_.store().isBatchLost()) {
+        // It went back already, the record too, so there are no entries to tell. Of a run that was
+        // to stay, or to be shown, the first statement below says so.
         RunHead ended = head;
         giveUp();
         return ended;
