@@ -169,7 +169,8 @@ public:
     void beginBatch(const void* owner);
     void commitBatch();
     void rollbackBatch() noexcept;
-    // Before what goes back with it is taken back, which may read.
+    // Let statements run again although the database has given the batch up. Requires: it is rolled
+    // back next.
     void letGoOfBatch() noexcept;
     // Whether the database has given it up after a failure.
     bool isBatchLost() const;

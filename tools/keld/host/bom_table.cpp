@@ -453,8 +453,8 @@ private:
 
     // ---- order and circles ----
 
-    // What uses the parts in the store, and what uses that: a circle may lead over it. Nothing that
-    // a row puts below a part leads back to it unless the store has the part already.
+    // What uses the parts in the store, and what uses that: a circle may lead over it. A
+    // part that is to be made is used by nothing in the store.
     void findStoredUses() {
         stored_below_.resize(plan_.parts.size());
         std::unordered_map<tag_t, std::size_t> nodes;
