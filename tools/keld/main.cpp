@@ -184,33 +184,63 @@ void setUp(CLI::App& app) {
     app.fallthrough();
 }
 
-void addVerbs(Verbs& verbs) {
-    addStoreVerbs(verbs);
-    addWorldVerbs(verbs);
-    addLookVerbs(verbs);
-    addUsesVerb(verbs);
-    addHistoryVerb(verbs);
-    addCompareVerb(verbs);
-    addNewVerbs(verbs);
-    addEditVerbs(verbs);
-    addStatusVerbs(verbs);
-    addBomVerbs(verbs);
-    addJobVerbs(verbs);
-    addDeleteVerb(verbs);
-    addRenameVerb(verbs);
-    addRegistryVerbs(verbs);
-    addCallVerbs(verbs);
-    addVersionVerb(verbs);
-    addPeopleVerbs(verbs);
-    addRightsVerbs(verbs);
-    addCompleteVerb(verbs);
-    addIndexVerbs(verbs);
-    addLogVerbs(verbs);
-    addCopyVerb(verbs);
-    addDoctorVerb(verbs);
-    addConfigVerbs(verbs);
-    addRunsVerbs(verbs);
-    addApplyVerb(verbs);
+// Verbs that are added by one function.
+struct VerbGroup {
+    void (*add)(Verbs&);
+    std::vector<std::string_view> verbs;
+};
+
+const VerbGroup kVerbGroups[] = {
+    {addStoreVerbs, {"init", "check", "backup"}},
+    {addWorldVerbs, {"import", "load", "export"}},
+    {addLookVerbs, {"show", "tree", "cat", "find"}},
+    {addUsesVerb, {"where-used"}},
+    {addHistoryVerb, {"history"}},
+    {addCompareVerb, {"compare"}},
+    {addNewVerbs, {"new", "revise"}},
+    {addEditVerbs, {"set", "attach", "detach", "delete"}},
+    {addStatusVerbs, {"status"}},
+    {addBomVerbs, {"bom"}},
+    {addJobVerbs, {"job"}},
+    {addDeleteVerb, {"delete-check"}},
+    {addRenameVerb, {"rename"}},
+    {addRegistryVerbs, {"registry"}},
+    {addCallVerbs, {"call", "env"}},
+    {addVersionVerb, {"version"}},
+    {addPeopleVerbs, {"prefs", "users", "checkout", "checkin"}},
+    {addRightsVerbs, {"rights"}},
+    {addCompleteVerb, {}},  // it looks at all the others
+    {addIndexVerbs, {"index"}},
+    {addLogVerbs, {"log"}},
+    {addCopyVerb, {"copy-attr"}},
+    {addDoctorVerb, {"doctor"}},
+    {addConfigVerbs, {"config"}},
+    {addRunsVerbs, {"runs"}},
+    {addApplyVerb, {"apply"}},
+};
+
+// The verb that a command line names; empty if it names none.
+std::string verbOf(const std::vector<std::string>& words, const CLI::App& globals) {
+    for (std::size_t i = 1; i < words.size(); ++i) {
+        if (words[i] == "--version")
+            return "version";
+        if (!words[i].starts_with("-"))
+            return words[i];
+        const CLI::Option* option = globals.get_option_no_throw(words[i]);
+        i += option && option->get_items_expected_max() > 0 ? 1 : 0;
+    }
+    return {};
+}
+
+// Add the verbs that a command line may mean. Adding all of them takes longer than most of them
+// run, so only those that come with the named one, if one is named.
+void addVerbs(Verbs& verbs, const std::vector<std::string>& words) {
+    const std::string verb = verbOf(words, verbs.app);
+    for (const VerbGroup& group : kVerbGroups)
+        if (std::find(group.verbs.begin(), group.verbs.end(), verb) != group.verbs.end())
+            return group.add(verbs);
+    for (const VerbGroup& group : kVerbGroups)
+        group.add(verbs);
 }
 
 // The verb with its own arguments, without how it is to run.
@@ -252,9 +282,9 @@ Action plannedAction(const std::vector<std::string>& command) {
     setUp(app);
     addGlobals(app, none);
     Verbs verbs{app, none, nullptr, nullptr};
-    addVerbs(verbs);
     std::vector<std::string> words = command;
     words.insert(words.begin(), "keld");
+    addVerbs(verbs, words);
     std::vector<char*> argv;
     for (std::string& word : words)
         argv.push_back(word.data());
@@ -325,7 +355,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
         joinedTopics() + ".");
     addGlobals(app, globals);
     Verbs verbs{app, globals, nullptr, nullptr};
-    addVerbs(verbs);
+    addVerbs(verbs, typed);
     verbs.understand = plannedAction;
     std::vector<std::string> words = understood(typed, app, globals.json);
     if (words.empty())
