@@ -351,7 +351,7 @@ protected:
     void check(const Operation& each, const Input& input) {
         SCOPED_TRACE(each.name + " tag " + std::to_string(input.tag) + " number " +
                      std::to_string(input.number) + (input.null ? " null" : ""));
-        if (wb.errorStack().size() > 500)
+        if (wb.errorStack().size() > 20)
             ERR_clear_errors();
         const std::size_t entries = wb.errorStack().size(), blocks = wb.liveHeapBlocks();
         const Outcome outcome = each.call(input);
