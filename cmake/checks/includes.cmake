@@ -21,6 +21,16 @@ function(keld_allow_quoted file patterns)
   endforeach()
 endfunction()
 
+# Only the store knows that there are statements and connections.
+function(keld_refuse_sql file)
+  file(STRINGS ${ROOT}/${file} lines REGEX
+       "#include \"workbench/store/(sqlite|schema)\\.h\"|\"(SELECT|INSERT INTO|UPDATE|DELETE FROM|BEGIN|PRAGMA|SAVEPOINT) ")
+  foreach(line IN LISTS lines)
+    set(failures "${failures}${file}: may not speak to the database: ${line}\n" PARENT_SCOPE)
+    set(failures "${failures}${file}: may not speak to the database: ${line}\n")
+  endforeach()
+endfunction()
+
 # An include in angle brackets must not match the pattern, unless it is the exception.
 function(keld_refuse_system file pattern exception)
   file(STRINGS ${ROOT}/${file} lines REGEX "^[ \t]*#[ \t]*include[ \t]+<")
@@ -66,6 +76,7 @@ foreach(file IN LISTS sources)
   elseif(file MATCHES "^workbench/")
     keld_allow_quoted(${file} "platform/;workbench/")
     keld_refuse_system(${file} "^sqlite" "")
+    keld_refuse_sql(${file})
   elseif(file MATCHES "^tools/")
     keld_allow_quoted(${file} "platform/;workbench/workbench.h;workbench/names.h;tools/")
     keld_refuse_system(${file} "^sqlite" "")

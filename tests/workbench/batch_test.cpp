@@ -4,10 +4,10 @@
 
 #include <fstream>
 
+#include "tests/workbench/store_inside.h"
 #include "tests/workbench/support.h"
 #include "workbench/session/items.h"
 #include "workbench/session/session.h"
-#include "workbench/store/store.h"
 
 using namespace mervane;
 using namespace mervane::test;
@@ -93,7 +93,7 @@ TEST_P(Batch, AFileOfABatchIsGoneBeforeItsTagIsFreeAgain) {
     session().save(file);
     seen.path = session().store().volume().pathOf(file.tag);
     ASSERT_TRUE(std::filesystem::exists(seen.path));
-    sqlite3* database = session().store().connection().raw();
+    sqlite3* database = StoreInside::connection(session().store()).raw();
     sqlite3_rollback_hook(
         database,
         [](void* context) {

@@ -2,10 +2,10 @@
 
 #include <sqlite3.h>
 
+#include "tests/workbench/store_inside.h"
 #include "tests/workbench/support.h"
 #include "workbench/model/searched.h"
 #include "workbench/session/session.h"
-#include "workbench/store/store.h"
 
 using namespace mervane;
 using namespace mervane::test;
@@ -14,7 +14,7 @@ class TextIndexInside : public OnBothStores {
 protected:
     // From here on the database of this session is one without.
     static void withoutFts5() {
-        sqlite3_drop_modules(mervane::currentSession().store().connection().raw(), nullptr);
+        sqlite3_drop_modules(mervane::StoreInside::connection(mervane::currentSession().store()).raw(), nullptr);
     }
     static std::size_t found(const std::string& text) {
         return bench().find({text, "Folder", "", 0}).size();

@@ -16,7 +16,7 @@ template <typename Steps>
 void Bench::define(const std::string& what, Steps&& steps) {
     if (!now().recorder())
         return steps();
-    Transaction transaction(now().store().connection());
+    StoreTransaction transaction(now().store());
     steps();
     now().recorder()->modelExtended(what);
     transaction.commit();

@@ -66,7 +66,7 @@ bool Bench::interrupted() noexcept {
 
 std::vector<RunHead> Bench::runs(const RunQuery& query) {
     std::vector<RunHead> heads;
-    for (const std::int64_t number : RunTables(now().store().connection(), false).find(query))
+    for (const std::int64_t number : RunTables(now().store(), false).find(query))
         heads.push_back(run(number));
     return heads;
 }
@@ -80,7 +80,7 @@ RunHead Bench::run(std::int64_t number) {
 
 void Bench::readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) {
     (void)run(number);
-    RunTables(now().store().connection(), false).entries(number, [&](StoredEntry&& entry) {
+    RunTables(now().store(), false).entries(number, [&](StoredEntry&& entry) {
         each(shownEntry(now().model(), std::move(entry)));
     });
 }
@@ -92,11 +92,11 @@ UndoReport Bench::undoRun(std::int64_t number, const std::string& version) {
 int Bench::pruneRuns(const std::string& before) {
     now().needAdministrator("drop the records of runs");
     Store& store = now().store();
-    RunTables tables(store.connection(), false);
+    RunTables tables(store, false);
     const std::vector<tag_t> kept = tables.removedFiles();
     int pruned = 0;
     {
-        Transaction transaction(store.connection());
+        StoreTransaction transaction(store);
         for (const std::int64_t number : tables.before(before)) {
             RunHead head;
             if (!readHead(now(), number, head) || head.running)

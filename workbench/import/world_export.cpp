@@ -12,29 +12,6 @@
 namespace mervane {
 namespace {
 
-// While it lives, this connection sees the store as it was at its first read; others may write.
-class OneMoment {
-public:
-    explicit OneMoment(Connection& connection)
-        : connection_(connection), own_(!connection.inTransaction()) {
-        if (own_)
-            connection_.execute("BEGIN");
-    }
-    ~OneMoment() {
-        try {
-            if (own_ && connection_.inTransaction())
-                connection_.execute("ROLLBACK");
-        } catch (const Failure&) {
-            // Nothing was written: the next statement begins anew.
-        }
-    }
-    OneMoment(const OneMoment&) = delete;
-
-private:
-    Connection& connection_;
-    bool own_;
-};
-
 class WorldWriter {
 public:
     WorldWriter(Session& session, std::ostream& out)
@@ -246,7 +223,7 @@ private:
 std::vector<CheckFinding> exportWorld(Session& session, std::ostream& out) {
     // Files that others delete meanwhile stay readable.
     const Volume::Hold hold(session.store().volume());
-    const OneMoment moment(session.store().connection());
+    const OneMoment moment(session.store());
     std::vector<CheckFinding> damaged = WorldWriter(session, out).write();
     if (!out)
         throw Failure(kFileFailure, "the world can't be written");

@@ -2,7 +2,7 @@
 
 #include "workbench/session/journal.h"
 #include "workbench/session/session.h"
-#include "workbench/store/sqlite.h"
+#include "workbench/store/effort.h"
 
 namespace mervane {
 

@@ -24,7 +24,7 @@ Recorder::Recorder(Store& store, bool stored, RunHead head, std::int64_t session
       head_(std::move(head)),
       session_(session),
       token_(randomName()),
-      tables_(store.connection(), !stored) {
+      tables_(store, !stored) {
 }
 
 Recorder::~Recorder() = default;

@@ -187,7 +187,7 @@ RunEntry shownEntry(const Model& model, StoredEntry&& entry) {
 
 bool readHead(Session& session, std::int64_t number, RunHead& head) {
     std::int64_t runner = 0;
-    if (!RunTables(session.store().connection(), false).head(number, head, &runner))
+    if (!RunTables(session.store(), false).head(number, head, &runner))
         return false;
     if (head.ended.empty())
         for (const LockOwner& owner : session.store().locks().sessions())

@@ -378,7 +378,7 @@ UndoReport undoRun(Session& session, std::int64_t number, const std::string& ver
                                      ") hasn't ended: process " + std::to_string(head.process) +
                                      " is at work on it");
     UndoReport report;
-    RunTables tables(session.store().connection(), false);
+    RunTables tables(session.store(), false);
     Run run(session, {RunWay::Whole, "undo", std::to_string(number), "", version}, number);
     Effects effects = effectsOf(tables, number);
     report.not_undone = effects.not_undone;

@@ -68,7 +68,7 @@ void Session::remove(Object& object) {
         throw Failure(kNotAllowed, "user " + userId() + " may not DELETE " + plainName(object));
     needRightsFor(object);
     // From here on nobody stores a reference to what goes.
-    Transaction transaction(store_->connection());
+    StoreTransaction transaction(*store_);
     if (!object.isNew() && !store_->exists(object.tag))
         leaveGone(object);
     std::vector<tag_t> going;
@@ -158,7 +158,7 @@ Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
 void Session::erase(std::span<const tag_t> tags) {
     mayWrite();
     {
-        Transaction transaction(store_->connection());
+        StoreTransaction transaction(*store_);
         for (const tag_t tag : tags)
             needRightsFor(living(tag));
         for (const tag_t tag : tags)

@@ -156,7 +156,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
         throw Failure(kNotAllowed, "user " + userId() + " may not WRITE " + plainName(object) +
                                        ", which a check-out is for");
     {
-        Transaction transaction(store_->connection());
+        StoreTransaction transaction(*store_);
         if (!store_->exists(object.tag))
             leaveGone(object);
         const Store::CheckOutRow row{object.tag, user_, dateText(now()), comment};
@@ -175,7 +175,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
 void Session::checkIn(Object& object) {
     mayWrite();
     // What is ended is what was looked at.
-    Transaction transaction(store_->connection());
+    StoreTransaction transaction(*store_);
     CheckOut by;
     if (!checkedOut(object.tag, &by))
         return;

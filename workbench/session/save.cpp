@@ -200,7 +200,7 @@ void Session::save(std::span<Object* const> objects) {
     if (!batches_.empty())
         placed_in_batch_.reserve(placed_in_batch_.size() + saving_.size());
     {
-        Transaction transaction(store_->connection());
+        StoreTransaction transaction(*store_);
         for (Object* object : saving_)
             storeObject(*object);
         std::unordered_set<tag_t> known_targets;

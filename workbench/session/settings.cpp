@@ -9,7 +9,7 @@ namespace mervane {
 
 void Session::setPreference(const std::string& name, const std::vector<std::string>* values) {
     mayWrite();
-    Transaction transaction(store_->connection());
+    StoreTransaction transaction(*store_);
     if (recorder_) {
         const auto before = store_->preference(name);
         recorder_->preference(name, before ? &*before : nullptr, values);
@@ -23,7 +23,7 @@ void Session::setPreference(const std::string& name, const std::vector<std::stri
 
 void Session::addRight(const Right& right) {
     mayWrite();
-    Transaction transaction(store_->connection());
+    StoreTransaction transaction(*store_);
     const std::int64_t had = store_->removeRight(right);
     if (had && recorder_)
         recorder_->right(RunChange::RightRemoved, right, had);
@@ -35,7 +35,7 @@ void Session::addRight(const Right& right) {
 
 void Session::removeRight(const Right& right) {
     mayWrite();
-    Transaction transaction(store_->connection());
+    StoreTransaction transaction(*store_);
     const std::int64_t had = store_->removeRight(right);
     if (had && recorder_)
         recorder_->right(RunChange::RightRemoved, right, had);

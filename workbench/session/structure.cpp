@@ -7,7 +7,6 @@
 
 #include "workbench/session/bom_window.h"
 #include "workbench/store/store.h"
-#include "workbench/store/where_used.h"
 
 namespace mervane {
 
@@ -47,7 +46,7 @@ tag_t unsavedParent(Session& session, tag_t occurrence) {
 std::vector<tag_t> directParents(Session& session, tag_t revision) {
     std::unordered_map<tag_t, tag_t> stored;
     for (const StoredUse& use :
-         storedUses(session.store().connection(), usePath(session), revision))
+         session.store().uses(usePath(session), revision))
         stored[use.occurrence] = use.parent;
     std::vector<tag_t> parents;
     for (tag_t occurrence : session.referrersBy("STROccurrence", "child", revision)) {
@@ -251,7 +250,7 @@ StructureSize measureStructure(Session& session, tag_t revision, std::size_t mos
     std::vector<Step> steps;
     const auto enter = [&](tag_t tag) {
         below[tag];
-        steps.push_back({tag, storedChildren(session.store().connection(), path, tag)});
+        steps.push_back({tag, session.store().children(path, tag)});
     };
     enter(revision);
     while (!steps.empty()) {

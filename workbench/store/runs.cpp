@@ -4,6 +4,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/schema.h"
+#include "workbench/store/store.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -51,8 +52,8 @@ std::map<std::string, std::int64_t> countsOf(std::string_view text) {
 
 }  // namespace
 
-RunTables::RunTables(Connection& connection, bool temporary)
-    : connection_(connection), temporary_(temporary) {
+RunTables::RunTables(Store& store, bool temporary)
+    : connection_(*store.connection_), temporary_(temporary) {
     if (temporary_)
         createTemporaryRuns(connection_);
 }

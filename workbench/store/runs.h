@@ -1,7 +1,7 @@
 #pragma once
 
-// The tables of runs: heads and entries. Those of a connection alone ("temporary") are for runs of
-// a store that records nothing.
+// The tables of runs: heads and entries. Those that only this connection to the store has
+// ("temporary") are for runs of a store that records nothing.
 
 #include <functional>
 #include <string>
@@ -9,13 +9,15 @@
 
 #include "workbench/run.h"
 #include "workbench/store/run_entry.h"
-#include "workbench/store/sqlite.h"
 
 namespace mervane {
 
+class Connection;
+class Store;
+
 class RunTables {
 public:
-    RunTables(Connection& connection, bool temporary);
+    RunTables(Store& store, bool temporary);
 
     // The number of the run with the token; its head is stored first if it isn't there. `session`
     // is the one that runs it.

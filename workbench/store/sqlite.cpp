@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "workbench/model/status.h"
+#include "workbench/store/effort.h"
 #include "workbench/store/pattern.h"
 #include "workbench/store/system.h"
 #include "workbench/store/waiting.h"

@@ -3,7 +3,6 @@
 // One database connection with its prepared statements. Texts are bound and read as bytes, so that
 // what isn't UTF-8 comes back as it was.
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -127,12 +126,5 @@ private:
     std::int64_t others_ = -1;
     std::uint64_t undone_ = 0;
 };
-
-// SQL statements run since the start of the process.
-std::uint64_t statementsRun();
-// The time that they take is measured, from now on and not any more.
-void startTiming();
-void stopTiming();
-std::chrono::nanoseconds timeInStore();
 
 }  // namespace mervane

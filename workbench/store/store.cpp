@@ -644,4 +644,19 @@ void Store::letGoOfBatch() noexcept {
     connection_->holdTransaction(false);
 }
 
+OneMoment::OneMoment(Store& store)
+    : connection_(*store.connection_), own_(!connection_.inTransaction()) {
+    if (own_)
+        connection_.execute("BEGIN");
+}
+
+OneMoment::~OneMoment() {
+    try {
+        if (own_ && connection_.inTransaction())
+            connection_.execute("ROLLBACK");
+    } catch (const Failure&) {
+        // Nothing was written: the next statement begins anew.
+    }
+}
+
 }  // namespace mervane

@@ -14,18 +14,16 @@
 #include <vector>
 
 #include "workbench/model/model.h"
+#include "workbench/store/effort.h"
 #include "workbench/store/locks.h"
 #include "workbench/store/referrers.h"
 #include "workbench/store/registry.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/text_index.h"
 #include "workbench/store/volume.h"
+#include "workbench/store/where_used.h"
 
 namespace mervane {
-
-// Objects that stores of this process have read or made.
-void countObject() noexcept;
-std::uint64_t objectsWorkedOn();
 
 // One stored value as it is read; good until the next one.
 class Cell {
@@ -112,6 +110,11 @@ public:
     std::vector<tag_t> ofType(tag_t type, tag_t from = 1, int limit = -1);
     std::vector<Hit> everything();
     std::int64_t objectCount();
+    // The stored occurrences of a revision whose parents exist, by occurrence; one statement.
+    std::vector<StoredUse> uses(const UsePath& path, tag_t revision);
+    // The revisions on the stored lines of a revision, one for each line, in no order; one
+    // statement.
+    std::vector<tag_t> children(const UsePath& path, tag_t revision);
 
     // ---- model ----
     void addClass(const std::string& name, const std::string& parent,
@@ -162,7 +165,6 @@ public:
     void recordRuns(bool on);
 
     // ---- transactions ----
-    Connection& connection() { return *connection_; }
     // A long transaction of one session; others of this process that share the connection wait in
     // vain: Failure kStoreFailure for their writes. An inner one is a part of the outer one, and
     // goes back alone.
@@ -184,6 +186,11 @@ public:
     std::vector<CheckFinding> backup(const std::string& path);
 
 private:
+    friend class StoreTransaction;
+    friend class OneMoment;
+    friend class RunTables;
+    friend class StoreInside;  // of the tests that damage a store
+
     struct Shared {
         std::string path;
         bool in_memory;
@@ -233,6 +240,29 @@ private:
     std::vector<tag_t> storedFiles();
 
     static const char* const kLoad;
+};
+
+// A transaction of a store, which goes back unless it is committed. Inside another one, or a batch,
+// it is a part of that. Others who would write wait until it ends.
+class StoreTransaction {
+public:
+    explicit StoreTransaction(Store& store) : transaction_(*store.connection_) {}
+    void commit() { transaction_.commit(); }
+
+private:
+    Transaction transaction_;
+};
+
+// While it lives, the store is seen as it was at the first read; others may write.
+class OneMoment {
+public:
+    explicit OneMoment(Store& store);
+    ~OneMoment();
+    OneMoment(const OneMoment&) = delete;
+
+private:
+    Connection& connection_;
+    bool own_;
 };
 
 template <typename Head, typename Each>

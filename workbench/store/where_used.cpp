@@ -1,11 +1,9 @@
-#include "workbench/store/where_used.h"
-
-#include "workbench/store/sqlite.h"
+#include "workbench/store/store.h"
 
 namespace mervane {
 
-std::vector<StoredUse> storedUses(Connection& connection, const UsePath& path, tag_t revision) {
-    Statement rows = connection.statement(
+std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
+    Statement rows = connection_->statement(
         "SELECT used.tag, parent.target FROM ref used "
         "JOIN ref held ON held.tag = used.tag AND held.attr = ?2 "
         "JOIN ref parent ON parent.tag = held.target AND parent.attr = ?3 "
@@ -21,8 +19,8 @@ std::vector<StoredUse> storedUses(Connection& connection, const UsePath& path, t
     return uses;
 }
 
-std::vector<tag_t> storedChildren(Connection& connection, const UsePath& path, tag_t revision) {
-    Statement rows = connection.statement(
+std::vector<tag_t> Store::children(const UsePath& path, tag_t revision) {
+    Statement rows = connection_->statement(
         "SELECT used.target FROM ref held "
         "JOIN ref used ON used.tag = held.tag AND used.attr = ?1 "
         "JOIN object ON object.tag = used.target "

@@ -1,12 +1,12 @@
 #pragma once
 
+// How a store is asked for the uses of a revision.
+
 #include <vector>
 
 #include "platform/types.h"
 
 namespace mervane {
-
-class Connection;
 
 struct StoredUse {
     tag_t occurrence = NULLTAG;
@@ -17,11 +17,5 @@ struct StoredUse {
 struct UsePath {
     tag_t child = NULLTAG, parent_bvr = NULLTAG, parent_revision = NULLTAG;
 };
-
-// The stored occurrences of a revision whose parents exist, by occurrence; one statement.
-std::vector<StoredUse> storedUses(Connection& connection, const UsePath& path, tag_t revision);
-
-// The revisions on the stored lines of a revision, one for each line, in no order; one statement.
-std::vector<tag_t> storedChildren(Connection& connection, const UsePath& path, tag_t revision);
 
 }  // namespace mervane
