@@ -360,8 +360,6 @@ public:
     // Gives what was kept, and ends either.
     virtual std::vector<JournalEntry> stopJournal() = 0;
     virtual void setFaults(const std::vector<Fault>& faults) = 0;
-    // The operations of the interface that this workbench doesn't have yet.
-    virtual std::vector<std::string> unavailableOperations() = 0;
     // SQL statements run since the start of the process, for measuring round trips.
     virtual std::uint64_t statementsRun() = 0;
     // Objects that searches, imports, exports and checks of this process have worked on so far, for

@@ -369,9 +369,6 @@ protected:
         EXPECT_EQ(wb.errorStack().size(), entries + 1);
         EXPECT_THAT(lastError(), HasSubstr(each.name));
         EXPECT_FALSE(lastError().empty());
-        const auto unavailable = wb.unavailableOperations();
-        EXPECT_EQ(outcome.status == kNotAvailable, std::find(unavailable.begin(), unavailable.end(),
-                                                             each.name) != unavailable.end());
     }
 
     // One object of each kind that an operation may be given.

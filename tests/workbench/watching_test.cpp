@@ -121,7 +121,7 @@ TEST_F(Watching, WithoutASessionEveryOperationGivesAStatus) {
 TEST_F(Watching, EveryKnownStatusHasAText) {
     for (const int number : bench().messageNumbers())
         EXPECT_FALSE(bench().messageText(number).empty()) << number;
-    for (int status = kNotAvailable; status <= kInternal; ++status)
+    for (int status = kNoSession; status <= kInternal; ++status)
         EXPECT_FALSE(bench().messageText(status).empty()) << status;
     EXPECT_TRUE(bench().messageText(123456).empty());
 }

@@ -142,7 +142,6 @@ public:
     void startJournal(std::function<void(const JournalEntry&)> each) override;
     std::vector<JournalEntry> stopJournal() override;
     void setFaults(const std::vector<Fault>& faults) override;
-    std::vector<std::string> unavailableOperations() override;
     std::uint64_t statementsRun() override;
     std::uint64_t objectsWorkedOn() override;
 

@@ -76,10 +76,6 @@ void Bench::setFaults(const std::vector<Fault>& faults) {
     mervane::setFaults(faults);
 }
 
-std::vector<std::string> Bench::unavailableOperations() {
-    return {};
-}
-
 std::uint64_t Bench::objectsWorkedOn() {
     return mervane::objectsWorkedOn();
 }

@@ -29,7 +29,6 @@ constexpr Message kMessages[] = {
     {100309, "The item id registry can't be reached: %1$"},
     {515001, "There is no write access to the top line of the structure: %1$"},
     {515186, "The job directory can't be made: %1$"},
-    {710000, "This workbench doesn't have the operation: %1$"},
     {710001, "No session is open: %1$"},
     {710002, "A value or a place for a value is missing: %1$"},
     {710003, "There is no such object: %1$"},

@@ -10,7 +10,6 @@ enum Status : int {
     kNoPreviousVersion = 9112,
     kRegistryDown = 100309,
 
-    kNotAvailable = 710000,   // operation that this workbench doesn't have
     kNoSession = 710001,      // no session is open
     kNullArgument = 710002,   // a null pointer where a value or a place for it is needed
     kUnknownObject = 710003,  // no such object, or it can't be loaded

@@ -55,7 +55,6 @@ public:
     void save(tag_t line);
     // Drop the window with its lines; what wasn't saved is lost.
     void close(tag_t line);
-    void closeAll();
 
     // The line; Failure kUnknownObject for a line of no open window.
     BomLine& line(tag_t tag);

@@ -47,10 +47,6 @@ int failedUnknown(const char* operation) {
 
 }  // namespace detail
 
-int notAvailable(const char* operation) noexcept {
-    return call(operation, [&] { throw Failure(kNotAvailable, operation); });
-}
-
 void need(const void* pointer, const char* name) {
     if (!pointer)
         throw Failure(kNullArgument, name);

@@ -108,9 +108,6 @@ int call(const char* operation, Body&& body, const Args&... args) noexcept {
     return status;
 }
 
-// The whole body of an operation that no issue has needed yet.
-int notAvailable(const char* operation) noexcept;
-
 // ---- checks that occur everywhere ----
 // Failure kNullArgument if the pointer is null; the name is the parameter's.
 void need(const void* pointer, const char* name);

@@ -175,11 +175,6 @@ Statement& Statement::bindBytes(std::string_view bytes) {
     return *this;
 }
 
-Statement& Statement::bindNull() {
-    ++bound_;
-    return *this;
-}
-
 bool Statement::step() {
     if (done_)
         return false;  // another step would begin anew

@@ -29,7 +29,6 @@ public:
     // Not copied: the text must live as long as the run.
     Statement& bind(std::string_view text);
     Statement& bindBytes(std::string_view bytes);  // likewise
-    Statement& bindNull();
 
     bool step();  // true: a row is there. Failure kStoreFailure.
     void run();   // all steps, rows dropped

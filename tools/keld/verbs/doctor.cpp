@@ -98,9 +98,6 @@ private:
             if (name == kLogLevelPreference)
                 checkLevel("preference " + name, values.empty() ? "" : values.front());
         }
-        const auto missing = context_.workbench().unavailableOperations();
-        if (!missing.empty())
-            fact("operations not in this workbench", std::to_string(missing.size()));
     }
 
     void checkLevel(const std::string& where, const std::string& value) {
