@@ -190,7 +190,7 @@ int DBO_length_of_attr(tag_t instance, tag_t attr, int* length) {
             Session& session = currentSession();
             Object& object = session.object(instance);
             const Attribute& attribute = arrayOf(session, object, attr);
-            *length = static_cast<int>(session.field(object, attribute).values.size());
+            *length = static_cast<int>(session.list(object, attribute).size());
         },
         instance, attr, length);
 }
@@ -206,7 +206,7 @@ int DBO_ask_attr_tags(tag_t instance, tag_t attr, int first, int count, tag_t** 
             Session& session = currentSession();
             Object& object = session.object(instance);
             const Attribute& attribute = referencesOf(session, object, attr);
-            const Values& stored = session.field(object, attribute).values;
+            const Values& stored = session.list(object, attribute);
             checkRange(object, attribute, first, count, stored.size());
             std::vector<tag_t> tags;
             for (int i = first; i < first + count; ++i)
@@ -234,7 +234,7 @@ int DBO_ask_attr_string(tag_t instance, tag_t attr, char** value, logical* isNul
             Session& session = currentSession();
             Object& object = session.object(instance);
             const Attribute& attribute = singleOf(session, object, attr, Kind::String);
-            const Values& stored = session.field(object, attribute).values;
+            const Values stored = session.values(object, attribute);
             *value = copyText(stored.empty() ? "" : std::get<std::string>(stored[0]));
             *isNull = stored.empty();
             *isValid = true;
@@ -320,7 +320,7 @@ int DBO_append_attr_tags(int count, const tag_t* instances, tag_t attr, int n,
                 session.living(newTags[i]);
             for (Object* object : objects(session, count, instances)) {
                 const Attribute& attribute = referencesOf(session, *object, attr);
-                Values values = session.field(*object, attribute).values;
+                Values values = session.values(*object, attribute);
                 for (int i = 0; i < n; ++i)
                     values.push_back(Reference{newTags[i]});
                 session.set(*object, attribute, std::move(values));
@@ -336,7 +336,7 @@ int DBO_remove_from_attr(int count, const tag_t* instances, tag_t attr, int firs
             Session& session = currentSession();
             for (Object* object : objects(session, count, instances)) {
                 const Attribute& attribute = arrayOf(session, *object, attr);
-                Values values = session.field(*object, attribute).values;
+                Values values = session.values(*object, attribute);
                 checkRange(*object, attribute, first, n, values.size());
                 values.erase(values.begin() + first, values.begin() + first + n);
                 session.set(*object, attribute, std::move(values));

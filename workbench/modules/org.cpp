@@ -39,7 +39,7 @@ int ORG_ask_site_info(tag_t site, char* name, int* siteId) {
             need(siteId, "siteId");
             Session& session = currentSession();
             Object& object = session.object(site, standardClass(session, "Site"));
-            const Values& id = session.values(object, "site_id");
+            const Values id = session.values(object, "site_id");
             const int number = id.empty() ? 0 : static_cast<int>(std::get<std::int64_t>(id[0]));
             copyInto(name, kNameSize, session.text(object, "site_name"), "name");
             *siteId = number;

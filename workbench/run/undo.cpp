@@ -160,7 +160,7 @@ private:
             const auto place = object->type->by_handle.find(handle);
             if (place == object->type->by_handle.end())
                 continue;
-            const Values& now = object->fields[place->second].values;
+            const Values now = object->fields.values(place->second);
             if (now != change.second)
                 conflict(label(tag, net) + ": " + object->type->layout[place->second]->name +
                          " has the value " + shown(now) + " now; the run has set " +
@@ -168,11 +168,11 @@ private:
         }
         // An attribute that the run didn't give to an object it made.
         if (!net.was)
-            for (std::size_t place = 0; place < object->fields.size(); ++place)
+            for (std::size_t place = 0; place < object->type->layout.size(); ++place)
                 if (const Attribute& attribute = *object->type->layout[place];
-                    !net.values.count(attribute.handle) && !object->fields[place].values.empty())
+                    !net.values.count(attribute.handle) && !object->fields.isNull(place))
                     conflict(label(tag, net) + ": " + attribute.name + " has the value " +
-                             shown(object->fields[place].values) + " now; the run has set none");
+                             shown(object->fields.values(place)) + " now; the run has set none");
     }
 
     void checkGone(tag_t tag, const Net& net) {

@@ -33,11 +33,6 @@ bool canBeSummed(const BomLine& line) {
     return line.values->quantity.empty() || isDecimal(line.values->quantity);
 }
 
-bool isDirty(const Object& object) {
-    return std::any_of(object.fields.begin(), object.fields.end(),
-                       [](const Field& field) { return field.dirty; });
-}
-
 }  // namespace
 
 BomWindows::BomWindows(Session& session) : session_(session) {
@@ -58,11 +53,6 @@ void BomWindows::close(tag_t tag) {
     for (const BomLine& each : window->lines)
         lines_.erase(each.tag);
     std::erase_if(windows_, [&](const auto& open) { return open.get() == window; });
-}
-
-void BomWindows::closeAll() {
-    lines_.clear();
-    windows_.clear();
 }
 
 BomLine& BomWindows::line(tag_t tag) {
@@ -97,8 +87,8 @@ OccurrenceValues& BomWindows::occurrenceValues(BomWindow& window, tag_t occurren
     values.quantity = session_.text(object, "quantity");
     values.sequence_no = session_.text(object, "seq_no");
     values.version = object.version;
-    const Values& names = session_.values(object, "note_names");
-    const Values& texts = session_.values(object, "note_values");
+    const Values& names = session_.list(object, "note_names");
+    const Values& texts = session_.list(object, "note_values");
     for (std::size_t i = 0; i < std::min(names.size(), texts.size()); ++i)
         if (const auto& text = std::get<std::string>(texts[i]); !text.empty())
             values.notes[std::get<std::string>(names[i])] = text;
@@ -114,7 +104,7 @@ void BomWindows::expand(BomLine& line) {
     for (tag_t tag :
          views.empty() ? std::vector<tag_t>{} : occurrencesOf(session_, views.front())) {
         Object& occurrence = session_.object(tag);
-        if (!occurrence.locked && !isDirty(occurrence) && !line.window->occurrences.contains(tag))
+        if (!occurrence.locked && !occurrence.isDirty() && !line.window->occurrences.contains(tag))
             session_.refresh(occurrence, false);
         const tag_t child = session_.reference(occurrence, "child");
         if (session_.tryObject(child))

@@ -135,7 +135,7 @@ std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to,
             moved.push_back(object);
         }
         const Attribute& attribute = session.attribute(*object, referrer.attribute);
-        Values values = session.field(*object, attribute).values;
+        Values values = session.values(*object, attribute);
         std::replace(values.begin(), values.end(), Value(Reference{from}), Value(Reference{to}));
         session.put(*object, attribute.name, std::move(values));
     }
@@ -237,7 +237,7 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
             session.put(version, name, session.values(newest, name));
         // What is gone isn't carried over.
         setReferences(session, version, namedReferences(session, newest));
-        const Values& number = session.values(newest, "version_no");
+        const Values number = session.values(newest, "version_no");
         session.put(
             version, "version_no",
             {number.empty() ? std::int64_t{2} : std::get<std::int64_t>(number.front()) + 1});
@@ -309,9 +309,9 @@ tag_t previousVersion(Session& session, Object& dataset) {
 }
 
 std::vector<NamedReference> namedReferences(Session& session, Object& dataset) {
-    const Values& names = session.values(dataset, "ref_names");
-    const Values& types = session.values(dataset, "ref_types");
-    const Values& objects = session.values(dataset, "ref_list");
+    const Values& names = session.list(dataset, "ref_names");
+    const Values& types = session.list(dataset, "ref_types");
+    const Values& objects = session.list(dataset, "ref_list");
     std::vector<NamedReference> list;
     for (std::size_t i = 0; i < std::min({names.size(), types.size(), objects.size()}); ++i) {
         const tag_t object = std::get<Reference>(objects[i]).tag;
@@ -402,9 +402,9 @@ void exportFile(Session& session, Object& file, const std::string& path) {
     StoredFile known;
     known.tag = file.tag;
     known.name = session.text(file, "original_file_name");
-    if (const Values& size = session.values(file, "byte_size"); !size.empty())
+    if (const Values size = session.values(file, "byte_size"); !size.empty())
         known.byte_size = std::get<std::int64_t>(size.front());
-    if (const Values& sum = session.values(file, "sha256"); !sum.empty())
+    if (const Values sum = session.values(file, "sha256"); !sum.empty())
         known.sha256 = std::get<std::string>(sum.front());
     session.store().volume().writeTo(known, path);
 }

@@ -77,7 +77,7 @@ void addMasterForm(Session& session, Object& owner, const char* standard, const 
 }
 
 std::int64_t orderOf(Session& session, tag_t revision) {
-    const Values& values = session.values(session.object(revision), "order_no");
+    const Values values = session.values(session.object(revision), "order_no");
     return values.empty() ? 0 : std::get<std::int64_t>(values.front());
 }
 

@@ -42,9 +42,9 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
             all.push_back({stored.tag, stored.attribute, stored.type});
     std::vector<Referrer> unsaved;
     for (const Object* object : touched_)
-        for (std::size_t i = 0; i < object->fields.size(); ++i) {
-            const Attribute& attribute = *object->type->layout[i];
-            if (attribute.kind != Kind::Reference || !(object->isNew() || object->fields[i].dirty))
+        for (const Field& field : object->fields.opened()) {
+            const Attribute& attribute = *object->type->layout[field.place];
+            if (attribute.kind != Kind::Reference || !(object->isNew() || field.dirty))
                 continue;
             const Referrer here{object->tag, attribute.handle, object->type->handle,
                                 object->isNew()};
@@ -53,7 +53,7 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
                 if (at != all.end() && !less(here, *at))
                     all.erase(at);
             }
-            if (refersTo(object->fields[i].values, target))
+            if (refersTo(field.values, target))
                 unsaved.push_back(here);
         }
     if (!unsaved.empty()) {
@@ -100,7 +100,7 @@ std::vector<tag_t> Session::corrected(const Class& cls, const Attribute& attribu
             if (at != cache_.end() && touched_.count(at->second.get())) {
                 const auto place = at->second->type->by_handle.find(attribute.handle);
                 if (place != at->second->type->by_handle.end() &&
-                    at->second->fields[place->second].dirty)
+                    at->second->fields.isDirty(place->second))
                     continue;
             }
         }
@@ -110,8 +110,8 @@ std::vector<tag_t> Session::corrected(const Class& cls, const Attribute& attribu
     for (const Object* object : touched_) {
         if (!object->isA(cls))
             continue;
-        const Field& field = object->fields[object->type->by_handle.at(attribute.handle)];
-        if ((object->isNew() || field.dirty) && matches(field.values)) {
+        const Field* field = object->fields.find(object->type->by_handle.at(attribute.handle));
+        if (field && (object->isNew() || field->dirty) && matches(field->values)) {
             tags.push_back(object->tag);
             sorted = false;
         }
@@ -140,7 +140,7 @@ tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name
     const bool unsaved = std::any_of(touched_.begin(), touched_.end(), [&](const Object* object) {
         const auto place = object->type->by_handle.find(attribute.handle);
         return place != object->type->by_handle.end() &&
-               (object->isNew() || object->fields[place->second].dirty);
+               (object->isNew() || object->fields.isDirty(place->second));
     });
     if (!unsaved && attribute.owner == cls->name && !reads())
         return store_->lastReferrerBy(attribute.handle, target);

@@ -5,7 +5,7 @@ namespace mervane {
 namespace {
 
 tag_t typeOf(Session& session, Object& relation) {
-    const Values& values = session.values(relation, "relation_type");
+    const Values values = session.values(relation, "relation_type");
     return values.empty() ? NULLTAG : static_cast<tag_t>(std::get<std::int64_t>(values.front()));
 }
 

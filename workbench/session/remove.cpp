@@ -113,9 +113,10 @@ void Session::remove(Object& object) {
     eraseStored(going);
     transaction.commit();
     for (Entries& each : shortened) {
-        each.field->values = std::move(each.values);
-        if (each.field->stored)
-            *each.field->stored = std::move(each.stored);
+        Field& field = each.object->fields.open(each.place);
+        field.values = std::move(each.values);
+        if (field.stored)
+            *field.stored = std::move(each.stored);
         if (!each.object->isNew())
             ++each.object->version;
     }
@@ -133,7 +134,7 @@ Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
         return values;
     };
     Field& list = field(object, attribute);
-    Entries after{&object, &list, without(list.values), {}};
+    Entries after{&object, list.place, without(list.values), {}};
     if (object.isNew())
         return after;
     const Values& before = list.stored ? *list.stored : list.values;

@@ -12,18 +12,21 @@ void Session::stamp(Object& object) {
     if (!object.isA(*known_.workspace))
         return;
     const Values date{Date{now()}};
-    if (object.fields[known_.modified].values != date)
+    if (object.fields.values(known_.modified) != date)
         assign(object, known_.modified, date);
     if (keep_last_user_)
         return;
     const Values user = user_ == NULLTAG ? Values{} : Values{Reference{user_}};
-    if (object.fields[known_.modified_by].values != user)
+    if (object.fields.values(known_.modified_by) != user)
         assign(object, known_.modified_by, user);
 }
 
 void Session::storeField(Object& object, std::size_t place) {
     const Attribute& attribute = *object.type->layout[place];
-    const Field& field = object.fields[place];
+    const Field* found = object.fields.find(place);
+    if (!found)
+        return;
+    const Field& field = *found;
     const Values& values = field.values;
     if (object.isNew()) {
         for (std::size_t i = 0; i < values.size(); ++i)
@@ -42,7 +45,7 @@ void Session::storeField(Object& object, std::size_t place) {
 void Session::storeObject(Object& object) {
     if (object.isNew()) {
         store_->insert(object.tag, object.type->handle);
-        for (std::size_t place = 0; place < object.fields.size(); ++place)
+        for (std::size_t place = 0; place < object.type->layout.size(); ++place)
             storeField(object, place);
         return;
     }
@@ -51,8 +54,8 @@ void Session::storeObject(Object& object) {
                       plainName(object) + (store_->exists(object.tag)
                                                ? " was stored by another session since it was read"
                                                : " was deleted since it was read"));
-    for (std::size_t place = 0; place < object.fields.size(); ++place)
-        if (object.fields[place].dirty)
+    for (std::size_t place = 0; place < object.type->layout.size(); ++place)
+        if (object.fields.isDirty(place))
             storeField(object, place);
 }
 
@@ -61,8 +64,11 @@ void Session::recordSave(const Object& object) {
     entry.change = object.isNew() ? RunChange::ObjectMade : RunChange::ObjectChanged;
     entry.object = object.tag;
     entry.type = object.type->handle;
-    for (std::size_t place = 0; place < object.fields.size(); ++place) {
-        const Field& field = object.fields[place];
+    for (std::size_t place = 0; place < object.type->layout.size(); ++place) {
+        const Field* found = object.fields.find(place);
+        if (!found)
+            continue;
+        const Field& field = *found;
         const tag_t attribute = object.type->layout[place]->handle;
         if (object.isNew() && !field.values.empty())
             entry.values.push_back({attribute, {}, field.values});
@@ -76,7 +82,7 @@ void Session::recordSave(const Object& object) {
     if (!made)
         return;
     const auto also = [&](const char* attribute, RunChange change) {
-        const Values& named = object.fields[object.type->by_name.at(attribute)].values;
+        const Values named = values(object, attribute);
         StoredEntry more;
         more.change = change;
         more.object = object.tag;
@@ -93,9 +99,8 @@ void Session::recordSave(const Object& object) {
 // A reference that is stored now leads to something that is stored, too; one that was stored before
 // may lead nowhere. Requires: everything of the save is stored.
 void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known) {
-    for (std::size_t place = 0; place < object.fields.size(); ++place) {
-        const Attribute& attribute = *object.type->layout[place];
-        const Field& field = object.fields[place];
+    for (const Field& field : object.fields.opened()) {
+        const Attribute& attribute = *object.type->layout[field.place];
         if (attribute.kind != Kind::Reference || !(object.isNew() || field.dirty))
             continue;
         for (const Value& value : field.values) {
@@ -123,7 +128,7 @@ void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>
 // Requires: everything of the save is stored.
 void Session::checkIds(Object& object) {
     const auto changed = [&](const char* name) {
-        return object.isNew() || field(object, attribute(object, name)).dirty;
+        return object.isNew() || object.fields.isDirty(object.type->by_name.at(name));
     };
     if (object.isA(*known_.item) && changed("item_id")) {
         const std::string id = text(object, "item_id");
@@ -219,15 +224,7 @@ void Session::save(std::span<Object* const> objects) {
         if (object->isNew())
             object->saved_along.clear();
         ++object->version;
-        bool differs = false;
-        for (Field& field : object->fields) {
-            if (field.dirty) {
-                field.dirty = false;
-                field.stored.reset();
-            }
-            differs = differs || field.stored;
-        }
-        if (!differs)
+        if (!object->fields.settle(*object->type))
             touched_.erase(object);
     }
 }

@@ -62,11 +62,6 @@ std::string plainName(const Object& object) {
     return "#" + std::to_string(object.tag) + " (" + object.type->name + ")";
 }
 
-bool Object::isDirty() const {
-    return std::any_of(fields.begin(), fields.end(),
-                       [](const Field& field) { return field.dirty; });
-}
-
 // ---- opening and closing ----
 
 Session::Session(std::shared_ptr<Store> store, const SessionOptions& options)
@@ -130,16 +125,15 @@ void Session::readInto(Object& object) {
             object.type = known;
             object.version = version;
             object.fields.clear();
-            object.fields.resize(known->layout.size());
         },
         [&](tag_t attribute, std::size_t index, const Cell& cell) {
             const auto at = object.type->by_handle.find(attribute);
             if (at == object.type->by_handle.end())
                 return;  // an attribute that this type doesn't have: the check reports it
-            Values& values = object.fields[at->second].values;
-            if (index == values.size())
-                values.push_back(cell.as(object.type->layout[at->second]->kind));
+            const Attribute& known = *object.type->layout[at->second];
+            object.fields.read(at->second, known.array, index, cell.as(known.kind));
         });
+    object.fields.readAll();
     if (!found) {
         noteRead(object.tag, 0);
         throw Failure(kUnknownObject, "#" + std::to_string(object.tag) + " isn't stored");
@@ -214,15 +208,14 @@ Object& Session::create(const Type& type) {
     auto made = std::make_unique<Object>();
     made->tag = store_->newTag();
     made->type = &type;
-    made->fields.resize(type.layout.size());
     if (made->isA(*known_.workspace)) {
         const Date date{now()};
-        made->fields[known_.created].values = {date};
-        made->fields[known_.modified].values = {date};
+        made->fields.open(known_.created).values = {date};
+        made->fields.open(known_.modified).values = {date};
         if (user_ != NULLTAG) {
-            made->fields[known_.user].values = {Reference{user_}};
-            made->fields[known_.group].values = {Reference{group_}};
-            made->fields[known_.modified_by].values = {Reference{user_}};
+            made->fields.open(known_.user).values = {Reference{user_}};
+            made->fields.open(known_.group).values = {Reference{group_}};
+            made->fields.open(known_.modified_by).values = {Reference{user_}};
         }
     }
     const tag_t tag = made->tag;

@@ -14,6 +14,7 @@
 
 #include "workbench/model/model.h"
 #include "workbench/model/status.h"
+#include "workbench/session/fields.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -23,25 +24,19 @@ class BomWindows;
 class Reads;
 class Recorder;
 
-struct Field {
-    Values values;  // empty: null
-    bool dirty = false;
-    std::unique_ptr<Values> stored;  // what the store has, while the field differs from it
-};
-
 struct Object {
     tag_t tag = NULLTAG;
     const Type* type = nullptr;
     std::int64_t version = 0;  // counts saves; 0: never saved
     bool locked = false;       // this session holds the modify lock
     bool saving = false;       // in the list of the save that runs
-    std::vector<Field> fields;
+    Fields fields;
     // Parts that are stored with the first save of this object (revision and forms of a new item).
     std::vector<tag_t> saved_along;
 
     const Class& cls() const { return *type->cls; }
     bool isNew() const { return version == 0; }
-    bool isDirty() const;
+    bool isDirty() const { return fields.anyDirty(); }
     bool isA(const Class& c) const { return type->cls->isA(c); }
 };
 
@@ -100,8 +95,13 @@ public:
     // ---- values; Failure for an unknown attribute or a wrong kind ----
     const Attribute& attribute(const Object& object, std::string_view name) const;
     const Attribute& attribute(const Object& object, tag_t handle) const;
+    Values values(const Object& object, std::string_view name) const;  // empty: null
+    Values values(const Object& object, const Attribute& attribute) const;
+    // Those of an array, without a copy; good until a field of the object changes.
+    const Values& list(const Object& object, std::string_view name) const;
+    const Values& list(const Object& object, const Attribute& attribute) const;
+    // To be changed without the checks of set().
     Field& field(Object& object, const Attribute& attribute);
-    const Values& values(Object& object, std::string_view name);
     std::string text(Object& object, std::string_view name);  // empty if null
     tag_t reference(Object& object, std::string_view name);   // NULLTAG if null
     std::vector<tag_t> references(Object& object, std::string_view name);
@@ -266,7 +266,6 @@ private:
     void giveLock(tag_t tag) noexcept;
     void readInto(Object& object);
     void drop(tag_t tag);
-    Field& fieldAt(Object& object, std::size_t place);
     void assign(Object& object, std::size_t place, Values values);
     void checkValues(const Object& object, const Attribute& attribute, const Values& values) const;
     void checkTargets(const Object& object, const Attribute& attribute, const Values& values);
@@ -284,7 +283,7 @@ private:
     void forget(std::span<const tag_t> tags);
     struct Entries {
         Object* object;
-        Field* field;
+        std::size_t place;
         Values values, stored;  // as they are afterwards
     };
     Entries takeOut(Object& object, const Attribute& attribute, const std::set<tag_t>& gone);

@@ -21,7 +21,7 @@ Object& revisionObject(Session& session, tag_t tag) {
 }
 
 std::int64_t orderOf(Session& session, Object& occurrence) {
-    const Values& values = session.values(occurrence, "order_no");
+    const Values values = session.values(occurrence, "order_no");
     return values.empty() ? 0 : std::get<std::int64_t>(values.front());
 }
 
@@ -45,8 +45,7 @@ tag_t unsavedParent(Session& session, tag_t occurrence) {
 // parent isn't seen.
 std::vector<tag_t> directParents(Session& session, tag_t revision) {
     std::unordered_map<tag_t, tag_t> stored;
-    for (const StoredUse& use :
-         session.store().uses(usePath(session), revision))
+    for (const StoredUse& use : session.store().uses(usePath(session), revision))
         stored[use.occurrence] = use.parent;
     std::vector<tag_t> parents;
     for (tag_t occurrence : session.referrersBy("STROccurrence", "child", revision)) {

@@ -88,38 +88,45 @@ const Attribute& Session::attribute(const Object& object, tag_t handle) const {
     return *object.type->layout[at->second];
 }
 
-Field& Session::fieldAt(Object& object, std::size_t place) {
-    return object.fields[place];
-}
-
 Field& Session::field(Object& object, const Attribute& attribute) {
-    return fieldAt(object, placeOf(object, attribute));
+    return object.fields.open(placeOf(object, attribute));
 }
 
-const Values& Session::values(Object& object, std::string_view name) {
-    return object.fields[placeOf(object, name)].values;
+Values Session::values(const Object& object, std::string_view name) const {
+    return object.fields.values(placeOf(object, name));
+}
+
+Values Session::values(const Object& object, const Attribute& attribute) const {
+    return object.fields.values(placeOf(object, attribute));
+}
+
+const Values& Session::list(const Object& object, std::string_view name) const {
+    return object.fields.list(placeOf(object, name));
+}
+
+const Values& Session::list(const Object& object, const Attribute& attribute) const {
+    return object.fields.list(placeOf(object, attribute));
 }
 
 std::string Session::text(Object& object, std::string_view name) {
     const std::size_t place = placeOf(object, name);
     needKind(object, *object.type->layout[place], Kind::String, false);
-    const Values& found = object.fields[place].values;
-    return found.empty() ? std::string() : std::get<std::string>(found.front());
+    return std::string(object.fields.text(place));
 }
 
 tag_t Session::reference(Object& object, std::string_view name) {
     const std::size_t place = placeOf(object, name);
     needKind(object, *object.type->layout[place], Kind::Reference, false);
-    const Values& found = object.fields[place].values;
-    return found.empty() ? NULLTAG : std::get<Reference>(found.front()).tag;
+    return object.fields.reference(place);
 }
 
 std::vector<tag_t> Session::references(Object& object, std::string_view name) {
     const std::size_t place = placeOf(object, name);
     needKind(object, *object.type->layout[place], Kind::Reference, true);
     std::vector<tag_t> tags;
-    tags.reserve(object.fields[place].values.size());
-    for (const Value& value : object.fields[place].values)
+    const Values& found = object.fields.list(place);
+    tags.reserve(found.size());
+    for (const Value& value : found)
         tags.push_back(std::get<Reference>(value).tag);
     return tags;
 }
@@ -163,7 +170,7 @@ void Session::checkTargets(const Object& object, const Attribute& attribute, con
 
 // Requires: the values have been checked.
 void Session::assign(Object& object, std::size_t place, Values values) {
-    Field& field = object.fields[place];
+    Field& field = object.fields.open(place);
     if (!object.type->layout[place]->array && !values.empty() && isEmpty(values.front()))
         values.clear();
     if (!object.isNew() && !field.dirty && !field.stored)
@@ -182,7 +189,7 @@ void Session::set(Object& object, const Attribute& attribute, Values values) {
     // Targets that stood there before may be gone: an array with one of them can still be changed.
     if (attribute.kind == Kind::Reference && !values.empty() &&
         !(values.size() == 1 && !attribute.array && isEmpty(values.front()))) {
-        const Values& before = object.fields[place].values;
+        const Values before = object.fields.values(place);
         const std::size_t same = static_cast<std::size_t>(
             std::mismatch(values.begin(), values.end(), before.begin(), before.end()).first -
             values.begin());

@@ -40,15 +40,15 @@ std::vector<Object*> targets(Session& session, const std::vector<Attachment>& at
 class UnsavedValues {
 public:
     explicit UnsavedValues(Object& object) : object_(object) {
-        for (std::size_t i = 0; i < object.fields.size(); ++i)
-            if (object.fields[i].dirty) {
-                aside_.push_back(i);
-                object.fields[i].dirty = false;
+        for (Field& field : object.fields.opened())
+            if (field.dirty) {
+                aside_.push_back(field.place);
+                field.dirty = false;
             }
     }
     ~UnsavedValues() {
-        for (std::size_t i : aside_)
-            object_.fields[i].dirty = true;
+        for (const std::size_t place : aside_)
+            object_.fields.open(place).dirty = true;
     }
     UnsavedValues(const UnsavedValues&) = delete;
 
