@@ -4,6 +4,7 @@
 
 static bool bVersionPrinted = false;
 
+// Kept: these services only; the status manager and the job item have no line of their own.
 void KELD_Version(void) {
     if (bVersionPrinted)
         return;

@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <aclapi.h>
 #include <fcntl.h>
 #include <io.h>
@@ -65,7 +65,7 @@ HANDLE OpenHandle(const char* szPath, DWORD ulAccess, DWORD ulDisposition, DWORD
                        FILE_ATTRIBUTE_NORMAL | ulFlags, nullptr);
 }
 
-// Close a file at the end of a block, also if it is left for want of memory.
+// Close a file at the end of a block, also after an exception.
 class ClosedAtEnd {
 public:
     explicit ClosedAtEnd(HANDLE hFile) : m_hFile(hFile) {}
@@ -111,7 +111,8 @@ int MakeParents(const std::wstring& sPath) {
         const std::wstring sParent = sPath.substr(0, uiEnd);
         if (uiEnd + 1 == sPath.size() || sParent.back() == L':' || sParent.back() == L'\\')
             continue;
-        // Servers and shares can't be made; what is missing shows at the directory itself.
+        // In a network path the server and the share can't be made, so failures don't count here;
+        // with a parent missing, making the directory itself fails.
         if (!CreateDirectoryW(sParent.c_str(), nullptr) && sPath.compare(0, 2, L"\\\\") != 0 &&
             GetLastError() != ERROR_ALREADY_EXISTS)
             return LastError();
@@ -306,7 +307,7 @@ bool AppendFile::Lock() {
         if (i > 0)
             Sleep(iLockPauseMs);
         OVERLAPPED range{};
-        range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
+        range.OffsetHigh = 0x7FFFFFFF;  // far past the content, so that no write meets the lock
         m_bLocked =
             LockFileEx(reinterpret_cast<HANDLE>(m_iHandle),
                        LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;

@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <psapi.h>
 
 #include <vector>
