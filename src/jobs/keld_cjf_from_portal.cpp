@@ -72,7 +72,7 @@ bool IsEmptyOrBlank(const char* szText) {
     return szText == nullptr || szText[0] == '\0' || std::strcmp(szText, " ") == 0;
 }
 
-// A text for the client and the log; both have the same words.
+// Put a text on the client's error stack; the callers log the same words.
 void StoreRefusal(const char* szText) {
     (void)ERR_store_error_s1(ERR_severity_error, iRefused, szText);
 }
@@ -178,7 +178,7 @@ int ExpandTargets(int iCountTargets, tag_t* tagTargets, int* piRet) {
         KELD_TRACE("Targets-tags %d\n", static_cast<int>(tagTargets[i]));
         KELD_QSK_CALL(KELD_isObjectOfTypeExt(tagTargets[i], "Item", &bIsItem, true));
         if (bIsItem) {
-            // An item without a revision is no failure of the service.
+            // Kept: an item without a revision is no failure, so its status isn't the service's.
             int iRet = QSK_ok;
             KELD_CALL(iRet, ENT_ask_id_string(tagTargets[i], &sItemRevName));
             KELD_CALL(iRet, ART_ask_latest_rev(tagTargets[i], &tagTargets[i]));
@@ -399,7 +399,7 @@ int KELD_SrvCallCRJFromPortal(int* result) {
         Received received;
         JobRequest request;
         RelationTypes types;
-        // What has been received is given back also without memory for the rest.
+        // Guarded apart, so that the clean-up below comes also when memory runs out.
         int iRet = KELD_Entry([&] { return ReadRequest(&received, &request, &types); });
 
         int iCountTargets = 0;

@@ -88,7 +88,7 @@ int NextFileName(KELD_JobRun* pRun, const Target& target, char (&szFileName)[uiP
     return iRet;
 }
 
-// The first failure is the one that counts.
+// Keep the first failure: a later status doesn't overwrite it.
 void KeepFirst(int* piRet, int iRet) {
     if (*piRet == QSK_ok)
         *piRet = iRet;
@@ -108,7 +108,7 @@ bool WriteItemJob(KELD_JobRun* pRun, Target* pTarget) {
     pTarget->m_bFound = true;
     char szFileName[uiPathSize];
     FILE* pFile = nullptr;
-    (void)NextFileName(pRun, *pTarget, szFileName);  // opening fails then
+    (void)NextFileName(pRun, *pTarget, szFileName);  // without a name the opening fails
     if (!OpenFile(pRun, szFileName, &pFile))
         return false;
     const tag_t item = pTarget->m_tItem;
@@ -166,6 +166,7 @@ bool WriteAttachment(KELD_JobRun* pRun, Target* pTarget, TypeOfTarget* pType,
         KELD_TRACE("close file\n");
         KeepFirst(&pRun->m_iRet, KELD_CloseJobFile(pFile, pType->m_szFileName));
     }
+    // Kept: with any other file_flag nothing is written, yet the type counts as found.
     return true;
 }
 
@@ -209,7 +210,7 @@ bool TryAttachment(KELD_JobRun* pRun, Target* pTarget, TypeOfTarget* pType, int 
     KELD_CALL(pRun->m_iRet, ENT_ask_object_type(secondary, szObjectType));
     KELD_TRACE("type of attachment:<%s> argument to compare with:<%s>\n", szObjectType,
                pType->m_szType);
-    // A subtype doesn't fit.
+    // Kept: only exactly this type, a subtype doesn't fit.
     if (pRun->m_iRet != QSK_ok || std::strcmp(szObjectType, pType->m_szType) != 0)
         return true;
     return WriteAttachment(pRun, pTarget, pType, entry);
