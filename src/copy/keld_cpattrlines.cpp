@@ -70,7 +70,7 @@ int SplitAttribute(copyList* list, const char* line) {
     const char* const szRest = szFirst + 1;
     if (const char* const szSecond = std::strchr(szRest, ';'); szSecond != nullptr) {
         TakeField(attribute, szRest, szSecond, "property");
-        copyEmpty = std::strcmp(szSecond + 1, "null") == 0;  // any other word is ignored
+        copyEmpty = std::strcmp(szSecond + 1, "null") == 0;  // kept: any other word is ignored
     } else {
         TakeField(attribute, szRest, szRest + std::strlen(szRest), "property");
     }
@@ -92,7 +92,7 @@ int SplitRelation(relList* list, const char* line) {
     // A further ';' is part of the type's name.
     TakeField(secondary, szSecond + 1, szSecond + 1 + std::strlen(szSecond + 1),
               "secondary object type");
-    // The master form of a revision is attached as that of an item is.
+    // Kept: cut to VANE_master_form, by which the master forms of revisions are attached too.
     if (std::strcmp(relation, "VANE_master_form_rev") == 0)
         relation[16] = '\0';
     return KELD_add_relation_combination(list, primary, secondary, relation);

@@ -19,9 +19,9 @@ std::string KELD_MkdirCommand(const std::string& sPath);
 std::string KELD_CaclsCommand(const std::string& sPath);
 std::string KELD_DelCommand(const std::string& sPath);
 
-// Whether the command processor reads nothing into a path: ASCII letters and digits, . - _ + @, the
-// separator and a drive's colon. Blanks and characters above ASCII, some of which count as blanks
-// there, are kept from it, and so is the other separator, which begins an option.
+// Whether a path may go to the command processor without quotes: it has only ASCII letters and
+// digits, . - _ + @, the separator and a drive's colon. Blanks may not, nor characters above ASCII,
+// some of which count as blanks there, nor the other separator, which begins an option.
 bool KELD_IsPlainPath(const std::string& sPath, char cSeparator);
 
 // ---- the steps; each gives the result of its command ----
