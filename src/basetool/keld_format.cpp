@@ -16,7 +16,7 @@ struct Conversion {
     bool IsLength(const char* szLength) const { return std::strcmp(m_sLength, szLength) == 0; }
 };
 
-constexpr int iLargestWidth = 4096;
+constexpr int iLargestWidth = 4096;  // a wrong format can't ask for more blanks than this
 
 bool AppendInt(CKELD_TextBuffer* pBuffer, int iValue) {
     char cDigits[12];
@@ -94,7 +94,7 @@ int ReadNumber(const char** ppFormat, va_list* pArguments) {
     }
     int iNumber = 0;
     for (; **ppFormat >= '0' && **ppFormat <= '9'; ++*ppFormat)
-        if (iNumber < iLargestWidth)
+        if (iNumber < iLargestWidth)  // so that it can't overflow
             iNumber = iNumber * 10 + (**ppFormat - '0');
     return iNumber;
 }
@@ -108,11 +108,12 @@ Conversion ReadConversion(const char** ppFormat, va_list* pArguments) {
     Conversion conversion;
     std::size_t uiFlags = 0;
     for (; **ppFormat != '\0' && std::strchr("-+ #0", **ppFormat) != nullptr; ++*ppFormat)
-        if (uiFlags + 2 < sizeof(conversion.m_sFlags))
+        if (uiFlags + 2 < sizeof(conversion.m_sFlags))  // one place is left for a negative width
             conversion.m_sFlags[uiFlags++] = **ppFormat;
     const int iWidth = ReadNumber(ppFormat, pArguments);
     if (iWidth < 0)
         conversion.m_sFlags[uiFlags++] = '-';
+    // Bounded first: the smallest int has no absolute value.
     conversion.m_iWidth = Bounded(iWidth < -iLargestWidth ? iLargestWidth : std::abs(iWidth));
     if (**ppFormat == '.') {
         ++*ppFormat;
@@ -187,7 +188,7 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion, v
                 break;
             return AppendValue(pBuffer, conversion, va_arg(*pArguments, void*));
         case 'n':
-            (void)va_arg(*pArguments, void*);
+            (void)va_arg(*pArguments, void*);  // passed over; nothing is written through it
             return true;
         default:
             break;

@@ -9,7 +9,7 @@ namespace {
 struct CachedFile {
     keld_os::FileState m_state;
     keld_os::WatchedFile m_watched;
-    bool m_bSettled = false;
+    bool m_bSettled = false;  // an equal state proves an equal file
     CKELD_IniContent m_content;
 };
 

@@ -169,7 +169,7 @@ void Log::WriteStamp(char* pLine) {
     pLine[uiMillisecondsAt + 2] = static_cast<char>('0' + iMs % 10);
 }
 
-// Put the continued lines of a text below its first one.
+// Indent the continued lines of a text to the column of its first one.
 bool Log::AlignContinuedLines(std::size_t uiText, std::size_t uiColumn) {
     while (uiText < m_waiting.Size()) {
         const void* pBreak =

@@ -30,7 +30,7 @@ private:
     bool m_bHalfLine = false;  // the last write ended within a line
     bool m_bDroppedTold = false;
     std::int64_t m_llLimit = 0;       // bytes, 0: none
-    std::int64_t m_llTryAgainAt = 0;  // size at which it is begun anew if that failed before
+    std::int64_t m_llTryAgainAt = 0;  // size for the next try, after a renaming that failed
     std::string* m_pPath = nullptr;   // kept to the end of the process: callers hold the pointer
     std::string* m_pOlderPath = nullptr;
     keld_os::AppendFile m_file;

@@ -40,7 +40,7 @@ bool IsEmpty(const char* szText) {
     return szText == nullptr || *szText == '\0';
 }
 
-// What holds a dataset: the first revision, the first item and the first other object.
+// The objects that hold a dataset: the first revision, the first item and the first other object.
 struct Parents {
     tag_t m_tRevision = NULLTAG;
     tag_t m_tItem = NULLTAG;

@@ -169,7 +169,8 @@ int ResolveRelationTypes(const char* szRelation, RelationTypes* pTypes) {
     return iRet;
 }
 
-// Put the latest revision in the place of each item. *piRet is that of the last target's id.
+// Put the latest revision in the place of each item. *piRet becomes the status of the last target's
+// id look-up.
 // Returns: not 0 if the service is to return at once.
 int ExpandTargets(int iCountTargets, tag_t* tagTargets, int* piRet) {
     for (int i = 0; i < iCountTargets && tagTargets != nullptr; ++i) {
@@ -201,8 +202,8 @@ int ExpandTargets(int iCountTargets, tag_t* tagTargets, int* piRet) {
     return QSK_ok;
 }
 
-// Run the client's program on the job directory and wait for its end. Its exit code isn't looked
-// at; kept: no part of the command is quoted.
+// Run the client's program on the job directory and wait for its end. Kept: its exit code isn't
+// looked at, and no part of the command is quoted.
 int StartServer(const char* programexe, const char* szJobDirectory) {
     KELD_TRACE("Calling the command!\n");
     const std::string system_command = std::string(programexe) + " " + szJobDirectory;

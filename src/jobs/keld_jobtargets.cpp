@@ -17,7 +17,7 @@ constexpr std::size_t uiNameSize = 129;
 constexpr std::size_t uiPathSize = 256;
 constexpr int iNoMemory = 2002;
 
-// One target with what hangs on it.
+// One target with its attachments.
 struct Target {
     tag_t m_tRev = NULLTAG;
     tag_t m_tItem = NULLTAG;
@@ -49,7 +49,7 @@ int AppendAttachments(Target* pTarget, const rel_entry_s* list, int count) {
     return QSK_ok;
 }
 
-// What hangs on the target by the wanted relation types, in their order.
+// List the objects attached to the target by the wanted relation types, in their order.
 void ListAttachments(KELD_JobRun* pRun, tag_t target, Target* pTarget) {
     for (int i = 0; i < pRun->m_iRelationTypes && pRun->m_iRet == QSK_ok; ++i) {
         const tag_t relation_type = pRun->m_ptRelationTypes[i];
@@ -94,7 +94,8 @@ void KeepFirst(int* piRet, int iRet) {
         *piRet = iRet;
 }
 
-// False: the file can't be opened, and the writer leaves at once.
+// False: the file can't be opened, and the writer leaves at once. Kept: the attachments then stay
+// allocated.
 bool OpenFile(KELD_JobRun* pRun, const char* szFileName, FILE** ppFile) {
     const int iRet = KELD_OpenJobFile(szFileName, ppFile);
     if (iRet != QSK_ok)
@@ -125,7 +126,7 @@ bool WriteItemJob(KELD_JobRun* pRun, Target* pTarget) {
     return true;
 }
 
-// One type of the list at work on one target.
+// One type of the list, while it is tried on one target.
 struct TypeOfTarget {
     const char* m_szType = "";
     char m_szFileName[uiPathSize] = "";
@@ -170,7 +171,7 @@ bool WriteAttachment(KELD_JobRun* pRun, Target* pTarget, TypeOfTarget* pType,
     return true;
 }
 
-// Leave at once because of this status.
+// Leave at once because of this status. Kept: the type's file stays open.
 bool Leave(KELD_JobRun* pRun, Target* pTarget, int iRet) {
     pRun->m_iRet = iRet;
     FreeAttachments(pTarget);

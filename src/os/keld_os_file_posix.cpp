@@ -239,6 +239,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
         return false;
     const ClosedAtEnd closed(iFile);
     struct stat status {};
+    // The state is asked first: a change while the file is read then shows as another state.
     bool bRead = fstat(iFile, &status) == 0;
     std::string sContent;
     char cPiece[16384];
@@ -303,7 +304,7 @@ bool AppendFile::Lock() {
         }
         m_bLocked = flock(static_cast<int>(m_iHandle), LOCK_EX | LOCK_NB) == 0;
         if (!m_bLocked && errno != EWOULDBLOCK && errno != EINTR)
-            return true;
+            return true;  // files can't be locked here
     }
     return m_bLocked;
 }

@@ -94,9 +94,11 @@ bool ParseMode(const char* szMode, OpenMode* pMode) {
                       (bUpdate ? _O_RDWR : _O_RDONLY) | iText};
             return true;
         case 'w':
+            // Emptied later, when it is known to be a regular file.
             *pMode = {GENERIC_WRITE | ulRead, OPEN_ALWAYS, (bUpdate ? _O_RDWR : _O_WRONLY) | iText};
             return true;
         case 'a':
+            // Without the right to write elsewhere, the system puts each piece at the end.
             *pMode = {FILE_APPEND_DATA | SYNCHRONIZE | FILE_READ_ATTRIBUTES | ulRead, OPEN_ALWAYS,
                       (bUpdate ? _O_RDWR : _O_WRONLY) | _O_APPEND | iText};
             return true;
@@ -257,6 +259,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
         return false;
     const ClosedAtEnd closed(hFile);
     FileState state;
+    // The state is asked first: a change while the file is read then shows as another state.
     bool bRead = IsRegular(hFile) && StateOf(hFile, &state);
     std::string sContent;
     char cPiece[16384];
@@ -276,6 +279,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
 
 bool AppendFile::Open(const char* szPath) {
     Close();
+    // Append-only access puts each piece at the end; locking needs the right to read.
     const HANDLE hFile = OpenHandle(szPath, FILE_APPEND_DATA | GENERIC_READ, OPEN_ALWAYS, 0);
     if (hFile != INVALID_HANDLE_VALUE)
         m_iHandle = reinterpret_cast<std::intptr_t>(hFile);
@@ -312,7 +316,7 @@ bool AppendFile::Lock() {
             LockFileEx(reinterpret_cast<HANDLE>(m_iHandle),
                        LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
         if (!m_bLocked && GetLastError() != ERROR_LOCK_VIOLATION)
-            return true;
+            return true;  // files can't be locked here
     }
     return m_bLocked;
 }

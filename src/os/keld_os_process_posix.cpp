@@ -52,7 +52,7 @@ int RunCommand(const char* szCommand) {
         if (ended == -1)
             iResult = 0;  // the host ignores its children: the command ran, its exit code is lost
         else
-            iResult = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
+            iResult = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);  // as a shell
     }
     (void)pthread_sigmask(SIG_SETMASK, &oldMask, nullptr);
     (void)posix_spawnattr_destroy(&attributes);

@@ -41,8 +41,8 @@ KELD_QSK_API int KELD_ART_find_item(const char* itemId, tag_t* item);
 KELD_QSK_API int KELD_GetMasterForm(tag_t object, tag_t* form);
 
 // The form under this named reference of a dataset, loaded if `load` is true. `form` is set on
-// every outcome, to NULLTAG if there is none; `reserved` is null. Returns: 0; a failing status of
-// the platform call that failed.
+// every outcome, to NULLTAG if there is none; `reserved` is null.
+// Returns: 0; a failing status of the platform call that failed.
 KELD_QSK_API int KELD_GetNamedRefForm(tag_t dataset, const char* refName, tag_t* form,
                                       logical load /*true*/, void* reserved /*null*/);
 

@@ -105,10 +105,11 @@ MV_API int DBO_delete_instances(int count, const tag_t* instances);
 // DBO_in_ds_and_db. Each object is listed once, with its level from 1, and with 1 in WhereFound if
 // it is stored, 2 if it was never saved. The instance itself is never listed, also if it refers to
 // itself or is part of a circle. `classes` are the classes of the instances, each once. No
-// referrer: counts 0 and null pointers. Returns: 0; a failing status for an unknown instance,
-// another mode or level, or if there is no memory. Nothing is handed out then. Frees: the receiver,
-// one HEAP_free for each of the six blocks. An implementation may leave all but `instances` and
-// `classes` null; the workbench does so if one level is asked for.
+// referrer: counts 0 and null pointers.
+// Returns: 0; a failing status for an unknown instance, another mode or level, or if there is no
+// memory. Nothing is handed out then.
+// Frees: the receiver, one HEAP_free for each of the six blocks. An implementation may leave all
+// but `instances` and `classes` null; the workbench does so if one level is asked for.
 MV_API int DBO_referencers_of_instance(tag_t instance, int levels, int mode, int* count,
                                        tag_t** instances, int** instanceLevels,
                                        int** instanceWhereFound, int* classCount, tag_t** classes,

@@ -162,7 +162,7 @@ int KELD_BatchReName(const char* pcItem, const char* pcRev, const char* pcNewIte
         KELD_CopyText(cNewDesc, IsEmpty(pcNewDesc) ? desc.description : pcNewDesc, "cNewDesc");
         if (iRet != QSK_ok)
             return iRet;
-        if (tagRev != NULLTAG)
+        if (tagRev != NULLTAG)  // kept: one modifying pass without a test pass before it
             return CKELD_ReName::RenameItemExtended(tagItem, tagRev, pcNewItemId, pcNewRevId,
                                                     cNewName, cNewDesc,
                                                     RENAME_REVISIONS | RENAME_ITEM | RENAME_MODIFY);

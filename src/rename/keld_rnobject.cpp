@@ -48,7 +48,7 @@ struct ItemText {
     }
 };
 
-// Whether the mode gives the object's text a new one.
+// Make the object's new text by the mode. Returns: whether there is one.
 logical ChangeByMode(int iMode, const char* szText, const ItemText& itemText, const Ids& ids,
                      char* cNew) {
     switch (iMode) {

@@ -1,4 +1,4 @@
-// The registry of item ids around a rename: may the id change, and the old id's end.
+// The registry of item ids in a rename: whether the id may change, and what becomes of the old one.
 
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
@@ -226,6 +226,7 @@ int CKELD_ReName::UnregisterOldItemId(const char* sOldItemId, int iMode) {
     if (iRet == QSK_ok && iIsRegistered == 1) {
         tag_t tOldItem = NULLTAG;
         KELD_TRACE("%s is registered=true (%d)\n", sOldItemId, iSiteId);
+        // After a failed rename the item may still have the old id.
         KELD_CALL(iRet, KELD_ART_find_item(sOldItemId, &tOldItem));
         if (iMode == iOnlyWithPublish)
             KELD_TRACE("Mode=3; no unregister here\n");

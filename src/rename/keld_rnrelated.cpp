@@ -43,6 +43,7 @@ constexpr auto* RenameNamedRef = &CKELD_ReName::RenameNamedRef;
         KELD_TRACE("tPreviousDatasetRev=%d\n", static_cast<int>(tPreviousDatasetRev));
         if (iRet == iNoOlderVersion || tPreviousDatasetRev == tCurrentDatasetRev) {
             tPreviousDatasetRev = NULLTAG;
+            // Kept: this takes the errors from before the mark away too.
             KELD_QSK_CALL(ERR_clear_errors());
             iRet = QSK_ok;
         }

@@ -46,8 +46,8 @@ bool IsPassedOver(const char* cRenameOnStatus, const char* cLatestReleaseStatus)
 }
 
 // New id, name and description of the revision itself. Kept: the status of its save goes to
-// `pSaved` and is no failure here, so the relations are still listed, though not worked on. Leaves
-// locked: the revision, if one of the three can't be set.
+// `pSaved` and is no failure here, so the relations are still listed, though not worked on.
+// Leaves locked: the revision, if one of the three can't be set.
 [[nodiscard]] int ChangeRevisionItself(tag_t tagRev, tag_t tagThisRev, const char* cOldRevId,
                                        const char* cNewItemId, const char* cNewRevId,
                                        const char* pcNewName, const char* pcNewDesc,

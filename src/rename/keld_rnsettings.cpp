@@ -99,7 +99,7 @@ void KELD_RenameList(char* cValue, const char* szField) {
 void CKELD_ReName::LoadRenameProfile(logical* lProfileLoaded) {
     if (lProfileLoaded == nullptr || (*lProfileLoaded && !KELD_IsLocPrefCacheDisabled()))
         return;
-    *lProfileLoaded = true;
+    *lProfileLoaded = true;  // kept: before the read, so a failed one isn't repeated either
     int iRet = QSK_ok;
     int count = 0;
     char** values = nullptr;

@@ -29,6 +29,7 @@ logical CKELD_ReName::ChangeString(const char* cOld, const char* cOldId, const c
     KELD_TRACE("CKELD_ReName::ChangeString: cOld=%s\n", cOld);
     KELD_TRACE("CKELD_ReName::ChangeString: cOldId=%s\n", cOldId);
     KELD_TRACE("CKELD_ReName::ChangeString: cNewId=%s\n", cNewId);
+    // Kept: a hit counts also if both ids are equal, so the object is saved with its old text.
     if (uiHit == std::string::npos)
         Deliver(sOld, cNew);
     else
