@@ -44,7 +44,7 @@ public:
         KELD_GuardedCall([this] { Flush(); });
         m_bMayWait = false;
     }
-    // Forget what waits.
+    // Forget the waiting lines.
     void DropWaiting() {
         m_waiting.SetSize(0);
         m_bInStretch = false;
@@ -65,7 +65,7 @@ private:
     int m_iDepth = 0;
 
     CKELD_LogFile m_file;
-    bool m_bForksKnown = false;  // a forked child drops what waits
+    bool m_bForksKnown = false;  // true: a forked child drops the waiting lines
     CKELD_TextBuffer m_waiting;
     bool m_bMayWait = true;
     bool m_bInStretch = false;
@@ -84,7 +84,7 @@ struct EndOfProcess {
 };
 EndOfProcess g_endOfProcess;
 
-// Drop in a forked child what waits: these lines are the parent's, which writes them itself.
+// Drop the waiting lines in a forked child: they are the parent's, which writes them itself.
 void DropLinesOfParent() {
     g_log.DropWaiting();
 }

@@ -284,7 +284,7 @@ int CopyPair(tag_t tSource, tag_t tDest, const copyList& objects, const relList&
 
 }  // namespace
 
-// Copy a pair of objects and what is below it.
+// Copy a pair of objects and the pairs below it.
 int CopyAttributes(tag_t tSource, tag_t tDest, copyList objects, relList relations) {
     KELD_FUNC_ENTER("CopyAttributes");
     int iRet = QSK_ok;

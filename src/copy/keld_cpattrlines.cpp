@@ -25,8 +25,7 @@ constexpr std::size_t uiLineSize = 1025;
 constexpr std::size_t uiFieldSize = 241;
 constexpr int iBadLine = 2010;
 
-// Copy a value as far as it counts, without line ends and blanks at its end. Returns: false for a
-// line that is skipped.
+// Copy a value, without line ends and blanks at its end. Returns: false for a line that is skipped.
 bool TakeLine(const char* szValue, char (&cLine)[uiLineSize]) {
     std::size_t uiLength = 0;
     for (; uiLength + 1 < uiLineSize && szValue[uiLength] != '\0'; ++uiLength)
@@ -45,7 +44,7 @@ void TakeField(char (&cOut)[uiFieldSize], const char* szFrom, const char* szEnd,
     KELD_CopyText(cOut, std::string(szFrom, szEnd).c_str(), szField);
 }
 
-// Tell client and log what a line should look like.
+// Refuse a line: client and log learn what it should look like.
 int RefuseLine(const char* line, const char* szExpected) {
     const std::string sText = std::string("Syntax error in preference line: ") +
                               (line != nullptr ? line : "(null)") + "\n" + szExpected +

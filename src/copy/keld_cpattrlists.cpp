@@ -132,7 +132,7 @@ bool Holds(const tag_t* tSubtypes, int iSubTypeCount, tag_t tType) {
     return false;
 }
 
-// What the primary of a relation line is; a failed list of subtypes counts as an empty one.
+// Find the kind of a relation line's primary. Kept: a failed list of subtypes counts as empty.
 Primary KindOfPrimary(tag_t tPrimaryObjectType) {
     if (tPrimaryObjectType == tItemType)
         return Primary::Item;

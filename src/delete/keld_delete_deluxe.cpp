@@ -38,7 +38,7 @@ char* BuiltInTypes[iBuiltInTypeCount] = {
     const_cast<char*>("CADMASTER"),
 };
 
-// Kept for the process, as far as the preferences' cache allows.
+// They last for the process while the preferences' cache is on, else for one call.
 int iDsTypeCount = 0;  // 0: nothing read yet
 char** DsTypeList = nullptr;
 char* szCentralBackupDir = nullptr;
@@ -176,7 +176,7 @@ struct OpenedDeleteLog {
     ~OpenedDeleteLog() { KELD_CloseDeleteLog(m_pFile); }
 };
 
-// Back up what is noted, unless the checks have failed. Kept: the log is opened in any case.
+// Back up the noted datasets, unless the checks have failed. Kept: the log is opened in any case.
 int BackUp(int iRet, const BackupList& backup) {
     tag_t* const DatasetList = backup.DatasetList;
     tag_t* const DatasetRevList = backup.DatasetRevList;

@@ -1,5 +1,5 @@
-// Create-job service: a client asks for job files on what it has selected, and for the program that
-// works on them.
+// Create-job service: a client asks for job files for the objects that it has selected, and for the
+// start of a program that works on them.
 
 #include <cstdio>
 #include <cstring>
@@ -27,7 +27,7 @@ constexpr std::size_t uiPathSize = 1024;
 constexpr int iRefused = 919998;
 constexpr int iNoMemory = 2002;
 
-// What the client sent, as received.
+// The client's arguments as received.
 struct Received {
     char* m_szTypGot = nullptr;
     char* m_szWinDestinationPath = nullptr;
@@ -47,7 +47,7 @@ struct RelationTypes {
     char** m_pszNames = nullptr;  // null for "all"
 };
 
-// What the writer gets: the client's wishes and the fixed settings.
+// The arguments of the writer: those of the client and the fixed settings.
 struct JobRequest {
     char m_szTyp[uiArgumentSize] = "";
     std::string m_sDestinationPath;

@@ -33,7 +33,7 @@ void FreeAttachments(Target* pTarget) {
     pTarget->m_iAttachments = 0;
 }
 
-// Lengthen the target's list by what one relation type gave. Without memory the list stays as it
+// Append the entries of one relation type to the target's list. Without memory the list stays as it
 // was.
 int AppendAttachments(Target* pTarget, const rel_entry_s* list, int count) {
     const auto uiOld = static_cast<std::size_t>(pTarget->m_iAttachments);

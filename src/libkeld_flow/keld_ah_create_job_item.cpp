@@ -24,7 +24,7 @@ constexpr std::size_t uiMessageSize = 1001;
 constexpr int iUnknownRelationType = 2010;
 constexpr int iJobStateAtCreation = 1;
 
-// The new item as far as it has been made.
+// The new item; a part that isn't made yet is NULLTAG or empty.
 struct JobItem {
     tag_t m_tItem = NULLTAG;
     tag_t m_tRev = NULLTAG;

@@ -83,7 +83,7 @@ struct OpenMode {
     int m_iFlags;
 };
 
-// What a mode of fopen asks for.
+// Access, disposition and flags for a mode of fopen.
 bool ParseMode(const char* szMode, OpenMode* pMode) {
     const bool bUpdate = std::strchr(szMode, '+') != nullptr;
     const int iText = std::strchr(szMode, 'b') != nullptr ? _O_BINARY : _O_TEXT;

@@ -58,8 +58,8 @@ MV_API int OBJ_save(tag_t object);
 // for an unknown object, also one that another session deleted. Nothing is deleted then.
 MV_API int OBJ_delete(tag_t object);
 
-// May this user change the object now: privileges (left out while the bypass is on), other users'
-// check-outs and other sessions' locks. True for a BOM line.
+// Whether this user may change the object now: by privileges (left out while the bypass is on),
+// other users' check-outs and other sessions' locks. True for a BOM line.
 // Returns: 0 with the answer in `modifiable`; a failing status for an unknown object.
 MV_API int OBJ_ask_if_modifiable(tag_t object, logical* modifiable);
 

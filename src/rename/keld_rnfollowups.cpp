@@ -1,4 +1,4 @@
-// What follows a rename: the old id in a property, and a workflow.
+// The steps after a rename: write the old id to a property, and start a workflow.
 
 #include <string>
 

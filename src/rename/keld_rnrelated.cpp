@@ -65,7 +65,7 @@ constexpr auto* RenameNamedRef = &CKELD_ReName::RenameNamedRef;
     }
 }
 
-// What follows the new name of a dataset.
+// Rename the named references and the older versions of a renamed dataset.
 [[nodiscard]] int RenameDatasetParts(tag_t secondary, const char* szOrigObjName) {
     int iRet = QSK_ok;
     logical lIsDataset = false;

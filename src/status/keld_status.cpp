@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t uiNameSize = 129;
 
-// References of an array attribute with what the platform hands out beside them.
+// References of an array attribute with the flags that the platform hands out for each.
 struct AttrTags {
     tag_t* m_ptTags = nullptr;
     logical* m_plIsNull = nullptr;

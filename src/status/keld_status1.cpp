@@ -108,7 +108,7 @@ int CKELD_Status1::Init(const char* status) {
 int CKELD_Status1::Set(tag_t object) {
     return KELD_Entry([&] {
         if (std::strcmp(_cState, "none") == 0) {
-            (void)DelAllState(object);  // what couldn't be removed stays, with success
+            (void)DelAllState(object);  // kept: a status that couldn't be removed is no failure
             return QSK_ok;
         }
         if (_tagRelState == NULLTAG) {
@@ -163,7 +163,7 @@ int CKELD_Status1::DelAllState(tag_t object) {
         KELD_QSK_CALL(DBO_save_instances(1, &object, false));
         KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_no_lock));
         for (int i = 0; i < loaded; ++i)
-            (void)DelRelTagOnNotReferenze(loadedTags[i]);  // one that stays is in nobody's way
+            (void)DelRelTagOnNotReferenze(loadedTags[i]);  // one that stays does no harm
         HEAP_free(tags);
         HEAP_free(isNull);
         HEAP_free(isEmpty);

@@ -1,4 +1,4 @@
-// What the attribute pass and the action pass do to one object.
+// The steps of the attribute pass and the action pass on one object.
 
 #include <cstring>
 #include <string>

@@ -1,4 +1,4 @@
-// The checks of the test pass: what is refused here stops the run before the first change.
+// The checks of the test pass: a refusal stops the run before the first change.
 
 #include <cstring>
 #include <string>

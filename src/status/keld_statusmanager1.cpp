@@ -31,7 +31,7 @@ CKELD_StatusManager::~CKELD_StatusManager() {
     delete m_pStatus2;
 }
 
-// Change the status of an object and of what the configuration connects with it.
+// Change the status of an object and of all objects that the configuration connects with it.
 int CKELD_StatusManager::ManageStatus(tag_t object, const char* type, const char* status) {
     CKELD_StatusManager manager(status);
     return manager.Run(object, type);

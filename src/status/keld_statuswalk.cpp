@@ -73,8 +73,8 @@ const char* DirectionKey(int direction) {
 
 }  // namespace
 
-// Handle one object and what its walk lists name: first the targets that lead no further, then the
-// way forward, then the object itself, then the way back.
+// Handle one object and those that its walk lists name: first the targets that lead no further,
+// then the way forward, then the object itself, then the way back.
 int CKELD_StatusManager::Process(const char* type, tag_t object, int iRekursion, int pass,
                                  const char* prefix) {
     if (!m_bContinue)
@@ -111,8 +111,9 @@ int CKELD_StatusManager::Process(const char* type, tag_t object, int iRekursion,
     if (pass == iActionPass) {
         (void)StartJob(object, section);  // a job that doesn't start stops nothing
     } else if (pass == iAttributePass && !IsBomLine(type)) {
-        (void)SetAttributes(section, object);   // what failed is in the log,
-        (void)DeleteDatasets(section, object);  // and the status is set all the same
+        // Kept: after a failure of these two, which is logged, the status is set all the same.
+        (void)SetAttributes(section, object);
+        (void)DeleteDatasets(section, object);
         if (ReadConfigInt(section, "Purge", 0) == 1)
             KELD_QSK_CALL(DST_purge_dataset_revs(object));
         if (const int iRet = SetReleaseState(section, object); iRet != QSK_ok)

@@ -58,7 +58,7 @@ int ACBOMLineChildrenObjects::resequenceAndPack(int p_iIncr, const char* p_sDefa
     }
     setDefaultQuantities();
     setNewSequenceNumbers();
-    (void)pack();  // logged; what is numbered stays numbered
+    (void)pack();  // a failure is logged; the numbers stay
     return QSK_ok;
 }
 

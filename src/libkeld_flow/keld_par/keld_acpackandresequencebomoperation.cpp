@@ -80,7 +80,7 @@ void ACPackAndResequenceBOMOperation::packAndResequenceBOMLines() {
         packAndResequenceBOMLine(m_vBOMLines[i], m_iLevel, 1);
 }
 
-// Work on a line and, as far as the level allows, on the lines below it.
+// Work on a line and on the lines below it, down to the level.
 void ACPackAndResequenceBOMOperation::packAndResequenceBOMLine(tag_t p_tagBOMLine, int p_iLevel,
                                                                int depth) {
     KELD_TRACE(
@@ -98,7 +98,7 @@ void ACPackAndResequenceBOMOperation::packAndResequenceBOMLine(tag_t p_tagBOMLin
 }
 
 // Work on one line. Kept: a line whose view is checked out, by this user too, or may not be written
-// is passed over without a word.
+// is passed over without a line in log or protocol.
 int ACPackAndResequenceBOMOperation::packAndResequence(tag_t p_tagBOMLine) {
     KELD_TRACE("ACPackAndResequenceBOMOperation::packAndResequence(tag_t p_tagBOMLine)\n");
     ACBOMLineAttribute attribute(p_tagBOMLine);
