@@ -52,8 +52,11 @@ std::map<std::string, std::int64_t> countsOf(std::string_view text) {
 
 }  // namespace
 
-RunTables::RunTables(Store& store, bool temporary)
-    : connection_(*store.connection_), temporary_(temporary) {
+RunTables::RunTables(Store& store, bool temporary) : RunTables(*store.connection_, temporary) {
+}
+
+RunTables::RunTables(Connection& connection, bool temporary)
+    : connection_(connection), temporary_(temporary) {
     if (temporary_)
         createTemporaryRuns(connection_);
 }

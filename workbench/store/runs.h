@@ -18,6 +18,8 @@ class Store;
 class RunTables {
 public:
     RunTables(Store& store, bool temporary);
+    // Those of a database that is no store yet, or whose store asks itself.
+    RunTables(Connection& connection, bool temporary);
 
     // The number of the run with the token; its head is stored first if it isn't there. `session`
     // is the one that runs it.
