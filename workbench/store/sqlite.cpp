@@ -47,12 +47,13 @@ private:
     std::chrono::steady_clock::time_point began_;
 };
 
-// Some builds of the database take a name with a scheme for an address with options.
+// Some builds of SQLite read a name that begins with "file:" as an address with options.
 std::string plainName(const std::string& path) {
     return path.starts_with("file:") ? "./" + path : path;
 }
 
-// The address of a database that nobody changes while it is read.
+// SQLite takes no lock on an immutable database and makes no file beside it. Requires: nobody
+// writes it.
 std::string quietAddress(const std::string& path) {
     std::string address = "file:";
     for (const char c : path) {
@@ -66,7 +67,7 @@ std::string quietAddress(const std::string& path) {
     return address + "?immutable=1";
 }
 
-// A failure of the database as people know it; empty: its own words are good.
+// The reason in words that people know; empty: SQLite's own text will do.
 std::string plainReason(int code, int system_error, const std::string& path) {
     switch (code & 0xFF) {
         case SQLITE_FULL:
@@ -92,7 +93,7 @@ std::string plainReason(int code, int system_error, const std::string& path) {
     }
 }
 
-// Failures behind the point at which a change is written.
+// Whether the call failed after the change was written: nobody knows if it is on the disk.
 bool leavesUnknown(int code) {
     return code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC ||
            code == SQLITE_IOERR_TRUNCATE || code == SQLITE_IOERR_DELETE;
@@ -142,6 +143,7 @@ std::chrono::nanoseconds timeInStore() {
 // ---- statement ----
 
 Statement::~Statement() {
+    // Ends the read, too: a statement that isn't reset holds up the log's clean-up.
     sqlite3_reset(statement_);
     if (bound_)
         sqlite3_clear_bindings(statement_);
@@ -176,6 +178,7 @@ Statement& Statement::bindBytes(std::string_view bytes) {
 }
 
 Statement& Statement::bindNull() {
+    // An unbound parameter is NULL: the last run cleared its values.
     ++bound_;
     return *this;
 }
@@ -232,7 +235,8 @@ bool Statement::isNull(int column) const {
 
 namespace {
 
-// The database would wait for whoever writes into a pipe. What isn't there is its own affair.
+// Refuse what is no file: to open a pipe is to wait for its writer, without a limit. Links are
+// resolved as SQLite does it. A missing file is SQLite's to report.
 void needRegularFiles(const std::string& path) {
     if (path == ":memory:")
         return;
@@ -254,8 +258,8 @@ void needRegularFiles(const std::string& path) {
 }  // namespace
 
 Connection::Connection(const std::string& path, Mode mode) : path_(path) {
-    // Nobody asks how much memory the database takes; counting it costs a tenth of its time.
-    // Refused where somebody else of the process uses it already, and then it stays as it is.
+    // Nobody asks how much memory SQLite takes; counting it costs a tenth of its time. The switch
+    // is refused if the process uses SQLite already, and then counting goes on.
     static const int counting = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     (void)counting;
     needRegularFiles(path);
@@ -265,7 +269,8 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
         flags |= SQLITE_OPEN_CREATE;
     reads_only_ = mode == Mode::Read;
     std::string name = plainName(path);
-    // While somebody has it open there is a log of changes beside it, which is read along.
+    // A log beside the store has committed changes, which a reader must see. Without one, only an
+    // immutable database is read without making files beside it.
     if (reads_only_ && !system::somethingAt(path + "-wal")) {
         name = quietAddress(path);
         flags |= SQLITE_OPEN_URI;
@@ -328,7 +333,7 @@ void Connection::copyTo(const std::string& path) {
 
 void Connection::useWriteAheadLog() {
     const char* sql = "PRAGMA journal_mode=WAL";
-    // The database itself doesn't wait for others who read or change the mode at this moment.
+    // SQLite doesn't wait here: the statement fails at once while others read or change the mode.
     const auto end = std::chrono::steady_clock::now() + waitLimit();
     int result = 0;
     while ((result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) & 0xFF) ==
@@ -365,6 +370,7 @@ void Connection::needTransaction() const {
 
 void Connection::takeBack(const char* sql) {
     ++undone_;
+    // Counted before it runs: if it fails, what was read isn't sure either.
     statement(sql).run();
 }
 
@@ -374,13 +380,14 @@ void Connection::fail(const char* operation) {
     std::string reason = plainReason(code, sqlite3_system_errno(database_), path_);
     if (reason.empty())
         reason = sqlite3_errmsg(database_);
+    // With a write-ahead log the locks are on the file -shm.
     if ((code & 0xFF) == SQLITE_BUSY)
         reason = waitedInVain(system::lockHolder(path_ + "-shm") > 0 ? path_ + "-shm" : path_);
     if ((code & 0xFF) == SQLITE_BUSY && who_is_busy_)
         if (const std::string who = who_is_busy_(); !who.empty())
             reason += ": " + who;
     if (leavesUnknown(code)) {
-        // Trying again could make a success of it that isn't on the disk.
+        // A second try could succeed although the first one's pages never reached the disk.
         broken_ = true;
         if (inTransaction())
             sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -390,6 +397,7 @@ void Connection::fail(const char* operation) {
 }
 
 bool Freshness::isLost(Connection& connection) {
+    // It counts what other connections commit, and nothing of this one's.
     Statement row = connection.statement("PRAGMA data_version");
     const std::int64_t others = row.step() ? row.integer(0) : 0;
     const bool lost = others != others_ || connection.undone() != undone_;
@@ -402,7 +410,7 @@ bool Freshness::isLost(Connection& connection) {
 
 Transaction::Transaction(Connection& connection)
     : connection_(connection), nested_(connection.inTransaction()) {
-    // Immediate: a write that would have to wait later would fail instead.
+    // Take the write lock now: upgrading later fails at once.
     connection_.statement(nested_ ? "SAVEPOINT part" : "BEGIN IMMEDIATE").run();
 }
 
@@ -419,7 +427,7 @@ Transaction::~Transaction() {
             connection_.takeBack("ROLLBACK");
         }
     } catch (const Failure&) {
-        // The failure that led here travels up; the database undoes what it can't commit.
+        // The failure that led here travels up. Closing the connection undoes what is left.
     }
 }
 

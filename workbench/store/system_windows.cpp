@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <fcntl.h>
 #include <io.h>
 #include <process.h>
@@ -16,7 +16,7 @@ namespace mervane::system {
 
 namespace {
 
-// Far behind any content, since a locked range can't be read by others.
+// Far after any content, since others can't read a locked range.
 constexpr DWORD kLockAt = 0x7FFFFFFF;
 
 // False, with the last error of the system as errno.
