@@ -40,7 +40,7 @@ struct RunOutcome {
     std::vector<std::string> notes;  // what was changed outside the store
 };
 
-// One kind of change. Values of an object made stand in `after`, of one deleted in `before`.
+// One kind of change. The values of an object made are in `after`, of one deleted in `before`.
 enum class RunChange {
     ObjectMade = 1,
     ObjectChanged,
@@ -122,7 +122,7 @@ struct ReadDifference {
     std::int64_t then = 0, now = 0;  // versions; 0: not there
 };
 
-// What stands against an undo, or what it can't take back.
+// What an undo did, what speaks against it, and what it can't take back.
 struct UndoReport {
     bool done = false;
     std::int64_t run = 0;                // number of the run that is the undo; 0: it isn't stored
