@@ -109,7 +109,7 @@ void WorldImport::readPreferences() {
     }
 }
 
-// A right may outlive whom it was given to, so an unknown name is no reason to refuse.
+// Note unknown names, and don't refuse them: a right may outlive its user, group or type.
 void WorldImport::noteUnknownNames(const JsonNode& node, const Right& right) {
     const Model& model = store().model();
     const auto note = [&](bool known, const std::string& kind, const std::string& name) {
@@ -176,7 +176,8 @@ void WorldImport::readCheckOuts() {
     }
 }
 
-// A shared registry knows nothing of the import's transaction, so its turn comes behind it.
+// A shared registry is outside the import's transaction, so its ids are registered after the
+// commit.
 void WorldImport::readRegisteredIds() {
     if (!root_.list("registered_ids").empty())
         session_.needAdministrator("import registered ids");

@@ -1,4 +1,5 @@
-// The list "objects" of a world document: instances of any class, written as they stand.
+// The list "objects" of a world document: instances of any class. Each is stored as the document
+// has it, and nothing comes along with it.
 
 #include <algorithm>
 
@@ -16,6 +17,7 @@ void WorldImport::readObjects() {
     matchMembers();
     refuseTakenIds();
     for (Planned& planned : planned_) {
+        // All get their tags before any is written: objects may refer to later ones.
         if (planned.tag == NULLTAG) {
             planned.tag = store().newTag();
             store().insert(planned.tag, planned.type->handle);

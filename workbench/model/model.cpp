@@ -13,7 +13,7 @@ tag_t makeHandle(HandleKind kind, std::string_view name) {
         hash ^= static_cast<unsigned char>(c);
         hash *= 16777619u;
     }
-    // Fold the high bits in: they are lost to the kind.
+    // Fold the high four bits in, which the kind replaces.
     hash ^= hash >> 28;
     return static_cast<tag_t>(kind) << 28 | (hash & 0x0FFFFFFFu);
 }
@@ -56,6 +56,7 @@ struct Model::Parts {
     bool refreshed() {
         if (!refresh || refreshing)
             return false;
+        // The refresh looks names up, too: it must not ask again.
         refreshing = true;
         bool any = false;
         try {

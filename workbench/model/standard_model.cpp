@@ -2,7 +2,7 @@
 
 #include "workbench/model/model.h"
 
-// Names and order are part of every store: handles are made from them. Add, never rename.
+// Names are part of every store: handles are made from them. Add, never rename.
 
 namespace mervane {
 

@@ -59,7 +59,7 @@ Effects effectsOf(RunTables& tables, std::int64_t number) {
             case RunChange::ObjectDeleted:
                 addObject(effects, std::move(entry));
                 break;
-            case RunChange::FileStored:  // goes with its object
+            case RunChange::FileStored:  // all three go with their objects
             case RunChange::FileRemoved:
             case RunChange::WorkflowStarted:
                 break;

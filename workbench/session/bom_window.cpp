@@ -189,7 +189,7 @@ void BomWindows::save(tag_t tag) {
 
 namespace {
 
-// The lock of the view revision stands for those of its occurrences, of which there are many.
+// The lock of the view revision covers its occurrences: locking each of many would take long.
 class WrittenUnderTheView {
 public:
     ~WrittenUnderTheView() {
@@ -214,6 +214,8 @@ void BomWindows::store(const std::vector<OccurrenceValues*>& changed) {
     try {
         for (const OccurrenceValues* values : changed) {
             Object& object = session_.object(values->occurrence);
+            // Compared with what the window shows: the session may have read the object again
+            // since.
             if (object.version != values->version)
                 throw Failure(kChangedMeanwhile,
                               "occurrence #" + std::to_string(object.tag) +

@@ -108,7 +108,7 @@ int call(const char* operation, Body&& body, const Args&... args) noexcept {
     return status;
 }
 
-// The whole body of an operation that no issue has needed yet.
+// The whole body of an operation that the workbench doesn't have.
 int notAvailable(const char* operation) noexcept;
 
 // ---- checks that occur everywhere ----

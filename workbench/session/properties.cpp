@@ -281,7 +281,8 @@ std::string Session::displayText(Object& object, std::string_view name) {
 
 Values Session::valuesOfText(Object& object, std::string_view name, const Property& now,
                              const std::string& text) {
-    // What is shown already is the surest source: names need not be unique.
+    // The text that is shown keeps its values: names needn't be unique, and a search may find
+    // another object.
     if (text == displayText(object, name))
         return now.values;
     Values values;

@@ -26,6 +26,8 @@ std::uint64_t objectsLoaded() {
 Session& currentSession() {
     if (!current)
         throw Failure(kNoSession, "open a session first");
+    // Nobody knows what is stored after a failed write to disk: every call fails until the store is
+    // opened anew.
     current->store().needSound();
     return *current;
 }
@@ -52,6 +54,7 @@ date_s now() {
         date.day = static_cast<std::uint8_t>(local.tm_mday);
         date.hour = static_cast<std::uint8_t>(local.tm_hour);
         date.minute = static_cast<std::uint8_t>(local.tm_min);
+        // A leap second is no valid time of a date.
         date.second = static_cast<std::uint8_t>(std::min(local.tm_sec, 59));
         last = seconds;
     }
@@ -87,6 +90,7 @@ Session::~Session() {
         rollbackBatch();
     for (const tag_t file : unsavedFiles())
         store_->discardFile(file);
+    // The locks last: nobody takes an object while something of it still goes back.
     store_->locks().close(lock_session_);
     if (current == this)
         current = nullptr;
@@ -254,7 +258,7 @@ void Session::unload(tag_t tag) {
     if (at != cache_.end() && at->second->isNew()) {
         if (at->second->isA(*known_.file))
             store_->discardFile(tag);
-        // Nobody could store them any more.
+        // They are only stored along with this object.
         for (const tag_t part : std::exchange(at->second->saved_along, {}))
             if (const auto found = cache_.find(part);
                 found != cache_.end() && found->second->isNew())
@@ -274,7 +278,7 @@ void Session::unloadBeyond(std::size_t most) {
 
 void Session::unloadMuch() {
     unloadBeyond(kMostCached);
-    // What has to stay isn't looked at again and again.
+    // What has to stay isn't walked through after each call.
     much_ = std::max(kMostCached, 2 * cache_.size());
 }
 
@@ -327,6 +331,7 @@ void Session::takeLock(tag_t tag, const Object* object) {
         return;
     std::optional<LockOwner> owner;
     try {
+        // Noted first: without memory afterwards, nobody would know of the lock in the table.
         locks_held_.insert(tag);
         owner = store_->locks().take(lock_session_, tag);
     } catch (...) {
@@ -351,7 +356,7 @@ void Session::giveLock(tag_t tag) noexcept {
     try {
         store_->locks().release(lock_session_, tag);
     } catch (...) {
-        // It goes at the latest with the session.
+        // It goes with the session, at the latest.
     }
 }
 
@@ -377,7 +382,7 @@ void Session::lock(Object& object) {
     lockUnread(object);
     if (object.isNew())
         return;
-    // Under the lock nobody stores it any more.
+    // Compared under the lock: from here on nobody else stores the object.
     std::int64_t stored = 0;
     try {
         stored = store_->versionOf(object.tag);
@@ -438,6 +443,7 @@ void Session::commitBatch() {
     batches_.pop_back();
     if (!batches_.empty())
         return;
+    // Files go only after the commit: a kill before it leaves their objects stored.
     placed_in_batch_.clear();
     for (const tag_t file : std::exchange(removed_in_batch_, {}))
         store_->volume().remove(file);
@@ -450,7 +456,7 @@ void Session::rollbackBatch() {
     batches_.pop_back();
     store_->letGoOfBatch();
     forgetAll();
-    // Before their tags go back: another session may give them to files of its own.
+    // Before their tags go back: another session may give a file of its own such a tag.
     for (; placed_in_batch_.size() > begun.placed; placed_in_batch_.pop_back())
         store_->discardFile(placed_in_batch_.back());
     removed_in_batch_.resize(begun.removed);

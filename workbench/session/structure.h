@@ -9,7 +9,7 @@
 //                       quantity, seq_no (string), order_no (int),
 //                       note_names, note_values (string[]), in parallel
 //   NoteType            note_name (string)
-// Occurrences of a view revision stand in the order of order_no, equal ones in that of their tags.
+// Occurrences of a view revision are in the order of order_no, those with the same in that of tags.
 
 #include <map>
 #include <string>
