@@ -104,8 +104,8 @@ struct RunReads {
         tag_t object = NULLTAG;
         std::int64_t version = 0;  // that it had then, before a change of the run; 0: not there
     };
-    // A question to the store who refers to an object by an attribute, or has it as a text. Objects
-    // that answered are among those that were read.
+    // A question to the store: who refers to a target by an attribute, or who has a text there.
+    // Objects that answered are among those that were read.
     struct Search {
         std::string cls, attribute;  // both empty: any reference
         tag_t target = NULLTAG;      // of a reference

@@ -215,6 +215,7 @@ tag_t Bench::resolve(const std::string& name) {
     }
     if (const tag_t found = findItemOrRevision(now(), name); found != NULLTAG)
         return found;
+    // Ids and names of datasets may have colons, so try each.
     for (std::size_t colon = name.find(':'); colon != std::string::npos;
          colon = name.find(':', colon + 1)) {
         const tag_t owner = findItemOrRevision(now(), name.substr(0, colon));

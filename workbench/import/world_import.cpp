@@ -48,6 +48,7 @@ ImportReport WorldImport::run() {
         session_.commitBatch();
     } catch (...) {
         session_.rollbackBatch();
+        // The rollback knows only the files of objects that the session has made.
         for (tag_t file : kept_files_)
             store().discardFile(file);
         throw;
@@ -208,6 +209,7 @@ void WorldImport::registerShared() {
             if (!registry.has(id))
                 session_.registerId(id);
     } catch (const Failure& failure) {
+        // The import is stored already, so this is a note.
         report_.notes.push_back("registered_ids: not registered, " + std::string(failure.what()));
     }
 }

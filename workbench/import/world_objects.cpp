@@ -13,6 +13,7 @@ namespace mervane {
 void WorldImport::readObjects() {
     planObjects();
     matchByName();
+    // After users and groups, by which persons and memberships are known.
     matchPersons();
     matchMembers();
     refuseTakenIds();
@@ -186,6 +187,7 @@ void WorldImport::writeObject(const Planned& planned) {
         planned.tag, [&](tag_t, std::int64_t stored) { version = stored; },
         [](tag_t, std::size_t, const Cell&) {});
     store().countSave(planned.tag, version);
+    // The session may have the old values in its cache.
     session_.unload(planned.tag);
 }
 

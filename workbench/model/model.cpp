@@ -281,6 +281,7 @@ const Class& Model::addClass(const std::string& name, const std::string& parent,
     Class& made = parts_->classes.emplace_back();
     Type& type = parts_->types.emplace_back();
     try {
+        // Handles first: a clash leaves the model as it was.
         made.handle = parts_->claim(HandleKind::Class, name, &made);
         type.handle = parts_->claim(HandleKind::Type, name, &type);
     } catch (...) {
@@ -381,6 +382,7 @@ void Model::backTo(const Mark& mark) {
         const Type& last = parts.types.back();
         parts.dataset_types.erase(&last);
         parts.by_handle.erase(last.handle);
+        // The map has a view of the name, so its entry goes before the type.
         parts.type_by_name.erase(last.name);
         parts.types.pop_back();
     }

@@ -114,6 +114,8 @@ void BomWindows::expand(BomLine& line) {
     for (tag_t tag :
          views.empty() ? std::vector<tag_t>{} : occurrencesOf(session_, views.front())) {
         Object& occurrence = session_.object(tag);
+        // An occurrence that the window shows already stays as it was read; the save compares
+        // versions.
         if (!occurrence.locked && !isDirty(occurrence) && !line.window->occurrences.contains(tag))
             session_.refresh(occurrence, false);
         const tag_t child = session_.reference(occurrence, "child");

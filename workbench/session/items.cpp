@@ -107,6 +107,7 @@ Object& newItem(Session& session, const Type& type, const std::string& id, const
                 const std::string& revision_id, Object** first_revision) {
     if (!type.cls->isA(standardClass(session, "Item")))
         throw Failure(kWrongClass, "\"" + type.name + "\" is no type of items");
+    // The save tests again: another session may take the id meanwhile.
     if (!id.empty() && findItem(session, id) != NULLTAG)
         throw Failure(kDuplicateId, "there is an item " + id + " already");
     const std::string item_id = id.empty() ? freeItemId(session) : id;

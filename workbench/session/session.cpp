@@ -198,6 +198,7 @@ Object* Session::tryObject(tag_t tag) {
 }
 
 Object* Session::tryLiving(tag_t tag) {
+    // What is loaded now is stored; what was cached may have been deleted since.
     const bool cached = cache_.count(tag) != 0;
     Object* found = tryObject(tag);
     return found && cached && !found->isNew() && !store_->exists(tag) ? nullptr : found;
@@ -285,6 +286,7 @@ void Session::unloadMuch() {
 void Session::refresh(Object& object, bool with_lock) {
     const tag_t tag = object.tag;
     const bool had_lock = object.locked;
+    // The lock first: from here on nobody else stores what is read below.
     if (with_lock)
         lockUnread(object);
     if (!object.isNew()) {

@@ -116,6 +116,7 @@ public:
     }
 
     ~FileLocks() override {
+        // The guard is given up last: who finds it free may make the tables anew.
         while (!files_.empty())
             close(files_.begin()->first);
         connection_.reset();
@@ -398,6 +399,7 @@ private:
             if (std::string name = at->path().filename().string();
                 name.find_first_not_of("0123456789") == std::string::npos && !isKnown(name))
                 names.push_back(std::move(name));
+        // Mostly there are none: take no write lock for nothing.
         if (names.empty())
             return;
         Transaction transaction(*connection_);

@@ -65,6 +65,7 @@ void MakingPlace::put(const std::string& name, const std::string& to) const {
     try {
         syncDirectoryOf(to);
     } catch (...) {
+        // The name may not be on disk, so it isn't promised.
         takeBack(name, to);
         throw;
     }

@@ -285,6 +285,7 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
         sqlite3_close_v2(database_);
         throw Failure(kStoreFailure, "The store " + path + " can't be opened: " + reason);
     }
+    // No wait for another process is without a limit.
     sqlite3_busy_timeout(database_, static_cast<int>(waitLimit().count()));
     if (sqlite3_create_function_v2(database_, "matches", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
                                    nullptr, matches, nullptr, nullptr, nullptr) != SQLITE_OK) {
@@ -318,6 +319,7 @@ void Connection::execute(const char* sql) {
 
 void Connection::copyTo(const std::string& path) {
     needTransaction();
+    // VACUUM INTO copies one moment of the database, while others write.
     const std::string name = plainName(path);
     statements_run.fetch_add(1, std::memory_order_relaxed);
     sqlite3_stmt* copying = nullptr;

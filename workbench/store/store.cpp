@@ -176,6 +176,7 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
 }
 
 std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
+    // A database in memory belongs to one connection, so sessions share it.
     if (store->inMemory())
         return store;
     return std::shared_ptr<Store>(
@@ -646,6 +647,7 @@ void Store::rollbackBatch() noexcept {
         // No memory: the process knows more types than the store.
     }
     shared_->model_position = batches_.back().position;
+    // The store gives tags taken inside to others from now on.
     next_tag_ = tags_end_ = 0;
     batches_.pop_back();
     if (inner)
@@ -661,6 +663,7 @@ void Store::letGoOfBatch() noexcept {
 OneMoment::OneMoment(Store& store)
     : connection_(*store.connection_), own_(!connection_.inTransaction()) {
     if (own_)
+        // Deferred: no write lock; the first read fixes the moment.
         connection_.execute("BEGIN");
 }
 

@@ -156,6 +156,7 @@ FileFacts placeFile(const std::string& directory, const std::string& place, cons
         system::removeFile(temporary);
         throw;
     }
+    // The name is on disk, too, before the object can be saved.
     syncDirectory(directory);
     facts.sha256 = sum.hex();
     return facts;
@@ -245,6 +246,7 @@ int Volume::openStored(const StoredFile& file) const {
         number = system::open(path + kRemovedSuffix, system::Open::ReadInPlace);
     if (number < 0 && errno == ENOENT)
         throw Damage(file, "is missing in the volume");
+    // ELOOP: it is a link, which isn't followed.
     if (number < 0 && errno != ELOOP)
         throw Damage(file, "can't be opened: " + std::string(std::strerror(errno)));
     if (number >= 0 && system::isRegular(number))
