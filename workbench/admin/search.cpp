@@ -51,7 +51,7 @@ Id tagId(const Object& object) {
     return {tag, tag};
 }
 
-// "000123/A:drawing" of a dataset that hangs on a revision or item, else its tag.
+// "000123/A:drawing" of a dataset that a revision or item has a relation to, else its tag.
 Id datasetId(Session& session, Object& dataset) {
     const std::string name = session.text(dataset, "object_name");
     for (const Relation& relation : relationsTo(session, dataset.tag, NULLTAG)) {

@@ -79,7 +79,7 @@ void WorldImport::readAll() {
     readRegisteredIds();
 }
 
-// What the model has more than before, in the order of definition.
+// Record what was added to the model, in the order of definition.
 void WorldImport::recordModel(const Model::Mark& before) {
     Recorder* const recorder = session_.recorder();
     if (!recorder)

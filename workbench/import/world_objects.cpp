@@ -102,6 +102,7 @@ void WorldImport::matchByName(Planned& planned, const char* cls, const char* att
 }
 
 bool WorldImport::match(Planned& planned, tag_t existing) {
+    // Two objects of the document never become one of the store.
     const bool taken = std::any_of(planned_.begin(), planned_.end(),
                                    [&](const Planned& p) { return p.tag == existing; });
     if (taken || session_.object(existing).type != planned.type)

@@ -93,7 +93,7 @@ void defineForms(Model& model) {
 }
 
 void defineDatasets(Model& model) {
-    // The versions of a dataset hang on its anchor, the newest last. The three lists of named
+    // The anchor lists the versions of a dataset, the newest last. The three lists of named
     // references are parallel.
     model.addClass("DatasetAnchor", "Instance", {references("revisions")});
     model.addClass("Dataset", "WorkspaceObject",

@@ -98,6 +98,7 @@ void Run::giveUp() {
         if (way_ != RunWay::AsServer) {
             session_.rollbackBatch();
             session_.record(nullptr);
+            // The rollback has dropped the cache, so locks that were taken since can go.
             session_.keepLocks(locks_);
             session_.store().locks().setActivity(session_.lockSession(), "");
         } else {
@@ -162,8 +163,8 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
         if (way_ != RunWay::AsServer)
             session_.store().locks().setActivity(session_.lockSession(), "");
     } catch (const Failure&) {
-        // The run is stored and can't fail any more. The text that is left is told only to who
-        // waits.
+        // The run is stored and can't fail any more. Nobody waits for it, so nobody is told the
+        // text that is left.
     }
     return ended;
 }

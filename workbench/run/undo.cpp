@@ -43,6 +43,7 @@ void addObject(Effects& effects, StoredEntry&& entry) {
         net.label = entry.text;
     }
     for (StoredValue& value : entry.values) {
+        // The first entry has the value before the run, the last one that after it.
         const auto [known, first] = net.values.try_emplace(value.attribute);
         if (first)
             known->second.first = std::move(value.before);

@@ -137,6 +137,7 @@ std::vector<tag_t> BomWindows::children(tag_t tag) {
     return shown;
 }
 
+// Merge lines beside this one that show the same revision, number and notes.
 void BomWindows::pack(tag_t tag) {
     BomLine& into = line(tag);
     if (!into.parent || into.packed_into || !canBeSummed(into))

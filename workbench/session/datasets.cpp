@@ -366,6 +366,7 @@ void purgeVersions(Session& session, Object& dataset) {
         return;
     Object& anchor = session.object(datasetAnchor(session, dataset));
     Locked anchor_lock(session, anchor);
+    // Read again under the lock: another session may have purged them.
     auto versions = datasetVersions(session, anchor.tag);
     if (versions.size() < 2)
         return;

@@ -174,7 +174,7 @@ std::optional<Value> valueFromText(Session& session, Kind kind, const std::strin
     return std::nullopt;
 }
 
-// What a text had to be.
+// Why a text is no value of the kind.
 const char* wantedText(Kind kind) {
     switch (kind) {
         case Kind::Int:

@@ -49,6 +49,7 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
             const Referrer here{object->tag, attribute.handle, object->type->handle,
                                 object->isNew()};
             if (!object->isNew()) {
+                // For a changed field the unsaved value counts, not the stored one.
                 const auto at = std::lower_bound(all.begin(), all.end(), here, less);
                 if (at != all.end() && !less(here, *at))
                     all.erase(at);

@@ -57,7 +57,7 @@ bool Session::allowed(Object& object, const std::string& privilege) {
 RightDecision Session::decide(Object& object, const std::string& privilege, const Asker& asker) {
     needPrivilege(privilege);
     RightDecision decision{privilege != kEndCheckOut || asker.administrator, std::nullopt};
-    // Scopes have ranges of ranks, from object and status over type and class down to all.
+    // Each kind of scope has a range of ranks: object above status, type, class and all.
     constexpr int kFar = 1000;  // deeper than any chain of types
     std::string status;
     bool status_known = false;

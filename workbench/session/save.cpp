@@ -31,6 +31,7 @@ void Session::storeField(Object& object, std::size_t place) {
         return;
     }
     for (std::size_t i = 0; i < values.size(); ++i) {
+        // Only elements that differ are written.
         const bool known = field.stored && i < field.stored->size();
         if (!known || (*field.stored)[i] != values[i])
             store_->write(object.tag, attribute.handle, i, values[i], field.stored && !known);
@@ -174,7 +175,8 @@ void Session::save(std::span<Object* const> objects) {
     const auto add = [this](Object& object) {
         if (object.saving || (!object.isNew() && !(touched_.count(&object) && object.isDirty())))
             return;
-        // Only set() needs the lock; the workbench's own put() doesn't.
+        // set() needs the lock, the workbench's own put() doesn't: ask whether somebody else has
+        // it.
         if (!object.isNew() && !object.locked)
             if (const auto owner = store_->locks().owner(object.tag);
                 owner && owner->session != lock_session_)

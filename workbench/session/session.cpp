@@ -259,7 +259,7 @@ void Session::unload(tag_t tag) {
     if (at != cache_.end() && at->second->isNew()) {
         if (at->second->isA(*known_.file))
             store_->discardFile(tag);
-        // They are only stored along with this object.
+        // Its parts can only be stored along with it, so they go, too.
         for (const tag_t part : std::exchange(at->second->saved_along, {}))
             if (const auto found = cache_.find(part);
                 found != cache_.end() && found->second->isNew())
@@ -403,7 +403,7 @@ void Session::lock(Object& object) {
                   plainName(object) + " was stored by another session since it was read");
 }
 
-// Take the lock, whatever the store has meanwhile.
+// Take the lock without comparing versions.
 void Session::lockUnread(Object& object) {
     if (object.locked)
         return;
@@ -458,7 +458,7 @@ void Session::rollbackBatch() {
     batches_.pop_back();
     store_->letGoOfBatch();
     forgetAll();
-    // Before their tags go back: another session may give a file of its own such a tag.
+    // Before their tags go back: another session may get such a tag for a file of its own.
     for (; placed_in_batch_.size() > begun.placed; placed_in_batch_.pop_back())
         store_->discardFile(placed_in_batch_.back());
     removed_in_batch_.resize(begun.removed);

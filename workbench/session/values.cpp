@@ -166,6 +166,7 @@ void Session::assign(Object& object, std::size_t place, Values values) {
     Field& field = object.fields[place];
     if (!object.type->layout[place]->array && !values.empty() && isEmpty(values.front()))
         values.clear();
+    // A save writes what differs from the stored values, and a record needs them.
     if (!object.isNew() && !field.dirty && !field.stored)
         field.stored = std::make_unique<Values>(std::move(field.values));
     field.values = std::move(values);

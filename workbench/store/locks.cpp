@@ -182,6 +182,7 @@ public:
         files_.erase(at);
     }
 
+    // The insertion decides between sessions that try at once.
     std::optional<LockOwner> take(std::int64_t session, tag_t object) override {
         for (;;) {
             connection_

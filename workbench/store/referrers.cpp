@@ -52,10 +52,12 @@ void StoredReferrers::read(tag_t target, std::vector<StoredReferrer>& all) {
               all.end());
 }
 
+// Bring a kept list up to date by what this connection has changed since.
 void StoredReferrers::readChanged(tag_t target, List& list) {
     for (const auto& [tag, attribute] : list.changed) {
         const auto first = std::lower_bound(list.all.begin(), list.all.end(),
                                             StoredReferrer{tag, attribute, NULLTAG}, before);
+        // The object was made or deleted: all of its entries are replaced.
         if (attribute == NULLTAG) {
             auto last = first;
             while (last != list.all.end() && last->tag == tag)

@@ -28,7 +28,7 @@ constexpr const char* kChange = "can't be changed";
 std::atomic<bool> timing{false};
 std::atomic<std::int64_t> time_in_store{0};  // nanoseconds
 
-// Counts the time of its life.
+// Adds the time of its life to the time in the store.
 class Timed {
 public:
     Timed() {
@@ -115,6 +115,7 @@ void matches(sqlite3_context* context, int, sqlite3_value** arguments) noexcept 
         }
         pattern = new Pattern(textOf(arguments[0]));
         sqlite3_result_int(context, pattern->matches(textOf(arguments[1])));
+        // Last: the database may delete the pattern at once.
         sqlite3_set_auxdata(context, 0, pattern,
                             [](void* old) { delete static_cast<Pattern*>(old); });
     } catch (...) {

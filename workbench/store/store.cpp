@@ -318,6 +318,7 @@ void Store::erase(tag_t tag) {
         connection_->statement(sql).bind(number(tag)).run();
 }
 
+// Tags are taken in blocks: to take one is a change of the store, with a wait for the disk.
 tag_t Store::newTag() {
     if (next_tag_ == tags_end_) {
         tag_t end = NULLTAG;

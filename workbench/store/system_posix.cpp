@@ -182,8 +182,8 @@ int open(const std::string& path, Open how, const std::string& like) {
         int file = ::open(path.c_str(), kFlags);
         if (file >= 0 || errno != ENOENT || how == Open::LockExisting)
             return file;
-        // Made only if nothing is there: a link that somebody puts there isn't followed. Who loses
-        // to another process opens the file of that one.
+        // Made only if nothing is there, so no link is followed. If another process was faster, its
+        // file is opened.
         file = makeFile(path, kFlags, like);
         if (file >= 0 || errno != EEXIST)
             return file;

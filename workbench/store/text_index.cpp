@@ -68,7 +68,7 @@ END;
 
 constexpr std::int64_t kPartsOfIndex = 7;  // tables, view and triggers
 
-// More that wait than this are taken up: each search compares those that wait.
+// If more texts wait, they are indexed: each search compares those that wait.
 constexpr std::int64_t kFewWaiting = 1000;
 // A scan compares a text in a twentieth of the time that a candidate takes, and begins at once.
 constexpr std::int64_t kFewCandidates = 4096;
@@ -95,7 +95,7 @@ std::size_t wholeCharacter(std::string_view text) {
     return shortest && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF) ? length : 0;
 }
 
-// False: a character is none.
+// False: the text is no UTF-8, or has a NUL.
 bool takeApart(std::string_view text, std::vector<std::string_view>& characters) {
     while (!text.empty()) {
         const std::size_t length = wholeCharacter(text);
@@ -230,6 +230,7 @@ TextIndexState TextIndex::state() {
 
 bool TextIndex::agrees() {
     {
+        // Without one of its triggers the index misses changes.
         Statement parts = connection_.statement(
             "SELECT count(*) FROM sqlite_schema WHERE name IN ('text_attribute', 'text_pending', "
             "'text_indexed', 'text_index', 'text_inserted', 'text_updated', 'text_deleted')");
@@ -313,6 +314,7 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
             return false;
         position = row.integer(0);
     }
+    // Few texts with the pattern's beginning are compared more quickly than candidates.
     if (!behind.empty()) {
         Statement few = connection_.statement(
             "SELECT count(*) FROM "
@@ -323,6 +325,7 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
             return false;
     }
     {
+        // Many candidates or waiting texts take longer than comparing all.
         Statement few = connection_.statement(
             "SELECT count(*), coalesce(sum(key&63=?), 0), "
             "(SELECT count(*) FROM (SELECT 1 FROM text_pending LIMIT ?)) FROM "
@@ -333,6 +336,8 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
                            few.integer(2) > kFewCandidates))
             return false;
     }
+    // Each candidate is compared with its stored text, since the index may have an older one; texts
+    // that wait are compared themselves.
     Statement rows = connection_.statement(
         "SELECT v.tag, o.type FROM text_index t CROSS JOIN value v ON v.tag=t.rowid>>6 "
         "CROSS JOIN object o ON o.tag=v.tag "

@@ -71,7 +71,7 @@ bool readAll(int descriptor, Receiver&& receiver) {
     }
 }
 
-// Give the contents to the receiver; when this returns they were those that were stored.
+// Give the contents to the receiver. Damage, at the end, if they aren't those that were stored.
 template <typename Receiver>
 void readStored(int descriptor, const StoredFile& file, Receiver&& receiver) {
     FileFacts facts;
