@@ -21,7 +21,7 @@ public:
     // The first version counts: later ones may be the run's own. 0: there is no such object.
     void object(tag_t tag, std::int64_t version) { versions_.try_emplace(tag, version); }
     void made(tag_t tag) { made_.insert(tag); }
-    // True: nobody has asked this before; what answers is to be told.
+    // True: this is asked for the first time, and found() is to be told what answers.
     bool asks(std::string_view cls, std::string_view attribute, tag_t target,
               std::string_view text);
     void found(const std::vector<tag_t>& tags) { found_.insert(tags.begin(), tags.end()); }

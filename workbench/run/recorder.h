@@ -33,9 +33,10 @@ public:
     // An object as the store has it, all values in `before` or in `after`.
     enum class Side { Before, After };
     StoredEntry stored(tag_t object, RunChange change, Side side);
-    // An object that is stored now, made outside the session's saves; with the file that it may be.
+    // An object that was made outside the session's saves, and its file if it is one.
     void addMade(tag_t object);
-    // What a change from outside the session has made of an object, by its values before.
+    // The difference between an object's values before and the stored ones, after a change outside
+    // the session's saves.
     void addDifference(const StoredEntry& before);
 
     void checkedOut(tag_t object, tag_t user, const std::string& date, const std::string& comment);

@@ -17,7 +17,7 @@ class Run {
 public:
     // Failure kBadValue if the session has a run already. `undoes`: the run that it takes back.
     Run(Session& session, const RunOptions& options, std::int64_t undoes = 0);
-    // Ended or not: one that isn't goes back, and its record says "not ended" as the server.
+    // A run that hasn't ended goes back; as the server, its record then says "not ended".
     ~Run();
     Run(const Run&) = delete;
 

@@ -1,7 +1,7 @@
 #pragma once
 
-// Datasets and their files. Versions of a dataset hang on one anchor, the newest last; a file lies
-// in the volume under the tag of its object.
+// Datasets and their files. Versions of a dataset are listed by one anchor, the newest last; a file
+// is in the volume under the tag of its object.
 //
 // Attributes used here:
 //   Dataset        anchor -> DatasetAnchor, version_no (int, from 1), tool, format (string),

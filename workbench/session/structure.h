@@ -9,7 +9,7 @@
 //                       quantity, seq_no (string), order_no (int),
 //                       note_names, note_values (string[]), in parallel
 //   NoteType            note_name (string)
-// Occurrences of a view revision stand in the order of order_no, equal ones in that of their tags.
+// Occurrences of a view revision are in the order of order_no, those with the same in that of tags.
 
 #include <map>
 #include <string>
@@ -24,7 +24,7 @@ tag_t bomViewRevision(Session& session, tag_t revision);
 // The view revisions of a revision, the views of an item, in the order in which they were made.
 std::vector<tag_t> viewRevisionsOf(Session& session, tag_t revision);
 std::vector<tag_t> viewsOf(Session& session, tag_t item);
-// An occurrence that is not yet saved, without any test; for who makes whole structures.
+// An occurrence that is not yet saved, without any test; for whoever makes whole structures.
 Object& newOccurrence(Session& session, tag_t view_revision, tag_t child_revision,
                       std::int64_t order);
 // Failure kBadValue for an occurrence that would make a cycle.

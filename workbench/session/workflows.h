@@ -8,7 +8,7 @@
 //                 attachments (reference[]) and attachment_types (int[]) in parallel,
 //                 tasks -> FLOWTask[]
 //   FLOWTask      object_name, process -> FLOWProcess
-// The tasks stand in process_stage_list of the targets (attachment type 1), in template order.
+// The tasks are in process_stage_list of the targets (attachment type 1), in template order.
 
 #include <string>
 #include <string_view>
@@ -21,7 +21,7 @@ namespace mervane {
 inline constexpr int kTargetAttachment = 1, kReferenceAttachment = 3;
 
 struct Attachment {
-    tag_t object = NULLTAG;  // a BOM line stands for the revision that it shows
+    tag_t object = NULLTAG;  // a BOM line means the revision that it shows
     int type = kTargetAttachment;
 };
 

@@ -21,7 +21,7 @@ public:
     // Give the file or directory of this name its place, on disk when this returns. Failure
     // kStoreFailure if something is there.
     void put(const std::string& name, const std::string& to) const;
-    // Undo that, unless somebody has come to it: it goes with the directory again.
+    // Undo that, so that it goes with the directory; what somebody has opened meanwhile stays.
     void takeBack(const std::string& name, const std::string& from) const noexcept;
 
 private:

@@ -25,7 +25,7 @@ public:
     // By tag and attribute, each once; good until the next call or change.
     const std::vector<StoredReferrer>& of(tag_t target);
 
-    // To be told by this connection's changes; those of others are seen.
+    // Whoever changes something by this connection tells it here; changes of others are noticed.
     void changed(tag_t tag, tag_t attribute);
     void erased(tag_t tag);  // or made
 

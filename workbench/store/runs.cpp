@@ -61,6 +61,7 @@ RunTables::RunTables(Connection& connection, bool temporary)
         createTemporaryRuns(connection_);
 }
 
+// Each statement names its schema: a temporary table would hide the store's of the same name.
 std::int64_t RunTables::numberOf(const std::string& token) {
     Statement known =
         connection_.statement(temporary_ ? "SELECT number FROM temp.run WHERE token=?"

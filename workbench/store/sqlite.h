@@ -76,8 +76,8 @@ public:
     // the database give it up, nothing more is done, or it would be stored for itself.
     void holdTransaction(bool hold) { held_ = hold; }
     bool isHeldTransactionLost() const { return held_ && !inTransaction(); }
-    // The operation is told as "can't be read" tells it; the text of a statement never is.
-    // When nobody knows whether a change reached the disk, the connection is of no use afterwards.
+    // `operation` is told as "can't be read" is; the text of a statement is never told. When nobody
+    // knows whether a change reached the disk, the connection is of no use afterwards.
     [[noreturn]] void fail(const char* operation);
     bool isBroken() const { return broken_; }
     bool readsOnly() const { return reads_only_; }
@@ -114,11 +114,12 @@ private:
     bool open_ = true;
 };
 
-// Whether what was read before still holds: another connection may have written since, or something
-// of this one's gone back. Changes of this connection are for their readers to know.
+// Whether what was read before may be outdated: another connection has committed since, or
+// something of this one went back. This connection's own changes don't count: who makes them knows
+// them.
 class Freshness {
 public:
-    // Asks, and begins anew.
+    // Ask, and begin anew.
     bool isLost(Connection& connection);
 
 private:

@@ -1,8 +1,8 @@
 #pragma once
 
-// The index of texts: of each three characters that stand in an id or a name, who has them. It is
-// made on demand. A search takes candidates from it and compares each, so what it finds is the same
-// with and without it. docs/store.md describes its tables.
+// The index of texts: for each three characters of an id or a name, the objects that have them. It
+// is made on demand. A search takes candidates from it and compares each, so it finds the same with
+// and without the index. docs/store.md describes its tables.
 
 #include <cstdint>
 #include <functional>
@@ -28,17 +28,17 @@ public:
     void drop();
 
     TextIndexState state();
-    // False: it isn't what the texts are. Waits for who writes, like a change.
+    // False: it lacks a text or has one too many. Waits for other writers, as a change does.
     bool agrees();
-    // Take up the texts that changed, if they are many. What the index can't take waits on.
+    // Index the texts that changed, if they are many. What the index can't take goes on waiting.
     // Requires: a transaction.
     void takeUp();
     // The last failure was one of the index alone: everything can be done without it.
     bool hasFailed() const;
 
     // Tell the objects whose text matches; an object may come twice. False, and nothing is told:
-    // there is no index, or the search is quicker without it. `from` and `behind`: between which
-    // texts those lie that begin as the pattern does; empty: it begins with a wildcard.
+    // there is no index, or the search is quicker without it. Texts with the pattern's beginning
+    // are at least `from` and less than `behind`; both empty: it begins with a wildcard.
     bool search(tag_t attribute, const std::string& pattern, const std::string& from,
                 const std::string& behind, const std::function<void(tag_t, tag_t)>& each);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The volume: the directory beside the store in which stored files lie, each under the tag of its
+// The volume: the directory beside the store with the stored files, each under the tag of its
 // object. A file is complete and on disk before it has its name. A process that ends before the
 // object is stored, or after it was deleted, leaves at most a file that no object owns.
 
@@ -53,7 +53,7 @@ public:
     void writeTo(const StoredFile& file, const std::string& path) const;
     void compare(const StoredFile& file) const;
     bool exists(tag_t tag) const;
-    // Where the file lies, for reading only.
+    // The file's path, for reading only.
     std::string pathOf(tag_t tag) const;
 
     // The tags that have a file, and names in the directory that are no file's: left-overs.
