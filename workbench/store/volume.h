@@ -54,7 +54,7 @@ public:
     void remove(tag_t tag) noexcept;
     // Read, write to a path where nothing is, or only look at the contents. They are what was
     // stored: Damage for a file that is missing, is no regular one, can't be read or has other
-    // contents. Links are never followed. After a failure nothing is left at the path.
+    // contents. Links are never followed. After a failure nothing of it is left at the path.
     std::string read(const StoredFile& file) const;
     void writeTo(const StoredFile& file, const std::string& path) const;
     void compare(const StoredFile& file) const;
