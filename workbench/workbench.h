@@ -198,8 +198,8 @@ public:
     // 0: none.
     virtual SessionId currentSession() const = 0;
     // Give up the session's locks and its unsaved values. A run under way goes back; of one as the
-    // server, what is stored stays and the record says "not ended". After the current session no
-    // other one is selected.
+    // server, what is stored stays and the record says "not ended". If it was the current session,
+    // there is none then.
     virtual void closeSession(SessionId session) = 0;
 
     // ---- the rest works on the current session: Failure kNoSession without one ----
@@ -379,8 +379,7 @@ public:
     // in double quotes (workbench/names.h); separators in it are its own. Failure kUnknownObject if
     // nothing is called so, kBadValue if several datasets are.
     virtual tag_t resolve(const std::string& name) = 0;
-    // Names that somebody may have meant by a name that nothing has, as people type them; in no
-    // order, one perhaps twice.
+    // What a name that nothing has may have meant, as people type it; in no order, perhaps twice.
     virtual std::vector<std::string> similarNames(const std::string& name) = 0;
     // Count the stored structure below an item revision, looking at each revision once. At most
     // `most` revisions are looked at; 0: all.
@@ -456,12 +455,11 @@ public:
     // run, it still runs, or the session has a run under way.
     virtual UndoReport undoRun(std::int64_t number, const std::string& version) = 0;
     // Drop the records of runs that ended before the moment, "2001-02-03" or with a time, and the
-    // files that they alone kept. Returns: how many records. Failure kNotAllowed but for
-    // administrators.
+    // files that they alone kept; for administrators, as recordRuns(): else Failure kNotAllowed.
+    // Returns: how many records.
     virtual int pruneRuns(const std::string& before) = 0;
     // Whether the store keeps records of runs.
     virtual bool recordsRuns() = 0;
-    // Failure kNotAllowed but for administrators.
     virtual void recordRuns(bool on) = 0;
 
     // ---- arguments of a service call, error stack and heap of the process; no session ----
