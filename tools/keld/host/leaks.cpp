@@ -1,5 +1,5 @@
-// What services leave allocated on purpose, for builds under the leak checker: a host that runs one
-// service and ends would be told of it otherwise.
+// Known leaks of services, for builds under the leak checker: a host that runs one service and ends
+// would report them.
 
 #if defined(__SANITIZE_ADDRESS__)
 
@@ -10,8 +10,8 @@ extern "C" {
 KELD_EXPORT const char* __lsan_default_suppressions();
 
 const char* __lsan_default_suppressions() {
-    // Services that don't free the arguments they were handed; a traced call that fails inside one
-    // of them frees nothing either. Asking who refers to a status gives six lists, two are freed.
+    // These services don't free their arguments, and a traced call that fails inside one of them
+    // frees nothing. The question who refers to a status gives six lists; two are freed.
     return "leak:^KELD_StatusManager$\n"
            "leak:^KELD_ReNameItem\n"
            "leak:^KELD_CopyAttr$\n"

@@ -40,7 +40,8 @@ std::vector<std::string> namesInFile(const std::string& path) {
     return names;
 }
 
-// The command with these names in the place of where they came from.
+// Put the names into the command in place of where they came from: a plan must not read the file or
+// the pipe again.
 void nameInCommand(std::vector<std::string>& command, std::size_t given,
                    const std::vector<std::string>& names, std::size_t behind) {
     if (command.size() < given + behind)
@@ -104,14 +105,14 @@ struct ManyRow {
     tag_t object = NULLTAG;
     Deed done;
     std::int64_t run = 0;
-    bool open = true;  // something can still be done with it
+    bool open = true;  // still to be done
 };
 
 constexpr char kDone[] = "done", kWithFailures[] = "done with failures", kRefused[] = "refused",
                kUnknown[] = "unknown", kRepeated[] = "named before", kWentBack[] = "went back",
                kNotReached[] = "not reached", kWouldBe[] = "would be done";
 
-// In the order of the sum.
+// In the order in which the sum names them.
 constexpr const char* kOutcomes[] = {kDone,    kWouldBe,  kWithFailures, kRefused,
                                      kUnknown, kRepeated, kWentBack,     kNotReached};
 
@@ -152,7 +153,7 @@ std::string reasonOf(const Context& context, const Deed& done) {
     return done.outcome.stack.empty() ? "" : done.outcome.stack.front().text;
 }
 
-// A verb that can't do its work with one object can with the next.
+// Carry it out for one object. An error is the refusal of this object only: the next one may pass.
 void performOne(const Context& context, const Task& task, ManyRow& row) {
     constexpr int kBadValue = 710016;
     ERR_clear_errors();

@@ -140,7 +140,7 @@ PlanRunner planRunner(const Context& context) {
     return runner;
 }
 
-// ---- the run's share ----
+// ---- a plan in the course of a run ----
 
 void VerbRun::preparePlan() {
     if (plan() && plan()->carries_out)
@@ -161,7 +161,7 @@ void VerbRun::beginPlan() {
     if (!plan())
         return;
     if (plan()->carries_out) {
-        // Again, now that nobody else can change anything any more.
+        // Check again: only now, inside the run, can nobody else change anything any more.
         const std::vector<PlanConflict> conflicts = conflictsWith(context_, plan()->plan);
         if (!conflicts.empty()) {
             context_.problem(conflictsText(conflicts));
@@ -225,14 +225,15 @@ void VerbRun::writePlanOf(const mervane::RunHead& head) {
     work.plan.configuration = head.configuration;
     work.plan.configuration_sha256 = head.configuration_sha256;
     work.plan.outcome = head.outcome;
-    for (const mervane::RunEntry& entry : work.plan.entries)  // nobody else knows their names now
+    // Of a deleted object only the entry still knows the name.
+    for (const mervane::RunEntry& entry : work.plan.entries)
         if (entry.change == mervane::RunChange::ObjectDeleted && !entry.text.empty())
             work.plan.objects[entry.object] = {entry.text, entry.type};
     writePlan(work.plan, work.file);
     work.written = true;
 }
 
-// ---- what is told ----
+// ---- text and document ----
 
 std::string planText(const VerbRun& run) {
     const PlanWork* work = run.plan();

@@ -16,7 +16,7 @@ namespace keld {
 
 namespace {
 
-// More than this many objects aren't searched for a path.
+// The search for a path ends at this many objects.
 constexpr std::size_t kMostObjects = 20000;
 
 tag_t referenceOf(const Context& context, tag_t object, const char* attribute) {
@@ -25,7 +25,7 @@ tag_t referenceOf(const Context& context, tag_t object, const char* attribute) {
             if (const auto* reference = std::get_if<mervane::Reference>(&value))
                 return reference->tag;
     } catch (const mervane::Failure&) {
-        // It has no such attribute.
+        // The object has no such attribute.
     }
     return NULLTAG;
 }
@@ -140,7 +140,7 @@ void tellNotModifiable(const Context& context, Refusal& refusal) {
 std::string tellSetting(const Context& context, Refusal& refusal, const std::string& section,
                         const std::vector<std::string>& keys) {
     refusal.section = section;
-    // What stands in the preference hides the file's section.
+    // A preference of this name hides the section of the file.
     std::string values;
     for (const auto& [name, lines] : context.workbench().preferences())
         if (name == section)

@@ -21,7 +21,8 @@ using mervane::RunWay;
 
 volatile std::sig_atomic_t caught = 0;
 
-// A second one ends the program at once: what isn't committed goes back by itself.
+// Stop the run. A second signal ends the program at once; the store then drops what isn't
+// committed.
 void interrupt(int signal) {
     caught = signal;
     mervane_workbench()->interrupt();
@@ -175,13 +176,13 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
         writePlanOf(record.head);
     if (kept_ || wish_.dry_run)
         return record;
-    // It went back, but for what is outside the store.
+    // Everything was taken back, except changes outside the store.
     record.objects.clear();
     std::erase_if(record.others, [](const OtherChange& other) { return other.outside.empty(); });
     return record;
 }
 
-// What the rehearsal alone needs is no change of the run.
+// The rehearsal itself sets this preference, so it is no change of the run.
 bool VerbRun::isOfRehearsal(const mervane::RunEntry& entry) const {
     return redirected_ && entry.change == mervane::RunChange::PreferenceSet &&
            entry.text == KELD_DELBackupTopDirCentral;
@@ -250,7 +251,7 @@ std::string wireText(const Context& context, const std::vector<mervane::Argument
     return all;
 }
 
-// ---- what is told ----
+// ---- text and document ----
 
 std::string endText(const VerbRun& run, const Record& record) {
     const auto errors = counted(record.head.outcome.stack.size(), "error");
