@@ -377,7 +377,7 @@ private:
 
     void addLinesByLevel() {
         std::vector<OpenRow> open;
-        std::vector<std::size_t> opened_by(plan_.parts.size());  // line of that row; 0: none
+        std::vector<std::size_t> opened_by(plan_.parts.size());  // line in the file; 0: none
         std::unordered_map<std::size_t, std::size_t> inside;     // parts above, with their number
         const auto close = [&] {
             const OpenRow& last = open.back();

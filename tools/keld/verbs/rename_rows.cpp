@@ -1,4 +1,4 @@
-// rename --from: many items by a file of old and new ids.
+// rename --from: renames many items by a file of old and new ids.
 
 #include "platform/keld_qsktool.h"
 #include "platform/mv_art.h"

@@ -1,4 +1,4 @@
-// set --from: values of many objects by a file of rows.
+// set --from: sets values of many objects by a file of rows.
 
 #include <optional>
 
