@@ -44,8 +44,8 @@ protected:
         action();
         granted = -1;
     }
-    // Lines of a text of each length around the room that the log has, each without more memory.
-    // The rest of the line stands behind the text.
+    // Log texts of each length around the reserved size, each without more memory. `rest` follows
+    // the text in the line.
     template <typename... Arguments>
     void expectWholeOrNone(const std::string& format, const std::string& rest,
                            Arguments... arguments) {

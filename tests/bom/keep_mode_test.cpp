@@ -99,7 +99,7 @@ TEST_F(KeepingNumbers, AFreshNumberOfNothingLeavesTheLineToTheSecondPass) {
 }
 
 TEST_F(KeepingNumbers, ANumberOfALineThatWasReadLikeTheFirstsIsNoOffer) {
-    // The last X stands on 25 when the other X has to leave 20, but it was read on 15 as Z was.
+    // The last X has 25 when the other X has to leave 20, but it was read with 15, like Z.
     const bom::Outcome run = keep({{"W", "15"}, {"Z", "15"}, {"X", "20"}, {"X", "15"}}, 5);
     EXPECT_THAT(run.assigned, ElementsAre("", "20", "30", "30"));
     EXPECT_EQ(30, run.last_number);

@@ -94,13 +94,13 @@ private:
         return std::to_string(last_);
     }
 
-    // The places of a line's component behind it, as they stand now.
+    // The present places of a line's component after that line.
     std::vector<Place> laterOfComponent(Place at) {
         const Places& all = of_component_[lines_[at].key];
         return {all.upper_bound(at), all.end()};
     }
 
-    // The next line behind `done` that can't stay as it is beside line a: one of its component with
+    // The next line after `done` that can't stay as it is beside line a: one of its component with
     // another number, or another component on its number.
     std::optional<Place> nextAffected(Place a, Place done) {
         std::optional<Place> next;

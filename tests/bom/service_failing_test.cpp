@@ -52,7 +52,7 @@ bool isOneOf(const std::string& text, std::initializer_list<const char*> list) {
     return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-// A failure behind the dataset's lock leaves it.
+// A failure after the dataset's lock leaves it locked.
 bool leavesLock(const std::vector<std::string>& calls, std::size_t at) {
     const auto lock = std::find(calls.begin(), calls.end(), "OBJ_load") - calls.begin() + 1;
     const auto end = static_cast<std::size_t>(

@@ -96,7 +96,7 @@ void expectEachFailure(const std::string& kind, const std::vector<std::string>& 
         EXPECT_EQ(dropped ? 0 : kPlanned, copy.run());
         const auto entries = copy.world.bench.stopJournal();
         if (!dropped) {
-            // Behind the failure stands only the question for its text.
+            // After the failure the only call is the question for its text.
             for (std::size_t k = i + 1; k < entries.size(); ++k)
                 EXPECT_EQ("ERR_ask_error_text", entries[k].operation);
         }

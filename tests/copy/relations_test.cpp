@@ -69,7 +69,7 @@ protected:
 class CopyAttachments : public CopyWalk {
 protected:
     int copy() { return CopyWalk::copy({"Sheet;s", "Card;s"}, {"Folder;Rel;Sheet"}); }
-    // The calls behind the two lists of attachments, without those about classes.
+    // The calls after the two lists of attachments, without those about classes.
     std::vector<std::string> matchingCalls() {
         std::vector<std::string> found;
         bool behind = false;

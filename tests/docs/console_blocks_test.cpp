@@ -1,5 +1,5 @@
-// The commands that README and docs show are run as they stand, in one directory per file, and
-// what they print must be what the document shows. A shown line of "..." stands for any lines.
+// The commands that README and docs show are run unchanged, in one directory per file, and must
+// print what the document shows. A shown line of "..." matches any lines.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>

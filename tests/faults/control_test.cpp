@@ -37,7 +37,7 @@ Outcome service(World& world) {
                                {"S", "ItemRevision", revision});
 }
 
-// One revision whose status is set, with a mistake behind or inside the service.
+// One revision whose status is set, with a mistake after or inside the service.
 Scenario scenario(const std::function<void(World&, Outcome*)>& mistake) {
     Scenario made;
     made.name = "control";

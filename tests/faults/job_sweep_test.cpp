@@ -113,7 +113,7 @@ Outcome writer(World&) {
     return {last_status, {}};
 }
 
-// Whether the function goes on behind the call; texts of errors are for the log only.
+// Whether the function goes on after the call; texts of errors are for the log only.
 bool goesOn(const Record& record, std::size_t call, const std::string& function,
             const std::string& inner = "") {
     return std::any_of(record.calls.begin() + static_cast<std::ptrdiff_t>(call) + 1,

@@ -88,7 +88,7 @@ struct Known {
 };
 
 // The functions of a call that the book knows, innermost first. An exported function does its work
-// in a lambda, which stands for the function itself.
+// in a lambda, which counts as the function itself.
 std::vector<Known> chain(const Book& book, const std::vector<Frame>& frames) {
     std::vector<Known> known;
     bool in_guard = false;
@@ -208,8 +208,8 @@ private:
                });
     }
 
-    // The first failure that ended this call of a function behind the moment, if the row holds for
-    // it.
+    // The first failure after the moment `born` that ended this call of a function, if the row
+    // holds for it.
     const Failure* endedBy(const Known& owner, std::size_t born, std::size_t died,
                            const LeftBehind* row) const {
         for (const Failure& failure : failures_) {

@@ -27,12 +27,12 @@ using Rules = std::vector<FunctionRules>;
 // Of the frame and of libkeld_qsktool, for every service.
 const Rules& supportRules();
 
-// What stays behind; the table is in left_behind.cpp.
+// Blocks and locks that stay; the table is in left_behind.cpp.
 enum class When {
-    OnFailure,    // blocks that a failure leaves which ends the function behind this call
+    OnFailure,    // blocks left by a failure that ends the function after this call
     Always,       // blocks that the function never gives back
     ToCaller,     // blocks that the function hands on: its caller owns them
-    LockKept,     // the lock that a failure leaves which ends the function behind this call
+    LockKept,     // the lock left by a failure that ends the function after this call
     UnlockFails,  // the lock stays if the call that gives it up fails
     LockAlways,   // the lock may stay without any failure
     InTheSweep,   // the blocks are judged by the sweep's own look

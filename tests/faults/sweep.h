@@ -42,7 +42,7 @@ struct Scenario {
     Drops drops = {};
     // The whole store stays as it was after a failure of a call up to the first of this operation.
     std::string changes_from = {};
-    // Problems of its own; called behind the faulty run.
+    // Problems of its own; called after the faulty run.
     std::function<std::vector<std::string>(world::World&, const Record&)> look = {};
 };
 

@@ -1,4 +1,4 @@
-// What the writer does when something fails: status, error stack, log, and what stays behind.
+// What the writer does when something fails: status, error stack, log, and which files stay.
 
 #include "tests/jobs/jobs.h"
 #include "tests/support/patterns.h"
@@ -62,7 +62,7 @@ TEST_F(JobFailures, AParentThatDoesntExistIsNotMade) {
 }
 
 TEST_F(JobFailures, AnExistingDirectoryCountsAsAFailure) {
-    // The clock runs, so a few seconds' directories stand in the way.
+    // The clock runs, so occupy the directory names of the next few seconds.
     const std::string destination = fresh("taken");
     const std::time_t now = std::time(nullptr);
     for (std::time_t time = now; time < now + 5; ++time) {

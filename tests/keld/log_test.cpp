@@ -74,7 +74,8 @@ TEST_F(Log, TailFollowsWhatIsAdded) {
     EXPECT_TRUE(waitFor("first\n"));
     done({"call", "KELD_SrvCall", "i:0", "i:0", "s:second"});
     EXPECT_TRUE(waitFor("second\n"));
-    // Full, it stands beside the one that is begun then; its last lines are shown all the same.
+    // A full log is renamed, and a new one begins; the last lines of the full one are shown all the
+    // same.
     const std::string padding(100, 'x');
     std::ofstream log(path("keld.log"), std::ios::app);
     for (int i = 0; i < 12000; ++i)

@@ -1,4 +1,4 @@
-// Everything that stands against a status, with remedies that are tried out in a rehearsal.
+// Everything that refuses a status, with remedies that are tried out in a rehearsal.
 
 #include <sqlite3.h>
 

@@ -17,7 +17,7 @@ public:
 
     // All is on disk as it is now. Requires: nobody works on the directory.
     void reset();
-    // What stands in the place of fsync: 0, or -1 with errno.
+    // Replaces fsync. Returns: 0, or -1 with errno.
     int sync(int file);
     // The power fails. Where `kept` says so, the system had written a file or a directory's names
     // to disk before it was asked to. Requires: nobody works on the directory.

@@ -217,7 +217,8 @@ void KillRounds::endAll(bool kill) {
     lookAlone(kill ? "all killed" : "all ended");
 }
 
-// The same by the command, once for each store. What it says when it takes long stands elsewhere.
+// The same by the command, once for each store. Its standard error, with the progress, goes to a
+// file of its own.
 void KillRounds::lookWithCommand() {
     const auto check = [&](const std::string& more) {
         const std::string said = directory_ + "/check.txt";

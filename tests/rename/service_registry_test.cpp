@@ -53,7 +53,7 @@ TEST_F(RenameServiceRegistry, ARefusedIdChangesNothingAndTheOldOneStaysRegistere
     EXPECT_TRUE(isRegistered("ABC"));
     EXPECT_FALSE(isRegistered("XYZ"));
     EXPECT_THAT(world::stack(world), ElementsAre("3:919345"));
-    // The step behind the rename runs after a refusal too.
+    // The step after the rename runs after a refusal too.
     EXPECT_THAT(world.lines("T"), Contains("ABC still exists in DB, so do not unregister"));
 }
 
@@ -148,7 +148,7 @@ TEST_F(RenameServiceRegistry, AFailureAtEachCallInEachModeHasItsOutcome) {
     } calls[] = {{"REG_is_item_id_registered", 1},  // the old id
                  {"REG_is_item_id_registered", 2},  // the new one
                  {"REG_register_item_id", 1},       // the new one
-                 {"REG_is_item_id_registered", 3},  // the old one again, behind the rename
+                 {"REG_is_item_id_registered", 3},  // the old one again, after the rename
                  {"REG_unregister_item_id", 1}};
     int runs = 0;
     for (int call = 0; call < 5; ++call)

@@ -50,8 +50,8 @@ std::vector<std::string> operationsOf(int action) {
     }
 }
 
-// Operations whose failure is no failure of the rename: questions that count as no, an unreadable
-// name, and what gives up a lock behind a save.
+// Operations that may fail without failing the rename: questions whose failure counts as no, an
+// unreadable name, and the release of a lock after a save.
 bool mayBeDropped(const std::string& operation) {
     static const std::map<std::string, int> known = {
         {"OBJ_ask_if_modifiable", 0}, {"CKO_is_checked_out", 0},    {"ENT_ask_name", 0},

@@ -32,7 +32,7 @@ protected:
         folders[name] = made;
         return made;
     }
-    // A folder with one more at the end of each relation, under the name with f, b or n behind it.
+    // A folder with one more at the end of each relation; their names have f, b or n appended.
     void surround(tag_t center, const std::string& name, int levels) {
         if (levels == 0)
             return;
@@ -82,7 +82,7 @@ TEST_F(WalkOrder, NoFurtherThenForwardThenTheObjectThenBack) {
     // by "no further" to nothing.
     EXPECT_THAT(order(calls, "CKO_is_checked_out"),
                 ElementsAre("s", "sn", "sf", "sfn", "sff", "sb", "sbn", "sbb"));
-    // In the attribute pass the leaves of the way forward come before what stands above them.
+    // In the attribute pass the leaves of the way forward come before the objects above them.
     std::vector<std::string> changed = order(calls, "DBO_class_of_instance");
     EXPECT_THAT(changed, ElementsAre("sn", "sfn", "sff", "sf", "s", "sbn", "sb", "sbb"));
 }

@@ -15,10 +15,10 @@ int stop();
 void enterPlatform();
 void leavePlatform();
 
-// Do something with each of its allocations refused in turn, beginning with the first; it has to be
-// something that can be done again and again. It is gone through twice, since what is allocated
-// once for the process moves the others forward. `check` is called behind each. Returns: how many
-// allocations were refused.
+// Run the action with each of its allocations refused in turn, from the first on; it must be
+// possible to repeat it. The whole is done twice: blocks that the process allocates only once shift
+// the numbers of the others. `check` is called after each run. Returns: how many allocations were
+// refused.
 template <typename Prepare, typename Action, typename Check>
 int sweep(Prepare prepare, Action action, Check check) {
     int sum = 0;
