@@ -47,7 +47,7 @@ public:
         close(ends[1]);
     }
     Output(const Output&) = delete;
-    // Give it back; the bytes that came through the pipe.
+    // Restore the output. Returns: the bytes that came through the pipe.
     unsigned long long end() {
         fflush(stdout);
         dup2(kept_, STDOUT_FILENO);

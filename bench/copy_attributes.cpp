@@ -79,7 +79,7 @@ public:
     Workbench& bench;
     tag_t source = NULLTAG;
     std::vector<tag_t> destinations;
-    std::vector<tag_t> sheets;  // what has been copied to, with the name as its value
+    std::vector<tag_t> sheets;  // everything that values are copied to
 
 private:
     Workbench::StoreId store_ = 0;

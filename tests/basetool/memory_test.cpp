@@ -9,11 +9,11 @@
 #include "platform/keld_basetool.h"
 #include "tests/support/log_fixture.h"
 
-// How many more blocks may grow; less than 0: any number.
+// How many more reallocations succeed; negative: all.
 static int granted = -1;
 static bool conversions_fail = false;
 
-// The linker puts these in the places of the C library's own.
+// The linker replaces the C library's functions by these.
 extern "C" void* __real_realloc(void* block, std::size_t size);
 extern "C" void* __wrap_realloc(void* block, std::size_t size) {
     if (granted == 0)

@@ -63,7 +63,8 @@ public:
 
 class BomService : public testing::Test, public Structure {};
 
-// The lines of these levels without the places in the sources and without the missing note types.
+// The log lines of these levels, without places in the sources and without the note on missing note
+// types.
 std::vector<std::string> remarks(world::World& world, std::string_view levels = "EW");
 
 }  // namespace bom

@@ -16,12 +16,12 @@ namespace {
 using Place = std::size_t;
 using Places = std::set<Place>;
 
-// The sum as a machine word of 32 bits holds it.
+// The sum, wrapped to 32 bits.
 int sum(int a, int b) {
     return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
 
-// The digits of the leading integer, without the zeros in front, and its sign.
+// The leading integer: its digits without leading zeros, and its sign.
 struct Leading {
     bool negative = false;
     std::string digits;
@@ -40,7 +40,7 @@ Leading leadingInteger(const std::string& text) {
     return found;
 }
 
-// The lines with the places of each component and of each number in force.
+// The lines, with the places of each component and of each number in force.
 class Ledger {
 public:
     explicit Ledger(const std::vector<Component>& lines) : lines_(lines) {

@@ -120,7 +120,7 @@ std::vector<std::string> joined(std::initializer_list<std::vector<std::string>> 
 const std::vector<std::string> kValues = {"OBJ_UIF_ask_value", "OBJ_UIF_set_value",
                                           "OBJ_UIF_ask_value", "OBJ_UIF_set_value",
                                           "OBJ_save",          "OBJ_refresh"};
-// A class test that is not looked at further: the class itself, or its type.
+// The calls of a class test, each of whose failures is dropped.
 const std::vector<std::string> kPassedOver = {"~DBO_class_of_instance", "~DBO_name_of_class",
                                               "~MVTYPE_find_type"};
 

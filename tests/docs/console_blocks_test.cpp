@@ -94,7 +94,7 @@ private:
     fs::path path_;
 };
 
-// What a command that takes seconds tells meanwhile on a slow machine.
+// A progress line, which a slow machine may print.
 bool isProgress(const std::string& line) {
     const std::size_t at = line.find(" ... ");
     if (!line.starts_with("keld: ") || at == std::string::npos)

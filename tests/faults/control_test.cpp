@@ -184,7 +184,7 @@ TEST(FaultSweepShare, AnythingElseIsRefusedWithWhatWasExpected) {
             << text;
 }
 
-// Each sweep is held to its own number, and these to their sum.
+// Each sweep must reach its own number, so together they reach the sum.
 TEST(FaultSweepSum, TheSweepsMakeMoreThanTwentyThousandInjectionsTogether) {
     int sum = 0;
     for (const auto& [service, count] : faults::counts())
@@ -193,7 +193,7 @@ TEST(FaultSweepSum, TheSweepsMakeMoreThanTwentyThousandInjectionsTogether) {
     EXPECT_GT(sum, 20'000);
 }
 
-// A share of a fourth, the smallest that a run of all tests takes.
+// A fourth is the smallest share that a run of all tests takes.
 TEST(FaultSweepSum, AFourthIsMoreThanFiveThousand) {
     int sum = 0;
     for (const auto& [service, count] : faults::counts())

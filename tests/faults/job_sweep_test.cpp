@@ -98,7 +98,7 @@ Outcome files(World& world, const std::string& types, const std::string& all_typ
     return outcome;
 }
 
-// What only the writer can: one file for a type, only what is a target too, the user's name.
+// What the service can't ask of the writer: one file for a type, targets only, the user's name.
 Outcome writer(World&) {
     const std::string directory = freshBase();
     auto* list = static_cast<tag_t*>(HEAP_alloc(2 * sizeof(tag_t)));
@@ -124,7 +124,7 @@ bool goesOn(const Record& record, std::size_t call, const std::string& function,
                        });
 }
 
-// Of the ids that are asked for in the expansion only the last one counts.
+// Only the last id that the expansion asks for counts.
 bool notTheLast(const Record& record, std::size_t call, const std::string& function,
                 const std::string& inner) {
     return function == "ExpandTargets" && inner == "ENT_ask_id_string" &&
@@ -147,8 +147,8 @@ std::optional<int> answer(const Record& record, const faults::Verdict& verdict) 
     return std::nullopt;
 }
 
-// The names that were split from a list: texts and their array; and the attachments of a target,
-// which stay where no file could be opened.
+// Blocks that stay: the names that were split from a list, with their array; and the attachments of
+// a target, if no file could be opened.
 std::vector<std::string> looksAtBlocks(const Record& record) {
     const bool service_left = plannedIn(record, "KELD_isObjectOfTypeExt", "ExpandTargets"),
                writer_left = plannedIn(record, "NextFileName", "KELD_WriteJobTarget") ||
@@ -230,14 +230,14 @@ bool askedAgain(const Record& record, std::size_t call, const std::string& funct
                 const std::string& inner) {
     // The first question for a target's class is dropped: the second one follows it.
     const bool first_question = function == "LinkTarget" && inner == "KELD_isObjectOfClass";
-    // The last status of giving the locks up takes the place of the one before.
+    // Of the unlocking calls the last one's status counts.
     const bool unlock = function == "FinishItem" && inner == "OBJ_refresh";
     return (first_question || unlock) &&
            goesOn(record, call, function, first_question ? inner : "");
 }
 
-// Item and revision stay locked if the function ends in the middle; where the form can't be filled
-// they are deleted, unless that fails.
+// Item and revision stay locked if the function ends midway. If the form can't be filled they are
+// deleted, unless that fails.
 std::vector<std::string> looksAtLocks(World&, const Record& record) {
     bool ended = false, filling = false, deleting = false;
     for (std::size_t i = 0; i < record.calls.size(); ++i) {

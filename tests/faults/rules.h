@@ -49,19 +49,19 @@ struct LeftBehind {
 };
 const std::vector<LeftBehind>& leftBehind();
 
-// Prepare a list of rules, which must outlive every use, for processes that are forked later: these
-// are places where functions will be met.
+// Read a list of rules before processes are forked. The list must outlive every use; the codes are
+// places at which its functions are called.
 void readRules(const Rules& rules, const std::vector<std::uintptr_t>& codes);
 
-// What a run has to end with.
+// How a run must end.
 struct Verdict {
     int travelled = 0;  // the status that reached the entry point; 0: none
     int deeper = 0;     // steps of the log
     std::vector<std::string>
         problems;  // calls without a rule; blocks and locks that stayed or went
 };
-// A place where a scenario departs from the rules' list: whether this function drops the failure of
-// this call inside it.
+// An exception from the rules for a scenario: whether this function drops the failure of this call
+// inside it.
 using Drops = std::function<bool(const Record& record, std::size_t call,
                                  const std::string& function, const std::string& inner)>;
 Verdict judge(const Record& record, const Rules& rules, int planned_status,

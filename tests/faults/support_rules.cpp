@@ -2,8 +2,8 @@
 
 namespace faults {
 
-// A failed call of libkeld_qsktool counts as a failed platform call: whatever fails in it is its
-// status. What the trace asks for, the text of an error, is for the log only.
+// A failed call of libkeld_qsktool counts as a failed platform call: it gives the status of the
+// call that failed inside. Texts that the trace asks for are for the log only.
 const Rules& supportRules() {
     static const Rules rules = {
         {"KELD_ReportLastQskError", "", "ERR_ask_stack ERR_ask_error_text"},

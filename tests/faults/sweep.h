@@ -52,8 +52,8 @@ struct Sums {
     std::vector<std::string> problems;  // at most the first 30
 };
 
-// Run the injections of a share, of which this many were counted before. A problem begins with the
-// injection that shows it.
+// Run the injections of a share, after `before` injections of other scenarios. A problem begins
+// with the injection that shows it.
 Sums sweep(const Scenario& scenario, const Rules& rules, const Share& share = {}, int before = 0);
 
 // The sweep of one service: all of its scenarios, with a failure of the test for each problem. It

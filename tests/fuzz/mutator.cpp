@@ -46,7 +46,7 @@ const std::string& Mutator::some() {
     return pool_[random_.below(random_.oneIn(2) ? given_ : pool_.size())];
 }
 
-// A length from a place: mostly short.
+// A random length from a place on, mostly short.
 std::size_t Mutator::length(const std::string& input, std::size_t from) {
     const std::size_t left = input.size() - from;
     if (left == 0)

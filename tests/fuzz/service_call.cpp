@@ -46,7 +46,7 @@ const keld::Service& service() {
     return *known;
 }
 
-// Call it, and hold what it gives against the table.
+// Call it, and compare its results with the table.
 void call(const keld::Service& service) {
     static char no_text[] = "untouched";
     fuzz::Result result{untouched, static_cast<tag_t>(untouched), no_text};

@@ -18,7 +18,7 @@ struct Defect {
     std::string document, refusal;
 };
 
-// All before the defect is read and made, so that a batch that isn't undone would show.
+// A document whose members before the defect are valid, so that a missing rollback would show.
 std::string behindGood(const std::string& members) {
     return R"({"world": 1, "preferences": [{"name": "p", "values": ["v"]}],
                "groups": [{"name": "g"}], "users": [{"id": "u", "group": "g"}],

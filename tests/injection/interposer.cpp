@@ -2,7 +2,7 @@
 // kind fails, is cut short, pretends to succeed, or stops the process.
 //
 //   KELD_CALLS_ROOT   only calls on what lies below this directory are counted
-// KELD_CALLS_AT     CALL:N:WHAT; the n-th call (from 1), with a + after N all later ones too.
+//   KELD_CALLS_AT     CALL:N:WHAT; the n-th call (from 1), with a + after N all later ones too.
 //   WHAT
 //                     is ENOSPC, EIO, EINTR, SHORT (half of it is written), LOSE (nothing is, and
 //                     it says otherwise) or STOP

@@ -36,7 +36,7 @@ extern "C" KELD_EXPORT int DBO_get_user_id(char** id) {
     return 0;
 }
 
-// Asked between the making of the job directory and the options.
+// The library calls this after making the job directory and before the options.
 extern "C" KELD_EXPORT int ORG_ask_current_groupmember(tag_t* member) {
     static const auto own =
         reinterpret_cast<int (*)(tag_t*)>(dlsym(RTLD_NEXT, "ORG_ask_current_groupmember"));

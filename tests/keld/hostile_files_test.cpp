@@ -13,7 +13,7 @@ using testing::Not;
 
 namespace {
 
-// For this process and those that it starts.
+// A limit for this process and those that it starts.
 class Limit {
 public:
     Limit(int what, rlim_t value) : what_(what) {

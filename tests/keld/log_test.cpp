@@ -153,7 +153,7 @@ TEST_P(UnusableLog, IsToldAndStopsNothing) {
     EXPECT_THAT(result.err, HasSubstr("the log " + GetParam() + " can't be written: "));
     EXPECT_EQ(result.err.find("keld: the log"), result.err.rfind("keld: the log"));
     done({"checkout", "000102/A"});
-    // The reason is known all the same.
+    // Explanations work without the log.
     EXPECT_THAT(keld({"status", "set", "000102/A", "Released"}).err, HasSubstr("is checkout"));
     const Result doctor = keld({"doctor"});
     EXPECT_EQ(doctor.exit_code, 1);
@@ -161,7 +161,7 @@ TEST_P(UnusableLog, IsToldAndStopsNothing) {
 }
 
 #if defined(_WIN32)
-// A directory is told by the library alone there.
+// On Windows only the library refuses a directory.
 INSTANTIATE_TEST_SUITE_P(Log, UnusableLog, testing::Values("/nonexistent/directory/keld.log"));
 #else
 INSTANTIATE_TEST_SUITE_P(Log, UnusableLog,

@@ -328,7 +328,7 @@ TEST_F(Referencers, AreNoLongerThereWhenTheReferenceWasTakenOut) {
     EXPECT_THAT(ask(one).instances, ElementsAre(item));
 }
 
-// Long lists are kept from one question to the next.
+// Lists so long that the workbench keeps them for the next question.
 class ManyReferencers : public Referencers {
 protected:
     static constexpr std::size_t kMany = 200;

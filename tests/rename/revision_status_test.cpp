@@ -1,5 +1,5 @@
-// Whether the revisions of an item may change, and the way out for an item with an old revision in
-// a forbidden status.
+// Whether the revisions of an item may change, and the exception for an item with an old revision
+// in a forbidden status.
 
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"

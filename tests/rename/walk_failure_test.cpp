@@ -35,7 +35,7 @@ struct Product {
     tag_t item, first, last, item_plan, plan, bvr;
 };
 
-// The operations of a pass that succeeds. Attribute handles are known from the pass before.
+// The operations of a successful pass; the second one, since attribute handles are known by then.
 std::vector<std::string> operationsOf(int action) {
     for (int round = 0;; ++round) {
         World world;
