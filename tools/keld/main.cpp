@@ -296,6 +296,7 @@ Action plannedAction(const std::vector<std::string>& command) {
     } catch (const CLI::ParseError& error) {
         throw CommandError(std::string("its command can't be understood: ") + error.what());
     }
+    // A plan may only run verbs that write plans: nobody has rehearsed any other.
     if (!chosenVerb(app).get_option_no_throw("--plan"))
         throw CommandError("there are no plans of the verb " + command.front());
     return verbs.chosen;
@@ -403,6 +404,7 @@ int guarded(const std::vector<std::string>& words) {
     } catch (const std::exception& failure) {
         exit_code = fail(globals, failure.what(), {}, kExitFailed, 0);
     }
+    // Lost output is a failure, even if the verb did its work.
     if (!writtenOut()) {
         tell("can't write to the standard output");
         return kExitFailed;

@@ -204,6 +204,7 @@ CLI::App* Verbs::addGroup(const std::string& name, const std::string& descriptio
 }
 
 OutputAside::OutputAside(const std::string& path) {
+    // What is buffered by now belongs to the old destination.
     std::cout.flush();
     std::fflush(stdout);
     if (path.empty() && errorIsTerminal())

@@ -173,6 +173,7 @@ void CsvReader::begin() {
 
 void CsvReader::cellEnded(void* cell, std::size_t size, void* self) noexcept {
     auto* reader = static_cast<CsvReader*>(self);
+    // No exception may pass through the parser, which is a C library.
     try {
         reader->addCell({static_cast<const char*>(cell), size});
     } catch (...) {

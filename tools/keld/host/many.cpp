@@ -50,6 +50,7 @@ void nameInCommand(std::vector<std::string>& command, std::size_t given,
     const auto begin = end - static_cast<std::ptrdiff_t>(given);
     std::vector<std::string> whole(command.begin(), begin);
     std::erase_if(whole, [](const std::string& word) { return word.starts_with("--from="); });
+    // A name that begins with a dash would be read as an option.
     if ((whole.empty() || whole.back() != "--") &&
         std::any_of(names.begin(), names.end(),
                     [](const std::string& name) { return name.starts_with("-"); }))
@@ -156,6 +157,7 @@ std::string reasonOf(const Context& context, const Deed& done) {
 // Carry it out for one object. An error is the refusal of this object only: the next one may pass.
 void performOne(const Context& context, const Task& task, ManyRow& row) {
     constexpr int kBadValue = 710016;
+    // Errors of the object before must not count for this one.
     ERR_clear_errors();
     try {
         row.done = task.perform(row.name, row.object);
@@ -254,6 +256,7 @@ private:
     void runTogether(Progress& progress) {
         const bool all_known = std::none_of(
             rows_.begin(), rows_.end(), [](const ManyRow& row) { return row.outcome == kUnknown; });
+        // All or nothing: an unknown name stops the run before anything is done.
         if (!all_known) {
             for (ManyRow& row : rows_)
                 if (row.open)

@@ -143,6 +143,7 @@ PlanRunner planRunner(const Context& context) {
 // ---- a plan in the course of a run ----
 
 void VerbRun::preparePlan() {
+    // A plan is carried out completely or not at all, which a run as the server can't promise.
     if (plan() && plan()->carries_out)
         wish_.as_server = false;
     if (wish_.plan.empty())
@@ -151,6 +152,7 @@ void VerbRun::preparePlan() {
         throw CommandError("--plan goes with --dry-run: a plan tells what a rehearsal has found",
                            {}, kExitUsage);
     std::error_code ignored;
+    // A link whose target is missing counts as existing, too.
     if (std::filesystem::exists(std::filesystem::symlink_status(pathOf(wish_.plan), ignored)))
         throw CommandError(wish_.plan + " exists already; a plan is written to a new file");
     context_.plan = std::make_shared<PlanWork>();

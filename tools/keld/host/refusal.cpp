@@ -48,6 +48,7 @@ std::vector<tag_t> parentsOf(const Context& context, tag_t object) {
     for (const char* attribute : {"items_tag", "parent_revision", "parent_item", "bom_view"})
         if (const tag_t owner = referenceOf(context, object, attribute); owner != NULLTAG)
             parents.push_back(owner);
+    // Questions that failed here are no errors of the service.
     ERR_clear_errors();
     return parents;
 }
@@ -153,6 +154,7 @@ std::string tellSetting(const Context& context, Refusal& refusal, const std::str
     for (const std::string& key : keys)
         if (const IniEntry* entry = settings ? settings->find(section, key) : nullptr) {
             refusal.file = preference ? "the preference" : "keld_base.ini";
+            // The parsed text has a header before the values of the preference.
             refusal.line = preference ? entry->line - 1 : entry->line;
             return entry->value;
         }

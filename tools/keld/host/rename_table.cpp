@@ -90,6 +90,7 @@ private:
         for (std::size_t i = 0; i < renames_.size(); ++i) {
             Rename& rename = renames_[i];
             const CsvPlace old_place{rename.line, old_column_}, new_place{rename.line, new_column_};
+            // Similar names take long to find, so ask for them only if the problem is kept.
             RenameStore::Found found = store_.find(rename.from, problems_.keeps(old_place));
             if (found.item == NULLTAG) {
                 problems_.add(old_place, found.why);

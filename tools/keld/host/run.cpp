@@ -82,6 +82,7 @@ VerbRun::VerbRun(Context& context, const RunWish& wish, const std::string& servi
     context_.workbench().beginRun({wish_.way(), service, arguments, configuration, KELD_VERSION,
                                    plan() && !plan()->carries_out});
     caught = 0;
+    // The destructor doesn't run if the constructor throws, so end the run here.
     try {
         beginPlan();
     } catch (...) {
@@ -150,10 +151,12 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
     told.notes = outside;
     bool keep = result_ == RunResult::Done ||
                 (result_ == RunResult::DoneWithFailures && wish_.accept_failures);
+    // A plan promises its outcome: a run that did anything else is taken back.
     if (plan() && caught == 0 && !endPlan(told)) {
         keep = false;
         result_ = told.result = RunResult::Refused;
     }
+    // As the server every change is committed already, so nothing can be taken back.
     kept_ = wish_.as_server || (keep && !wish_.dry_run);
     if (seen && caught == 0)
         seen();
@@ -172,6 +175,7 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
         reads_changes_ || plan() || each || (wish_.as_server && result_ != RunResult::Done);
     mervane::RunHead head = context_.workbench().endRun(told, keep, wanted ? read : nullptr);
     Record record = reader.take(std::move(head));
+    // Nobody could carry out a plan of a run that isn't kept, so it isn't written.
     if (keep)
         writePlanOf(record.head);
     if (kept_ || wish_.dry_run)

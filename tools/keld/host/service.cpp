@@ -74,6 +74,7 @@ std::vector<std::string> splitNames(std::string_view list) {
     std::string name;
     while (!list.empty()) {
         std::string_view rest = list;
+        // A quote begins a quoted part only where a part of a name begins.
         if ((name.empty() || name.back() == '/' || name.back() == ':') &&
             mervane::takeQuoted(rest)) {
             name.append(list.substr(0, list.size() - rest.size()));
@@ -295,6 +296,7 @@ Outcome runService(Context& context, const Service& service,
                                              : static_cast<void*>(&text);
     context.workbench().sendArguments(arguments);
     {
+        // Standard output is for keld's own output only: services print there, too.
         std::optional<OutputAside> aside;
         if (printed == Printed::Nowhere)
             aside.emplace(kNullDevice);

@@ -88,6 +88,7 @@ void writeBytes(std::string_view bytes) {
 }
 
 void tell(std::string_view text) {
+    // Keep the order of both streams on a terminal.
     std::cout.flush();
     std::cerr << "keld: " + made(text, false, Marks::Dropped) + "\n";
 }

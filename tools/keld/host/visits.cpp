@@ -178,6 +178,7 @@ CallWatch::Failed CallWatch::failedWith(int status) const {
 }
 
 VisitList CallWatch::visits() {
+    // Stop listening first: the questions below are no calls of the run.
     end();
     VisitList list;
     const Context& context = context_;

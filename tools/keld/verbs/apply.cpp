@@ -68,6 +68,7 @@ int apply(Context& context, const WantedApply& wanted, const Verbs& verbs) {
     }
     context.plan = work;
     const int exit_code = verb(context);
+    // Without a run nothing was compared with the plan.
     if (!work->ran)
         throw CommandError("the plan " + wanted.file + " can't be used: its command makes no run");
     return exit_code;

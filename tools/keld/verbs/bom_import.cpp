@@ -260,6 +260,7 @@ int importBom(Context& context, const WantedImport& wanted) {
     std::optional<Progress> progress(std::in_place, "importing " + input.name(), "object");
     BomPlan plan =
         readBom(input.stream(), input.separator(), wanted.csv.ignore_columns, store, problems);
+    // Report all problems before anything is changed.
     if (problems.any()) {
         progress.reset();
         return refuseRows(context, input, problems);

@@ -145,6 +145,7 @@ void runPrepared(Prepared& each, const std::string& program) {
     if (each.config.empty())
         return;
     fs::create_directories(at);
+    // A copy of its own, so that cases can't affect each other.
     fs::copy_file(pathOf(each.world), at / "keld.db");
     std::error_code ignored;
     const std::string volume = each.world + ".volume";
@@ -245,6 +246,7 @@ void acceptOutput(const Prepared& each) {
     std::string text = each.what->head;
     for (const std::string& line : each.result.got)
         text += line + "\n";
+    // A failed write must not damage the case, so replace its file at the end.
     const std::string beside = makeFileBeside(each.what->path);
     std::ofstream out(pathOf(beside), std::ios::binary);
     out << text;

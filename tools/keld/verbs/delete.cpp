@@ -155,6 +155,7 @@ void remove(const Context& context, const Row& row) {
     require(context, OBJ_ask_if_modifiable(row.tag, &modifiable), "OBJ_ask_if_modifiable");
     if (!modifiable)
         throw CommandError("the object can't be changed by this user at the moment");
+    // Only relations and folders may be given up; any other reference stays and refuses.
     const Referrers referrers = referrersOf(context, row.tag);
     if (!referrers.others.empty())
         throw CommandError(context.title(referrers.others.front()) + " refers to it");
@@ -263,6 +264,7 @@ int check(Context& context, const WantedCheck& wanted) {
     DeleteRun found = seen.run();
     std::vector<std::string> outside;
     for (SavedFile& file : found.files) {
+        // A rehearsal shows the path that the real backup would have.
         if (!backups.to.empty() && file.path.starts_with(backups.to))
             file.path.replace(0, backups.to.size(), backups.from);
         outside.push_back("saved " + file.path);

@@ -231,6 +231,7 @@ std::vector<std::string> keepersOf(const Context& context, tag_t object, bool cu
 }
 
 void deleteOne(const Context& context, tag_t object, bool cut, Deed& done) {
+    // The names must be read now: afterwards the object is gone.
     const std::string title = context.title(object), label = context.label(object);
     const std::string type = context.workbench().describe(object).type;
     if (cut) {

@@ -156,6 +156,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
         scratch.emplace();
     const fs::path base =
         scratch ? scratch->path() : fs::absolute(pathOf(wanted.into)).lexically_normal();
+    // A rehearsal must not start a batch program.
     const std::string program = wanted.dry_run ? "none" : wanted.program;
     if (!program.empty() && base.string().find(' ') != std::string::npos)
         context.note("the path " + base.string() +

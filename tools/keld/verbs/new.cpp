@@ -272,6 +272,7 @@ void revise(const Context& context, const WantedRevise& wanted, tag_t from, Deed
     tag_t from_form = NULLTAG, form = NULLTAG;
     need(context, KELD_GetMasterForm(from, &from_form), "KELD_GetMasterForm", from);
     need(context, KELD_GetMasterForm(made, &form), "KELD_GetMasterForm", made);
+    // The new form keeps its own name.
     if (from_form != NULLTAG && form != NULLTAG)
         copyValues(context, from_form, form, false);
     const int lines = context.workbench().copyStructure(from, made);

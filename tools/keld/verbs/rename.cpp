@@ -150,6 +150,7 @@ int rename(Context& context, WantedRename wanted) {
         showRenamed(told ? renamedTexts(record, ids) : std::vector<RenamedText>(), text);
     Json registered = Json::array(), unregistered = Json::array(), workflows = Json::array();
     for (const OtherChange& other : record.others) {
+        // Changes outside the store stay even if the run was taken back, so show them.
         if (!told && other.outside.empty())
             continue;
         if (other.subject == "id" && other.change == "registered") {

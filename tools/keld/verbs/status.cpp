@@ -153,6 +153,7 @@ int set(Context& context, const WantedStatus& wanted) {
     VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(context, arguments),
                 statusConfigPath());
     const bool with_visits = wanted.run.dry_run || wanted.run.visits;
+    // Visits are read from the log, which has them only at this level.
     if (with_visits)
         KELD_SetLogLevel(kVisitsLevel);
     StatusRun status = runStatus(context, arguments, with_visits || levels > 0);
