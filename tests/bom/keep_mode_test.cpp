@@ -31,7 +31,7 @@ TEST_F(KeepingNumbers, TheWorkedRun) {
     EXPECT_THAT(p.callsOf(kWrite), ElementsAre(kWrite + "102, bl_sequence_no, 30)",
                                                kWrite + "103, bl_sequence_no, 10)",
                                                kWrite + "104, bl_sequence_no, 40)"));
-    // After each line that had a number in the first pass, so not after Z.
+    // The list is printed after each line that had a number in the first pass, so not after Z.
     const std::string after_x =
         "00 X### 10-10-\n01 Y### 10-30-30\n02 X### 20-10-10\n03 Z### --\n04 Y### 30-30-\n";
     EXPECT_EQ(after_x + after_x + after_x + after_x, run.printed);

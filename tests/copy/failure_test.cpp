@@ -184,7 +184,8 @@ TEST(CopyFailing, AQuestionLeavesTheDestinationToTheLock) {
         EXPECT_EQ("old", copy.world.storedText(copy.destination, "s")) << nth;
         EXPECT_FALSE(copy.world.locked(copy.destination));
     }
-    // The type is known: site and right are not, and the values are copied.
+    // The type is known here. Site and right aren't, but the lock decides, and the values are
+    // copied.
     for (int nth : {4, 5}) {
         Copy copy;
         copy.pair("sheet");

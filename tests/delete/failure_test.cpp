@@ -61,8 +61,7 @@ TEST_F(DeleteFailures, EachCallOfARunThatFailsHoldsTheGoAheadBack) {
         EXPECT_LE(world.blocks(), blocks + 1);  // the arguments
         EXPECT_EQ(0, world.log().back().depth);
         EXPECT_THAT(world.lines("E"), Not(IsEmpty()));
-        // Each file that is there has its line, but for a time that can't be formatted, where the
-        // line is there too.
+        // Each file that is there has its line, even if its time couldn't be formatted.
         const std::string log = deleteLog();
         int files = 0;
         for (const auto& [name, content] : saved())

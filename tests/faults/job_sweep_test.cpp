@@ -137,10 +137,10 @@ std::optional<int> answer(const Record& record, const faults::Verdict& verdict) 
         return 2010;
     if (verdict.travelled != 0)
         return std::nullopt;
-    // Each argument is read as the one before it, and the flag for all types is none.
+    // Each read gets the argument before its own, so the flag for all types is none.
     if (plannedIn(record, "ReadTypesAndDestination", "ReadRequest"))
         return 919998;
-    // No group is known, and the question for its name fails of itself.
+    // No group is known, so the question for its name fails without a fault.
     for (const Call& call : record.calls)
         if (std::strcmp(call.operation, "ORG_ask_group_name") == 0 && call.status != 0)
             return call.status;

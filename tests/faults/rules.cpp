@@ -144,15 +144,15 @@ private:
         return "";
     }
 
-    // The first failure counts. A status that a function gave itself is an answer: what fails in
-    // the same function before it ends is its first failure.
+    // The first failure counts. But a status that a function gave itself is only an answer: a
+    // failure in the same function before its end replaces it.
     static bool replaces(const Failure& first, const Failure& later) {
         return first.own && !later.own &&
                std::find(later.left.begin(), later.left.end(), first.giver) != later.left.end();
     }
 
-    // A failure may keep an object from being saved, and where it was dropped, the object is
-    // referred to all the same: the save of the one that refers to it fails then.
+    // A dropped failure may keep an object from being saved though another one refers to it; the
+    // save of the other one fails then.
     static bool isConsequence(const Call& call) {
         return std::strcmp(call.operation, "DBO_save_instances") == 0 &&
                call.status == mervane::kUnknownObject;
@@ -303,7 +303,7 @@ private:
         }
     }
 
-    // No failure that was dropped comes into it.
+    // Whether no other failure came before it.
     bool only(const Failure& failure) const {
         return std::all_of(failures_.begin(), failures_.end(), [&](const Failure& each) {
             return &each == &failure || each.moment > failure.moment;

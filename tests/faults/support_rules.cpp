@@ -22,8 +22,8 @@ const Rules& supportRules() {
          "DBO_attr_id_of_attr DBO_length_of_attr DBO_ask_attr_tags DBO_load_instances_possible "
          "DBO_ask_attr_string",
          ""},
-        // Gives no status: a question that fails is answered with no, and it is the caller's rule
-        // what that means.
+        // It gives no status: a question that fails is answered with no, and the caller's rule says
+        // what follows.
         {"KELD_TestModifiableAndNotCheckout", "OBJ_ask_if_modifiable CKO_is_checked_out", ""},
         {"KELD_isItemReplica", "OBJ_get_value_tag", ""},
         {"KELD_GetPreferenceArray", "OPT_ask_char_values", ""},

@@ -26,7 +26,7 @@ protected:
         std::string path = directory_.string();
         while (path.size() < wanted) {
             const std::size_t rest = wanted - path.size();
-            // No part but the last may leave a rest of one character, the separator alone.
+            // A rest of one character would be a separator without a name.
             std::size_t piece = std::min<std::size_t>(rest - 1, 60);
             if (rest - 1 - piece == 1)
                 --piece;

@@ -460,7 +460,8 @@ TEST_F(BadArguments, UnknownTagsFailAndLeaveTheOutParameters) {
 TEST_F(BadArguments, NumbersOutsideEveryRangeAreHarmless) {
     for (tag_t tag : everyKind())
         for (const Operation& each : operations())
-            // A count beyond the caller's list can't be told from a good one: it stays below 0.
+            // A function can't detect a count beyond the caller's list, so only negative ones are
+            // tried.
             for (int number : {-1, -2147483647 - 1})
                 check(each, {.tag = tag, .number = number, .text = "object_name"});
 }

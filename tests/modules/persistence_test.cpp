@@ -384,7 +384,7 @@ TEST_F(ManyReferencers, FollowWhatGoesBack) {
     }),
                  std::runtime_error);
     EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(items_));
-    // A part of a transaction alone.
+    // Only a part of the transaction is taken back.
     wb.asOne([&] {
         EXPECT_THROW(wb.asOne([&] {
             wb.set(items_[5], "release_status_list", {});

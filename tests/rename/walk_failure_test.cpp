@@ -148,7 +148,7 @@ TEST(WalkFailing, WhatWasSavedBeforeAFailureStays) {
     EXPECT_EQ("item plan ABC", world.storedText(product.item_plan, "object_name"));
     EXPECT_EQ("ABC", world.storedText(product.first, "object_name"));
     EXPECT_EQ(0, world.count("FLOWProcess"));
-    // The same call again takes the new id for the old one and finds it nowhere else.
+    // A second call takes the new id for the old one, and finds it in no other name.
     EXPECT_EQ(0, CKELD_ReName::RenameItem(product.item, "XYZ", "Disc", "round"));
     EXPECT_EQ("item plan ABC", world.storedText(product.item_plan, "object_name"));
     EXPECT_EQ("plan ABC", world.storedText(product.plan, "object_name"));

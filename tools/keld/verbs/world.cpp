@@ -141,6 +141,7 @@ int exportTo(Context& context, const std::string& path, bool force) {
             const Progress progress("exporting");
             damaged = context.workbench().exportWorld(out);
         }
+        // The export lacks the contents of damaged files, so the user must know.
         noteDamaged(context, damaged);
         if (context.json())
             context.document = Json::parse(out.str());
