@@ -1,6 +1,6 @@
-# The build that scripts/mutate works on. Every test program links one shared library of all that ships
-# (a second one over the fixed operating system's seam), so that a change to one source costs one
-# compiling and one linking, and no test program is linked again.
+# The build for scripts/mutate. Every test program links one shared library of everything that
+# ships, or a second one over the fixed operating system's seam. So a change to a source costs
+# compiling it and linking one library, but no test program.
 set(CMAKE_CXX_VISIBILITY_PRESET default)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN OFF)
 set(CMAKE_LINK_DEPENDS_NO_SHARED ON)
@@ -40,7 +40,7 @@ macro(keld_mutants_test name)
                              ${keld_generated})
   target_link_libraries(${name} PRIVATE keld_warnings GTest::gmock GTest::gtest_main Threads::Threads
                         ${world} ${arg_LINK})
-  # What a test doesn't have of the platform stays undefined until it is called.
+  # Platform functions that a test doesn't have may stay undefined: they fail only when called.
   target_link_options(${name} PRIVATE -Wl,--allow-shlib-undefined)
   target_compile_definitions(${name} PRIVATE ${arg_DEFINITIONS}
     KELD_TRACE_FILE="tests/${name}")

@@ -20,7 +20,7 @@ std::string content(const fs::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// The names behind "scripts/" in a text.
+// The names after "scripts/" in a text.
 std::set<std::string> named(const std::string& text) {
     std::set<std::string> names;
     const std::regex expression("scripts/([a-z-]+(?:\\.sh)?)");

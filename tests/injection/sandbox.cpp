@@ -40,7 +40,7 @@ constexpr char kLoaded[] = R"({
 })";
 
 fs::path roomFor() {
-    // Copies and syncs cost nothing there.
+    // In memory, copies and syncs cost nothing.
     std::string pattern =
         ((::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path()) /
          "keld-calls-XXXXXX")
