@@ -1,9 +1,9 @@
 #include "tests/docs/service_differences.h"
 
+#include <cctype>
 #include <fstream>
 #include <iterator>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -151,8 +151,6 @@ private:
 
     // The declarations between two lines of the header, each with the comment above it.
     void compareHeader() {
-        static const std::regex declaration(
-            R"(KELD_SE_API int (\w+)\((int|tag_t|char\*)\* result\);)");
         std::istringstream header(content(project_ / kHeader));
         std::map<std::string, std::pair<std::string, std::string>> found;  // slot, comment
         std::set<std::string> names;
@@ -165,19 +163,19 @@ private:
                 comment.clear();
             else if (line.starts_with("// "))
                 comment += line.substr(2);
-            else if (std::smatch match; std::regex_match(line, match, declaration)) {
-                found[match[1]] = {match[2], comment};
-                names.insert(match[1]);
+            else if (const auto [name, slot] = declared(line); !name.empty()) {
+                found[name] = {slot, comment};
+                names.insert(name);
             } else
                 differences_.push_back(std::string(kHeader) +
                                        ": not the declaration of a service: " + line);
         }
         compareNames(kHeader, names);
         for (const Service& service : services_) {
-            const auto declared = found.find(service.function);
-            if (declared == found.end())
+            const auto declaration = found.find(service.function);
+            if (declaration == found.end())
                 continue;
-            const auto& [slot, told] = declared->second;
+            const auto& [slot, told] = declaration->second;
             static const std::map<Slot, std::string> slots = {
                 {Slot::Int, "int"}, {Slot::Tag, "tag_t"}, {Slot::Text, "char*"}};
             if (slot != slots.at(service.slot))
@@ -189,15 +187,27 @@ private:
         }
     }
 
+    // The name and what its place is for: "KELD_SE_API int NAME(SLOT* result);". Else empty.
+    static std::pair<std::string, std::string> declared(const std::string& line) {
+        const std::string begin = "KELD_SE_API int ", end = "* result);";
+        const std::size_t open = line.find('(');
+        if (!line.starts_with(begin) || !line.ends_with(end) || open == std::string::npos)
+            return {};
+        return {line.substr(begin.size(), open - begin.size()),
+                line.substr(open + 1, line.size() - end.size() - open - 1)};
+    }
+
     // What a comment says after "Arguments:", up to the first period outside of parentheses.
     static std::string argumentsIn(const std::string& comment) {
-        static const std::regex begin("Arguments?: ");
-        std::smatch match;
-        if (!std::regex_search(comment, match, begin))
+        std::size_t at = std::string::npos;
+        for (const std::string begin : {"Arguments: ", "Argument: "})
+            if (at == std::string::npos && has(comment, begin))
+                at = comment.find(begin) + begin.size();
+        if (at == std::string::npos)
             return "";
         std::string text;
         int depth = 0;
-        for (const char c : match.suffix().str()) {
+        for (const char c : comment.substr(at)) {
             depth += c == '(' ? 1 : c == ')' ? -1 : 0;
             if (c == '.' && depth == 0)
                 break;
@@ -219,12 +229,19 @@ private:
         std::istringstream page(content(project_ / kPage));
         std::map<std::string, std::vector<std::string>> rows;
         std::set<std::string> names;
-        static const std::regex row(R"(\| `(KELD_\w+)` \| (.*) \| (.*) \| (.*) \|)");
-        for (std::string line; std::getline(page, line);)
-            if (std::smatch match; std::regex_match(line, match, row)) {
-                rows[match[1]] = {match[2], match[3], match[4]};
-                names.insert(match[1]);
+        for (std::string line; std::getline(page, line);) {
+            if (!line.starts_with("| `KELD_"))
+                continue;
+            std::vector<std::string> cells = cellsOf(line);
+            const std::string name = cells.front().substr(1, cells.front().size() - 2);
+            cells.erase(cells.begin());
+            if (cells.size() != 3) {
+                differs(kPage, name, "has a row with another number of cells than the table");
+                continue;
             }
+            rows[name] = cells;
+            names.insert(name);
+        }
         compareNames(kPage, names, &Service::name);
         for (const Service& service : services_) {
             const auto found = rows.find(service.name);
@@ -248,8 +265,7 @@ private:
     }
 
     void compareFuzzers() {
-        compareNames(kFuzzers, namesIn(content(project_ / kFuzzers),
-                                       std::regex(R"(\nkeld_fuzz_service\((\w+) \d+\))")));
+        compareNames(kFuzzers, namesAfter(content(project_ / kFuzzers), "\nkeld_fuzz_service("));
     }
 
     void compareSweep() {
@@ -257,9 +273,10 @@ private:
         for (const auto& entry : fs::directory_iterator(project_ / "tests/faults"))
             if (entry.path().filename().string().ends_with("_sweep_test.cpp"))
                 sweeps += content(entry.path());
-        compareNames(
-            kSweep,
-            namesIn(sweeps, std::regex(R"re((?:callService|sendTo)\(\s*world, "(\w+)")re")));
+        std::erase_if(sweeps, [](char c) { return c == ' ' || c == '\n'; });
+        std::set<std::string> names = namesAfter(sweeps, "callService(world,\"");
+        names.merge(namesAfter(sweeps, "sendTo(world,\""));
+        compareNames(kSweep, names, &Service::name);
     }
 
     // The test itself holds the other exported names against its cases.
@@ -270,10 +287,25 @@ private:
                 differs(kMemory, service.name, "isn't there");
     }
 
-    static std::set<std::string> namesIn(const std::string& text, const std::regex& expression) {
+    // "| one | two |" without its bars.
+    static std::vector<std::string> cellsOf(const std::string& row) {
+        std::vector<std::string> cells;
+        std::size_t start = 2;
+        for (std::size_t at; (at = row.find(" |", start)) != std::string::npos; start = at + 3)
+            cells.push_back(row.substr(start, at - start));
+        return cells;
+    }
+
+    static std::set<std::string> namesAfter(const std::string& text, const std::string& marker) {
         std::set<std::string> names;
-        for (std::sregex_iterator it(text.begin(), text.end(), expression), end; it != end; ++it)
-            names.insert((*it)[1]);
+        for (std::size_t at = 0; (at = text.find(marker, at)) != std::string::npos;) {
+            at += marker.size();
+            std::size_t end = at;
+            while (end < text.size() &&
+                   (std::isalnum(static_cast<unsigned char>(text[end])) || text[end] == '_'))
+                ++end;
+            names.insert(text.substr(at, end - at));
+        }
         return names;
     }
 
