@@ -79,37 +79,38 @@ KELD_SE_API int KELD_ReNameItemExtended(int* result);
 KELD_SE_API int KELD_CopyAttr(int* result);
 
 // Whether folders and datasets may be deleted, with a backup of the datasets' files if one is
-// configured; the client then deletes. Argument: list of objects. Reads are checked.
+// configured; the client then deletes. Argument: objects (a list). Reads are checked.
 // Returns: 0 to go ahead, 919500 for a folder that isn't empty, 919502 for a dataset of a revision
 // in a structure, 1100 if a backup directory can't be made, or the status of a failed platform
 // call. `result` becomes 0, written first.
 KELD_SE_API int KELD_DeleteDeluxe(int* result);
 
 // Number the child lines of BOM lines anew and pack them. Arguments: top line, list of lines, depth
-// limit, sorting mode (above 0: sort). Reads are checked.
+// limit, mode (above 0: sorting). Reads are checked.
 // Returns: 0 with the protocol's dataset (NULLTAG if it couldn't be made) in `result`; the status
 // of a failed read leaves `result` alone.
 KELD_SE_API int KELD_PSE_PackAndResequenceBom(tag_t* result);
 
-// Make a job item. Arguments: type, queue name, job type, status (not used), options, all-types
-// flag ("true" in any case of letters), relation (texts), list of targets. Reads are checked.
+// Make a job item. Arguments: object types, queue, job type, status (not used), options, all-types
+// flag ("true" in any case of letters), relation (texts), list of objects. Reads are checked.
 // Returns: the status of KELD_createJobItem or of a failed read; `result` becomes 0, written first.
 KELD_SE_API int KELD_SrvCallCRIFromPortal(int* result);
 
 // Write job files for a batch program and start it. Arguments: object types, base directory on
 // Windows, base directory elsewhere, job type, state, options, all-types flag, relation types,
-// program (texts), list of targets. Reads are checked.
+// program (texts), list of objects. Reads are checked.
 // Returns: the status; `result` is 0 in any case.
 KELD_SE_API int KELD_SrvCallCRJFromPortal(int* result);
 
-// Diagnostics. Arguments: type code, level (integers), text; reads aren't checked. Type 0 logs the
-// text, 1 gives the log's path, 2 sets and 3 gives the log level, 10 gives an environment variable.
+// Diagnostics. Arguments: type, level (integers), text. Reads aren't checked. Type 0 logs the text,
+// 1 gives the log's path, 2 sets and 3 gives the log level, 10 gives an environment variable.
 // Returns: 0 always, with a text in `result`, which is null without memory.
 // Frees: whoever takes the text over (the platform), with HEAP_free.
 KELD_SE_API int KELD_SrvCall(char** result);
 
-// Value of an environment variable of the server process; empty if it isn't set. Argument: its
-// name. Returns: 0, or the status of the failed read: `result` then keeps what it held. Frees: as
+// Value of an environment variable of the server process; empty if it isn't set. Argument: name of
+// an environment variable (text). Reads are checked.
+// Returns: 0, or the status of the failed read: `result` then keeps what it held. Frees: as
 // KELD_SrvCall.
 KELD_SE_API int KELD_SrvCallGetEnv(char** result);
 

@@ -1,112 +1,131 @@
-// The table of services against the document of them, the exported names, and the tests that are
-// to call every one of them.
+// The description of the services against each place that tells of them too. The controls change a
+// copy of the description; each place has to notice it.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <regex>
-#include <set>
-#include <sstream>
+#include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "tests/docs/service_differences.h"
 #include "tests/support/places.h"
 #include "tools/keld/services.h"
 
 namespace {
 
-namespace fs = std::filesystem;
+using keld::Argues;
 using keld::Holds;
 using keld::Service;
-using keld::services;
 using keld::Slot;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
-std::string content(const fs::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
+std::vector<std::string> differences(const std::vector<Service>& services) {
+    return docs::serviceDifferences(services, KELD_SOURCE_DIR);
 }
 
-std::vector<std::string> split(const std::string& text, const std::string& separator) {
-    std::vector<std::string> parts;
-    std::size_t start = 0;
-    for (std::size_t at; (at = text.find(separator, start)) != std::string::npos;
-         start = at + separator.size())
-        parts.push_back(text.substr(start, at - start));
-    parts.push_back(text.substr(start));
-    return parts;
-}
-
-// The rows of the table in docs/services.md: arguments, result, returned status.
-std::map<std::string, std::vector<std::string>> documented() {
-    std::map<std::string, std::vector<std::string>> rows;
-    std::istringstream page(content(KELD_SOURCE_DIR "/docs/services.md"));
-    for (std::string line; std::getline(page, line);) {
-        if (!line.starts_with("| `KELD_") || !line.ends_with(" |"))
-            continue;
-        std::vector<std::string> cells = split(line.substr(2, line.size() - 4), " | ");
-        const std::string name = cells.front().substr(1, cells.front().size() - 2);
-        cells.erase(cells.begin());
-        rows[name] = cells;
-    }
-    return rows;
-}
-
-bool has(const std::string& text, const std::string& part) {
-    return text.find(part) != std::string::npos;
+// The differences of a description in which one service is another.
+template <typename Change>
+std::vector<std::string> differencesWith(const std::string& name, const Change& change) {
+    std::vector<Service> changed = keld::services();
+    const auto found = std::find_if(changed.begin(), changed.end(),
+                                    [&](const Service& service) { return service.name == name; });
+    if (found == changed.end())
+        return {"there is no service " + name};
+    change(*found);
+    return differences(changed);
 }
 
 }  // namespace
 
-TEST(ServiceList, TheDocumentHasEachServiceWithItsArgumentsInOrder) {
-    auto rows = documented();
-    for (const Service& service : services()) {
-        ASSERT_TRUE(rows.contains(service.name)) << service.name;
-        const std::string told =
-            std::regex_replace(rows[service.name].at(0), std::regex(" \\([^)]*\\)"), "");
-        std::vector<std::string> names;
-        for (const keld::ServiceArgument& argument : service.arguments)
-            names.push_back(argument.name);
-        EXPECT_EQ(split(told, ", "), names) << service.name;
-        rows.erase(service.name);
-    }
-    EXPECT_TRUE(rows.empty()) << rows.begin()->first << " is in the document alone";
+TEST(ServiceList, EachPlaceTellsWhatIsDescribed) {
+    ASSERT_FALSE(keld::services().empty());
+    EXPECT_THAT(differences(keld::services()), IsEmpty());
 }
 
-TEST(ServiceList, TheDocumentTellsWhatEachServiceGives) {
-    auto rows = documented();
-    for (const Service& service : services()) {
-        ASSERT_TRUE(rows.contains(service.name)) << service.name;
-        const std::string result = rows[service.name].at(1), returns = rows[service.name].at(2);
-        EXPECT_EQ(has(result, "text"), service.slot == Slot::Text) << service.name;
-        EXPECT_EQ(has(result, "object"), service.slot == Slot::Tag) << service.name;
-        EXPECT_EQ(result.starts_with("0,"), service.holds == Holds::Zero) << service.name;
-        EXPECT_EQ(has(returns, "the same"), service.holds == Holds::Returned) << service.name;
-        EXPECT_EQ(returns == "0, always", service.always_zero) << service.name;
-    }
+TEST(ServiceListControl, EachPlaceMissesAServiceThatIsDescribedAlone) {
+    std::vector<Service> more = keld::services();
+    more.push_back(
+        {"KELD_More", "KELD_More", {}, Slot::Int, Holds::Returned, false, keld::Effects::None});
+    EXPECT_THAT(differences(more),
+                ElementsAre("src/platform/keld_se.h: KELD_More isn't there",
+                            "cmake/exports/keld_se.txt: KELD_More isn't there",
+                            "docs/services.md: KELD_More isn't there",
+                            "tests/fuzz/CMakeLists.txt: KELD_More isn't there",
+                            "tests/faults/*_sweep_test.cpp: KELD_More isn't there",
+                            "tests/memory/entry_memory_test.cpp: KELD_More isn't there"));
 }
 
-TEST(ServiceList, EveryServiceIsExported) {
-    const std::string exported = "\n" + content(KELD_SOURCE_DIR "/cmake/exports/keld_se.txt");
-    for (const Service& service : services())
-        EXPECT_TRUE(has(exported, "\n" + service.function + "\n")) << service.name;
+TEST(ServiceListControl, AServiceThatIsNotDescribedIsNamed) {
+    std::vector<Service> less = keld::services();
+    std::erase_if(less, [](const Service& service) { return service.name == "KELD_CopyAttr"; });
+    const std::string what = ": KELD_CopyAttr isn't described in tools/keld/services.cpp";
+    EXPECT_THAT(
+        differences(less),
+        ElementsAre("src/platform/keld_se.h" + what, "docs/services.md" + what,
+                    "tests/fuzz/CMakeLists.txt" + what, "tests/faults/*_sweep_test.cpp" + what));
 }
 
-TEST(ServiceList, EveryServiceIsFuzzed) {
-    const std::string targets = content(KELD_SOURCE_DIR "/tests/fuzz/CMakeLists.txt");
-    for (const Service& service : services())
-        EXPECT_TRUE(has(targets, "keld_fuzz_service(" + service.function + " ")) << service.name;
+TEST(ServiceListControl, AnotherOrderOfTheArgumentsIsNamed) {
+    const std::string what =
+        ": KELD_CopyAttr has the arguments source object, list of destination objects; "
+        "described are list of destination objects, source object";
+    EXPECT_THAT(differencesWith("KELD_CopyAttr",
+                                [](Service& service) {
+                                    std::swap(service.arguments.front(), service.arguments.back());
+                                }),
+                ElementsAre("src/platform/keld_se.h" + what, "docs/services.md" + what));
 }
 
-TEST(ServiceList, FaultsAreSweptThroughEveryService) {
-    std::string sweeps;
-    for (const auto& entry : fs::directory_iterator(KELD_SOURCE_DIR "/tests/faults"))
-        if (entry.path().filename().string().ends_with("_sweep_test.cpp"))
-            sweeps += content(entry.path());
-    for (const Service& service : services())
-        EXPECT_TRUE(std::regex_search(
-            sweeps, std::regex("(callService|sendTo)\\(\\s*world, \"" + service.name + "\"")))
-            << service.name;
+TEST(ServiceListControl, AnotherKindOfAnArgumentIsNamed) {
+    const std::string list =
+        ": KELD_CopyAttr list of destination objects is told as a list; described is tag";
+    EXPECT_THAT(
+        differencesWith("KELD_CopyAttr",
+                        [](Service& service) { service.arguments.back().as = Argues::Object; }),
+        ElementsAre("src/platform/keld_se.h" + list, "docs/services.md" + list));
+    const std::string object =
+        ": KELD_CopyAttr source object isn't told as a list; described is tags";
+    EXPECT_THAT(
+        differencesWith("KELD_CopyAttr",
+                        [](Service& service) { service.arguments.front().as = Argues::Objects; }),
+        ElementsAre("src/platform/keld_se.h" + object, "docs/services.md" + object));
+    const std::string text = ": KELD_ReNameItem new item id is told as string; described is int";
+    EXPECT_THAT(
+        differencesWith("KELD_ReNameItem",
+                        [](Service& service) { service.arguments.front().as = Argues::Number; }),
+        ElementsAre("src/platform/keld_se.h" + text, "docs/services.md" + text));
+    const std::string number = ": KELD_SrvCall level is told as int; described is string";
+    EXPECT_THAT(differencesWith("KELD_SrvCall",
+                                [](Service& service) { service.arguments[1].as = Argues::Text; }),
+                ElementsAre("src/platform/keld_se.h" + number, "docs/services.md" + number));
+}
+
+TEST(ServiceListControl, AnotherSlotIsNamed) {
+    EXPECT_THAT(
+        differencesWith("KELD_SrvCall", [](Service& service) { service.slot = Slot::Tag; }),
+        ElementsAre(
+            "src/platform/keld_se.h: KELD_SrvCall has a place for char*; described is tag_t",
+            "docs/services.md: KELD_SrvCall gives a text in one of the two alone",
+            "docs/services.md: KELD_SrvCall gives an object in one of the two alone"));
+}
+
+TEST(ServiceListControl, AnotherResultIsNamed) {
+    EXPECT_THAT(
+        differencesWith("KELD_CopyAttr", [](Service& service) { service.holds = Holds::Zero; }),
+        ElementsAre(
+            "docs/services.md: KELD_CopyAttr has the result 0 in one of the two alone",
+            "docs/services.md: KELD_CopyAttr has the returned status as its result in one of "
+            "the two alone"));
+    const std::string what = ": KELD_CopyAttr returns 0 always in one of the two alone";
+    EXPECT_THAT(
+        differencesWith("KELD_CopyAttr", [](Service& service) { service.always_zero = true; }),
+        ElementsAre("src/platform/keld_se.h" + what, "docs/services.md" + what));
+}
+
+TEST(ServiceListControl, ADirectoryWithoutTheProjectIsRefused) {
+    EXPECT_THROW(docs::serviceDifferences(keld::services(), KELD_SOURCE_DIR "/docs"),
+                 std::runtime_error);
 }

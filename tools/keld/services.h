@@ -1,7 +1,8 @@
 #pragma once
 
-// The services that clients call: what each reads, gives and changes. This table is the only list
-// of them; docs/services.md describes the same in words.
+// The services that clients call: what each reads, gives and changes. This is the one description
+// of them: tests/docs/service_list_test.cpp compares it with each place that tells of services too,
+// and docs/add-a-service.md names these places.
 
 #include <string>
 #include <vector>
