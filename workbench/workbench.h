@@ -456,7 +456,7 @@ public:
     virtual UndoReport undoRun(std::int64_t number, const std::string& version) = 0;
     // Drop the records of runs that ended before the moment, "2001-02-03" or with a time, and the
     // files that they alone kept; for administrators, as recordRuns(): else Failure kNotAllowed.
-    // Returns: how many records.
+    // Failure kBadValue if the session has a run under way. Returns: how many records.
     virtual int pruneRuns(const std::string& before) = 0;
     // Whether the store keeps records of runs.
     virtual bool recordsRuns() = 0;

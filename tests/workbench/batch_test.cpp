@@ -151,6 +151,30 @@ TEST_P(Batch, AnInnerRollbackUndoesWhatTheInnerOneDidAlone) {
     EXPECT_EQ(statusOf([&] { session().commitBatch(); }), kStoreFailure);
 }
 
+// Denies the next time that a part of a transaction is released.
+int denyRelease(void* left, int action, const char* what, const char*, const char*, const char*) {
+    int& times = *static_cast<int*>(left);
+    return action == SQLITE_SAVEPOINT && what == std::string_view("RELEASE") && times-- > 0
+               ? SQLITE_DENY
+               : SQLITE_OK;
+}
+
+TEST_P(Batch, WhatFailsToEndInsideGoesBackAloneWhoeverHasBegunIt) {
+    session().beginBatch();
+    folder("outer");
+    int left = 1;
+    sqlite3* database = StoreInside::connection(session().store()).raw();
+    sqlite3_set_authorizer(database, denyRelease, &left);
+    const int status =
+        statusOf([&] { bench().asOne([&] { session().setPreference("p", nullptr); }); });
+    sqlite3_set_authorizer(database, nullptr, nullptr);
+    EXPECT_LE(left, 0);
+    EXPECT_EQ(status, kStoreFailure);
+    folder("after");
+    session().commitBatch();
+    EXPECT_EQ(folders(), 2u);
+}
+
 TEST_P(Batch, ASaveThatFailsInsideLeavesNoPartOfItself) {
     Object& one = folder("one");
     Object& two = folder("two");

@@ -325,6 +325,18 @@ TEST_P(Run, FilesThatARunRemovesAreKeptUntilItsRecordIsPruned) {
     }
 }
 
+// The records would come back with the run, the files that they kept would not.
+TEST_P(Run, InsideOfOneNoRecordIsDropped) {
+    begin(RunWay::Whole);
+    ASSERT_EQ(OBJ_delete(dataset_), 0);
+    const Ended ended = end();
+    begin(RunWay::Rehearsal);
+    EXPECT_EQ(statusOf([] { bench().pruneRuns("2999-01-01"); }), kBadValue);
+    end();
+    EXPECT_TRUE(bench().undoRun(ended.head.number, "").done);
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
 TEST_P(Run, NumbersArentGivenASecondTime) {
     begin(RunWay::Whole);
     bench().set(item_, "object_name", {std::string("1")});

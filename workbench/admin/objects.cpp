@@ -169,12 +169,12 @@ void Bench::needRead(tag_t object) {
 void Bench::asOne(const std::function<void()>& steps) {
     Session& session = now();
     const std::unordered_set<tag_t> held = session.locksHeld();
-    session.beginBatch();
+    SessionBatch batch(session);
     try {
         steps();
-        session.commitBatch();
+        batch.commit();
     } catch (...) {
-        session.rollbackBatch();
+        batch.takeBack();
         session.keepLocks(held);
         throw;
     }

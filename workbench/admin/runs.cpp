@@ -91,6 +91,9 @@ UndoReport Bench::undoRun(std::int64_t number, const std::string& version) {
 
 int Bench::pruneRuns(const std::string& before) {
     now().needAdministrator("drop the records of runs");
+    // Records may come back with a run, the files that they kept may not.
+    if (now().recorder())
+        throw Failure(kBadValue, "records of runs can't be dropped in a run");
     Store& store = now().store();
     RunTables tables(store, false);
     const std::vector<tag_t> kept = tables.removedFiles();

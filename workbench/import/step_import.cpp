@@ -29,22 +29,17 @@ public:
 
     ImportReport run(StepStructure structure, const std::string& path,
                      const std::string& file_name) {
-        session_.beginBatch();
-        try {
-            const std::int64_t before = session_.store().objectCount();
-            // Inside, so that an id that is free now is still free when it is given.
-            plan_ = planStep(std::move(structure), limits(), [this](const std::string& id) {
-                return findItem(session_, id) != NULLTAG;
-            });
-            makeItems();
-            makeStructure();
-            keepFile(path, file_name);
-            objects_ = session_.store().objectCount() - before;
-            session_.commitBatch();
-        } catch (...) {
-            session_.rollbackBatch();
-            throw;
-        }
+        SessionBatch batch(session_);
+        const std::int64_t before = session_.store().objectCount();
+        // Inside, so that an id that is free now is still free when it is given.
+        plan_ = planStep(std::move(structure), limits(), [this](const std::string& id) {
+            return findItem(session_, id) != NULLTAG;
+        });
+        makeItems();
+        makeStructure();
+        keepFile(path, file_name);
+        objects_ = session_.store().objectCount() - before;
+        batch.commit();
         return report();
     }
 

@@ -40,19 +40,11 @@ ImportReport WorldImport::run() {
                  "datasets", "forms", "folders", "relations", "processes"});
     if (const JsonNode version = root_.at("world"); version.integer() != 1)
         version.fail("expected the version 1");
-    session_.beginBatch();
-    try {
-        const std::int64_t before = store().objectCount();
-        readAll();
-        report_.objects = static_cast<int>(store().objectCount() - before);
-        session_.commitBatch();
-    } catch (...) {
-        session_.rollbackBatch();
-        // The rollback knows only the files of objects that the session has made.
-        for (tag_t file : kept_files_)
-            store().discardFile(file);
-        throw;
-    }
+    SessionBatch batch(session_);
+    const std::int64_t before = store().objectCount();
+    readAll();
+    report_.objects = static_cast<int>(store().objectCount() - before);
+    batch.commit();
     registerShared();
     return std::move(report_);
 }
@@ -301,7 +293,8 @@ void WorldImport::checkLengths(const JsonNode& node, const Attribute& attribute,
 }
 
 FileFacts WorldImport::keepContent(tag_t file, const std::string& bytes) {
-    kept_files_.push_back(file);
+    // The session knows only the files of objects that it has made itself.
+    session_.noteFile(file);
     return store().volume().placeBytes(file, bytes);
 }
 

@@ -110,7 +110,6 @@ private:
     std::unordered_map<std::string, tag_t> labels_;
     std::vector<Planned> planned_;
     std::unordered_map<std::string, std::size_t> planned_by_label_;
-    std::vector<tag_t> kept_files_;                      // to be removed again after a failure
     std::vector<std::pair<JsonNode, tag_t>> revisions_;  // of the short forms, with their nodes
 };
 

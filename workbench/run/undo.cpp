@@ -268,6 +268,9 @@ private:
             session_.save(changed);
         } catch (const Failure& failure) {
             conflict(failure.what());
+        } catch (...) {
+            session_.keepLastUser(false);
+            throw;
         }
         session_.keepLastUser(false);
     }

@@ -77,25 +77,6 @@ private:
     bool taken_ = false;
 };
 
-// Several saves and deletions as one transaction.
-class Batch {
-public:
-    explicit Batch(Session& session) : session_(session) { session.beginBatch(); }
-    ~Batch() {
-        if (!done_)
-            session_.rollbackBatch();
-    }
-    Batch(const Batch&) = delete;
-    void commit() {
-        session_.commitBatch();
-        done_ = true;
-    }
-
-private:
-    Session& session_;
-    bool done_ = false;
-};
-
 // Of the files that these datasets refer to, those that nothing outside the set refers to.
 std::vector<tag_t> ownFiles(Session& session, const std::vector<tag_t>& datasets,
                             const std::set<tag_t>& going) {
@@ -393,7 +374,7 @@ void purgeVersions(Session& session, Object& dataset) {
     const auto files = ownFiles(session, versions, going);
     gone.insert(gone.end(), files.begin(), files.end());
 
-    Batch batch(session);
+    SessionBatch batch(session);
     session.put(anchor, "revisions", {Reference{newest}});
     session.save(anchor);
     session.erase(gone);

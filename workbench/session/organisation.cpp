@@ -138,7 +138,7 @@ void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
     if (!store->ofType(store->model().findType("User")->handle, 1, 1).empty())
         return;
     Session session(store, Bootstrap{});
-    session.beginBatch();
+    SessionBatch batch(session);
     // Asked again inside: another process may have been faster.
     if (store->ofType(store->model().findType("User")->handle, 1, 1).empty()) {
         createGroup(session, kAdministrators, "");
@@ -148,7 +148,7 @@ void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
         session.put(site, "site_id", {std::int64_t{1}});
         session.save(site);
     }
-    session.commitBatch();
+    batch.commit();
 }
 
 void Session::openAs(const SessionOptions& options) {

@@ -144,7 +144,8 @@ tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name
         return place != object->type->by_handle.end() &&
                (object->isNew() || object->fields.isDirty(place->second));
     });
-    if (!unsaved && attribute.owner == cls->name && !reads())
+    // What is no reference is told by the slower way.
+    if (!unsaved && attribute.kind == Kind::Reference && attribute.owner == cls->name && !reads())
         return store_->lastReferrerBy(attribute.handle, target);
     const std::vector<tag_t> all = referrersBy(class_name, name, target);
     return all.empty() ? NULLTAG : all.back();

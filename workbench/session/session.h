@@ -10,6 +10,7 @@
 #include <string_view>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "workbench/model/model.h"
@@ -251,6 +252,8 @@ public:
     // Undo the batch, with the files placed in it, and drop the cache; locks stay. Nothing without
     // a batch.
     void rollbackBatch();
+    // A file that was placed in the volume in this batch goes with it. Requires: a batch.
+    void noteFile(tag_t file) { placed_in_batch_.push_back(file); }
     // Files placed for objects that aren't stored yet.
     std::vector<tag_t> unsavedFiles() const;
 
@@ -355,6 +358,25 @@ private:
     template <typename Stored, typename Matches>
     std::vector<tag_t> corrected(const Class& cls, const Attribute& attribute,
                                  const std::vector<Stored>& stored, Matches&& matches);
+};
+
+// A batch that goes back at the end of this object's life unless it is committed. Requires: the
+// session outlives it.
+class SessionBatch {
+public:
+    explicit SessionBatch(Session& session) : session_(&session) { session.beginBatch(); }
+    ~SessionBatch() { takeBack(); }
+    SessionBatch(const SessionBatch&) = delete;
+    // After a failure it has gone back, and what is around it stays.
+    void commit() { std::exchange(session_, nullptr)->commitBatch(); }
+    // Nothing if it has ended.
+    void takeBack() {
+        if (Session* session = std::exchange(session_, nullptr))
+            session->rollbackBatch();
+    }
+
+private:
+    Session* session_;
 };
 
 // A class of the standard model, which every store has.
