@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <regex>
@@ -13,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tools/keld/services.h"
 
@@ -23,11 +23,6 @@ using keld::Holds;
 using keld::Service;
 using keld::services;
 using keld::Slot;
-
-std::string content(const fs::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::vector<std::string> split(const std::string& text, const std::string& separator) {
     std::vector<std::string> parts;
@@ -42,7 +37,7 @@ std::vector<std::string> split(const std::string& text, const std::string& separ
 // The rows of the table in docs/services.md: arguments, result, returned status.
 std::map<std::string, std::vector<std::string>> documented() {
     std::map<std::string, std::vector<std::string>> rows;
-    std::istringstream page(content(KELD_SOURCE_DIR "/docs/services.md"));
+    std::istringstream page(keld_test::readText(KELD_SOURCE_DIR "/docs/services.md"));
     for (std::string line; std::getline(page, line);) {
         if (!line.starts_with("| `KELD_") || !line.ends_with(" |"))
             continue;
@@ -89,13 +84,14 @@ TEST(ServiceList, TheDocumentTellsWhatEachServiceGives) {
 }
 
 TEST(ServiceList, EveryServiceIsExported) {
-    const std::string exported = "\n" + content(KELD_SOURCE_DIR "/cmake/exports/keld_se.txt");
+    const std::string exported =
+        "\n" + keld_test::readText(KELD_SOURCE_DIR "/cmake/exports/keld_se.txt");
     for (const Service& service : services())
         EXPECT_TRUE(has(exported, "\n" + service.function + "\n")) << service.name;
 }
 
 TEST(ServiceList, EveryServiceIsFuzzed) {
-    const std::string targets = content(KELD_SOURCE_DIR "/tests/fuzz/CMakeLists.txt");
+    const std::string targets = keld_test::readText(KELD_SOURCE_DIR "/tests/fuzz/CMakeLists.txt");
     for (const Service& service : services())
         EXPECT_TRUE(has(targets, "keld_fuzz_service(" + service.function + " ")) << service.name;
 }
@@ -104,7 +100,7 @@ TEST(ServiceList, FaultsAreSweptThroughEveryService) {
     std::string sweeps;
     for (const auto& entry : fs::directory_iterator(KELD_SOURCE_DIR "/tests/faults"))
         if (entry.path().filename().string().ends_with("_sweep_test.cpp"))
-            sweeps += content(entry.path());
+            sweeps += keld_test::readText(entry.path());
     for (const Service& service : services())
         EXPECT_TRUE(std::regex_search(
             sweeps, std::regex("(callService|sendTo)\\(\\s*world, \"" + service.name + "\"")))
