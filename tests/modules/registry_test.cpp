@@ -5,14 +5,14 @@
 #include <sstream>
 
 #include "platform/mv_reg.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 #include "tests/support/files.h"
 
 namespace mervane::test {
 
 namespace fs = std::filesystem;
 
-class SharedRegistry : public World {
+class SharedRegistry : public InterfaceTest {
 protected:
     SharedRegistry() {
         path = (directory / "ids.db").string();

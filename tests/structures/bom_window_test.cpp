@@ -1,16 +1,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 #include "tests/support/files.h"
 
 namespace mervane::test {
 namespace {
 
-class BomWindowsSaved : public World {
+class BomWindowsSaved : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         top_ = revision("100");
         part_ = revision("200");
         first_ = bench_.addOccurrence(top_, part_, "2", "10");

@@ -1,10 +1,10 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 #include "tests/support/files.h"
 
 namespace mervane::test {
 namespace {
 
-class Files : public World {
+class Files : public StructureTest {
 protected:
     tag_t import(const std::string& path, const char* new_name = nullptr) {
         tag_t made = NULLTAG;

@@ -63,7 +63,7 @@ inline tag_t lineTag(tag_t line, const char* attribute) {
     return value;
 }
 
-class World : public testing::Test {
+class StructureTest : public testing::Test {
 protected:
     void SetUp() override {
         store_ = bench_.openStore(":memory:");
