@@ -47,7 +47,7 @@ public:
         close(ends[1]);
     }
     Output(const Output&) = delete;
-    // Give it back; the bytes that came through the pipe.
+    // Restore the output. Returns: the bytes that came through the pipe.
     unsigned long long end() {
         fflush(stdout);
         dup2(kept_, STDOUT_FILENO);
@@ -63,8 +63,8 @@ private:
     unsigned long long bytes_ = 0;
 };
 
-// A top revision with children of which four each are one component, in random order; a third of
-// them stands on the number of another component, a sixth has none.
+// Make a top revision with children in random order, four for each component. A third of the
+// children have the number of another component, a sixth have none.
 tag_t makeStructure(Workbench& bench, int children) {
     const std::string prefix = std::to_string(children) + "-";
     tag_t top = NULLTAG;

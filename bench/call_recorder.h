@@ -25,16 +25,16 @@ std::size_t count();
 bool isRecording();
 void add(std::function<int()> play);
 
-// Make the recorded calls. Handles of BOM lines are counted through the process: those of the world
-// that is played on lie line_shift behind the recorded ones.
+// Make the recorded calls. The process numbers BOM lines on, so the handles in the world that is
+// played on are line_shift after the recorded ones.
 void play(tag_t line_shift);
 
 std::size_t settingCount();
 // Read the recorded settings by themselves.
 void readSettings();
 
-// How often each operation stands in a journal, apart from the giving back of memory, which a run
-// and its recording do differently.
+// How often each operation occurs in a journal. Frees of memory are left out, since a run and its
+// recording differ in them.
 std::map<std::string, int> countsOf(const std::vector<mervane::JournalEntry>& journal);
 
 }  // namespace call_recorder

@@ -80,7 +80,7 @@ public:
     Workbench& bench;
     tag_t source = NULLTAG;
     std::vector<tag_t> destinations;
-    std::vector<tag_t> sheets;  // what has been copied to, with the name as its value
+    std::vector<tag_t> sheets;  // everything that values are copied to
 
 private:
     Workbench::StoreId store_ = 0;
@@ -113,7 +113,7 @@ void makeRevisions(World& world, int count) {
     world.destinations = {item("destination", "")};
 }
 
-// The names stand in opposite orders on the two sides, so half of the other list is searched.
+// The two sides have the names in opposite orders, so half of the other list is searched.
 void makeNamedReferences(World& world, int count) {
     const auto box = [&](const char* name, const std::string& value, bool backwards) {
         const tag_t made = world.bench.createDataset("Box", name);

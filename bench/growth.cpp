@@ -144,7 +144,7 @@ double makeRevisions(int revisions) {
     });
 }
 
-// Each level below the one before.
+// Show a chain of so many levels.
 double showTree(int levels) {
     const std::string path = (directory / "store").string();
     bench_child::inChild([&] {
@@ -161,7 +161,7 @@ double showTree(int levels) {
     return bench_child::runProgram({KELD_PROGRAM, "--store", path, "tree", "c0"}).cpu_seconds;
 }
 
-// 2,000 parts, and the more rights.
+// A run on 2,000 parts, with more and more rights.
 double runWithRights(int rights) {
     const tag_t top = flatTop(2000);
     for (int i = 0; i < rights; ++i)
@@ -189,7 +189,7 @@ constexpr Row kRows[] = {
     {"status set on 2,000 parts with rights", runWithRights, 250, true},
 };
 
-// Of the straight line through the logarithms.
+// The slope of the straight line through the logarithms.
 double exponentOf(const std::vector<double>& sizes, const std::vector<double>& times) {
     double x = 0, y = 0, xx = 0, xy = 0;
     const auto n = static_cast<double>(sizes.size());

@@ -38,8 +38,8 @@ double seconds(const std::function<void()>& body) {
     return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-// Parts with a dataset each, in documents of limited size and a session for each, so that memory
-// stays what one of them takes.
+// Parts with a dataset each. They come in documents of limited size, each with its own session, so
+// that memory stays at that of one document.
 void importParts(Workbench::StoreId store, const std::string& file, int parts, bool datasets) {
     constexpr int kOfADocument = 20000;
     for (int first = 1; first <= parts; first += kOfADocument) {
@@ -151,7 +151,7 @@ constexpr Way kWays[] = {{"as the server, no run", RunWay::AsServer, false, fals
                          {"whole, log at trace", RunWay::Whole, true, true, 3},
                          {"whole, log at debug", RunWay::Whole, true, true, 4}};
 
-// For each way.
+// Measure a run in each of the ways.
 std::vector<Measured> measureWays(const fs::path& directory, int parts) {
     const std::string path = (directory / ("ways" + std::to_string(parts))).string();
     inChild([&] { makeStore(path, parts, true); });

@@ -25,7 +25,7 @@ std::vector<sqlite3*> connections;
 std::vector<Statement> statements;
 bool tracing = false;
 
-// The literals that stand in the expanded text where the template has its parameters.
+// The literals of the expanded text, in place of the template's parameters.
 std::vector<std::string> literalsOf(const char* sql, const char* expanded) {
     std::vector<std::string> found;
     for (const char *s = sql, *e = expanded; *s;) {

@@ -134,7 +134,7 @@ private:
     void whole(const std::string& what, const Words& arguments) {
         add(what, runProgram(words(arguments)));
     }
-    // With parts from all over the store, each once; `offset` keeps those of the verbs apart.
+    // Run it for parts from all over the store, each once; `offset` gives each verb other parts.
     template <typename Arguments>
     void each(const std::string& what, int offset, Arguments&& arguments) {
         std::vector<Spent> all;

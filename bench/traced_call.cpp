@@ -106,7 +106,7 @@ Figures measure(Ours ours, Others others, const std::string& path, const std::st
         KELD_SetLogLevel(3);
         std::filesystem::resize_file(path, 0);
         keep(best.trace, nsPerCall(ours));
-        // Made and closed inside, as both have to bring every line to the file.
+        // The logger is made and closed inside, since both sides must bring every line to the file.
         keep(best.other, nsPerCall([&] {
                  spdlog::logger logger(
                      "", std::make_shared<spdlog::sinks::basic_file_sink_st>(other_path, true));

@@ -1,4 +1,4 @@
-# libcsv, as an archive if there is one: then what is delivered needs no package more.
+# Finds libcsv; an archive is preferred, so that the packages depend on one package less.
 find_path(LibCsv_INCLUDE_DIR csv.h)
 find_library(LibCsv_LIBRARY NAMES libcsv.a csv)
 include(FindPackageHandleStandardArgs)

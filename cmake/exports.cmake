@@ -51,7 +51,7 @@ function(keld_apply_exports library)
     endif()
     string(APPEND text "  local:\n    *;\n};\n")
     file(CONFIGURE OUTPUT ${script} CONTENT "${text}" @ONLY)
-    # No symbolic binding: a host that defines a platform function itself wins.
+    # No symbolic binding: if a host defines a platform function itself, that one is called.
     target_link_options(${library} PRIVATE LINKER:--version-script=${script})
     set_property(TARGET ${library} APPEND PROPERTY LINK_DEPENDS ${script})
   endif()

@@ -1,14 +1,14 @@
-# Where everything goes. Three components: `library` is what a server needs, `tools` the workbench
-# with keld, `development` what a sibling library or another host is built with.
+# Installed files in three components: `library` is for servers; `tools` is the workbench with keld;
+# `development` is for building a sibling library or another host.
 include(CMakePackageConfigHelpers)
 
 set(keld_headers ${CMAKE_INSTALL_INCLUDEDIR}/keld-server-exits)
 set(keld_cmake ${CMAKE_INSTALL_LIBDIR}/cmake/keld)
 set(keld_data ${CMAKE_INSTALL_DATADIR}/keld)
 
-# Libraries find each other beside themselves, the programs find them in the library directory. The
-# build tree has the installed run path from the start: one that is to be replaced gets an empty
-# element at its end, and for that the loader looks in the current directory.
+# Libraries find each other in their own directory; programs find them in the library directory. The
+# build tree has the installed run path from the start: replacing a run path leaves an empty element
+# at its end, and for that the loader looks in the current directory.
 file(RELATIVE_PATH keld_bin_to_lib ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
 
 function(keld_install_library library component)
@@ -30,7 +30,7 @@ foreach(library keld_basetool keld_qsktool keld_se)
 endforeach()
 install(DIRECTORY src/platform DESTINATION ${keld_headers} COMPONENT development
         FILES_MATCHING PATTERN "*.h")
-# libkeld_basetool and libkeld_qsktool are used through keld_se.h or by their own headers alone.
+# Hosts use libkeld_basetool and libkeld_qsktool through keld_se.h, or by their own headers only.
 set(keld_pc_libraries "-lkeld_se -lkeld_qsktool -lkeld_basetool")
 
 if(KELD_WORKBENCH)
@@ -38,7 +38,7 @@ if(KELD_WORKBENCH)
   install(FILES workbench/workbench.h workbench/journal.h workbench/run.h workbench/values.h
           DESTINATION ${keld_headers}/workbench COMPONENT development)
   if(NOT WIN32)
-    # The second one is that of the build tree, where it isn't the same.
+    # The second path is that of the build tree, if it is another.
     set(keld_run_path "$ORIGIN/${keld_bin_to_lib}" "$ORIGIN/../lib")
     list(REMOVE_DUPLICATES keld_run_path)
     set_target_properties(keld PROPERTIES INSTALL_RPATH "${keld_run_path}"
@@ -67,7 +67,7 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/keld-config-version.cmake
 install(FILES ${PROJECT_BINARY_DIR}/keld-config.cmake ${PROJECT_BINARY_DIR}/keld-config-version.cmake
         DESTINATION ${keld_cmake} COMPONENT development)
 
-# A prefix relative to the file itself, so that the tree can be moved.
+# The prefix is relative to this file, so that the tree can be moved.
 file(RELATIVE_PATH keld_pc_prefix ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" keld_pc_prefix "${keld_pc_prefix}")
 set(keld_pc_files keld_se)

@@ -1,6 +1,6 @@
-# The build that scripts/mutate works on. A test program links one shared library of all that ships,
-# or a second one over the fixed operating system's seam (tests/CMakeLists.txt has the lists), so that
-# a change to one source costs one compiling and one linking, and no test program is linked again.
+# The build for scripts/mutate. Every test program links one shared library of everything that
+# ships, or a second one over the fixed operating system's seam; tests/CMakeLists.txt has the lists.
+# So a change to a source costs compiling it and linking one library, but no test program.
 set(CMAKE_CXX_VISIBILITY_PRESET default)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN OFF)
 set(CMAKE_LINK_DEPENDS_NO_SHARED ON)

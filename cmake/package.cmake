@@ -20,13 +20,14 @@ else()
   set(CPACK_DEB_COMPONENT_INSTALL ON)
   set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
   set(CPACK_DEBIAN_PACKAGE_SECTION misc)
-  # What each binary needs is read from it; our own libraries come from the package beside it.
+  # cpack reads the dependencies from the binaries; our own libraries come from the package beside
+  # it.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/lib)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 
-  # Another major number may be installed beside this one, so the number is in the name.
+  # The name has the major number, since another one may be installed beside this one.
   set(keld_library_package libkeld-se${PROJECT_VERSION_MAJOR})
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${keld_library_package})
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)

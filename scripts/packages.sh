@@ -12,8 +12,8 @@ PACKAGES_LAYOUT="clang-format git"
 PACKAGES_MUTATE="python3"
 PACKAGES_LINT="$PACKAGES_LAYOUT clang-tidy"
 
-# Install the Debian packages that aren't there: as root directly, else through sudo, else say what
-# an administrator must run and stop with 3.
+# Install missing Debian packages: as root directly, else through sudo. Without either, say what an
+# administrator must run, and stop with 3.
 need_packages() {
     local missing=() package
     for package in "$@"; do
@@ -32,13 +32,13 @@ need_packages() {
         fi
     fi
     echo "Installing: ${missing[*]}" >&2
-    # An index that can't be refreshed is no failure as long as the packages can be had.
+    # Packages may be available even if the index can't be refreshed.
     "${run[@]}" apt-get update -qq >&2 || true
     "${run[@]}" env DEBIAN_FRONTEND=noninteractive \
         apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
 }
 
-# Configure a preset if it isn't yet as it is now, and build the targets (all without arguments).
+# Configure a preset unless that is up to date, and build the targets (all without arguments).
 build_preset() {
     local preset=$1
     shift
@@ -50,7 +50,7 @@ build_preset() {
     fi
 }
 
-# Which one of so many shares this commit takes; commits that follow each other take different ones.
+# The share that this commit takes of so many; commits in a row take different ones.
 share_of_commit() {
     local commits
     commits=$(git rev-list --count --first-parent HEAD 2>/dev/null || echo 0)

@@ -1,8 +1,8 @@
-# Test files of one program are compiled some at a time: reading what they include takes longer than
-# reading them. write_unit.cmake writes such a unit when the program is built.
+# Test files of one program are compiled several at a time, since their includes take longer to
+# compile than they do. write_unit.cmake writes such a unit when the program is built.
 
-# Put units of at most eight files in the place of the test files of a list, and give the list. Other
-# sources stay as they are, and so does a test file with macros of its own.
+# Replace the test files of a list by units of at most eight; other sources stay, and so does a file
+# with macros of its own.
 function(keld_in_units name out)
   set(files "")
   foreach(source IN LISTS ARGN)
@@ -30,7 +30,7 @@ function(keld_in_units name out)
     add_custom_command(OUTPUT ${unit}
       COMMAND ${CMAKE_COMMAND} -DOUT=${unit} -DROOT=${PROJECT_SOURCE_DIR} "-DSOURCES=${some}" -P ${writer}
       DEPENDS ${some} ${writer} VERBATIM)
-    # A fixture of an anonymous namespace is no mistake in a file that is included only here.
+    # A fixture in an anonymous namespace is fine in a file that only this unit includes.
     set_source_files_properties(${unit} PROPERTIES COMPILE_OPTIONS -Wno-subobject-linkage)
     list(APPEND units ${unit})
   endforeach()

@@ -6,7 +6,7 @@ set(headers "")
 set(bodies "")
 set(number 0)
 foreach(source IN LISTS SOURCES)
-  # Conditions come along for the headers between them; those around code become empty.
+  # Keep conditions for the headers between them; those around code become empty.
   file(STRINGS ${source} macros REGEX "^#(define|undef)")
   if(macros)
     message(FATAL_ERROR "${source} has macros of its own; configure again, so that it stays alone")

@@ -22,7 +22,7 @@ struct NullArgument {
 struct OutArgument {
     bool operator==(const OutArgument&) const = default;
 };
-// Lists are those that a caller passes with their length in front of them.
+// Lists are those that a caller passes after their length.
 using JournalArgument = std::variant<NullArgument, OutArgument, tag_t, int, bool, std::string, Date,
                                      std::vector<tag_t>, std::vector<int>>;
 
@@ -36,7 +36,7 @@ struct JournalEntry {
     const T* argument(std::size_t n) const {
         return n < arguments.size() ? std::get_if<T>(&arguments[n]) : nullptr;
     }
-    // What the call is about: the first argument, or the first of the list behind a count.
+    // What the call is about: the first argument, or the first of a list after its count.
     tag_t object() const {
         if (const tag_t* tag = argument<tag_t>(0))
             return *tag;
@@ -46,7 +46,7 @@ struct JournalEntry {
 };
 
 // "#12", "3", "true", "\"text\"", "2001-02-03 04:05:06", "null"; "out" for a place, and for a list,
-// whose length stands in front of it.
+// whose length is the argument before it.
 inline std::string asText(const JournalArgument& argument) {
     struct Writer {
         std::string operator()(NullArgument) const { return "null"; }

@@ -1,9 +1,9 @@
 #pragma once
 
 // How names are written for people, on command lines and in what is shown, and how they are read
-// back. A part of a name (an item id, a revision id, the name of a dataset) stands as it is, or in
-// double quotes with backslash escapes: \" \\ \n \r \t \xHH (a byte) \uHHHH (a character). What is
-// written here never holds a single quote, so all of it can stand between single quotes in a shell.
+// back. A part of a name (an item id, a revision id, the name of a dataset) is plain, or in double
+// quotes with backslash escapes: \" \\ \n \r \t \xHH (a byte) \uHHHH (a character). What is written
+// here never has a single quote, so all of it can be put between single quotes in a shell.
 
 #include <array>
 #include <cstddef>

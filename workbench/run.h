@@ -40,7 +40,7 @@ struct RunOutcome {
     std::vector<std::string> notes;  // what was changed outside the store
 };
 
-// One kind of change. Values of an object made stand in `after`, of one deleted in `before`.
+// One kind of change. The values of an object made are in `after`, of one deleted in `before`.
 enum class RunChange {
     ObjectMade = 1,
     ObjectChanged,
@@ -104,8 +104,8 @@ struct RunReads {
         tag_t object = NULLTAG;
         std::int64_t version = 0;  // that it had then, before a change of the run; 0: not there
     };
-    // A question to the store who refers to an object by an attribute, or has it as a text. Objects
-    // that answered are among those that were read.
+    // A question to the store: who refers to a target by an attribute, or who has a text there.
+    // Objects that answered are among those that were read.
     struct Search {
         std::string cls, attribute;  // both empty: any reference
         tag_t target = NULLTAG;      // of a reference
@@ -122,7 +122,7 @@ struct ReadDifference {
     std::int64_t then = 0, now = 0;  // versions; 0: not there
 };
 
-// What stands against an undo, or what it can't take back.
+// What an undo did, what speaks against it, and what it can't take back.
 struct UndoReport {
     bool done = false;
     std::int64_t run = 0;                // number of the run that is the undo; 0: it isn't stored

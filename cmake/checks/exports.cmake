@@ -7,7 +7,7 @@ if(OBJDUMP)
                   RESULTS_VARIABLE result)
   string(REGEX REPLACE "^.*\n.Ordinal/Name Pointer. Table[^\n]*\n" "" output "${output}")
   string(REGEX REPLACE "\n\n.*" "\n" output "${output}")
-  # Rows as the other tool writes them.
+  # Rewrites the rows to the form of nm.
   string(REGEX REPLACE "[ \t]*\\[ *[0-9]+\\] ([^\n]*)" "0 T \\1" output "${output}")
 else()
   execute_process(COMMAND ${NM} -D -C --defined-only ${LIBRARY} OUTPUT_VARIABLE output

@@ -1,4 +1,4 @@
-# Fails on an include that goes against the direction of the pieces:
+# Fails on an include against the direction of the layers:
 #   tools -> workbench -> src/platform <- src/* -> src/os
 # cmake -DROOT=<project> -P includes.cmake
 set(failures "")
@@ -21,7 +21,7 @@ function(keld_allow_quoted file patterns)
   endforeach()
 endfunction()
 
-# Only the store knows that there are statements and connections.
+# Statements and connections are known to the store only.
 function(keld_refuse_sql file)
   file(STRINGS ${ROOT}/${file} lines REGEX
        "#include \"workbench/store/(sqlite|schema)\\.h\"|\"(SELECT|INSERT INTO|UPDATE|DELETE FROM|BEGIN|PRAGMA|SAVEPOINT) ")
@@ -63,7 +63,7 @@ foreach(file IN LISTS sources)
     keld_allow_quoted(${file} "platform/;os/;qsktool/")
     keld_refuse_system(${file} "[./]" "")
   elseif(file MATCHES "^src/(.+)/[^/]+$")
-    # Subjects stand side by side: each may use the frame and itself.
+    # The subjects are independent: each may use the frame and itself.
     keld_allow_quoted(${file} "platform/;os/;frame/;${CMAKE_MATCH_1}/")
     if(file STREQUAL "src/frame/keld_module.cpp")
       keld_refuse_system(${file} "[./]" "windows.h")
@@ -71,7 +71,7 @@ foreach(file IN LISTS sources)
       keld_refuse_system(${file} "[./]" "")
     endif()
   elseif(file MATCHES "^workbench/store/")
-    # The bottom of the workbench: it knows values and names, no session.
+    # The lowest layer of the workbench: it knows values and names, but no session.
     keld_allow_quoted(${file} "platform/;workbench/store/;workbench/model/;workbench/workbench.h;workbench/run.h")
   elseif(file MATCHES "^workbench/")
     keld_allow_quoted(${file} "platform/;workbench/")

@@ -1,5 +1,5 @@
-# Fails on a library or program whose run path has an empty element: the loader would look for its
-# libraries in whatever directory is current.
+# Fails on a library or program whose run path has an empty element: for that the loader looks in
+# the current directory, whatever it is.
 # cmake -DREADELF=<readelf> -DFILES=<file,file...> -P runpaths.cmake
 string(REPLACE "," ";" FILES "${FILES}")
 set(failures "")

@@ -1,5 +1,5 @@
-# Libraries that are headers alone are the same for every system. They are copied into a directory
-# of their own, since the system's whole include directory must not be seen by a cross compiler.
+# Header-only libraries are the same for every system. They are copied into a directory of their
+# own, since a cross compiler must not see the system's include directory.
 function(keld_copied_headers target folder)
   set(headers ${PROJECT_BINARY_DIR}/headers)
   find_path(found_${folder} ${folder} PATHS /usr/include /usr/local/include NO_DEFAULT_PATH

@@ -1,5 +1,5 @@
-# The compiler's own libraries as modules, for what throws exceptions across modules: the workbench,
-# keld and the tests. The modules that go to a server contain them instead.
+# The compiler's own libraries as modules, for everything that throws exceptions across modules: the
+# workbench, keld and the tests. Modules for servers contain these libraries instead.
 set(keld_runtime libstdc++-6.dll libgcc_s_seh-1.dll libwinpthread-1.dll)
 set(keld_runtime_files "")
 foreach(name IN LISTS keld_runtime)

@@ -16,7 +16,7 @@ struct Conversion {
     bool IsLength(const char* szLength) const { return std::strcmp(m_sLength, szLength) == 0; }
 };
 
-constexpr int iLargestWidth = 4096;
+constexpr int iLargestWidth = 4096;  // a wrong format can't ask for more blanks than this
 
 bool AppendInt(CKELD_TextBuffer* pBuffer, int iValue) {
     char cDigits[12];
@@ -62,7 +62,7 @@ bool AppendPaddedText(CKELD_TextBuffer* pBuffer, const Conversion& conversion, c
 template <typename T>
 bool AppendValue(CKELD_TextBuffer* pBuffer, const Conversion& conversion, T value) {
     char sFormat[64];
-    if (conversion.m_iPrecision < 0)
+    if (conversion.m_iPrecision < 0)  // "%.0d" shows no digit for a width of 0
         std::snprintf(sFormat, sizeof(sFormat), "%%%s%.0d%s%c", conversion.m_sFlags,
                       conversion.m_iWidth, conversion.m_sLength, conversion.m_cType);
     else
@@ -76,7 +76,7 @@ bool AppendValue(CKELD_TextBuffer* pBuffer, const Conversion& conversion, T valu
         const int iLength =
             std::snprintf(pBuffer->Data() + pBuffer->Size(), uiRoom, sFormat, value);
         if (iLength < 0)
-            return true;
+            return true;  // the C library refuses the value: nothing is shown for it
         const auto uiLength = static_cast<std::size_t>(iLength);
         if (uiLength < uiRoom) {
             pBuffer->SetSize(pBuffer->Size() + uiLength);
@@ -94,7 +94,7 @@ int ReadNumber(const char** ppFormat, va_list* pArguments) {
     }
     int iNumber = 0;
     for (; **ppFormat >= '0' && **ppFormat <= '9'; ++*ppFormat)
-        if (iNumber < iLargestWidth)
+        if (iNumber < iLargestWidth)  // so that it can't overflow
             iNumber = iNumber * 10 + (**ppFormat - '0');
     return iNumber;
 }
@@ -103,16 +103,17 @@ int Bounded(int iNumber) {
     return iNumber < iLargestWidth ? iNumber : iLargestWidth;
 }
 
-// Read behind the percent sign; moves the format behind the conversion.
+// Read what follows the percent sign and move the format past it.
 Conversion ReadConversion(const char** ppFormat, va_list* pArguments) {
     Conversion conversion;
     std::size_t uiFlags = 0;
     for (; **ppFormat != '\0' && std::strchr("-+ #0", **ppFormat) != nullptr; ++*ppFormat)
-        if (uiFlags + 2 < sizeof(conversion.m_sFlags))
+        if (uiFlags + 2 < sizeof(conversion.m_sFlags))  // one place is left for a negative width
             conversion.m_sFlags[uiFlags++] = **ppFormat;
     const int iWidth = ReadNumber(ppFormat, pArguments);
     if (iWidth < 0)
         conversion.m_sFlags[uiFlags++] = '-';
+    // Bounded first: the smallest int has no absolute value.
     conversion.m_iWidth = Bounded(iWidth < -iLargestWidth ? iLargestWidth : std::abs(iWidth));
     if (**ppFormat == '.') {
         ++*ppFormat;
@@ -187,7 +188,7 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion, v
                 break;
             return AppendValue(pBuffer, conversion, va_arg(*pArguments, void*));
         case 'n':
-            (void)va_arg(*pArguments, void*);
+            (void)va_arg(*pArguments, void*);  // passed over; nothing is written through it
             return true;
         default:
             break;
@@ -198,7 +199,7 @@ bool AppendConversion(CKELD_TextBuffer* pBuffer, const Conversion& conversion, v
 
 bool AppendAll(CKELD_TextBuffer* pBuffer, const char* szFormat, va_list* pArguments) {
     for (;;) {
-        // What stands between the conversions is short.
+        // Text between conversions is short: a loop beats the calls that search and copy.
         const char* pPercent = szFormat;
         for (; *pPercent != '%' && *pPercent != '\0'; ++pPercent)
             if (!pBuffer->Append(*pPercent))
@@ -220,7 +221,7 @@ bool AppendAll(CKELD_TextBuffer* pBuffer, const char* szFormat, va_list* pArgume
         }
         if (!bDone)
             return false;
-        if (!bKnown)  // what its argument is can't be known, nor any behind it
+        if (!bKnown)  // its argument's type is unknown, so no later argument can be read either
             return pBuffer->Append(pPercent, std::strlen(pPercent));
     }
 }
@@ -230,7 +231,7 @@ bool AppendAll(CKELD_TextBuffer* pBuffer, const char* szFormat, va_list* pArgume
 bool KELD_AppendFormat(CKELD_TextBuffer* pBuffer, const char* szFormat, va_list arguments) {
     if (szFormat == nullptr)
         return true;
-    va_list copy;  // a parameter's address could be that of something else
+    va_list copy;  // where va_list is an array, the address of a parameter is no va_list*
     va_copy(copy, arguments);
     const bool bDone = AppendAll(pBuffer, szFormat, &copy);
     va_end(copy);

@@ -9,7 +9,7 @@ namespace {
 struct CachedFile {
     keld_os::FileState m_state;
     keld_os::WatchedFile m_watched;
-    bool m_bSettled = false;
+    bool m_bSettled = false;  // an equal state proves an equal file
     CKELD_IniContent m_content;
 };
 
@@ -82,7 +82,7 @@ void CKELD_IniContent::Parse(std::string_view text) {
     constexpr std::string_view signature = "\xEF\xBB\xBF";
     if (text.substr(0, signature.size()) == signature)
         text.remove_prefix(signature.size());
-    CKELD_IniSection* pSection = nullptr;  // what stands in front of the first one isn't read
+    CKELD_IniSection* pSection = nullptr;  // keys before the first section aren't read
     while (!text.empty()) {
         const std::size_t uiEnd = text.find('\n');
         std::string_view line = text.substr(0, uiEnd);
@@ -96,7 +96,7 @@ void CKELD_IniContent::Parse(std::string_view text) {
             std::string_view value = read.m_sValue;
             if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
                 value = value.substr(1, value.size() - 2);
-            pSection->try_emplace(std::string(read.m_sName), value);  // the first one stays
+            pSection->try_emplace(std::string(read.m_sName), value);  // the first of equal keys
         }
     }
 }

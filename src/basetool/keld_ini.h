@@ -27,7 +27,7 @@ using CKELD_IniSection = CKELD_NameMap<std::string>;
 // The sections of a file or of the profiles.
 class CKELD_IniContent {
 public:
-    // Read a file's text. What is no section, key or comment is left out.
+    // Read a file's text. A line that is no section, key or comment is left out.
     void Parse(std::string_view text);
     // Null: no such section.
     const CKELD_IniSection* Section(const char* szSection) const;
@@ -38,7 +38,7 @@ public:
 // A value by its key, or null.
 const std::string* KELD_FindValue(const CKELD_IniSection* pSection, const char* szKey);
 
-// A line of a file or profile. Comment and Other are what isn't read.
+// A line of a file or profile. Lines of the kinds Comment and Other aren't read.
 enum class CKELD_IniLineKind { Section, Value, Comment, Other };
 struct CKELD_IniLine {
     CKELD_IniLineKind m_kind = CKELD_IniLineKind::Other;

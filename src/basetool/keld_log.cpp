@@ -20,12 +20,12 @@ constexpr std::size_t uiStampLength = 26;  // "YYYY-MM-DD hh:mm:ss.mmm L "
 constexpr std::size_t uiMillisecondsAt = 20;
 
 // The log of the process. Everything in it stays usable while static objects are destroyed. Without
-// memory a line is dropped and nothing is remembered of it, so that the next one has its chance.
+// memory a line is dropped without a trace, so that the next one works if there is memory again.
 //
-// Lines wait until the stretch that they belong to ends: the next line that stands at the depth of
-// the stretch's first line or above it takes them all to the file. So a service's lines are there
-// when it ends, and a run of nested calls costs one write. A full buffer is written without ending
-// the stretch; a line that has to be there at once ends it.
+// Lines wait until their stretch ends: the next line at the depth of the stretch's first line, or
+// at a smaller one, takes them all to the file. So a service's lines are in the file when it ends,
+// and a run of nested calls costs one write. A full buffer is written without ending the stretch;
+// an error or a warning ends it.
 class Log {
 public:
     bool IsWanted(int iLevel) const { return iLevel <= m_iLevel; }
@@ -44,7 +44,7 @@ public:
         KELD_GuardedCall([this] { Flush(); });
         m_bMayWait = false;
     }
-    // Forget what waits.
+    // Forget the waiting lines.
     void DropWaiting() {
         m_waiting.SetSize(0);
         m_bInStretch = false;
@@ -59,14 +59,13 @@ private:
     void WriteOrWait(int iLevel, bool bFirst);
     void WriteWaiting();
 
-    // Until the level is known every line passes the first test and is tested again. Without memory
-    // to look it up, the default stands in for it.
+    // INT_MAX until the level is known: every line passes IsWanted, and WriteLine tests it again.
     int m_iLevel = INT_MAX;
     bool m_bLevelKnown = false;
     int m_iDepth = 0;
 
     CKELD_LogFile m_file;
-    bool m_bForksKnown = false;  // a forked child drops what waits
+    bool m_bForksKnown = false;  // true: a forked child drops the waiting lines
     CKELD_TextBuffer m_waiting;
     bool m_bMayWait = true;
     bool m_bInStretch = false;
@@ -85,7 +84,7 @@ struct EndOfProcess {
 };
 EndOfProcess g_endOfProcess;
 
-// In a forked child: the lines that wait are the parent's, which writes them.
+// Drop the waiting lines in a forked child: they are the parent's, which writes them itself.
 void DropLinesOfParent() {
     g_log.DropWaiting();
 }
@@ -97,6 +96,7 @@ bool Log::OpenFile() {
     return m_bForksKnown && m_file.Open();
 }
 
+// Without memory to look the level up, it is the default.
 int Log::Level() {
     return KELD_Guarded(iLevelTrace, [this] { return FindLevel(); });
 }
@@ -131,6 +131,7 @@ void Log::WriteLine(int iLevel, const char* szFormat, va_list arguments) {
 bool Log::AppendLine(int iLevel, const char* szFormat, va_list arguments) {
     const std::size_t uiLine = m_waiting.Size();
     const std::size_t uiSpaces = static_cast<std::size_t>(m_iDepth) * uiSpacesPerStep;
+    // Reserve a full buffer at once: while lines wait, it seldom has to grow.
     if (!m_waiting.Reserve(uiMostWaiting - (uiLine < uiMostWaiting ? uiLine : uiMostWaiting) +
                            uiStampLength + uiSpaces + 512))
         return false;
@@ -168,7 +169,7 @@ void Log::WriteStamp(char* pLine) {
     pLine[uiMillisecondsAt + 2] = static_cast<char>('0' + iMs % 10);
 }
 
-// Put the continued lines of a text below its first one.
+// Indent the continued lines of a text to the column of its first one.
 bool Log::AlignContinuedLines(std::size_t uiText, std::size_t uiColumn) {
     while (uiText < m_waiting.Size()) {
         const void* pBreak =
@@ -187,9 +188,9 @@ bool Log::AlignContinuedLines(std::size_t uiText, std::size_t uiColumn) {
     return true;
 }
 
-// Decide about the line just added; bFirst: no stretch was open before it.
+// Write the line just added, or let it wait; bFirst: no stretch was open before it.
 void Log::WriteOrWait(int iLevel, bool bFirst) {
-    const bool bEndsStretch = bFirst ? m_iDepth < m_iWrittenDepth  // closes what is in the file
+    const bool bEndsStretch = bFirst ? m_iDepth < m_iWrittenDepth  // ends a call begun in the file
                                      : m_iDepth <= m_iStretchDepth;
     if (iLevel <= iLevelWarning || bEndsStretch || !m_bMayWait) {
         Flush();
@@ -247,7 +248,7 @@ void WriteLine(int iLevel, const char* szFormat, ...) {
 
 }  // namespace
 
-// The filter stands first: a line that isn't wanted costs one comparison.
+// The level is tested before anything else: an unwanted line costs one comparison.
 
 void KELD_LOG(int, int, const char* format, ...) {
     if (!g_log.IsWanted(iLevelTrace))

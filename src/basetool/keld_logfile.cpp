@@ -28,8 +28,7 @@ std::string LogPath() {
     return sPath + "keld_" + std::to_string(keld_os::ProcessId()) + ".log";
 }
 
-// Close a file at the end of a block, also if it is left for want of memory: others wait for its
-// lock.
+// Close a file at the end of a block, also after an exception: other processes wait for its lock.
 class Closing {
 public:
     explicit Closing(keld_os::AppendFile* pFile) : m_pFile(pFile) {}
@@ -80,7 +79,7 @@ void CKELD_LogFile::Write(const char* pLines, std::size_t uiSize) {
         RotateIfTooLarge();
     if (!m_file.IsOpen())
         return;
-    // What a full disk has cut stays a line of its own.
+    // End the line that a full disk has cut, so that the next one isn't joined to it.
     if (m_bHalfLine && m_file.Write("\n", 1) == 0)
         return TellOfDropped();
     m_bHalfLine = false;
@@ -90,7 +89,7 @@ void CKELD_LogFile::Write(const char* pLines, std::size_t uiSize) {
         TellOfDropped();
 }
 
-// Once: the reason lasts, or it has passed with the lines it took.
+// Tell it once in the life of the process, not for each write that fails.
 void CKELD_LogFile::TellOfDropped() {
     if (!m_bDroppedTold)
         std::fprintf(stderr, "KELD: the log file %s can't be written, log lines are dropped\n",
@@ -113,20 +112,21 @@ void CKELD_LogFile::RotateIfTooLarge() {
         if (bOwn)
             MoveAside(own);
     }
-    // Another process may have renamed the file: the path has the current one.
+    // Open by the path in any case: another process may have renamed the file that was open.
     (void)OpenFile();
 }
 
-// Of several processes that come here, one renames and the others find it done.
+// Rename the file. Of several processes that come here, one renames, the others find it done.
 void CKELD_LogFile::MoveAside(const keld_os::FileState& own) {
     keld_os::FileState atPath;
-    // Whoever holds it is at this too, or is stopped there: nothing is lost if the file grows on.
+    // Another process is renaming it now, or hangs while it does: go on with the file as it is, and
+    // try again when it has grown by the limit once more.
     if (!m_file.Lock()) {
         m_llTryAgainAt = own.m_llSize + m_llLimit;
         return;
     }
     if (keld_os::GetFileState(Path(), &atPath) && SameFile(own, atPath) &&
         keld_os::RenameFile(Path(), m_pOlderPath->c_str()) != 0) {
-        m_llLimit = 0;  // it can't be had here: go on with the one file
+        m_llLimit = 0;  // renaming isn't possible here: go on with one file
     }
 }

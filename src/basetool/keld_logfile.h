@@ -1,6 +1,6 @@
 #pragma once
 
-// The file behind the log: where it is, appending, the limit of its size.
+// The file of the log: where it is, how lines are appended, how large it grows.
 
 #include <cstddef>
 #include <cstdint>
@@ -14,8 +14,8 @@ public:
     // Throws without memory; the next call tries again.
     [[nodiscard]] bool Open();
     // Write whole lines in one piece, so that processes can share the file. What can't be written
-    // is dropped, which a note on standard error tells the first time. Throws without memory to
-    // begin the file anew, before anything is written.
+    // is dropped; standard error has one note of it. Throws if there is no memory to begin the file
+    // anew; nothing is written then.
     void Write(const char* pLines, std::size_t uiSize);
     // Null before Open.
     const char* Path() const { return m_pPath != nullptr ? m_pPath->c_str() : nullptr; }
@@ -30,7 +30,7 @@ private:
     bool m_bHalfLine = false;  // the last write ended within a line
     bool m_bDroppedTold = false;
     std::int64_t m_llLimit = 0;       // bytes, 0: none
-    std::int64_t m_llTryAgainAt = 0;  // size at which it is begun anew if that failed before
+    std::int64_t m_llTryAgainAt = 0;  // size for the next try, after a renaming that failed
     std::string* m_pPath = nullptr;   // kept to the end of the process: callers hold the pointer
     std::string* m_pOlderPath = nullptr;
     keld_os::AppendFile m_file;

@@ -15,7 +15,7 @@ int CKELD_ParamLine::GetParamString(int index, char* const out) {
         return 0;
     const char* pFirst = m_sLine;
     for (;;) {
-        if (*pFirst == '\0')  // behind a trailing separator there is no entry
+        if (*pFirst == '\0')  // no entry follows a trailing separator
             return 0;
         const char* pEnd = pFirst;
         while (*pEnd != '\0' && *pEnd != m_cSeparator)

@@ -107,6 +107,7 @@ void KELD_CreateProfileFromPref(const char* prefName, int count, char** values,
         return;
     KELD_TRACE("Settings %s from preference, %d values (%s)\n", prefName, count, storeName);
     KELD_GuardedCall([&] {
+        // Filled apart and then moved in: without memory the earlier content stays.
         CKELD_IniSection section;
         for (int i = 0; values != nullptr && i < count; ++i)
             if (values[i] != nullptr)
@@ -120,6 +121,7 @@ void KELD_CreateProfileFromPref(const char* prefName, int count, char** values,
     });
 }
 
+// Kept: with the cache on, the sections stay; the services don't fill them again then.
 void KELD_DeletePrefProfile(void) {
     if (KELD_IsLocPrefCacheDisabled())
         KELD_GuardedCall([] { Profiles().m_sections.clear(); });

@@ -39,7 +39,7 @@ bool CKELD_TextBuffer::Grow(std::size_t uiMore) {
 std::size_t KELD_CutLength(std::string_view text, std::size_t uiLimit) {
     if (text.size() <= uiLimit)
         return text.size();
-    // At most three bytes continue a character; what has more of them is no UTF-8.
+    // A character has at most three continuation bytes; a longer run is no UTF-8 and may be split.
     for (std::size_t uiBack = 0; uiBack <= 3 && uiBack <= uiLimit; ++uiBack)
         if ((static_cast<unsigned char>(text[uiLimit - uiBack]) & 0xC0U) != 0x80U)
             return uiLimit - uiBack;

@@ -8,8 +8,8 @@
 #include <cstring>
 #include <string_view>
 
-// Bytes under construction. Never throws, never frees: the log's buffers have to work while static
-// objects are destroyed; a local one is given back with Free.
+// Bytes under construction. Never throws. Has no destructor, since the log's buffer has to work
+// while static objects are destroyed; a local buffer is given back with Free.
 class CKELD_TextBuffer {
 public:
     // Make room for uiMore further bytes. False: no memory, the content stays.
@@ -59,11 +59,11 @@ private:
 };
 
 // Append a format of the C library with its arguments. A null text shows as "(null)"; %n writes
-// nothing; from an unknown conversion on the format stands as it is. False: no memory.
+// nothing; an unknown conversion and all that follows it is shown as written. False: no memory.
 [[nodiscard]] bool KELD_AppendFormat(CKELD_TextBuffer* pBuffer, const char* szFormat,
                                      va_list arguments);
 
-// How many bytes remain of a text that may have uiLimit: not the first part of a UTF-8 character.
+// Length in bytes to which a text is cut at uiLimit without splitting a UTF-8 character.
 std::size_t KELD_CutLength(std::string_view text, std::size_t uiLimit);
 
 // Copy a text with its terminator into uiLimit + 1 bytes; a longer one is cut with a warning that

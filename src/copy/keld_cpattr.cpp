@@ -44,7 +44,7 @@ int UpdateLists() {
     }
     if (loaded)
         return QSK_ok;
-    // What couldn't be read for want of memory is read anew by the next call.
+    // A read that fails, for lack of memory too, is repeated by the next call.
     const int iRet = KELD_Entry([] { return ReadCopyAttrPref(&copyList, &relList); });
     loaded = true;
     lastReadFailed = iRet != QSK_ok;
@@ -72,7 +72,7 @@ int CopyFromArguments() {
     if (iRet == QSK_ok)
         KELD_CALL(iRet, SVCARG_get_tag_array_argument(&iDestCount, &tpDest));
     KELD_TRACE("KELD_CopyAttr\n");
-    // The lists are brought up to date also for a call that can't be read, whose status stays.
+    // Kept: the lists are brought up to date also after a failed read of an argument.
     const int iListRet = UpdateLists();
     if (iRet == QSK_ok)
         iRet = iListRet;

@@ -1,9 +1,9 @@
 #pragma once
 
 // The attribute copy: properties go from a source object to a destination by display value, then
-// down the configured relations from pair to pair. What is copied and what is followed stands in
-// three preferences, which become two lists that the service keeps for the life of the process; see
-// docs/settings.md. All functions here return 0 or a status; none removes an entry that it has
+// down the configured relations from pair to pair. Three preferences say what is copied and which
+// relations are followed; they become two lists that the service keeps for the life of the process;
+// see docs/settings.md. All functions here return 0 or a status; none removes an entry that it has
 // made.
 
 #include "platform/types.h"
@@ -33,9 +33,9 @@ struct relList {
     int count;
 };
 
-// Read the three preferences behind what the lists hold. Each value is cut to 1024 bytes; line
-// ends, then blanks are taken off its end; what is then shorter than three characters or begins
-// with '#' is skipped.
+// Append the lines of the three preferences to the lists. Each value is cut to 1024 bytes; line
+// ends, then blanks are taken off its end; a line that is then shorter than three characters or
+// begins with '#' is skipped.
 // Returns: the status of the last line that was not skipped, 0 if there was none.
 // Frees: the arrays of the values, not the values themselves.
 [[nodiscard]] int ReadCopyAttrPref(copyList* objects, relList* relations);

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::size_t uiNameSize = 129;
 
-// Whether an entry's type is exactly the object's; a type that couldn't be read is nobody's.
+// Whether an entry's type is exactly the object's; a type that couldn't be read matches no entry.
 bool IsType(const char* szEntryType, const char* szType) {
     return szEntryType != nullptr && szType[0] != '\0' && std::strcmp(szEntryType, szType) == 0;
 }
@@ -28,8 +28,9 @@ bool IsWorkspaceObject(tag_t tObject) {
     return KELD_isObjectOfClass(tObject, "WorkspaceObject", &lIs) == QSK_ok && lIs;
 }
 
-// Read both objects anew and the source's type. Returns: whether the destination takes values, if
-// nothing failed; a failed question doesn't answer no.
+// Read both objects anew and the source's type.
+// Returns: whether the destination takes values; true also if the question fails, with the status
+// in *piRet.
 bool TakesValues(tag_t tSource, tag_t tDest, char* sObjectType, int* piRet) {
     int& iRet = *piRet;
     tag_t tOwningSite = NULLTAG;
@@ -120,7 +121,7 @@ int MatchAttachment(const tag_t* tpDestAtt, int x, const char* szSecondary,
     return iRet;
 }
 
-// Go on with the objects behind a relation.
+// Copy the pairs that a relation leads to.
 int CopyAttachments(tag_t tSource, tag_t tDest, const relation_combination_s& entry,
                     const copyList& objects, const relList& relations) {
     const tag_t relation_type_tag = entry.relation_type_tag;
@@ -148,7 +149,7 @@ int CopyAttachments(tag_t tSource, tag_t tDest, const relation_combination_s& en
 
 // ---- revisions ----
 
-// Find the source's revision of the same id, else its latest.
+// Find the source's revision of the same id. Kept: without one it is the latest.
 int MatchRevision(tag_t tSource, const tag_t* tpDestRevList, int x, tag_t* ptSourceRev) {
     int iRet = QSK_ok;
     tag_t tSourceRev = NULLTAG;
@@ -162,7 +163,7 @@ int MatchRevision(tag_t tSource, const tag_t* tpDestRevList, int x, tag_t* ptSou
     return iRet;
 }
 
-// Go on with the revisions of an item.
+// Copy the pairs of an item's revisions.
 int CopyRevisions(tag_t tSource, tag_t tDest, const copyList& objects, const relList& relations) {
     int iRet = QSK_ok;
     int iDestRevCount = 0;
@@ -215,7 +216,7 @@ int MatchNamedRef(const tag_t* tpDestNamedRefs, int x, const char* szSecondary,
     return iRet;
 }
 
-// Go on with the objects that stand under a named reference.
+// Copy the pairs under a named reference.
 int CopyNamedRefs(tag_t tSource, tag_t tDest, const relation_combination_s& entry,
                   const copyList& objects, const relList& relations) {
     const char* const relation_type = entry.relation_type != nullptr ? entry.relation_type : "";
@@ -243,7 +244,7 @@ int CopyNamedRefs(tag_t tSource, tag_t tDest, const relation_combination_s& entr
 
 // ---- ways ----
 
-// Follow a line without a relation type, as the destination's class has it.
+// Follow a line without a relation type; the destination's class says what the line means.
 int CopyWithoutRelation(tag_t tSource, tag_t tDest, const relation_combination_s& entry,
                         const copyList& objects, const relList& relations) {
     int iRet = QSK_ok;
@@ -262,6 +263,7 @@ int CopyWithoutRelation(tag_t tSource, tag_t tDest, const relation_combination_s
     return QSK_ok;
 }
 
+// Kept: below a destination that takes no values the walk goes on.
 int CopyPair(tag_t tSource, tag_t tDest, const copyList& objects, const relList& relations) {
     int iRet = QSK_ok;
     char sObjectType[uiNameSize] = "";
@@ -282,7 +284,7 @@ int CopyPair(tag_t tSource, tag_t tDest, const copyList& objects, const relList&
 
 }  // namespace
 
-// Copy a pair of objects and what is below it.
+// Copy a pair of objects and the pairs below it.
 int CopyAttributes(tag_t tSource, tag_t tDest, copyList objects, relList relations) {
     KELD_FUNC_ENTER("CopyAttributes");
     int iRet = QSK_ok;

@@ -25,8 +25,7 @@ constexpr std::size_t uiLineSize = 1025;
 constexpr std::size_t uiFieldSize = 241;
 constexpr int iBadLine = 2010;
 
-// Copy a value as far as it counts, without line ends and blanks at its end. Returns: false for a
-// line that is skipped.
+// Copy a value, without line ends and blanks at its end. Returns: false for a line that is skipped.
 bool TakeLine(const char* szValue, char (&cLine)[uiLineSize]) {
     std::size_t uiLength = 0;
     for (; uiLength + 1 < uiLineSize && szValue[uiLength] != '\0'; ++uiLength)
@@ -45,7 +44,7 @@ void TakeField(char (&cOut)[uiFieldSize], const char* szFrom, const char* szEnd,
     KELD_CopyText(cOut, std::string(szFrom, szEnd).c_str(), szField);
 }
 
-// Tell client and log what a line should look like.
+// Refuse a line: client and log learn what it should look like.
 int RefuseLine(const char* line, const char* szExpected) {
     const std::string sText = std::string("Syntax error in preference line: ") +
                               (line != nullptr ? line : "(null)") + "\n" + szExpected +
@@ -70,7 +69,7 @@ int SplitAttribute(copyList* list, const char* line) {
     const char* const szRest = szFirst + 1;
     if (const char* const szSecond = std::strchr(szRest, ';'); szSecond != nullptr) {
         TakeField(attribute, szRest, szSecond, "property");
-        copyEmpty = std::strcmp(szSecond + 1, "null") == 0;  // any other word is ignored
+        copyEmpty = std::strcmp(szSecond + 1, "null") == 0;  // kept: any other word is ignored
     } else {
         TakeField(attribute, szRest, szRest + std::strlen(szRest), "property");
     }
@@ -92,7 +91,7 @@ int SplitRelation(relList* list, const char* line) {
     // A further ';' is part of the type's name.
     TakeField(secondary, szSecond + 1, szSecond + 1 + std::strlen(szSecond + 1),
               "secondary object type");
-    // The master form of a revision is attached as that of an item is.
+    // Kept: cut to VANE_master_form, by which the master forms of revisions are attached too.
     if (std::strcmp(relation, "VANE_master_form_rev") == 0)
         relation[16] = '\0';
     return KELD_add_relation_combination(list, primary, secondary, relation);

@@ -80,7 +80,7 @@ int CheckAttribute(const char* object, const char* attribute) {
     return QSK_ok;
 }
 
-// Find the types whose subtypes go by other rules.
+// Find the types whose lines may do without a relation type.
 int FindBaseTypes() {
     int iRet = QSK_ok;
     if (tItemType == NULLTAG)
@@ -90,7 +90,7 @@ int FindBaseTypes() {
     return iRet;
 }
 
-// A type of a relation line that doesn't exist is told, but is no failure of the line.
+// Log a type of a relation line that doesn't exist. Kept: it is no failure of the line.
 void TellUnknownType(const char* szType) {
     KELD_ERROR(
         "ERROR: the object type %s, specified in preference, does not exist or is no "
@@ -132,7 +132,7 @@ bool Holds(const tag_t* tSubtypes, int iSubTypeCount, tag_t tType) {
     return false;
 }
 
-// What the primary of a relation line is; a failed list of subtypes counts as an empty one.
+// Find the kind of a relation line's primary. Kept: a failed list of subtypes counts as empty.
 Primary KindOfPrimary(tag_t tPrimaryObjectType) {
     if (tPrimaryObjectType == tItemType)
         return Primary::Item;

@@ -26,7 +26,7 @@ constexpr std::size_t uiFileNameSize = 133;
 
 tag_t tRelationSpecification = NULLTAG;  // kept for the process
 
-// A call whose own condition doesn't look at the status must not clear an earlier failure.
+// Keep the first failure. For calls that are made also after one: their 0 must not clear it.
 void KeepFirst(int* piRet, int iRet) {
     if (*piRet == QSK_ok)
         *piRet = iRet;
@@ -40,14 +40,15 @@ bool IsEmpty(const char* szText) {
     return szText == nullptr || *szText == '\0';
 }
 
-// What holds a dataset: the first revision, the first item and the first other object.
+// The objects that hold a dataset: the first revision, the first item and the first other object.
 struct Parents {
     tag_t m_tRevision = NULLTAG;
     tag_t m_tItem = NULLTAG;
     tag_t m_tRelated = NULLTAG;
 };
 
-// Sort an object's relations into its parents. Returns: whether to look at further ones.
+// Note a related object as a parent. Kept: one whose class can't be asked counts as another object.
+// Returns: whether to look at further ones.
 bool TakeParent(const rel_entry_s& record, int* piRet, Parents* pParents) {
     int& iRet = *piRet;
     logical lIsRevision = false;
@@ -133,7 +134,7 @@ int RefuseDirectory(const char* path) {
     return iNoDirectory;
 }
 
-// Whether a link or device stands at a place in the tree. Followed, it would lead out of it.
+// Whether there is a link or a device at a place in the tree. A link could lead out of the tree.
 bool IsForeign(const std::string& sPath) {
     return keld_os::KindOf(sPath.c_str()) == keld_os::PathKind::Other;
 }
@@ -219,7 +220,7 @@ int PerformCentralBackup(tag_t tDataset, tag_t tRevision, const char* szCentralB
     return iRet;
 }
 
-// Make a directory for everybody. Only the granting of access decides.
+// Make a directory for everybody. Kept: a failed mkdir is only a warning; granting access decides.
 int CreateAndCheckSubDir(const char* sPathBuffer) {
     if (IsEmpty(sPathBuffer))
         return QSK_ok;

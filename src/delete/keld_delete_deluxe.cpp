@@ -38,7 +38,7 @@ char* BuiltInTypes[iBuiltInTypeCount] = {
     const_cast<char*>("CADMASTER"),
 };
 
-// Kept for the process, as far as the preferences' cache allows.
+// They last for the process while the preferences' cache is on, else for one call.
 int iDsTypeCount = 0;  // 0: nothing read yet
 char** DsTypeList = nullptr;
 char* szCentralBackupDir = nullptr;
@@ -85,7 +85,8 @@ struct BackupList {
     }
 };
 
-// Read the preferences; the list of types falls back to the built-in one.
+// Read the preferences; without configured types the built-in list is used. Kept: that list counts
+// as read after a failure too, so with the cache on the next call runs without a backup.
 int ReadPreferences() {
     int iRet = QSK_ok;
     KELD_CALL(iRet,
@@ -126,14 +127,15 @@ int CheckDatasetObject(tag_t object, BackupList* pBackup, int* piRefusal) {
             iRet = QSK_ok;
         }
     }
-    // Whatever the check and the type say: a refusal holds the whole backup back later on.
+    // Noted whatever the check and the type say: after a refusal nothing at all is backed up.
     if (lCentralBackup && !pBackup->Enter(object, tRevision) && iRet == QSK_ok)
         iRet = iNoMemory;
     HEAP_free(sObjectType);
     return iRet;
 }
 
-// Check the objects in order. One refusal doesn't stop the others' checks, any other failure does.
+// Check the objects in order. A refusal doesn't stop the checks of the others, any other failure
+// does. Kept: a folder's refusal goes before a dataset's.
 int CheckObjects(int iObjectsCount, const tag_t* ObjectsList, BackupList* pBackup) {
     int iRet = QSK_ok;
     int iFolderResult = QSK_ok;
@@ -174,7 +176,7 @@ struct OpenedDeleteLog {
     ~OpenedDeleteLog() { KELD_CloseDeleteLog(m_pFile); }
 };
 
-// Back up what is noted, unless the checks have failed. The log is opened in any case.
+// Back up the noted datasets, unless the checks have failed. Kept: the log is opened in any case.
 int BackUp(int iRet, const BackupList& backup) {
     tag_t* const DatasetList = backup.DatasetList;
     tag_t* const DatasetRevList = backup.DatasetRevList;
@@ -221,7 +223,7 @@ int check_folder(tag_t tFolder) {
     KELD_CALL(iRet, DIR_ask_size(tFolder, &iNumberOfEntries));
     if (iRet == QSK_ok && iNumberOfEntries >= 1) {
         KELD_CALL(iRet, OBJ_UIF_ask_value(tFolder, "object_name", &szObjectName));
-        iRet = iFolderNotEmpty;  // also without the name
+        iRet = iFolderNotEmpty;  // kept: also if the name can't be read
         const char* const name = szObjectName != nullptr ? szObjectName : "";
         int iStored = QSK_ok;
         KELD_CALL(iStored, ERR_store_error_s1(3, 919500, name));
@@ -268,7 +270,7 @@ int check_revision(tag_t tRevision, tag_t tDataset) {
     if (iRet == QSK_ok && iRefCount >= 1) {
         char* szObjectName = nullptr;
         KELD_CALL(iRet, OBJ_UIF_ask_value(tDataset, "object_name", &szObjectName));
-        HEAP_free(szObjectName);  // read for the log's sake; nothing goes on the error stack here
+        HEAP_free(szObjectName);  // kept: read and not used; nothing goes on the error stack
         iRet = iUsedInStructure;
     }
     HEAP_free(RefLevelList);
@@ -276,7 +278,8 @@ int check_revision(tag_t tRevision, tag_t tDataset) {
     return iRet;
 }
 
-// User service: the list of objects. The outcome is the status alone; the list isn't freed.
+// User service: the list of objects. Kept: the outcome is the status alone, and the list isn't
+// freed.
 int KELD_DeleteDeluxe(int* result) {
     return KELD_Entry([&] {
         int iRet = QSK_ok;

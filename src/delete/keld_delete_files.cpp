@@ -50,6 +50,7 @@ std::string KELD_MkdirCommand(const std::string& sPath) {
     return "mkdir " + sPath;
 }
 
+// Kept: the group has its German name.
 std::string KELD_CaclsCommand(const std::string& sPath) {
     return "cacls " + sPath + " /E /G Jeder:F > nul";
 }

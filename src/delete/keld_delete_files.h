@@ -1,8 +1,8 @@
 #pragma once
 
-// What the central backup does to the file system by commands, and the names that it gives to
-// files. The commands are those of Windows; where they aren't run, system calls do the same and
-// the warnings show the commands all the same.
+// The commands by which the central backup makes directories and deletes files, and the names that
+// it gives to files. The commands are those of Windows; where they aren't run, system calls do the
+// work, and the warnings show the commands nevertheless.
 
 #include <cstddef>
 #include <map>
@@ -19,17 +19,17 @@ std::string KELD_MkdirCommand(const std::string& sPath);
 std::string KELD_CaclsCommand(const std::string& sPath);
 std::string KELD_DelCommand(const std::string& sPath);
 
-// Whether the command processor reads nothing into a path: ASCII letters and digits, . - _ + @, the
-// separator and a drive's colon. Blanks and characters above ASCII, some of which count as blanks
-// there, are kept from it, and so is the other separator, which begins an option.
+// Whether a path may go to the command processor without quotes: it has only ASCII letters and
+// digits, . - _ + @, the separator and a drive's colon. Blanks may not, nor characters above ASCII,
+// some of which count as blanks there, nor the other separator, which begins an option.
 bool KELD_IsPlainPath(const std::string& sPath, char cSeparator);
 
 // ---- the steps; each gives the result of its command ----
 // Make a directory and those above it.
 [[nodiscard]] int KELD_RunMkdir(const std::string& sPath);
-// Give everybody full access to a directory. What is no directory is left alone: iNotRun.
+// Give everybody full access to a directory; anything else is left alone: iNotRun.
 [[nodiscard]] int KELD_RunCacls(const std::string& sPath);
-// Delete a file. What is no regular file is left alone: iNotRun.
+// Delete a regular file; anything else is left alone: iNotRun.
 [[nodiscard]] int KELD_RunDel(const std::string& sPath);
 
 // The warning of a command that didn't succeed.

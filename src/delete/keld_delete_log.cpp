@@ -109,7 +109,7 @@ std::string KELD_DeleteLogPath(const char* szCentralBackupDir, const char* szUse
 }
 
 FILE* KELD_OpenDeleteLog(const std::string& sPath) {
-    openLog.m_sPath = sPath;  // before anything that has to be undone
+    openLog.m_sPath = sPath;  // may throw: before anything that has to be undone
     FILE* pFile =
         sPath.size() <= uiLongestPath ? keld_os::OpenFile(sPath.c_str(), "ab", false) : nullptr;
     if (pFile == nullptr) {
@@ -145,7 +145,7 @@ int WriteToDeleteLog(FILE* pDeleteLogFile, const char* szUserId, const char* szP
     (void)KELD_GetTime(&curTime);
     KELD_CALL(iRet, TIME_date_to_string(curTime, "%Y-%m-%d %H:%M:%S", &szCurDateTime));
     if (pDeleteLogFile != nullptr) {
-        // Names stand as they are in the database; a dataset without one leaves its place empty.
+        // Names are written as in the database; a dataset without one leaves its place empty.
         const std::string sLine = Text(szCurDateTime) + "," + Text(szUserId) + ":" +
                                   Shown(szParentObjString) + ";" + Text(szDatasetName) + " (" +
                                   Shown(szDatasetType) + ");" + Shown(sFilePathBuffer) + "\n";

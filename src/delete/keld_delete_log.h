@@ -13,6 +13,6 @@ std::string KELD_DeleteLogPath(const char* szCentralBackupDir, const char* szUse
 // Returns: the file; null with an error line if it can't be opened.
 FILE* KELD_OpenDeleteLog(const std::string& sPath);
 
-// Write what waits and close the log; null is allowed. A log that can't be written leaves an error
-// line.
+// Write the waiting lines and close the log; null is allowed. A log that can't be written leaves an
+// error line.
 void KELD_CloseDeleteLog(FILE* pDeleteLogFile);

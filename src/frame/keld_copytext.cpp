@@ -15,8 +15,7 @@ std::size_t CutLength(const char* szText, std::size_t uiLimit) {
     const std::size_t uiLength = std::strlen(szText);
     if (uiLength <= uiLimit)
         return uiLength;
-    // A character has at most three continuation bytes; a longer run is no UTF-8 and is cut as it
-    // stands.
+    // A character has at most three continuation bytes; a longer run is no UTF-8 and may be split.
     std::size_t uiCut = uiLimit;
     while (uiCut > 0 && uiLimit - uiCut < 4 && IsContinuation(szText[uiCut]))
         --uiCut;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The outermost frame of an exported function: what is thrown inside ends here, and the log's
-// indentation is the one from before, since no traced call under way could take its step back.
+// The outermost frame of an exported function: no exception gets past it. After one, it restores
+// the log's indentation, since the traced calls that were under way didn't take their steps back.
 
 #include "frame/keld_trace.h"
 #include "os/keld_guard.h"

@@ -28,7 +28,8 @@ int SetResult(char** result, const char* szText) {
     return *result != nullptr ? QSK_ok : KELD_iNoMemory;
 }
 
-// The variable's value, or the empty text and a warning. Both services give the same warning.
+// Give the variable's value, or the empty text and a warning. Kept: both services warn under the
+// name of one.
 int SetResultFromEnv(char** result, const char* szName) {
     std::string sValue;
     if (!keld_os::GetEnv(szName, &sValue))
@@ -46,7 +47,7 @@ int KELD_SrvCall(char** result) {
         char* szText = nullptr;
         char cLevel[20] = {};
 
-        // Unchecked by contract: what a client leaves out is empty.
+        // Unchecked by contract: what a client leaves out is empty. Kept: the text stays allocated.
         (void)SVCARG_get_int_argument(&iType);
         (void)SVCARG_get_int_argument(&iLevel);
         (void)SVCARG_get_string_argument(&szText);
@@ -81,7 +82,7 @@ int KELD_SrvCallGetEnv(char** result) {
     return KELD_Entry([&] {
         char* cEnvVar = nullptr;
         KELD_QSK_CALL(SVCARG_get_string_argument(&cEnvVar));
-        KELD_TRACE("KELD_SrvCallGetEnv: cEnvVar\n");
+        KELD_TRACE("KELD_SrvCallGetEnv: cEnvVar\n");  // kept: without the variable's name
         return SetResultFromEnv(result, cEnvVar);
     });
 }

@@ -16,13 +16,14 @@ int iStepsTaken = 0;
 
 const std::int64_t llStartTicks = keld_os::IntervalClock();
 
-// Milliseconds since the start of the process; only differences mean something. Calls of more than
-// a second are looked for, so the cheaper clock will do.
+// Milliseconds since the start of the process; only differences mean something. The cheaper clock
+// will do: it only has to find calls of more than a second.
 std::uint32_t ReadClock() {
     return static_cast<std::uint32_t>((keld_os::IntervalClock() - llStartTicks) / 10000);
 }
 
-// Time since a reading, right also after the count or the system's clock has jumped.
+// Time since a reading: the signed difference is right also after the 32 bits have wrapped around,
+// and negative after the clock was set back.
 std::int32_t ElapsedMs(std::uint32_t ulStart) {
     return static_cast<std::int32_t>(ReadClock() - ulStart);
 }
@@ -93,7 +94,7 @@ std::uint32_t KELD_TraceCallEnter(const char* szText, const char* szFile, int iL
 void KELD_TraceCallLeave(std::uint32_t ulStart, int iStatus, const char* szText, const char* szFile,
                          int iLine) {
     KELD_TRACE(" File:%s Line:%d Funktion:%s\n", FileName(szFile), iLine, szText);
-    // The clock is read behind the line, so that writing it counts.
+    // Read the clock after the line: the time includes writing it.
     const std::int32_t iElapsed = ElapsedMs(ulStart);
     if (iElapsed > iLongCallMs)
         KELD_TRACE("%ds for call File:%s Line:%d Funktion:%s\n", iElapsed / 1000, FileName(szFile),
@@ -115,7 +116,8 @@ std::uint32_t KELD_TraceQskCallEnter(const char* szText, const char* szFile, int
 
 void KELD_TraceQskCallLeave(std::uint32_t ulStart, int iStatus, const char* szText,
                             const char* szFile, int iLine) {
-    const std::int32_t iElapsed = ElapsedMs(ulStart);
+    const std::int32_t iElapsed = ElapsedMs(ulStart);  // of the call alone, unlike above
+    // Built again: kept from the call's start, it would lie on the stack of calls that nest.
     const ShortText shortText(szText);
     if (iElapsed > iLongCallMs)
         KELD_TRACE("##Long Call: %s   %ds %s:%d\n", shortText.Text(), iElapsed / 1000,

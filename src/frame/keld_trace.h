@@ -9,10 +9,10 @@
 //   KELD_FUNC_LEAVE(name)           scope line at its end
 //
 // The log shows the expression exactly as it is written at the site: # is applied to the macro's
-// own parameter, so that NULL and FALSE stand there as such. The file is KELD_TRACE_FILE, which the
-// build gives to each source, never __FILE__. The macros don't look at the log level; that is the
-// log's business. A site keeps one clock reading and one status on its stack, nothing else, since
-// functions that call themselves use them too.
+// own parameter, so NULL and FALSE aren't expanded. The file is KELD_TRACE_FILE, which the build
+// gives to each source, never __FILE__. The macros don't look at the log level; the log does. A
+// site keeps one clock reading and one status on its stack, nothing else: functions that call
+// themselves use the macros too.
 //
 // KELD_QSK_CALL frees nothing on its way out and undoes only its own indentation: in a function
 // with scope lines, neither the leave line nor its step back comes then.
@@ -22,7 +22,7 @@
 #include "platform/keld_basetool.h"
 #include "platform/types.h"
 
-// The halves of a traced call before and behind the evaluation. Enter gives the clock's reading, in
+// The halves of a traced call, before and after the evaluation. Enter gives the clock's reading, in
 // milliseconds since the start of the process.
 std::uint32_t KELD_TraceCallEnter(const char* szText, const char* szFile, int iLine);
 void KELD_TraceCallLeave(std::uint32_t ulStart, int iStatus, const char* szText, const char* szFile,
@@ -30,8 +30,8 @@ void KELD_TraceCallLeave(std::uint32_t ulStart, int iStatus, const char* szText,
 std::uint32_t KELD_TraceQskCallEnter(const char* szText, const char* szFile, int iLine);
 void KELD_TraceQskCallLeave(std::uint32_t ulStart, int iStatus, const char* szText,
                             const char* szFile, int iLine);
-// How many steps of indentation traced calls and scope lines have taken and not taken back, and
-// taking back those above a number.
+// Give the number of steps of indentation that traced calls and scope lines have taken and not
+// taken back; take back those above a number.
 int KELD_TraceSteps();
 void KELD_TraceBackTo(int iSteps);
 void KELD_TraceFuncEnter(const char* szName, const char* szFile, int iLine);

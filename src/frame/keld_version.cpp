@@ -4,6 +4,7 @@
 
 static bool bVersionPrinted = false;
 
+// Kept: these services only; KELD_StatusManager and KELD_createJobItem have no line.
 void KELD_Version(void) {
     if (bVersionPrinted)
         return;

@@ -1,5 +1,5 @@
-// Create-job service: a client asks for job files on what it has selected, and for the program that
-// works on them.
+// Create-job service: a client asks for job files for the objects that it has selected, and for the
+// start of a program that works on them.
 
 #include <cstdio>
 #include <cstring>
@@ -27,7 +27,7 @@ constexpr std::size_t uiPathSize = 1024;
 constexpr int iRefused = 919998;
 constexpr int iNoMemory = 2002;
 
-// What the client sent, as received.
+// The client's arguments as received.
 struct Received {
     char* m_szTypGot = nullptr;
     char* m_szWinDestinationPath = nullptr;
@@ -47,7 +47,7 @@ struct RelationTypes {
     char** m_pszNames = nullptr;  // null for "all"
 };
 
-// What the writer gets: the client's wishes and the fixed settings.
+// The arguments of the writer: those of the client and the fixed settings.
 struct JobRequest {
     char m_szTyp[uiArgumentSize] = "";
     std::string m_sDestinationPath;
@@ -72,7 +72,7 @@ bool IsEmptyOrBlank(const char* szText) {
     return szText == nullptr || szText[0] == '\0' || std::strcmp(szText, " ") == 0;
 }
 
-// A text for the client and the log; both have the same words.
+// Put a text on the client's error stack; the callers log the same words.
 void StoreRefusal(const char* szText) {
     (void)ERR_store_error_s1(ERR_severity_error, iRefused, szText);
 }
@@ -169,7 +169,8 @@ int ResolveRelationTypes(const char* szRelation, RelationTypes* pTypes) {
     return iRet;
 }
 
-// Put the latest revision in the place of each item. *piRet is that of the last target's id.
+// Put the latest revision in the place of each item. *piRet becomes the status of the last target's
+// id look-up.
 // Returns: not 0 if the service is to return at once.
 int ExpandTargets(int iCountTargets, tag_t* tagTargets, int* piRet) {
     for (int i = 0; i < iCountTargets && tagTargets != nullptr; ++i) {
@@ -178,7 +179,7 @@ int ExpandTargets(int iCountTargets, tag_t* tagTargets, int* piRet) {
         KELD_TRACE("Targets-tags %d\n", static_cast<int>(tagTargets[i]));
         KELD_QSK_CALL(KELD_isObjectOfTypeExt(tagTargets[i], "Item", &bIsItem, true));
         if (bIsItem) {
-            // An item without a revision is no failure of the service.
+            // Kept: an item without a revision is no failure, so its status isn't the service's.
             int iRet = QSK_ok;
             KELD_CALL(iRet, ENT_ask_id_string(tagTargets[i], &sItemRevName));
             KELD_CALL(iRet, ART_ask_latest_rev(tagTargets[i], &tagTargets[i]));
@@ -201,8 +202,8 @@ int ExpandTargets(int iCountTargets, tag_t* tagTargets, int* piRet) {
     return QSK_ok;
 }
 
-// Run the client's program on the job directory and wait for its end. Its exit code isn't looked
-// at; kept: no part of the command is quoted.
+// Run the client's program on the job directory and wait for its end. Kept: its exit code isn't
+// looked at, and no part of the command is quoted.
 int StartServer(const char* programexe, const char* szJobDirectory) {
     KELD_TRACE("Calling the command!\n");
     const std::string system_command = std::string(programexe) + " " + szJobDirectory;
@@ -399,7 +400,7 @@ int KELD_SrvCallCRJFromPortal(int* result) {
         Received received;
         JobRequest request;
         RelationTypes types;
-        // What has been received is given back also without memory for the rest.
+        // Guarded apart, so that the clean-up below comes also when memory runs out.
         int iRet = KELD_Entry([&] { return ReadRequest(&received, &request, &types); });
 
         int iCountTargets = 0;

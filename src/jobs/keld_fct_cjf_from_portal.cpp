@@ -71,7 +71,8 @@ bool MakeJobDirectory(const char* szDirName, std::string* psFilePath) {
     return false;
 }
 
-// City and mail address of a person, each cut to its field. A failure ends the look-up.
+// City and mail address of a person. A failure ends the look-up, so without a city there is no mail
+// address. Kept: cut at 32 bytes without a warning, in the middle of a character too.
 void AskPerson(tag_t person, bool bCity, bool bMail, KELD_JobFields* pFields) {
     int iRet = QSK_ok;
     char* text = nullptr;
@@ -121,7 +122,8 @@ void FindIdentity(const char* user_flag, bool bMail, bool bCity, KELD_JobFields*
         AskPerson(person, bCity, bMail, pFields);
 }
 
-// Returns: the status of the group's full name.
+// Kept: the statuses of the first two calls don't count; without a group the name can't be read,
+// and that is the status returned.
 int FindGroup(KELD_JobFields* pFields) {
     int iIgnored = QSK_ok;
     tag_t member = NULLTAG;
@@ -135,6 +137,7 @@ int FindGroup(KELD_JobFields* pFields) {
 int WriteOptions(const std::string& sFilePath, const char* options, bool* pbAtOnce) {
     const std::string sName = std::string(keld_os::szPathSeparator) + "options.txt";
     if (sFilePath.size() + sName.size() > static_cast<std::size_t>(iAllowedFileLength)) {
+        // Kept: the log's words differ from the client's.
         KELD_ERROR("File Name excekeld allowed file length of %d.\n", iAllowedFileLength);
         const std::string sText = "File Name exceeds allowed file length of " +
                                   std::to_string(iAllowedFileLength) + ".\n";
@@ -143,7 +146,7 @@ int WriteOptions(const std::string& sFilePath, const char* options, bool* pbAtOn
     }
     const std::string sOptionsFile = sFilePath + sName;
     KELD_TRACE("Options File: %s\n", sOptionsFile.c_str());
-    const std::string sText = KELD_JobOptionsText(options);  // before the file has to be closed
+    const std::string sText = KELD_JobOptionsText(options);  // may throw: before the file is open
     FILE* pFile = nullptr;
     if (const int iRet = KELD_OpenJobFile(sOptionsFile.c_str(), &pFile); iRet != QSK_ok) {
         *pbAtOnce = true;
@@ -232,6 +235,7 @@ int KELD_fct_CRJ_from_portal(const char* destination_path, const char* type, con
     KELD_CopyText(run.m_fields.m_szJobtype, jobtype, "szJobtype");
 
     char szDirName[uiDirNameSize] = "";
+    // Kept: without a name no directory is made, and the files go into destination_path itself.
     if (KELD_buildDirName(szDirName) == QSK_ok) {
         if (!MakeJobDirectory(szDirName, &run.m_sFilePath))
             return iNoJobDirectory;  // at once; kept: both lists stay allocated
@@ -275,7 +279,7 @@ int KELD_buildDirName(char* dirName) {
     KELD_CALL(iRet, DBO_get_user_id(&text));
     if (iRet == QSK_ok) {
         std::tm time{};
-        char szPid[32] = "";  // the stamp is called so in the log
+        char szPid[32] = "";  // a time, no process id: only the log calls it so
         (void)keld_os::LocalTime(keld_os::WallClock(), &time);
         (void)std::strftime(szPid, sizeof(szPid), "%Y%m%d%H%M%S", &time);
         KELD_TRACE("pid:<%s>\n", szPid);

@@ -1,7 +1,8 @@
 #pragma once
 
-// The job file writer: a new directory of job files for an outside batch program. The files'
-// format stands in docs/job-files.md. The writer reads from the platform and changes no object.
+// The job file writer: a new directory of job files for an outside batch program. The format of the
+// files is described in docs/job-files.md. The writer reads from the platform and changes no
+// object.
 
 #include <cstdio>
 
@@ -9,12 +10,12 @@
 
 // Write the job files of the targets and options.txt into a new directory below destination_path.
 //
-//   type             wanted object types, separated by ";", tried in this order; "Item" stands for
-//                    the item of the revision. At most 128 bytes for each
+//   type             wanted object types, separated by ";", tried in this order; "Item" means the
+//                    item of the revision. At most 128 bytes for each
 //   all_types        "true": go through all types for each target; else stop at the first one that
 //                    found something
 //   target_flag      "true": an attachment counts only if it is one of the targets. At most 128
-//   tpRelationTypes  relation types to search; NULLTAG stands for all
+//   tpRelationTypes  relation types to search; NULLTAG means all
 //   jobtype, state_flag  values of -jobtype and -state, at most 240 bytes each
 //   options          content of options.txt; "%%" in it becomes "%"
 //   file_flag        "true": one file for each target and type; "false": one for each attachment;

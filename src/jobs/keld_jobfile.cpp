@@ -9,7 +9,7 @@ namespace {
 
 constexpr int iNoFile = 2010;
 
-// Tell the log and the client the same.
+// Report a failure to the log and to the client in the same words.
 int Refuse(const char* szFileName, const char* szReason) {
     const std::string sText = std::string("ERROR: File ") + szFileName + " " + szReason + "!\n";
     KELD_ERROR("%s", sText.c_str());

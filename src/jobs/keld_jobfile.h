@@ -1,6 +1,6 @@
 #pragma once
 
-// The files that the job file writer makes. Their format stands in docs/job-files.md.
+// The files that the job file writer makes. Their format is described in docs/job-files.md.
 
 #include <cstddef>
 #include <cstdio>
@@ -11,7 +11,8 @@ inline constexpr std::size_t uiJobTypeNameLength = 128;
 inline constexpr std::size_t uiJobArgumentLength = 240;
 inline constexpr std::size_t uiJobShortLength = 32;
 
-// What the header of a job file says beside the type. The first six are the same in the whole job.
+// The values in the header of a job file, apart from the type. The first six are the same for all
+// files of a job.
 struct KELD_JobFields {
     char m_szUser[uiJobShortLength + 1] = "";
     char m_szUsersGroup[1024] = "";
@@ -35,8 +36,8 @@ struct KELD_JobFields {
 
 void KELD_WriteJobHeader(FILE* pFile, const char* szTyp, const KELD_JobFields& fields);
 
-// Name of a dataset or item, and the relation by which it hangs on the target (cut to 32 bytes),
-// which is empty for an item.
+// Write the name of a dataset or item, and the relation that attaches it to the target, cut to 32
+// bytes; an item has an empty relation.
 void KELD_WriteJobObject(FILE* pFile, const char* szName, const char* szRelation);
 
 // The options text as it goes into its file: "%%" becomes "%", all else stays.

@@ -17,7 +17,7 @@ constexpr std::size_t uiNameSize = 129;
 constexpr std::size_t uiPathSize = 256;
 constexpr int iNoMemory = 2002;
 
-// One target with what hangs on it.
+// One target with its attachments.
 struct Target {
     tag_t m_tRev = NULLTAG;
     tag_t m_tItem = NULLTAG;
@@ -33,7 +33,7 @@ void FreeAttachments(Target* pTarget) {
     pTarget->m_iAttachments = 0;
 }
 
-// Lengthen the target's list by what one relation type gave. Without memory the list stays as it
+// Append the entries of one relation type to the target's list. Without memory the list stays as it
 // was.
 int AppendAttachments(Target* pTarget, const rel_entry_s* list, int count) {
     const auto uiOld = static_cast<std::size_t>(pTarget->m_iAttachments);
@@ -49,7 +49,7 @@ int AppendAttachments(Target* pTarget, const rel_entry_s* list, int count) {
     return QSK_ok;
 }
 
-// What hangs on the target by the wanted relation types, in their order.
+// List the objects attached to the target by the wanted relation types, in their order.
 void ListAttachments(KELD_JobRun* pRun, tag_t target, Target* pTarget) {
     for (int i = 0; i < pRun->m_iRelationTypes && pRun->m_iRet == QSK_ok; ++i) {
         const tag_t relation_type = pRun->m_ptRelationTypes[i];
@@ -88,13 +88,14 @@ int NextFileName(KELD_JobRun* pRun, const Target& target, char (&szFileName)[uiP
     return iRet;
 }
 
-// The first failure is the one that counts.
+// Keep the first failure: a later status doesn't overwrite it.
 void KeepFirst(int* piRet, int iRet) {
     if (*piRet == QSK_ok)
         *piRet = iRet;
 }
 
-// False: the file can't be opened, and the writer leaves at once.
+// False: the file can't be opened, and the writer leaves at once. Kept: the attachments then stay
+// allocated.
 bool OpenFile(KELD_JobRun* pRun, const char* szFileName, FILE** ppFile) {
     const int iRet = KELD_OpenJobFile(szFileName, ppFile);
     if (iRet != QSK_ok)
@@ -108,7 +109,7 @@ bool WriteItemJob(KELD_JobRun* pRun, Target* pTarget) {
     pTarget->m_bFound = true;
     char szFileName[uiPathSize];
     FILE* pFile = nullptr;
-    (void)NextFileName(pRun, *pTarget, szFileName);  // opening fails then
+    (void)NextFileName(pRun, *pTarget, szFileName);  // without a name the opening fails
     if (!OpenFile(pRun, szFileName, &pFile))
         return false;
     const tag_t item = pTarget->m_tItem;
@@ -125,7 +126,7 @@ bool WriteItemJob(KELD_JobRun* pRun, Target* pTarget) {
     return true;
 }
 
-// One type of the list at work on one target.
+// One type of the list, while it is tried on one target.
 struct TypeOfTarget {
     const char* m_szType = "";
     char m_szFileName[uiPathSize] = "";
@@ -166,10 +167,11 @@ bool WriteAttachment(KELD_JobRun* pRun, Target* pTarget, TypeOfTarget* pType,
         KELD_TRACE("close file\n");
         KeepFirst(&pRun->m_iRet, KELD_CloseJobFile(pFile, pType->m_szFileName));
     }
+    // Kept: with any other file_flag nothing is written, yet the type counts as found.
     return true;
 }
 
-// Leave at once because of this status.
+// Leave at once because of this status. Kept: the type's file stays open.
 bool Leave(KELD_JobRun* pRun, Target* pTarget, int iRet) {
     pRun->m_iRet = iRet;
     FreeAttachments(pTarget);
@@ -209,7 +211,7 @@ bool TryAttachment(KELD_JobRun* pRun, Target* pTarget, TypeOfTarget* pType, int 
     KELD_CALL(pRun->m_iRet, ENT_ask_object_type(secondary, szObjectType));
     KELD_TRACE("type of attachment:<%s> argument to compare with:<%s>\n", szObjectType,
                pType->m_szType);
-    // A subtype doesn't fit.
+    // Kept: only exactly this type, a subtype doesn't fit.
     if (pRun->m_iRet != QSK_ok || std::strcmp(szObjectType, pType->m_szType) != 0)
         return true;
     return WriteAttachment(pRun, pTarget, pType, entry);

@@ -25,7 +25,7 @@ struct KELD_JobRun {
     int m_iRet = QSK_ok;     // running status
 };
 
-// Write the job files of one target. The running status has what failed.
+// Write the job files of one target. The running status becomes that of a step that fails.
 // Returns: false if the writer is to leave at once; the list of attachments is then freed unless a
 // file couldn't be opened.
 [[nodiscard]] bool KELD_WriteJobTarget(KELD_JobRun* pRun, int iTarget);

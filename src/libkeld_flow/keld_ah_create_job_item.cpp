@@ -24,7 +24,7 @@ constexpr std::size_t uiMessageSize = 1001;
 constexpr int iUnknownRelationType = 2010;
 constexpr int iJobStateAtCreation = 1;
 
-// The new item as far as it has been made.
+// The new item; a part that isn't made yet is NULLTAG or empty.
 struct JobItem {
     tag_t m_tItem = NULLTAG;
     tag_t m_tRev = NULLTAG;
@@ -60,14 +60,15 @@ int SaveRelation(tag_t tRelation) {
     return iRet;
 }
 
-// Make the item and lock it and its revision. A failure leaves what has been made.
+// Make the item and lock it and its revision. Kept: a failure leaves what has been made, locks
+// included.
 int CreateItem(tag_t tJob, JobItem* pJob) {
     int iRet = QSK_ok;
     tag_t& item = pJob->m_tItem;
     tag_t& rev = pJob->m_tRev;
     tag_t& tRelType = pJob->m_tRelType;
     char* const job_item_id = pJob->m_szId;
-    tag_t item_class_id = NULLTAG;  // asked for, not used
+    tag_t item_class_id = NULLTAG;  // kept: asked for and not used
     tag_t tRelation = NULLTAG;
     KELD_CALL(iRet, REL_find_relation_type("VANE_specification", &tRelType));
     if (iRet == QSK_ok)
@@ -90,8 +91,8 @@ int CreateItem(tag_t tJob, JobItem* pJob) {
     return iRet;
 }
 
-// Refer to one target. An item stands for its latest revision, unless there is a workflow job; what
-// is no revision then is passed over.
+// Refer to one target: a revision, or the latest revision of an item if there is no workflow job.
+// Kept: anything else is passed over, an item whose revision can't be read too.
 int LinkTarget(const JobItem& job, tag_t target, tag_t tJob) {
     logical flag = false;
     tag_t tObject = target;
@@ -192,8 +193,8 @@ int RefuseRelationType(const char* szRelation) {
     return iUnknownRelationType;
 }
 
-// Find the master form and fill it; a job item that can't be filled is deleted again. Without a
-// form, item and revision stay locked.
+// Find the master form and fill it; a job item that can't be filled is deleted again. Kept: without
+// a form the status is 0, and item and revision stay locked.
 int FinishItem(const JobItem& job, const JobValues& values, const char* szRelation) {
     int iRet = QSK_ok;
     const tag_t item = job.m_tItem;
@@ -215,6 +216,7 @@ int FinishItem(const JobItem& job, const JobValues& values, const char* szRelati
         DeleteItem(job);
         return iForm;
     }
+    // Kept: both are unlocked, and the status of the second one counts.
     KELD_CALL(iRet, OBJ_refresh(rev, false));
     KELD_CALL(iRet, OBJ_refresh(item, false));
     return iRet;

@@ -43,8 +43,8 @@ ValueType TypeByName(const char* szName) {
     return static_cast<ValueType>(iType);
 }
 
-// The property and its value, kept from one entry of the list to the next: an entry without a value
-// gets the one of the entry before it.
+// The property and its value. Kept: they outlive an entry of the list, so an entry without a value
+// gets that of the entry before it.
 struct FormValue {
     char cProp[100] = "";
     char cValue[200] = "";
@@ -69,8 +69,8 @@ struct FormValue {
         return true;
     }
 
-    // Split the entry at its equals sign: the name stays in cProp, the text behind the sign goes
-    // into the field. Without one the field is left alone.
+    // Split the entry at its equals signs: the name stays in cProp, the text between the first two
+    // goes into the field. Without such a text, as in "name=", the field is left alone.
     template <std::size_t uiSize>
     void SplitEntry(char (&szField)[uiSize], const char* szFieldName) {
         CKELD_ParamLine entry(cProp, '=');
@@ -132,7 +132,8 @@ int FindValue(tag_t form, tag_t object, ValueType type, FormValue& field) {
     return QSK_ok;
 }
 
-// Give the value to every property of the form whose name begins with what stands before the star.
+// Give the value to every property of the form whose name begins with the prefix. Kept: a failure
+// leaves the names allocated.
 int SetByPrefix(tag_t form, const char* szPrefix, const char* cValue) {
     int count = 0;
     char** names = nullptr;
@@ -147,11 +148,11 @@ int SetByPrefix(tag_t form, const char* szPrefix, const char* cValue) {
     return QSK_ok;
 }
 
-// Apply one entry, whose text stands in the field's property.
+// Apply one entry, whose text is in the field's property.
 int ApplyEntry(tag_t form, tag_t object, ValueType type, FormValue& field, bool onlyIfEmpty) {
     const char* const cProp = field.cProp;
     const char* const cValue = field.cValue;
-    // Nulled whatever the property holds, "only if empty" or not.
+    // Kept: nulled also if only empty properties are to be set.
     if (type == ValueType::DelDate) {
         KELD_QSK_CALL(OBJ_set_value_date(form, cProp, DBO_null_date()));
         return QSK_ok;
@@ -160,13 +161,14 @@ int ApplyEntry(tag_t form, tag_t object, ValueType type, FormValue& field, bool 
         return iRet;
     if (onlyIfEmpty) {
         char* old = nullptr;
+        // Kept: a name with a star is asked for as it is, and an unknown name ends the call.
         KELD_QSK_CALL(OBJ_UIF_ask_value(form, cProp, &old));
         const bool bEmpty = old == nullptr || old[0] == '\0';
         HEAP_free(old);
         if (!bEmpty)
             return QSK_ok;
     }
-    if (type == ValueType::DateDate) {
+    if (type == ValueType::DateDate) {  // kept: a star in the name means nothing here
         date_s date{};
         (void)KELD_GetTime(&date);
         KELD_QSK_CALL(OBJ_set_value_date(form, cProp, date));

@@ -1,8 +1,8 @@
 #pragma once
 
-// Where every exception ends: each exported function of the three libraries does its work in here.
-// Hosts and the platform call them as functions of C, which nothing may be thrown through. What is
-// thrown is that there is no memory, or what a host's own functions throw.
+// Every exception ends here: each exported function of the three libraries does its work through
+// one of these. Hosts and the platform call it as a function of C, and no exception may leave that.
+// An exception means that there is no memory, or it comes from a function of the host.
 
 inline constexpr int KELD_iNoMemory = 2002;  // status
 

@@ -31,8 +31,8 @@ std::int64_t WallClock();
 // The same clock at the resolution of the system's timer interrupt (some milliseconds), for stamps
 // that have to be cheap.
 std::int64_t CoarseWallClock();
-// That again, for what measures calls; a function of its own, so that its readings can be counted
-// apart from the stamps.
+// The coarse clock again, for measuring calls; a separate function, so that its readings can be
+// counted apart from those for the stamps.
 std::int64_t IntervalClock();
 // The process's local time of a reading; true and *pTime, or false and *pTime unchanged.
 [[nodiscard]] bool LocalTime(std::int64_t llTicks, std::tm* pTime);
@@ -50,17 +50,17 @@ std::uint32_t ProcessId();
 [[nodiscard]] int RunCommand(const char* szCommand);
 // A function by its undecorated name in the modules that the process has loaded, or null.
 void* FindFunction(const char* szName);
-// Have a function called in every child that the process forks from now on. Where a process can't
-// be doubled there is nothing to do. False: no memory.
+// Have a function called in every child that the process forks from now on. On a system without
+// fork there is nothing to do. False: no memory.
 [[nodiscard]] bool CallInForkedChild(void (*pFunction)());
 
 // ---- files and directories ----
 // Functions that return an int give 0 or the system's error number.
 
-// Open a file as the C library does. Mode "a" writes each piece behind what is there, also when
-// other processes append to the same file (on Windows with append-only access). Without
-// bFollowLinks a path whose last component is a link can't be opened. A directory or device can't
-// be opened. Returns: the file, closed with fclose, or null.
+// Open a file as the C library does. Mode "a" writes each piece at the end of the file, also when
+// other processes append to it too (on Windows with append-only access). Without bFollowLinks a
+// path whose last component is a link can't be opened. A directory or device can't be opened.
+// Returns: the file, closed with fclose, or null.
 FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks = true);
 // Make one directory; with bParents also the missing ones above it. A directory that exists counts
 // as an error (EEXIST), as with the system's own command.
@@ -72,11 +72,11 @@ FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks = true)
 // Rename, replacing a file of the new name.
 [[nodiscard]] int RenameFile(const char* szFrom, const char* szTo);
 
-// A path from the root on that names the same place after the current directory has changed. A path
-// that can't be made so stays as it is.
+// The absolute form of a path: it names the same place after the current directory has changed. A
+// path that can't be made absolute stays as it is.
 std::string AbsolutePath(const std::string& sPath);
 
-// What stands at a path; a link is not followed.
+// What is at a path; a link is not followed.
 enum class PathKind { None, File, Directory, Other };
 PathKind KindOf(const char* szPath);
 
@@ -93,10 +93,10 @@ struct FileState {
 // Read a whole regular file with the state that it had when it was read. False: it can't be read.
 [[nodiscard]] bool ReadFile(const char* szPath, std::string* pContent, FileState* pState);
 
-// Tells whether the file at a path is still as it was, for less than GetFileState: while the
-// system's coarse clock stands still it looks at the file that it holds open, whose state shows a
-// change, a removal and a replacement, and else at the path. Where an open file would be in the way
-// of who replaces it, it looks at the path each time.
+// Tells whether the file at a path is still the same, at less cost than GetFileState. It holds the
+// file open: within one tick of the system's coarse clock it looks only at the open file, whose
+// state shows a change, a removal or a replacement, and after that at the path again. On Windows an
+// open file would hinder whoever replaces it, so there it looks at the path each time.
 class WatchedFile {
 public:
     WatchedFile() = default;
@@ -117,7 +117,7 @@ private:
     std::int64_t m_llChangedNs = 0;  // when the file's links, rights or content changed last
 };
 
-// A file that several processes append to: each Write arrives in one piece behind what is there.
+// A file that several processes append to: each Write goes in one piece to the end of the file.
 class AppendFile {
 public:
     AppendFile() = default;
@@ -129,9 +129,9 @@ public:
     // Returns: how many bytes were written; fewer than uiSize if not everything could be.
     [[nodiscard]] std::size_t Write(const char* pData, std::size_t uiSize);
     [[nodiscard]] bool GetState(FileState* pState) const;
-    // Hold the file against other processes that ask for it likewise, until Close. Waits for a
-    // second at most: who has it may be stopped. False: another one has it. Where files can't be
-    // held at all it is true.
+    // Lock the file against other processes that lock it too, until Close. Waits for a second at
+    // most: the process that has it may hang. False: another process has it. True where files can't
+    // be locked at all.
     [[nodiscard]] bool Lock();
     void Close();
 

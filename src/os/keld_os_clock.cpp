@@ -23,7 +23,7 @@ std::int64_t WallClock() {
 }
 
 std::int64_t CoarseWallClock() {
-    return WallClock();
+    return WallClock();  // it has the timer's resolution already
 }
 
 #else
@@ -52,7 +52,7 @@ bool LocalTime(std::int64_t llTicks, std::tm* pTime) {
     if (pTime == nullptr)
         return false;
     std::int64_t llSeconds = llTicks / llTicksPerSecond;
-    if (llTicks % llTicksPerSecond < 0)
+    if (llTicks % llTicksPerSecond < 0)  // the division rounds toward zero
         --llSeconds;
     const auto tSeconds = static_cast<std::time_t>(llSeconds - llUnixEpochSeconds);
     std::tm local{};

@@ -11,8 +11,8 @@ bool GetEnv(const char* szName, std::string* pValue) {
     if (!ToWide(szName, &sName) || sName.empty())
         return false;
     std::wstring sValue(256, L'\0');
-    for (;;) {
-        SetLastError(ERROR_SUCCESS);
+    for (;;) {                        // the value may grow between two calls
+        SetLastError(ERROR_SUCCESS);  // an empty value and a missing variable both give 0
         const DWORD ulLength = GetEnvironmentVariableW(sName.c_str(), sValue.data(),
                                                        static_cast<DWORD>(sValue.size()));
         if (ulLength == 0 && GetLastError() != ERROR_SUCCESS)

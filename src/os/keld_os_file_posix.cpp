@@ -39,7 +39,7 @@ int OpenRegular(const char* szPath, int iFlags) {
     return iFile;
 }
 
-// Close a file at the end of a block, also if it is left for want of memory.
+// Close a file at the end of a block, also after an exception.
 class ClosedAtEnd {
 public:
     explicit ClosedAtEnd(int iFile) : m_iFile(iFile) {}
@@ -87,7 +87,7 @@ FILE* OpenFile(const char* szPath, const char* szMode, bool bFollowLinks) {
     int iFlags = 0;
     if (szPath == nullptr || szMode == nullptr || !OpenFlags(szMode, &iFlags))
         return nullptr;
-    // Emptied only when it is known to be a regular file.
+    // O_TRUNC would empty it at once: that waits until it is known to be a regular file.
     const bool bEmpty = (iFlags & O_TRUNC) != 0;
     const int iFile = OpenRegular(szPath, (iFlags & ~O_TRUNC) | (bFollowLinks ? 0 : O_NOFOLLOW));
     if (iFile == -1)
@@ -181,7 +181,7 @@ std::int64_t Ticks(clockid_t clock) {
 // A change that follows another one within a step of the system's clock has the same time.
 constexpr std::int64_t llStepNs = 100000000;
 
-// Programs have few settings files; who reads more has them looked up by their paths.
+// Programs read few settings files; those above this number are looked up by their paths.
 constexpr int iMostHeld = 8;
 int iHeld = 0;
 
@@ -191,7 +191,8 @@ bool WatchedFile::Is(const char* szPath, const FileState& state) {
     const std::int64_t llTick = Ticks(CLOCK_MONOTONIC_COARSE);
     struct stat status {};
     if (m_iFile != iClosed) {
-        // A host that closes what it doesn't know may have another file under this number by now.
+        // A host that closes descriptors which it doesn't know may have another file under this
+        // number by now; that one is left open.
         const bool bOurs = fstat(m_iFile, &status) == 0 && status.st_dev == state.m_ullDevice &&
                            status.st_ino == state.m_ullId;
         if (bOurs && llTick == m_llTick && Nanoseconds(status.st_ctim) == m_llChangedNs)
@@ -218,7 +219,7 @@ void WatchedFile::Hold(const char* szPath, const FileState& state) {
         return;
     m_iFile = iFile;
     ++iHeld;
-    // Another one may have come to the path meanwhile.
+    // The path may lead to another file since the caller looked at it.
     struct stat status {};
     if (fstat(m_iFile, &status) != 0 || !(StateOf(status) == state))
         Release();
@@ -238,6 +239,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
         return false;
     const ClosedAtEnd closed(iFile);
     struct stat status {};
+    // The state is asked first: a change while the file is read then shows as another state.
     bool bRead = fstat(iFile, &status) == 0;
     std::string sContent;
     char cPiece[16384];
@@ -261,13 +263,13 @@ bool AppendFile::Open(const char* szPath) {
     Close();
     if (szPath == nullptr)
         return false;
-    // A log may go to a terminal or a pipe, so this takes what is no regular file, too; but it
-    // doesn't wait for a reader to turn up.
+    // A log may go to a terminal or a pipe, so any kind of file will do; but opening doesn't wait
+    // for a reader of the pipe.
     constexpr int iFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY;
     const int iFile = open(szPath, iFlags | O_NONBLOCK, 0666);
     if (iFile == -1)
         return false;
-    (void)fcntl(iFile, F_SETFL, O_APPEND);
+    (void)fcntl(iFile, F_SETFL, O_APPEND);  // without O_NONBLOCK: writes do wait
     m_iHandle = iFile;
     return true;
 }
@@ -302,7 +304,7 @@ bool AppendFile::Lock() {
         }
         m_bLocked = flock(static_cast<int>(m_iHandle), LOCK_EX | LOCK_NB) == 0;
         if (!m_bLocked && errno != EWOULDBLOCK && errno != EINTR)
-            return true;
+            return true;  // files can't be locked here
     }
     return m_bLocked;
 }

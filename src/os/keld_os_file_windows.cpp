@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <aclapi.h>
 #include <fcntl.h>
 #include <io.h>
@@ -65,7 +65,7 @@ HANDLE OpenHandle(const char* szPath, DWORD ulAccess, DWORD ulDisposition, DWORD
                        FILE_ATTRIBUTE_NORMAL | ulFlags, nullptr);
 }
 
-// Close a file at the end of a block, also if it is left for want of memory.
+// Close a file at the end of a block, also after an exception.
 class ClosedAtEnd {
 public:
     explicit ClosedAtEnd(HANDLE hFile) : m_hFile(hFile) {}
@@ -83,7 +83,7 @@ struct OpenMode {
     int m_iFlags;
 };
 
-// What a mode of fopen asks for.
+// Access, disposition and flags for a mode of fopen.
 bool ParseMode(const char* szMode, OpenMode* pMode) {
     const bool bUpdate = std::strchr(szMode, '+') != nullptr;
     const int iText = std::strchr(szMode, 'b') != nullptr ? _O_BINARY : _O_TEXT;
@@ -94,9 +94,11 @@ bool ParseMode(const char* szMode, OpenMode* pMode) {
                       (bUpdate ? _O_RDWR : _O_RDONLY) | iText};
             return true;
         case 'w':
+            // Emptied later, when it is known to be a regular file.
             *pMode = {GENERIC_WRITE | ulRead, OPEN_ALWAYS, (bUpdate ? _O_RDWR : _O_WRONLY) | iText};
             return true;
         case 'a':
+            // Without the right to write elsewhere, the system puts each piece at the end.
             *pMode = {FILE_APPEND_DATA | SYNCHRONIZE | FILE_READ_ATTRIBUTES | ulRead, OPEN_ALWAYS,
                       (bUpdate ? _O_RDWR : _O_WRONLY) | _O_APPEND | iText};
             return true;
@@ -111,7 +113,8 @@ int MakeParents(const std::wstring& sPath) {
         const std::wstring sParent = sPath.substr(0, uiEnd);
         if (uiEnd + 1 == sPath.size() || sParent.back() == L':' || sParent.back() == L'\\')
             continue;
-        // Servers and shares can't be made; what is missing shows at the directory itself.
+        // In a network path the server and the share can't be made, so failures don't count here;
+        // with a parent missing, making the directory itself fails.
         if (!CreateDirectoryW(sParent.c_str(), nullptr) && sPath.compare(0, 2, L"\\\\") != 0 &&
             GetLastError() != ERROR_ALREADY_EXISTS)
             return LastError();
@@ -256,6 +259,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
         return false;
     const ClosedAtEnd closed(hFile);
     FileState state;
+    // The state is asked first: a change while the file is read then shows as another state.
     bool bRead = IsRegular(hFile) && StateOf(hFile, &state);
     std::string sContent;
     char cPiece[16384];
@@ -275,6 +279,7 @@ bool ReadFile(const char* szPath, std::string* pContent, FileState* pState) {
 
 bool AppendFile::Open(const char* szPath) {
     Close();
+    // Append-only access puts each piece at the end; locking needs the right to read.
     const HANDLE hFile = OpenHandle(szPath, FILE_APPEND_DATA | GENERIC_READ, OPEN_ALWAYS, 0);
     if (hFile != INVALID_HANDLE_VALUE)
         m_iHandle = reinterpret_cast<std::intptr_t>(hFile);
@@ -306,12 +311,12 @@ bool AppendFile::Lock() {
         if (i > 0)
             Sleep(iLockPauseMs);
         OVERLAPPED range{};
-        range.OffsetHigh = 0x7FFFFFFF;  // far behind the content, which stays free
+        range.OffsetHigh = 0x7FFFFFFF;  // far past the content, so that no write meets the lock
         m_bLocked =
             LockFileEx(reinterpret_cast<HANDLE>(m_iHandle),
                        LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range) != 0;
         if (!m_bLocked && GetLastError() != ERROR_LOCK_VIOLATION)
-            return true;
+            return true;  // files can't be locked here
     }
     return m_bLocked;
 }

@@ -21,12 +21,12 @@ std::uint32_t ProcessId() {
 int RunCommand(const char* szCommand) {
     if (szCommand == nullptr)
         return -1;
-    std::string sCommand = szCommand;  // before anything that has to be undone
+    std::string sCommand = szCommand;  // may throw: before anything that has to be undone
     posix_spawn_file_actions_t actions;
     (void)posix_spawn_file_actions_init(&actions);
     (void)posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
 
-    // The host must not collect the child before this function does.
+    // With SIGCHLD blocked, a handler of the host doesn't collect the child before this function.
     sigset_t childSignal;
     sigset_t oldMask;
     sigemptyset(&childSignal);
@@ -50,9 +50,9 @@ int RunCommand(const char* szCommand) {
             ended = waitpid(child, &iWait, 0);
         while (ended == -1 && errno == EINTR);
         if (ended == -1)
-            iResult = 0;  // the host ignores its children: it ran, its code is lost
+            iResult = 0;  // the host ignores its children: the command ran, its exit code is lost
         else
-            iResult = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);
+            iResult = WIFEXITED(iWait) ? WEXITSTATUS(iWait) : 128 + WTERMSIG(iWait);  // as a shell
     }
     (void)pthread_sigmask(SIG_SETMASK, &oldMask, nullptr);
     (void)posix_spawnattr_destroy(&attributes);

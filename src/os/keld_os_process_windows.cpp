@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <psapi.h>
 
 #include <vector>
@@ -59,7 +59,7 @@ void* FindFunction(const char* szName) {
         return nullptr;
     std::vector<HMODULE> modules(256);
     DWORD ulNeeded = 0;
-    for (;;) {
+    for (;;) {  // another thread may load modules between two calls
         const auto ulRoom = static_cast<DWORD>(modules.size() * sizeof(HMODULE));
         if (!K32EnumProcessModules(GetCurrentProcess(), modules.data(), ulRoom, &ulNeeded))
             return nullptr;

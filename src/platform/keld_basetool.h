@@ -11,8 +11,8 @@ extern "C" {
 
 // A line at the indentation of the moment, of any length; both numbers are 1 and mean trace level.
 // Format as in printf; a null text shows as "(null)". Line breaks at the end are reduced to one.
-// Never fails: what can't be written, or has no memory, is dropped, and the next line has its
-// chance. The same holds for the next four.
+// Never fails: a line that can't be written, or for which there is no memory, is dropped; the next
+// one is tried again. The same holds for the next four.
 KELD_BASE_API void KELD_LOG(int p1 /*1*/, int p2 /*1*/, const char* format, ...);
 
 // A line at trace level (3).
@@ -27,13 +27,13 @@ KELD_BASE_API void KELD_WARNING(const char* format, ...);
 // A line at error level (1); it reaches the file at once.
 KELD_BASE_API void KELD_ERROR(const char* format, ...);
 
-// One step more indentation. The counter is the process's.
+// One step more indentation. There is one counter in the process.
 KELD_BASE_API void KELD_IncTraceSpaces(void);
 
 // One step less; never below none.
 KELD_BASE_API void KELD_DecTraceSpaces(void);
 
-// A text as it stands, never taken as a format, at every level and without time or indentation; a
+// Write a text unchanged: never taken as a format, at every level, without time or indentation; a
 // line break is added if there is none. Null counts as empty.
 KELD_BASE_API void KELD_PRINTLOG(const char* text);
 
@@ -60,7 +60,8 @@ KELD_BASE_API const char* KELD_GetCfgPath(void);
 
 // Value of a key in a section of an INI file, else the default (null counts as empty). At most 1024
 // bytes and the terminator; a longer value is cut with a warning. Section and key are compared
-// without regard to case. A file that can't be read, or has no memory, has no values.
+// without regard to case. A file that can't be read, or for which there is no memory, has no
+// values.
 KELD_BASE_API void KELD_GetProfileString(const char* section, const char* key, char* out /*1025*/,
                                          const char* defaultValue, const char* file);
 

@@ -40,8 +40,8 @@ KELD_QSK_API int KELD_ART_find_item(const char* itemId, tag_t* item);
 // Returns: 0; a failing status of the platform call that failed.
 KELD_QSK_API int KELD_GetMasterForm(tag_t object, tag_t* form);
 
-// The form that stands under this named reference of a dataset, loaded if `load` is true. `form` is
-// set on every outcome, to NULLTAG if there is none; `reserved` is null.
+// The form under this named reference of a dataset, loaded if `load` is true. `form` is set on
+// every outcome, to NULLTAG if there is none; `reserved` is null.
 // Returns: 0; a failing status of the platform call that failed.
 KELD_QSK_API int KELD_GetNamedRefForm(tag_t dataset, const char* refName, tag_t* form,
                                       logical load /*true*/, void* reserved /*null*/);
@@ -97,19 +97,19 @@ KELD_QSK_API int KELD_get_logical_pref(int scope, const char* name, logical* val
 
 // ---- strings, lists, names ----
 
-// Replace, in place and never longer, whatever could mean something to a path or a command line;
-// null is allowed.
+// Replace, in place and never longer, all characters that could mean something in a path or a
+// command line; null is allowed.
 KELD_QSK_API void KELD_RepSpecialChar(char* text);
 
 // The parts of a list text as an array of strings that ends with a null entry. An empty part
-// between two separators counts, one behind the last separator doesn't; an empty text has none:
+// between two separators counts, one after the last separator doesn't; an empty text has none:
 // count 0, null.
 // Returns: 0; a failing status if there is no memory.
 // Frees: the receiver, HEAP_free of each string and of the array, or MV_free_strings.
 KELD_QSK_API int KELD_splitItemString(const char* text, const char* separators, int* count,
                                       char*** items);
 
-// Whether the tag stands in the array, which stays the caller's and may be null for count 0.
+// Whether the tag is in the array, which stays the caller's and may be null for count 0.
 // Returns: 0.
 KELD_QSK_API int KELD_searchElementInArray(tag_t tag, const tag_t* array, int count,
                                            logical* found);

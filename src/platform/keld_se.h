@@ -55,7 +55,7 @@ extern "C" {
 // A service pulls its arguments, in the order named, from the platform's argument stream and writes
 // its result through its one parameter. Services that check their reads stop at the first argument
 // that can't be read and return its status; the others go on with an empty value. Errors meant for
-// the client stand on the platform's error stack.
+// the client are on the platform's error stack.
 
 // Change the release status of an object and of what the configuration connects with it. Arguments:
 // target status, object type (texts), object. Reads aren't checked.
@@ -118,7 +118,7 @@ KELD_SE_API int KELD_SrvCallGetEnv(char** result);
 // Write the twelve lines of the version report, once in the life of the process.
 KELD_SE_API void KELD_Version(void);
 
-// What KELD_StatusManager does with its arguments.
+// Do what KELD_StatusManager does, with the arguments given here.
 // Returns: the status of the run.
 KELD_SE_API int KELD_StatusManager_ManageStatus(tag_t object, const char* type, const char* status);
 
@@ -137,9 +137,10 @@ KELD_SE_API int KELD_BatchReName(const char* pcItem, const char* pcRev, const ch
                                  const char* pcNewRevId, const char* pcNewName,
                                  const char* pcNewDesc);
 
-// Make a job item: an item of the class ORLAJob whose revision refers to the targets (items stand
-// for their latest revisions, unless there is a workflow job; what is no revision is passed over)
-// and whose master form has the values. `tJob` is a workflow job or 0; the list stays the caller's.
+// Make a job item: an item of the class ORLAJob whose revision refers to the targets and whose
+// master form has the values. `tJob` is a workflow job or 0. Without a job, an item as target means
+// its latest revision; any target that is no revision then is passed over. The list stays the
+// caller's.
 // Returns: 0, or the first failing status. If the form can't be written, the item is deleted again
 // and 919400 with its id goes on the error stack.
 // Leaves locked: after a failure, and without a master form, the new item and its revision as far
@@ -150,7 +151,8 @@ KELD_SE_API int KELD_createJobItem(int iObjectCount, const tag_t* tObjectList, t
                                    const char* szOptions, const char* szUser, const char* szStatus,
                                    const char* szOwner, const char* szGroup);
 
-// What KELD_PSE_PackAndResequenceBom does with its arguments; the lines stay the caller's.
+// Do what KELD_PSE_PackAndResequenceBom does, with the arguments given here; the lines stay the
+// caller's.
 // Returns: 0 whatever fails but memory; `dataset` becomes the protocol's dataset, or NULLTAG.
 KELD_SE_API int KELD_PSE_PackAndResequenceBom2(tag_t top, int count, tag_t* lines, int level,
                                                int sort, tag_t* dataset);

@@ -1,16 +1,16 @@
 #pragma once
 
 // ACL_: privileges.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
 
 extern "C" {
 
-// Does the session's user hold the named privilege on the object ("READ", "WRITE", "CHANGE",
-// "PUBLISH" and the others that the store knows); always true while the bypass is on. On a BOM line
-// the rights are those on what it shows.
+// Whether the session's user has the named privilege on the object ("READ", "WRITE", "CHANGE",
+// "PUBLISH" and the others that the store knows); always true while the bypass is on. For a BOM
+// line the rights are those on the object that it shows.
 // Returns: 0 with the answer in `allowed`; a failing status for an unknown object, or a name that
 // is no privilege: the text lists the known ones.
 MV_API int ACL_check_privilege(tag_t object, const char* privilege, logical* allowed);

@@ -1,7 +1,7 @@
 #pragma once
 
 // ART_: items and revisions.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -24,7 +24,7 @@ MV_API int ART_ask_name(tag_t item, char* name /*129*/);
 // Returns: 0; a failing status for a tag that is no revision, or if its item can't be loaded.
 MV_API int ART_ask_item_of_rev(tag_t revision, tag_t* item);
 
-// The newest revision of an item; NULLTAG if there is none. The slot may be an entry of the
+// The newest revision of an item; NULLTAG if there is none. `revision` may point to an entry of the
 // caller's own list.
 // Returns: 0; a failing status for a tag that is no item.
 MV_API int ART_ask_latest_rev(tag_t item, tag_t* revision);

@@ -1,7 +1,7 @@
 #pragma once
 
 // DBO_: persistence layer.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -48,10 +48,9 @@ MV_API int DBO_ask_attr_tags(tag_t instance, tag_t attr, int first, int count, t
 MV_API int DBO_ask_attr_string(tag_t instance, tag_t attr, char** value, logical* isNull,
                                logical* isValid);
 
-// Load what can be loaded of `count` instances, keeping their order; the rest drops out, also what
-// another session deleted.
-// `instances` stays the caller's and may be null for count 0; none left is count 0 and a null
-// pointer.
+// Load those of `count` instances that can be loaded, in their order; the others are left out, as
+// are those that another session deleted. `instances` stays the caller's and may be null for count
+// 0; none left is count 0 and a null pointer.
 // Returns: 0 also if none can be loaded; a failing status for a negative count or a null list, or
 // if there is no memory.
 // Frees: the receiver, HEAP_free of `loadedInstances`.
@@ -80,8 +79,8 @@ MV_API int DBO_set_attr_date(int count, const tag_t* instances, tag_t attr, date
 MV_API int DBO_set_attr_null(int count, const tag_t* instances, tag_t attr);
 
 // Append `n` references to an array attribute of locked or new instances; stored by
-// DBO_save_instances or OBJ_save. What is appended need not be saved yet, but before or together
-// with the instances.
+// DBO_save_instances or OBJ_save. An appended object need not be saved yet; it is saved before the
+// instances or together with them.
 // Returns: as DBO_set_attr_string; a failing status too if one of `newTags` doesn't exist or was
 // deleted by another session: nothing is done then.
 MV_API int DBO_append_attr_tags(int count, const tag_t* instances, tag_t attr, int n,
@@ -101,11 +100,12 @@ MV_API int DBO_save_instances(int count, const tag_t* instances, logical flag);
 // one that another session has locked: nothing is deleted then.
 MV_API int DBO_delete_instances(int count, const tag_t* instances);
 
-// Who refers to the instance, in the store and in this session's unsaved values; `levels` is 1 or
-// more (those who refer to a referrer, and so on), `mode` is DBO_in_ds_and_db. Each object stands
-// once, with its level from 1 and 1 in WhereFound if it is stored, 2 if it was never saved; the
-// instance itself is never among them, also if it refers to itself or stands in a circle;
-// `classes` are the classes of the instances, each once. No referrer: counts 0 and null pointers.
+// The objects that refer to the instance, in the store and in this session's unsaved values.
+// `levels` is 1 or more: level 2 refers to an object of level 1, and so on. `mode` is
+// DBO_in_ds_and_db. Each object is listed once, with its level from 1, and with 1 in WhereFound if
+// it is stored, 2 if it was never saved. The instance itself is never listed, also if it refers to
+// itself or is part of a circle. `classes` are the classes of the instances, each once. No
+// referrer: counts 0 and null pointers.
 // Returns: 0; a failing status for an unknown instance, another mode or level, or if there is no
 // memory. Nothing is handed out then.
 // Frees: the receiver, one HEAP_free for each of the six blocks. An implementation may leave all

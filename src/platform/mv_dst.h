@@ -1,7 +1,7 @@
 #pragma once
 
 // DST_: datasets, their versions and named references.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -118,8 +118,8 @@ MV_API int DST_add_dataset_named_ref(tag_t dataset, const char* refName, int ref
                                      tag_t reference);
 
 // Put another object in the place of a named reference; an oldReference of NULLTAG adds one.
-// Returns: as DST_add_dataset_named_ref; a failing status too if oldReference doesn't stand there
-// under this name.
+// Returns: as DST_add_dataset_named_ref; a failing status too if oldReference is no reference of
+// this name.
 MV_API int DST_replace_dataset_named_ref(tag_t dataset, tag_t oldReference, const char* refName,
                                          int refType, tag_t newReference);
 

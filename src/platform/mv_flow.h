@@ -1,7 +1,7 @@
 #pragma once
 
 // FLOW_: workflows.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -18,8 +18,8 @@ MV_API int FLOW_find_process_template(const char* name, tag_t* processTemplate);
 
 // Start a process of a template on `count` attachments, stored when the call returns. The lists run
 // in parallel and stay the caller's; type 1 is a target, and the tasks are entered in its
-// process_stage_list. A BOM line stands for the revision that it shows. A null description is an
-// empty one.
+// process_stage_list. A BOM line means the revision that it shows. A null description is an empty
+// one.
 // Returns: 0; a failing status for a tag that is no template, an unknown attachment, a text longer
 // than its field, or a target that another session has locked. Nothing is stored then.
 MV_API int FLOW_create_process(const char* name, const char* description /*may be null*/,

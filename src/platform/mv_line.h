@@ -1,7 +1,7 @@
 #pragma once
 
 // LINE_: BOM lines.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -26,8 +26,8 @@ MV_API int LINE_ask_child_lines(tag_t line, int* count, tag_t** children);
 // Merge all like lines into this one: same parent, component revision, notes and number, byte for
 // byte. The line then shows the summed quantity, in which an empty one counts as 1: its bl_quantity
 // is that sum and can't be set (OBJ_set_value_string fails) until the line is unpacked. A line
-// merged into another keeps its tag and is packed without effect. Returns: 0; a failing status for
-// a line of no open window.
+// merged into another keeps its tag and is packed without effect.
+// Returns: 0; a failing status for a line of no open window.
 MV_API int LINE_pack(tag_t line);
 
 // Give the merged lines back with the quantities that they had; without effect on a line that isn't

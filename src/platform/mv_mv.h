@@ -1,7 +1,7 @@
 #pragma once
 
-// MV_: the same for arrays of strings.
-// What holds for every call stands in platform/types.h.
+// MV_: freeing arrays of strings.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"

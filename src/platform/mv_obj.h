@@ -1,7 +1,7 @@
 #pragma once
 
 // OBJ_: objects and properties.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -41,12 +41,12 @@ MV_API int OBJ_refresh(tag_t object, logical lock);
 // Store the values that were set, in one transaction; the lock stays. A new item is stored with its
 // first revision and the master forms of both. Takes every stored instance, relations and files
 // included; a BOM line needs no save.
-// What a new reference leads to must be stored, or be stored by the same call: so the target is
-// saved first, or with its referrer by DBO_save_instances. References that were stored before may
-// lead to what is gone since. Returns: 0; a failing status if the stored state was changed or
-// deleted by another session meanwhile, for a new reference to what isn't saved or is gone, for an
-// id that another object has taken, or if the store can't be written. Nothing is stored then and
-// the unsaved values stay.
+// The target of a new reference must be stored already, or be stored by the same call: save it
+// first, or together with its referrer by DBO_save_instances. The target of a reference that was
+// stored before may be gone.
+// Returns: 0; a failing status if another session has changed or deleted the stored state, for a
+// new reference to an object that isn't saved or is gone, for an id that another object has taken,
+// or if the store can't be written. Nothing is stored then and the unsaved values stay.
 MV_API int OBJ_save(tag_t object);
 
 // Delete the object with its own parts (an item's revisions, views and master forms; a dataset's
@@ -58,8 +58,8 @@ MV_API int OBJ_save(tag_t object);
 // for an unknown object, also one that another session deleted. Nothing is deleted then.
 MV_API int OBJ_delete(tag_t object);
 
-// May this user change the object now: privileges (left out while the bypass is on), other users'
-// check-outs and other sessions' locks. True for a BOM line.
+// Whether this user may change the object now: by privileges (left out while the bypass is on),
+// other users' check-outs and other sessions' locks. True for a BOM line.
 // Returns: 0 with the answer in `modifiable`; a failing status for an unknown object.
 MV_API int OBJ_ask_if_modifiable(tag_t object, logical* modifiable);
 
@@ -101,7 +101,7 @@ MV_API int OBJ_set_value_int(tag_t object, const char* property, int value);
 // Returns: as OBJ_set_value_string; a failing status too for a date that the calendar doesn't have.
 MV_API int OBJ_set_value_date(tag_t object, const char* property, date_s value);
 
-// Any property as display text. Texts stand as they are, integers and doubles in decimal with a
+// Any property as display text. Texts are given unchanged, integers and doubles in decimal with a
 // point, logicals as True or False, dates as YYYY-MM-DD hh:mm:ss, references as the display id of
 // the object; entries of a list are joined by ", ". Without a value the text is empty; other
 // implementations may give null.

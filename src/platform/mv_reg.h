@@ -1,7 +1,7 @@
 #pragma once
 
 // REG_: the registry of item ids; one, for every site number.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"

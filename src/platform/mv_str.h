@@ -1,7 +1,7 @@
 #pragma once
 
 // STR_: stored structures.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"

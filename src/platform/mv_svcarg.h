@@ -1,7 +1,7 @@
 #pragma once
 
 // SVCARG_: service arguments, pulled in wire order.
-// What holds for every call stands in platform/types.h.
+// The rules of every call are in platform/types.h.
 
 #include "platform/api.h"
 #include "platform/types.h"
@@ -9,7 +9,7 @@
 extern "C" {
 
 // Pull the next argument as an integer.
-// Returns: 0; a failing status behind the last argument or if it was sent as another kind. The
+// Returns: 0; a failing status after the last argument, or if it was sent as another kind. The
 // argument then stays the next one and `value` keeps what it held.
 MV_API int SVCARG_get_int_argument(int* value);
 

@@ -11,9 +11,9 @@
 // - What is handed out through a pointer to a pointer is one block of the platform's heap, given
 //   back with HEAP_free. An empty list is count 0 and a null pointer. An array of strings is one
 //   block of count + 1 pointers, the last one null, and a block for each string.
-// - A buffer of the caller has the size in bytes that stands in a comment behind it, terminator
-//   included. The call writes the text and one terminator; it never fills up the rest and never
-//   writes past the size.
+// - A buffer of the caller has the size in bytes that the comment after its parameter gives,
+//   terminator included. The call writes the text and one terminator; it leaves the rest alone and
+//   never writes past the size.
 // - Texts are UTF-8 and measured in bytes. What is passed in stays the caller's.
 // - The modify lock belongs to the session and isn't counted. A stored object is written under its
 //   lock; a new one, a new relation and a BOM line without. A call that takes a lock says so; a

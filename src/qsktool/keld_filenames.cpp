@@ -49,7 +49,7 @@ std::size_t Utf8Length(const char* szText) {
     }
     if (byte(1) < uiLow || byte(1) > uiHigh)
         return 0;
-    for (std::size_t i = 2; i < uiLength; ++i)  // a terminator ends the test before the end
+    for (std::size_t i = 2; i < uiLength; ++i)  // stops at a terminator: nothing after it is read
         if (byte(i) < 0x80 || byte(i) > 0xBF)
             return 0;
     return uiLength;
@@ -192,7 +192,7 @@ int KELD_buildFileNameNew(tag_t object, const char* directory, char* out, const 
     const int iRet = KELD_GuardedStatus([=] {
         std::string sPath = KELD_QskText(directory);
         sPath += keld_os::cPathSeparator;
-        const std::string sExtension = KELD_QskText(extension);  // may be out itself
+        const std::string sExtension = KELD_QskText(extension);  // copied: it may be out itself
         out[0] = '\0';
         if (!fileOnlyPid) {
             std::string sId;

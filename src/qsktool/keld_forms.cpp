@@ -37,7 +37,7 @@ int KELD_GetMasterForm(tag_t object, tag_t* form) {
             tag_t tRelation = NULLTAG;
             if (const int iRet = REL_find_relation_type(szRelation, &tRelation); iRet != QSK_ok)
                 return iRet;
-            if (tRelation == NULLTAG)  // would list every relation
+            if (tRelation == NULLTAG)  // it would list the objects of every relation
                 continue;
             int iCount = 0;
             tag_t* ptObjects = nullptr;
@@ -86,7 +86,7 @@ int KELD_SHEET_ask_value(tag_t form, const char* field, int maxLength, char* out
         if (const int iRet = OBJ_UIF_ask_value(form, KELD_QskText(field), &szValue); iRet != QSK_ok)
             return iRet;
         const std::size_t uiLength = std::strlen(KELD_QskText(szValue));
-        if (out != nullptr && maxLength >= 0) {
+        if (out != nullptr && maxLength >= 0) {  // kept: cut at this byte, inside a character too
             const std::size_t uiLimit = static_cast<std::size_t>(maxLength);
             const std::size_t uiCut = uiLength < uiLimit ? uiLength : uiLimit;
             std::memcpy(out, KELD_QskText(szValue), uiCut);

@@ -11,7 +11,7 @@
 
 namespace {
 
-// The number of entries: an empty one between two separators counts, one behind the last doesn't.
+// The number of entries: an empty one between two separators counts, one after the last doesn't.
 std::size_t CountEntries(const char* szText, const char* szSeparators) {
     std::size_t uiCount = 0;
     while (*szText != '\0') {

@@ -78,7 +78,7 @@ int KELD_get_logical_pref(int /*scope*/, const char* name, logical* value, logic
         char* szValue = nullptr;
         if (const int iRet = FirstValue(name, &szValue); iRet != QSK_ok)
             return iRet;
-        logical lValue = defaultValue;
+        logical lValue = defaultValue;  // also for a text that is none of these words
         if (IsOneOf(KELD_QskText(szValue), {"true", "1", "yes", "on"}))
             lValue = true;
         else if (IsOneOf(KELD_QskText(szValue), {"false", "0", "no", "off"}))

@@ -1,4 +1,4 @@
-// What every service needs: copies that the platform takes over, and the report of a failed call.
+// For every service: copies that the platform takes over, and the report of a failed call.
 
 #include <cstring>
 

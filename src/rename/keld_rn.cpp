@@ -40,7 +40,8 @@ bool IsEmpty(const char* szText) {
     return iNotModifiable;
 }
 
-// The registry's decision, the rename, and the old id's end, which comes also after a failure.
+// Ask the registry, rename, and unregister the old id. Kept: the last step runs also after a
+// failure; it leaves an id alone that an item still has.
 template <typename Rename>
 [[nodiscard]] int RenameRegistered(tag_t tagItem, const char* sNewItemId, Rename rename) {
     char sOldItemId[129] = "";
@@ -67,14 +68,15 @@ int Finish(int iRet, int* result) {
 
 }  // namespace
 
-// User service: new id, new name, new description, item. The texts stay allocated.
+// User service: new id, new name, new description, item. Kept: the texts stay allocated, here and
+// below.
 int KELD_ReNameItem(int* result) {
     const int iDone = KELD_Entry([] {
         char* pcNewId = nullptr;
         char* pcNewName = nullptr;
         char* pcNewDesc = nullptr;
         tag_t tagItem = NULLTAG;
-        // A short argument list shows only in empty values.
+        // Kept: a short argument list shows only in empty values.
         (void)SVCARG_get_string_argument(&pcNewId);
         (void)SVCARG_get_string_argument(&pcNewName);
         (void)SVCARG_get_string_argument(&pcNewDesc);
@@ -99,7 +101,7 @@ int KELD_ReNameItem(int* result) {
 }
 
 // User service: new item id, new revision id, new name, new description, item, revision, action.
-// The registry steps run also in a test pass.
+// Kept: the registry steps run in a test pass too, and nobody asks whether it is a replica.
 int KELD_ReNameItemExtended(int* result) {
     const int iRet = KELD_Entry([] {
         char* pcNewItemId = nullptr;
@@ -130,8 +132,8 @@ int KELD_ReNameItemExtended(int* result) {
     return Finish(iRet, result);
 }
 
-// For batch programs: no replica test, no registry, and the settings as they are at the moment. A
-// blank name keeps the old one here, where the services take the new id.
+// For batch programs. Kept: no replica test, no registry, and the settings as they are at the
+// moment. Kept: an empty name means the old one here, where the services take the new id.
 int KELD_BatchReName(const char* pcItem, const char* pcRev, const char* pcNewItemId,
                      const char* pcNewRevId, const char* pcNewName, const char* pcNewDesc) {
     return KELD_Entry([&] {
@@ -160,7 +162,7 @@ int KELD_BatchReName(const char* pcItem, const char* pcRev, const char* pcNewIte
         KELD_CopyText(cNewDesc, IsEmpty(pcNewDesc) ? desc.description : pcNewDesc, "cNewDesc");
         if (iRet != QSK_ok)
             return iRet;
-        if (tagRev != NULLTAG)
+        if (tagRev != NULLTAG)  // kept: one modifying pass without a test pass before it
             return CKELD_ReName::RenameItemExtended(tagItem, tagRev, pcNewItemId, pcNewRevId,
                                                     cNewName, cNewDesc,
                                                     RENAME_REVISIONS | RENAME_ITEM | RENAME_MODIFY);

@@ -62,9 +62,9 @@ public:
                                              const char* cNewItemId, const char* pcNewName,
                                              const char* pcNewDesc);
 
-    // One revision with what hangs on it, in either pass. `tagRev` is the revision that the rename
-    // is about: it alone takes the new revision id. A read-only revision whose latest status is
-    // listed in `cRenameOnStatus` is passed over.
+    // One revision with its related objects, in either pass. `tagRev` is the revision that the
+    // rename is about: it alone takes the new revision id. A read-only revision whose latest status
+    // is listed in `cRenameOnStatus` is passed over.
     // Returns: 919342 or 919343 for a revision that can't change.
     // Leaves locked: the revision, if setting its id, name or description fails.
     [[nodiscard]] static int ChangeRevInfos(
@@ -104,7 +104,7 @@ public:
     // New name and description of one object, as the configured modes say. Everything from
     // `p_bChanged` on may be null. An object whose name can't be read is passed over.
     // Leaves locked: the object, if it ends up unchanged although a mode is above 0, or if a step
-    // fails behind the lock.
+    // fails after it has been locked.
     [[nodiscard]] static int RenameObj(tag_t tagObj, const char* pcNewId, const char* pcOldId,
                                        logical* p_bChanged, const char* pcOldName,
                                        const char* pcOldDesc, const char* pcNewName,
@@ -131,13 +131,13 @@ public:
                                          int iAction);
 
     // Put the new id in the place of the first occurrence of the old one; without one `cNew` is the
-    // old text. An empty old id stands at the start.
+    // old text. An empty old id counts as found at the start.
     // Returns: whether it occurs, also if both ids are equal.
     static logical ChangeString(const char* cOld, const char* cOldId, const char* cNewId,
                                 char* cNew /*1025*/);
 
-    // The same for the item id, and behind it for the revision id, which is looked for nowhere
-    // else.
+    // The same for the item id, and then for the revision id in the text after it. A revision id
+    // before the item id, or in a text without it, stays.
     static logical ChangeStringExtended(const char* cOld, const char* cOldItemId,
                                         const char* cOldRevId, const char* cNewItemId,
                                         const char* cNewRevId, char* cNew /*1025*/);

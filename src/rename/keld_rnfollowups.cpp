@@ -1,4 +1,4 @@
-// What follows a rename: the old id in a property, and a workflow.
+// The steps after a rename: write the old id to a property, and start a workflow.
 
 #include <string>
 
@@ -20,7 +20,8 @@ constexpr int iTargetAttachment = 1;
 
 }  // namespace
 
-// An earlier value of the property is overwritten: it holds the id from before the latest rename.
+// Kept: an earlier value of the property is overwritten; it holds the id from before the latest
+// rename alone.
 int CKELD_ReName::SaveOldItemIdToAttribute(tag_t tagItem, const char* pcOldId, logical bTestOnly) {
     pcOldId = KELD_RenameText(pcOldId);
     char cType[129] = "";
@@ -68,7 +69,8 @@ int CKELD_ReName::StartWorkflow(tag_t tagItem, tag_t tagRev) {
     char cObjectType[129] = "";
     KELD_QSK_CALL(ENT_ask_object_type(tagItem, cObjectType));
 
-    // A type key comes before a plain one, and in each pair the revision before the item.
+    // A type key comes before a plain one, and in each pair the revision before the item. Kept: the
+    // type is the item's in the keys for a revision too.
     const std::string sType = std::string(".") + cObjectType;
     const struct {
         std::string m_sKey;
@@ -115,7 +117,7 @@ int CKELD_ReName::StartWorkflow(tag_t tagItem, tag_t tagRev) {
     KELD_QSK_CALL(FLOW_find_process_template(cStartWorkflowTemplate, &process_template));
     KELD_QSK_CALL(FLOW_create_process(cObjectName, NULL, process_template, 1, &tTarget,
                                       attach_types, &tJobNew));
-    // A job that can't be refreshed is removed again; if that works, all is well.
+    // Kept: a job that can't be refreshed is deleted again, and if that works, the status is 0.
     int iRet = QSK_ok;
     KELD_CALL(iRet, RLS_refresh_job(tJobNew));
     if (iRet != QSK_ok && tJobNew != NULLTAG)

@@ -20,6 +20,7 @@ namespace {
 constexpr std::size_t uiLongestName = 128;
 
 // One file. Its base name must be the start of the dataset's old name, if there is an old name.
+// Kept: so a shorter base name is replaced too.
 [[nodiscard]] int RenameFile(tag_t tagRef, const char* cOldName, const char* cOldClean,
                              char* cNewName) {
     char cOrigFileName[133] = "";
@@ -52,6 +53,7 @@ constexpr std::size_t uiLongestName = 128;
     if (cOldName != nullptr && !KELD_RenameEqual(cOldName, cObjectName))
         return QSK_ok;
     KELD_QSK_CALL(OBJ_lock(tagRef));
+    // Kept: cut in the caller's text, so that the names after this one are cut as well.
     if (cNewDSName != nullptr && std::strlen(cNewDSName) > uiLongestName)
         cNewDSName[uiLongestName] = '\0';
     KELD_QSK_CALL(ENT_set_name(tagRef, cNewDSName));

@@ -33,13 +33,13 @@ struct Ids {
     }
 };
 
-// A text of the item: the one before and the one after the rename. Without a new one, only the
-// substitution is left of the modes.
+// A text of the item, before and after the rename. Without a new one the modes can only substitute
+// ids.
 struct ItemText {
     const char* m_szOld;
     const char* m_szNew;
 
-    // The new text, if the object carries the old one. An empty new text counts.
+    // Take the new text if the object carries the old one. Kept: an empty new text counts.
     logical Take(const char* szText, char* cNew) const {
         if (m_szNew == nullptr || !KELD_RenameEqual(szText, m_szOld))
             return false;
@@ -48,7 +48,7 @@ struct ItemText {
     }
 };
 
-// Whether the mode gives the object's text a new one.
+// Make the object's new text by the mode. Returns: whether there is one.
 logical ChangeByMode(int iMode, const char* szText, const ItemText& itemText, const Ids& ids,
                      char* cNew) {
     switch (iMode) {
@@ -71,7 +71,7 @@ logical ChangeByMode(int iMode, const char* szText, const ItemText& itemText, co
     KELD_QSK_CALL(OBJ_refresh(tagObj, false));
     char cObjName[129] = "";
     const int iRetcode = ENT_ask_name(tagObj, cObjName);
-    if (iRetcode != QSK_ok) {  // passed over: the walk goes on
+    if (iRetcode != QSK_ok) {  // kept: no failure, the object is passed over
         KELD_TRACE("%s: ENT_ask_name von tag=%d iRetcode=%d\n", ids.Function(),
                    static_cast<int>(tagObj), iRetcode);
         return QSK_ok;
@@ -96,7 +96,7 @@ logical ChangeByMode(int iMode, const char* szText, const ItemText& itemText, co
     logical bSet = false;
     char newName[KELD_RenameValueSize] = "";
     if (ChangeByMode(iChangeName, cObjName, name, ids, newName)) {
-        // The end of a name that has grown too long is lost without a word.
+        // Kept: the end of a name that has grown too long is lost without a warning.
         KELD_RenameCut(newName, newName, uiLongestName);
         KELD_TRACE("%s set new name=%s\n", ids.Function(), newName);
         KELD_QSK_CALL(ENT_set_name(tagObj, newName));

@@ -1,4 +1,4 @@
-// The registry of item ids around a rename: may the id change, and the old id's end.
+// The registry of item ids in a rename: whether the id may change, and what becomes of the old one.
 
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
@@ -49,8 +49,9 @@ bool MayChange(int iMode, const char* sGroupName, logical publish_allowed) {
     }
 }
 
-// An unreachable registry is no failure, whatever the preference says; the preference is reported
-// in `pAllowed` alone. Returns: the status of its reading, in the place of 100309.
+// Kept: an unreachable registry never stops the rename. The preference, given in `pAllowed`, only
+// decides whether the old id is unregistered.
+// Returns: the status of reading the preference, in the place of 100309.
 [[nodiscard]] int PassRegistryDown(const char* sOldItemId, logical* pAllowed) {
     int iRet = QSK_ok;
     logical lAllowIfRegistryDownsite = false;
@@ -65,7 +66,7 @@ bool MayChange(int iMode, const char* sGroupName, logical publish_allowed) {
 }
 
 // Whether the item's present id may change: its registration, the group and the privilege decide.
-// Requires: `iRet` is the status so far, after which nothing but the privilege is asked for.
+// Requires: `iRet` is the status so far; after a failure only the privilege is asked for.
 [[nodiscard]] int CheckOldId(tag_t tagItem, const char* sOldItemId, int iMode, int iRegistrySiteId,
                              logical* lOldIdRegistered, int iRet) {
     int iIsRegistered = 0;
@@ -87,7 +88,7 @@ bool MayChange(int iMode, const char* sGroupName, logical publish_allowed) {
                    publish_allowed ? "Yes" : "No");
     }
     if (iRet == QSK_ok && iIsRegistered == 1 && !MayChange(iMode, sGroupName, publish_allowed)) {
-        // The same lines in every refusing mode.
+        // Kept: the same lines in every refusing mode.
         KELD_TRACE("ChangeRegisteredItemId=%d, current group=%s\n", iMode, sGroupName);
         KELD_TRACE("The Item Id is registered, so not allow to rename this Item\n");
         KELD_TRACE("If current group is dba and you want to be able to change the Id\n");
@@ -99,8 +100,8 @@ bool MayChange(int iMode, const char* sGroupName, logical publish_allowed) {
     return iRet;
 }
 
-// Ask for the new id and register it if that is configured. It is registered before the rename has
-// happened, and stays so if the rename fails.
+// Ask for the new id and register it if that is configured. Kept: it is registered before the
+// rename, and stays registered if the rename fails.
 [[nodiscard]] int TakeNewId(const char* sNewItemId, int iRegistrySiteId,
                             logical lAlwaysRegisterOnCreation) {
     int iRet = QSK_ok;
@@ -218,13 +219,14 @@ int CKELD_ReName::UnregisterOldItemId(const char* sOldItemId, int iMode) {
     KELD_TRACE("ART_id_registry_site=%s\n", spRegistrySite);
     if (iRet == QSK_ok)
         KELD_CALL(iRet, ORG_find_site(spRegistrySite, &tRegistrySite));
-    // Kept: the site is found, but its number isn't asked for; 0 stands for it.
+    // Kept: the site is found, but its number isn't asked for; 0 is used.
     constexpr int iSiteId = 0;
     if (iRet == QSK_ok)
         KELD_CALL(iRet, REG_is_item_id_registered(sOldItemId, &iIsRegistered, 0));
     if (iRet == QSK_ok && iIsRegistered == 1) {
         tag_t tOldItem = NULLTAG;
         KELD_TRACE("%s is registered=true (%d)\n", sOldItemId, iSiteId);
+        // After a failed rename the item may still have the old id.
         KELD_CALL(iRet, KELD_ART_find_item(sOldItemId, &tOldItem));
         if (iMode == iOnlyWithPublish)
             KELD_TRACE("Mode=3; no unregister here\n");

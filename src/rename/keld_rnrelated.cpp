@@ -1,4 +1,5 @@
-// What hangs on an item or a revision: whether it takes part, and what follows when it is renamed.
+// The related objects of an item or a revision: whether one takes part, and what is renamed with
+// it.
 
 #include <cstring>
 
@@ -42,6 +43,7 @@ constexpr auto* RenameNamedRef = &CKELD_ReName::RenameNamedRef;
         KELD_TRACE("tPreviousDatasetRev=%d\n", static_cast<int>(tPreviousDatasetRev));
         if (iRet == iNoOlderVersion || tPreviousDatasetRev == tCurrentDatasetRev) {
             tPreviousDatasetRev = NULLTAG;
+            // Kept: this takes the errors from before the mark away too.
             KELD_QSK_CALL(ERR_clear_errors());
             iRet = QSK_ok;
         }
@@ -63,7 +65,7 @@ constexpr auto* RenameNamedRef = &CKELD_ReName::RenameNamedRef;
     }
 }
 
-// What follows the new name of a dataset.
+// Rename the named references and the older versions of a renamed dataset.
 [[nodiscard]] int RenameDatasetParts(tag_t secondary, const char* szOrigObjName) {
     int iRet = QSK_ok;
     logical lIsDataset = false;
@@ -112,6 +114,7 @@ int CKELD_ReName::ProcessRelatedObj(rel_entry_s RelationInfo, const char* cExclR
     const logical lIgnore = lIsICO || IgnoreNoWriteAccess(cPrimaryType, cRelTypeName, secondary);
     KELD_TRACE("bTestOnly = %d, modify=%d, ignore=%d\n", bTestOnly, lModify, lIgnore);
     if (bTestOnly) {
+        // Kept: older versions and named references of a dataset aren't tested.
         if (lModify || lIgnore)
             return iRet;
         KELD_CALL(iRet, ERR_store_error(3, 919342));
@@ -132,7 +135,7 @@ int CKELD_ReName::ProcessRelatedObj(rel_entry_s RelationInfo, const char* cExclR
 
     if (iRet == QSK_ok && lIsICO)
         iRet = ChangeIcoId(secondary, cOldItemId, cOldRevId, cNewItemId, cNewRevId, iAction);
-    else if (iRet == QSK_ok && (lModify || lIgnore))
+    else if (iRet == QSK_ok && (lModify || lIgnore))  // kept: lIgnore waives the test, not the lock
         iRet = !bIdOnly && cNewRevId != nullptr
                    ? RenameObjExtended(secondary, cNewItemId, cNewRevId, cOldItemId, cOldRevId,
                                        p_bChanged, cOldName, cOldDesc, pcNewName, pcNewDesc,

@@ -1,4 +1,5 @@
-// The revisions of a rename: which of them may change, and the change of one with what hangs on it.
+// The revisions of a rename: which of them may change, and the change of one with its related
+// objects and BOM views.
 
 #include "frame/keld_trace.h"
 #include "platform/keld_basetool.h"
@@ -44,8 +45,8 @@ bool IsPassedOver(const char* cRenameOnStatus, const char* cLatestReleaseStatus)
     return true;
 }
 
-// New id, name and description of the revision itself. The status of its save is no failure here:
-// it goes to `pSaved`, and the walk still asks for the relations.
+// New id, name and description of the revision itself. Kept: the status of its save goes to
+// `pSaved` and is no failure here, so the relations are still listed, though not worked on.
 // Leaves locked: the revision, if one of the three can't be set.
 [[nodiscard]] int ChangeRevisionItself(tag_t tagRev, tag_t tagThisRev, const char* cOldRevId,
                                        const char* cNewItemId, const char* cNewRevId,
@@ -65,6 +66,7 @@ bool IsPassedOver(const char* cRenameOnStatus, const char* cLatestReleaseStatus)
     const bool bOwnName = KELD_RenameText(pcNewName)[0] != '\0';
     char cNewName[uiLongestName + 1] = "";
     KELD_RenameCut(cNewName, bOwnName ? pcNewName : cNewItemId, uiLongestName);
+    // Kept: every revision takes the new name, not only the one that the rename is about.
     if (lChangeRevisionName && !KELD_RenameEqual(cNewName, cRevName)) {
         KELD_QSK_CALL(ENT_set_name(tagThisRev, cNewName));
         bChanged = true;
@@ -165,7 +167,7 @@ int CKELD_ReName::CheckRevisionStatuses(int iRevCount, const tag_t* RevList,
         if (iAction != nullptr && (*iAction & RENAME_REVISIONS) != 0) {
             char cLatestRelStatusLastRev[33] = "";
             KELD_QSK_CALL(KELD_ask_latest_status(RevList[iRevCount - 1], cLatestRelStatusLastRev));
-            // The newest revision is still in work: the rename goes on for one revision alone.
+            // Kept: the newest revision is still in work, so the rename goes on for one revision.
             if (cLatestRelStatusLastRev[0] == '\0') {
                 *iAction &= ~RENAME_ITEM;
                 return QSK_ok;

@@ -23,8 +23,8 @@ bool IsOn(const char* szValue) {
     return szValue[0] == '1';
 }
 
-// The excluded relations as a list. Where it doesn't fit, the configured part is cut: the relation
-// behind it is excluded in any case.
+// The excluded relations as a list. One that is too long is cut in its configured part, since
+// VANE_based_on is always excluded.
 void ReadExcludedRelations(const char* szKey, const char* szType, char* cOut, const char* szField) {
     char cValue[KELD_RenameValueSize] = "";
     KELD_ReadGeneralFirst(szKey, szType, cValue, "");
@@ -99,7 +99,7 @@ void KELD_RenameList(char* cValue, const char* szField) {
 void CKELD_ReName::LoadRenameProfile(logical* lProfileLoaded) {
     if (lProfileLoaded == nullptr || (*lProfileLoaded && !KELD_IsLocPrefCacheDisabled()))
         return;
-    *lProfileLoaded = true;
+    *lProfileLoaded = true;  // kept: before the read, so a failed one isn't repeated either
     int iRet = QSK_ok;
     int count = 0;
     char** values = nullptr;

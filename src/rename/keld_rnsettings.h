@@ -13,7 +13,7 @@ inline constexpr std::size_t KELD_RenameValueSize = 1025;
 // The text itself; an empty one for null.
 const char* KELD_RenameText(const char* szText);
 
-// The text as it stands in a key: "(null)" for null.
+// The text as a key has it: "(null)" for null.
 std::string KELD_RenameKeyPart(const char* szText);
 
 bool KELD_RenameEqual(const char* szLeft, const char* szRight);
@@ -22,8 +22,8 @@ bool KELD_RenameEqual(const char* szLeft, const char* szRight);
 // an empty name.
 bool KELD_RenameListed(const char* szList, const char* szName);
 
-// Copy at most uiLimit bytes and the terminator into a buffer of uiLimit + 1, without a word about
-// a longer text.
+// Copy at most uiLimit bytes and the terminator into a buffer of uiLimit + 1. Kept: a longer text
+// is cut without a warning.
 void KELD_RenameCut(char* szOut, const char* szText, std::size_t uiLimit);
 
 // One setting; a key of more than 100 characters is read as absent. The default may be the buffer.
@@ -34,7 +34,8 @@ int KELD_ReadRenameNumber(const std::string& sKey, int iDefault);
 void KELD_ReadGeneralFirst(const char* szKey, const char* szType, char* cOut /*1025*/,
                            const char* szDefault);
 
-// The type key's value if it isn't empty, else the plain key's.
+// The type key's value if it isn't empty, else the plain key's. Kept: so an empty type value can't
+// switch the plain one off.
 void KELD_ReadTypeFirst(const char* szKey, const char* szType, char* cOut /*1025*/,
                         const char* szDefault);
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Texts are built at their full length and bounded only where they leave for the caller's buffer.
+// Texts are built at their full length and bounded only in the caller's buffer.
 void Deliver(const std::string& sText, char* cNew) {
     KELD_CopyText(cNew, KELD_RenameValueSize, sText.c_str(), "cNew");
 }
@@ -29,6 +29,7 @@ logical CKELD_ReName::ChangeString(const char* cOld, const char* cOldId, const c
     KELD_TRACE("CKELD_ReName::ChangeString: cOld=%s\n", cOld);
     KELD_TRACE("CKELD_ReName::ChangeString: cOldId=%s\n", cOldId);
     KELD_TRACE("CKELD_ReName::ChangeString: cNewId=%s\n", cNewId);
+    // Kept: a hit counts also if both ids are equal, so the object is saved with its old text.
     if (uiHit == std::string::npos)
         Deliver(sOld, cNew);
     else
@@ -54,6 +55,7 @@ logical CKELD_ReName::ChangeStringExtended(const char* cOld, const char* cOldIte
     KELD_TRACE("CKELD_ReName::ChangeStringExtended: cNewItemId=%s\n", cNewItemId);
     KELD_TRACE("CKELD_ReName::ChangeStringExtended: cNewRevId=%s\n", cNewRevId);
     if (uiHit == std::string::npos) {
+        // Kept: without the item id the revision id isn't looked for.
         Deliver(sOld, cNew);
         KELD_TRACE("CKELD_ReName::ChangeStringExtended: cNew=cOld=%s\n", cNew);
         return false;

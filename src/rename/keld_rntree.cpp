@@ -43,6 +43,7 @@ int CKELD_ReName::RenameItem(tag_t tagItem, const char* pcNewId, const char* pcN
         KELD_ERROR("CKELD_ReName::RenameIdOK no ItemId\n");
         return iNoId;
     }
+    // Item and revisions, by the item id alone: 11 is the test pass, 15 the modifying one.
     KELD_QSK_CALL(
         RenameItemTreeCombined(tagItem, NULLTAG, pcNewId, NULL, pcNewName, pcNewDesc, 11));
     KELD_QSK_CALL(
@@ -133,7 +134,7 @@ int CKELD_ReName::RenameItemTreeCombined(tag_t tagItem, tag_t tagRev, const char
                                         cNewItemId, cNewRevId, pcNewName, pcNewDesc, &bChanged));
         }
 
-        // Only the revisions' BOM views know a revision id.
+        // Kept: by the item id alone in any form; only the revisions' BOM views know a revision id.
         if (iRet == QSK_ok)
             KELD_CALL(iRet, ART_list_bom_views(tagItem, &iBomCount, &BOMList));
         for (int jj = 0; jj < iBomCount && iRet == QSK_ok; ++jj) {
@@ -146,8 +147,8 @@ int CKELD_ReName::RenameItemTreeCombined(tag_t tagItem, tag_t tagRev, const char
             }
         }
 
-        // Behind the item's own change, not before it: without a test pass, a refusal here comes
-        // when the item is changed already.
+        // Kept: after the item's own change. Without a test pass before it, a refusal here finds
+        // the item already changed.
         if (!bIdOnly && iRet == QSK_ok)
             KELD_CALL(iRet, CheckRevisionStatuses(iRevCount, RevList, cRenameOnStatus, &iAction));
     }
@@ -176,6 +177,7 @@ int CKELD_ReName::RenameItemTreeCombined(tag_t tagItem, tag_t tagRev, const char
                                      lChangeRevisionName, lChangeRevisionDesc));
     }
 
+    // Kept: a new revision id alone starts no workflow.
     if (iRet == QSK_ok && !bTestOnly && !KELD_RenameEqual(cNewItemId, cOldItemId)) {
         if (bIdOnly)
             KELD_CALL(iRet, StartWorkflow(tagItem, NULLTAG));

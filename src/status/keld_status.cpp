@@ -20,7 +20,7 @@ namespace {
 
 constexpr std::size_t uiNameSize = 129;
 
-// References of an array attribute with what the platform hands out beside them.
+// References of an array attribute with the flags that the platform hands out for each.
 struct AttrTags {
     tag_t* m_ptTags = nullptr;
     logical* m_plIsNull = nullptr;
@@ -34,8 +34,8 @@ struct AttrTags {
     }
 };
 
-// Read the first iLength references of an attribute and hand out those that can be loaded. Neither
-// failure reaches the caller: the list then counts as empty.
+// Read the first iLength references of an attribute and hand out those that can be loaded. Kept: a
+// failure doesn't reach the caller; the list then counts as empty.
 void LoadReferences(tag_t object, tag_t tAttr, int iLength, int* piCount, tag_t** ptList) {
     AttrTags tags;
     if (DBO_ask_attr_tags(object, tAttr, 0, iLength, &tags.m_ptTags, &tags.m_plIsNull,
@@ -61,7 +61,7 @@ int CKELD_Status::GetReleaseStatusTagList(tag_t object, int* count, tag_t** list
         tag_t* ptNoList = nullptr;
         if (refresh != 0)
             KELD_QSK_CALL(OBJ_refresh(object, false));
-        // The handle isn't used, but a platform without the attribute ends here.
+        // Kept: the handle isn't used, but a platform without the attribute fails here.
         tag_t tNameAttr = NULLTAG;
         KELD_QSK_CALL(DBO_attr_id_of_attr("name", "ReleaseStatus", &tNameAttr));
         tag_t attr = NULLTAG;
@@ -107,6 +107,7 @@ int CKELD_Status::SetReleaseStatusRslTag(tag_t status, const char* name, int own
             name = "";
         KELD_QSK_CALL(DBO_set_attr_string(1, &status, attr, name));
         KELD_QSK_CALL(DBO_save_instances(1, &status, false));
+        // Kept: after the save, so without ownLock the refresh drops the date again.
         KELD_QSK_CALL(SetRelDate(status, ownLock));
         KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &status, DBO_no_lock));
         return QSK_ok;
@@ -151,11 +152,11 @@ int CKELD_Status::DelReleaseStatusObj(tag_t object, int ownLock) {
             KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_modify_lock));
             tag_t attr = NULLTAG;
             KELD_QSK_CALL(DBO_attr_id_of_attr("release_status_list", "WorkspaceObject", &attr));
-            // Kept: as many entries go as could be loaded, so behind one that couldn't the last
+            // Kept: as many entries go as could be loaded, so with one that couldn't the last ones
             // stay.
             KELD_QSK_CALL(DBO_remove_from_attr(1, &object, attr, 0, count));
             KELD_QSK_CALL(DBO_save_instances(1, &object, false));
-            // Nobody is asked who else refers to them: these statuses belong to one object.
+            // Kept: deleted whoever else refers to them; a status made here belongs to one object.
             KELD_QSK_CALL(DBO_delete_instances(count, list));
             HEAP_free(list);
         }
@@ -176,17 +177,17 @@ int CKELD_Status::SetReleaseStatusObj(tag_t object, const char* status) {
         char* className = nullptr;
         KELD_QSK_CALL(DBO_name_of_class(tClass, &className));
         KELD_QSK_CALL(OBJ_refresh(object, true));
-        // An object whose old statuses can't be removed still gets the new one.
+        // Kept: an object whose old statuses can't be removed still gets the new one.
         (void)DelReleaseStatusObj(object, 0);
         if (status == nullptr || std::strcmp(status, "none") != 0) {
             tag_t statusTag = NULLTAG;
             KELD_QSK_CALL(CreateReleaseStatus(object, &statusTag, 0));
-            // If it can't be named, the object keeps a status called "Release Status".
+            // Kept: if it can't be named, the object has a status called "Release Status".
             if (statusTag != NULLTAG)
                 (void)SetReleaseStatusRslTag(statusTag, status, 0);
             KELD_QSK_CALL(SetRelDate(object, 0));
         }
-        // By name: a class below Dataset is saved like any other object.
+        // Kept: compared by name, so a class below Dataset is saved like any other object.
         if (className != nullptr && std::strcmp(className, "Dataset") == 0)
             KELD_QSK_CALL(DST_save_myself(object));
         else
@@ -197,7 +198,7 @@ int CKELD_Status::SetReleaseStatusObj(tag_t object, const char* status) {
     });
 }
 
-// The same; the type stands in the trace line only.
+// The same; the type is only traced.
 int CKELD_Status::SetReleaseStatusObj(tag_t object, const char* objectType, const char* status) {
     return KELD_Entry([&] {
         KELD_TRACE("CKELD_Ws::SetReleaseStatusObj tag=%d ObjType=%s ReleaseStatus=%s\n",

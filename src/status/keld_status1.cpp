@@ -32,7 +32,8 @@ CKELD_Status1::CKELD_Status1(const char* status, const char* date)
       _tagReleaseStatusAttribute(NULLTAG),
       _tagReleaseDateAttribute(NULLTAG) {
     int iRet = QSK_ok;
-    int year = 1970, month = 1, day = 1;  // stand if the text can't be read
+    // Kept: used if the text can't be read, though month 1 is February.
+    int year = 1970, month = 1, day = 1;
     int hour = 0, minute = 0, second = 0;
     if (date == nullptr)
         date = "";
@@ -57,13 +58,14 @@ CKELD_Status1::CKELD_Status1(const char* status, const date_s* date)
     (void)Init(status);
 }
 
-// Delete the status object if nobody took it up.
+// Delete the status object if no object refers to it.
 CKELD_Status1::~CKELD_Status1() {
     if (_tagRelState != NULLTAG)
         (void)DelRelTagOnNotReferenze(_tagRelState);
 }
 
-// Copy bytewise: both instances then own the same status object, and each destructor tests it.
+// Kept: copied bytewise, so both instances own the same status object, and each destructor asks
+// whether it is in use.
 // NOLINTNEXTLINE(bugprone-unhandled-self-assignment): memmove takes an object itself.
 CKELD_Status1& CKELD_Status1::operator=(const CKELD_Status1& other) {
     std::memmove(static_cast<void*>(this), static_cast<const void*>(&other), sizeof(*this));
@@ -106,7 +108,7 @@ int CKELD_Status1::Init(const char* status) {
 int CKELD_Status1::Set(tag_t object) {
     return KELD_Entry([&] {
         if (std::strcmp(_cState, "none") == 0) {
-            (void)DelAllState(object);  // what couldn't be removed stays, with success
+            (void)DelAllState(object);  // kept: a status that couldn't be removed is no failure
             return QSK_ok;
         }
         if (_tagRelState == NULLTAG) {
@@ -131,7 +133,7 @@ int CKELD_Status1::Set(tag_t object) {
     });
 }
 
-// Remove all statuses and the date from an object.
+// Remove all statuses and the date from an object. Kept: a failure leaves the lock and the lists.
 int CKELD_Status1::DelAllState(tag_t object) {
     return KELD_Entry([&] {
         KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_no_lock));
@@ -154,12 +156,14 @@ int CKELD_Status1::DelAllState(tag_t object) {
         tag_t* loadedTags = nullptr;
         KELD_QSK_CALL(DBO_load_instances_possible(length, tags, &loaded, &loadedTags));
         KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_modify_lock));
+        // Kept: as many entries go as could be loaded, so with one that couldn't the last ones
+        // stay.
         KELD_QSK_CALL(DBO_remove_from_attr(1, &object, _tagReleaseStatusAttribute, 0, loaded));
         KELD_QSK_CALL(DBO_set_attr_null(1, &object, _tagReleaseDateAttribute));
         KELD_QSK_CALL(DBO_save_instances(1, &object, false));
         KELD_QSK_CALL(DBO_refresh_instances_any_class(1, &object, DBO_no_lock));
         for (int i = 0; i < loaded; ++i)
-            (void)DelRelTagOnNotReferenze(loadedTags[i]);  // one that stays is in nobody's way
+            (void)DelRelTagOnNotReferenze(loadedTags[i]);  // one that stays does no harm
         HEAP_free(tags);
         HEAP_free(isNull);
         HEAP_free(isEmpty);

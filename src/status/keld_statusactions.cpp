@@ -1,4 +1,4 @@
-// What the attribute pass and the action pass do to one object.
+// The steps of the attribute pass and the action pass on one object.
 
 #include <cstring>
 #include <string>
@@ -26,7 +26,7 @@ struct FormValueKey {
     const char* m_szType;
 };
 
-// Kept: the keys of the last two rows say one thing and their types another.
+// Kept: SetActRevId gives the group, SetActGroup a property of the object.
 constexpr FormValueKey FormValueKeys[] = {
     {"SetDefault", "Value"},    {"SetActUserId", "UserId"},      {"SetActUserName", "UserName"},
     {"SetActDate", "Str_Date"}, {"SetActDateDate", "Date_Date"}, {"Del_Date", "Del_Date"},
@@ -61,6 +61,7 @@ int CKELD_StatusManager::SetReleaseState(const char* section, tag_t object) {
         KELD_QSK_CALL(m_pStatus2->Set(object));
         return QSK_ok;
     }
+    // Kept: a name too long for a status comes here too; it never equals that of a prepared one.
     KELD_WARNING("More As 2 ReleaseState define in Prozess");
     CKELD_Status1 status(newStatus);
     (void)status.Set(object);  // a failure stops nothing here
@@ -73,7 +74,7 @@ int CKELD_StatusManager::SetAttributes(const char* section, tag_t object) {
     KELD_QSK_CALL(DBO_class_of_instance(object, &tClass));
     char* className = nullptr;
     KELD_QSK_CALL(DBO_name_of_class(tClass, &className));
-    // By name: classes below these are passed over.
+    // Kept: compared by name, so objects of classes below these are passed over.
     const std::string sClass = className != nullptr ? className : "";
     const bool bItem = sClass == "Item" || sClass == "ItemRevision";
     const bool bDataset = sClass == "Dataset";
@@ -111,7 +112,7 @@ int CKELD_StatusManager::SetDefaultValuesByForm1(const char* formSection, tag_t 
     KELD_DEBUG("SetDefaultValuesByForm1");
     KELD_QSK_CALL(OBJ_refresh(form, true));
     for (const FormValueKey& key : FormValueKeys) {
-        // A list that fails keeps no other from being applied.
+        // Kept: statuses are dropped, so that a list that fails keeps no other from being applied.
         std::string sValue = KELD_ReadConfigText(formSection, key.m_szKey);
         (void)KELD_SetFormValue_byType(form, object, sValue.c_str(), key.m_szType, false);
         const std::string sOnEmpty = std::string(key.m_szKey) + "OnEmpty";
@@ -123,8 +124,8 @@ int CKELD_StatusManager::SetDefaultValuesByForm1(const char* formSection, tag_t 
     return QSK_ok;
 }
 
-// Delete the related datasets that the section names. A relation that the platform doesn't know
-// means all relations.
+// Delete the related datasets that the section names. Kept: a relation that the platform doesn't
+// know means all relations, and a failure leaves the object locked.
 int CKELD_StatusManager::DeleteDatasets(const char* section, tag_t object) {
     const std::string sList = KELD_ReadConfigText(section, "DeleteDatasets");
     std::string sEntry;
@@ -162,7 +163,7 @@ int CKELD_StatusManager::DeleteDataset(tag_t relation, tag_t dataset) {
     return QSK_ok;
 }
 
-// Start the workflow that the section names.
+// Start the workflow that the section names. Kept: two jobs of one second have the same name.
 int CKELD_StatusManager::StartJob(tag_t object, const char* section) {
     const std::string sTemplate = KELD_ReadConfigText(section, "StartJob");
     if (sTemplate.empty())

@@ -1,4 +1,4 @@
-// The checks of the test pass: what is refused here stops the run before the first change.
+// The checks of the test pass: a refusal stops the run before the first change.
 
 #include <cstring>
 #include <string>
@@ -20,7 +20,8 @@ constexpr int iStatusNotAllowed = 919403;
 constexpr int iNeededFieldEmpty = 919404;
 constexpr int iCheckedOut = 919405;
 
-// Whether an object with this latest status may change. Both tests search the bare name.
+// Whether an object with this latest status may change. Kept: the setting isn't split but searched
+// for the name, so a part of a listed name counts as listed.
 bool IsPreviousStatusAllowed(const std::string& sPrevious, const char* latest) {
     const bool bHasStatus = latest[0] != '\0';
     if (sPrevious.empty())
@@ -72,7 +73,7 @@ int CKELD_StatusManager::TestObject(const char* section, const char* type, tag_t
     return QSK_ok;
 }
 
-// Refuse an object whose master form lacks a value.
+// Refuse an object whose master form lacks a value. Kept: without a line in the log.
 int CKELD_StatusManager::CheckNeedFields(const char* section, const char* /*type*/, tag_t object) {
     const std::string sFields = KELD_ReadConfigText(section, "CheckNeedFields");
     if (sFields.empty())
@@ -85,7 +86,7 @@ int CKELD_StatusManager::CheckNeedFields(const char* section, const char* /*type
     std::string sField;
     for (int i = 0; KELD_GetListEntry(sFields, ';', i, &sField); ++i) {
         const char* const field = sField.c_str();
-        char value[241] = "";  // one more than the limit: the terminator comes behind it
+        char value[241] = "";  // one byte more than the limit, for the terminator
         int length = 0;
         KELD_QSK_CALL(KELD_SHEET_ask_value(form, field, 240, value, &length));
         if (length == 0)

@@ -18,7 +18,8 @@ constexpr std::size_t uiSectionLimit = 199;
 char cConfigFileName[260];
 bool bConfigFileNameBuilt = false;
 
-// A section name ends at this byte, also inside a character; two that agree so far are one section.
+// Kept: a section name is cut at this byte, inside a character too; names that agree up to there
+// read the same section.
 std::string CutSection(std::string sName) {
     if (sName.size() > uiSectionLimit)
         sName.resize(uiSectionLimit);

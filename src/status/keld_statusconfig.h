@@ -21,5 +21,5 @@ std::string KELD_ListEntry(const std::string& list, char separator, int index);
 std::string KELD_ProcessSection(const char* status, const char* prefix, const char* type);
 std::string KELD_FormSection(const char* section, const char* form);
 
-// Whether the object's type is exactly this one; an empty type is nobody's.
+// Whether the object's type is exactly this one; an empty type matches no object.
 bool KELD_HasObjectType(tag_t object, const std::string& type);

@@ -31,7 +31,7 @@ CKELD_StatusManager::~CKELD_StatusManager() {
     delete m_pStatus2;
 }
 
-// Change the status of an object and of what the configuration connects with it.
+// Change the status of an object and of all objects that the configuration connects with it.
 int CKELD_StatusManager::ManageStatus(tag_t object, const char* type, const char* status) {
     CKELD_StatusManager manager(status);
     return manager.Run(object, type);
@@ -47,8 +47,8 @@ int CKELD_StatusManager::Run(tag_t object, const char* type) {
     KELD_DEBUG("########## Prozess Test #############\n");
     KELD_QSK_CALL(Process(type, object, KELD_STATMGR_CHANGEALL, 1, ""));
     KELD_DEBUG("########## Prozess Attribute #############\n");
-    // The rights were proved in the test pass. A failure is logged only after the bypass is off,
-    // which nothing that is thrown may leave on.
+    // The test pass has proved the rights. KELD_Entry turns an exception into a status, so that the
+    // bypass always goes off again; a failure is logged after that.
     (void)ACL__set_application_bypass(true);
     int iRet = KELD_Entry([&] { return Process(type, object, KELD_STATMGR_CHANGEALL, 0, ""); });
     (void)ACL__set_application_bypass(false);
@@ -62,13 +62,14 @@ int KELD_StatusManager_ManageStatus(tag_t object, const char* type, const char* 
     return KELD_Entry([&] { return CKELD_StatusManager::ManageStatus(object, type, status); });
 }
 
-// User service: target status, object type, object. The outcome is in the slot alone.
+// User service: target status, object type, object. Kept: the outcome is in the slot alone, and the
+// status is 0 in any case.
 int KELD_StatusManager(int* result) {
     const int iRet = KELD_Entry([] {
         char* status = nullptr;
         char* type = nullptr;
         tag_t object = NULLTAG;
-        // A short argument list shows only in empty values. The texts stay allocated.
+        // Kept: a short argument list shows only in empty values, and the texts stay allocated.
         (void)SVCARG_get_string_argument(&status);
         (void)SVCARG_get_string_argument(&type);
         (void)SVCARG_get_tag_argument(&object);

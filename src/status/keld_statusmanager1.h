@@ -44,7 +44,7 @@ public:
     char m_cPrivilegName[1025];  // privilege that GLOBAL names
 
 private:
-    // Refuse what may not change: the checks of the test pass on one object.
+    // Refuse an object that may not change: the checks of the test pass.
     [[nodiscard]] int TestObject(const char* section, const char* type, tag_t object,
                                  const char* latest);
     // Set the status that the section names, if it names one.

@@ -1,6 +1,7 @@
 // The walk of the status manager: Process handles one object, ChangeRel follows one of its
-// section's walk lists, and the two call each other. Frames are kept small, since a tree may be
-// deep: values of settings live on the heap, and what needs buffers stands in functions of its own.
+// section's walk lists, and the two call each other. Stack frames are kept small, since a tree may
+// be deep: values of settings live on the heap, and code that needs buffers is in separate
+// functions.
 
 #include <cstring>
 #include <string>
@@ -52,8 +53,8 @@ bool IsBomLine(const char* type) {
     return EqualNoCase(type, "BOMLine");
 }
 
-// Whether the object's status is one that the section leaves alone. The name is searched as it
-// stands, so a part of a listed name counts as listed.
+// Whether the object's status is one that the section leaves alone. Kept: the setting isn't split
+// but searched for the name, so a part of a listed name counts as listed.
 bool IsLeftAlone(const char* section, const char* latest) {
     const std::string sStatuses = KELD_ReadConfigText(section, "DoNothingOnReleaseStatus");
     return !sStatuses.empty() && latest[0] != '\0' && sStatuses.find(latest) != std::string::npos;
@@ -72,8 +73,8 @@ const char* DirectionKey(int direction) {
 
 }  // namespace
 
-// Handle one object and what its walk lists name: first the targets that lead no further, then the
-// way forward, then the object itself, then the way back.
+// Handle one object and those that its walk lists name: first the targets that lead no further,
+// then the way forward, then the object itself, then the way back.
 int CKELD_StatusManager::Process(const char* type, tag_t object, int iRekursion, int pass,
                                  const char* prefix) {
     if (!m_bContinue)
@@ -90,7 +91,7 @@ int CKELD_StatusManager::Process(const char* type, tag_t object, int iRekursion,
     if (!IsBomLine(type))
         KELD_QSK_CALL(KELD_ask_latest_status(object, latest));
     KELD_TRACE("### Process on:%s LastStat:%s ###\n", section, latest);
-    // Read in each pass. The action pass never skips: the status has changed by then.
+    // Read in each pass. Kept: the action pass never skips, since the status has changed by then.
     const bool bLeftAlone = IsLeftAlone(section, latest);
     if (bLeftAlone && pass != iActionPass) {
         KELD_TRACE("   Scip Process on:%s Status:%s\n", section, latest);
@@ -110,8 +111,9 @@ int CKELD_StatusManager::Process(const char* type, tag_t object, int iRekursion,
     if (pass == iActionPass) {
         (void)StartJob(object, section);  // a job that doesn't start stops nothing
     } else if (pass == iAttributePass && !IsBomLine(type)) {
-        (void)SetAttributes(section, object);   // what failed is in the log,
-        (void)DeleteDatasets(section, object);  // and the status is set all the same
+        // Kept: after a failure of these two, which is logged, the status is set all the same.
+        (void)SetAttributes(section, object);
+        (void)DeleteDatasets(section, object);
         if (ReadConfigInt(section, "Purge", 0) == 1)
             KELD_QSK_CALL(DST_purge_dataset_revs(object));
         if (const int iRet = SetReleaseState(section, object); iRet != QSK_ok)
@@ -133,7 +135,7 @@ int CKELD_StatusManager::ChangeRel(const char* section, tag_t object, int direct
         KELD_TRACE("### Break from:%s ###\n", section);
         return QSK_ok;
     }
-    // The index is one signed byte: behind entry 127 it turns negative, which ends the list.
+    // Kept: the index is one signed byte; after entry 127 it turns negative, which ends the list.
     for (signed char i = 0; KELD_GetListEntry(sList, ';', i, &sEntry); ++i) {
         KELD_TRACE("#Go from:%s to %s / %d.%d.%s\n", section, sEntry.c_str(), direction, pass,
                    prefix);
@@ -145,7 +147,7 @@ int CKELD_StatusManager::ChangeRel(const char* section, tag_t object, int direct
             iRet = GoToItemOfRev(object, direction, pass, prefix);
         else if (sKind == "OldItemRevision")
             iRet = GoToOldItemRevisions(object, direction, pass);
-        else if (sKind == "BOM" || sKind == "Old_BOM")
+        else if (sKind == "BOM" || sKind == "Old_BOM")  // kept: "Old_" changes nothing here
             iRet = GoToBomViewRevs(object, direction, pass, prefix);
         else if (sKind == "ChildBomLines")
             iRet = GoToChildBomLines(object, direction, pass, prefix);
@@ -184,9 +186,10 @@ int CKELD_StatusManager::GoToItemOfRev(tag_t object, int direction, int pass, co
     return QSK_ok;
 }
 
-// From a revision to the older ones of its item, under the prefix of their sections.
+// From a revision to the older ones of its item, under the prefix of their sections. Kept: from an
+// object that isn't among the item's revisions it goes to all of them.
 int CKELD_StatusManager::GoToOldItemRevisions(tag_t object, int direction, int pass) {
-    if (pass == iTestPass)  // older revisions aren't checked
+    if (pass == iTestPass)  // kept: older revisions aren't checked
         return QSK_ok;
     tag_t item = NULLTAG;
     int count = 0;
@@ -240,8 +243,8 @@ int CKELD_StatusManager::GoToBomLineRevision(tag_t object, int direction, int pa
     return QSK_ok;
 }
 
-// From an object to the secondary objects of a relation, of one type or of all ("*"). A relation
-// that the platform doesn't know means all relations.
+// From an object to the secondary objects of a relation, of one type or of all ("*"). Kept: a
+// relation that the platform doesn't know means all relations.
 int CKELD_StatusManager::GoToRelated(const char* entry, tag_t object, int direction, int pass,
                                      const char* prefix) {
     const std::string sRelation = KELD_ListEntry(entry, '.', 1);

@@ -18,7 +18,7 @@ protected:
         KELD_GetProfileString("A", "x", out, "default", path_.string().c_str());
         return out;
     }
-    // The clock of the reader far behind the writing of the file.
+    // Set the reader's clock to far later than the time of the file.
     static void settle() {
         const auto now = std::chrono::system_clock::now().time_since_epoch();
         fixed_os::setClock(std::chrono::duration_cast<std::chrono::milliseconds>(now).count() +

@@ -53,7 +53,7 @@ protected:
     keld_test::Directory directory_;
 };
 
-// Many lines of different lengths, most of which wait for a while.
+// Write many lines of different lengths; most of them wait in memory for a while.
 static void writeManyLines(int writer) {
     for (int i = 0; i < 2000; ++i) {
         KELD_TRACE("->%d %d\n", writer, i);
@@ -198,7 +198,7 @@ TEST_F(LogProcess, LeavesTheLinesThatWaitToTheProcessThatWroteThem) {
 
 namespace {
 
-// No file of the process may become longer, as if the disk were full.
+// Limit the size of files, as if the disk were full.
 class DiskWithRoomFor {
 public:
     explicit DiskWithRoomFor(std::uintmax_t bytes) {

@@ -9,11 +9,11 @@
 #include "platform/keld_basetool.h"
 #include "tests/support/log_fixture.h"
 
-// How many more blocks may grow; less than 0: any number.
+// How many more reallocations succeed; negative: all.
 static int granted = -1;
 static bool conversions_fail = false;
 
-// The linker puts these in the places of the C library's own.
+// The linker replaces the C library's functions by these.
 extern "C" void* __real_realloc(void* block, std::size_t size);
 extern "C" void* __wrap_realloc(void* block, std::size_t size) {
     if (granted == 0)
@@ -44,8 +44,8 @@ protected:
         action();
         granted = -1;
     }
-    // Lines of a text of each length around the room that the log has, each without more memory.
-    // The rest of the line stands behind the text.
+    // Log texts of each length around the reserved size, each without more memory. `rest` follows
+    // the text in the line.
     template <typename... Arguments>
     void expectWholeOrNone(const std::string& format, const std::string& rest,
                            Arguments... arguments) {

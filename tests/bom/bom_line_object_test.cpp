@@ -153,8 +153,8 @@ TEST_F(BomLineObject, AFieldThatCantBeReadStaysEmptyAndTheObjectIsMade) {
     }
 }
 
-// A view that can't be found on the second look is none, and one whose first look failed has no
-// flags.
+// A view that isn't found at the second look counts as none. If the first look failed, the line has
+// no flags.
 TEST_F(BomLineObject, WhoseViewCantBeFoundIsALineWithoutAView) {
     line.view = kView;
     p.give({line});

@@ -32,7 +32,7 @@ inline std::vector<std::string> messages(world::World& world, std::string_view l
 
 inline const std::string kNotesNotSet = "Pref:PackAndResequenceBOM.NoteTypesToCompare not set";
 
-// The log's level stays at its finest; what the process keeps is as it was at its start.
+// The log has its finest level, and values that the process keeps are reset.
 class BomLines : public testing::Test {
 protected:
     BomLines() {

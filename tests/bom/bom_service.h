@@ -16,7 +16,7 @@ namespace bom {
 
 struct ServiceRun {
     int status = 0;
-    tag_t dataset = 77;  // what stood in the slot before
+    tag_t dataset = 77;  // value of the slot before the call
 };
 
 class Structure {
@@ -43,7 +43,7 @@ public:
     std::vector<tag_t> children(tag_t line);
     tag_t child(tag_t line, std::size_t index) { return children(line).at(index); }
     std::string text(tag_t line, const char* property);
-    // The children in the window as "id[number]", with " xN" behind where there is a quantity.
+    // The children in the window as "id[number]", followed by " xN" where there is a quantity.
     std::vector<std::string> shown(tag_t line);
     void unpackAll(tag_t line);
 
@@ -63,7 +63,8 @@ public:
 
 class BomService : public testing::Test, public Structure {};
 
-// The lines of these levels without the places in the sources and without the missing note types.
+// The log lines of these levels, without places in the sources and without the note on missing note
+// types.
 std::vector<std::string> remarks(world::World& world, std::string_view levels = "EW");
 
 }  // namespace bom

@@ -17,12 +17,12 @@ TEST(UploadFailing, OfANewDatasetReturnsTheFirstFailureAndMayLeaveTheLock) {
                     },
                     [](World& world, tag_t, int call) {
                         SCOPED_TRACE(call);
-                        // From the lock to the call that gives it up.
+                        // From the lock to the call that releases it.
                         EXPECT_EQ(call >= 12 && call <= 14 ? 1u : 0u, world.bench.heldLocks());
                         const bool succeeded = call == 0 || call == 3;
                         EXPECT_EQ(succeeded || call >= 14 ? 1 : 0, world.count("Dataset"));
                         EXPECT_EQ(succeeded || call >= 9 ? 1 : 0, world.count("VaneFile"));
-                        // The name of the one format, if it came to that.
+                        // The name of the one format, if it was asked for.
                         EXPECT_EQ(call >= 1 && call <= 3 ? 0u : 1u, world.newBlocks());
                     }};
     expectEachFailure(

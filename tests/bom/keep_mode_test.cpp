@@ -31,7 +31,7 @@ TEST_F(KeepingNumbers, TheWorkedRun) {
     EXPECT_THAT(p.callsOf(kWrite), ElementsAre(kWrite + "102, bl_sequence_no, 30)",
                                                kWrite + "103, bl_sequence_no, 10)",
                                                kWrite + "104, bl_sequence_no, 40)"));
-    // After each line that had a number in the first pass, so not after Z.
+    // The list is printed after each line that had a number in the first pass, so not after Z.
     const std::string after_x =
         "00 X### 10-10-\n01 Y### 10-30-30\n02 X### 20-10-10\n03 Z### --\n04 Y### 30-30-\n";
     EXPECT_EQ(after_x + after_x + after_x + after_x, run.printed);
@@ -99,7 +99,7 @@ TEST_F(KeepingNumbers, AFreshNumberOfNothingLeavesTheLineToTheSecondPass) {
 }
 
 TEST_F(KeepingNumbers, ANumberOfALineThatWasReadLikeTheFirstsIsNoOffer) {
-    // The last X stands on 25 when the other X has to leave 20, but it was read on 15 as Z was.
+    // The last X has 25 when the other X has to leave 20, but it was read with 15, like Z.
     const bom::Outcome run = keep({{"W", "15"}, {"Z", "15"}, {"X", "20"}, {"X", "15"}}, 5);
     EXPECT_THAT(run.assigned, ElementsAre("", "20", "30", "30"));
     EXPECT_EQ(30, run.last_number);

@@ -166,10 +166,10 @@ TEST_F(Operation, AViewIsAskedForTwiceAndTheSecondAnswerCounts) {
     p.lines[kParent].view = kView;
     p.checked_out = {kView};
     EXPECT_EQ(0, operation.packAndResequence(kParent));
-    // Not found the second time, it is none; the status is dropped.
+    // A view that isn't found the second time counts as none; the status is dropped.
     p.fail("LINE_look_up_attribute", 2);
     EXPECT_EQ(2, operation.packAndResequence(kParent));
-    // Not found the first time, nobody was asked for write access to it.
+    // For a view that isn't found the first time, nobody asks for write access.
     p.checked_out.clear();
     p.fail("LINE_look_up_attribute", 1);
     EXPECT_EQ(0, operation.packAndResequence(kParent));

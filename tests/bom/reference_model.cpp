@@ -16,12 +16,12 @@ namespace {
 using Place = std::size_t;
 using Places = std::set<Place>;
 
-// The sum as a machine word of 32 bits holds it.
+// The sum, wrapped to 32 bits.
 int sum(int a, int b) {
     return static_cast<int>(static_cast<std::uint32_t>(a) + static_cast<std::uint32_t>(b));
 }
 
-// The digits of the leading integer, without the zeros in front, and its sign.
+// The leading integer: its digits without leading zeros, and its sign.
 struct Leading {
     bool negative = false;
     std::string digits;
@@ -40,7 +40,7 @@ Leading leadingInteger(const std::string& text) {
     return found;
 }
 
-// The lines with the places of each component and of each number in force.
+// The lines, with the places of each component and of each number in force.
 class Ledger {
 public:
     explicit Ledger(const std::vector<Component>& lines) : lines_(lines) {
@@ -94,13 +94,13 @@ private:
         return std::to_string(last_);
     }
 
-    // The places of a line's component behind it, as they stand now.
+    // The present places of a line's component after that line.
     std::vector<Place> laterOfComponent(Place at) {
         const Places& all = of_component_[lines_[at].key];
         return {all.upper_bound(at), all.end()};
     }
 
-    // The next line behind `done` that can't stay as it is beside line a: one of its component with
+    // The next line after `done` that can't stay as it is beside line a: one of its component with
     // another number, or another component on its number.
     std::optional<Place> nextAffected(Place a, Place done) {
         std::optional<Place> next;

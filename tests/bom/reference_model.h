@@ -1,7 +1,7 @@
 #pragma once
 
-// What resequencing does to a list of lines, worked out from its rules without the lines' platform:
-// by sorted lists of places per component and per number, where the library walks the lines.
+// The result of resequencing a list of lines, computed from the rules without the lines' platform:
+// by sorted lists of places for each component and number, where the library walks the lines.
 
 #include <cstddef>
 #include <string>
@@ -27,7 +27,7 @@ Outcome sortAndNumber(const std::vector<Component>& lines, int first, int increm
 
 // A text that begins with a number other than 0.
 bool isNumber(const std::string& text);
-// Its value, the nearest of an int.
+// Its value, limited to the range of int.
 int valueOf(const std::string& text);
 
 }  // namespace bom_model

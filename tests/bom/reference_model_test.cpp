@@ -36,7 +36,7 @@ TEST(ReferenceModel, KnowsWhatANumberIs) {
     EXPECT_EQ(-2147483648LL, bom_model::valueOf("-99999999999999999999"));
 }
 
-// What a walk that forgets one of its conditions would give isn't what the model gives.
+// A walk that forgets one of its conditions gives another result than the model.
 TEST(ReferenceModel, TellsANeighbouringRuleApart) {
     EXPECT_THAT(bom_model::keep({{"W", "15"}, {"Z", "15"}, {"X", "20"}, {"X", "15"}}, 5).assigned,
                 ElementsAre("", "20", "30", "30"));

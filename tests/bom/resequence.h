@@ -32,7 +32,7 @@ private:
 struct Outcome {
     std::vector<std::string> items, numbers, assigned, statuses;
     std::string printed;
-    std::vector<std::string> calls;  // behind the making of the lines
+    std::vector<std::string> calls;  // after the lines are made
     int last_number = 0;
 };
 

@@ -1,4 +1,4 @@
-// The steps behind the numbering, their order, and what a failure in one of them does.
+// The steps after the numbering, their order, and what a failure in one of them does.
 
 #include "tests/bom/resequence.h"
 

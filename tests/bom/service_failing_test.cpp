@@ -52,7 +52,7 @@ bool isOneOf(const std::string& text, std::initializer_list<const char*> list) {
     return std::find(list.begin(), list.end(), text) != list.end();
 }
 
-// A failure behind the dataset's lock leaves it.
+// A failure after the dataset's lock leaves it locked.
 bool leavesLock(const std::vector<std::string>& calls, std::size_t at) {
     const auto lock = std::find(calls.begin(), calls.end(), "OBJ_load") - calls.begin() + 1;
     const auto end = static_cast<std::size_t>(
@@ -62,8 +62,8 @@ bool leavesLock(const std::vector<std::string>& calls, std::size_t at) {
 
 }  // namespace
 
-// The list of lines and the name of the tool's format, without what a failure lets nobody ask for
-// and with the lists and texts that a failed call leaves.
+// The list of lines and the name of the tool's format. Some failures come before these are asked
+// for; others leave further lists and texts of the failed call.
 std::size_t blocksLeft(const std::vector<std::string>& calls, std::size_t at) {
     const std::string& operation = calls[at];
     if (operation.starts_with("SVCARG_"))

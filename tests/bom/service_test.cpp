@@ -49,7 +49,7 @@ TEST_F(PackAndResequence, GivesTheProtocolsDatasetInTheSlot) {
     EXPECT_EQ(0u, world.bench.heldLocks());
 }
 
-// The received list and the name of the tool's format stay allocated; the children's list doesn't.
+// The received list and the name of the tool's format aren't freed; the children's list is.
 TEST_F(PackAndResequence, LeavesTheListOfLinesAllocated) {
     run(top, {top});
     EXPECT_EQ(2u, world.newBlocks());

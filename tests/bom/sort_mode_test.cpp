@@ -64,7 +64,8 @@ TEST_F(SortingLines, ThatAreOfOneComponentKeepTheirOrder) {
 }
 
 TEST_F(SortingLines, AreComparedByteByByteAsUnsigned) {
-    // "###" behind the item takes part: '#' stands before the digits and behind the blank.
+    // The "###" after the item is compared too: '#' is smaller than the digits and greater than a
+    // blank.
     const bom::Outcome run = sorted({{"\xC3\xA4", "1"},
                                      {"a", "1"},
                                      {"B", "1"},

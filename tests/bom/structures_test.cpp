@@ -27,7 +27,7 @@ constexpr char kNowhere[] = "/dev/null";
 
 using Numbers = std::map<tag_t, std::string>;  // by occurrence
 
-// What a run over all levels does, without the service.
+// The result of a run over all levels, computed without the service.
 class ExpectedRun {
 public:
     ExpectedRun(bom::Structure& structure, bool sort) : structure_(structure), sort_(sort) {}

@@ -96,7 +96,7 @@ void expectEachFailure(const std::string& kind, const std::vector<std::string>& 
         EXPECT_EQ(dropped ? 0 : kPlanned, copy.run());
         const auto entries = copy.world.bench.stopJournal();
         if (!dropped) {
-            // Behind the failure stands only the question for its text.
+            // After the failure the only call is the question for its text.
             for (std::size_t k = i + 1; k < entries.size(); ++k)
                 EXPECT_EQ("ERR_ask_error_text", entries[k].operation);
         }
@@ -120,7 +120,7 @@ std::vector<std::string> joined(std::initializer_list<std::vector<std::string>> 
 const std::vector<std::string> kValues = {"OBJ_UIF_ask_value", "OBJ_UIF_set_value",
                                           "OBJ_UIF_ask_value", "OBJ_UIF_set_value",
                                           "OBJ_save",          "OBJ_refresh"};
-// A class test that is not looked at further: the class itself, or its type.
+// The calls of a class test, each of whose failures is dropped.
 const std::vector<std::string> kPassedOver = {"~DBO_class_of_instance", "~DBO_name_of_class",
                                               "~MVTYPE_find_type"};
 
@@ -184,7 +184,8 @@ TEST(CopyFailing, AQuestionLeavesTheDestinationToTheLock) {
         EXPECT_EQ("old", copy.world.storedText(copy.destination, "s")) << nth;
         EXPECT_FALSE(copy.world.locked(copy.destination));
     }
-    // The type is known: site and right are not, and the values are copied.
+    // The type is known here. Site and right aren't, but the lock decides, and the values are
+    // copied.
     for (int nth : {4, 5}) {
         Copy copy;
         copy.pair("sheet");

@@ -38,7 +38,7 @@ struct Lists {
         HEAP_free(relations.relation_combination);
     }
 
-    // "Sheet;s" or "Sheet;s;null"; "Item;revision_list;ItemRevision", with "=tag" behind it if the
+    // "Sheet;s" or "Sheet;s;null"; "Item;revision_list;ItemRevision", followed by "=tag" if the
     // entry has a relation type.
     std::vector<std::string> attributeEntries() const {
         std::vector<std::string> found;

@@ -69,7 +69,7 @@ protected:
 class CopyAttachments : public CopyWalk {
 protected:
     int copy() { return CopyWalk::copy({"Sheet;s", "Card;s"}, {"Folder;Rel;Sheet"}); }
-    // The calls behind the two lists of attachments, without those about classes.
+    // The calls after the two lists of attachments, without those about classes.
     std::vector<std::string> matchingCalls() {
         std::vector<std::string> found;
         bool behind = false;
@@ -253,7 +253,7 @@ TEST_F(CopyAttachments, AnUnknownClassIsPassedOverToo) {
     world.put(second, "s", "second");
     world.fail("DBO_class_of_instance", 2, 515001);
     EXPECT_EQ(0, copy());
-    // The only source was passed over for the first destination.
+    // For the first destination the only source was skipped.
     EXPECT_EQ("sheet", value(sheet));
     EXPECT_EQ("first", value(second));
 }
@@ -401,14 +401,14 @@ TEST_F(CopyRevisions, OfASourceThatIsNoItemAreAFailure) {
         static_cast<char*>(HEAP_alloc(sizeof "Folder"));
     std::snprintf(lists.relations.relation_combination[0].primary, sizeof "Folder", "Folder");
     EXPECT_NE(0, CopyAttributes(folder, to.item, lists.objects, lists.relations));
-    // Neither is a destination that is no item followed: the line is passed over.
+    // A destination that isn't an item isn't followed either: the line is skipped.
     EXPECT_EQ(
         0, CopyAttributes(folder, world.bench.createFolder("x"), lists.objects, lists.relations));
 }
 
 TEST_F(CopyRevisions, AnItemsOtherLineWithoutARelationTypeIsPassedOver) {
     Lists lists({"ItemRevision;object_desc"}, {});
-    // A line that is told and kept: neither a relation nor the revision list.
+    // A line that is reported as bad but kept: neither a relation nor the revision list.
     EXPECT_EQ(35004, AddRelation(&lists.relations, "Item;revisions;ItemRevision"));
     const auto calls = world.calls(
         [&] { EXPECT_EQ(0, CopyAttributes(source, destination, lists.objects, lists.relations)); });

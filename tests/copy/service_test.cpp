@@ -241,14 +241,14 @@ TEST_F(CopyCache, AFailedReadOfAnotherStatusIsHandedOn) {
     EXPECT_EQ(35004, copy({source}));
     world.bench.setPreference(kRelation, {"Folder;VANE_based_on;Item"});
     world.fail("MVTYPE_find_type", 0, 515001);
-    // The types can't be found, which a relation that is known doesn't mind.
+    // Types can't be found now, but a known relation doesn't need them.
     EXPECT_EQ(0, copy({}));
 }
 
 TEST_F(CopyCache, AnEarlierBadLineHoldsUpNoCopy) {
     world.bench.setPreference(kForm, {"Sheet;nothing", "no separator", "Sheet;s"});
     const tag_t destination = sheet("destination", "old");
-    // The bad property is in the list, so asking for it ends the copy of this type.
+    // The bad property stays in the list, so asking for it ends the copy for this type.
     EXPECT_NE(0, copy({destination}));
     EXPECT_EQ("old", world.storedText(destination, "s"));
     const tag_t folder = world.bench.createFolder("other type");

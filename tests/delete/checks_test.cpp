@@ -54,7 +54,7 @@ TEST_F(DeleteChecks, AFolderWhoseNameCannotBeReadIsRefusedAllTheSame) {
     const tag_t folder = folderWith("letters", world.item("1").item);
     world.fail("OBJ_UIF_ask_value");
     EXPECT_EQ(919500, service({folder}));
-    EXPECT_EQ(919500, stack().back().status);  // behind the planned failure's own entry
+    EXPECT_EQ(919500, stack().back().status);  // after the planned failure's own entry
     EXPECT_EQ(std::string::npos, stack().back().text.find("letters"));
 }
 

@@ -162,7 +162,7 @@ TEST_F(DeleteLog, WhatHasReachedTheFileEndsWithALineAtAnyTime) {
             continue;
         ++writes;
         ASSERT_TRUE(now.ends_with("\n")) << "after line " << i;
-        // The line that wouldn't have fitted waits: it wasn't cut to fill the buffer.
+        // The next line didn't fit and waits; it isn't split to fill the buffer.
         ASSERT_EQ(i, std::count(now.begin(), now.end(), '\n'));
         before = now;
     }

@@ -1,5 +1,5 @@
-// Every platform call of a run fails in turn: the status told, nothing saved that shouldn't be,
-// nothing lost, no block of the heap and no indentation left behind.
+// Every platform call of a run fails in turn: the returned status, nothing saved that shouldn't be,
+// nothing lost, and no heap block and no indentation of the log left.
 
 #include "tests/delete/backup_world.h"
 
@@ -61,8 +61,7 @@ TEST_F(DeleteFailures, EachCallOfARunThatFailsHoldsTheGoAheadBack) {
         EXPECT_LE(world.blocks(), blocks + 1);  // the arguments
         EXPECT_EQ(0, world.log().back().depth);
         EXPECT_THAT(world.lines("E"), Not(IsEmpty()));
-        // Each file that is there has its line, but for a time that can't be formatted, where the
-        // line is there too.
+        // Each file that is there has its line, even if its time couldn't be formatted.
         const std::string log = deleteLog();
         int files = 0;
         for (const auto& [name, content] : saved())
@@ -151,7 +150,7 @@ TEST_F(DeleteFailures, TheUserThatCannotBeAskedHoldsTheBackupBack) {
 }
 
 TEST_F(DeleteFailures, TheRelationTypesFirstLookUpDoesntClearAnEarlierFailure) {
-    world.fail("DBO_get_user_id", 2);  // behind the log's
+    world.fail("DBO_get_user_id", 2);  // after that of the log
     EXPECT_EQ(4711, service({first}));
     EXPECT_THAT(saved(), IsEmpty());
 }

@@ -1,5 +1,5 @@
-// What happens in the middle of a backup: this host brings an export of its own, which the
-// libraries find in place of the workbench's, and looks at the tree or changes it behind each file.
+// What happens in the middle of a backup: this host has an export function of its own, which the
+// libraries find in place of the workbench's. It looks at the tree, or changes it, after each file.
 
 #include <dlfcn.h>
 

@@ -32,7 +32,7 @@ std::string row(const ConfigKey& key) {
            (limit.empty() ? "" : " " + limit) + " | " + key.meaning + " |\n";
 }
 
-// Keys of the sources behind these calls.
+// The keys that the sources have after these calls.
 std::set<std::string> readKeys(const std::string& source, const std::string& pattern) {
     std::set<std::string> keys;
     const std::string text = textOf(source);

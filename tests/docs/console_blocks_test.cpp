@@ -1,5 +1,5 @@
-// The commands that README and docs show are run as they stand, in one directory per file, and
-// what they print must be what the document shows. A shown line of "..." stands for any lines.
+// The commands that README and docs show are run unchanged, in one directory per file, and must
+// print what the document shows. A shown line of "..." matches any lines.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -77,7 +77,7 @@ std::string joined(const std::vector<std::string>& lines) {
     return all;
 }
 
-// What a command that takes seconds tells meanwhile on a slow machine.
+// A progress line, which a slow machine may print.
 bool isProgress(const std::string& line) {
     const std::size_t at = line.find(" ... ");
     if (!line.starts_with("keld: ") || at == std::string::npos)

@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The names behind "scripts/" in a text.
+// The names after "scripts/" in a text.
 std::set<std::string> named(const std::string& text) {
     std::set<std::string> names;
     const std::regex expression("scripts/([a-z-]+(?:\\.sh)?)");

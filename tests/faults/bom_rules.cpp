@@ -4,7 +4,7 @@ namespace faults {
 
 const Rules& bomRules() {
     static const Rules rules = {
-        // A client hears of its arguments alone; the leave line of the service doesn't come then.
+        // A client sees only failures of arguments; the service's leave line is missing then.
         {"KELD_PSE_PackAndResequenceBom",
          "SVCARG_get_tag_argument SVCARG_get_tag_array_argument SVCARG_get_int_argument", "", "",
          "*"},

@@ -17,7 +17,7 @@ using world::World;
 
 namespace {
 
-constexpr int kBefore = 77;  // what stands in the slot
+constexpr int kBefore = 77;  // value of the slot before the call
 tag_t top_line = NULLTAG;    // of the scenario that runs
 
 Outcome run(World& world, int sort) {

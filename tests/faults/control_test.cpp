@@ -37,7 +37,7 @@ Outcome service(World& world) {
                                {"S", "ItemRevision", revision});
 }
 
-// One revision whose status is set, with a mistake behind or inside the service.
+// One revision whose status is set, with a mistake after or inside the service.
 Scenario scenario(const std::function<void(World&, Outcome*)>& mistake) {
     Scenario made;
     made.name = "control";
@@ -184,7 +184,7 @@ TEST(FaultSweepShare, AnythingElseIsRefusedWithWhatWasExpected) {
             << text;
 }
 
-// Each sweep is held to its own number, and these to their sum.
+// Each sweep must reach its own number, so together they reach the sum.
 TEST(FaultSweepSum, TheSweepsMakeMoreThanTwentyThousandInjectionsTogether) {
     int sum = 0;
     for (const auto& [service, count] : faults::counts())
@@ -193,7 +193,7 @@ TEST(FaultSweepSum, TheSweepsMakeMoreThanTwentyThousandInjectionsTogether) {
     EXPECT_GT(sum, 20'000);
 }
 
-// A share of a fourth, the smallest that a run of all tests takes.
+// A fourth is the smallest share that a run of all tests takes.
 TEST(FaultSweepSum, AFourthIsMoreThanFiveThousand) {
     int sum = 0;
     for (const auto& [service, count] : faults::counts())

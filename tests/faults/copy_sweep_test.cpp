@@ -31,8 +31,8 @@ bool isIn(const faults::Call& call, const char* function) {
     return false;
 }
 
-// Of the lines of the preferences the last one alone decides: a failure of any other is dropped.
-// Each line of attributes asks for its type first, and one of a relation ends with its relation.
+// Only the last line of the preferences decides the status: the failure of any other is dropped. An
+// attribute line first asks for its type, a relation line last for its relation.
 bool earlierLine(const faults::Record& record, std::size_t call, const std::string& function,
                  const std::string&) {
     if (function != "ReadCopyAttrPref")

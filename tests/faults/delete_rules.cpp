@@ -2,7 +2,7 @@
 
 namespace faults {
 
-// Whatever can't be asked holds the go-ahead back; only the name for a refusal's text is dropped.
+// A question that fails prevents the go-ahead; only that for a name in a refusal's text may fail.
 const Rules& deleteRules() {
     static const Rules rules = {
         {"KELD_DeleteDeluxe",

@@ -25,8 +25,8 @@ const Rules& entryRules() {
          "DBO_attr_id_of_attr DBO_remove_from_attr DBO_save_instances DBO_delete_instances "
          "CKELD_Status::DelRelDate OBJ_save",
          ""},
-        // An object whose old statuses stay still gets the new one, and one that can't be named
-        // keeps the name that it was made with.
+        // If old statuses can't be removed, the object still gets the new one. A status that can't
+        // be named keeps the name with which it was made.
         {"CKELD_Status::SetReleaseStatusObj",
          "DBO_class_of_instance DBO_name_of_class OBJ_refresh CKELD_Status::CreateReleaseStatus "
          "CKELD_Status::SetRelDate DST_save_myself OBJ_save CKELD_Status::SetReleaseStatusObj",

@@ -52,7 +52,7 @@ public:
     }
 
     const std::string& nameAt(std::uintptr_t code) {
-        // A return address may be the first one behind its function.
+        // A return address may be the first address after its function.
         const std::uintptr_t place = code - base_ - 1;
         auto next = std::upper_bound(
             symbols_.begin(), symbols_.end(), place,

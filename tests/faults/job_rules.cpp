@@ -62,7 +62,7 @@ const Rules& jobRules() {
         // The first question for the class is dropped, see the sweep.
         {"LinkTarget", "KELD_isObjectOfClass REL_create_relation SaveRelation",
          "ART_ask_latest_rev"},
-        // The last status of giving up the locks takes the place of the one before.
+        // Of the unlocking calls the last one's status counts.
         {"FinishItem",
          "REL_find_relation_type REL_list_secondary_objects_only FillForm OBJ_refresh", ""},
         {"RefuseRelationType", "", "ERR_store_error_s1"},

@@ -98,7 +98,7 @@ Outcome files(World& world, const std::string& types, const std::string& all_typ
     return outcome;
 }
 
-// What only the writer can: one file for a type, only what is a target too, the user's name.
+// What the service can't ask of the writer: one file for a type, targets only, the user's name.
 Outcome writer(World&) {
     const std::string directory = freshBase();
     auto* list = static_cast<tag_t*>(HEAP_alloc(2 * sizeof(tag_t)));
@@ -113,7 +113,7 @@ Outcome writer(World&) {
     return {last_status, {}};
 }
 
-// Whether the function goes on behind the call; texts of errors are for the log only.
+// Whether the function goes on after the call; texts of errors are for the log only.
 bool goesOn(const Record& record, std::size_t call, const std::string& function,
             const std::string& inner = "") {
     return std::any_of(record.calls.begin() + static_cast<std::ptrdiff_t>(call) + 1,
@@ -124,7 +124,7 @@ bool goesOn(const Record& record, std::size_t call, const std::string& function,
                        });
 }
 
-// Of the ids that are asked for in the expansion only the last one counts.
+// Only the last id that the expansion asks for counts.
 bool notTheLast(const Record& record, std::size_t call, const std::string& function,
                 const std::string& inner) {
     return function == "ExpandTargets" && inner == "ENT_ask_id_string" &&
@@ -137,18 +137,18 @@ std::optional<int> answer(const Record& record, const faults::Verdict& verdict) 
         return 2010;
     if (verdict.travelled != 0)
         return std::nullopt;
-    // Each argument is read as the one before it, and the flag for all types is none.
+    // Each read gets the argument before its own, so the flag for all types is none.
     if (plannedIn(record, "ReadTypesAndDestination", "ReadRequest"))
         return 919998;
-    // No group is known, and the question for its name fails of itself.
+    // No group is known, so the question for its name fails without a fault.
     for (const Call& call : record.calls)
         if (std::strcmp(call.operation, "ORG_ask_group_name") == 0 && call.status != 0)
             return call.status;
     return std::nullopt;
 }
 
-// The names that were split from a list: texts and their array; and the attachments of a target,
-// which stay where no file could be opened.
+// Blocks that stay: the names that were split from a list, with their array; and the attachments of
+// a target, if no file could be opened.
 std::vector<std::string> looksAtBlocks(const Record& record) {
     const bool service_left = plannedIn(record, "KELD_isObjectOfTypeExt", "ExpandTargets"),
                writer_left = plannedIn(record, "NextFileName", "KELD_WriteJobTarget") ||
@@ -230,14 +230,14 @@ bool askedAgain(const Record& record, std::size_t call, const std::string& funct
                 const std::string& inner) {
     // The first question for a target's class is dropped: the second one follows it.
     const bool first_question = function == "LinkTarget" && inner == "KELD_isObjectOfClass";
-    // The last status of giving the locks up takes the place of the one before.
+    // Of the unlocking calls the last one's status counts.
     const bool unlock = function == "FinishItem" && inner == "OBJ_refresh";
     return (first_question || unlock) &&
            goesOn(record, call, function, first_question ? inner : "");
 }
 
-// Item and revision stay locked if the function ends in the middle; where the form can't be filled
-// they are deleted, unless that fails.
+// Item and revision stay locked if the function ends midway. If the form can't be filled they are
+// deleted, unless that fails.
 std::vector<std::string> looksAtLocks(World&, const Record& record) {
     bool ended = false, filling = false, deleting = false;
     for (std::size_t i = 0; i < record.calls.size(); ++i) {

@@ -1,5 +1,5 @@
-// The one table of what stays behind: blocks and locks that the rules leave. Everything else is
-// given back, whatever fails.
+// The one table of blocks and locks that the rules let stay. Everything else is given back,
+// whatever fails.
 
 #include "tests/faults/rules.h"
 

@@ -5,15 +5,14 @@ namespace faults {
 const Rules& renameRules() {
     static const Rules rules = {
         // ---- the entries ----
-        // Arguments aren't checked: one that wasn't read is empty, and as it stays in the stream
-        // the
-        // later ones are of the wrong kind. Without the item the first question about it fails.
+        // Reads aren't checked. An argument that can't be read is empty and stays in the stream, so
+        // later ones have the wrong kind. Without the item the first question about it fails.
         {"KELD_ReNameItem",
          "KELD_isItemReplica CKELD_ReName::CheckItemIdRegistry CKELD_ReName::RenameItem "
          "CKELD_ReName::UnregisterOldItemId",
          "ERR_store_error ART_ask_id CKELD_ReName::LoadRenameProfile",
          "SVCARG_get_string_argument=710003 SVCARG_get_tag_argument=710003"},
-        // Without a revision the first one is taken, without an action a test pass of it is made.
+        // Without a revision argument the first revision is taken; without an action, a test pass.
         {"KELD_ReNameItemExtended",
          "CKELD_ReName::CheckItemIdRegistry CKELD_ReName::RenameItemExtended "
          "CKELD_ReName::UnregisterOldItemId",
@@ -93,7 +92,7 @@ const Rules& renameRules() {
          "ENT_ask_object_type KELD_GetMasterForm OBJ_refresh OBJ_ask_value_string "
          "OBJ_set_value_string OBJ_save",
          ""},
-        // A job that can't be refreshed is deleted again, and if that works all is well.
+        // A job that can't be refreshed is deleted again; if that works, it is no failure.
         {"CKELD_ReName::StartWorkflow",
          "ENT_ask_object_type ENT_ask_name OBJ_ask_value_tags FLOW_find_process_template "
          "FLOW_create_process OBJ_delete",

@@ -76,8 +76,8 @@ Outcome service(World& world) {
                                {"XYZ", "Disc", "round", product.item});
 }
 
-// An id that was registered before the rename failed stays registered, which a client sees as
-// 100304 until an administrator takes it out.
+// If the rename fails after registering an id, the id stays registered. A client then gets 100304
+// until an administrator removes the id.
 Outcome serviceAgain(World& world) {
     int registered = 0;
     if (REG_is_item_id_registered("XYZ", &registered, 7) == 0 && registered == 1)
@@ -90,7 +90,7 @@ Outcome extended(World& world) {
                                {"XYZ", "9", "Disc", "round", product.item, product.last, 7});
 }
 
-// The present ids, as this session has them.
+// The present value, as this session has it.
 std::string now(World& world, tag_t object, const char* attribute) {
     const mervane::Values values = world.bench.get(object, attribute);
     return values.empty() ? "" : std::get<std::string>(values[0]);
@@ -107,8 +107,8 @@ Outcome batchOfARevision(World& world) {
     return {KELD_BatchReName(id.c_str(), revision.c_str(), "XYZ", "9", "", ""), {}};
 }
 
-// A dataset or form that can't be asked whether it may change refuses the test pass; in the
-// modifying pass it is left as it is, and so is an older version.
+// If a dataset or form can't be asked whether it may change, the test pass refuses. The modifying
+// pass leaves it unchanged, and an older version too.
 bool modifyingPass(const faults::Record& record, std::size_t call, const std::string& function,
                    const std::string& inner) {
     if (function != "CKELD_ReName::ProcessRelatedObj" ||
@@ -120,7 +120,7 @@ bool modifyingPass(const faults::Record& record, std::size_t call, const std::st
     return false;
 }
 
-// In mode 3 the status of the question for the privilege takes the place of any before.
+// In mode 3 the status of the question for the privilege replaces any earlier one.
 bool untilThePrivilege(const faults::Record& record, std::size_t call, const std::string& function,
                        const std::string& inner) {
     if (function == "CKELD_ReName::CheckItemIdRegistry")

@@ -88,7 +88,7 @@ struct Known {
 };
 
 // The functions of a call that the book knows, innermost first. An exported function does its work
-// in a lambda, which stands for the function itself.
+// in a lambda, which counts as the function itself.
 std::vector<Known> chain(const Book& book, const std::vector<Frame>& frames) {
     std::vector<Known> known;
     bool in_guard = false;
@@ -144,15 +144,15 @@ private:
         return "";
     }
 
-    // The first failure counts. A status that a function gave itself is an answer: what fails in
-    // the same function before it ends is its first failure.
+    // The first failure counts. But a status that a function gave itself is only an answer: a
+    // failure in the same function before its end replaces it.
     static bool replaces(const Failure& first, const Failure& later) {
         return first.own && !later.own &&
                std::find(later.left.begin(), later.left.end(), first.giver) != later.left.end();
     }
 
-    // A failure may keep an object from being saved, and where it was dropped, the object is
-    // referred to all the same: the save of the one that refers to it fails then.
+    // A dropped failure may keep an object from being saved though another one refers to it; the
+    // save of the other one fails then.
     static bool isConsequence(const Call& call) {
         return std::strcmp(call.operation, "DBO_save_instances") == 0 &&
                call.status == mervane::kUnknownObject;
@@ -208,8 +208,8 @@ private:
                });
     }
 
-    // The first failure that ended this call of a function behind the moment, if the row holds for
-    // it.
+    // The first failure after the moment `born` that ended this call of a function, if the row
+    // holds for it.
     const Failure* endedBy(const Known& owner, std::size_t born, std::size_t died,
                            const LeftBehind* row) const {
         for (const Failure& failure : failures_) {
@@ -303,7 +303,7 @@ private:
         }
     }
 
-    // No failure that was dropped comes into it.
+    // Whether no other failure came before it.
     bool only(const Failure& failure) const {
         return std::all_of(failures_.begin(), failures_.end(), [&](const Failure& each) {
             return &each == &failure || each.moment > failure.moment;

@@ -27,12 +27,12 @@ using Rules = std::vector<FunctionRules>;
 // Of the frame and of libkeld_qsktool, for every service.
 const Rules& supportRules();
 
-// What stays behind; the table is in left_behind.cpp.
+// Blocks and locks that stay; the table is in left_behind.cpp.
 enum class When {
-    OnFailure,    // blocks that a failure leaves which ends the function behind this call
+    OnFailure,    // blocks left by a failure that ends the function after this call
     Always,       // blocks that the function never gives back
     ToCaller,     // blocks that the function hands on: its caller owns them
-    LockKept,     // the lock that a failure leaves which ends the function behind this call
+    LockKept,     // the lock left by a failure that ends the function after this call
     UnlockFails,  // the lock stays if the call that gives it up fails
     LockAlways,   // the lock may stay without any failure
     InTheSweep,   // the blocks are judged by the sweep's own look
@@ -49,19 +49,19 @@ struct LeftBehind {
 };
 const std::vector<LeftBehind>& leftBehind();
 
-// Prepare a list of rules, which must outlive every use, for processes that are forked later: these
-// are places where functions will be met.
+// Read a list of rules before processes are forked. The list must outlive every use; the codes are
+// places at which its functions are called.
 void readRules(const Rules& rules, const std::vector<std::uintptr_t>& codes);
 
-// What a run has to end with.
+// How a run must end.
 struct Verdict {
     int travelled = 0;  // the status that reached the entry point; 0: none
     int deeper = 0;     // steps of the log
     std::vector<std::string>
         problems;  // calls without a rule; blocks and locks that stayed or went
 };
-// A place where a scenario departs from the rules' list: whether this function drops the failure of
-// this call inside it.
+// An exception from the rules for a scenario: whether this function drops the failure of this call
+// inside it.
 using Drops = std::function<bool(const Record& record, std::size_t call,
                                  const std::string& function, const std::string& inner)>;
 Verdict judge(const Record& record, const Rules& rules, int planned_status,

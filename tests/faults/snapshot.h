@@ -26,7 +26,7 @@ void write(std::FILE* out, const Snapshot& snapshot);
 void read(const std::string& line, Snapshot* snapshot);
 
 // What a run that ended anywhere has lost: objects that are gone though neither run removes them,
-// and attributes with a value that stood neither before nor after the complete run. The named
+// and attributes with a value that they had neither before nor after the complete run. The named
 // attributes may have any value on the way.
 std::vector<std::string> losses(const Snapshot& before, const Snapshot& complete,
                                 const Snapshot& now, const std::vector<std::string>& on_the_way);

@@ -28,8 +28,8 @@ const Rules& statusRules() {
          "LINE_ask_child_lines LINE_look_up_attribute LINE_ask_attribute_tag ENT_ask_object_type "
          "REL_find_relation_type REL_list_secondary_objects CKELD_StatusManager::Process",
          "KELD_HasObjectType"},
-        // Whether a related object has the type of the entry; one that can't be asked is passed
-        // over.
+        // Whether a related object has the type of the entry; if that can't be asked, the object is
+        // skipped.
         {"KELD_HasObjectType", "", "ENT_ask_object_type"},
 
         // ---- what is done to one object ----

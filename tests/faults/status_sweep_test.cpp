@@ -93,7 +93,7 @@ Start manyStatuses(World& world) {
     return {made.revision, "ItemRevision"};
 }
 
-// The status beyond the second is set by an instance of its own, and what fails there is dropped.
+// A third and further status is set by an instance of its own, whose failures are dropped.
 bool thirdStatus(const faults::Record& record, std::size_t call, const std::string& function,
                  const std::string& inner) {
     if (function != "CKELD_StatusManager::Process" || inner != "CKELD_Status1::Set")

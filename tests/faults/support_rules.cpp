@@ -2,8 +2,8 @@
 
 namespace faults {
 
-// A failed call of libkeld_qsktool counts as a failed platform call: whatever fails in it is its
-// status. What the trace asks for, the text of an error, is for the log only.
+// A failed call of libkeld_qsktool counts as a failed platform call: it gives the status of the
+// call that failed inside. Texts that the trace asks for are for the log only.
 const Rules& supportRules() {
     static const Rules rules = {
         {"KELD_ReportLastQskError", "", "ERR_ask_stack ERR_ask_error_text"},
@@ -22,8 +22,8 @@ const Rules& supportRules() {
          "DBO_attr_id_of_attr DBO_length_of_attr DBO_ask_attr_tags DBO_load_instances_possible "
          "DBO_ask_attr_string",
          ""},
-        // Gives no status: a question that fails is answered with no, and it is the caller's rule
-        // what that means.
+        // It gives no status: a question that fails is answered with no, and the caller's rule says
+        // what follows.
         {"KELD_TestModifiableAndNotCheckout", "OBJ_ask_if_modifiable CKO_is_checked_out", ""},
         {"KELD_isItemReplica", "OBJ_get_value_tag", ""},
         {"KELD_GetPreferenceArray", "OPT_ask_char_values", ""},

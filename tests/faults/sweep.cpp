@@ -40,7 +40,7 @@ public:
     Run(World& world, const Scenario& scenario, const Rules& rules)
         : world_(world), scenario_(scenario), rules_(rules) {}
 
-    // One run of the service under a plan, with everything that is looked at behind it.
+    // One run of the service under a plan, and everything that is checked afterwards.
     struct Result {
         Record record;
         Verdict verdict;

@@ -31,18 +31,19 @@ struct Scenario {
     std::function<void(world::World&)> build;
     // Call the exported entry point as the platform would.
     std::function<Outcome(world::World&)> run;
-    // What the entry point gives when this status travels up to it, 0 if none does.
+    // What the entry point gives if this status reaches it; 0: none does.
     std::function<Outcome(int)> gives;
-    // The second run, without faults, and what it has to give; empty: the same run with success.
+    // A second run, without faults, with the expected result; empty: the same run, which must
+    // succeed.
     std::function<Outcome(world::World&)> again = {};
     // Attributes that may have any value after a failure in the middle.
     std::vector<std::string> on_the_way = {};
-    // Where a failure that is dropped leads to another status than 0, by the values that it leaves.
+    // The status that a dropped failure leads to by the values that it leaves, if it isn't 0.
     std::function<std::optional<int>(const Record&, const Verdict&)> answers = {};
     Drops drops = {};
-    // The whole store stays as it was after a failure of a call up to the first of this operation.
+    // A failure of a call up to the first one of this operation leaves the whole store unchanged.
     std::string changes_from = {};
-    // Problems of its own; called behind the faulty run.
+    // Problems of its own; called after the faulty run.
     std::function<std::vector<std::string>(world::World&, const Record&)> look = {};
 };
 
@@ -52,8 +53,8 @@ struct Sums {
     std::vector<std::string> problems;  // at most the first 30
 };
 
-// Run the injections of a share, of which this many were counted before. A problem begins with the
-// injection that shows it.
+// Run the injections of a share, after `before` injections of other scenarios. A problem begins
+// with the injection that shows it.
 Sums sweep(const Scenario& scenario, const Rules& rules, const Share& share = {}, int before = 0);
 
 // The sweep of one service: all of its scenarios, with a failure of the test for each problem. It

@@ -6,7 +6,7 @@
 #include "frame/keld_trace.h"
 #include "tests/support/log_fixture.h"
 
-// The macros as pieces of code: what they print of the source and where they may stand.
+// The macros as pieces of code: what they print of the source and where they may be used.
 class TraceMacro : public LogFixture {
 protected:
     static int given(const void*, bool) { return 0; }

@@ -3,7 +3,7 @@
 
 #include "tests/fuzz/fuzz.h"
 
-// Counts the digits behind the word; its buffer is one too short for what it lets through.
+// Counts the digits after the word; its buffer is one too short for what it lets through.
 static std::size_t countDigits(std::string_view text) {
     if (!text.starts_with("KEY:"))
         return 0;

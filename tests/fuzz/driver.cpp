@@ -78,7 +78,7 @@ void writeAll(int file, const void* data, std::size_t size) {
     }
 }
 
-// snprintf isn't allowed in a handler by the letter; this process is lost anyway.
+// Formally, snprintf isn't allowed in a handler; but this process ends anyway.
 void keepInput(const char* why) {
     const int file = open(failed_path, O_WRONLY | O_CREAT | O_TRUNC, 0644);
     if (file >= 0) {

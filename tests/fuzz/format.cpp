@@ -87,7 +87,7 @@ void compareConversions(fuzz::Input input) {
     fuzz::require(formatted("%s|%5s", nullptr, nullptr) == "(null)|(null)", "a null text");
 }
 
-// Each argument is a text, which does for numbers too.
+// Every argument is a text; its pointer also serves as a number.
 void readArbitraryFormat(std::string_view format) {
     const std::string_view seen = format.substr(0, format.find('\0'));
     std::ptrdiff_t needed = 0;

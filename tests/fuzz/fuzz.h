@@ -84,7 +84,7 @@ public:
     Input(const std::uint8_t* data, std::size_t size)
         : rest_(reinterpret_cast<const char*>(data), size) {}
     [[nodiscard]] bool isEmpty() const { return rest_.empty(); }
-    // 0 behind the end.
+    // 0 after the end.
     std::uint8_t byte() {
         if (rest_.empty())
             return 0;

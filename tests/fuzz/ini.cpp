@@ -137,7 +137,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     compareText(text, expected);
     if (size % 4 == 0)  // files take longer
         compareFile(text, expected);
-    // Names that stand nowhere, and none at all.
+    // Names that hardly any file has, and null ones.
     fuzz::Room out(1025);
     const fuzz::Text name(text);
     KELD_GetProfileString(name.data(), name.data(), out.data(), name.data(), name.data());

@@ -1,5 +1,5 @@
-// The configuration check: it reads of a file what the library reads, and whatever stands there it
-// ends, with findings about lines of the file.
+// The configuration check: it reads from a file what the library reads. Whatever the file contains,
+// the check ends, and its findings are about lines of the file.
 
 #include <algorithm>
 #include <string>

@@ -46,7 +46,7 @@ const std::string& Mutator::some() {
     return pool_[random_.below(random_.oneIn(2) ? given_ : pool_.size())];
 }
 
-// A length from a place: mostly short.
+// A random length from a place on, mostly short.
 std::size_t Mutator::length(const std::string& input, std::size_t from) {
     const std::size_t left = input.size() - from;
     if (left == 0)
@@ -141,7 +141,7 @@ void Mutator::binaryNumber(std::string& input) {
         input[to + i] = static_cast<char>(number >> (8 * (big ? size - 1 - i : i)) & 0xFF);
 }
 
-// Another number in place of one that stands in the text, else somewhere.
+// Put another number in place of one of the text, or somewhere if it has none.
 void Mutator::decimalNumber(std::string& input) {
     static constexpr std::array<const char*, 18> numbers = {"0",
                                                             "-1",

@@ -65,7 +65,7 @@ private:
     Random random_;
     std::size_t most_;
     std::vector<std::string> pool_;
-    std::size_t given_;  // the corpus stands at the front of the pool and stays
+    std::size_t given_;  // the first so many of the pool are the corpus, which stays
     std::vector<std::string> words_;
 };
 

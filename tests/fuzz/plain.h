@@ -7,8 +7,8 @@
 
 namespace fuzz {
 
-// At most this many bytes and no part of a character at the end. A run of more than three bytes
-// that continue a character is no UTF-8 and is cut as it stands.
+// At most this many bytes, without a part of a character at the end. A run of more than three bytes
+// that continue a character isn't UTF-8; it is cut at the limit.
 inline std::string_view cutText(std::string_view text, std::size_t most) {
     if (text.size() <= most)
         return text;

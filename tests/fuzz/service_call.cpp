@@ -20,7 +20,7 @@ constexpr int untouched = 0x5a5a5a5a;
 constexpr int kNotBounded = -1;
 
 struct Leaves {
-    int most_blocks;  // kNotBounded: by what stands below
+    int most_blocks;  // kNotBounded: for the reasons below
     bool no_locks;
 };
 
@@ -46,7 +46,7 @@ const keld::Service& service() {
     return *known;
 }
 
-// Call it, and hold what it gives against the table.
+// Call it, and compare its results with the table.
 void call(const keld::Service& service) {
     static char no_text[] = "untouched";
     fuzz::Result result{untouched, static_cast<tag_t>(untouched), no_text};
@@ -110,7 +110,7 @@ mervane::Argument argument(Argues kind, fuzz::ServiceWorld& world, fuzz::Decisio
 std::vector<mervane::Argument> stream(const keld::Service& service, fuzz::ServiceWorld& world,
                                       fuzz::Decisions& from) {
     // A text moved to another place could become a program or a directory: only kinds without text
-    // stand in for others.
+    // replace others.
     static constexpr Argues others[] = {Argues::Number, Argues::Object, Argues::Objects};
     std::vector<mervane::Argument> arguments;
     for (const keld::ServiceArgument& each : service.arguments) {

@@ -144,7 +144,8 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
                                      t[7], t[8]);
             break;
         case 4:
-            // What is no line is told of with the whole error stack.
+            // An object that isn't a line is reported with the whole error stack, so mostly use
+            // lines.
             if (!from.oneIn(20))
                 objects = world.lines(from);
             fuzz::require(KELD_PSE_PackAndResequenceBom2(

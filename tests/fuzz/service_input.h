@@ -1,7 +1,7 @@
 #pragma once
 
-// An input read as decisions. Behind its end they are made up from its content, so that a short
-// input is a whole call too and the same input always the same one.
+// An input read as decisions. After its end they are made up from its content, so that a short
+// input is a whole call too, and the same input is always the same call.
 
 #include <span>
 #include <string>

@@ -208,8 +208,8 @@ void ServiceWorld::afterCall(int most_blocks_left, bool locks_given_back) {
 
 void ServiceWorld::checkStore() {
     for (const mervane::CheckFinding& finding : bench_.check(store_, false)) {
-        // A function of the library that takes statuses away deletes them without asking who else
-        // has them, and any object is given to it here.
+        // A library function that removes statuses deletes them even if other objects have them,
+        // and here it is called with any object.
         if (finding.text.find(" refers by release_status_list to ") != std::string::npos)
             continue;
         if (finding.error)

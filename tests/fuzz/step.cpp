@@ -1,5 +1,5 @@
-// STEP files: whatever stands there is read or refused, and in the same way however few bytes the
-// stream gives at a time.
+// STEP files: any content is read or refused, with the same result however few bytes the stream
+// gives at a time.
 
 #include <algorithm>
 #include <istream>

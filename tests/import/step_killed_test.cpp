@@ -56,7 +56,7 @@ TEST(StepImport, AKilledImportLeavesAllOrNothing) {
         for (const auto& finding : store->check(store.id(), false))
             EXPECT_FALSE(finding.error) << finding.text;
         ++(items ? done : undone);
-        // Next time later, until an import is done; then in between.
+        // Kill later next time, until an import completes; then earlier again.
         delay = finished ? std::max(1, delay / 3) : delay * 2;
     }
     EXPECT_GT(done, 0);

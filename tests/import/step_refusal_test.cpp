@@ -33,7 +33,7 @@ std::string dataRefusal(const std::string& data) {
     return refusal(stepFile(data));
 }
 
-// Blanks without an end, as from a pipe, behind a start.
+// Endless blanks after a beginning, as from a pipe.
 class EndlessBuffer : public std::streambuf {
 public:
     EndlessBuffer(std::string start, char rest) : data_(std::move(start)), rest_(rest) {

@@ -18,7 +18,7 @@ struct Defect {
     std::string document, refusal;
 };
 
-// All before the defect is read and made, so that a batch that isn't undone would show.
+// A document whose members before the defect are valid, so that a missing rollback would show.
 std::string behindGood(const std::string& members) {
     return R"({"world": 1, "preferences": [{"name": "p", "values": ["v"]}],
                "groups": [{"name": "g"}], "users": [{"id": "u", "group": "g"}],
@@ -257,7 +257,7 @@ TEST(WorldRefusals, ADocumentWithRandomDefectsIsImportedOrLeavesTheStoreAsItWas)
         SCOPED_TRACE("WORLD_SEED=" + std::to_string(seed));
         std::mt19937 random(seed);
         std::string text = whole;
-        // Often a defect in the value behind a colon, so that not all of them are of the syntax.
+        // Often damage the value after a colon, so that not all defects are of the syntax.
         std::size_t at = random() % text.size();
         if (random() % 2 && text.find(": \"", at) != std::string::npos)
             at = text.find(": \"", at) + 3;

@@ -83,7 +83,7 @@ private:
                       << result.exit_code << "\n  " << result.out << "  " << result.err << "\n";
     }
 
-    // The calls of an undisturbed run, which must do what it is for.
+    // The calls of an undisturbed run, which must succeed.
     std::map<std::string, int> callsOf(const Verb& verb) {
         sandbox_.renew();
         const std::string counts = sandbox_.directory() + "-counts";
@@ -180,12 +180,12 @@ private:
         if (!after.errors.empty())
             return problem(verb, at, "the check finds " + after.errors.front(), result);
         const bool done = verb.done(sandbox_, after);
-        // Done with failures that the rules drop: what is left is sound, and that was all it said.
+        // Done with failures that the rules drop: the store is sound, and the program said enough.
         if (result.exit_code == 3)
             return void(++succeeded_);
         if (result.exit_code == 0) {
             ++succeeded_;
-            // What can't be looked at may be kept, if it is told.
+            // A file that can't be read may be kept, if the program says so.
             if (!done && result.out.find("; kept for") == std::string::npos)
                 problem(verb, at, "what was acknowledged isn't there", result);
             return;
@@ -202,7 +202,7 @@ private:
         ++refused_;
         if (verb.sort == Sort::Whole && (after.world != before.world || after.ids != before.ids))
             problem(verb, at, "something is left of what was refused", result);
-        // What could be read is there, and what couldn't was told.
+        // What could be read is there, and the rest was reported.
         const bool partly = result.err.find("can't be opened") != std::string::npos &&
                             (result.out.starts_with("copied ") || result.out.starts_with("wrote "));
         if (verb.sort == Sort::Outside && !partly) {

@@ -56,7 +56,7 @@ const Kind kKinds[] = {
 
 class OneFile : public testing::TestWithParam<const char*> {
 protected:
-    // Whether the damage of a file goes with it: the store itself can't be made anew.
+    // Whether a new file repairs the damage: the store itself can't be made anew.
     static bool isReplaceable(const std::string& name) { return name != "keld.db"; }
     static std::string prepared(const Sandbox& sandbox, const std::string& name) {
         if (name != "keld.db.volume/*")
@@ -70,8 +70,8 @@ protected:
 
 }  // namespace
 
-// Whatever is done to it: no program hangs, ends by a signal or is silent, and what isn't damage of
-// the store itself is gone when the file is as it was.
+// Whatever happens to the file, no program hangs, ends by a signal or says nothing. All damage but
+// that of the store itself is gone when the file is restored.
 TEST_P(OneFile, IsDamagedOrReplacedWithoutHarm) {
     const Sandbox sandbox;
     const std::string name = GetParam();

@@ -1,8 +1,8 @@
-// Stands between a program and its system: one call of a kind fails, is cut short, pretends, or
-// stops the process at that place. Loaded before the other libraries.
+// Is loaded before the other libraries and changes a program's calls of the system: one call of a
+// kind fails, is cut short, pretends to succeed, or stops the process.
 //
 //   KELD_CALLS_ROOT   only calls on what lies below this directory are counted
-//   KELD_CALLS_AT     CALL:N:WHAT; the n-th call (from 1), with a + behind N all later ones too.
+//   KELD_CALLS_AT     CALL:N:WHAT; the n-th call (from 1), with a + after N all later ones too.
 //   WHAT
 //                     is ENOSPC, EIO, EINTR, SHORT (half of it is written), LOSE (nothing is, and
 //                     it says otherwise) or STOP

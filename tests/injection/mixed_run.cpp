@@ -145,7 +145,7 @@ private:
         return Ending::Refused;
     }
 
-    // What is known after an ending that should have made it `wanted`.
+    // Our knowledge after this ending of a verb that should have led to `wanted`.
     static Truth after(Ending ending, Truth before, Truth wanted, bool one_step) {
         if (ending == Ending::Acknowledged)
             return wanted;

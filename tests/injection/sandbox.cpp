@@ -38,7 +38,7 @@ constexpr char kLoaded[] = R"({
         { "reference": "Text", "name": "b.txt", "text": "more of it" }] }] }] }]
 })";
 
-// Copies and syncs cost nothing in the first.
+// In memory, copies and syncs cost nothing.
 fs::path parentDirectory() {
     return ::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path();
 }

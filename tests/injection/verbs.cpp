@@ -127,7 +127,7 @@ const std::vector<Verb>& verbs() {
          {"export", "out.json"},
          Sort::Outside,
          [](const Sandbox& sandbox, const State& state) {
-             // What somebody else changed after it had begun is in it or not.
+             // A change that others made during the export may be in it or not.
              const std::string out = keld_test::readFile(sandbox.path("out.json"));
              return out == state.world ||
                     out == Sandbox::stateOf(sandbox.path("../prepared/keld.db")).world;

@@ -36,7 +36,7 @@ protected:
     void put(const std::string& name, const std::string& content) {
         keld_test::writeFile(directory / name, content);
     }
-    // Run the program with what stands behind its name on a command line.
+    // Run the program with these words after its name on a command line.
     int run(const std::string& arguments) {
         const std::string command = std::string(KELD_BATCH_PROGRAM) + " " + arguments + " > " +
                                     (directory / "out").string() + " 2>&1";

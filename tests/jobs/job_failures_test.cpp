@@ -1,4 +1,4 @@
-// What the writer does when something fails: status, error stack, log, and what stays behind.
+// What the writer does when something fails: status, error stack, log, and which files stay.
 
 #include "tests/jobs/jobs.h"
 #include "tests/support/patterns.h"
@@ -26,7 +26,7 @@ protected:
         std::string path = directory_.string();
         while (path.size() < wanted) {
             const std::size_t rest = wanted - path.size();
-            // No part but the last may leave a rest of one character, the separator alone.
+            // A rest of one character would be a separator without a name.
             std::size_t piece = std::min<std::size_t>(rest - 1, 60);
             if (rest - 1 - piece == 1)
                 --piece;
@@ -62,7 +62,7 @@ TEST_F(JobFailures, AParentThatDoesntExistIsNotMade) {
 }
 
 TEST_F(JobFailures, AnExistingDirectoryCountsAsAFailure) {
-    // The clock runs, so a few seconds' directories stand in the way.
+    // The clock runs, so occupy the directory names of the next few seconds.
     const std::string destination = fresh("taken");
     const std::time_t now = std::time(nullptr);
     for (std::time_t time = now; time < now + 5; ++time) {

@@ -355,7 +355,7 @@ TEST_F(JobFiles, NullTextsCountAsEmpty) {
     const int status = KELD_fct_CRJ_from_portal(
         nullptr, nullptr, nullptr, nullptr, nullptr, 3, nullptr, nullptr, nullptr, nullptr, nullptr,
         nullptr, nullptr, nullptr, nullptr, nullptr, false, 2, nullptr, job_directory);
-    // The directory would stand in the root, which is nobody's to write to but the root's.
+    // The directory would be in the root, where only the root user may write.
     if (status == 0)
         jobs::fs::remove_all(job_directory);
     else

@@ -169,7 +169,7 @@ tag_t lineOfGroups(world::World& world, int count, std::size_t last_length) {
 }  // namespace
 
 TEST_F(JobIdentity, TheNameThatCrossesTheLimitIsntCountedAndItsTextIsCut) {
-    // 32 names of 31 characters with their dots are 1023, the dot behind them is the 1024th.
+    // 32 names of 31 characters with their dots are 1023, the dot after them is the 1024th.
     tag_t fits = NULLTAG;
     administer([&] { fits = lineOfGroups(world, 32, 31); });
     char name[1024] = "before";
@@ -188,7 +188,7 @@ TEST_F(JobIdentity, ATextOf1024CharactersLeavesTheFieldAloneAndTheLogOneStepDeep
 }
 
 TEST_F(JobIdentity, TheLastNameMayCrossTheLimitAndIsCutThere) {
-    // 1023 characters with the last dot, so the name behind it is appended and cut off again.
+    // 1023 characters with the last dot, so the name after it is appended and cut off again.
     tag_t deep = NULLTAG;
     administer([&] { deep = lineOfGroups(world, 33, 30); });
     char name[1024] = "before";

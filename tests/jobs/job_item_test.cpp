@@ -166,7 +166,7 @@ TEST_F(JobItem, WhatIsNeitherItemNorRevisionIsPassedOver) {
 
 TEST_F(JobItem, EachLoopIsTracedWithItsNumberFromZero) {
     ASSERT_EQ(0, create({made.revision, made.item}));
-    // The line begins with two line breaks, so it has no head of its own.
+    // The line begins with two line breaks, so it has no time and level of its own.
     EXPECT_THAT(jobs::readText(KELD_GetLogFilePath()),
                 HasSubstr(" Loop-nr. <1> over the targets (iObjectCount = <2>)\n"));
 }
@@ -266,7 +266,7 @@ TEST_F(JobItem, ATextLongerThanItsAttributeLeavesNoJobItem) {
     values.queue = std::string(241, 'q');
     EXPECT_NE(0, create({}, values));
     EXPECT_THAT(jobItems(), IsEmpty());
-    // Behind the platform's own.
+    // It follows the platform's own error.
     ASSERT_EQ(2u, stack().size());
     EXPECT_EQ(919400, stack().back().first);
 }
@@ -285,7 +285,7 @@ TEST_F(JobItem, AfterAFailedWriteTheFormIsUnlockedAndDroppedBeforeTheItemGoes) {
 TEST_F(JobItem, AfterAFailureToGiveUpItsLockTheFormStaysInTheSession) {
     world.bench.startJournal();
     create();
-    int refreshes = 0;  // up to the form's last one, behind its save
+    int refreshes = 0;  // up to the form's last one, after its save
     int saves = 0;
     for (const auto& entry : world.bench.stopJournal()) {
         saves += entry.operation == "OBJ_save";

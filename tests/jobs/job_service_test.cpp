@@ -234,7 +234,7 @@ TEST_F(JobService, AnItemWithoutARevisionCountsAtTheEndOnly) {
     EXPECT_NE(0, last);
     EXPECT_TRUE(jobMade().empty());
     EXPECT_THAT(world.lines("T"), Contains("An Item with name <000500> has no revision"));
-    // Not at the end, the service goes on and the writer meets the target that is none.
+    // Before the last target it doesn't end the service, so the writer gets a target that is none.
     sent.targets = {empty.item, made.revision};
     EXPECT_NE(0, call(sent));
     EXPECT_FALSE(jobMade().empty());
@@ -412,7 +412,7 @@ TEST_F(JobService, FailuresOfTheFirstThreeReadsAreDropped) {
         Sent sent;
         sent.targets = {made.revision};
         std::vector<mervane::Argument> arguments = stream(sent);
-        // A failed read leaves what follows to the next one that is made.
+        // A failed read leaves its argument in the stream for the next read.
         arguments.erase(arguments.begin(), arguments.begin() + (n == 1 ? 3 : n == 2 ? 2 : 1));
         world.fail("SVCARG_get_string_argument", n);
         EXPECT_EQ(0, call(arguments)) << n;

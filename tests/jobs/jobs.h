@@ -87,7 +87,7 @@ protected:
     // Change users and groups, which the session of u4711 may not; it reads them anew.
     void administer(const std::function<void()>& changes) {
         const auto mine = world.bench.currentSession();
-        world.as(mine, [] {});  // the first session, an administrator's, comes behind it
+        world.as(mine, [] {});  // the first session, an administrator's, comes after it
         changes();
         world.bench.selectSession(mine);
         for (const tag_t tag : {group, user})

@@ -36,7 +36,7 @@ extern "C" KELD_EXPORT int DBO_get_user_id(char** id) {
     return 0;
 }
 
-// Asked between the making of the job directory and the options.
+// The library calls this after making the job directory and before the options.
 extern "C" KELD_EXPORT int ORG_ask_current_groupmember(tag_t* member) {
     static const auto own =
         reinterpret_cast<int (*)(tag_t*)>(dlsym(RTLD_NEXT, "ORG_ask_current_groupmember"));
@@ -69,7 +69,7 @@ protected:
         return KELD_createJobItem(1, &made.revision, NULLTAG, "queue", "type", false, false,
                                   relation, "jobtype", "", "", "", "", "");
     }
-    // The service, without a program behind it.
+    // The service, without a batch program.
     int createFiles(const std::string& relations, const std::string& options = "",
                     bool with_target = true) {
         std::vector<tag_t> targets;
@@ -169,7 +169,7 @@ TEST_F(OwnPlatform, WithoutMemoryForTheRelationTypesNoDirectoryIsMade) {
             refused_allocation = 0;
             if (status != 2002)
                 continue;
-            // Other lists are refused later, behind the job directory.
+            // Other lists are refused later, after the job directory is made.
             refused += madeDirectories().empty();
         }
         EXPECT_GT(refused, 0) << relations;

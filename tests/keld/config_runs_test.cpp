@@ -93,7 +93,7 @@ TEST_F(ConfigRuns, CoverageCountsWhatWasReadDecidedAndRefused) {
     expectUses(rowOf(document, 11, "user_data_1=x"), 3, 3, 0);
     expectUses(rowOf(document, 12), 3, 3, 0);
     expectUses(rowOf(document, 14), 1, 1, 0);
-    // Nobody has one of these statuses in the passes that ask for it.
+    // No object has one of these statuses in the passes that read the key.
     expectUses(rowOf(document, 4), 9, 0, 0);
     expectUses(rowOf(document, 4, "Released"), 0, 0, 0);
 }

@@ -17,7 +17,7 @@ TEST_F(Config, ThePlantedMistakesAreAllNamedWithTheirLines) {
     const auto findings = result.json()["findings"];
     std::istringstream lines(readText(planted));
     int number = 0, wanted = 0;
-    std::vector<std::string> said;  // of the line that comes next
+    std::vector<std::string> said;  // for the next line
     for (std::string line; std::getline(lines, line);) {
         ++number;
         const auto colon = line.find(": ");

@@ -95,7 +95,7 @@ TEST_F(Deep, ATreeShowsWhatIsBelowAPartOnce) {
 }
 
 TEST_F(Deep, WhatADepthHidesIsNotAbove) {
-    // s stands two levels down, where its part is behind the depth, and then below the top.
+    // s is two levels down, where the depth hides its part, and then below the top.
     load({item("p", {}), item("s", {"p"}), item("m", {"s"}), item("top", {"m", "s"})});
     const auto tree = done({"tree", "top", "--depth", "2", "--json"}).json();
     EXPECT_TRUE(tree["children"][0]["children"][0]["children"].empty());
@@ -110,7 +110,7 @@ TEST_F(Deep, WhatIsAboveIsCountedWhereADepthHidesIt) {
 }
 
 TEST_F(Deep, WhatWasShownWithMoreRoomStaysAbove) {
-    // s is shown whole, then hidden by the depth, and then stands where there is room for it again.
+    // s is shown whole, then hidden by the depth, and then comes where there is room for it again.
     load({item("p", {}), item("s", {"p"}), item("n", {"s"}), item("m", {"n"}),
           item("top", {"s", "m", "s"})});
     const auto tree = done({"tree", "top", "--depth", "3", "--json"}).json();

@@ -125,7 +125,7 @@ TEST_F(Delete, ThenDeleteDeletesWhatWasChecked) {
     EXPECT_FALSE(exists("000300/A:model"));
     EXPECT_FALSE(exists("000300/A:notes"));
     EXPECT_FALSE(exists(empty));
-    EXPECT_TRUE(exists("000301"));  // the check has said nothing about it
+    EXPECT_TRUE(exists("000301"));  // the check doesn't cover it
     EXPECT_EQ(readFile(path("backup/000300_A/notes/notes.txt")), "new\n");
     EXPECT_EQ(done({"tree", folder("Letters"), "--json"}).json()["children"].size(), 0u);
     done({"check"});

@@ -1,4 +1,4 @@
-// Files that never end, make wait, are too long or stand where others are expected.
+// Files that never end, block the reader, are too long, or are in another file's place.
 
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -13,7 +13,7 @@ using testing::Not;
 
 namespace {
 
-// For this process and those that it starts.
+// A limit for this process and those that it starts.
 class Limit {
 public:
     Limit(int what, rlim_t value) : what_(what) {

@@ -1,4 +1,4 @@
-// The index by which find looks for a text within ids and names.
+// The text index that find uses.
 
 #include "tests/keld/program.h"
 

@@ -49,7 +49,7 @@ ChangeForward=ChildBomLines;bl_revision
 
 struct Defect {
     const char* name;
-    const char* from;  // text of the sound file; empty: put in front
+    const char* from;  // text of the sound file; empty: insert at the beginning
     std::string to;
     const char* severity;
     const char* finding;  // part of the text

@@ -74,7 +74,8 @@ TEST_F(Log, TailFollowsWhatIsAdded) {
     EXPECT_TRUE(waitFor("first\n"));
     done({"call", "KELD_SrvCall", "i:0", "i:0", "s:second"});
     EXPECT_TRUE(waitFor("second\n"));
-    // Full, it stands beside the one that is begun then; its last lines are shown all the same.
+    // A full log is renamed, and a new one begins; the last lines of the full one are shown all the
+    // same.
     const std::string padding(100, 'x');
     std::ofstream log(path("keld.log"), std::ios::app);
     for (int i = 0; i < 12000; ++i)
@@ -152,7 +153,7 @@ TEST_P(UnusableLog, IsToldAndStopsNothing) {
     EXPECT_THAT(result.err, HasSubstr("the log " + GetParam() + " can't be written: "));
     EXPECT_EQ(result.err.find("keld: the log"), result.err.rfind("keld: the log"));
     done({"checkout", "000102/A"});
-    // The reason is known all the same.
+    // Explanations work without the log.
     EXPECT_THAT(keld({"status", "set", "000102/A", "Released"}).err, HasSubstr("is checkout"));
     const Result doctor = keld({"doctor"});
     EXPECT_EQ(doctor.exit_code, 1);
@@ -160,7 +161,7 @@ TEST_P(UnusableLog, IsToldAndStopsNothing) {
 }
 
 #if defined(_WIN32)
-// A directory is told by the library alone there.
+// On Windows only the library refuses a directory.
 INSTANTIATE_TEST_SUITE_P(Log, UnusableLog, testing::Values("/nonexistent/directory/keld.log"));
 #else
 INSTANTIATE_TEST_SUITE_P(Log, UnusableLog,

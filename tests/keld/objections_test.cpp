@@ -1,4 +1,4 @@
-// Everything that stands against a status, with remedies that are tried out in a rehearsal.
+// Everything that refuses a status, with remedies that are tried out in a rehearsal.
 
 #include <sqlite3.h>
 
@@ -52,7 +52,7 @@ protected:
                                            .dump());
         done({"load", path("rights.json").string()});
     }
-    // Every row of every table, but for those of locks beside the store.
+    // Every row of every table, without the locks, which are in a file beside the store.
     std::string tables() {
         std::string all;
         sqlite3* database = nullptr;

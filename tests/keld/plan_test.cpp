@@ -65,7 +65,7 @@ TEST_F(Plans, ThePlanTellsWhatTheRunReadsCallsAndChanges) {
                 EXPECT_EQ(value["after"].size(), 1u);
             }
     EXPECT_TRUE(changed);
-    // Whatever is changed was read before.
+    // Every changed object was read before.
     for (const auto& entry : plan["entries"])
         if (entry["change"] == "changed") {
             bool read = false;
@@ -200,7 +200,7 @@ TEST_F(Plans, AChangedEntryOfThePlanIsFound) {
     less["entries"].erase(less["entries"].size() - 1);
     rewrite(less);
     expectRefusal("doesn't come to what the plan");
-    // A value that tells the moment of the run must be the plan's, one of its user its user's.
+    // Values made from the moment or the user must match those of the plan's run.
     const std::vector<std::pair<std::string, nlohmann::json>> values = {
         {"name", "Released"},
         {"date_released", {{"date", "2001-02-03T04:05:06"}}},
@@ -313,7 +313,7 @@ TEST_F(Plans, EveryVerbThatHasADryRunHasPlans) {
         EXPECT_EQ(exported(), before) << verbs[i][0];
         done({"apply", name});
         EXPECT_NE(exported(), before) << verbs[i][0];
-        // What was done once isn't done twice.
+        // A plan can't be carried out twice.
         EXPECT_EQ(keld({"apply", name}).exit_code, 1) << verbs[i][0];
     }
     EXPECT_THAT(done({"check"}).out, HasSubstr("sound"));

@@ -16,7 +16,7 @@ protected:
     static std::string passOf(const json& visit) {
         return visit["pass"].is_null() ? "" : visit["pass"].get<std::string>();
     }
-    // "object section result", with "line" in front of a BOM line's.
+    // "object section result", for a BOM line with "line" before it.
     static std::vector<std::string> told(const json& document, const std::string& pass) {
         std::vector<std::string> texts;
         for (const json& visit : document["visits"])

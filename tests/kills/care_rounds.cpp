@@ -131,7 +131,7 @@ void CareRounds::sound(const std::string& path, const std::string& when) {
     }
 }
 
-// No store or a whole one; what was in the making lies beside it.
+// There is no store or a whole one; an unfinished one is in a file beside it.
 void CareRounds::create() {
     freshDirectory();
     const bool done = killDuring("create");

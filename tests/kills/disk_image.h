@@ -1,9 +1,8 @@
 #pragma once
 
-// What a directory would hold after the power has failed: of each file what was synchronised last,
-// of each directory the names that it had when it was synchronised last. The files themselves are
-// written as ever, as the system's cache is; the image beside them is the disk. Processes share
-// one.
+// The content of a directory after a power failure: of each file what was synchronised last, of
+// each directory the names at its last synchronisation. The files themselves are written as usual,
+// like the system's cache; the image beside them is the disk. Processes share it.
 
 #include <functional>
 #include <string>
@@ -15,12 +14,12 @@ public:
     // `image`: a directory of its own on the same file system.
     DiskImage(std::string root, std::string image);
 
-    // All is on disk as it is now. Requires: nobody works on the directory.
+    // Everything is on disk from here on. Requires: nobody works on the directory.
     void reset();
-    // What stands in the place of fsync: 0, or -1 with errno.
+    // Replaces fsync. Returns: 0, or -1 with errno.
     int sync(int file);
-    // The power fails. Where `kept` says so, the system had written a file or a directory's names
-    // to disk before it was asked to. Requires: nobody works on the directory.
+    // Let the power fail. Where `kept` says so, the system had already written a file, or a
+    // directory's names, without being asked. Requires: nobody works on the directory.
     void fail(const std::function<bool()>& kept);
 
 private:

@@ -39,7 +39,7 @@ struct Case {
     std::string way;
 };
 
-// So that a second try doesn't meet what the first one left outside the store.
+// A second try gets other names, since the first may have left something outside the store.
 constexpr int kOther = 12000000;
 
 void PrintTo(const Case& each, std::ostream* out) {
@@ -81,7 +81,7 @@ protected:
     }
     bool isAsServer() const { return GetParam().way == "server"; }
 
-    // False: it failed, and what isn't stored is back.
+    // False: it failed, and what wasn't stored was taken back.
     bool runs(int number) {
         try {
             if (operation_->hasOwnRuns()) {
@@ -134,10 +134,10 @@ protected:
 TEST_P(FailingStatements, LeaveWhatIsStoredAndRecordedInAgreement) {
     const keld_test::Share share = keld_test::readShare(std::getenv("KELD_SWEEP_SHARE"));
     int injections = 0, failed = 0;
-    // Each statement fails in two ways; of a share only one in eleven is taken, of every second
-    // share those by which the transaction is given up.
+    // Each statement fails in two ways. A share takes only one injection in eleven; every second
+    // share takes those that end the transaction.
     const int thin = share.of > 1 ? 11 : 1;
-    // Always all of one that drops a failure by which a whole run's transaction is given up.
+    // Always take all for the copy: it drops a failure that ends a whole run's transaction.
     const bool all = GetParam().kind == "copy" && GetParam().way == "whole";
     const int first = all ? 0 : (share.part - 1) * thin, step = all ? 1 : share.of * thin;
     for (int i = first; !HasFailure(); i += step) {
@@ -155,7 +155,7 @@ TEST_P(FailingStatements, LeaveWhatIsStoredAndRecordedInAgreement) {
             ++injections;
             failed += !ran;
             look(ran, where);
-            // The session goes on.
+            // The session still works.
             bench().createItem("goes-on", "", "", "A", nullptr);
             if (!isAsServer() && !ran) {
                 EXPECT_TRUE(runs(kOther + 12 * i + 1)) << where << ", then " << reason_;
@@ -167,7 +167,7 @@ TEST_P(FailingStatements, LeaveWhatIsStoredAndRecordedInAgreement) {
         if (!reached && (injections > 0 || i == 0))
             break;
         if (!reached)
-            i = -step;  // the share begins beyond the last one: take the first
+            i = -step;  // the share begins after the last injection: take the first
     }
     std::cout << injections << " failing statements, " << failed << " of them told; " << entries_
               << " entries compared" << std::endl;

@@ -27,12 +27,12 @@ public:
     int run();
 
 private:
-    int alone_ = 0;  // how often nobody was left
-    // Of the present store, then of all of them.
+    int alone_ = 0;  // number of kills after which no worker was left
+    // Sums of the current store, then of all stores.
     std::size_t runs_ = 0, not_ended_ = 0, entries_ = 0;
     std::size_t all_runs_ = 0, all_not_ended_ = 0, all_entries_ = 0;
     bool recorded_ = false;
-    // Microseconds, means.
+    // Mean times in microseconds.
     std::map<std::string, double> run_time_;
     double opening_time_ = 15000, closing_time_ = 1000;
 
@@ -216,7 +216,7 @@ void KillRounds::endAll(bool kill) {
     lookAlone(kill ? "all killed" : "all ended");
 }
 
-// The same by the command, once for each store. What it says when it takes long is elsewhere.
+// The same by the command, once for each store.
 void KillRounds::lookWithCommand() {
     const auto check = [&](const std::vector<std::string>& more) {
         std::vector<std::string> arguments{"--store", path_, "check"};

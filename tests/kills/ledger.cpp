@@ -112,7 +112,7 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
         if (!text.empty())
             wrong.push_back(text);
     };
-    // The transaction that was running: each object tells whether it is in.
+    // The transaction under way: each object shows whether it was committed.
     std::string in, out;
     const auto tell = [&](bool is_in, const std::string& what) { (is_in ? in : out) += what; };
     for (const auto& [tag, found] : made) {
@@ -133,7 +133,7 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
         if (at == known_.end() || at->second.shared)
             continue;
         const Stored found = storedOf(store, tag);
-        // Of the saves some may have gone back within the transaction.
+        // Some of the saves may have been taken back within the transaction.
         const std::int64_t more = found.version - at->second.stored.version;
         const bool is_in = more > 0 && more <= saves;
         tell(is_in, " " + shown(tag));

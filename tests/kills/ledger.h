@@ -19,16 +19,16 @@ namespace kills {
 class Ledger {
 public:
     void clear() { known_.clear(); }
-    // A line of a worker. False: it can't be understood.
+    // Read a line of a worker. False: it can't be understood.
     void hear(Running& worker, const std::string& line);
-    // What is wrong with the objects of a worker that was killed: everything that it said was
-    // stored must be as it said, and what it was about to commit be there whole or not at all.
-    // Takes note of which. What the others said up to the look into the store is heard by `listen`:
-    // tags of a transaction that wasn't committed are given out again.
+    // Find what is wrong with the objects of a killed worker. Everything that it reported as stored
+    // must be stored like that; what it was about to commit must be there completely or not at all.
+    // Notes which of the two. `listen` reads what the others said up to this look into the store,
+    // since tags of an uncommitted transaction are given out again.
     std::vector<std::string> settle(sqlite3* store, Running& dead,
                                     const std::vector<std::unique_ptr<Running>>& all,
                                     const std::function<void()>& listen);
-    // The same for everything that was ever said. Requires: all workers are settled.
+    // The same for everything that was ever reported. Requires: all workers are settled.
     std::vector<std::string> compare(sqlite3* store) const;
 
     std::uint64_t acknowledged() const { return acknowledged_; }
@@ -39,8 +39,8 @@ private:
     struct Known {
         Stored stored;
         bool gone = false;
-        bool shared = true;   // may have been saved by others since it was told of
-        bool others = false;  // others than who made it have saved it
+        bool shared = true;   // others may have saved it since it was reported
+        bool others = false;  // a process that didn't make it has saved it
     };
     std::map<std::int64_t, Known> known_;
     std::vector<std::string> contradictions_;

@@ -276,7 +276,7 @@ public:
             expect(DST_delete_all_dataset_revs(dataset_), "DST_delete_all_dataset_revs");
             dataset_ = datasetWithFile(numbered(number));
         } else {
-            // Of the first one each time: a version that was rehearsed is gone.
+            // Always a version of the first one: a rehearsed version is gone.
             const tag_t version = bench().createDatasetVersion(dataset_);
             bench().addFile(version, "Text", directory_ + "/notes.txt", "more.txt");
         }
@@ -286,8 +286,8 @@ private:
     tag_t dataset_ = NULLTAG;
 };
 
-// Names of the items that all processes change. Another one's lock, or its save in between, is an
-// answer as good as any.
+// Changes items that all processes change. Both another one's lock and its save in between are
+// valid answers.
 class Shared final : public Own {
 public:
     using Own::Own;
@@ -299,7 +299,7 @@ public:
             if (number % 3)
                 expect(OBJ_refresh(item, false), "giving the lock back");
             else
-                // Kept for a while, so that others meet it.
+                // Keep the lock for a while, so that others meet it.
                 kept_.push_back(item);
         }
         ERR_clear_errors();

@@ -59,7 +59,8 @@ void PowerRounds::store(int failures) {
             hearLast(*worker);
             count(*worker);
         }
-        // Every second time nothing was written ahead of time, else each part with its own chance.
+        // In half of the rounds nothing was written early; in the others each part has its own
+        // chance.
         const bool strict = upTo(1) == 0;
         disk.fail([&] { return !strict && upTo(1) == 0; });
         look();

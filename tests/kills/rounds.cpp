@@ -76,7 +76,7 @@ std::string WorkRounds::nextKind() {
 void WorkRounds::start(std::size_t place) {
     const std::string kind = nextKind();
     const std::string name = kind + "-" + std::to_string(++started_);
-    // The product's 1,000 pages now and then, mostly fewer: so that kills meet the writing back.
+    // Sometimes the product's 1,000 pages, mostly fewer, so that kills hit the checkpoints.
     const int pages = upTo(9) == 0 ? 1000 : 20 + upTo(200);
     const std::string& way =
         ways_[static_cast<std::size_t>(upTo(static_cast<int>(ways_.size()) - 1))];

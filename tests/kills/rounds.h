@@ -69,16 +69,16 @@ protected:
     Ledger ledger_;
     Workers workers_;
     std::vector<std::pair<std::string, std::string>> environment_;
-    // Of the present store, how its workers run their operations; with "none" among them not all
-    // that changes is recorded.
+    // How the workers of the present store run their operations. With "none" among them, some
+    // changes aren't recorded.
     std::vector<std::string> ways_{"none", "server", "whole", "rehearsal"};
 
     void start(std::size_t place);
-    // Hear what all workers say for this long, or until a line of one is what is waited for.
+    // Hear all workers for this long, or until one says a line that `stop` waits for.
     bool hear(std::chrono::microseconds time, const Stop& stop);
-    // What a dead worker said last.
+    // Hear the last lines of a dead worker.
     void hearLast(Running& worker);
-    // What is wrong with the objects of one that was killed.
+    // Find what is wrong with the objects of a killed worker.
     std::vector<std::string> settle(Plant& plant, Running& dead) {
         return ledger_.settle(plant.database(), dead, workers_, [this] {
             for (const auto& worker : workers_)

@@ -63,7 +63,7 @@ int onCommitted(void* context, sqlite3* database, const char* name, int pages) {
 
 int onCommit(void* context) {
     auto& watch = *static_cast<Watch*>(context);
-    // Only now: opening sets the database's own after the extensions have had their turn.
+    // Set the hook here: opening the database sets its own one after the extensions.
     sqlite3_wal_hook(watch.database, onCommitted, context);
     watch.committing = std::move(watch.running);
     watch.running.clear();

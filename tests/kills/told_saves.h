@@ -1,18 +1,18 @@
 #pragma once
 
-// Tells of every transaction on a store: what it is about to change, before it is committed, and
-// what is stored, once it is. So the one who listens knows after a kill what must be there, what
-// may be there, and that the latter comes whole or not at all.
+// Reports every transaction on a store: before the commit what it is about to change, and after it
+// what is stored. So after a kill the listener knows what must be there, and what must be there
+// completely or not at all.
 
 #include <string>
 
 namespace kills {
 
-// One line straight to standard output: what was said before a kill has been said.
+// Write one line directly to standard output, so that a kill can't lose it.
 void say(const std::string& line);
 
-// Tell of the connections to this store that are opened from here on. A write-ahead log of this
-// many pages is written back into the database.
+// Report the transactions of connections to this store that are opened from here on. A write-ahead
+// log is written back into the database when it has this many pages.
 void tellOfSaves(const std::string& store_path, int pages);
 
 }  // namespace kills

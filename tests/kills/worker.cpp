@@ -60,11 +60,11 @@ void work(const std::string& kind, const std::string& name, const std::string& d
     bench.openSession(store, {});
     say("R");
     const auto operation = makeOperation(kind, name, directory);
-    // What it prepares is to stay.
+    // The prepared objects must stay, so never rehearse this.
     inRun(kind, way == "rehearsal" ? "whole" : way, [&] { operation->prepare(); });
     for (int number = 1; !inputEnded(); ++number) {
         say("B " + std::to_string(number));
-        // What is rehearsed is done for the first time each time; numbers only keep names apart.
+        // Each rehearsal is a first run again; the numbers only make the names differ.
         const int shown = way == "rehearsal" ? kFirstAgain * number + 1 : number;
         inRun(kind, operation->hasOwnRuns() ? "none" : way, [&] { operation->run(shown); });
         say("D " + std::to_string(number));

@@ -328,7 +328,7 @@ std::vector<Case> serviceCases() {
              return slot == 0 ? status : -1;
          },
          [](World& world, int) { sendTexts(world, {std::vector<tag_t>{made.drawing}}); },
-         // An older backup that can't be looked at stays, and the export meets it.
+         // An older backup that can't be examined stays, and the export then finds it in its way.
          {kNoMemory, 710024}},
         {"pack and resequence",
          {"KELD_PSE_PackAndResequenceBom", "KELD_PSE_PackAndResequenceBom2"},
@@ -367,7 +367,7 @@ std::vector<Case> serviceCases() {
                                std::string("VANE_specification"), std::string(":"),
                                std::vector<tag_t>{made.revision}});
          },
-         // The directory's name or a file's; an empty one of either can't be made.
+         // Without memory for its name, a directory or file can't be made.
          {kNoMemory, 2010, 515186},
          true},
         {"diagnosis",

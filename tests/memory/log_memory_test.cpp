@@ -35,7 +35,7 @@ std::string path(const char* name) {
 
 constexpr std::size_t kRoom = 1100;
 
-// What the cases need that can't be made while memory is refused.
+// Values for the cases, made before memory is refused.
 std::string ini_file, long_text;
 
 struct Case {

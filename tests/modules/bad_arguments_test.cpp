@@ -1,5 +1,6 @@
-// Every function of the interface with every kind of bad argument: nothing may crash, a failing
-// call leaves its out parameters and hands nothing out, and each failure stands on the error stack.
+// Every function of the interface with every kind of bad argument: nothing crashes, a failing call
+// leaves its out parameters alone and gives nothing to free, and each failure is on the error
+// stack.
 
 #include <cstring>
 #include <fstream>
@@ -101,8 +102,8 @@ struct Argument<const int*> : ListArgument<int> {
     using ListArgument::ListArgument;
 };
 
-// A value or a caller's buffer that the call fills. The room is larger than any documented size,
-// so that an overrun shows as a change behind the text.
+// A value or a caller's buffer that the call fills. It is larger than any documented size, so that
+// an overrun changes bytes after the text.
 template <typename T>
 struct OutArgument {
     explicit OutArgument(const Input& input) : null(input.null) {
@@ -456,7 +457,8 @@ TEST_F(BadArguments, UnknownTagsFailAndLeaveTheOutParameters) {
 TEST_F(BadArguments, NumbersOutsideEveryRangeAreHarmless) {
     for (tag_t tag : everyKind())
         for (const Operation& each : operations())
-            // A count beyond the caller's list can't be told from a good one: it stays below 0.
+            // A function can't detect a count beyond the caller's list, so only negative ones are
+            // tried.
             for (int number : {-1, -2147483647 - 1})
                 check(each, {.tag = tag, .number = number, .text = "object_name"});
 }

@@ -328,7 +328,7 @@ TEST_F(Referencers, AreNoLongerThereWhenTheReferenceWasTakenOut) {
     EXPECT_THAT(ask(one).instances, ElementsAre(item));
 }
 
-// Long lists are kept from one question to the next.
+// Lists so long that the workbench keeps them for the next question.
 class ManyReferencers : public Referencers {
 protected:
     static constexpr std::size_t kMany = 200;
@@ -384,7 +384,7 @@ TEST_F(ManyReferencers, FollowWhatGoesBack) {
     }),
                  std::runtime_error);
     EXPECT_THAT(ask(shared_).instances, testing::ElementsAreArray(items_));
-    // A part of a transaction alone.
+    // Only a part of the transaction is taken back.
     wb.asOne([&] {
         EXPECT_THROW(wb.asOne([&] {
             wb.set(items_[5], "release_status_list", {});

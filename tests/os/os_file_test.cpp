@@ -274,13 +274,13 @@ TEST_F(OsFile, ThatCantBeEmptiedIsNotOpenedForWriting) {
     close(sealed);
 }
 
-// Of the system's own files nobody can change the rights.
+// Nobody can change the rights of the system's own files.
 TEST_F(OsFile, WhoseRightsCantBeChangedIsAFailure) {
     EXPECT_EQ(keld_os::KindOf("/proc/self/mem"), PathKind::File);
     EXPECT_NE(keld_os::GrantEverybody("/proc/self/mem"), 0);
 }
 
-// The memory of a process is a regular file whose first page isn't there.
+// /proc/self/mem is a regular file whose first page can't be read.
 TEST_F(OsFile, WhoseReadingFailsLeavesTheResultAlone) {
     std::string text = "kept";
     keld_os::FileState state;

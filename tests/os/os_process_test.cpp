@@ -88,7 +88,7 @@ TEST(OsCommand, ThatIsKilledDoesntCountAsSuccess) {
 }
 
 TEST(OsCommand, ReadsNothingFromStandardInput) {
-    // What a command could read, were it given the host's.
+    // A command would read this if it had the host's standard input.
     ASSERT_NE(std::freopen((std::string(KELD_SOURCE_DIR) + "/README.md").c_str(), "r", stdin),
               nullptr);
     EXPECT_EQ(keld_os::RunCommand("read line; test $? -ne 0"), 0);

@@ -31,7 +31,7 @@ protected:
 
     void write(const std::string& text) const { keld_test::writeFile(path_, text); }
     bool is() { return file_.Is(path_.c_str(), state_); }
-    // What was changed just now isn't held: the next change could have the same time.
+    // A file that has just changed isn't held open: its next change could have the same time.
     void hold() {
         std::this_thread::sleep_for(std::chrono::milliseconds(150));
         const auto before = openFiles();

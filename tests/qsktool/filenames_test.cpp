@@ -77,7 +77,7 @@ TEST(CleanNames, WellFormedUtf8StaysAndAnyOtherByteDoesNot) {
     EXPECT_EQ("__", cleaned("\xC0\x80"));            // overlong
     EXPECT_EQ("___", cleaned("\xE0\x80\x80"));       // overlong
     EXPECT_EQ("___", cleaned("\xED\xA0\x80"));       // a surrogate
-    EXPECT_EQ("____", cleaned("\xF4\x90\x80\x80"));  // behind the last character
+    EXPECT_EQ("____", cleaned("\xF4\x90\x80\x80"));  // beyond the last character
     EXPECT_EQ("____", cleaned("\xF0\x80\x80\x80"));
     EXPECT_EQ("_", cleaned("\xA4"));
     EXPECT_EQ("__", cleaned("\xE2\x82"));

@@ -106,7 +106,7 @@ TEST_F(Forms, AValueIsCutButItsLengthIsTheWholeOne) {
     char small[5] = {'#', '#', '#', '#', '#'};
     EXPECT_EQ(0, KELD_SHEET_ask_value(form, "user_data_1", 3, small, &length));
     EXPECT_STREQ("abc", small);
-    EXPECT_EQ('#', small[4]);  // nothing behind the terminator
+    EXPECT_EQ('#', small[4]);  // nothing written after the terminator
     EXPECT_EQ(6, length);
     EXPECT_EQ(0, KELD_SHEET_ask_value(form, "user_data_1", 0, small, &length));
     EXPECT_STREQ("", small);

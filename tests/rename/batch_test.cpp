@@ -98,7 +98,7 @@ TEST_F(BatchEntry, AFailedDescriptionIsLoggedAndReturnedBeforeTheRename) {
     const std::string huge(3000, 'h');
     EXPECT_EQ(4711, KELD_BatchReName("ABC", nullptr, "XYZ", nullptr, huge.c_str(), ""));
     EXPECT_EQ("ABC", id());
-    // The texts are made all the same.
+    // The texts are cut before that call.
     EXPECT_THAT(world.lines("W"), ElementsAre(StartsWith("Text cut to 128 characters: ")));
     EXPECT_THAT(world.lines("E"), Contains("--planned failure (ENT_describe)--"));
 }

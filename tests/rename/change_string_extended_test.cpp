@@ -1,4 +1,4 @@
-// The substitution of the item id, and behind it of the revision id.
+// The substitution of the item id, and after it of the revision id.
 
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"

@@ -1,4 +1,4 @@
-// The one substitution that every rename rests on.
+// The substitution that every rename uses.
 
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"

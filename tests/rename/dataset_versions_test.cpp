@@ -68,7 +68,7 @@ TEST_F(DatasetVersions, AllFollowWithTheirFiles) {
 TEST_F(DatasetVersions, TheEndOfTheChainLeavesNothingOnTheErrorStack) {
     EXPECT_EQ(0, run());
     EXPECT_THAT(world.bench.errorStack(), IsEmpty());
-    // What stood there before goes too.
+    // Errors that were on the stack before go too.
     world::called(world, third, "plan ABC");
     ERR_store_error(3, 1234);
     EXPECT_EQ(0, run());

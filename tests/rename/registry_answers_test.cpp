@@ -38,7 +38,7 @@ int statusOf(Answer answer) {
 Expected expectedOf(const Case& c) {
     Expected expected;
     const bool old_known = c.about_old == Answer::Registered;
-    // The privilege's status takes the place of a failed look at the old id.
+    // The status of the privilege replaces that of a failed look-up of the old id.
     const int after_old = c.mode == 3 ? 0 : statusOf(c.about_old);
     expected.old_registered = old_known;
     const bool forbidden =
@@ -189,8 +189,8 @@ TEST_F(RegistryAnswers, EachOtherFailureOfTheCheckIsReturned) {
             world.bench.setFaults({});
             const std::string name = operation;
             const bool is_privilege = name == "ACL_check_privilege";
-            // In mode 3, which isn't read without the type, the privilege's status takes the place
-            // of whatever came before it.
+            // Mode 3 isn't read without the type. In it the privilege's status replaces all earlier
+            // ones.
             const bool replaced = in_mode_three && !is_privilege &&
                                   name != "REG_register_item_id" && name != "OBJ_ask_value_string";
             const bool not_asked = !in_mode_three && is_privilege;

@@ -18,7 +18,7 @@ tag_t plan(World& world) {
     return dataset;
 }
 
-// The lock comes with the fourth call and goes with the last.
+// The fourth call takes the lock, the last one releases it.
 void lookAtPlan(World& world, tag_t dataset, int call) {
     EXPECT_EQ(call >= 5, world.locked(dataset));
     const bool stored = call == 0 || call == 11;

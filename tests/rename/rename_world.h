@@ -40,7 +40,7 @@ inline Outcome both(int status) {
     return {status, status};
 }
 
-// Settings of the section KELD_ItemRename, in force until the next call. They stand in the base
+// Settings of the section KELD_ItemRename, in force until the next call. They are in the base
 // settings, which a profile made from the preference would hide.
 inline void settings(World& world, const Lines& lines) {
     std::string text = "[KELD_ItemRename]\n";

@@ -126,8 +126,8 @@ TEST(RevisionFailing, EachFailureIsReturnedAndTheLockLeftWhereTheFunctionIsLeft)
         },
         [](World&, tag_t revision) { return run(revision, kExtended, "2", ";VANE_master_form;"); },
         [](World& world, tag_t revision, int call) {
-            // Behind the lock only the failed save goes on to give it up; the release
-            // itself is the tenth call.
+            // After the lock only a failed save goes on to release it; the release itself is the
+            // tenth call.
             EXPECT_EQ((call >= 6 && call <= 8) || call == 10, world.locked(revision)) << call;
             EXPECT_EQ(call == 0 || call >= 10 ? "2" : "A",
                       world.storedText(revision, "item_revision_id"));

@@ -1,5 +1,5 @@
-// Whether the revisions of an item may change, and the way out for an item with an old revision in
-// a forbidden status.
+// Whether the revisions of an item may change, and the exception for an item with an old revision
+// in a forbidden status.
 
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"
@@ -88,7 +88,7 @@ TEST_F(RevisionStatuses, AForbiddenOldStatusBeforeALastRevisionWithoutStatusLeav
     EXPECT_EQ(kAll & ~RENAME_ITEM, action);
     EXPECT_THAT(world::stack(world), IsEmpty());
     EXPECT_THAT(world.lines("E"), IsEmpty());
-    // Nothing behind it is looked at.
+    // Nothing after it is looked at.
     EXPECT_EQ(1u, world::tracesWith(world, "CKELD_ReName::CheckRevisionStatuses").size());
     EXPECT_EQ(0u, world.newBlocks());
 }

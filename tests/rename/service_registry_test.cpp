@@ -53,7 +53,7 @@ TEST_F(RenameServiceRegistry, ARefusedIdChangesNothingAndTheOldOneStaysRegistere
     EXPECT_TRUE(isRegistered("ABC"));
     EXPECT_FALSE(isRegistered("XYZ"));
     EXPECT_THAT(world::stack(world), ElementsAre("3:919345"));
-    // The step behind the rename runs after a refusal too.
+    // The step after the rename runs after a refusal too.
     EXPECT_THAT(world.lines("T"), Contains("ABC still exists in DB, so do not unregister"));
 }
 
@@ -148,7 +148,7 @@ TEST_F(RenameServiceRegistry, AFailureAtEachCallInEachModeHasItsOutcome) {
     } calls[] = {{"REG_is_item_id_registered", 1},  // the old id
                  {"REG_is_item_id_registered", 2},  // the new one
                  {"REG_register_item_id", 1},       // the new one
-                 {"REG_is_item_id_registered", 3},  // the old one again, behind the rename
+                 {"REG_is_item_id_registered", 3},  // the old one again, after the rename
                  {"REG_unregister_item_id", 1}};
     int runs = 0;
     for (int call = 0; call < 5; ++call)
@@ -171,7 +171,7 @@ TEST_F(RenameServiceRegistry, AFailureAtEachCallInEachModeHasItsOutcome) {
                     const world::Outcome outcome = world::rename(world, item, "XYZ");
                     world.bench.setFaults({});
 
-                    // In mode 3 the privilege makes up for the first question.
+                    // In mode 3 the privilege replaces the first question.
                     const bool made_up = call == 0 && mode == 3;
                     const bool forbidden = mode == 2 && call != 0;
                     const bool down = failure == 100309;
@@ -182,7 +182,7 @@ TEST_F(RenameServiceRegistry, AFailureAtEachCallInEachModeHasItsOutcome) {
                     EXPECT_EQ(both(forbidden ? 919345 : fails ? 4711 : 0), outcome);
                     EXPECT_EQ(renames ? "XYZ" : "ABC", world.storedText(item, "item_id"));
                     EXPECT_EQ(!forbidden && (call >= 3 || made_up), isRegistered("XYZ"));
-                    // The old id leaves only where all it takes was answered.
+                    // The old id is unregistered only if every call before that was answered.
                     const bool leaves = renames && mode != 3 && (call == 1 || call == 2) && !go_on;
                     EXPECT_EQ(!leaves, isRegistered("ABC"));
                     ++runs;

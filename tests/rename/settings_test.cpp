@@ -1,4 +1,4 @@
-// Where the walk's settings stand and which of two keys counts.
+// Where the walk's settings are and which of two keys counts.
 
 #include <array>
 

@@ -1,4 +1,4 @@
-// A workflow starts behind the rename, on the item or on the revision.
+// A workflow starts after the rename, on the item or on the revision.
 
 #include "rename/keld_rn.h"
 #include "tests/rename/rename_world.h"

@@ -58,13 +58,13 @@ inline std::optional<std::string> substituted(const std::string& old, const std:
     return std::nullopt;
 }
 
-// Item id, and behind it the revision id.
+// Replace the item id, and after it the revision id.
 inline std::optional<std::string> substitutedBoth(const std::string& old,
                                                   const std::string& old_item,
                                                   const std::string& old_revision,
                                                   const std::string& new_item,
                                                   const std::string& new_revision) {
-    // With a mark in the item id's place the text falls into what stands before and behind it.
+    // With a mark in place of the item id, the text divides into the parts before and after it.
     const auto marked = substituted(old, old_item, "\x01");
     if (!marked)
         return std::nullopt;

@@ -1,4 +1,4 @@
-// The old id leaves the registry behind a rename.
+// The old id leaves the registry after a rename.
 
 #include "tests/rename/registry_world.h"
 

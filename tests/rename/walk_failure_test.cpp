@@ -35,7 +35,7 @@ struct Product {
     tag_t item, first, last, item_plan, plan, bvr;
 };
 
-// The operations of a pass that succeeds. Attribute handles are known from the pass before.
+// The operations of a successful pass; the second one, since attribute handles are known by then.
 std::vector<std::string> operationsOf(int action) {
     for (int round = 0;; ++round) {
         World world;
@@ -50,8 +50,8 @@ std::vector<std::string> operationsOf(int action) {
     }
 }
 
-// Operations whose failure is no failure of the rename: questions that count as no, an unreadable
-// name, and what gives up a lock behind a save.
+// Operations that may fail without failing the rename: questions whose failure counts as no, an
+// unreadable name, and the release of a lock after a save.
 bool mayBeDropped(const std::string& operation) {
     static const std::map<std::string, int> known = {
         {"OBJ_ask_if_modifiable", 0}, {"CKO_is_checked_out", 0},    {"ENT_ask_name", 0},
@@ -148,7 +148,7 @@ TEST(WalkFailing, WhatWasSavedBeforeAFailureStays) {
     EXPECT_EQ("item plan ABC", world.storedText(product.item_plan, "object_name"));
     EXPECT_EQ("ABC", world.storedText(product.first, "object_name"));
     EXPECT_EQ(0, world.count("FLOWProcess"));
-    // The same call again takes the new id for the old one and finds it nowhere else.
+    // A second call takes the new id for the old one, and finds it in no other name.
     EXPECT_EQ(0, CKELD_ReName::RenameItem(product.item, "XYZ", "Disc", "round"));
     EXPECT_EQ("item plan ABC", world.storedText(product.item_plan, "object_name"));
     EXPECT_EQ("plan ABC", world.storedText(product.plan, "object_name"));

@@ -74,7 +74,7 @@ TEST_P(RenameWalkAction, ReachesWhatItsBitsSay) {
     const bool item_changes = of_item && modifies;
     EXPECT_EQ(item_changes ? "XYZ" : "ABC", world.storedText(item, "item_id"));
     EXPECT_EQ(item_changes ? "Disc" : "Plate", name(item));
-    // With both ids known the old revision id is that of the revision that the rename is about.
+    // With both ids given, the old revision id is that of the renamed revision.
     EXPECT_EQ(item_changes ? "item plan XYZ/A" : "item plan ABC/A", name(item_plan));
     EXPECT_EQ(item_changes ? "XYZ/A-view" : "ABC/A-view", name(view));
     for (int i = 0; i < 2; ++i) {
@@ -184,12 +184,12 @@ TEST_F(RenameWalk, WithoutARevisionTheFirstInOrderIsTheOne) {
     EXPECT_EQ(0, run(NULLTAG, "XYZ", "2", 7));
     EXPECT_EQ("2", revisionId(0));
     EXPECT_EQ("B", revisionId(1));
-    // Its old id guides all: the names hold "A".
+    // The renamed revision's old id counts for all: the names contain "A".
     EXPECT_EQ("plan XYZ/2", name(plans[0]));
     EXPECT_EQ("plan XYZ/2", name(plans[1]));
     EXPECT_EQ("XYZ/2-view", name(bvrs[1]));
     EXPECT_EQ("item plan XYZ/2", name(item_plan));
-    // The item's view knows no revision id.
+    // No revision id is known for the item's view.
     EXPECT_EQ("XYZ/A-view", name(view));
 }
 

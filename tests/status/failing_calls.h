@@ -14,9 +14,9 @@ namespace world {
 
 inline constexpr int kPlanned = 4711;
 
-// One run of an operation in a world of its own: `prepare` makes the objects, `run` gives the
-// status. The calls of a run that succeeds, and of each whether its failure is returned: a name
-// with a leading "~" is a call whose status is dropped.
+// An operation to run in a world of its own for each failure: `prepare` makes the objects, `run`
+// gives the status. Also the calls of a successful run; a leading "~" marks a call whose failure is
+// dropped.
 struct FailingRun {
     std::function<tag_t(World&)> prepare;
     std::function<int(World&, tag_t)> run;

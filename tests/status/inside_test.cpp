@@ -1,5 +1,5 @@
 // What no service can bring about: a clock out of the range of local time, and a walk that goes on
-// behind its end.
+// after its end.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

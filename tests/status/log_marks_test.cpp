@@ -122,8 +122,8 @@ TEST_F(LogMarks, CallsOnLinesFormsDatasetsAndWorkflowsAreTraced) {
     }
 }
 
-// The objects come from the calls: each visit of an object asks for an attribute and then at once
-// for the length of its list, and nothing else does; each of a line by the calls named above.
+// keld finds the objects by the calls. Only a visit of an object asks for an attribute and then at
+// once for the length of its list; a visit of a line makes the calls named above.
 TEST_F(LogMarks, EachVisitOfAnObjectHasOneQuestionForItsStatuses) {
     const tag_t revision = world.item("000100").revision;
     world.giveStatus(revision, "Work");

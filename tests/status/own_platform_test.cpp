@@ -24,7 +24,7 @@ extern "C" KELD_EXPORT int ART_list_all_revs(tag_t, int* count, tag_t** revision
     return 0;
 }
 
-// A platform that hands out all six lists.
+// A platform that fills all six lists.
 extern "C" KELD_EXPORT int DBO_referencers_of_instance(tag_t instance, int, int, int* count,
                                                        tag_t** instances, int** levels, int** where,
                                                        int* class_count, tag_t** classes,
@@ -41,7 +41,7 @@ extern "C" KELD_EXPORT int DBO_referencers_of_instance(tag_t instance, int, int,
     return 0;
 }
 
-// A platform that reads a time of day where the format has none.
+// A platform that gives a time of day though the format has none.
 extern "C" KELD_EXPORT int TIME_string_to_date(const char*, const char*, int* month, int* day,
                                                int* year, int* hour, int* minute, int* second) {
     *year = 2026, *month = 10, *day = 14;

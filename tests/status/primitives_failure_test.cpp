@@ -70,8 +70,8 @@ TEST(PrimitivesFailing, NamingAStatusReturnsEveryFailureAndKeepsTheLock) {
             return CKELD_Status::SetReleaseStatusRslTag(status, "Frozen", 1);
         },
         [](World& world, tag_t status, int call) {
-            // From the lock at the second call to the one that gives it up at the eighth. The last
-            // call would give up what isn't held any more.
+            // The second call takes the lock and the ninth releases it; the last one only repeats
+            // the release.
             EXPECT_EQ(call >= 3 && call <= 9, world.locked(status));
             EXPECT_EQ(call == 0 || call >= 5 ? "Frozen" : "Working",
                       world.storedText(status, "name"));

@@ -38,7 +38,7 @@ bool isNow(date_s date) {
     then.tm_min = date.minute;
     then.tm_sec = date.second;
     then.tm_isdst = -1;
-    // The C library's clock may be a tick behind.
+    // The C library's clock may be a tick late.
     const std::time_t age = std::time(nullptr) - std::mktime(&then);
     return age >= -1 && age < 60;
 }

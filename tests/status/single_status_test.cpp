@@ -278,8 +278,8 @@ TEST_F(SingleStatus, AnObjectThatIsNotModifiableStaysWithoutTheStatusAndSuccessI
     EXPECT_EQ(0u, world.bench.heldLocks());
 }
 
-// The second visit takes away the last referrer, so the shared status is deleted and can't be
-// appended any more.
+// The second visit removes the last referrer, so the shared status is deleted and can't be appended
+// any more.
 TEST_F(SingleStatus, SettingTheOnlyReferrerASecondTimeFails) {
     CKELD_Status1 status("Frozen");
     EXPECT_EQ(0, status.Set(revision));

@@ -32,7 +32,7 @@ protected:
         folders[name] = made;
         return made;
     }
-    // A folder with one more at the end of each relation, under the name with f, b or n behind it.
+    // A folder with one more at the end of each relation; their names have f, b or n appended.
     void surround(tag_t center, const std::string& name, int levels) {
         if (levels == 0)
             return;
@@ -77,12 +77,12 @@ TEST_F(WalkOrder, NoFurtherThenForwardThenTheObjectThenBack) {
     surround(start, "s", 2);
     configureAllSections();
     const auto calls = world.calls([&] { EXPECT_EQ(0, run(start)); });
-    // In the test pass an object is checked when it is reached. Reached forward it leads to its
-    // "no further" and forward targets, reached back to its "no further" and back targets, reached
-    // by "no further" to nothing.
+    // The test pass checks an object when it reaches it. An object that was reached forward leads
+    // to its "no further" and forward targets; one reached back, to its "no further" and back
+    // targets; one reached by "no further", nowhere.
     EXPECT_THAT(order(calls, "CKO_is_checked_out"),
                 ElementsAre("s", "sn", "sf", "sfn", "sff", "sb", "sbn", "sbb"));
-    // In the attribute pass the leaves of the way forward come before what stands above them.
+    // In the attribute pass the leaves of the way forward come before the objects above them.
     std::vector<std::string> changed = order(calls, "DBO_class_of_instance");
     EXPECT_THAT(changed, ElementsAre("sn", "sfn", "sff", "sf", "s", "sbn", "sb", "sbb"));
 }

@@ -8,10 +8,10 @@
 
 namespace fixed_os {
 
-// The clock stands until it is set or moved. It starts at 2013-11-14 16:13:00.000 UTC.
+// The clock doesn't move until it is set or moved. It starts at 2013-11-14 16:13:00.000 UTC.
 void setClock(std::int64_t unix_ms);
 void advanceClock(std::int64_t ms);
-// What each reading moves the clock by, behind the reading.
+// How far each reading of the clock moves it afterwards.
 void advanceClockPerReading(std::int64_t ms);
 // How often the clock was read for an elapsed time; stamps of log lines don't count.
 int clockReadings();

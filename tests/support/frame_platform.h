@@ -12,7 +12,7 @@ namespace frame_platform {
 
 using Argument = std::variant<int, std::string>;
 
-// What the next service reads; a read behind the end or of the other kind returns this status.
+// What the next service reads; a read after the end or of the other kind returns this status.
 inline constexpr int read_failed = 4711;
 void sendArguments(std::vector<Argument> arguments);
 std::size_t argumentsLeft();

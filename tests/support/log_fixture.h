@@ -8,7 +8,7 @@
 
 #include "tests/support/files.h"
 
-// A test with a directory of its own in which the log lies; the clock stands (see fixed_os.h).
+// A test with its log in a directory of its own, and with a fixed clock (see fixed_os.h).
 class LogFixture : public testing::Test {
 protected:
     LogFixture();

@@ -7,7 +7,7 @@
 #define DIGIT "[0-9]"
 #endif
 
-// A source as a log line shows it: behind the last backslash, which only Windows has in it.
+// A source as a log line shows it: the part after the last backslash, which only Windows has.
 #if defined(_WIN32)
 #define SHOWN_SOURCE(folder, file) file
 #else

@@ -15,10 +15,9 @@ struct RecordCheck {
     std::size_t runs = 0, not_ended = 0, entries = 0;
 };
 
-// Replays the entries of all runs, the earliest first: each must begin where the one before it
-// ended, and the last must have left what the current session reads. Objects in `shared` are
-// changed by several processes at once: of their values only the last must be one that was
-// recorded.
+// Replay the entries of all runs in order. Each must begin with the values that the one before
+// left, and the last must have left what the current session reads. Several processes change
+// objects in `shared` at once: their last values must only be among the recorded ones.
 RecordCheck checkRecords(const std::vector<tag_t>& shared = {});
 
 }  // namespace keld_test

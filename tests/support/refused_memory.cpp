@@ -25,7 +25,7 @@ bool mayAllocate() {
 
 namespace refused_memory {
 
-// What is left behind for want of memory is no leak that counts.
+// A leak because memory was refused doesn't count.
 void start(int n) {
 #if defined(__SANITIZE_ADDRESS__)
     __lsan_disable();

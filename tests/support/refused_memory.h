@@ -1,24 +1,24 @@
 #pragma once
 
-// Memory that runs out at one chosen place: operator new, malloc and realloc as the program's own
-// objects call them, and calls of the C library that need memory for a file or a registration. A
-// program with this file is linked with the options that tests/memory/CMakeLists.txt names.
+// Memory that runs out at one chosen allocation: of operator new, malloc and realloc in the
+// program's own objects, or of C library calls that need memory for a file or a registration.
+// tests/memory/CMakeLists.txt has the link options of programs with this file.
 
 namespace refused_memory {
 
-// From here on the n-th allocation is refused, 0: none; they are counted in any case.
+// From here on the n-th allocation fails; 0: none. They are counted in any case.
 void start(int n);
-// No longer. Returns: how many were asked for.
+// Stop. Returns: the number of allocations.
 int stop();
 
-// What is allocated between these two, as by the platform, is neither refused nor counted.
+// Allocations between these two, as by the platform, neither fail nor count.
 void enterPlatform();
 void leavePlatform();
 
-// Do something with each of its allocations refused in turn, beginning with the first; it has to be
-// something that can be done again and again. It is gone through twice, since what is allocated
-// once for the process moves the others forward. `check` is called behind each. Returns: how many
-// allocations were refused.
+// Run the action with each of its allocations refused in turn, from the first on; it must be
+// possible to repeat it. The whole is done twice: blocks that the process allocates only once shift
+// the numbers of the others. `check` is called after each run. Returns: how many allocations were
+// refused.
 template <typename Prepare, typename Action, typename Check>
 int sweep(Prepare prepare, Action action, Check check) {
     int sum = 0;

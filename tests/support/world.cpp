@@ -44,7 +44,7 @@ std::string readFrom(const fs::path& path, std::size_t start) {
 // Handles of classes, attributes and types begin here.
 constexpr tag_t kFirstHandle = 0x80000000u;
 
-// "YYYY-MM-DD hh:mm:ss.mmm L " stands before the indentation.
+// "YYYY-MM-DD hh:mm:ss.mmm L " comes before the indentation.
 constexpr std::size_t kStampLength = 26;
 
 LogLine parseLine(const std::string& line) {

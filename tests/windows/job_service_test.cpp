@@ -91,7 +91,7 @@ TEST_F(WindowsJobs, LieInTheDirectoryOnWindowsWithItsVariables) {
     fs::create_directory(place_ / "chosen");
     EXPECT_EQ(0, call("%KELD_TEST_BASE%\\chosen", "", ""));
     EXPECT_TRUE(fs::exists(onlyEntryOf(place_ / "chosen") / "options.txt"));
-    // Of other systems' forms nothing is replaced.
+    // Variables in the form of other systems aren't replaced.
     EXPECT_EQ(515186, call("$KELD_TEST_BASE\\chosen", "", ""));
 }
 

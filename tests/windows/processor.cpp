@@ -1,5 +1,5 @@
-// Stands in for the command processor where a test names this program in COMSPEC: it writes down
-// the command, then hands it on to the real one, or gives 3 without running anything if the command
+// Replaces the command processor where a test names this program in COMSPEC. It writes down the
+// command and passes it on to the real one, or gives 3 without running anything if the command
 // begins with the word of KELD_TEST_REFUSED.
 
 #include <windows.h>

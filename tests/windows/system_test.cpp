@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <direct.h>
 
 #include <cstdio>
@@ -129,7 +129,7 @@ TEST_F(WindowsSystem, KeepsBothPiecesThatTwoAppend) {
     EXPECT_EQ(3U, one.Write("3\r\n", 3));
     EXPECT_TRUE(one.Lock());
     EXPECT_FALSE(other.Lock());
-    // The lock lies behind the content: it can be read and written all the same.
+    // The lock is beyond the content, so that can be read and written all the same.
     EXPECT_EQ(3U, other.Write("4\r\n", 3));
     EXPECT_EQ(bytesOf(path("log")), "1\r\n2\r\n3\r\n4\r\n");
     EXPECT_EQ(keld_os::RenameFile(path("log").c_str(), path("log.1").c_str()), 0);

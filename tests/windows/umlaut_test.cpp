@@ -37,8 +37,8 @@ protected:
     }
 
     mervane::Workbench& bench_ = *mervane_workbench();
-    // Not within another: the log in it is open to the end, and the C++ library doesn't come to an
-    // end with a directory that holds such a file two levels down.
+    // Not inside another test's directory: the log here stays open to the end, and the C++ library
+    // never finishes removing a directory with such a file two levels down.
     const fs::path directory_ =
         fs::temp_directory_path() /
         windows_test::pathOf(windows_test::kUmlauts + std::to_string(GetTickCount64()) + "_" +

@@ -26,7 +26,7 @@ protected:
 ON_BOTH_STORES(Batch);
 
 TEST_P(Batch, IsSeenByOthersWhenItIsCommittedAndNotBefore) {
-    // The sessions of a store in memory share one connection: there only the writing is kept apart.
+    // The sessions of a store in memory share one connection, so only writing is kept apart there.
     const bool memory = std::string(GetParam()) == "memory";
     const auto second = anotherSession();
     use(first_);
@@ -207,11 +207,10 @@ TEST(Statements, AnObjectIsReadWithOneAndSavedWithFourStatements) {
     };
     EXPECT_EQ(count([&] { OBJ_load(item); }), 1u);
     EXPECT_EQ(count([&] { OBJ_load(item); }), 0u);
-    // Whether the rights have changed, check-out, and the version that tells whether the object
-    // has.
+    // Three questions: have the rights changed, is it checked out, and has its version changed.
     EXPECT_EQ(count([&] { OBJ_refresh(item, true); }), 3u);
     EXPECT_EQ(count([&] { setName(item, "new"); }), 0u);
-    // Begin, count the save, the one value, commit; a fifth if the second has changed meanwhile.
+    // Begin, count the save, write one value, commit; a fifth if the clock's second has changed.
     EXPECT_LE(count([&] { OBJ_save(item); }), 5u);
     EXPECT_EQ(count([&] { OBJ_save(item); }), 0u);
     EXPECT_EQ(count([&] { OBJ_refresh(item, false); }), 1u);

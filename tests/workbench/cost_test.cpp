@@ -43,8 +43,8 @@ protected:
         ::setenv("KELD_LOG_FILE", directory_.at("keld.log").c_str(), 1);
     }
 
-    // Of the steps' second time in a store of so many parts below one assembly; the first time
-    // reads the model.
+    // The database steps of the body's second run, in a store with so many parts below one
+    // assembly; the first run reads the model.
     template <typename Steps>
     std::uint64_t in(int parts, Steps&& body) {
         const std::string path = directory_.at(std::to_string(++stores_) + "-store");

@@ -25,7 +25,7 @@ public:
         layer().xOpen = open;
         sqlite3_vfs_register(&layer(), 1);
     }
-    // Files that are open go on, without failures.
+    // Open files keep working, without failures.
     ~DatabaseHook() {
         state() = {};
         sqlite3_vfs_unregister(&layer());
@@ -34,10 +34,10 @@ public:
     }
     DatabaseHook(const DatabaseHook&) = delete;
 
-    // Once, before the next main database is opened.
+    // Called once, before the next main database is opened.
     void beforeNextOpen(std::function<void()> action) const { state().action = std::move(action); }
     void failWrites(bool fail) const { state().fail_writes = fail; }
-    // Syncs of files whose name has this in it; empty: none.
+    // Fail the syncs of files whose name contains this; empty: of none.
     void failSyncs(const std::string& part) const { state().fail_syncs = part; }
 
 private:
@@ -46,7 +46,7 @@ private:
         bool fail_writes = false;
         std::string fail_syncs;
     };
-    // A file as the system's layer has it, and how that layer works with it.
+    // A file of the system's layer, with that layer's methods.
     struct Known {
         const sqlite3_io_methods* methods = nullptr;
         std::string name;

@@ -129,13 +129,13 @@ TEST_F(CommitFailure, ATagThatADamagedStoreGivesTwiceIsRefused) {
     runSql("UPDATE meta SET value=" + std::to_string(first) + " WHERE name='next_tag'");
     bench().selectSession(first_);
     std::string text;
-    // The block at hand is used up first.
+    // The session first uses up the block of numbers that it has.
     int status = 0;
     for (int i = 0; i < 200 && status == 0; ++i)
         status = statusOf([] { bench().createFolder("more"); }, &text);
     EXPECT_EQ(status, kStoreFailure);
     EXPECT_NE(text.find("damaged"), std::string::npos) << text;
-    // What the session has is as it was.
+    // Objects of the session are unchanged.
     EXPECT_EQ(stored(first, "object_name"), "first");
     EXPECT_EQ(bench().find({"first", "", "", 0}).size(), 1u);
 }
@@ -237,7 +237,7 @@ TEST_F(AfterAFailedSync, TheSessionSaysSoAndIsOfNoUseUntilItIsOpenedAnew) {
     EXPECT_NE(bench().errorStack().back().text.find("may be stored"), std::string::npos)
         << bench().errorStack().back().text;
     failSyncs(false);
-    // Neither a second try nor what is in the session's memory.
+    // Neither a second save nor the session's memory may hide the failure.
     EXPECT_EQ(OBJ_save(item_), kStoreFailure);
     EXPECT_EQ(OBJ_load(item_), kStoreFailure);
     EXPECT_NE(bench().errorStack().back().text.find("Open it anew"), std::string::npos)
@@ -275,7 +275,7 @@ TEST_F(AfterAFailedSync, AnImportWhoseFilesMayBeStoredKeepsThem) {
     bench().closeSession(first_);
     const auto store = bench().openStore(image());
     bench().openSession(store, {});
-    // The image has the commit that wasn't synchronised, so the file has to be there, too.
+    // The image has the commit that wasn't synchronised, so the file must be there, too.
     EXPECT_EQ(bench().find({"imported", "", "", 0}).size(), 1u);
     EXPECT_EQ(errorsIn(bench().check(store, false)), std::vector<std::string>{});
     bench().closeStore(store);

@@ -102,7 +102,7 @@ TEST_F(Processes, ASessionThatOpensTakesAwayWhatKilledOnesLeft) {
         Child killed({"hold", path_, std::to_string(other)});
         ASSERT_EQ(killed.line(), "held");
     }
-    // Killed before it had a row.
+    // A process that was killed before it had a row.
     std::ofstream(path_ + "-sessions/4711").flush();
     EXPECT_EQ(sessionFiles(), 4u);
     bench().openSession(store_, {});
@@ -164,7 +164,7 @@ TEST_F(Processes, LocksWhoseSessionIsNotStoredAreGoneWhenNobodyLives) {
 }
 
 TEST_F(Processes, DamagedLockTablesStayWhileAnotherProcessHasThemOpen) {
-    // So that they lie in the file, not in its log.
+    // Reopen the store, so that the rows are in the file and not in its log.
     bench().closeStore(store_);
     store_ = bench().openStore(path_);
     std::ofstream(path_ + "-locks", std::ios::trunc) << std::string(5000, 'x');

@@ -120,7 +120,7 @@ TEST_P(ReadsOfARun, ShortCutsAreSearchesAsWell) {
     const auto differences = tagsOf(bench().differencesFrom(reads));
     EXPECT_NE(std::find(differences.begin(), differences.end(), second), differences.end());
     beginReading();
-    bench().createRevision(item_, "");  // its id comes behind that of the latest one
+    bench().createRevision(item_, "");  // its id follows that of the latest one
     const RunReads more = endReading();
     EXPECT_TRUE(bench().differencesFrom(more).empty());
     const tag_t third = bench().createRevision(item_, "X");

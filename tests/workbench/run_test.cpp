@@ -1,4 +1,4 @@
-// The three ways to run: what stays, what goes back, and what is recorded.
+// The three ways to run: what stays, what is taken back, and what is recorded.
 
 #include "tests/workbench/run_support.h"
 

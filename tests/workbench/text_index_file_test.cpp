@@ -99,7 +99,7 @@ TEST_F(StoredTextIndex, IsKeptByWhateverAnotherProgramDoes) {
                   "*prin*", "*shin*"},
                  {"DELETE FROM value WHERE " + valueOf("Bushing"), "*shin*", ""}};
     for (const auto& step : steps) {
-        bench().setTextIndex(true);  // nothing waits
+        bench().setTextIndex(true);  // no text waits for indexing
         sql(step.change);
         EXPECT_EQ(found(step.gone), 0u) << step.change;
         EXPECT_GE(found(step.there), 1u) << step.change;
@@ -120,7 +120,7 @@ TEST_F(StoredTextIndex, IsUsedByOtherSessionsFromTheirNextSearchOn) {
     empty();
     bench().selectSession(others);
     EXPECT_EQ(found(), 0u);
-    // What one of them stores the index of the other has.
+    // A text that one session stores is in the other's index.
     bench().createFolder("Brackets");
     bench().selectSession(mine);
     EXPECT_EQ(found(), 1u);

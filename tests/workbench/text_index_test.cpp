@@ -58,7 +58,7 @@ protected:
     }
     static std::int64_t waiting() { return bench().textIndex().value().waiting; }
     void isSound() { EXPECT_EQ(errorsIn(bench().check(store_, false)), Texts{}); }
-    // As many as are taken up at once.
+    // More folders than the index takes in one go.
     static void makeMany(const std::string& name) {
         for (int i = 0; i < 1100; ++i)
             bench().createFolder(name + std::to_string(i));

@@ -23,7 +23,7 @@ protected:
         ASSERT_EQ(DBO_delete_instances(1, &object), 0);
         use(first_);
     }
-    // No stored reference leads nowhere, apart from those that deletions outright have left.
+    // Every stored reference leads to an object, except those left by unconditional deletions.
     void expectNothingDangles() {
         EXPECT_FALSE(mentions(bench().check(store_, false), "isn't there"));
     }

@@ -45,7 +45,7 @@ protected:
         steps();
         return end().head.number;
     }
-    // The undo is refused with one conflict that has the text in it, and nothing is changed.
+    // Expect a refusal with one conflict that contains the text, and an unchanged store.
     void isRefused(std::int64_t run, const std::string& part) {
         const std::string before = exported();
         const UndoReport report = bench().undoRun(run, "");

@@ -110,7 +110,7 @@ TEST_F(Upgrade, AStoreThatSomebodyWritesIsOpenedWhenTheWriterHasEnded) {
     runSql(path_, "PRAGMA journal_mode=DELETE");
     sqlite3* writer = nullptr;
     ASSERT_EQ(sqlite3_open(path_.c_str(), &writer), SQLITE_OK);
-    // To commit it has to be alone: it waits until the opener doesn't look for a moment.
+    // Its commit needs the store alone, so it waits for a moment at which the opener doesn't read.
     sqlite3_busy_timeout(writer, 10000);
     ASSERT_EQ(sqlite3_exec(writer, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
     int committed = -1;

@@ -17,7 +17,7 @@ struct Line {
     std::string key, value;
 };
 
-// The lines of a file in turn, each "-key=value".
+// Reads the lines of a file in turn, each "-key=value".
 class Lines {
 public:
     Lines(const std::string& content, std::vector<std::string>& problems)
@@ -26,7 +26,7 @@ public:
     bool atEnd() const { return at_ >= content_.size(); }
     bool failed() const { return !problems_.empty(); }
 
-    // The next line if it has this key, else nothing and the line stays.
+    // Gives the value of the next line if it has this key; else nothing, and the line stays.
     std::optional<std::string> take(std::string_view key) {
         if (atEnd())
             return std::nullopt;
@@ -39,7 +39,7 @@ public:
         --number_;
         return std::nullopt;
     }
-    // The same, and a missing one is a problem. After the first problem nothing more is read.
+    // Like take(), but a missing key is a problem. After the first problem it reads nothing more.
     std::string need(std::string_view key) {
         if (failed())
             return "";
@@ -63,7 +63,7 @@ private:
             line.pop_back();
         return line;
     }
-    // What stands there instead, short and without control characters.
+    // The line found there, short and without control characters.
     std::string shown() const {
         if (atEnd())
             return "the end of the file";

@@ -1,7 +1,7 @@
 #pragma once
 
-// Reading job files. Their format stands in docs/job-files.md; this is one way to read it, for
-// people who write a batch program of their own. Standard library only.
+// Reading job files; docs/job-files.md has their format. This is one way to read them, for people
+// who write a batch program of their own. Standard library only.
 
 #include <filesystem>
 #include <string>
@@ -18,8 +18,8 @@ struct JobObject {
     std::string relation;  // empty: the item itself
 };
 
-// One job file. Without problems all nine values of the header and at least one object are there,
-// or the file is empty, which is a type without a match and no job.
+// One job file. Without problems it has all nine values of the header and at least one object, or
+// it is empty: no job matched its type.
 struct JobFile {
     std::string file;  // name without directory
     std::string type, item, revision, user, users_group, mail_to, city, job_type, state;
@@ -34,12 +34,12 @@ JobFile parseJobFile(const std::string& file, const std::string& content);
 
 struct Job {
     std::vector<JobFile> files;         // in the order of their names
-    std::string options;                // as it stands
-    std::vector<std::string> problems;  // of the directory
+    std::string options;                // as in the file
+    std::vector<std::string> problems;  // of the directory, not of one file
 };
 
-// All job files of a directory and its options.txt, which is the last thing written: without it the
-// directory isn't complete, which is a problem.
+// Reads all job files of a directory and its options.txt. The service writes options.txt last, so a
+// directory without it isn't complete; that is a problem.
 Job readJobDirectory(const std::filesystem::path& directory);
 
 }  // namespace keld_batch

@@ -1,5 +1,5 @@
-// keld-batch: a batch program of the smallest kind. It takes a job directory as its only argument,
-// reads the job files and the options, and writes a summary of them into the directory.
+// keld-batch: a minimal batch program. It takes a job directory as its only argument, reads the job
+// files and the options, and writes a summary of them into the directory.
 
 #include <cstdio>
 #include <filesystem>
@@ -26,7 +26,7 @@ int problemsIn(const Job& job) {
     return static_cast<int>(count);
 }
 
-// One block for each file, in the form of the job files themselves.
+// Write one block for each file, in the form of the job files themselves.
 void writeFile(std::ostream& out, const JobFile& file) {
     const char* result = !file.problems.empty() ? "problem" : file.empty ? "empty" : "done";
     out << "\n-file=" << file.file << "\n-result=" << result << "\n";
@@ -61,7 +61,7 @@ void writeSummary(std::ostream& out, const Job& job) {
 int run(int argc, char** argv) {
     if (argc != 2 || argv[1][0] == '\0') {
         std::cerr << "keld-batch: the job directory is the only argument";
-        // The service quotes nothing.
+        // The service doesn't quote the path, so blanks in it split the argument.
         if (argc > 2)
             std::cerr << "; " << argc - 1 << " came, so the directory's path may have blanks in it";
         std::cerr << "\n";

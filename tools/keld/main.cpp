@@ -41,7 +41,7 @@ void addGlobals(CLI::App& app, Globals& globals) {
     app.add_flag("--no-pager", globals.no_pager, "don't show long output through PAGER");
 }
 
-// The word in the place of a verb that no verb has, with the verbs that could stand there.
+// Report the first word in place of a verb that is no verb, with the nearest ones.
 void explainUnknownVerb(const CLI::App& app, int argc, char** argv) {
     const CLI::App* at = &app;
     for (int i = 1; i < argc; ++i) {
@@ -69,7 +69,7 @@ void explainUnknownVerb(const CLI::App& app, int argc, char** argv) {
     }
 }
 
-// An option that neither the verb nor the program has.
+// Report an option that neither the verb nor the program has.
 void explainUnknownOption(const CLI::App& app, const CLI::App& verb, int argc, char** argv) {
     std::vector<std::string> options;
     for (const CLI::App* each : {&app, &verb})
@@ -120,7 +120,7 @@ int fail(const Globals& globals, const std::string& text,
     return exit_code;
 }
 
-// Failure: CommandError with the nearest verbs and topics.
+// Show a topic. Failure: CommandError with the nearest verbs and topics.
 void showTopic(const std::string& name, const CLI::App& app, bool json) {
     const std::string text = topicText(name);
     if (!text.empty())
@@ -132,8 +132,8 @@ void showTopic(const std::string& name, const CLI::App& app, bool json) {
                        kExitUsage);
 }
 
-// "help VERB" is "VERB --help", and "--version" in front of a verb is "version". Nothing: the words
-// asked for a topic, which is shown.
+// Give the command line with "help VERB" as "VERB --help", and "--version" before a verb as
+// "version". Empty: it asked for a topic, which is shown.
 std::vector<std::string> understood(std::vector<std::string> words, const CLI::App& app,
                                     bool json) {
     for (std::size_t i = 1; i < words.size(); ++i) {
@@ -178,13 +178,13 @@ void writeDocument(const Context& context) {
 }
 
 void setUp(CLI::App& app) {
-    // A text may begin with a slash on Windows, too.
+    // On Windows, too, an argument may begin with a slash: /10/20 names a line.
     app.allow_windows_style_options(false);
     app.require_subcommand(1);
     app.fallthrough();
 }
 
-// Verbs that are added by one function.
+// The verbs that one function adds.
 struct VerbGroup {
     void (*add)(Verbs&);
     std::vector<std::string_view> verbs;
@@ -209,7 +209,7 @@ const VerbGroup kVerbGroups[] = {
     {addVersionVerb, {"version"}},
     {addPeopleVerbs, {"prefs", "users", "checkout", "checkin"}},
     {addRightsVerbs, {"rights"}},
-    {addCompleteVerb, {}},  // it looks at all the others
+    {addCompleteVerb, {}},  // it needs all the others to complete them
     {addIndexVerbs, {"index"}},
     {addLogVerbs, {"log"}},
     {addCopyVerb, {"copy-attr"}},
@@ -219,7 +219,7 @@ const VerbGroup kVerbGroups[] = {
     {addApplyVerb, {"apply"}},
 };
 
-// The verb that a command line names; empty if it names none.
+// Give the verb that a command line names; empty if it names none.
 std::string verbOf(const std::vector<std::string>& words, const CLI::App& globals) {
     for (std::size_t i = 1; i < words.size(); ++i) {
         if (words[i] == "--version")
@@ -232,8 +232,8 @@ std::string verbOf(const std::vector<std::string>& words, const CLI::App& global
     return {};
 }
 
-// Add the verbs that a command line may mean. Adding all of them takes longer than most of them
-// run, so only those that come with the named one, if one is named.
+// Add only the group of the named verb, since adding all takes longer than most verbs run. Without
+// a known verb add all: help and suggestions need them.
 void addVerbs(Verbs& verbs, const std::vector<std::string>& words) {
     const std::string verb = verbOf(words, verbs.app);
     for (const VerbGroup& group : kVerbGroups)
@@ -243,7 +243,8 @@ void addVerbs(Verbs& verbs, const std::vector<std::string>& words) {
         group.add(verbs);
 }
 
-// The verb with its own arguments, without how it is to run.
+// Give the verb with its own arguments, without the options of how it runs: keld apply adds its
+// own.
 std::vector<std::string> commandOf(const CLI::App& app) {
     static const std::set<std::string> kHow = {"--dry-run",   "--test",  "--plan",
                                                "--as-server", "--whole", "--visits"};
@@ -262,7 +263,8 @@ std::vector<std::string> commandOf(const CLI::App& app) {
             words.push_back(option->get_name());
         } else {
             for (const std::string& value : values) {
-                // An empty value needs a word of its own, one with a dash the sign.
+                // As a separate word, a value that begins with a dash would be an option; after the
+                // sign, an empty value would be none.
                 words.push_back(option->get_name() + (value.empty() ? "" : "=" + value));
                 if (value.empty())
                     words.emplace_back();
@@ -294,6 +296,7 @@ Action plannedAction(const std::vector<std::string>& command) {
     } catch (const CLI::ParseError& error) {
         throw CommandError(std::string("its command can't be understood: ") + error.what());
     }
+    // A plan may only run verbs that write plans: nobody has rehearsed any other.
     if (!chosenVerb(app).get_option_no_throw("--plan"))
         throw CommandError("there are no plans of the verb " + command.front());
     return verbs.chosen;
@@ -306,7 +309,7 @@ std::string joinedTopics() {
     return all;
 }
 
-// What these show may be longer than the terminal.
+// Whether the output may be longer than the terminal.
 bool showsMuch(const std::vector<std::string>& command) {
     static const std::set<std::string> kVerbs = {
         "show",     "tree",     "find",   "where-used",  "history",    "compare",   "runs",
@@ -324,7 +327,7 @@ bool showsMuch(const std::vector<std::string>& command) {
     return false;
 }
 
-// The output through a pager, for as long as this lives.
+// Sends the output through a pager as long as this lives.
 class Paged {
 public:
     Paged(const Globals& globals, const std::vector<std::string>& command) {
@@ -336,7 +339,7 @@ public:
             return;
         if (!isSet("LESS"))
             setEnvironment("LESS", "FRX");
-        // A system without less shows it as it comes.
+        // Where less isn't installed, cat shows the output.
         (void)startPager(set.empty() ? "command -v less >/dev/null && exec less || exec cat" : set);
     }
     ~Paged() { endPager(); }
@@ -368,7 +371,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
     try {
         app.parse(argc, argv.data());
     } catch (const CLI::CallForHelp&) {
-        const std::string help = app.help();  // of the verb that was found, with its whole name
+        const std::string help = app.help();  // help of the chosen verb, with its full name
         writeBytes(globals.json ? dumped({{"help", help}}) + "\n" : help);
         return kExitDone;
     } catch (const CLI::ParseError& error) {
@@ -388,7 +391,7 @@ int run(Globals& globals, const std::vector<std::string>& typed) {
 
 int guarded(const std::vector<std::string>& words) {
     Globals globals;
-    // Known before the command line is understood, so that usage errors are a document too.
+    // Look for --json before parsing, so that usage errors are reported as a document too.
     for (std::size_t i = 1; i < words.size() && words[i] != "--"; ++i)
         globals.json |= words[i] == "--json";
     int exit_code = kExitFailed;
@@ -401,6 +404,7 @@ int guarded(const std::vector<std::string>& words) {
     } catch (const std::exception& failure) {
         exit_code = fail(globals, failure.what(), {}, kExitFailed, 0);
     }
+    // Lost output is a failure, even if the verb did its work.
     if (!writtenOut()) {
         tell("can't write to the standard output");
         return kExitFailed;

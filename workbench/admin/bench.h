@@ -1,7 +1,7 @@
 #pragma once
 
-// The class behind mervane_workbench(). Its members are defined by subject: stores.cpp,
-// registry.cpp, model.cpp, objects.cpp, search.cpp, runs.cpp, calls.cpp.
+// The class of the object that mervane_workbench() gives. Its members are defined by subject:
+// stores.cpp, registry.cpp, model.cpp, objects.cpp, search.cpp, runs.cpp, calls.cpp.
 
 #include <map>
 #include <memory>

@@ -11,7 +11,7 @@
 
 namespace mervane {
 
-// Define something; a run records it.
+// Store a definition and its entry in the record of the run together.
 template <typename Steps>
 void Bench::define(const std::string& what, Steps&& steps) {
     if (!now().recorder())
@@ -48,7 +48,7 @@ tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
     return now().model().findType(name)->handle;
 }
 
-// What a rehearsal sets goes back, whoever rehearses.
+// Anybody may rehearse a change of settings: it goes back.
 void Bench::needAdministratorUnlessRehearsed(const std::string& what) {
     if (!now().rehearses())
         needAdministrator(what);

@@ -190,6 +190,7 @@ tag_t Bench::addOccurrence(tag_t parent_revision, tag_t child_revision, const st
                            const std::string& sequence_no) {
     const tag_t made =
         mervane::addOccurrence(now(), parent_revision, child_revision, quantity, sequence_no);
+    // Otherwise only functions of the platform do so, and a host may add many.
     detail::keepCacheSmall();
     return made;
 }

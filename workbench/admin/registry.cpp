@@ -9,7 +9,7 @@ namespace mervane {
 
 namespace {
 
-// Whoever opens the store later may stand elsewhere.
+// Whoever opens the store later may work in another directory.
 std::string absolutePath(const std::string& path) {
     return path.empty()
                ? path

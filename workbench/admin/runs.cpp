@@ -99,6 +99,7 @@ int Bench::pruneRuns(const std::string& before) {
         StoreTransaction transaction(store);
         for (const std::int64_t number : tables.before(before)) {
             RunHead head;
+            // A run that goes on adds entries under its head.
             if (!readHead(now(), number, head) || head.running)
                 continue;
             tables.remove(number);
@@ -107,6 +108,8 @@ int Bench::pruneRuns(const std::string& before) {
         transaction.commit();
     }
     const std::vector<tag_t> still = tables.removedFiles();
+    // After the commit: a kill in between leaves files that no object owns, never a record without
+    // its files. An undo may have brought an object back, which then owns its file.
     for (const tag_t file : kept)
         if (!std::binary_search(still.begin(), still.end(), file) && !store.exists(file))
             store.volume().remove(file);

@@ -29,7 +29,7 @@ std::string nameOf(Session& session, Object& object) {
     return {};
 }
 
-// What people type to name the object, as it stands and with its parts quoted where they must be.
+// What people type to name the object: plain, and with its parts quoted where they must be.
 struct Id {
     std::string plain, typed;
 };
@@ -51,7 +51,7 @@ Id tagId(const Object& object) {
     return {tag, tag};
 }
 
-// "000123/A:drawing" of a dataset that hangs on a revision or item, else its tag.
+// "000123/A:drawing" of a dataset that a revision or item has a relation to, else its tag.
 Id datasetId(Session& session, Object& dataset) {
     const std::string name = session.text(dataset, "object_name");
     for (const Relation& relation : relationsTo(session, dataset.tag, NULLTAG)) {
@@ -108,8 +108,8 @@ tag_t findItemOrRevision(Session& session, const std::string& name) {
     return NULLTAG;
 }
 
-// A name of which at least one part stands in quotes: item, "/" and revision, ":" and dataset, the
-// latter two as far as they are there. Nothing: the quotes don't hold whole parts.
+// The parts of a name with at least one in quotes: item, "/" and revision, ":" and dataset; the
+// latter two may be missing. Nothing: there are no quotes, or they don't enclose whole parts.
 struct NameParts {
     std::string item;
     std::optional<std::string> revision, dataset;
@@ -148,12 +148,13 @@ tag_t findQuoted(Session& session, const NameParts& parts, const std::string& na
     return found;
 }
 
-// The start of a name up to a sign, and what stands behind it.
+// What is before and after the sign at this place.
 std::pair<std::string, std::string> splitAt(const std::string& name, std::size_t at) {
     return {name.substr(0, at), name.substr(at + 1)};
 }
 
-// The objects of a type and its subtypes, by tag; what isn't asked for isn't read.
+// The objects of a type and its subtypes, by tag, read in small parts: a search with a limit ends
+// early.
 class ObjectsOfType {
 public:
     ObjectsOfType(Session& session, const Type& wanted) : store_(session.store()) {
@@ -214,6 +215,7 @@ tag_t Bench::resolve(const std::string& name) {
     }
     if (const tag_t found = findItemOrRevision(now(), name); found != NULLTAG)
         return found;
+    // Ids and names of datasets may have colons, so try each.
     for (std::size_t colon = name.find(':'); colon != std::string::npos;
          colon = name.find(':', colon + 1)) {
         const tag_t owner = findItemOrRevision(now(), name.substr(0, colon));
@@ -358,7 +360,7 @@ std::vector<Found> Bench::find(const FindQuery& query) {
     return found;
 }
 
-// By tag; an object may stand there twice.
+// By tag; an object may come twice.
 std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string& text) {
     Session& session = now();
     std::vector<Store::Hit> hits;

@@ -41,6 +41,7 @@ std::optional<std::string> fromBase64(std::string_view text) {
                 ++digits;
             bits = bits << 6 | (padding ? 0u : static_cast<std::uint32_t>(value));
         }
+        // Bits that no byte takes must be zero, so that bytes have one form only.
         const std::uint32_t unused = digits == 2 ? 0xFFFFu : digits == 3 ? 0xFFu : 0u;
         if (bits & unused)
             return std::nullopt;

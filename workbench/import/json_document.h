@@ -1,7 +1,7 @@
 #pragma once
 
-// A JSON document read strictly, and a view of its values that knows where they stand, so that
-// every refusal names the place and what was expected there.
+// A JSON document read strictly, and a view of its values that knows their places, so that every
+// refusal names the place and what was expected there.
 
 #include <cstdint>
 #include <initializer_list>

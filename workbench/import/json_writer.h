@@ -27,7 +27,7 @@ public:
     void number(double value);  // finite
     void logical(bool value);
     void null();
-    // Behind the last value.
+    // After the last value.
     void finish() { out_ << '\n'; }
 
 private:

@@ -115,7 +115,7 @@ private:
     }
 
     void keepFile(const std::string& path, const std::string& file_name) {
-        // Without its extension, which a rename of the dataset gives the file again.
+        // Without the extension: a rename of the dataset adds it to the file's name again.
         const std::size_t dot = file_name.rfind('.');
         const std::string name = dot == 0 ? file_name : file_name.substr(0, dot);
         const tag_t dataset = createDataset(session_, "STEP", cutUtf8(name, 128));
@@ -157,6 +157,7 @@ private:
 }  // namespace
 
 ImportReport importStep(Session& session, std::istream& in, const std::string& source_name) {
+    // The source can be read only once, and the file itself is stored, too.
     TemporaryFile copy;
     StepStructure structure = readStep(in, source_name, &copy.stream());
     copy.close();

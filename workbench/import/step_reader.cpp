@@ -35,7 +35,7 @@ struct Parameter {
 };
 using Parameters = std::vector<Parameter>;
 
-// References as they stand in the file, until all of it has been read.
+// References by instance number, until the whole file has been read: they may lead forwards.
 struct Unresolved {
     std::vector<std::uint64_t> formation_product, definition_formation, usage_parent, usage_child;
 };
@@ -165,7 +165,7 @@ private:
     }
 
     // An instance of several types: ( TYPE(...) TYPE(...) ). Each has its own parameters only, so
-    // those of a usage stand in its supertype.
+    // those of a usage are found at its supertype.
     void readComplex(std::uint64_t instance) {
         Entity entity = Entity::Other;
         std::optional<Parameters> relationship;
@@ -201,8 +201,8 @@ private:
         readParameters(kept);
     }
 
-    // Behind an opening parenthesis up to the one that closes it. Only the values of this level are
-    // kept; what stands deeper is checked for its form.
+    // Read from after an opening parenthesis to the one that closes it. Only values of this level
+    // are kept; deeper ones are checked for their form.
     void readParameters(Parameters* kept) {
         scanner_.keepStrings(kept != nullptr);
         int depth = 1;
@@ -361,7 +361,7 @@ private:
         }
     }
 
-    // Versions are what contain one another in a store, so the test is made on them.
+    // In a store versions contain one another, so the test is made on them, not on definitions.
     void refuseCycles() {
         const auto version = [&](std::size_t definition) {
             return structure_.definitions[definition].formation;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The product structure of a STEP file, without a session: what stands in the file, in its order.
+// The product structure of a STEP file, without a session: what the file has, in its order.
 
 #include <cstdint>
 #include <iosfwd>

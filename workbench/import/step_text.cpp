@@ -80,6 +80,7 @@ private:
                 throw BadStepText(std::string("expected \\X0\\ behind ") + directive +
                                   " in a string");
             const std::uint32_t code = hex(digits, directive);
+            // A character above U+FFFF comes as two surrogates.
             if (high && code >= 0xDC00 && code <= 0xDFFF) {
                 character(0x10000 + ((high - 0xD800) << 10) + (code - 0xDC00));
                 high = 0;

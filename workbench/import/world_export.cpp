@@ -37,7 +37,7 @@ public:
     }
 
 private:
-    // A file is read with the datasets that have it.
+    // Leave out what the user may not READ, and a file with any dataset that has it.
     void leaveUnreadableOut(Session& session) {
         if (store_.rights("READ").empty())
             return;
@@ -221,7 +221,7 @@ private:
 }  // namespace
 
 std::vector<CheckFinding> exportWorld(Session& session, std::ostream& out) {
-    // Files that others delete meanwhile stay readable.
+    // Before the moment: each file that it shows stays readable, though others delete it.
     const Volume::Hold hold(session.store().volume());
     const OneMoment moment(session.store());
     std::vector<CheckFinding> damaged = WorldWriter(session, out).write();

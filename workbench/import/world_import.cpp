@@ -48,6 +48,7 @@ ImportReport WorldImport::run() {
         session_.commitBatch();
     } catch (...) {
         session_.rollbackBatch();
+        // The rollback knows only the files of objects that the session has made.
         for (tag_t file : kept_files_)
             store().discardFile(file);
         throw;
@@ -78,7 +79,7 @@ void WorldImport::readAll() {
     readRegisteredIds();
 }
 
-// What the model has more than before, in the order of definition.
+// Record what was added to the model, in the order of definition.
 void WorldImport::recordModel(const Model::Mark& before) {
     Recorder* const recorder = session_.recorder();
     if (!recorder)
@@ -109,7 +110,7 @@ void WorldImport::readPreferences() {
     }
 }
 
-// A right may outlive whom it was given to, so an unknown name is no reason to refuse.
+// Note unknown names, and don't refuse them: a right may outlive its user, group or type.
 void WorldImport::noteUnknownNames(const JsonNode& node, const Right& right) {
     const Model& model = store().model();
     const auto note = [&](bool known, const std::string& kind, const std::string& name) {
@@ -176,7 +177,8 @@ void WorldImport::readCheckOuts() {
     }
 }
 
-// A shared registry knows nothing of the import's transaction, so its turn comes behind it.
+// A shared registry is outside the import's transaction, so its ids are registered after the
+// commit.
 void WorldImport::readRegisteredIds() {
     if (!root_.list("registered_ids").empty())
         session_.needAdministrator("import registered ids");
@@ -207,6 +209,7 @@ void WorldImport::registerShared() {
             if (!registry.has(id))
                 session_.registerId(id);
     } catch (const Failure& failure) {
+        // The import is stored already, so this is a note.
         report_.notes.push_back("registered_ids: not registered, " + std::string(failure.what()));
     }
 }

@@ -8,7 +8,7 @@
 
 namespace mervane {
 
-// The member "model" with everything that every store doesn't have.
+// The member "model": what the store has beyond the standard data model.
 void writeModel(JsonWriter& json, const Model& model);
 
 // Adds what the store's model doesn't have. Refuses a name that it has with another meaning.

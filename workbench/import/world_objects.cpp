@@ -1,4 +1,5 @@
-// The list "objects" of a world document: instances of any class, written as they stand.
+// The list "objects" of a world document: instances of any class. Each is stored as the document
+// has it, and nothing comes along with it.
 
 #include <algorithm>
 
@@ -12,10 +13,12 @@ namespace mervane {
 void WorldImport::readObjects() {
     planObjects();
     matchByName();
+    // After users and groups, by which persons and memberships are known.
     matchPersons();
     matchMembers();
     refuseTakenIds();
     for (Planned& planned : planned_) {
+        // All get their tags before any is written: objects may refer to later ones.
         if (planned.tag == NULLTAG) {
             planned.tag = store().newTag();
             store().insert(planned.tag, planned.type->handle);
@@ -99,6 +102,7 @@ void WorldImport::matchByName(Planned& planned, const char* cls, const char* att
 }
 
 bool WorldImport::match(Planned& planned, tag_t existing) {
+    // Two objects of the document never become one of the store.
     const bool taken = std::any_of(planned_.begin(), planned_.end(),
                                    [&](const Planned& p) { return p.tag == existing; });
     if (taken || session_.object(existing).type != planned.type)
@@ -184,6 +188,7 @@ void WorldImport::writeObject(const Planned& planned) {
         planned.tag, [&](tag_t, std::int64_t stored) { version = stored; },
         [](tag_t, std::size_t, const Cell&) {});
     store().countSave(planned.tag, version);
+    // The session may have the old values in its cache.
     session_.unload(planned.tag);
 }
 

@@ -48,6 +48,7 @@ void WorldImport::readTemplates() {
 void WorldImport::readItems() {
     for (const JsonNode& node : root_.list("items")) {
         readItem(node);
+        // An import makes no calls of the platform, which keep the cache small otherwise.
         session_.unloadBeyond(Session::kMostCached);
     }
 }

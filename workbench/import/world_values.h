@@ -1,6 +1,6 @@
 #pragma once
 
-// Values of attributes as they stand in a world document.
+// Values of attributes in a world document.
 
 #include <functional>
 #include <string>

@@ -3,8 +3,8 @@
 #include "workbench/model/model.h"
 #include "workbench/model/status.h"
 
-// Texts as an administrator wants to read them: what happened, to what, and where to look. "%1$"
-// stands for the parameter that came with the number.
+// Texts as an administrator wants to read them: what happened, to what, and where to look. "%1$" is
+// the place of the parameter that came with the number.
 
 namespace mervane {
 

@@ -13,7 +13,7 @@ tag_t makeHandle(HandleKind kind, std::string_view name) {
         hash ^= static_cast<unsigned char>(c);
         hash *= 16777619u;
     }
-    // Fold the high bits in: they are lost to the kind.
+    // Fold the high four bits in, which the kind replaces.
     hash ^= hash >> 28;
     return static_cast<tag_t>(kind) << 28 | (hash & 0x0FFFFFFFu);
 }
@@ -56,6 +56,7 @@ struct Model::Parts {
     bool refreshed() {
         if (!refresh || refreshing)
             return false;
+        // The refresh looks names up, too: it must not ask again.
         refreshing = true;
         bool any = false;
         try {
@@ -280,6 +281,7 @@ const Class& Model::addClass(const std::string& name, const std::string& parent,
     Class& made = parts_->classes.emplace_back();
     Type& type = parts_->types.emplace_back();
     try {
+        // Handles first: a clash leaves the model as it was.
         made.handle = parts_->claim(HandleKind::Class, name, &made);
         type.handle = parts_->claim(HandleKind::Type, name, &type);
     } catch (...) {
@@ -380,6 +382,7 @@ void Model::backTo(const Mark& mark) {
         const Type& last = parts.types.back();
         parts.dataset_types.erase(&last);
         parts.by_handle.erase(last.handle);
+        // The map has a view of the name, so its entry goes before the type.
         parts.type_by_name.erase(last.name);
         parts.types.pop_back();
     }

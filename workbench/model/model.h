@@ -50,14 +50,14 @@ struct Class {
     bool isA(const Class& other) const;
 };
 
-// Every class has a type of its name; further types stand under it. A type may bring attributes.
+// Every class has a type of its name; further types are below it. A type may bring attributes.
 struct Type {
     std::string name;
     const Type* parent = nullptr;
     const Class* cls = nullptr;
     tag_t handle = NULLTAG;
     std::vector<const Attribute*> own;
-    // All attributes of an instance, base classes first; an object's fields stand in this order.
+    // All attributes of an instance, base classes first; an object's fields have this order.
     std::vector<const Attribute*> layout;
     std::unordered_map<tag_t, std::size_t> by_handle;
     std::unordered_map<std::string_view, std::size_t> by_name;
@@ -137,7 +137,7 @@ private:
     std::unique_ptr<Parts, void (*)(Parts*)> parts_;
 };
 
-// Text of a status; empty for an unknown number. "%1$" stands for the parameter.
+// Text of a status; empty for an unknown number. "%1$" is the place of the parameter.
 std::string_view messageText(int status);
 std::vector<int> messageNumbers();
 

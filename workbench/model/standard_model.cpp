@@ -2,7 +2,7 @@
 
 #include "workbench/model/model.h"
 
-// Names and order are part of every store: handles are made from them. Add, never rename.
+// Names are part of every store: handles are made from them. Add, never rename.
 
 namespace mervane {
 
@@ -93,7 +93,7 @@ void defineForms(Model& model) {
 }
 
 void defineDatasets(Model& model) {
-    // The versions of a dataset hang on its anchor, the newest last. The three lists of named
+    // The anchor lists the versions of a dataset, the newest last. The three lists of named
     // references are parallel.
     model.addClass("DatasetAnchor", "Instance", {references("revisions")});
     model.addClass("Dataset", "WorkspaceObject",

@@ -1,6 +1,6 @@
 #pragma once
 
-// The numbers that the workbench itself gives as statuses. Their texts stand in messages.cpp, their
+// The numbers that the workbench itself gives as statuses. Their texts are in messages.cpp, their
 // causes and remedies in docs/errors.md. Numbers that the platform has fixed keep their value.
 
 namespace mervane {
@@ -27,7 +27,7 @@ enum Status : int {
     kBadIndex = 710015,
     kBadValue = 710016,  // display text or number that doesn't fit
     kDuplicateId = 710017,
-    kNoMoreArguments = 710018,  // read behind the end of the argument stream
+    kNoMoreArguments = 710018,  // read after the end of the argument stream
     kArgumentKind = 710019,     // argument of another kind than was sent
     kUnknownPrivilege = 710020,
     kNotAllowed = 710021,    // right missing

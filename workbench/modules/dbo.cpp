@@ -93,8 +93,9 @@ struct Referring {
     }
 };
 
-// Over as many levels, each object once. Of one level the lists of levels and places would say the
-// same for all, and who asks often and leaves them allocated would fill the memory.
+// Find referrers over so many levels, each object once. For one level the lists of levels and
+// places stay empty: they would say the same for all, and fill the memory of a caller that doesn't
+// free them.
 Referring findReferrers(Session& session, tag_t instance, int levels) {
     Referring found;
     std::unordered_set<tag_t> known{instance};
@@ -104,7 +105,7 @@ Referring findReferrers(Session& session, tag_t instance, int levels) {
         std::vector<tag_t> next;
         for (tag_t target : current)
             for (const auto& referrer : session.referrers(target)) {
-                // The references of one object stand beside each other.
+                // The references of one object follow each other.
                 if (referrer.tag == instance ||
                     (!found.tags.empty() && found.tags.back() == referrer.tag) ||
                     (levels > 1 && !known.insert(referrer.tag).second))

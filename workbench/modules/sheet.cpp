@@ -16,7 +16,7 @@ int SHEET_ask_prop_names(tag_t form, int* count, char*** names) {
             need(names, "names");
             Session& session = currentSession();
             Object& object = session.object(form, standardClass(session, "Form"));
-            // What every workspace object has is not the form's.
+            // The attributes that all forms have come first and are left out.
             const std::size_t common = session.model().findType("Form")->layout.size();
             std::vector<std::string> list;
             for (std::size_t i = common; i < object.type->layout.size(); ++i)

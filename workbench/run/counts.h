@@ -23,7 +23,7 @@ public:
 private:
     std::chrono::steady_clock::time_point began_;
     std::uint64_t statements_, loaded_;
-    bool counts_;  // another run of the process doesn't
+    bool counts_;  // false: another run of the process counts already
 };
 
 }  // namespace mervane

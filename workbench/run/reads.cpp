@@ -31,7 +31,7 @@ RunReads Reads::take(Store& store) const {
                 all.objects.push_back({tag, version});
     std::sort(all.objects.begin(), all.objects.end(),
               [](const auto& a, const auto& b) { return a.object < b.object; });
-    // What the run has made is nobody's to search for.
+    // Nobody else can search for what the run has made.
     std::copy_if(searches_.begin(), searches_.end(), std::back_inserter(all.searches),
                  [&](const auto& search) { return !made_.contains(search.target); });
     return all;
@@ -61,7 +61,8 @@ std::vector<ReadDifference> differencesFrom(Session& session, const RunReads& re
         if (const std::int64_t now = store.versionOf(read.object); now != read.version)
             all[read.object] = {read.object, read.version, now};
     }
-    // An object that was read answers another search only with another version.
+    // An object that was read can't answer a search anew without another version, which is told
+    // above.
     for (const RunReads::Search& search : reads.searches)
         for (const tag_t tag : answersOf(session, search))
             if (!known.contains(tag))

@@ -21,12 +21,13 @@ public:
     // The first version counts: later ones may be the run's own. 0: there is no such object.
     void object(tag_t tag, std::int64_t version) { versions_.try_emplace(tag, version); }
     void made(tag_t tag) { made_.insert(tag); }
-    // True: nobody has asked this before; what answers is to be told.
+    // Returns: true if nobody has asked this before; the caller then tells found() what answers.
     bool asks(std::string_view cls, std::string_view attribute, tag_t target,
               std::string_view text);
     void found(const std::vector<tag_t>& tags) { found_.insert(tags.begin(), tags.end()); }
 
-    // The store tells the versions of what was found and never looked at.
+    // All so far, without what the run has made. Asks the store for the versions of what was found
+    // and never looked at.
     RunReads take(Store& store) const;
 
 private:
@@ -36,6 +37,7 @@ private:
     std::unordered_set<std::string> known_;  // searches
 };
 
+// What differs now, by tag. Requires: the session has no unsaved values.
 std::vector<ReadDifference> differencesFrom(Session& session, const RunReads& reads);
 
 }  // namespace mervane

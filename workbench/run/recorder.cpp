@@ -34,13 +34,13 @@ void Recorder::gatherReads() {
 }
 
 void Recorder::add(StoredEntry entry) {
-    // An import changes the store without a call of the platform.
+    // An import makes no calls of the platform, which notice an interruption otherwise.
     if (callsAreInterrupted())
         throw Failure(kInterrupted, "no further change");
     if (reads_ && entry.change == RunChange::ObjectMade)
         reads_->made(entry.object);
     entry.position = ++position_;
-    // Asked each time: the transaction in which the head was stored may have gone back.
+    // Ask for the head each time: the save that stored it may have gone back.
     tables_.add(tables_.begin(token_, head_, session_), entry);
 }
 
@@ -58,6 +58,7 @@ StoredEntry Recorder::stored(tag_t object, RunChange change, Side side) {
             const Attribute* known = store_.model().attributeOf(attribute);
             if (!known)
                 return;
+            // Rows come by attribute and index, so an attribute's values follow each other.
             if (entry.values.empty() || entry.values.back().attribute != attribute) {
                 entry.values.emplace_back();
                 entry.values.back().attribute = attribute;

@@ -15,9 +15,12 @@ class Reads;
 class Store;
 struct Right;
 
+// Requires, for all that adds an entry: a transaction that the change is a part of. Failure
+// kStoreFailure if the entry can't be stored, kInterrupted after interrupt(): the transaction then
+// has to go back.
 class Recorder {
 public:
-    // With `stored` the record stays in the store, else the connection alone has it.
+    // With `stored` the record stays in the store, else it ends with the store's connection.
     Recorder(Store& store, bool stored, RunHead head, std::int64_t session);
     ~Recorder();
 
@@ -27,15 +30,17 @@ public:
     Reads* reads() { return reads_.get(); }
     void gatherReads();
 
-    // Requires: a transaction that the change is a part of.
+    // Gives the entry its position.
     void add(StoredEntry entry);
 
-    // An object as the store has it, all values in `before` or in `after`.
+    // An object as the store has it, all values in `before` or in `after`; without a type if it
+    // isn't stored. Adds nothing.
     enum class Side { Before, After };
     StoredEntry stored(tag_t object, RunChange change, Side side);
-    // An object that is stored now, made outside the session's saves; with the file that it may be.
+    // An object that was made outside the session's saves, and its file if it is one.
     void addMade(tag_t object);
-    // What a change from outside the session has made of an object, by its values before.
+    // An object that was changed outside the session's saves, by its values before. Nothing if they
+    // are the same now.
     void addDifference(const StoredEntry& before);
 
     void checkedOut(tag_t object, tag_t user, const std::string& date, const std::string& comment);
@@ -49,7 +54,7 @@ public:
     void right(RunChange change, const Right& right, std::int64_t position);
     void modelExtended(const std::string& what);
 
-    // The number under which entries are stored; 0: none is, or what they told of went back.
+    // The number under which entries are stored; 0: there is none, or they went back.
     std::int64_t number() { return tables_.numberOf(token_); }
     RunTables& tables() { return tables_; }
 
@@ -68,7 +73,7 @@ private:
                   const std::string& comment);
 };
 
-// Values of a right and back, as an entry has them.
+// Values of a right and back, as an entry has them. Failure kStoreFailure for damaged ones.
 Values asValues(const Right& right);
 Right rightOf(const Values& values);
 // Of a preference: a logical that says whether it is there, then its values.

@@ -61,6 +61,7 @@ Run::Run(Session& session, const RunOptions& options, std::int64_t undoes)
                       "the session has a run already: " + session.recorder()->head().service);
     RunHead head = headOf(session, options, undoes);
     Store& store = session.store();
+    // The transaction first: while this run still waits for it, it holds up nobody.
     if (way_ != RunWay::AsServer) {
         session.beginBatch();
         try {
@@ -97,13 +98,14 @@ void Run::giveUp() {
         if (way_ != RunWay::AsServer) {
             session_.rollbackBatch();
             session_.record(nullptr);
+            // The rollback has dropped the cache, so locks that were taken since can go.
             session_.keepLocks(locks_);
             session_.store().locks().setActivity(session_.lockSession(), "");
         } else {
             session_.record(nullptr);
         }
     } catch (...) {
-        // The locks go at the latest with the session.
+        // The locks go with the session, at the latest.
     }
 }
 
@@ -121,8 +123,8 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
     head.ended = momentNow();
     head.counts = counts_.soFar();
     if (goes_back && session_.store().isBatchLost()) {
-        // It went back already, the record too, so there are no entries to tell. Of a run that was
-        // to stay, or to be shown, the first statement below says so.
+        // SQLite has rolled it back, the record too, so there are no entries to tell. If the host
+        // wants to keep or show the run, the first statement below fails and says so.
         RunHead ended = head;
         giveUp();
         return ended;
@@ -131,6 +133,7 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
         head.number = recorder.number();
         if (head.number != 0) {
             RunTables& tables = recorder.tables();
+            // Before anything goes back: the host may look at what the run has made.
             if (each)
                 tables.entries(head.number, [&](StoredEntry&& entry) {
                     ++head.entries;
@@ -160,7 +163,8 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
         if (way_ != RunWay::AsServer)
             session_.store().locks().setActivity(session_.lockSession(), "");
     } catch (const Failure&) {
-        // It is stored and can't fail any more; nobody waits for it.
+        // The run is stored and can't fail any more. Nobody waits for it, so nobody is told the
+        // text that is left.
     }
     return ended;
 }
@@ -189,6 +193,7 @@ bool readHead(Session& session, std::int64_t number, RunHead& head) {
     std::int64_t runner = 0;
     if (!RunTables(session.store(), false).head(number, head, &runner))
         return false;
+    // A run without an end is running or was killed: ask whether its session lives.
     if (head.ended.empty())
         for (const LockOwner& owner : session.store().locks().sessions())
             head.running = head.running || (owner.session == runner && owner.alive &&

@@ -1,6 +1,6 @@
 #pragma once
 
-// A run of one session: the transaction around it, its recorder, and what is told of it at its end.
+// A run of one session: its transaction, its recorder, and what is told at its end.
 
 #include <functional>
 #include <memory>
@@ -13,17 +13,22 @@
 
 namespace mervane {
 
+// Requires: the session outlives it.
 class Run {
 public:
-    // Failure kBadValue if the session has a run already. `undoes`: the run that it takes back.
+    // Begin the run. `undoes`: number of the run that it takes back. Failure kBadValue if the
+    // session has a run already; kStoreFailure while another session on the connection has a batch.
     Run(Session& session, const RunOptions& options, std::int64_t undoes = 0);
-    // Ended or not: one that isn't goes back, and its record says "not ended" as the server.
+    // A run that wasn't ended goes back; as the server, what is stored stays, and the record says
+    // "not ended".
     ~Run();
     Run(const Run&) = delete;
 
     // Tell every entry while the session still sees what the run has made, then keep the run or let
-    // it go back. `keep` counts for a whole run alone. Of a run that isn't stored, or has changed
-    // nothing, the number is 0. After a Failure nothing of a whole run is left.
+    // it go back; `keep` counts for a whole run alone. A null `each` is told nothing, and what it
+    // throws travels up. Returns: the head; its number is 0 if the run isn't stored or has changed
+    // nothing. After a failure the run has ended, and nothing of a whole run is left.
+    // Requires: not ended yet.
     RunHead end(const RunOutcome& outcome, bool keep,
                 const std::function<void(const RunEntry&)>& each);
 
@@ -39,7 +44,7 @@ private:
 
 // An entry as hosts see it.
 RunEntry shownEntry(const Model& model, StoredEntry&& entry);
-// False: there is no run of that number.
+// Returns: false if there is no run of that number. Failure kStoreFailure.
 bool readHead(Session& session, std::int64_t number, RunHead& head);
 
 }  // namespace mervane

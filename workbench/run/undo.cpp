@@ -43,6 +43,7 @@ void addObject(Effects& effects, StoredEntry&& entry) {
         net.label = entry.text;
     }
     for (StoredValue& value : entry.values) {
+        // The first entry has the value before the run, the last one that after it.
         const auto [known, first] = net.values.try_emplace(value.attribute);
         if (first)
             known->second.first = std::move(value.before);
@@ -59,7 +60,7 @@ Effects effectsOf(RunTables& tables, std::int64_t number) {
             case RunChange::ObjectDeleted:
                 addObject(effects, std::move(entry));
                 break;
-            case RunChange::FileStored:  // go with their objects
+            case RunChange::FileStored:  // all three go with their objects
             case RunChange::FileRemoved:
             case RunChange::WorkflowStarted:
                 break;
@@ -76,6 +77,7 @@ Effects effectsOf(RunTables& tables, std::int64_t number) {
                         std::get<std::string>(entry.values.front().after.at(0)));
                     break;
                 }
+                // An id of the store's own registry is in the same transaction, so it can go back.
                 [[fallthrough]];
             default:
                 effects.others.push_back(std::move(entry));
@@ -101,11 +103,13 @@ public:
             checkObject(tag, effects_.objects.at(tag));
         if (!report_.conflicts.empty())
             return;
+        // In this order: what is changed may refer to what comes back, and must no longer refer to
+        // what goes.
         reviveObjects();
         changeObjects();
         if (report_.conflicts.empty())
             deleteObjects();
-        // The latest first.
+        // The latest first: a preference that was set twice goes back step by step.
         std::for_each(effects_.others.rbegin(), effects_.others.rend(),
                       [this](const StoredEntry& entry) { takeBack(entry); });
     }
@@ -135,7 +139,7 @@ private:
         return values.empty() ? "no value" : "\"" + text + "\"";
     }
 
-    // ---- what stands against it ----
+    // ---- what speaks against it ----
 
     void checkObject(tag_t tag, const Net& net) {
         if (!net.is) {
@@ -147,6 +151,7 @@ private:
         try {
             object = session_.tryObject(tag);
             if (object)
+                // Compare with what is stored now, not with what this session read earlier.
                 session_.refresh(*object, object->locked);
         } catch (const Failure&) {
             object = nullptr;
@@ -155,6 +160,7 @@ private:
             return conflict(label(tag, net) + " isn't there any more");
         checkHolders(*object, net);
         for (const auto& [handle, change] : net.values) {
+            // Each later save sets both, so they tell nothing of the other values.
             if (handle == last_date_ || handle == last_user_)
                 continue;
             const auto place = object->type->by_handle.find(handle);
@@ -197,6 +203,7 @@ private:
                 file.name = std::get<std::string>(change.first.front());
         }
         try {
+            // The record keeps a removed file in the volume until it is pruned; it may be damaged.
             store_.volume().compare(file);
         } catch (const Failure& failure) {
             conflict(failure.what());
@@ -229,6 +236,8 @@ private:
             const Net& net = effects_.objects.at(tag);
             if (!net.was || net.is)
                 continue;
+            // A higher version than any that a session has read: nobody's old copy passes for the
+            // new one.
             Session::Revived object{tag, net.type, net.version + 1, {}};
             for (const auto& [handle, change] : net.values)
                 object.values.emplace_back(handle, change.first);
@@ -253,6 +262,7 @@ private:
             if (differs)
                 changed.push_back(&object);
         }
+        // The run's values before include the last user: the save must not write the undoing one.
         session_.keepLastUser(true);
         try {
             session_.save(changed);
@@ -357,6 +367,7 @@ private:
 
     void addRight(const StoredEntry& entry) {
         const Right right = rightOf(entry.values.front().before);
+        // The store has no question for one right: take it out, and put it back at its position.
         if (const std::int64_t had = store_.removeRight(right)) {
             store_.addRight(right, had);
             return conflict("a right of " + right.subject_kind + " " + right.subject + " to " +
@@ -379,6 +390,7 @@ UndoReport undoRun(Session& session, std::int64_t number, const std::string& ver
                                      " is at work on it");
     UndoReport report;
     RunTables tables(session.store(), false);
+    // A whole run of its own: a conflict takes all of it back, and the undo can be undone.
     Run run(session, {RunWay::Whole, "undo", std::to_string(number), "", version}, number);
     Effects effects = effectsOf(tables, number);
     report.not_undone = effects.not_undone;
@@ -388,6 +400,7 @@ UndoReport undoRun(Session& session, std::int64_t number, const std::string& ver
     const bool keep = report.conflicts.empty();
     const RunHead ended =
         run.end({keep ? RunResult::Done : RunResult::Refused, 0, "", {}, {}}, keep, nullptr);
+    // Cached objects may be older than what the undo has stored.
     session.forgetAll();
     report.run = keep ? ended.number : 0;
     report.done = keep;

@@ -13,11 +13,13 @@ namespace mervane {
 
 class ArgumentStream {
 public:
+    // What is left of earlier arguments goes.
     void send(std::vector<Argument> arguments) {
         arguments_ = std::move(arguments);
         next_ = 0;
     }
-    // The next argument. Failure kNoMoreArguments, or kArgumentKind: it then stays the next one.
+    // The next argument. The reference holds until send(). Failure kNoMoreArguments, or
+    // kArgumentKind: it then stays the next one.
     template <typename T>
     const T& next() {
         if (next_ >= arguments_.size())

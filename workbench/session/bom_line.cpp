@@ -48,7 +48,7 @@ bool isFixed(std::string_view name) {
     return std::find(kFixed.begin(), kFixed.end(), name) != kFixed.end();
 }
 
-// The part of the name behind a prefix; empty if it doesn't begin with it.
+// The part of the name after a prefix; empty if it doesn't begin with it.
 std::string_view behind(std::string_view name, std::string_view prefix) {
     return name.starts_with(prefix) ? name.substr(prefix.size()) : std::string_view();
 }
@@ -75,7 +75,7 @@ Property shownProperty(Session& session, tag_t tag, std::string_view name) {
     return property;
 }
 
-// One line shows its quantity as it stands, a packed one the sum, where none counts as 1.
+// A single line shows its quantity as it is, a packed one the sum; no quantity counts as 1 there.
 std::string shownQuantity(const BomLine& line) {
     if (!line.values || line.packed.empty())
         return line.values ? line.values->quantity : std::string();

@@ -104,6 +104,8 @@ void BomWindows::expand(BomLine& line) {
     for (tag_t tag :
          views.empty() ? std::vector<tag_t>{} : occurrencesOf(session_, views.front())) {
         Object& occurrence = session_.object(tag);
+        // An occurrence that the window shows already stays as it was read; the save compares
+        // versions.
         if (!occurrence.locked && !occurrence.isDirty() && !line.window->occurrences.contains(tag))
             session_.refresh(occurrence, false);
         const tag_t child = session_.reference(occurrence, "child");
@@ -125,6 +127,7 @@ std::vector<tag_t> BomWindows::children(tag_t tag) {
     return shown;
 }
 
+// Merge lines beside this one that show the same revision, number and notes.
 void BomWindows::pack(tag_t tag) {
     BomLine& into = line(tag);
     if (!into.parent || into.packed_into || !canBeSummed(into))
@@ -179,7 +182,7 @@ void BomWindows::save(tag_t tag) {
 
 namespace {
 
-// The lock of the view revision stands for those of its occurrences, of which there are many.
+// The lock of the view revision covers its occurrences: locking each of many would take long.
 class WrittenUnderTheView {
 public:
     ~WrittenUnderTheView() {
@@ -204,6 +207,8 @@ void BomWindows::store(const std::vector<OccurrenceValues*>& changed) {
     try {
         for (const OccurrenceValues* values : changed) {
             Object& object = session_.object(values->occurrence);
+            // Compared with what the window shows: the session may have read the object again
+            // since.
             if (object.version != values->version)
                 throw Failure(kChangedMeanwhile,
                               "occurrence #" + std::to_string(object.tag) +

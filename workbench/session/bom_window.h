@@ -42,31 +42,46 @@ struct BomLine {
     std::vector<BomLine*> packed;  // the lines merged into this one
 };
 
+// Where a window is meant, any of its lines is given. Failure kUnknownObject for a line of no open
+// window.
 class BomWindows {
 public:
     explicit BomWindows(Session& session);
     ~BomWindows();
     BomWindows(const BomWindows&) = delete;
 
-    // A new window on a revision; returns its top line.
+    // Open a window on a revision. Returns: its top line. Failure kWrongClass for an object that is
+    // no item revision.
     tag_t open(tag_t revision);
-    // Store the changed occurrences of the line's window in one transaction. Failure kLockedByOther
-    // or kChangedMeanwhile: nothing is stored and the window keeps its values.
+    // Store the changed occurrences of the line's window in one transaction, while their view
+    // revisions are locked. The failures of a lock (session.h), or kChangedMeanwhile if somebody
+    // else has stored an occurrence since the window read it: nothing is stored and the window
+    // keeps its values.
     void save(tag_t line);
     // Drop the window with its lines; what wasn't saved is lost.
     void close(tag_t line);
 
-    // The line; Failure kUnknownObject for a line of no open window.
+    // The reference holds until the window is closed.
     BomLine& line(tag_t tag);
     // The lines below, without those that are merged into another.
     std::vector<tag_t> children(tag_t line);
+    // Merge the lines below the same parent that are like this one (revision, number and notes)
+    // into it; it shows the sum of the quantities. Nothing for the top line, a merged line and one
+    // whose quantity is no number.
     void pack(tag_t line);
+    // Undo that; nothing for a line that isn't packed.
     void unpack(tag_t line);
 
     bool hasProperty(tag_t line, std::string_view name);
+    // Failure kUnknownAttribute.
     Session::Property property(tag_t line, std::string_view name);
+    // Set a note, the quantity or the number; of a packed line, in all lines that it merges.
+    // Failure kUnknownAttribute; kReadOnly for another property, for the top line, a merged line
+    // and the quantity of a packed one; kWrongKind for values other than one text, kBadValue for a
+    // quantity that is no decimal number, kTooLong. Nothing is set then.
     void setProperty(tag_t line, std::string_view name, const Values& values);
-    // A number for a name; the same for the life of the process. Failure kUnknownAttribute.
+    // A number for a name, above 0; the same for the life of the process. Failure
+    // kUnknownAttribute.
     int attributeId(std::string_view name);
     std::string attributeName(int id) const;
 

@@ -19,7 +19,7 @@ std::string named(Session& session, const Object& object) {
     return "dataset #" + std::to_string(object.tag) + " \"" + session.displayId(object.tag) + "\"";
 }
 
-// What the type says of itself, or the nearest type above it.
+// What is defined for the type, or for the nearest type above it.
 const DatasetTypeInfo* typeInfo(Session& session, const Type& type) {
     for (const Type* at = &type; at; at = at->parent)
         if (const DatasetTypeInfo* info = session.model().datasetType(*at))
@@ -200,6 +200,7 @@ Object& importFile(Session& session, const std::string& path, const std::string&
         session.put(file, "original_file_name",
                     {original_name.empty() ? lastPart(path) : original_name});
         session.put(file, "file_type", {std::int64_t{file_type}});
+        // The file is complete on disk before its object can be saved.
         const FileFacts facts = session.store().volume().place(file.tag, path);
         session.put(file, "byte_size", {facts.byte_size});
         session.put(file, "sha256", {facts.sha256});
@@ -365,6 +366,7 @@ void purgeVersions(Session& session, Object& dataset) {
         return;
     Object& anchor = session.object(datasetAnchor(session, dataset));
     Locked anchor_lock(session, anchor);
+    // Read again under the lock: another session may have purged them.
     auto versions = datasetVersions(session, anchor.tag);
     if (versions.size() < 2)
         return;
@@ -384,7 +386,7 @@ void purgeVersions(Session& session, Object& dataset) {
         if (!session.bypass() && !session.allowed(old, "DELETE"))
             throw Failure(kNotAllowed,
                           "user " + session.userId() + " may not DELETE " + named(session, old));
-        // Whoever works on an old version keeps it.
+        // Try the lock: a version that somebody works on isn't purged.
         Locked(session, old);
     }
     auto gone = versions;

@@ -175,7 +175,7 @@ date_s parseDate(std::string_view text, std::string_view format) {
                 year = parser.number(4);
                 break;
             case 'y':
-                // As usual: 69 to 99 lie in the last century, the rest in this one.
+                // As usual: 69 to 99 are years of the last century, the rest of this one.
                 year = parser.number(2);
                 year += year < 69 ? 2000 : 1900;
                 break;

@@ -20,11 +20,12 @@ std::string dateText(const date_s& date);
 // Exactly what dateText gives; anything else is a Failure kBadDate.
 date_s dateFromText(const std::string& text);
 
-// The text of a date in a format of %Y %m %d %H %M %S %y %b %%; other characters stand for
-// themselves. Failure kBadDate for an invalid date or another conversion.
+// The text of a date in a format of %Y %m %d %H %M %S %y %b %%; other characters are copied.
+// Failure kBadDate for an invalid date or another conversion.
 std::string formatDate(const date_s& date, std::string_view format);
 // The date that a text in such a format names; what the format leaves out is 1 January 1970, 0:00.
 // Numbers may have fewer digits than the format writes; a blank in the format takes any blanks.
+// Failure kBadDate for a text that doesn't fit the format, or a date that isn't in the calendar.
 date_s parseDate(std::string_view text, std::string_view format);
 
 }  // namespace mervane

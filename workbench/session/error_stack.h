@@ -1,7 +1,7 @@
 #pragma once
 
-// The process's stack of errors. Within a protect mark errors are expected: they are kept from the
-// client, so they leave the stack when the mark ends.
+// The process's stack of errors; of more than 1,000 the oldest go. Within a protect mark errors are
+// expected: they are kept from the client, so they leave the stack when the mark ends.
 
 #include <string>
 #include <vector>
@@ -18,10 +18,12 @@ public:
     // Empty the whole stack, inside a mark too.
     void clear() { entries_.clear(); }
     int setMark();  // above 0
-    // End the stretch: what was pushed since goes. Failure kBadMark.
+    // End the mark and those set inside it: what was pushed since goes. Failure kBadMark for a mark
+    // that isn't set.
     void clearMark(int mark);
     bool hasMark() const { return !marks_.empty(); }
-    const std::vector<StackEntry>& entries() const { return entries_; }  // oldest first
+    // Oldest first; they hold until the stack changes.
+    const std::vector<StackEntry>& entries() const { return entries_; }
 
 private:
     struct Mark {

@@ -26,6 +26,7 @@ int failed(const char* operation, int status, const char* text) {
     } catch (...) {
         // No memory for the text; the status still tells.
     }
+    // A failure never looks like success.
     return status ? status : kInternal;
 }
 

@@ -87,7 +87,9 @@ int run(const char* operation, Body& body) noexcept {
 }
 }  // namespace detail
 
-// Run the body of an interface function. Arguments are given for the journal only.
+// Run the body of an interface function. Arguments are given for the journal only. Returns: 0, or
+// the status of what the body threw, or of a planned fault, in whose place the body isn't run; the
+// error stack then has an entry, but for kNoPreference.
 //   int OBJ_load(tag_t object) {
 //       return call("OBJ_load", [&] { currentSession().object(object); }, object);
 //   }
@@ -112,9 +114,11 @@ int call(const char* operation, Body&& body, const Args&... args) noexcept {
 // Failure kNullArgument if the pointer is null; the name is the parameter's.
 void need(const void* pointer, const char* name);
 
-// ---- handing memory out; Failure kNoMemory ----
+// ---- handing memory out: blocks of the platform's heap, which the receiver frees with HEAP_free;
+// Failure kNoMemory, and nothing is left allocated ----
 char* copyText(const std::string& text);
 tag_t* copyTags(const std::vector<tag_t>& tags);  // null for an empty list
+// An array that ends with a null entry, and a block for each text; null for an empty list.
 char** copyTexts(const std::vector<std::string>& texts);
 void* allocate(std::size_t size);
 // Into a caller's buffer of `size` bytes: Failure kTooLong if it doesn't fit.

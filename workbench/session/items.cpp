@@ -24,8 +24,8 @@ std::string numbered(std::uint32_t number) {
     return std::string(digits.size() < 6 ? 6 - digits.size() : 0, '0') + digits;
 }
 
-// A number that no item has and no other session has chosen: the next after the last in a store
-// that only has chosen ids.
+// Choose a number that no item has and no other session has chosen. Doubling and halving finds the
+// one after the last in few searches, if all ids were chosen here.
 std::string freeItemId(Session& session) {
     const auto taken = [&](std::uint32_t number) {
         return findItem(session, numbered(number)) != NULLTAG;
@@ -107,6 +107,7 @@ Object& newItem(Session& session, const Type& type, const std::string& id, const
                 const std::string& revision_id, Object** first_revision) {
     if (!type.cls->isA(standardClass(session, "Item")))
         throw Failure(kWrongClass, "\"" + type.name + "\" is no type of items");
+    // The save tests again: another session may take the id meanwhile.
     if (!id.empty() && findItem(session, id) != NULLTAG)
         throw Failure(kDuplicateId, "there is an item " + id + " already");
     const std::string item_id = id.empty() ? freeItemId(session) : id;
@@ -131,7 +132,7 @@ Object& newItem(Session& session, const Type& type, const std::string& id, const
 }
 
 Object& newRevision(Session& session, Object& item, const std::string& revision_id) {
-    // The newest has the highest number: looking at it alone keeps items of many revisions quick.
+    // The newest has the highest number; reading all of many revisions would take long.
     const tag_t newest = session.lastReferrerBy("ItemRevision", "items_tag", item.tag);
     std::string id = revision_id;
     if (id.empty()) {

@@ -60,7 +60,7 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 
 }  // namespace
 
-// Set before the first call by what the environment asks for.
+// The environment may ask for a journal or for failures from the first call on.
 std::atomic<bool> watching{watch().needed()};
 
 void interruptCalls() noexcept {
@@ -169,7 +169,7 @@ Counted::Counted(const char* operation) noexcept : began_(-1) {
     try {
         ++now.counted[operation];
     } catch (...) {
-        // No memory: one call less is told.
+        // No memory: the count has one call less.
     }
     began_ = 0;
     if (now.depth++ == 0)
@@ -185,7 +185,7 @@ Counted::~Counted() {
 }
 
 int plannedFault(const char* operation) {
-    // What only reads or clears the error stack is still to be had.
+    // The error stack can still be read and cleared.
     if (interrupted && std::strncmp(operation, "ERR_", 4) != 0)
         return kInterrupted;
     Watch& now = watch();

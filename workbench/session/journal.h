@@ -16,22 +16,27 @@
 
 namespace mervane {
 
-// Keep each entry, or tell it.
+// Keep each entry from now on, in place of those that were kept; or tell it to `each`, which calls
+// nothing of the platform and throws nothing, and keep none.
 void startJournal(std::function<void(const JournalEntry&)> each = nullptr);
+// Returns: what was kept.
 std::vector<JournalEntry> stopJournal();
-// Counting begins anew. An empty list: none.
+// Take this plan in place of the earlier one, and count calls from 1 again. An empty list: no plan.
 void setFaults(const std::vector<Fault>& faults);
 // Failure kBadValue for a text that is no plan.
 std::vector<Fault> faultsFromText(const std::string& text);
 
-// From now on every call fails with kInterrupted, until calls go on. Safe in a signal handler.
+// From now on every call but those of the error stack fails with kInterrupted, until
+// letCallsGoOn(). Safe in a signal handler.
 void interruptCalls() noexcept;
 void letCallsGoOn() noexcept;
 bool callsAreInterrupted() noexcept;
 
-// Count the calls of each operation and the time in them; false: that is done already.
+// Count the calls of each operation and the time in them, from 0. Returns: false, and nothing is
+// changed, if they are counted already.
 bool startCounting();
 void stopCounting();
+// Since the counting began.
 std::map<std::string, std::int64_t> countedCalls();
 std::chrono::nanoseconds timeInCalls();
 

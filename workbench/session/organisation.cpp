@@ -168,6 +168,7 @@ void Session::openAs(const SessionOptions& options) {
         Object& member = newMember(*this, user_, group_);
         save(member);
     }
+    // Last: a session that can't be opened leaves nothing among the locks.
     lock_session_ = store_->locks().open(id);
 }
 

@@ -8,8 +8,8 @@
 
 namespace mervane {
 
-// Ids and names come into command lines and paths. Failure kBadValue for one with a control
-// character or one that a command processor reads.
+// Ids and names get into command lines and paths. Failure kBadValue for one with a control
+// character or a character that has a meaning on command lines.
 void needPlainName(const char* what, const std::string& name);
 // Each is stored when the call returns. Failure kDuplicateId for a name that is taken,
 // kUnknownObject for a group that isn't there.

@@ -174,7 +174,7 @@ std::optional<Value> valueFromText(Session& session, Kind kind, const std::strin
     return std::nullopt;
 }
 
-// What a text had to be.
+// Why a text is no value of the kind.
 const char* wantedText(Kind kind) {
     switch (kind) {
         case Kind::Int:
@@ -281,7 +281,8 @@ std::string Session::displayText(Object& object, std::string_view name) {
 
 Values Session::valuesOfText(Object& object, std::string_view name, const Property& now,
                              const std::string& text) {
-    // What is shown already is the surest source: names need not be unique.
+    // The text that is shown keeps its values: names needn't be unique, and a search may find
+    // another object.
     if (text == displayText(object, name))
         return now.values;
     Values values;

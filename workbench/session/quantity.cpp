@@ -13,7 +13,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// The digits in front of and behind the point.
+// The digits before and after the point.
 struct Digits {
     std::string whole, fraction;
 

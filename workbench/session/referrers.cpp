@@ -49,6 +49,7 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
             const Referrer here{object->tag, attribute.handle, object->type->handle,
                                 object->isNew()};
             if (!object->isNew()) {
+                // For a changed field the unsaved value counts, not the stored one.
                 const auto at = std::lower_bound(all.begin(), all.end(), here, less);
                 if (at != all.end() && !less(here, *at))
                     all.erase(at);
@@ -88,6 +89,7 @@ std::vector<tag_t> Session::corrected(const Class& cls, const Attribute& attribu
                                       const std::vector<Stored>& stored, Matches&& matches) {
     std::vector<tag_t> tags;
     tags.reserve(stored.size());
+    // Whoever has an attribute is of the class that brings it, so no type needs a test.
     const bool every = attribute.owner == cls.name;
     for (const Stored& each : stored) {
         if (!every) {
@@ -168,7 +170,7 @@ std::vector<tag_t> Session::findByTextOf(std::string_view class_name,
     const Class* cls = nullptr;
     const Attribute& refers = needAttribute(model(), class_name, reference_name, &cls);
     const Attribute& says = needAttribute(model(), class_name, name, &cls);
-    // Of a run's reads, all who refer stand for those that say so.
+    // A run's reads note all who refer: those with the text are among them.
     if (reads() && reads()->asks(class_name, reference_name, target, ""))
         reads()->found(referrersBy(class_name, reference_name, target));
     std::vector<tag_t> tags = store_->referrersWithText(refers.handle, target, says.handle, value);

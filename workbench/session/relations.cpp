@@ -29,6 +29,7 @@ std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
         if (relation_type != NULLTAG && type != relation_type)
             continue;
         const tag_t other = session.reference(*relation, other_end);
+        // An end that another session has deleted drops out with its relation.
         if (session.tryLiving(other))
             found.push_back({tag, type, other, session.reference(*relation, "user_data")});
     }

@@ -17,8 +17,8 @@ struct Relation {
     tag_t relation = NULLTAG, type = NULLTAG, other = NULLTAG, user_data = NULLTAG;
 };
 
-// The relations of an object, by tag, without those whose other end can't be loaded. NULLTAG as
-// type means all.
+// The relations of an object, by tag, without those whose other end is deleted. NULLTAG as type
+// means all. Failure kUnknownObject for the object, kUnknownType for a handle of no relation type.
 std::vector<Relation> relationsFrom(Session& session, tag_t primary, tag_t relation_type);
 std::vector<Relation> relationsTo(Session& session, tag_t secondary, tag_t relation_type);
 

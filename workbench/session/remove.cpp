@@ -37,7 +37,7 @@ void Session::addParts(Object& object, const std::set<tag_t>& known, std::vector
     } else if (is("STRBOMViewRevision")) {
         addAll(referrersBy("STROccurrence", "parent_bvr", object.tag));
     } else if (is("Dataset")) {
-        // What goes with one version goes with all of them.
+        // The first version that is met brings the parts of all.
         if (!known.count(reference(object, "anchor")))
             addAll(datasetParts(*this, object));
     } else if (is("FLOWProcess")) {
@@ -67,7 +67,8 @@ void Session::remove(Object& object) {
     if (!bypass_ && !object.isNew() && !allowed(object, "DELETE"))
         throw Failure(kNotAllowed, "user " + userId() + " may not DELETE " + plainName(object));
     needRightsFor(object);
-    // From here on nobody stores a reference to what goes.
+    // Take the write lock before looking for referrers: nobody stores a new reference until the
+    // commit.
     StoreTransaction transaction(*store_);
     if (!object.isNew() && !store_->exists(object.tag))
         leaveGone(object);
@@ -85,6 +86,8 @@ void Session::remove(Object& object) {
         for (const Referrer& referrer : referrers(tag)) {
             if (gone.count(referrer.tag))
                 continue;
+            // The targets of a process lose it from their lists; any other reference keeps the
+            // object.
             if (referrer.attribute == stages.handle) {
                 staged.insert(referrer.tag);
                 continue;
@@ -123,8 +126,8 @@ void Session::remove(Object& object) {
     forget(going);
 }
 
-// Take references to what goes out of an array, in the store; what the object shows afterwards is
-// returned.
+// Store an array without the references to what goes. Returns: what the object shows when that is
+// committed.
 Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
                                   const std::set<tag_t>& gone) {
     const auto without = [&](Values values) {
@@ -177,7 +180,7 @@ void Session::erase(std::span<const tag_t> tags) {
 void Session::eraseStored(std::span<const tag_t> tags) {
     if (!batches_.empty())
         removed_in_batch_.reserve(removed_in_batch_.size() + tags.size());
-    // All of them first: what names one may be deleted with it.
+    // Record all before any is erased: the label of a revision needs its item.
     if (recorder_)
         for (const tag_t tag : tags)
             recordErasure(tag);
@@ -218,13 +221,14 @@ void Session::revive(const Revived& object) {
         recorder_->addMade(object.tag);
 }
 
-// What is gone leaves the session, and its file the volume.
+// Forget what is deleted, and remove its files after the object: a kill in between leaves a file
+// without an object, never the other way round.
 void Session::forget(std::span<const tag_t> tags) {
     for (const tag_t tag : tags) {
         const auto at = cache_.find(tag);
         const bool placed =
             at != cache_.end() ? at->second->isA(*known_.file) : store_->volume().exists(tag);
-        // What a record keeps can come back.
+        // An undo needs the file of a run that is recorded.
         if (placed && !(recorder_ && recorder_->isStored())) {
             if (!batches_.empty())
                 removed_in_batch_.push_back(tag);

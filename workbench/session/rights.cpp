@@ -32,7 +32,7 @@ void needPrivilege(const std::string& name) {
 
 namespace {
 
-// How far up the chain of types or classes the name stands; -1: it doesn't.
+// How far up the chain the type or class of this name is; -1: it isn't there.
 template <typename Level>
 int distance(const Level* from, const std::string& name) {
     int steps = 0;
@@ -57,6 +57,7 @@ bool Session::allowed(Object& object, const std::string& privilege) {
 RightDecision Session::decide(Object& object, const std::string& privilege, const Asker& asker) {
     needPrivilege(privilege);
     RightDecision decision{privilege != kEndCheckOut || asker.administrator, std::nullopt};
+    // Each kind of scope has a range of ranks: object above status, type, class and all.
     constexpr int kFar = 1000;  // deeper than any chain of types
     std::string status;
     bool status_known = false;
@@ -109,7 +110,7 @@ bool Session::administrator() {
 }
 
 void Session::needAdministrator(const char* what) {
-    // What a session needs to be opened, and a store to be made, nobody has asked for.
+    // While a session is opened, or a store made, the workbench itself makes users and members.
     if (lock_session_ == 0 || user_ == NULLTAG || administrator())
         return;
     throw Failure(kNotAllowed, "user " + userId() + " in group " + groupName() + " may not " +
@@ -157,6 +158,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
                                        ", which a check-out is for");
     {
         StoreTransaction transaction(*store_);
+        // In the transaction, so nobody deletes the object before its check-out is stored.
         if (!store_->exists(object.tag))
             leaveGone(object);
         const Store::CheckOutRow row{object.tag, user_, dateText(now()), comment};
@@ -174,7 +176,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
 
 void Session::checkIn(Object& object) {
     mayWrite();
-    // What is ended is what was looked at.
+    // One transaction, so what is ended is the check-out that was tested.
     StoreTransaction transaction(*store_);
     CheckOut by;
     if (!checkedOut(object.tag, &by))

@@ -34,6 +34,7 @@ void Session::storeField(Object& object, std::size_t place) {
         return;
     }
     for (std::size_t i = 0; i < values.size(); ++i) {
+        // Only elements that differ are written.
         const bool known = field.stored && i < field.stored->size();
         if (!known || (*field.stored)[i] != values[i])
             store_->write(object.tag, attribute.handle, i, values[i], field.stored && !known);
@@ -75,6 +76,7 @@ void Session::recordSave(const Object& object) {
         else if (!object.isNew() && field.dirty && field.stored && *field.stored != field.values)
             entry.values.push_back({attribute, *field.stored, field.values});
     }
+    // A save without a difference has no entry.
     if (!object.isNew() && entry.values.empty())
         return;
     const bool made = object.isNew();
@@ -124,8 +126,8 @@ void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>
     }
 }
 
-// Another session may have taken an id since it was chosen, and below the properties nobody asks.
-// Requires: everything of the save is stored.
+// Attribute-level setters don't check ids, and another session may have taken one. Requires:
+// everything of the save is stored.
 void Session::checkIds(Object& object) {
     const auto changed = [&](const char* name) {
         return object.isNew() || object.fields.isDirty(object.type->by_name.at(name));
@@ -178,7 +180,8 @@ void Session::save(std::span<Object* const> objects) {
     const auto add = [this](Object& object) {
         if (object.saving || (!object.isNew() && !(touched_.count(&object) && object.isDirty())))
             return;
-        // Values set under the lock are still under it; the workbench's own may not be.
+        // set() needs the lock, the workbench's own put() doesn't: ask whether somebody else has
+        // it.
         if (!object.isNew() && !object.locked)
             if (const auto owner = store_->locks().owner(object.tag);
                 owner && owner->session != lock_session_)
@@ -191,7 +194,7 @@ void Session::save(std::span<Object* const> objects) {
     };
     for (Object* object : objects)
         add(*object);
-    // What is stored with a new object; the list grows while it is walked.
+    // Add what is stored along with a new object; the list grows on the way.
     for (std::size_t i = 0; i < saving_.size(); ++i)
         if (saving_[i]->isNew())
             for (const tag_t part : saving_[i]->saved_along)
@@ -202,9 +205,12 @@ void Session::save(std::span<Object* const> objects) {
 
     for (Object* object : saving_)
         stamp(*object);
+    // Room first: nothing may fail after the commit.
     if (!batches_.empty())
         placed_in_batch_.reserve(placed_in_batch_.size() + saving_.size());
     {
+        // References and ids are checked in the transaction: until the commit nobody deletes a
+        // target or takes an id.
         StoreTransaction transaction(*store_);
         for (Object* object : saving_)
             storeObject(*object);
@@ -218,12 +224,14 @@ void Session::save(std::span<Object* const> objects) {
                 recordSave(*object);
         transaction.commit();
     }
+    // Only after the commit: values that aren't stored stay unsaved.
     for (Object* object : saving_) {
         if (object->isNew() && !batches_.empty() && object->isA(*known_.file))
             placed_in_batch_.push_back(object->tag);
         if (object->isNew())
             object->saved_along.clear();
         ++object->version;
+        // A process start sets other unsaved values aside during its save.
         if (!object->fields.settle(*object->type))
             touched_.erase(object);
     }

@@ -26,6 +26,8 @@ std::uint64_t objectsLoaded() {
 Session& currentSession() {
     if (!current)
         throw Failure(kNoSession, "open a session first");
+    // Nobody knows what is stored after a failed write to disk: every call fails until the store is
+    // opened anew.
     current->store().needSound();
     return *current;
 }
@@ -52,6 +54,7 @@ date_s now() {
         date.day = static_cast<std::uint8_t>(local.tm_mday);
         date.hour = static_cast<std::uint8_t>(local.tm_hour);
         date.minute = static_cast<std::uint8_t>(local.tm_min);
+        // A leap second is no valid time of a date.
         date.second = static_cast<std::uint8_t>(std::min(local.tm_sec, 59));
         last = seconds;
     }
@@ -82,6 +85,7 @@ Session::~Session() {
         rollbackBatch();
     for (const tag_t file : unsavedFiles())
         store_->discardFile(file);
+    // The locks last: nobody takes an object while something of it still goes back.
     store_->locks().close(lock_session_);
     if (current == this)
         current = nullptr;
@@ -188,6 +192,7 @@ Object* Session::tryObject(tag_t tag) {
 }
 
 Object* Session::tryLiving(tag_t tag) {
+    // What is loaded now is stored; what was cached may have been deleted since.
     const bool cached = cache_.count(tag) != 0;
     Object* found = tryObject(tag);
     return found && cached && !found->isNew() && !store_->exists(tag) ? nullptr : found;
@@ -247,7 +252,7 @@ void Session::unload(tag_t tag) {
     if (at != cache_.end() && at->second->isNew()) {
         if (at->second->isA(*known_.file))
             store_->discardFile(tag);
-        // Nobody could store them any more.
+        // Its parts can only be stored along with it, so they go, too.
         for (const tag_t part : std::exchange(at->second->saved_along, {}))
             if (const auto found = cache_.find(part);
                 found != cache_.end() && found->second->isNew())
@@ -267,13 +272,14 @@ void Session::unloadBeyond(std::size_t most) {
 
 void Session::unloadMuch() {
     unloadBeyond(kMostCached);
-    // What has to stay isn't looked at again and again.
+    // What has to stay isn't walked through after each call.
     much_ = std::max(kMostCached, 2 * cache_.size());
 }
 
 void Session::refresh(Object& object, bool with_lock) {
     const tag_t tag = object.tag;
     const bool had_lock = object.locked;
+    // The lock first: from here on nobody else stores what is read below.
     if (with_lock)
         lockUnread(object);
     if (!object.isNew()) {
@@ -320,6 +326,7 @@ void Session::takeLock(tag_t tag, const Object* object) {
         return;
     std::optional<LockOwner> owner;
     try {
+        // Noted first: without memory afterwards, nobody would know of the lock in the table.
         locks_held_.insert(tag);
         owner = store_->locks().take(lock_session_, tag);
     } catch (...) {
@@ -344,7 +351,7 @@ void Session::giveLock(tag_t tag) noexcept {
     try {
         store_->locks().release(lock_session_, tag);
     } catch (...) {
-        // It goes at the latest with the session.
+        // It goes with the session, at the latest.
     }
 }
 
@@ -370,7 +377,7 @@ void Session::lock(Object& object) {
     lockUnread(object);
     if (object.isNew())
         return;
-    // Under the lock nobody stores it any more.
+    // Compared under the lock: from here on nobody else stores the object.
     std::int64_t stored = 0;
     try {
         stored = store_->versionOf(object.tag);
@@ -389,7 +396,7 @@ void Session::lock(Object& object) {
                   plainName(object) + " was stored by another session since it was read");
 }
 
-// Take the lock, whatever the store has meanwhile.
+// Take the lock without comparing versions.
 void Session::lockUnread(Object& object) {
     if (object.locked)
         return;
@@ -431,6 +438,7 @@ void Session::commitBatch() {
     batches_.pop_back();
     if (!batches_.empty())
         return;
+    // Files go only after the commit: a kill before it leaves their objects stored.
     placed_in_batch_.clear();
     for (const tag_t file : std::exchange(removed_in_batch_, {}))
         store_->volume().remove(file);
@@ -443,7 +451,7 @@ void Session::rollbackBatch() {
     batches_.pop_back();
     store_->letGoOfBatch();
     forgetAll();
-    // Before their tags go back: another session may give them to files of its own.
+    // Before their tags go back: another session may get such a tag for a file of its own.
     for (; placed_in_batch_.size() > begun.placed; placed_in_batch_.pop_back())
         store_->discardFile(placed_in_batch_.back());
     removed_in_batch_.resize(begun.removed);

@@ -29,7 +29,7 @@ struct Object {
     const Type* type = nullptr;
     std::int64_t version = 0;  // counts saves; 0: never saved
     bool locked = false;       // this session holds the modify lock
-    bool saving = false;       // in the list of the save that runs
+    bool saving = false;       // the save that runs stores it
     Fields fields;
     // Parts that are stored with the first save of this object (revision and forms of a new item).
     std::vector<tag_t> saved_along;
@@ -40,12 +40,25 @@ struct Object {
     bool isA(const Class& c) const { return type->cls->isA(c); }
 };
 
+// What holds for every member unless it says otherwise.
+// - Failure kStoreFailure if the store can't be read or written; for a change also kStoreFailure
+//   while another session on the same connection has a batch, and kInterrupted after interrupt().
+// - A reference to an object holds until the object leaves the cache: by unload(), remove(),
+//   erase(), unloadBeyond(), forgetAll(), a rollback, or a failure that says so. Interface
+//   functions hold none from one call to the next: unloadMuch() runs between calls. References to
+//   fields and values hold until the object is read anew or leaves the cache; those to attributes
+//   as long as the model.
+// - The failures of a lock: kNotAllowed without the right to WRITE, kCheckedOut if another
+//   user has the object checked out, kLockedByOther if another session has locked it.
 class Session {
 public:
-    // Failure kUnknownObject for a user or group that the store doesn't have.
+    // Open a session of the user in the group. Failure kUnknownObject for a user or group that the
+    // store doesn't have, or a user without a default group; kNotAllowed for a group of which the
+    // user is no member; kFileFailure if the locks can't take a session.
     Session(std::shared_ptr<Store> store, const SessionOptions& options);
-    // Give a store that has no user its first ones: user "infodba" of group "dba", and a site.
+    // Give a store that has no user its first one, "infodba" of group "dba", and a site.
     static void ensureOrganisation(const std::shared_ptr<Store>& store);
+    // Open batches go back, unsaved values are lost, locks are given up.
     ~Session();
     Session(const Session&) = delete;
 
@@ -53,46 +66,67 @@ public:
     Model& model();
 
     // ---- objects ----
-    // The object, loaded if need be. Failure kUnknownObject if it doesn't exist.
+    // The object, loaded if need be. Failure kUnknownObject if it doesn't exist, kUnknownType if
+    // its type isn't defined.
     Object& object(tag_t tag);
-    // Likewise, and of this class or below; Failure kWrongClass if not.
+    // The same; Failure kWrongClass if it isn't of this class or below.
     Object& object(tag_t tag, const Class& cls);
-    // Null instead of a failure.
+    // Null in place of these two failures.
     Object* tryObject(tag_t tag);
-    // The same for an object that is still stored, or new: what another session deleted may be
-    // cached here.
+    // As object() and tryObject(), but what another session has deleted counts as not there; those
+    // may give it from the cache.
     Object& living(tag_t tag);
     Object* tryLiving(tag_t tag);
-    // A new, unsaved object of a type, with owner and dates set if it is a workspace object.
+    // A new, unsaved object of a type, with owner and dates set if it is a workspace object. It
+    // needs no lock until it is saved. Failure kWrongClass for the type of BOM lines.
     Object& create(const Type& type);
-    // Drop it from the cache: unsaved values and the lock go. What would be stored along with a new
-    // object goes with it.
+    // Drop it from the cache: unsaved values and the lock go, and with a new object its file and
+    // the new objects that would be stored along with it. One that isn't cached is no failure.
     void unload(tag_t tag);
     // If more objects are cached: forget those that aren't locked and have no unsaved values.
-    // Requires: nobody holds one.
+    // Requires: nobody holds a reference to one.
     void unloadBeyond(std::size_t most);
-    // The same after each function of the interface, so that a long run takes no more memory than
-    // this many objects do, some 1,000 bytes each.
+    // The limit for unloadMuch(), so that a long run takes no more memory than this many objects
+    // do, some 1,000 bytes each. Locked and unsaved ones come on top.
     static constexpr std::size_t kMostCached = 10000;
     bool cachesMuch() const { return cache_.size() > much_; }
     void unloadMuch();
-    // Re-read; with lock, take the lock first; without, give it up. New objects keep their values.
+    // Read the stored values anew; unsaved ones are lost. With `lock` take the lock first, without
+    // give it up. New objects keep their values. The failures of a lock leave the object as it was.
+    // When reading fails (kUnknownObject: it was deleted), the object leaves the cache; a lock from
+    // before then stays, unless `lock` is false or the object is gone.
+    // Leaves locked: the object, on success with `lock`.
     void refresh(Object& object, bool lock);
-    // A number for the ids that this session chooses; false if another living session has it.
+    // Keep a number for the ids that this session chooses, until it ends. Returns: false if another
+    // living session has it.
     bool keepNumber(std::uint32_t number);
-    // Failure kLockedByOther; kNotAllowed without the right to write; kCheckedOut by another user;
-    // kChangedMeanwhile if it was stored since it was read; kUnknownObject if it was deleted.
+    // Take the modify lock without reading; one that the session has is no failure. The failures of
+    // a lock, and kChangedMeanwhile if another session has stored the object since it was read,
+    // kUnknownObject if one has deleted it: it leaves the cache then.
+    // Leaves locked: the object, on success.
     void lock(Object& object);
-    // Write the dirty values of all in one transaction; locks stay. Failure kUnknownObject for a
-    // new reference to what is neither stored nor among them.
+    // Store the unsaved values of all in one transaction, new objects with those in their
+    // `saved_along`; locks stay. Failure kLockedByOther for an object that another session has
+    // locked; kChangedMeanwhile if another session has stored or deleted one since it was read;
+    // kUnknownObject for a new reference to what is neither stored nor among them; kDuplicateId for
+    // an item's or revision's id that is taken; kBadValue for a revision whose id was taken away;
+    // kNotAllowed for users, groups and memberships, but for administrators. Nothing is stored
+    // then and the values stay unsaved.
     void save(std::span<Object* const> objects);
     void save(Object& object);
-    // Delete with its parts and the relations in which it is primary; refused while others refer.
+    // Delete the object with its parts and the relations in which it is primary; it needs no lock
+    // and leaves the cache. Failure kStillReferenced while anything else refers to it or a part
+    // (but by process_stage_list, which loses the entries); kNotAllowed without the right to DELETE
+    // it, or as save(); kCheckedOut for it or a part; kLockedByOther for these or an object that
+    // loses entries, kChangedMeanwhile for such an object; kUnknownObject if it was deleted: it
+    // leaves the cache. Nothing is deleted then.
     void remove(Object& object);
-    // Delete outright, asking nobody.
+    // Delete these alone, without asking who refers or for the right to DELETE; they leave the
+    // cache. Failure kUnknownObject, kLockedByOther, and kNotAllowed as save(): nothing is deleted.
     void erase(std::span<const tag_t> tags);
 
-    // ---- values; Failure for an unknown attribute or a wrong kind ----
+    // ---- values, with what is set and not saved ----
+    // Failure kUnknownAttribute for one that the object doesn't have.
     const Attribute& attribute(const Object& object, std::string_view name) const;
     const Attribute& attribute(const Object& object, tag_t handle) const;
     Values values(const Object& object, std::string_view name) const;  // empty: null
@@ -102,50 +136,64 @@ public:
     const Values& list(const Object& object, const Attribute& attribute) const;
     // To be changed without the checks of set().
     Field& field(Object& object, const Attribute& attribute);
+    // The value of a single text or reference, or of an array of references; Failure kWrongKind for
+    // another attribute.
     std::string text(Object& object, std::string_view name);  // empty if null
     tag_t reference(Object& object, std::string_view name);   // NULLTAG if null
     std::vector<tag_t> references(Object& object, std::string_view name);
-    // Set with all checks: locked or new, kind, length, existing target of a reference.
+    // Set the values; save() stores them. None, and in a single attribute NULLTAG or the null date,
+    // is null. Failure kNotLocked for an object that is neither locked nor new; kWrongKind for
+    // values of another kind or several for a single attribute; kTooLong, in bytes; kBadValue for a
+    // NaN; kBadDate; kUnknownObject for a new target that isn't there. Nothing is set then.
     void set(Object& object, const Attribute& attribute, Values values);
     void set(Object& object, std::string_view name, Values values);
-    // Set without the test for the lock, for the workbench's own bookkeeping.
+    // The same for the workbench's own bookkeeping: lock and targets aren't tested.
     void put(Object& object, std::string_view name, Values values);
 
     // ---- who refers; stored references and this session's unsaved ones, by tag ----
+    // Failure kUnknownClass or kUnknownAttribute for a name that isn't there.
     struct Referrer {
         tag_t tag = NULLTAG, attribute = NULLTAG, type = NULLTAG;
         bool is_new = false;  // never saved
     };
+    // Each object and attribute once.
     std::vector<Referrer> referrers(tag_t target);
-    // Objects whose reference attribute of this name on this class holds the target, by tag.
+    // Objects of the class or below whose attribute holds the target. Failure kWrongKind for an
+    // attribute that is no reference.
     std::vector<tag_t> referrersBy(std::string_view class_name, std::string_view attribute,
                                    tag_t target);
     // The one of them with the highest tag; NULLTAG: there is none. Quick also if there are many.
     tag_t lastReferrerBy(std::string_view class_name, std::string_view attribute, tag_t target);
-    // Objects of a class or below with a string attribute of this value, by tag.
+    // Objects of the class or below whose attribute has this text. Failure kWrongKind for an
+    // attribute that is no string.
     std::vector<tag_t> findByText(std::string_view class_name, std::string_view attribute,
                                   const std::string& text);
-
-    // Those of them that refer to the target, too.
+    // Those of them that refer to the target by `reference`.
     std::vector<tag_t> findByTextOf(std::string_view class_name, std::string_view reference,
                                     tag_t target, std::string_view attribute,
                                     const std::string& text);
 
-    // ---- properties: attributes and what is worked out from them ----
+    // ---- properties: attributes and what is worked out from them; Failure kUnknownAttribute ----
     struct Property {
         Kind kind = Kind::String;
         bool array = false;
-        bool writable = true;
+        bool writable = true;  // false: worked out
         Values values;
     };
     bool hasProperty(Object& object, std::string_view name);
     Property property(Object& object, std::string_view name);
+    // As set(); Failure kReadOnly for a property that is worked out.
     void setProperty(Object& object, std::string_view name, Values values);
+    // Values of an array with ", " between them; references to what is gone are left out.
     std::string displayText(Object& object, std::string_view name);
+    // Set what the text displays; an empty text is null. As setProperty(), and Failure kBadValue or
+    // kBadDate for a text that displays no value of the kind. For a reference it is the display id
+    // of an object; of several the one with the lowest tag, unless the text is displayed now.
     void setDisplayText(Object& object, std::string_view name, const std::string& text);
-    // The failure that setting it would have for the property or the text.
+    // Throw the failure that setDisplayText() would have for the property or the text.
     void needDisplayText(Object& object, std::string_view name, const std::string& text);
-    std::string displayId(tag_t tag);  // what ENT_ask_id_string gives
+    // What ENT_ask_id_string gives.
+    std::string displayId(tag_t tag);
     static std::string displayText(Session& session, const Value& value);
 
     // ---- user, rights, check-out ----
@@ -156,24 +204,34 @@ public:
     std::string groupName();
     void setBypass(bool on) { bypass_ = on; }
     bool bypass() const { return bypass_; }
+    // Whether the session's user holds the privilege; with the bypass always. Failure
+    // kUnknownPrivilege.
     bool allowed(Object& object, const std::string& privilege);
     // The same of anybody, with the right that decides, and without the bypass.
     struct Asker {
         std::string user, group;
-        bool administrator = false;
+        bool administrator = false;  // asks as a member of the group "dba"
     };
     RightDecision decide(Object& object, const std::string& privilege, const Asker& asker);
     // Whether the session works in the administrators' group.
     bool administrator();
     // Failure kNotAllowed if it doesn't: "user u may not WHAT".
     void needAdministrator(const char* what);
+    // Whether the user may WRITE it and nobody else has it locked or checked out; false for a
+    // replica, which another site owns.
     bool modifiable(Object& object);
     struct CheckOut {
         tag_t object = NULLTAG, user = NULLTAG;
-        std::string date, comment;
+        std::string date, comment;  // date: local time, "2001-02-03 04:05:06"
     };
+    // Whether it is checked out, and by whom, unless `by` is null.
     bool checkedOut(tag_t object, CheckOut* by);
+    // A check-out that the user has already stays as it is. Failure kNotAllowed without the right
+    // to WRITE the object, kCheckedOut if another user has it, kBadValue if it was never saved,
+    // kUnknownObject if it was deleted: it leaves the cache.
     void checkOut(Object& object, const std::string& comment);
+    // End the check-out, if there is one; that of another user needs the right END_CHECKOUT, else
+    // Failure kCheckedOut.
     void checkIn(Object& object);
 
     // ---- locks ----
@@ -183,42 +241,49 @@ public:
     // Give up all others. Requires: their objects aren't cached.
     void keepLocks(const std::unordered_set<tag_t>& kept) noexcept;
 
-    // ---- a stretch of saves as one transaction (imports): all or nothing ----
-    // An inner batch is a part of the outer one; its rollback undoes what it did alone.
+    // ---- batches: several saves as one transaction; all or nothing ----
+    // An inner batch is a part of the outer one; its rollback undoes what it did alone. Files of
+    // deleted objects leave the volume when the outer batch is committed.
     void beginBatch();
+    // After a failure the batch has gone back, as rollbackBatch() does it. Failure kStoreFailure
+    // also without a batch.
     void commitBatch();
-    void rollbackBatch();  // the cache is dropped too
+    // Undo the batch, with the files placed in it, and drop the cache; locks stay. Nothing without
+    // a batch.
+    void rollbackBatch();
     // Files placed for objects that aren't stored yet.
     std::vector<tag_t> unsavedFiles() const;
 
-    // ---- what is changed beside the objects; a run records it ----
+    // ---- what is changed other than objects; a run records it, rights aren't asked for ----
     // Null: take it out.
     void setPreference(const std::string& name, const std::vector<std::string>* values);
+    // The same right twice is one, after all others; to take out what isn't there is no failure.
     void addRight(const Right& right);
     void removeRight(const Right& right);
-    // Failure kDuplicateId or kBadValue if the id is registered already, or isn't.
+    // In the registry that the store uses; a rehearsal leaves a shared one alone. Failure
+    // kRegistryDown; kDuplicateId if the id is registered already, kBadValue if it isn't.
     void registerId(const std::string& item_id);
     void takeOutId(const std::string& item_id);
 
     // ---- runs ----
     // Everything that is changed from now on is recorded. Null: nothing is.
     void record(std::unique_ptr<Recorder> recorder);
-    Recorder* recorder() { return recorder_.get(); }
+    Recorder* recorder() { return recorder_.get(); }  // null: no run
     bool rehearses() const;
+    // The session's number in the store's locks.
     std::int64_t lockSession() const { return lock_session_; }
-    // Bring a deleted object back under its tag, with the values in the order of the layout that
-    // the caller gives by attribute. Requires: a batch.
+    // Bring a deleted object back into the store under its tag. Requires: a batch.
     struct Revived {
         tag_t tag = NULLTAG, type = NULLTAG;
-        std::int64_t version = 0;  // that it gets
-        std::vector<std::pair<tag_t, Values>> values;
+        std::int64_t version = 0;                      // that it gets
+        std::vector<std::pair<tag_t, Values>> values;  // by attribute
     };
     void revive(const Revived& object);
-    // Saves leave who changed an object last as it is, while this is on.
+    // While this is on, saves don't change who changed an object last.
     void keepLastUser(bool on) { keep_last_user_ = on; }
 
     BomWindows& bomWindows() { return *bom_windows_; }
-    // Drop the whole cache, as closing and opening would.
+    // Drop the whole cache; unsaved values are lost, locks stay.
     void forgetAll();
 
 private:
@@ -249,7 +314,7 @@ private:
     std::unique_ptr<Recorder> recorder_;
     bool keep_last_user_ = false;
     Known known_{};
-    std::vector<Object*> saving_;  // kept for its room
+    std::vector<Object*> saving_;  // a member, so that its memory is used again
 
     void mayWrite() const;
     Reads* reads();  // null: no run gathers what it reads
@@ -303,10 +368,11 @@ std::string plainName(const Object& object);
 // Objects read from the store since the start of the process.
 std::uint64_t objectsLoaded();
 
-// The moment, in the process's time zone.
+// The time of the clock, to the second, in the process's time zone.
 date_s now();
 
-// The current session; Failure kNoSession if there is none.
+// The current session. Failure kNoSession if there is none, kStoreFailure if nobody knows whether
+// an earlier change of its store is stored.
 Session& currentSession();
 void setCurrentSession(Session* session);  // null: none
 

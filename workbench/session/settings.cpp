@@ -24,6 +24,7 @@ void Session::setPreference(const std::string& name, const std::vector<std::stri
 void Session::addRight(const Right& right) {
     mayWrite();
     StoreTransaction transaction(*store_);
+    // The same right twice is one.
     const std::int64_t had = store_->removeRight(right);
     if (had && recorder_)
         recorder_->right(RunChange::RightRemoved, right, had);

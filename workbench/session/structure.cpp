@@ -146,7 +146,7 @@ tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revisio
 
     const tag_t view = bomViewRevision(session, parent_revision);
     std::int64_t order = 1;
-    // The newest has the highest number: looking at it alone keeps large views quick.
+    // The newest has the highest number; reading all of a large view would take long.
     if (const tag_t newest = session.lastReferrerBy("STROccurrence", "parent_bvr", view))
         if (Object* last = session.tryObject(newest))
             order = orderOf(session, *last) + 1;
@@ -241,6 +241,7 @@ StructureSize measureStructure(Session& session, tag_t revision, std::size_t mos
     const UsePath path = usePath(session);
     StructureSize size;
     std::unordered_map<tag_t, Below> below;
+    // A list of steps in the place of a recursion: structures are hundreds of levels deep.
     struct Step {
         tag_t revision;
         std::vector<tag_t> children;

@@ -63,7 +63,7 @@ void needKind(const Object& object, const Attribute& attribute, Kind kind, bool 
                                       kindName(attribute.kind));
 }
 
-// What stands for "no value" in a single attribute.
+// Whether it means "no value" in a single attribute.
 bool isEmpty(const Value& value) {
     if (const auto* reference = std::get_if<Reference>(&value))
         return reference->tag == NULLTAG;
@@ -173,6 +173,7 @@ void Session::assign(Object& object, std::size_t place, Values values) {
     Field& field = object.fields.open(place);
     if (!object.type->layout[place]->array && !values.empty() && isEmpty(values.front()))
         values.clear();
+    // A save writes what differs from the stored values, and a record needs them.
     if (!object.isNew() && !field.dirty && !field.stored)
         field.stored = std::make_unique<Values>(std::move(field.values));
     field.values = std::move(values);
@@ -186,10 +187,11 @@ void Session::set(Object& object, const Attribute& attribute, Values values) {
         throw Failure(kNotLocked, attributeName(object, attribute) +
                                       " can't be set: the object isn't locked by this session");
     checkValues(object, attribute, values);
-    // Targets that stood there before may be gone: an array with one of them can still be changed.
+    // Look up new targets only: an old one may be gone, and the array can still be changed.
     if (attribute.kind == Kind::Reference && !values.empty() &&
         !(values.size() == 1 && !attribute.array && isEmpty(values.front()))) {
         const Values before = object.fields.values(place);
+        // Skip the common beginning, so appending to a long list costs one search.
         const std::size_t same = static_cast<std::size_t>(
             std::mismatch(values.begin(), values.end(), before.begin(), before.end()).first -
             values.begin());

@@ -9,7 +9,7 @@ namespace mervane {
 
 namespace {
 
-// What an attachment stands for, with the failure that a wrong one gives.
+// The attached objects, a revision in the place of its line. Failure for one that isn't there.
 std::vector<Attachment> resolved(Session& session, const std::vector<Attachment>& attachments) {
     std::vector<Attachment> list;
     for (const Attachment& each : attachments) {
@@ -57,7 +57,7 @@ private:
     std::vector<std::size_t> aside_;
 };
 
-// The target's list with the tasks, the old one put back unless it was kept.
+// The target's list with the tasks. The old one is put back unless the new one is kept.
 class Entry {
 public:
     Entry(Session& session, Object& target)
@@ -116,7 +116,7 @@ tag_t createProcess(Session& session, const std::string& name, const std::string
     const auto attached = resolved(session, attachments);
     const auto changed = targets(session, attached);
 
-    // A target's list is written under its lock, so that nobody's unsaved work is overtaken.
+    // A target's list is written under its lock: it would make another session's unsaved work fail.
     std::vector<Object*> locked_here;
     std::vector<Object*> made;
     try {

@@ -8,7 +8,7 @@
 //                 attachments (reference[]) and attachment_types (int[]) in parallel,
 //                 tasks -> FLOWTask[]
 //   FLOWTask      object_name, process -> FLOWProcess
-// The tasks stand in process_stage_list of the targets (attachment type 1), in template order.
+// process_stage_list of the targets (attachment type 1) lists the tasks, in template order.
 
 #include <string>
 #include <string_view>
@@ -21,16 +21,18 @@ namespace mervane {
 inline constexpr int kTargetAttachment = 1, kReferenceAttachment = 3;
 
 struct Attachment {
-    tag_t object = NULLTAG;  // a BOM line stands for the revision that it shows
+    tag_t object = NULLTAG;  // a BOM line: the revision that it shows
     int type = kTargetAttachment;
 };
 
-// Failure kDuplicateId for a name that is taken.
+// Stored when it returns. Failure kBadValue for an empty name, kDuplicateId for one that is taken.
 tag_t createProcessTemplate(Session& session, const std::string& name,
                             const std::vector<std::string>& tasks);
 tag_t findProcessTemplate(Session& session, const std::string& name);  // NULLTAG if there is none
-// A process with its tasks, stored in one transaction. Failure kLockedByOther if a target is locked
-// by another session: then nothing is stored.
+// A process with its tasks, stored in one transaction; the targets are locked while it writes.
+// Failure kWrongClass if the template or a target is no such object; kBadValue for a target that
+// was never saved; kNotAllowed, kCheckedOut or kLockedByOther as the lock of a target has it.
+// Nothing is stored then.
 tag_t createProcess(Session& session, const std::string& name, const std::string& description,
                     tag_t process_template, const std::vector<Attachment>& attachments);
 

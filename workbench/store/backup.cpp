@@ -20,7 +20,7 @@ void syncFile(const std::string& path) {
         throw Failure(kFileFailure, path + " can't be written to disk");
 }
 
-// The database fills it, and leaves it to those for whom it was made.
+// SQLite would make it with rights of its own; it keeps those of an empty file.
 void makeEmptyFile(const std::string& path, const std::string& like) {
     const int file = system::open(path, system::Open::WriteNew, like);
     if (file < 0 || !system::close(file))
@@ -29,13 +29,13 @@ void makeEmptyFile(const std::string& path, const std::string& like) {
 
 }  // namespace
 
-// The copy gets its name last: what is there under it is whole.
+// The database gets its name last, so a copy under its name is whole.
 std::vector<CheckFinding> Store::backup(const std::string& path) {
     needNothingAt(path + ".volume");
     const MakingPlace place(path);
     const std::string made = place / "store";
     const std::string like = inMemory() ? "" : this->path();
-    // Files that are taken out of the volume from here on stay readable.
+    // Before the database is copied: each file that the copy names stays readable.
     const Volume::Hold hold(volume());
     makeEmptyFile(made, like);
     connection_->copyTo(made);
@@ -46,8 +46,10 @@ std::vector<CheckFinding> Store::backup(const std::string& path) {
         std::shared_ptr<Store> reader(
             new Store(std::make_shared<Shared>(made, false), connect(made, false)));
         reader->loadAdditions();
+        // From the copy: others store and delete files meanwhile.
         for (const tag_t tag : reader->storedFiles())
             files.push_back(reader->knownFile(tag));
+        // An undo in the copy needs the files that recorded runs have removed.
         for (const tag_t tag : RunTables(*reader->connection_, false).removedFiles())
             if (!reader->exists(tag))
                 files.push_back({tag, "", {}, {}});

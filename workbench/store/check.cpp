@@ -52,12 +52,13 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
     {
         Statement rows = connection_->statement("PRAGMA integrity_check");
         while (rows.step())
-            // Newer versions of SQLite look into the index of texts here, too; it can be made anew.
+            // Newer versions of SQLite check the index of texts here, too. It is compared below,
+            // and a repair can make it anew.
             if (rows.text(0) != "ok" && !TextIndex::isNamedBy(rows.text(0)))
                 findings.push_back({true, "database: " + std::string(rows.text(0))});
     }
     if (!findings.empty())
-        return findings;  // what follows reads through what is damaged
+        return findings;  // the rest would read damaged pages
     {
         Statement rows = connection_->statement(
             "SELECT tag FROM (SELECT tag FROM value UNION SELECT tag FROM ref) "
@@ -83,7 +84,7 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
             "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.idx");
         while (rows.step()) {
             const Attribute* attribute = model().attributeOf(static_cast<tag_t>(rows.integer(1)));
-            // Without its status an object counts as not released.
+            // An error: without its status the object counts as not released.
             const bool status = attribute && attribute->name == "release_status_list";
             findings.push_back({status, shownTag(rows.integer(0)) + " refers by " +
                                             (attribute ? attribute->name : "?") + " to " +
@@ -106,14 +107,15 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
 
 void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
                        std::vector<CheckFinding>& findings) {
-    // The volume first: a file is placed before its object is stored.
+    // The volume first: a file is placed before its object is stored, so none that is placed from
+    // here on is reported.
     const std::vector<tag_t> in_volume = volume().tags();
     const std::vector<tag_t> stored = storedFiles();
     for (const tag_t tag : stored) {
         try {
             volume().compare(knownFile(tag));
         } catch (const Damage& damage) {
-            // Others delete meanwhile: the object first, its file after it.
+            // Others delete meanwhile, the object before its file.
             if (exists(tag))
                 findings.push_back({true, damage.what()});
         }
@@ -122,7 +124,7 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
     const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
     const auto orphans = [&](const std::vector<tag_t>& files, const std::vector<tag_t>& owners) {
         std::set<tag_t> owned(owners.begin(), owners.end());
-        // What the record of a run keeps comes back when the run is taken back.
+        // An undo needs the files that a recorded run has removed.
         for (const tag_t tag : RunTables(*connection_, false).removedFiles())
             owned.insert(tag);
         std::vector<std::string> names = volume().leftOvers();
@@ -140,8 +142,8 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
         report(orphans(in_volume, stored), "");
         return;
     }
-    // Nobody saves an object while this transaction is open, and without a tag, which takes one
-    // too, nobody places a file. Who has a tag already may be about to.
+    // No save or new tag can happen during this transaction; a session with an earlier tag may
+    // still place its file. So nothing is removed while others are at work.
     Transaction alone(*connection_);
     bool others = false;
     for (const LockOwner& session : locks().sessions())

@@ -12,7 +12,7 @@ void countObject() noexcept;
 std::uint64_t objectsWorkedOn();
 // Statements that their databases have run.
 std::uint64_t statementsRun();
-// The time that the statements take is measured, from now on and not any more.
+// Measure from now on the time that statements take, and stop that.
 void startTiming();
 void stopTiming();
 std::chrono::nanoseconds timeInStore();

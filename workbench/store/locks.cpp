@@ -76,8 +76,8 @@ private:
 
 // ---- in a file ----
 
-// Each lock is written twice, and looked for by its session only when that ends: an index for it
-// would cost as much as the table.
+// No index by session: it is needed only when a session ends, and each lock that is taken and
+// released would have to change it. AUTOINCREMENT: a session's number is never given again.
 constexpr const char* kLockTables = R"(
 CREATE TABLE IF NOT EXISTS session(id INTEGER PRIMARY KEY AUTOINCREMENT, user TEXT NOT NULL,
                                    process INTEGER NOT NULL);
@@ -101,7 +101,7 @@ public:
                           path_ + "-guard can't be made: " + std::string(std::strerror(errno)));
         try {
             const bool alone = system::lockExclusive(guard_);
-            // One that is alone at this moment ends connecting first.
+            // Who is alone may be making the tables anew: wait until it has connected.
             if (!alone)
                 waitForSharedLock(guard_, path_ + "-guard");
             connectOrMakeAnew(alone);
@@ -116,6 +116,7 @@ public:
     }
 
     ~FileLocks() override {
+        // The guard is given up last: who finds it free may make the tables anew.
         while (!files_.empty())
             close(files_.begin()->first);
         connection_.reset();
@@ -123,7 +124,7 @@ public:
     }
 
     std::int64_t open(const std::string& user) override {
-        // Who was killed left its rows; nobody else may ever meet them.
+        // Drop the rows of killed sessions now: nobody may ever ask for their objects again.
         reclaim();
         Transaction transaction(*connection_);
         for (;;) {
@@ -152,7 +153,8 @@ public:
                 }
                 return id;
             }
-            // A living session of lock tables that are gone has it: take the next number.
+            // The tables were made anew, and a living session of the old ones has this file: take
+            // the next number.
             const int reason = errno;
             system::close(file);
             if (reason != EAGAIN) {
@@ -168,17 +170,19 @@ public:
         if (at == files_.end())
             return;
         try {
+            // While the file is still locked: others would take the rows for a dead session's.
             Transaction transaction(*connection_);
             forget(session);
             transaction.commit();
             system::removeFile(pathOf(session));
         } catch (...) {
-            // The file isn't locked any more in a moment: others reclaim the rows.
+            // The lock on the file ends below, and others reclaim the rows.
         }
         system::close(at->second);
         files_.erase(at);
     }
 
+    // The insertion decides between sessions that try at once.
     std::optional<LockOwner> take(std::int64_t session, tag_t object) override {
         for (;;) {
             connection_
@@ -191,6 +195,7 @@ public:
             std::optional<LockOwner> holder = owner(object);
             if (holder && holder->session == session)
                 return std::nullopt;
+            // Without a holder: released or reclaimed in this moment, so try again.
             if (holder)
                 return holder;
         }
@@ -321,8 +326,8 @@ private:
     std::map<std::int64_t, int> files_;  // the living sessions of this process
     int guard_ = -1;                     // locked by all who have the tables open
 
-    // Locks needn't survive a power failure; what is broken then is made anew, but only when nobody
-    // has it open: who goes on with the old file would see other locks than the rest.
+    // The tables aren't synchronised, so a power failure may break them. They are made anew only
+    // when nobody has them open: who went on with the old file would see other locks than the rest.
     void connectOrMakeAnew(bool alone) {
         try {
             connect();
@@ -337,8 +342,8 @@ private:
     }
 
     void connect() {
-        // Made here for those who may use the store. One that is there isn't even opened: closing
-        // it would end the locks of other connections of this process.
+        // Make the file with the rights of the store's. Never open an existing one here: closing it
+        // would end the locks that this process's other connections have on it.
         if (const int made = system::open(path_, system::Open::WriteNew, store_path_); made >= 0)
             system::close(made);
         connection_ = std::make_unique<Connection>(path_, Connection::Mode::Create);
@@ -360,7 +365,7 @@ private:
         const int file = system::open(path, system::Open::LockExisting);
         if (file < 0)
             return errno != ENOENT;  // a file that can't be looked at may be a living session's
-        // Shared, so that two who look at once don't take each other for the session.
+        // A shared lock, so that two who look at once don't take each other for the session.
         const bool locked = !system::lockShared(file);
         system::close(file);
         return locked;
@@ -385,8 +390,8 @@ private:
         return row.step();
     }
 
-    // A session that was killed while it opened or closed leaves a file without a row. Files of
-    // sessions that others open at this moment are behind the transaction.
+    // A session that was killed while it opened or closed leaves a file without a row. Nobody opens
+    // a session during this transaction, so a file without a row and a lock is nobody's.
     void removeStrayFiles() {
         std::vector<std::string> names;
         std::error_code error;
@@ -395,6 +400,7 @@ private:
             if (std::string name = at->path().filename().string();
                 name.find_first_not_of("0123456789") == std::string::npos && !isKnown(name))
                 names.push_back(std::move(name));
+        // Mostly there are none: take no write lock for nothing.
         if (names.empty())
             return;
         Transaction transaction(*connection_);
@@ -404,8 +410,8 @@ private:
         transaction.commit();
     }
 
-    // After a failure of the power the tables may not fit together: a lock without its session is
-    // nobody's, until a new session gets that number.
+    // After a power failure the tables may not fit together. A lock without its session is
+    // nobody's, but a new session may get its number.
     void forgetWithoutSession() {
         Transaction transaction(*connection_);
         for (const char* table : {"held", "kept_number", "activity"})

@@ -1,8 +1,8 @@
 #pragma once
 
-// Modify locks: rows owned by a session. A session proves that it lives by an operating-system lock
-// on a file of its own beside the store; the rows of one whose file can be locked are reclaimed.
-// Nobody ever waits for a lock.
+// Modify locks: rows owned by a session. A session shows that it lives by a lock of the operating
+// system on a file of its own beside the store; the rows of one whose file can be locked are taken
+// away. Nobody ever waits for a modify lock.
 
 #include <cstdint>
 #include <memory>
@@ -21,26 +21,31 @@ struct LockOwner {
     bool alive = true;
 };
 
+// Locks in a file: Failure kStoreFailure if their tables can't be read or written.
 class Locks {
 public:
     virtual ~Locks() = default;
-    // Register a session of this process.
+    // Register a session of this process. Returns: its number, above 0, which is never used again.
+    // Failure kFileFailure if the file by which it shows that it lives can't be made.
     virtual std::int64_t open(const std::string& user) = 0;
     // Give up all of its locks and forget it.
     virtual void close(std::int64_t session) noexcept = 0;
-    // Take the lock; the owner if another living session holds it.
+    // Take the lock; one that the session has stays. Returns: nothing, or the owner if another
+    // living session has it.
     virtual std::optional<LockOwner> take(std::int64_t session, tag_t object) = 0;
+    // A lock that the session doesn't have is no failure.
     virtual void release(std::int64_t session, tag_t object) = 0;
-    // The living session that holds the lock, whichever it is.
+    // The living session that has the lock; nothing: nobody.
     virtual std::optional<LockOwner> owner(tag_t object) = 0;
-    // Keep a number for the ids that this session chooses until it ends; false if another living
-    // session has it. What this one keeps already it may keep again.
+    // Keep a number for the ids that this session chooses, until it ends. Returns: false if another
+    // living session has it; true also for one that this session keeps already.
     virtual bool keepNumber(std::int64_t session, std::uint32_t number) = 0;
+    // Also those whose process ended without close(): `alive` is false then.
     virtual std::vector<LockOwner> sessions() = 0;
     // Whether the session was opened here. The number of its process can't tell: processes of
     // several machines may have the same.
     virtual bool isOwn(std::int64_t session) const = 0;
-    // What a session does that others have to wait for; empty: nothing.
+    // Say what the session does that others wait for; empty: nothing.
     virtual void setActivity(std::int64_t session, const std::string& activity) = 0;
     // Of the living sessions, a text each.
     virtual std::vector<std::string> activities() = 0;
@@ -48,12 +53,14 @@ public:
         tag_t object = NULLTAG;
         LockOwner owner;
     };
+    // By object, of sessions that have ended too.
     virtual std::vector<Held> held() = 0;
-    // Take away what dead sessions left; the number of them.
+    // Take away what sessions left that have ended. Returns: the number of them.
     virtual int reclaim() = 0;
 };
 
-// The locks of a store in a file, shared by the processes that have it open.
+// The locks of a store in a file, shared by the processes that have it open. Failure kFileFailure
+// or kStoreFailure if the files beside the store can't be made or used.
 std::shared_ptr<Locks> fileLocks(const std::string& store_path);
 // The locks of a store in memory.
 std::shared_ptr<Locks> memoryLocks();

@@ -65,12 +65,14 @@ void MakingPlace::put(const std::string& name, const std::string& to) const {
     try {
         syncDirectoryOf(to);
     } catch (...) {
+        // The name may not be on disk, so it isn't promised.
         takeBack(name, to);
         throw;
     }
 }
 
-// What nobody has come to yet goes with the directory; what somebody has opened stays with him.
+// Take the name away first, then look: whoever opened the store before has made files beside it,
+// and keeps it.
 void MakingPlace::takeBack(const std::string& name, const std::string& from) const noexcept {
     try {
         if (!system::place(from, *this / name))

@@ -19,9 +19,10 @@ public:
 
     std::string operator/(const std::string& name) const { return directory_ + "/" + name; }
     // Give the file or directory of this name its place, on disk when this returns. Failure
-    // kStoreFailure if something is there.
+    // kStoreFailure if something is there; kFileFailure if it can't be put there, or not be written
+    // to disk, which undoes it.
     void put(const std::string& name, const std::string& to) const;
-    // Undo that, unless somebody has come to it: it goes with the directory again.
+    // Undo that, unless somebody has opened it: it goes with the directory again.
     void takeBack(const std::string& name, const std::string& from) const noexcept;
 
 private:

@@ -4,7 +4,7 @@ namespace mervane {
 
 namespace {
 
-// The bytes of the character that stands there; a byte that begins none counts as one.
+// The bytes of the character at this place; a byte that begins none counts as one.
 std::size_t characterLength(std::string_view text, std::size_t at) {
     const auto first = static_cast<unsigned char>(text[at]);
     const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Patterns as people type them: * stands for any text, ? for one character.
+// Patterns as people type them: * matches any text, ? one character.
 
 #include <string>
 #include <string_view>

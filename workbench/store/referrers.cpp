@@ -52,10 +52,12 @@ void StoredReferrers::read(tag_t target, std::vector<StoredReferrer>& all) {
               all.end());
 }
 
+// Bring a kept list up to date by what this connection has changed since.
 void StoredReferrers::readChanged(tag_t target, List& list) {
     for (const auto& [tag, attribute] : list.changed) {
         const auto first = std::lower_bound(list.all.begin(), list.all.end(),
                                             StoredReferrer{tag, attribute, NULLTAG}, before);
+        // The object was made or deleted: all of its entries are replaced.
         if (attribute == NULLTAG) {
             auto last = first;
             while (last != list.all.end() && last->tag == tag)
@@ -79,7 +81,7 @@ void StoredReferrers::readChanged(tag_t target, List& list) {
 
 void StoredReferrers::read(tag_t tag, tag_t target, std::vector<StoredReferrer>& all) {
     const tag_t type = typeOf(tag);
-    // By tag: the target may have many.
+    // The plus keeps the index by target out of it: the target may have many referrers.
     Statement rows = connection_.statement(
         "SELECT DISTINCT attr FROM ref WHERE tag=? AND +target=? ORDER BY attr");
     rows.bind(std::int64_t{tag}).bind(std::int64_t{target});
@@ -101,7 +103,7 @@ tag_t StoredReferrers::typeOf(tag_t tag) {
 }
 
 void StoredReferrers::changed(tag_t tag, tag_t attribute) {
-    // A list that nobody has asked for since more changed than it holds is read anew.
+    // Drop a list with more changes than entries: reading it anew costs less.
     std::erase_if(lists_, [](const auto& each) {
         return each.second.changed.size() > each.second.all.size();
     });

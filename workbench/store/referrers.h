@@ -22,12 +22,14 @@ class StoredReferrers {
 public:
     explicit StoredReferrers(Connection& connection) : connection_(connection) {}
 
-    // By tag and attribute, each once; good until the next call or change.
+    // By tag and attribute, each once. The reference holds until the next call. Failure
+    // kStoreFailure.
     const std::vector<StoredReferrer>& of(tag_t target);
 
-    // To be told by this connection's changes; those of others are seen.
+    // Whoever changes references on this connection tells it here first: of one attribute, or of an
+    // object that is deleted or made. Changes of other connections are noticed.
     void changed(tag_t tag, tag_t attribute);
-    void erased(tag_t tag);  // or made
+    void erased(tag_t tag);
 
 private:
     struct List {

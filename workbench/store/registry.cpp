@@ -30,7 +30,7 @@ void Registry::create(const std::string& path) {
 std::unique_ptr<Connection> Registry::open(const std::string& path) {
     try {
         auto connection = std::make_unique<Connection>(path, Connection::Mode::Open);
-        // No format: a store has such tables too, but is no registry for others.
+        // A store has both tables, too; only the format tells a registry for several stores.
         Statement format = connection->statement(
             "SELECT 1 FROM meta WHERE name='format' AND value='mervane registry'");
         if (format.step())

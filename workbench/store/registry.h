@@ -11,20 +11,24 @@
 
 namespace mervane {
 
+// Requires: the connection outlives it. Failure kStoreFailure if it can't be read or written.
 class Registry {
 public:
     explicit Registry(Connection& connection) : connection_(connection) {}
 
-    // Make a registry file. Failure kStoreFailure if something is there already.
+    // Make a registry file, with no ids. Failure kStoreFailure if something is at the path,
+    // kFileFailure if it can't be made; nothing is left then.
     static void create(const std::string& path);
     // Failure kRegistryDown for a file that isn't there or is no registry.
     static std::unique_ptr<Connection> open(const std::string& path);
 
-    std::vector<std::string> ids();  // in their order
+    std::vector<std::string> ids();  // sorted
     bool has(const std::string& item_id);
-    void add(const std::string& item_id);  // once is enough
+    // An id that is there already, or isn't, is no failure.
+    void add(const std::string& item_id);
     void remove(const std::string& item_id);
     void clear();
+    // False: it is switched off. The other members work all the same.
     bool isReachable();
     void setReachable(bool reachable);
 

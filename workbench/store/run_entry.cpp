@@ -116,7 +116,7 @@ public:
             all.push_back(value());
         return all;
     }
-    // Of things that take a byte each at least.
+    // A number of things that take at least a byte each: a damaged one must not take all memory.
     std::uint64_t count() {
         const std::uint64_t value = number();
         if (value > bytes_.size())

@@ -52,12 +52,16 @@ std::map<std::string, std::int64_t> countsOf(std::string_view text) {
 
 }  // namespace
 
-RunTables::RunTables(Store& store, bool temporary)
-    : connection_(*store.connection_), temporary_(temporary) {
+RunTables::RunTables(Store& store, bool temporary) : RunTables(*store.connection_, temporary) {
+}
+
+RunTables::RunTables(Connection& connection, bool temporary)
+    : connection_(connection), temporary_(temporary) {
     if (temporary_)
         createTemporaryRuns(connection_);
 }
 
+// Each statement names its schema: a temporary table would hide the store's of the same name.
 std::int64_t RunTables::numberOf(const std::string& token) {
     Statement known =
         connection_.statement(temporary_ ? "SELECT number FROM temp.run WHERE token=?"

@@ -12,7 +12,8 @@ namespace {
 
 // value: everything but references, dates as "YYYY-MM-DDThh:mm:ss". ref: references. Both hold one
 // row for each element; an attribute without a value has none. model, model_part: what was added to
-// the standard data model, in the order of definition.
+// the standard data model, in the order of definition. value_by_attr answers each find,
+// ref_by_target each question who refers to an object.
 constexpr const char* kTables = R"(
 CREATE TABLE meta(name TEXT PRIMARY KEY, value) WITHOUT ROWID;
 CREATE TABLE object(tag INTEGER PRIMARY KEY, type INTEGER NOT NULL, version INTEGER NOT NULL);
@@ -40,8 +41,9 @@ CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
 INSERT INTO meta VALUES('format', 'mervane'), ('next_tag', 1), ('store_id', hex(randomblob(16)));
 )";
 
-// run: the heads, numbered for good; the token is known to the recorder alone. run_entry: what a
-// run changed, in order, as workbench/store/run_entry.h has it.
+// run: the heads. AUTOINCREMENT: a number is never given again, also after a record was pruned.
+// token: by it the recorder finds its own head. run_entry: what a run changed, in order, as
+// workbench/store/run_entry.h has it.
 constexpr const char* kRuns = R"(
 CREATE TABLE run(number INTEGER PRIMARY KEY AUTOINCREMENT, token BLOB NOT NULL UNIQUE,
                  way INTEGER NOT NULL, service TEXT NOT NULL, arguments TEXT NOT NULL,

@@ -28,7 +28,7 @@ constexpr const char* kChange = "can't be changed";
 std::atomic<bool> timing{false};
 std::atomic<std::int64_t> time_in_store{0};  // nanoseconds
 
-// Counts the time of its life.
+// Adds the time of its life to the time in the store.
 class Timed {
 public:
     Timed() {
@@ -47,12 +47,13 @@ private:
     std::chrono::steady_clock::time_point began_;
 };
 
-// Some builds of the database take a name with a scheme for an address with options.
+// Some builds of SQLite read a name that begins with "file:" as an address with options.
 std::string plainName(const std::string& path) {
     return path.starts_with("file:") ? "./" + path : path;
 }
 
-// The address of a database that nobody changes while it is read.
+// SQLite takes no lock on an immutable database and makes no file beside it. Requires: nobody
+// writes it.
 std::string quietAddress(const std::string& path) {
     std::string address = "file:";
     for (const char c : path) {
@@ -66,7 +67,7 @@ std::string quietAddress(const std::string& path) {
     return address + "?immutable=1";
 }
 
-// A failure of the database as people know it; empty: its own words are good.
+// The reason in words that people know; empty: SQLite's own text will do.
 std::string plainReason(int code, int system_error, const std::string& path) {
     switch (code & 0xFF) {
         case SQLITE_FULL:
@@ -92,7 +93,7 @@ std::string plainReason(int code, int system_error, const std::string& path) {
     }
 }
 
-// Failures behind the point at which a change is written.
+// Whether the call failed after the change was written: nobody knows if it is on the disk.
 bool leavesUnknown(int code) {
     return code == SQLITE_IOERR_FSYNC || code == SQLITE_IOERR_DIR_FSYNC ||
            code == SQLITE_IOERR_TRUNCATE || code == SQLITE_IOERR_DELETE;
@@ -114,6 +115,7 @@ void matches(sqlite3_context* context, int, sqlite3_value** arguments) noexcept 
         }
         pattern = new Pattern(textOf(arguments[0]));
         sqlite3_result_int(context, pattern->matches(textOf(arguments[1])));
+        // Last: the database may delete the pattern at once.
         sqlite3_set_auxdata(context, 0, pattern,
                             [](void* old) { delete static_cast<Pattern*>(old); });
     } catch (...) {
@@ -142,6 +144,7 @@ std::chrono::nanoseconds timeInStore() {
 // ---- statement ----
 
 Statement::~Statement() {
+    // Ends the read, too: a statement that isn't reset holds up the log's clean-up.
     sqlite3_reset(statement_);
     if (bound_)
         sqlite3_clear_bindings(statement_);
@@ -227,7 +230,8 @@ bool Statement::isNull(int column) const {
 
 namespace {
 
-// The database would wait for whoever writes into a pipe. What isn't there is its own affair.
+// Refuse what is no file: to open a pipe is to wait for its writer, without a limit. Links are
+// resolved as SQLite does it. A missing file is SQLite's to report.
 void needRegularFiles(const std::string& path) {
     if (path == ":memory:")
         return;
@@ -249,8 +253,8 @@ void needRegularFiles(const std::string& path) {
 }  // namespace
 
 Connection::Connection(const std::string& path, Mode mode) : path_(path) {
-    // Nobody asks how much memory the database takes; counting it costs a tenth of its time.
-    // Refused where somebody else of the process uses it already, and then it stays as it is.
+    // Nobody asks how much memory SQLite takes; counting it costs a tenth of its time. The switch
+    // is refused if the process uses SQLite already, and then counting goes on.
     static const int counting = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
     (void)counting;
     needRegularFiles(path);
@@ -260,7 +264,8 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
         flags |= SQLITE_OPEN_CREATE;
     reads_only_ = mode == Mode::Read;
     std::string name = plainName(path);
-    // While somebody has it open there is a log of changes beside it, which is read along.
+    // A log beside the store has committed changes, which a reader must see. Without one, only an
+    // immutable database is read without making files beside it.
     if (reads_only_ && !system::somethingAt(path + "-wal")) {
         name = quietAddress(path);
         flags |= SQLITE_OPEN_URI;
@@ -275,6 +280,7 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
         sqlite3_close_v2(database_);
         throw Failure(kStoreFailure, "The store " + path + " can't be opened: " + reason);
     }
+    // No wait for another process is without a limit.
     sqlite3_busy_timeout(database_, static_cast<int>(waitLimit().count()));
     if (sqlite3_create_function_v2(database_, "matches", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
                                    nullptr, matches, nullptr, nullptr, nullptr) != SQLITE_OK) {
@@ -308,6 +314,7 @@ void Connection::execute(const char* sql) {
 
 void Connection::copyTo(const std::string& path) {
     needTransaction();
+    // VACUUM INTO copies one moment of the database, while others write.
     const std::string name = plainName(path);
     statements_run.fetch_add(1, std::memory_order_relaxed);
     sqlite3_stmt* copying = nullptr;
@@ -323,7 +330,7 @@ void Connection::copyTo(const std::string& path) {
 
 void Connection::useWriteAheadLog() {
     const char* sql = "PRAGMA journal_mode=WAL";
-    // The database itself doesn't wait for others who read or change the mode at this moment.
+    // SQLite doesn't wait here: the statement fails at once while others read or change the mode.
     const auto end = std::chrono::steady_clock::now() + waitLimit();
     int result = 0;
     while ((result = sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) & 0xFF) ==
@@ -360,6 +367,7 @@ void Connection::needTransaction() const {
 
 void Connection::takeBack(const char* sql) {
     ++undone_;
+    // Counted before it runs: if it fails, what was read isn't sure either.
     statement(sql).run();
 }
 
@@ -369,13 +377,14 @@ void Connection::fail(const char* operation) {
     std::string reason = plainReason(code, sqlite3_system_errno(database_), path_);
     if (reason.empty())
         reason = sqlite3_errmsg(database_);
+    // With a write-ahead log the locks are on the file -shm.
     if ((code & 0xFF) == SQLITE_BUSY)
         reason = waitedInVain(system::lockHolder(path_ + "-shm") > 0 ? path_ + "-shm" : path_);
     if ((code & 0xFF) == SQLITE_BUSY && who_is_busy_)
         if (const std::string who = who_is_busy_(); !who.empty())
             reason += ": " + who;
     if (leavesUnknown(code)) {
-        // Trying again could make a success of it that isn't on the disk.
+        // A second try could succeed although the first one's pages never reached the disk.
         broken_ = true;
         if (inTransaction())
             sqlite3_exec(database_, "ROLLBACK", nullptr, nullptr, nullptr);
@@ -385,6 +394,7 @@ void Connection::fail(const char* operation) {
 }
 
 bool Freshness::isLost(Connection& connection) {
+    // It counts what other connections commit, and nothing of this one's.
     Statement row = connection.statement("PRAGMA data_version");
     const std::int64_t others = row.step() ? row.integer(0) : 0;
     const bool lost = others != others_ || connection.undone() != undone_;
@@ -397,7 +407,7 @@ bool Freshness::isLost(Connection& connection) {
 
 Transaction::Transaction(Connection& connection)
     : connection_(connection), nested_(connection.inTransaction()) {
-    // Immediate: a write that would have to wait later would fail instead.
+    // Take the write lock now: upgrading later fails at once.
     connection_.statement(nested_ ? "SAVEPOINT part" : "BEGIN IMMEDIATE").run();
 }
 
@@ -414,7 +424,7 @@ Transaction::~Transaction() {
             connection_.takeBack("ROLLBACK");
         }
     } catch (const Failure&) {
-        // The failure that led here travels up; the database undoes what it can't commit.
+        // The failure that led here travels up. Closing the connection undoes what is left.
     }
 }
 

@@ -16,7 +16,9 @@ namespace mervane {
 
 class Connection;
 
-// A run of a prepared statement: bind in order, step or run, read columns. Given back at its end.
+// A run of a prepared statement: bind in order, step or run, read columns. Its end makes the
+// statement ready for the next run. Requires: no other run of the same literal lives, and the
+// connection outlives it. All but reading columns: Failure kStoreFailure.
 class Statement {
 public:
     explicit Statement(sqlite3_stmt* statement, Connection& connection)
@@ -26,16 +28,19 @@ public:
 
     Statement& bind(std::int64_t value);
     Statement& bind(double value);
-    // Not copied: the text must live as long as the run.
+    // Not copied: text and bytes must live as long as the run.
     Statement& bind(std::string_view text);
-    Statement& bindBytes(std::string_view bytes);  // likewise
+    Statement& bindBytes(std::string_view bytes);
 
-    bool step();  // true: a row is there. Failure kStoreFailure.
-    void run();   // all steps, rows dropped
+    // Returns: whether there is a row; after the last one always false.
+    bool step();
+    // All steps; rows are dropped.
+    void run();
 
+    // Columns of the row, from 0. NULL is 0 or empty. Text and bytes hold until the next step.
     std::int64_t integer(int column) const;
     double real(int column) const;
-    std::string_view text(int column) const;  // until the next step
+    std::string_view text(int column) const;
     std::string_view bytes(int column) const;
     bool isNull(int column) const;
 
@@ -46,12 +51,16 @@ private:
     bool started_ = false, done_ = false;
 };
 
+// A connection, for one thread. Failure kStoreFailure if the database can't be read or written, if
+// another process has written for longer than the wait limit, if the connection is broken, and if
+// the transaction that is held is lost.
 class Connection {
 public:
-    // Read: nothing is made or changed, neither the database nor a file beside it.
+    // Create makes what isn't there, Open and Read refuse it. Read: nothing is made or changed,
+    // neither the database nor a file beside it.
     enum class Mode { Open, Create, Read };
     // The path is a name in the file system, whatever it looks like; ":memory:" with Create is a
-    // database in memory. Failure kStoreFailure.
+    // database in memory. Pipes and devices are refused.
     Connection(const std::string& path, Mode mode);
     ~Connection();
     Connection(const Connection&) = delete;
@@ -60,34 +69,38 @@ public:
     Statement statement(const char* sql);
     // One or more statements without parameters or results.
     void execute(const char* sql);
-    // A whole copy of what is committed, at a path where nothing or an empty file is.
+    // A whole copy of what is committed, at a path where nothing or an empty file is. Requires: no
+    // transaction is open.
     void copyTo(const std::string& path);
     // Puts the database into the mode in which readers and a writer don't wait for each other.
     void useWriteAheadLog();
-    // Asked who is at work when this connection has waited in vain; gives empty if nobody knows.
+    // `who` is asked who is at work when this connection has waited in vain; empty: nobody knows.
     void onBusy(std::function<std::string()> who) { who_is_busy_ = std::move(who); }
     // End a transaction or a part of one by this statement, so that it goes back.
     void takeBack(const char* sql);
     // How often something went back, or may have.
     std::uint64_t undone() const { return undone_; }
+    // Rows that the last INSERT, UPDATE or DELETE has changed.
     std::int64_t changes() const;
     bool inTransaction() const;
-    // As long as this holds, all work is for the transaction that is open now: if a failure makes
-    // the database give it up, nothing more is done, or it would be stored for itself.
+    // While this is on, all work is for the transaction that is open now: if a failure makes the
+    // database give it up, nothing more is done, since it would be stored outside of it.
     void holdTransaction(bool hold) { held_ = hold; }
     bool isHeldTransactionLost() const { return held_ && !inTransaction(); }
-    // The operation is told as "can't be read" tells it; the text of a statement never is.
-    // When nobody knows whether a change reached the disk, the connection is of no use afterwards.
+    // Throw Failure kStoreFailure for the database's last error; `operation` says what couldn't be
+    // done, as "can't be read". The text of a statement isn't told. If nobody knows whether a
+    // change reached the disk, the connection is broken then.
     [[noreturn]] void fail(const char* operation);
+    // Every later use fails; the database must be opened anew.
     bool isBroken() const { return broken_; }
     bool readsOnly() const { return reads_only_; }
-    // Failure kStoreFailure if it is.
+    // Failure kStoreFailure if the connection is broken.
     void needSound() const;
     const std::string& path() const { return path_; }
     sqlite3* raw() const { return database_; }
 
 private:
-    // The same, and if the transaction that is held is lost.
+    // As needSound(), also if the transaction that is held is lost.
     void needTransaction() const;
 
     std::string path_;
@@ -98,12 +111,15 @@ private:
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 
-// A transaction that is undone unless it is committed. Inside another one it is a part of that.
+// A transaction that is undone unless it is committed. Inside another one it is a part of that. It
+// takes the right to write at once and waits for it no longer than the wait limit: Failure
+// kStoreFailure.
 class Transaction {
 public:
     explicit Transaction(Connection& connection);
     ~Transaction();
     Transaction(const Transaction&) = delete;
+    // After a failure the transaction is open still, and is undone at the end of this object.
     void commit();
     // It outlives this object; somebody else ends it. Requires: not inside another one.
     void leaveOpen() { open_ = false; }
@@ -114,11 +130,11 @@ private:
     bool open_ = true;
 };
 
-// Whether what was read before still holds: another connection may have written since, or something
-// of this one's gone back. Changes of this connection are for their readers to know.
+// Whether what was read before may be out of date: another connection has written since, or a
+// change of this one has gone back. What this one has changed isn't told.
 class Freshness {
 public:
-    // Asks, and begins anew.
+    // Since the last call; the first one gives true. Failure kStoreFailure.
     bool isLost(Connection& connection);
 
 private:

@@ -13,7 +13,8 @@
 
 namespace mervane {
 
-// One statement, so one round trip, for all of an object.
+// One statement sees one moment, so version and values fit together whoever commits meanwhile. The
+// first row is the object's head.
 const char* const Store::kLoad =
     "SELECT 0, version, type FROM object WHERE tag=?1 "
     "UNION ALL SELECT attr, idx, v FROM value WHERE tag=?1 "
@@ -94,6 +95,7 @@ Value Cell::as(Kind kind) const {
 
 void Store::create(const std::string& path,
                    const std::function<void(const std::shared_ptr<Store>&)>& fill) {
+    // What an earlier store left there would be taken for a part of this one.
     for (const char* suffix : {".volume", "-locks", "-sessions", "-wal"})
         needNothingAt(path + suffix);
     const MakingPlace place(path);
@@ -108,11 +110,12 @@ void Store::create(const std::string& path,
     }
     if (fill)
         fill(open(made));
-    // Whoever closes a database last takes what is in its log along; the log stays here.
+    // The last connection to close moves the log into the database. A log that is still there would
+    // be lost with this directory.
     if (system::somethingAt(made + "-wal"))
         throw Failure(kStoreFailure, "The store " + path + " can't be written to disk");
     place.put("store", path);
-    // Whoever opens the store makes it otherwise, and says then why it can't be made.
+    // The store is whole already. Opening it makes a missing volume, and tells why it can't.
     try {
         Volume(path + ".volume", path).makeDirectory();
     } catch (const Failure&) {
@@ -125,14 +128,14 @@ std::unique_ptr<Connection> Store::connect(const std::string& path, bool read_on
     connection->execute("PRAGMA foreign_keys=OFF; PRAGMA temp_store=MEMORY");
     if (!read_only)
         connection->execute(synchronous());
-    // Enough for the indexes of a hundred thousand items.
+    // 64 MiB of pages, enough for the indexes of a hundred thousand items.
     connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=268435456");
     return connection;
 }
 
 namespace {
 
-// The store, and the files that come and go beside it.
+// Ask for the directory, too: files come and go beside the store.
 bool mayWriteWithin(const std::string& path) {
     const std::string directory =
         std::filesystem::absolute(system::pathOf(path)).parent_path().string();
@@ -156,6 +159,8 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
     } else {
         read_only = !mayWriteWithin(path);
         connection = connect(path, read_only);
+        // First, because it refuses what is no store: a change of the mode writes into any
+        // database.
         upgradeSchema(*connection);
         if (!read_only)
             connection->useWriteAheadLog();
@@ -163,7 +168,7 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
     auto shared = std::make_shared<Shared>(path, memory);
     if (!memory && !read_only)
         shared->volume.makeDirectory();
-    // Who can't change the store needs no locks that others see.
+    // A reader changes nothing, so nobody has to see its locks.
     shared->locks = memory || read_only ? memoryLocks() : fileLocks(path);
     std::shared_ptr<Store> store(new Store(std::move(shared), std::move(connection)));
     store->loadAdditions();
@@ -171,6 +176,7 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
 }
 
 std::shared_ptr<Store> Store::again(const std::shared_ptr<Store>& store) {
+    // A database in memory belongs to one connection, so sessions share it.
     if (store->inMemory())
         return store;
     return std::shared_ptr<Store>(
@@ -182,7 +188,7 @@ Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connect
       connection_(std::move(connection)),
       referrers_(*connection_),
       text_index_(*connection_) {
-    // The latest connection asks; all see the same database.
+    // Model misses ask the newest connection; any would do.
     shared_->model.onMiss([this] { return loadAdditions(); });
     shared_->askers.push_back(this);
     if (!shared_->in_memory)
@@ -193,6 +199,7 @@ Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connect
                     all += (all.empty() ? "" : "; ") + each;
                 return all;
             } catch (const Failure&) {
+                // This failure must not replace the one that is being told.
                 return std::string();
             }
         });
@@ -269,6 +276,7 @@ void Store::write(tag_t tag, tag_t attribute, std::size_t index, const Value& va
             .run();
         return;
     }
+    // A text is bound without a copy, so this one has to live until the row is written.
     std::string date;
     Statement row = connection_->statement(
         fresh ? "INSERT INTO value(tag, attr, idx, v) VALUES(?, ?, ?, ?)"
@@ -310,6 +318,7 @@ void Store::erase(tag_t tag) {
         connection_->statement(sql).bind(number(tag)).run();
 }
 
+// Tags are taken in blocks: to take one is a change of the store, with a wait for the disk.
 tag_t Store::newTag() {
     if (next_tag_ == tags_end_) {
         tag_t end = NULLTAG;
@@ -323,10 +332,10 @@ tag_t Store::newTag() {
             end = tagOf(row.integer(0));
             row.run();
         }
-        // Only now: a block that isn't committed is given to somebody else.
+        // Only after the statement is committed: another session would get a failed block, too.
         next_tag_ = end - tag_block_;
         tags_end_ = end;
-        // Who makes much gets larger blocks.
+        // Blocks double, so imports reserve rarely.
         tag_block_ = std::min<tag_t>(tag_block_ * 2, 4096);
     }
     return next_tag_++;
@@ -334,8 +343,9 @@ tag_t Store::newTag() {
 
 // ---- finding ----
 //
-// An object may stand in an array twice. Rows come in the order of an index, so that the second of
-// a pair is left out here: DISTINCT would make the database sort them once more.
+// CROSS JOIN keeps the order in which the tables are written: first the one whose index gives few
+// rows, in the order of their tags. An array may have an object twice; the repeated tag is dropped
+// here, since DISTINCT would make the database sort once more.
 
 const std::vector<StoredReferrer>& Store::referrers(tag_t target) {
     return referrers_.of(target);
@@ -384,8 +394,8 @@ std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t
         with_text = few.step() ? few.integer(0) : 0;
     }
     std::vector<tag_t> all;
-    // From the side that has fewer: one item may have thousands of revisions, and a thousand items
-    // a revision of one id. A cross join is done in the order in which it stands.
+    // Begin on the side with fewer rows: one item may have thousands of revisions, and thousands of
+    // items may have a revision of this id.
     Statement rows = connection_->statement(
         with_text <= kFew
             ? "SELECT v.tag FROM value v CROSS JOIN ref r ON r.tag=v.tag "
@@ -427,6 +437,7 @@ std::vector<std::string> oneLetterAway(const std::string& text) {
 }  // namespace
 
 std::vector<std::string> Store::textsNear(tag_t attribute, const std::string& text) {
+    // Each byte of the text costs more than a hundred look-ups.
     constexpr std::size_t kLongest = 128;
     constexpr std::int64_t kNeighbours = 20;
     std::vector<std::string> found;
@@ -456,7 +467,8 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     if (wildcard == std::string::npos)
         return withText(attribute, pattern);
     const std::string prefix = pattern.substr(0, wildcard);
-    // Everything that begins with the prefix sorts from the prefix up to the next text behind it.
+    // Texts with the prefix are at least the prefix, and less than the prefix with its last byte
+    // counted up. A byte 0xFF can't be counted up: it is dropped.
     std::string behind = prefix;
     while (!behind.empty() && static_cast<unsigned char>(behind.back()) == 0xFF)
         behind.pop_back();
@@ -500,7 +512,8 @@ std::optional<std::vector<Store::Hit>> Store::byTextIndex(tag_t attribute,
             }))
             return std::nullopt;
     } catch (const Failure&) {
-        // Damage is for the check to tell; and somebody may have dropped it meanwhile.
+        // Search without an index that is damaged, or that somebody has just dropped. The check
+        // tells the damage.
         if (connection_->isBroken() || (!text_index_.hasFailed() && text_index_.isThere()))
             throw;
         return std::nullopt;
@@ -578,6 +591,7 @@ void Store::mayWrite(const void* owner) const {
 
 void Store::beginBatch(const void* owner) {
     mayWrite(owner);
+    // Room first: if memory ran out after the savepoint, no batch would know of it.
     batches_.reserve(batches_.size() + 1);
     if (!batches_.empty()) {
         connection_->statement("SAVEPOINT batch").run();
@@ -586,7 +600,8 @@ void Store::beginBatch(const void* owner) {
     }
     loadAdditions();
     Transaction transaction(*connection_);
-    // What others defined up to now is theirs; from here on it is the batch's.
+    // Again under the write lock: a definition after this one is the batch's, and goes back with
+    // it.
     loadAdditions();
     batches_.push_back({model().mark(), shared_->model_position});
     next_tag_ = tags_end_ = 0;  // blocks taken inside go back with the rest
@@ -599,6 +614,7 @@ void Store::commitBatch() {
     if (batches_.empty())
         throw Failure(kStoreFailure, "store " + path() + ": no run or import is under way");
     if (batches_.size() == 1)
+        // In the same transaction, so a run that goes back leaves nothing in the index.
         text_index_.takeUp();
     connection_->statement(batches_.size() > 1 ? "RELEASE batch" : "COMMIT").run();
     batches_.pop_back();
@@ -632,6 +648,7 @@ void Store::rollbackBatch() noexcept {
         // No memory: the process knows more types than the store.
     }
     shared_->model_position = batches_.back().position;
+    // The store gives tags taken inside to others from now on.
     next_tag_ = tags_end_ = 0;
     batches_.pop_back();
     if (inner)
@@ -647,6 +664,7 @@ void Store::letGoOfBatch() noexcept {
 OneMoment::OneMoment(Store& store)
     : connection_(*store.connection_), own_(!connection_.inTransaction()) {
     if (own_)
+        // Deferred: no write lock; the first read fixes the moment.
         connection_.execute("BEGIN");
 }
 

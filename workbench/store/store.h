@@ -1,7 +1,7 @@
 #pragma once
 
-// A store: one database with its volume, its locks and its model. The only place that speaks SQL;
-// everything above works with objects and values.
+// A store: one database with its volume, its locks and its model. SQL stays in workbench/store/;
+// all callers work with objects and values.
 
 #include <cstdint>
 #include <functional>
@@ -25,88 +25,118 @@
 
 namespace mervane {
 
-// One stored value as it is read; good until the next one.
+// One stored value while Store::load() tells it; it holds until the next one.
 class Cell {
 public:
     explicit Cell(const Statement& row) : row_(row) {}
+    // Requires: the kind of the value's attribute.
     Value as(Kind kind) const;
 
 private:
     const Statement& row_;
 };
 
+// What holds for every member unless it says otherwise.
+// - Failure kStoreFailure if the database can't be read or written: it is damaged or full, another
+//   process has written for longer than the wait limit, or an open batch is lost.
+// - A change is on disk when the call returns; within a StoreTransaction or a batch, when that is
+//   committed. Nobody is asked for rights or locks, and nothing is recorded: sessions do that. They
+//   call mayWrite() first.
+// - Handles of types and attributes are those of the model. Lists are by tag, each object once.
 class Store {
 public:
-    // Make a store that isn't there yet; it has its name when `fill` has put into it what belongs
-    // there. Failure; nothing is left then, and what somebody else put there stays.
+    // Make a store; it has its name when `fill` has put into it what belongs there. Failure
+    // kStoreFailure if something is at the path or at that of a file of the store, kFileFailure if
+    // a file can't be made, or what `fill` throws. Nothing is left then, and what somebody else put
+    // there stays.
     static void create(const std::string& path,
                        const std::function<void(const std::shared_ptr<Store>&)>& fill = nullptr);
-    // ":memory:" makes a fresh one.
+    // Open a store, for reading alone if this process may not write it; ":memory:" makes a fresh
+    // one. An older schema is upgraded. Failure kStoreFailure for a path without a store, for a
+    // newer schema, and for an older one that can't be written; kFileFailure if the volume or the
+    // files of the locks can't be made.
     static std::shared_ptr<Store> open(const std::string& path);
     // For one more session: a connection of its own to a store in a file, the same store in memory.
+    // Model, volume and locks are shared.
     static std::shared_ptr<Store> again(const std::shared_ptr<Store>& store);
+    // Open batches go back.
     ~Store();
     Store(const Store&) = delete;
 
     const std::string& path() const { return shared_->path; }
     bool inMemory() const { return shared_->in_memory; }
-    // That of its copies is the same.
+    // A text that only this store and its copies have.
     std::string identity();
-    // This process may not write it: it is opened for reading, and no file beside it is made.
+    // It is opened for reading alone, and no file beside it is made.
     bool readOnly() const { return connection_->readsOnly(); }
     Model& model() { return shared_->model; }
     Volume& volume() { return shared_->volume; }
     Locks& locks() { return *shared_->locks; }
-    // Failure kStoreFailure if it isn't known whether an earlier change is stored.
+    // Failure kStoreFailure if nobody knows whether an earlier change is stored: the store must be
+    // opened anew.
     void needSound() const;
-    // Take out the file of an object that isn't stored. It stays if nobody knows whether the object
-    // is: a file without an object is no damage, the other way round is.
+    // Take the file of an object that isn't stored out of the volume. It stays if nobody knows
+    // whether the object is stored: a file without an object is no damage, an object without its
+    // file is.
     void discardFile(tag_t tag) noexcept;
 
     // ---- objects ----
-    // False: there is none. `head` gets type and version, `value` attribute, index and cell.
+    // Tell an object: `head` gets type and version, then `value` gets attribute, index and cell of
+    // each value, those of an attribute one after the other. Returns: false, and nothing is told,
+    // if there is none.
     template <typename Head, typename Each>
     bool load(tag_t tag, Head&& head, Each&& value);
-    // False: there is no object. Cheaper than loading it.
+    // Cheaper than loading it.
     bool exists(tag_t tag);
-    tag_t typeOf(tag_t tag);            // handle; NULLTAG: there is no object
+    tag_t typeOf(tag_t tag);            // NULLTAG: there is no object
     std::int64_t versionOf(tag_t tag);  // 0: there is no object
+    // Store an object without values. Requires: there is none with the tag.
     void insert(tag_t tag, tag_t type, std::int64_t version = 1);
-    // Count one more save; false: the stored version is another one.
+    // Count one more save. Returns: false, and nothing is changed, if the stored version is another
+    // one or there is no object.
     bool countSave(tag_t tag, std::int64_t version);
-    // `fresh`: there is no such row yet.
+    // Store one element of an attribute, from 0. Requires: with `fresh`, there is none.
     void write(tag_t tag, tag_t attribute, std::size_t index, const Value& value, bool fresh);
     // Drop the elements from this index on.
     void trim(tag_t tag, const Attribute& attribute, std::size_t from);
+    // Drop the object with its values and its check-out; none is no failure. Its file and
+    // references to it stay.
     void erase(tag_t tag);
+    // A tag that no object of the store has had. Failure kStoreFailure if there are none left.
+    // Requires: no StoreTransaction outside of a batch, whose rollback would give the tag twice.
     tag_t newTag();
 
-    // What is stored about the contents of a file; nothing if it isn't stored.
+    // What is stored about the contents of a file; only the tag if it isn't stored.
     StoredFile knownFile(tag_t tag);
 
-    // ---- finding; by tag ----
-    // Good until the next call or change.
+    // ---- finding, among what is stored ----
+    // Each object and attribute once. The reference holds until the next call or change.
     const std::vector<StoredReferrer>& referrers(tag_t target);
     std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target);
-    tag_t lastReferrerBy(tag_t attribute, tag_t target);  // NULLTAG: there is none
+    // The one with the highest tag, NULLTAG if there is none; quick also if there are many.
+    tag_t lastReferrerBy(tag_t attribute, tag_t target);
     struct Hit {
         tag_t tag = NULLTAG, type = NULLTAG;
     };
+    // Texts and patterns are compared byte by byte, so with case.
     std::vector<Hit> withText(tag_t attribute, std::string_view text);
-    // Who has the text and refers to the target.
+    // Who has the text as first value of `attribute` and refers to the target by `reference`.
     std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
                                          std::string_view text);
-    // A pattern of * and ?, compared with case.
+    // A pattern of * (any text) and ? (one character).
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
-    // Those of the hits whose text matches.
+    // Those of the hits whose text matches, in their order.
     std::vector<Hit> thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
                                       const std::string& pattern);
-    // Nothing: there is none.
+    // Nothing: the store has no index of texts.
     std::optional<TextIndexState> textIndex();
+    // Make it, anew if it is there, or drop it, in one transaction. Failure kStoreFailure if the
+    // SQLite library has no FTS5.
     void setTextIndex(bool on);
-    // Texts that differ from this one in a letter or stand beside it in the order of the index.
+    // Texts that differ from this one in a letter, and up to 20 on each side in the order of texts;
+    // sorted, each once. None for an empty text or one of more than 128 bytes.
     std::vector<std::string> textsNear(tag_t attribute, const std::string& text);
-    // From this tag on, at most so many; a negative limit is none.
+    // Objects of exactly this type, from this tag on, at most so many; a negative limit is none.
     std::vector<tag_t> ofType(tag_t type, tag_t from = 1, int limit = -1);
     std::vector<Hit> everything();
     std::int64_t objectCount();
@@ -117,6 +147,8 @@ public:
     std::vector<tag_t> children(const UsePath& path, tag_t revision);
 
     // ---- model ----
+    // Add to the model of every session, in one transaction each. Failure as the Model's additions
+    // have it (kBadValue, kUnknownClass, kUnknownType); the model is as before then.
     void addClass(const std::string& name, const std::string& parent,
                   const std::vector<AttributeSpec>& attributes);
     void addType(const std::string& name, const std::string& parent,
@@ -126,63 +158,80 @@ public:
                         const std::vector<std::string>& formats,
                         const std::vector<std::string>& reference_names);
 
-    // ---- settings, rights, check-outs ----
+    // ---- settings, rights, check-outs; to remove what isn't there is no failure ----
+    // Nothing: it isn't there.
     std::optional<std::vector<std::string>> preference(const std::string& name);
+    // By name.
     std::vector<std::pair<std::string, std::vector<std::string>>> preferences();
     void setPreference(const std::string& name, const std::vector<std::string>& values);
     void removePreference(const std::string& name);
+    // By position.
     std::vector<Right> rights();
-    // Good until the next call.
+    // The reference holds until the next call about rights.
     const std::vector<Right>& rights(const std::string& privilege);
-    // Its position among them: behind all others, or what is given. Requires: it isn't there.
+    // Put it at this position; 0: after all others. Returns: the position. Requires: neither the
+    // right nor another one at the position is there.
     std::int64_t addRight(const Right& right, std::int64_t position = 0);
-    // The position that it had; 0: it wasn't there.
+    // Returns: the position that it had; 0: it wasn't there.
     std::int64_t removeRight(const Right& right);
     struct CheckOutRow {
         tag_t object = NULLTAG, user = NULLTAG;
         std::string date, comment;
     };
+    // Nothing: it isn't checked out.
     std::optional<CheckOutRow> checkOut(tag_t object);
     std::vector<CheckOutRow> checkOuts();
-    // False: somebody has it already.
+    // Returns: false, and nothing is changed, if somebody has it already.
     bool addCheckOut(const CheckOutRow& row);
     void removeCheckOut(tag_t object);
 
-    // ---- registry of item ids ----
+    // ---- registry of item ids; a Registry holds as long as the store uses that one ----
     // The one in use. Failure kRegistryDown if it can't be opened or is switched off.
     Registry registry();
     // The same, also if it is switched off.
     Registry registryEvenDown();
-    // Change it in one transaction, in which nobody changes it or takes another one.
+    // Change it in one transaction, in which nobody changes it or takes another one. Failure as
+    // registry(), or what `change` throws: nothing is changed then.
     void changeRegistry(const std::function<void(Registry&)>& change);
     Registry ownRegistry() { return Registry(*connection_); }
     std::string registryPath();  // empty: the store's own
-    // Take another one from now on; ids of the store's own go along to it.
+    // Use the file at the path from now on, which gets the ids of the store's own one; empty: the
+    // store's own again. Failure kRegistryDown if the file is no registry, or is switched off and
+    // should get ids.
     void useRegistry(const std::string& path);
 
     // ---- runs ----
+    // Whether the store keeps their records.
     bool recordsRuns();
     void recordRuns(bool on);
 
     // ---- transactions ----
-    // A long transaction of one session; others of this process that share the connection wait in
-    // vain: Failure kStoreFailure for their writes. An inner one is a part of the outer one, and
-    // goes back alone.
+    // A long transaction of one session; `owner` is its address. Other processes that write wait;
+    // other sessions on this connection (of a store in memory) may not write. An inner batch is a
+    // part of the outer one, and goes back alone. Failure as mayWrite().
     void beginBatch(const void* owner);
+    // After a failure, also kStoreFailure without a batch, rollbackBatch() must follow.
     void commitBatch();
+    // Undo the batch, with what it added to the model; nothing without one.
     void rollbackBatch() noexcept;
-    // Let statements run again although the database has given the batch up. Requires: it is rolled
-    // back next.
+    // Let statements run again although the database has given up the batch. Requires:
+    // rollbackBatch() follows.
     void letGoOfBatch() noexcept;
-    // Whether the database has given it up after a failure.
+    // Whether the database has given up the batch after a failure.
     bool isBatchLost() const;
-    // Failure if another session's batch is open on this connection.
+    // Failure kStoreFailure if another session's batch is open on this connection.
     void mayWrite(const void* owner) const;
 
     // ---- care ----
-    // `unsaved_files`: tags of files whose objects sessions of this process haven't saved yet.
+    // Check database, volume, locks and index of texts; damage is a finding. With `repair`, remove
+    // what sessions that have ended left and, unless other processes have sessions, files that no
+    // object owns; and make an index that isn't right anew. `unsaved_files`: tags of files whose
+    // objects sessions of this process haven't saved yet. Failure kFileFailure if a file can't be
+    // removed.
     std::vector<CheckFinding> check(bool repair, const std::vector<tag_t>& unsaved_files);
-    // Files that are damaged are left out; gives them.
+    // Copy store and volume as of one moment, while others write. Returns: the damaged files, which
+    // the copy doesn't have. Failure kStoreFailure if something is at the path or at "PATH.volume";
+    // kFileFailure if the copy can't be written. Nothing is left then.
     std::vector<CheckFinding> backup(const std::string& path);
 
 private:
@@ -223,7 +272,7 @@ private:
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
     static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
     bool loadAdditions();
-    // Nothing: the search is to be done without the index.
+    // Nothing: search without the index.
     std::optional<std::vector<Hit>> byTextIndex(tag_t attribute, const std::string& pattern,
                                                 const std::string& prefix,
                                                 const std::string& behind);
@@ -243,7 +292,8 @@ private:
 };
 
 // A transaction of a store, which goes back unless it is committed. Inside another one, or a batch,
-// it is a part of that. Others who would write wait until it ends.
+// it is a part of that. Others who write wait until it ends. Failure kStoreFailure if somebody else
+// writes for longer than the wait limit.
 class StoreTransaction {
 public:
     explicit StoreTransaction(Store& store) : transaction_(*store.connection_) {}
@@ -253,7 +303,7 @@ private:
     Transaction transaction_;
 };
 
-// While it lives, the store is seen as it was at the first read; others may write.
+// While it lives, this connection sees the store as it was at the first read; others may write.
 class OneMoment {
 public:
     explicit OneMoment(Store& store);

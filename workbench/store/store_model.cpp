@@ -67,6 +67,7 @@ bool Store::loadAdditions() {
                 parts.push_back({std::string(rows.text(0)), static_cast<Kind>(rows.integer(1)),
                                  rows.integer(2) != 0, static_cast<int>(rows.integer(3))});
         }
+        // The position moves with each: if a later one fails, the next call goes on with it.
         applyAddition(each.kind, each.name, each.parent, parts);
         shared_->model_position = each.position;
     }
@@ -76,6 +77,7 @@ bool Store::loadAdditions() {
 // Requires: a transaction in which the model knows all earlier additions.
 void Store::storeAddition(const char* kind, const std::string& name, const std::string& parent,
                           const std::vector<AttributeSpec>& parts) {
+    // The model first: it refuses a name that is taken before anything is written.
     applyAddition(kind, name, parent, parts);
     std::int64_t position = 0;
     {
@@ -105,6 +107,7 @@ template <typename Steps>
 void Store::define(Steps&& steps) {
     Transaction transaction(*connection_);
     loadAdditions();
+    // Others can't define anything from here on: the transaction has the write lock.
     const Model::Mark mark = model().mark();
     const std::int64_t position = shared_->model_position;
     try {

@@ -83,6 +83,7 @@ std::vector<Right> Store::rights() {
 }
 
 const std::vector<Right>& Store::rights(const std::string& privilege) {
+    // Each lock asks for rights: they are read again only if they may have changed.
     if (rights_fresh_.isLost(*connection_))
         rights_.clear();
     if (const auto known = rights_.find(privilege); known != rights_.end())
@@ -99,6 +100,7 @@ const std::vector<Right>& Store::rights(const std::string& privilege) {
 
 std::int64_t Store::addRight(const Right& right, std::int64_t position) {
     rights_.clear();
+    // With NULL the database chooses the next position.
     Statement row = connection_->statement(
         "INSERT INTO rights(subject_kind, subject, scope_kind, scope, privilege, allowed, "
         "position) VALUES(?, ?, ?, ?, ?, ?, nullif(?, 0)) RETURNING position");
@@ -202,7 +204,7 @@ Registry Store::registry() {
 }
 
 void Store::changeRegistry(const std::function<void(Registry&)>& change) {
-    // The one in use stays it until the change is committed.
+    // The store's write lock: nobody takes another registry until the change is committed.
     Transaction transaction(*connection_);
     Registry used = registry();
     if (registryPath().empty()) {
@@ -216,7 +218,7 @@ void Store::changeRegistry(const std::function<void(Registry&)>& change) {
 }
 
 void Store::useRegistry(const std::string& path) {
-    // Nobody registers an id here meanwhile.
+    // The store's write lock: nobody registers an id in its own table meanwhile.
     Transaction transaction(*connection_);
     if (path.empty()) {
         connection_->statement("DELETE FROM meta WHERE name='registry_path'").run();
@@ -230,6 +232,7 @@ void Store::useRegistry(const std::string& path) {
         Transaction taking(*connection);
         for (const std::string& id : own)
             shared.add(id);
+        // The shared file first: a kill between the commits leaves the ids in both, never in none.
         taking.commit();
         ownRegistry().clear();
         connection_->statement("INSERT OR REPLACE INTO meta VALUES('registry_path', ?)")

@@ -11,7 +11,7 @@
 
 namespace mervane::system {
 
-// A path of the C++ library from UTF-8, which is not what every system takes plain texts for.
+// A path of the C++ library from UTF-8; not every system takes plain texts for UTF-8.
 std::filesystem::path pathOf(const std::string& text);
 
 int processNumber();

@@ -18,8 +18,8 @@ namespace mervane::system {
 
 namespace {
 
-// Owner, group and mode of the file `like`; a directory may be entered by who may read it. What the
-// file system refuses stays as it was made, which is no more.
+// Owner, group and mode of the file `like`; who may read a directory may enter it. What the file
+// system refuses stays as it was made, with no more rights.
 void giveModeOf(const std::string& like, int file) {
     struct stat wanted {};
     struct stat own {};
@@ -29,13 +29,13 @@ void giveModeOf(const std::string& like, int file) {
     const uid_t owner = ::geteuid() == 0 ? wanted.st_uid : own.st_uid;
     if ((owner != own.st_uid || wanted.st_gid != own.st_gid) &&
         ::fchown(file, owner, wanted.st_gid) != 0)
-        mode = (mode & 0606U) | ((mode & 06U) << 3U);  // another group, which is like all others
+        mode = (mode & 0606U) | ((mode & 06U) << 3U);  // the group may do what all others may
     if (S_ISDIR(own.st_mode))
         mode |= ((mode & 0444U) >> 2U) | (own.st_mode & 07000U);
     (void)::fchmod(file, mode);
 }
 
-// At most the mode of `like` from the first moment on.
+// At most the mode of `like` from the first moment on: nobody else can open it in between.
 int makeFile(const std::string& path, int flags, const std::string& like) {
     struct stat wanted {};
     mode_t mode = 0666;
@@ -117,7 +117,8 @@ bool place(const std::string& from, const std::string& to) {
     return placeInTwoSteps(from, to);
 }
 
-// What was reserved is empty, so renaming takes its place; whoever meets it before meets no store.
+// Reserve the name by something empty, which renaming replaces. Whoever opens it in between finds
+// no store.
 bool placeInTwoSteps(const std::string& from, const std::string& to) {
     struct stat status {};
     if (::lstat(from.c_str(), &status) != 0)
@@ -181,6 +182,8 @@ int open(const std::string& path, Open how, const std::string& like) {
         int file = ::open(path.c_str(), kFlags);
         if (file >= 0 || errno != ENOENT || how == Open::LockExisting)
             return file;
+        // Made only if nothing is there, so no link is followed. If another process was faster, its
+        // file is opened.
         file = makeFile(path, kFlags, like);
         if (file >= 0 || errno != EEXIST)
             return file;

@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <fcntl.h>
 #include <io.h>
 #include <process.h>
@@ -16,7 +16,7 @@ namespace mervane::system {
 
 namespace {
 
-// Far behind any content, since a locked range can't be read by others.
+// Far after any content, since others can't read a locked range.
 constexpr DWORD kLockAt = 0x7FFFFFFF;
 
 // False, with the last error of the system as errno.
@@ -119,6 +119,7 @@ bool rename(const std::string& from, const std::string& to) {
                              MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
 }
 
+// Without the flag to replace it fails if something is there.
 bool place(const std::string& from, const std::string& to) {
     return check(MoveFileExW(pathOf(from).c_str(), pathOf(to).c_str(), MOVEFILE_WRITE_THROUGH));
 }
@@ -170,6 +171,7 @@ int open(const std::string& path, Open how, const std::string&) {
             flags |= FILE_FLAG_OPEN_REPARSE_POINT;
             break;
     }
+    // Others may remove and rename a file that is open, as on other systems.
     const HANDLE handle = CreateFileW(pathOf(path).c_str(), access,
                                       FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
                                       nullptr, disposition, flags, nullptr);
@@ -213,6 +215,7 @@ bool close(int file) {
     return _close(file) == 0;
 }
 
+// The opening's own lock would be in the way of a new one: it is given up first.
 bool lockExclusive(int file) {
     OVERLAPPED range{};
     range.OffsetHigh = kLockAt;

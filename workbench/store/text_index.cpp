@@ -17,7 +17,8 @@ namespace {
 // text_attribute: what is indexed; a text has the row tag*64+position, so that rows grow with tags.
 // text_pending: texts that changed since they were indexed, with what the index has of them.
 // text_indexed: what the index has. The triggers know tables alone: who writes needs no FTS5.
-// A text with a NUL is indexed as the mark: tokenizers differ in what they make of it.
+// A text with a NUL is indexed as a mark, U+0001 three times: tokenizers differ in what they make
+// of a NUL.
 constexpr const char* kTextTables = R"(
 CREATE TABLE text_attribute(attr INTEGER PRIMARY KEY, position INTEGER NOT NULL);
 CREATE TABLE text_pending(tag INTEGER NOT NULL, attr INTEGER NOT NULL, old,
@@ -35,9 +36,9 @@ CREATE VIRTUAL TABLE text_index USING fts5(text, content='text_indexed', content
     tokenize='trigram case_sensitive 1', detail=none, columnsize=0);
 )";
 
-// Before the change, also where a row takes the place of another one. What a transaction or a
-// conflict takes back, or doesn't change, does no harm here: the row is indexed anew. COVERED
-// stands for the attributes, in the place of a look-up for each value that is written.
+// The triggers note the old text before the change. A row that REPLACE removes fires no trigger of
+// its own, so the insertion looks for it. A note too many does no harm: the text is indexed anew.
+// make() puts the attributes in the place of COVERED, which saves a look-up for each value written.
 constexpr const char* kTextTriggers = R"(
 CREATE TRIGGER text_inserted BEFORE INSERT ON value
 WHEN NEW.idx=0 AND CASE NEW.attr COVERED END AND NEW.v IS NOT
@@ -67,7 +68,7 @@ END;
 
 constexpr std::int64_t kPartsOfIndex = 7;  // tables, view and triggers
 
-// More that wait than this are taken up: each search compares those that wait.
+// If more texts wait, they are indexed: each search compares those that wait.
 constexpr std::int64_t kFewWaiting = 1000;
 // A scan compares a text in a twentieth of the time that a candidate takes, and begins at once.
 constexpr std::int64_t kFewCandidates = 4096;
@@ -75,7 +76,7 @@ constexpr std::int64_t kFewRows = 8 * kFewCandidates;  // of all attributes
 constexpr std::int64_t kFewInRange = 1024;
 constexpr std::size_t kMostTrigrams = 16;
 
-// The bytes of the character that stands at the beginning; 0: it is none of UTF-8, or a NUL.
+// The bytes of the first character; 0: it is no UTF-8, or a NUL.
 std::size_t wholeCharacter(std::string_view text) {
     const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
     const unsigned first = byte(0);
@@ -94,7 +95,7 @@ std::size_t wholeCharacter(std::string_view text) {
     return shortest && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF) ? length : 0;
 }
 
-// False: a character is none.
+// False: the text is no UTF-8, or has a NUL.
 bool takeApart(std::string_view text, std::vector<std::string_view>& characters) {
     while (!text.empty()) {
         const std::size_t length = wholeCharacter(text);
@@ -113,8 +114,8 @@ std::string inQuotes(std::string_view text) {
     return quoted + "\"";
 }
 
-// What the index is asked for: a text that matches has all of it, or is marked. Empty: it can't
-// help, or the beginning of the pattern alone would be looked for.
+// The query for the index: a text that matches has all of these trigrams, or is marked. Empty: the
+// index can't help, or only the beginning is known, which the index of values finds better.
 std::string candidatesOf(std::string_view pattern) {
     std::vector<std::string> trigrams;
     bool behind_the_beginning = false;
@@ -174,7 +175,8 @@ void TextIndex::make(const Model& model) {
     for (const SearchedText& each : kSearchedTexts)
         attributes.push_back(
             model.findAttribute(*model.findClass(each.cls), each.attribute)->handle);
-    // As the values of an object lie: an index is made quickly by rows that grow.
+    // In the order in which an object's values are stored, so that rows come in ascending order,
+    // which makes the index quickly.
     std::sort(attributes.begin(), attributes.end());
     Transaction transaction(connection_);
     dropTables();
@@ -228,6 +230,7 @@ TextIndexState TextIndex::state() {
 
 bool TextIndex::agrees() {
     {
+        // Without one of its triggers the index misses changes.
         Statement parts = connection_.statement(
             "SELECT count(*) FROM sqlite_schema WHERE name IN ('text_attribute', 'text_pending', "
             "'text_indexed', 'text_index', 'text_inserted', 'text_updated', 'text_deleted')");
@@ -235,6 +238,7 @@ bool TextIndex::agrees() {
             return false;
     }
     needPossible();
+    // Rank 1: compare the index with the texts, too, not only within itself.
     try {
         connection_
             .statement("INSERT INTO text_index(text_index, rank) VALUES('integrity-check', 1)")
@@ -263,6 +267,7 @@ void TextIndex::takeUp() {
     }
     if (!isPossible())
         return;
+    // A part of its own: if the index is damaged, the run is stored without it.
     Transaction part(connection_);
     try {
         takeUpAll();
@@ -275,6 +280,7 @@ void TextIndex::takeUp() {
 }
 
 void TextIndex::takeUpAll() {
+    // The index has no copy of a text: it must be told the old one to take it out.
     connection_
         .statement(
             "INSERT INTO text_index(text_index, rowid, text) "
@@ -308,6 +314,7 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
             return false;
         position = row.integer(0);
     }
+    // Few texts with the pattern's beginning are compared more quickly than candidates.
     if (!behind.empty()) {
         Statement few = connection_.statement(
             "SELECT count(*) FROM "
@@ -318,6 +325,7 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
             return false;
     }
     {
+        // Many candidates or waiting texts take longer than comparing all.
         Statement few = connection_.statement(
             "SELECT count(*), coalesce(sum(key&63=?), 0), "
             "(SELECT count(*) FROM (SELECT 1 FROM text_pending LIMIT ?)) FROM "
@@ -328,6 +336,8 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
                            few.integer(2) > kFewCandidates))
             return false;
     }
+    // Each candidate is compared with its stored text, since the index may have an older one; texts
+    // that wait are compared themselves.
     Statement rows = connection_.statement(
         "SELECT v.tag, o.type FROM text_index t CROSS JOIN value v ON v.tag=t.rowid>>6 "
         "CROSS JOIN object o ON o.tag=v.tag "

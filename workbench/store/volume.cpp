@@ -71,7 +71,7 @@ bool readAll(int descriptor, Receiver&& receiver) {
     }
 }
 
-// Give the contents to the receiver; when this returns they were those that were stored.
+// Give the contents to the receiver. Damage, at the end, if they aren't those that were stored.
 template <typename Receiver>
 void readStored(int descriptor, const StoredFile& file, Receiver&& receiver) {
     FileFacts facts;
@@ -129,7 +129,7 @@ void syncDirectory(const std::string& directory) {
 template <typename Fill>
 FileFacts placeFile(const std::string& directory, const std::string& place, const std::string& like,
                     Fill&& fill) {
-    // Exclusive: processes of several machines may have the same number.
+    // A random name, since processes of several machines may have the same number.
     std::string temporary;
     int made = -1;
     do {
@@ -147,6 +147,7 @@ FileFacts placeFile(const std::string& directory, const std::string& place, cons
             sum.add(bytes, size);
             facts.byte_size += static_cast<std::int64_t>(size);
         });
+        // Before it has its name: a power failure leaves no half file under a tag.
         if (!system::sync(out.get()) || !out.close())
             fail(temporary, "can't be written to disk");
         if (!system::rename(temporary, place))
@@ -155,6 +156,7 @@ FileFacts placeFile(const std::string& directory, const std::string& place, cons
         system::removeFile(temporary);
         throw;
     }
+    // The name is on disk, too, before the object can be saved.
     syncDirectory(directory);
     facts.sha256 = sum.hex();
     return facts;
@@ -189,7 +191,7 @@ void Volume::makeDirectory() {
         return;
     }
     if (system::makeDirectory(directory_, like_)) {
-        // What lies in it is on disk only when its own name is.
+        // Its files are on disk only if its own name is.
         const auto parent = std::filesystem::absolute(system::pathOf(directory_)).parent_path();
         syncDirectory(parent.string());
     } else if (errno != EEXIST) {
@@ -222,7 +224,7 @@ FileFacts Volume::placeBytes(tag_t tag, const std::string& bytes) {
 
 void Volume::remove(tag_t tag) noexcept {
     try {
-        // Out of the way first, so that a backup that began before still finds it.
+        // Rename it first: a copy that is being made still finds it, and the last copy removes it.
         const std::string removed = pathOf(tag) + kRemovedSuffix;
         if (!system::rename(pathOf(tag), removed))
             return;
@@ -234,7 +236,7 @@ void Volume::remove(tag_t tag) noexcept {
     }
 }
 
-// A file that was taken out while a copy is made still lies beside its place.
+// Look beside its place, too: there is a file that was taken out while a copy is made.
 int Volume::openStored(const StoredFile& file) const {
     if (directory_.empty())
         throw Damage(file, "is missing in the volume");
@@ -244,6 +246,7 @@ int Volume::openStored(const StoredFile& file) const {
         number = system::open(path + kRemovedSuffix, system::Open::ReadInPlace);
     if (number < 0 && errno == ENOENT)
         throw Damage(file, "is missing in the volume");
+    // ELOOP: it is a link, which isn't followed.
     if (number < 0 && errno != ELOOP)
         throw Damage(file, "can't be opened: " + std::string(std::strerror(errno)));
     if (number >= 0 && system::isRegular(number))
@@ -340,7 +343,7 @@ Volume::Hold::Hold(const Volume& volume) : volume_(volume) {
         return;
     descriptor_ = system::open(volume.holdPath(), system::Open::Lock, volume.like_);
     if (descriptor_ < 0 && !system::mayWrite(volume.directory_)) {
-        // Who may only read holds what there is to hold.
+        // A reader can't make the file: it locks the one that is there, if any.
         descriptor_ = system::open(volume.holdPath(), system::Open::ReadInPlace);
         if (descriptor_ < 0)
             return;
@@ -358,7 +361,7 @@ Volume::Hold::Hold(const Volume& volume) : volume_(volume) {
 Volume::Hold::~Hold() {
     if (descriptor_ < 0)
         return;
-    // The last one to leave takes out what the others left for it.
+    // The exclusive lock succeeds for the last copy alone: it removes what was kept for all.
     if (system::lockExclusive(descriptor_)) {
         try {
             const std::string suffix = kRemovedSuffix;

@@ -1,6 +1,6 @@
 #pragma once
 
-// The volume: the directory beside the store in which stored files lie, each under the tag of its
+// The volume: the directory beside the store with the stored files, each under the tag of its
 // object. A file is complete and on disk before it has its name. A process that ends before the
 // object is stored, or after it was deleted, leaves at most a file that no object owns.
 
@@ -26,46 +26,54 @@ struct StoredFile {
     std::optional<std::string> sha256;
 };
 
-// A file of the volume that can't be read as it was stored; the text names it.
+// A file of the volume that can't be read as it was stored: Failure kFileFailure, whose text names
+// it.
 class Damage : public Failure {
 public:
     Damage(const StoredFile& file, const std::string& what);
 };
 
+// Failure kFileFailure for what can't be read, made or written, besides what is said.
 class Volume {
 public:
-    // An empty directory name: a temporary directory that is made when it is needed and removed
-    // with the volume. Directory and files are for those who may read and write the file `like`.
+    // Nothing is made yet. An empty directory name: a temporary directory that is made when it is
+    // needed and removed with the volume. Directory and files are for those who may read and write
+    // the file `like`.
     explicit Volume(std::string directory, std::string like = "");
     ~Volume();
     Volume(const Volume&) = delete;
 
+    // One that is there already stays.
     void makeDirectory();
-    // Put a copy of the file at the path into the volume. Failure kFileFailure.
+    // Put a copy of the file at the path, or of the bytes, into the volume; it replaces the file of
+    // the tag, if there is one, and is on disk when this returns. Failure too if the path is no
+    // regular file.
     FileFacts place(tag_t tag, const std::string& path);
     FileFacts placeBytes(tag_t tag, const std::string& bytes);
-    // Take the file out; one that isn't there is fine. A backup that runs still finds it.
+    // Take the file out; one that isn't there is no failure. A backup that runs still finds it.
     void remove(tag_t tag) noexcept;
-    // What is read is what was stored: Damage for a file that is missing, is no regular one, can't
-    // be read or has other contents. Links are never followed.
+    // Read, write to a path where nothing is, or only look at the contents. They are what was
+    // stored: Damage for a file that is missing, is no regular one, can't be read or has other
+    // contents. Links are never followed. After a failure nothing of it is left at the path.
     std::string read(const StoredFile& file) const;
-    // Write the contents to a path that doesn't exist yet; nothing is left there after a failure.
     void writeTo(const StoredFile& file, const std::string& path) const;
     void compare(const StoredFile& file) const;
     bool exists(tag_t tag) const;
-    // Where the file lies, for reading only.
+    // The path of the file, for reading only.
     std::string pathOf(tag_t tag) const;
 
-    // The tags that have a file, and names in the directory that are no file's: left-overs.
+    // The tags that have a file, sorted, and other names in the directory: left-overs.
     std::vector<tag_t> tags() const;
     std::vector<std::string> leftOvers() const;
-    // False: a copy that is being made needs it.
+    // Remove a left-over, or a file by its name. Returns: false if a copy that is being made needs
+    // it.
     bool removeLeftOver(const std::string& name);
 
     // Copy these files into another volume while others work on this one: a file that is taken out
-    // meanwhile is copied too. A damaged one is left out; gives the texts of these.
+    // meanwhile is copied too. Returns: the texts of the damaged ones, which are left out.
+    // Requires: a Hold that has lived since the files were listed.
     std::vector<std::string> copyTo(const Volume& copy, const std::vector<StoredFile>& files) const;
-    // While it lives, files that are taken out stay readable for copyTo.
+    // While it lives, files that are taken out stay readable.
     class Hold {
     public:
         explicit Hold(const Volume& volume);

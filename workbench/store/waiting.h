@@ -13,7 +13,7 @@ std::chrono::milliseconds waitLimit();
 // tells.
 std::string waitedInVain(const std::string& file);
 // Lock the open file together with others, waiting while somebody has it alone. Failure
-// kFileFailure.
+// kFileFailure if that takes longer than the limit or it can't be locked. Leaves locked: the file.
 void waitForSharedLock(int file, const std::string& path);
 
 }  // namespace mervane

@@ -2,6 +2,7 @@
 
 namespace mervane {
 
+// Both join `object`: references to what is deleted stay stored.
 std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
     Statement rows = connection_->statement(
         "SELECT used.tag, parent.target FROM ref used "
@@ -19,6 +20,7 @@ std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
     return uses;
 }
 
+// The lowest tag: of several view revisions the first one is shown.
 std::vector<tag_t> Store::children(const UsePath& path, tag_t revision) {
     Statement rows = connection_->statement(
         "SELECT used.target FROM ref held "

@@ -30,7 +30,7 @@ ACBOMLineChildrenObjects::ACBOMLineChildrenObjects(tag_t p_tagBOMLine)
 
 ACBOMLineChildrenObjects::~ACBOMLineChildrenObjects() = default;
 
-// Load the lines. Fresh numbers follow that of the last line, which need not be the highest.
+// Load the lines. Kept: fresh numbers follow that of the last line, which need not be the highest.
 int ACBOMLineChildrenObjects::init() {
     tag_t* ptagChildren = nullptr;
     KELD_TRACE("ACBOMLineChildrenObjects::init()\n");
@@ -58,7 +58,7 @@ int ACBOMLineChildrenObjects::resequenceAndPack(int p_iIncr, const char* p_sDefa
     }
     setDefaultQuantities();
     setNewSequenceNumbers();
-    (void)pack();  // logged; what is numbered stays numbered
+    (void)pack();  // a failure is logged; the numbers stay
     return QSK_ok;
 }
 
@@ -69,7 +69,8 @@ void ACBOMLineChildrenObjects::getNextSeqNo(int p_iIncr, char* p_sBuffer) {
     std::snprintf(p_sBuffer, uiSeqNoBuffer, "%d", m_iLastSeqNo);
 }
 
-// Number the sorted lines, one number for each component.
+// Number the sorted lines, one number for each component. Kept: each line counts as modified, also
+// if its number is the one that it had.
 void ACBOMLineChildrenObjects::setSequenceNumbersFromStart() {
     (void)ACPreference::getIntValue("PackAndResequenceBOM.SEQNO_FIRST", iDefaultFirst,
                                     &m_iLastSeqNo);
@@ -83,6 +84,7 @@ void ACBOMLineChildrenObjects::setSequenceNumbersFromStart() {
     }
 }
 
+// Give the default quantity to lines without one; a failed write is logged and stops no other.
 void ACBOMLineChildrenObjects::setDefaultQuantities() {
     KELD_TRACE("ACBOMLineChildrenObjects::setDefaultQuantities()\n");
     if (m_sDefaultQuantity[0] == '\0')
@@ -103,7 +105,7 @@ void ACBOMLineChildrenObjects::setNewSequenceNumbers() {
     }
 }
 
-// Pack every line; those behind a failure stay as they are.
+// Pack every line. Kept: the first failure ends the packing, and the lines after it stay unpacked.
 int ACBOMLineChildrenObjects::pack() {
     KELD_TRACE("ACBOMLineChildrenObjects::pack()\n");
     for (int i = 0; i < m_iBomLineObjCount; ++i)

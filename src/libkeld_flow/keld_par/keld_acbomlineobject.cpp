@@ -66,7 +66,8 @@ int ACBOMLineObject::initMembers() {
     return QSK_ok;
 }
 
-// Give a line that kept its number its word for the protocol.
+// Give a line that kept its number its word for the protocol. Kept: a view that is checked out but
+// writable is "use existing".
 int ACBOMLineObject::initSequencingStatus() {
     KELD_TRACE("ACBOMLineObject::initSequencingStatus()\n");
     if (m_sStatus[0] == '\0')
@@ -94,6 +95,7 @@ int ACBOMLineObject::initCompareString() {
     return QSK_ok;
 }
 
+// Kept: read once, so a changed preference takes effect when the process is started again.
 int ACBOMLineObject::initNoteTypesToCompare(const char*) {
     KELD_TRACE("ACBOMLineObject::initNoteTypesToCompare()\n");
     KELD_QSK_CALL(OPT_ask_char_values("PackAndResequenceBOM.NoteTypesToCompare",
@@ -102,7 +104,8 @@ int ACBOMLineObject::initNoteTypesToCompare(const char*) {
     return QSK_ok;
 }
 
-// Give the number of notes that take part in the key; they are looked for until there are any.
+// Give the number of notes that take part in the key. Kept: while there are none, each line looks
+// for them again and logs the error again.
 int ACBOMLineObject::getNoteTypeNamesToCompareCount() {
     if (m_iNoteTypeNamesToCompareCount == 0)
         (void)initNoteTypesToCompare(szNoteTypesKey);
@@ -128,7 +131,7 @@ const char* ACBOMLineObject::getSeqNo() {
 }
 
 void ACBOMLineObject::setNewSeqNo(const char* p_sSeqNo) {
-    setStatus("modified");  // also when the line has this number already
+    setStatus("modified");  // kept: also when the line has this number already
     KELD_CopyText(m_sNewSeqNo, p_sSeqNo, "m_sNewSeqNo");
 }
 

@@ -6,7 +6,8 @@
 #include "platform/mv_dst.h"
 #include "platform/mv_heap.h"
 
-// Kept: a failing call leaves the list of datasets allocated.
+// Kept: a dataset of the same name and another type is passed over; a failing call leaves the list
+// of datasets allocated.
 int ACDatasetUtil::findDataset(const char* p_sDatasetType, const char* p_sDatasetName,
                                tag_t* ptagDataset) {
     int iFoundDatasets = 0;

@@ -38,8 +38,8 @@ NewDatasetOperation::NewDatasetOperation(const char* p_sDatasetName, const char*
     (void)init();  // the run fails by itself where something is missing
 }
 
-// Ends the dataset module although nothing here starts it. Kept: of the formats only the list is
-// freed, not its texts.
+// Kept: it ends the dataset module although nothing here starts it, and of the formats it frees
+// only the list, not its texts.
 NewDatasetOperation::~NewDatasetOperation() {
     if (m_acToolOutputFormats != nullptr)
         HEAP_free(m_acToolOutputFormats);
@@ -62,8 +62,8 @@ logical NewDatasetOperation::existsDataset() {
     return m_tagBaseDataset != NULLTAG;
 }
 
-// Bring the file into the dataset. The newest version is written in place, so that repeated runs
-// don't pile up versions.
+// Bring the file into the dataset. Kept: the newest version is written in place, so that repeated
+// runs don't pile up versions.
 int NewDatasetOperation::importDataset() {
     if (existsDataset())
         KELD_QSK_CALL(getHighestDatasetVersion(m_tagBaseDataset, &m_tagNewDataset));
@@ -109,6 +109,7 @@ int NewDatasetOperation::addNamedReference() {
     KELD_QSK_CALL(OBJ_load(m_tagNewDataset));
     KELD_QSK_CALL(OBJ_refresh(m_tagNewDataset, TRUE));
     if (existsDataset()) {
+        // Kept: also without an old file: replacing NULLTAG adds the reference.
         tag_t tagOld = NULLTAG;
         const int iRet = getTagOldFile(&tagOld);
         if (iRet != QSK_ok)
@@ -124,7 +125,7 @@ int NewDatasetOperation::addNamedReference() {
     return QSK_ok;
 }
 
-// Find the file that stands under the reference; NULLTAG if there is none.
+// Find the file under the reference; NULLTAG if there is none.
 int NewDatasetOperation::getTagOldFile(tag_t* ptagOld) {
     int iCountNamedRefs = 0;
     tag_t* ptagNamedRefs = nullptr;

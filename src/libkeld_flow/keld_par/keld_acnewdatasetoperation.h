@@ -17,7 +17,7 @@ public:
 
     // All members that return an int give 0 or the status of the first platform call that failed.
     int init();
-    // The run. Leaves locked: after a failure behind the lock, the dataset.
+    // The run. Leaves locked: the dataset, if a step fails after it has been locked.
     int execute();
     logical existsDataset();
     int importDataset();

@@ -65,6 +65,7 @@ void ACPackAndResequenceBOMOperation::execute() {
     packAndResequenceBOMLines();
 }
 
+// Kept: only the write access counts here; whether the top line is checked out doesn't.
 logical ACPackAndResequenceBOMOperation::checkAccessTopBOMLine() {
     KELD_TRACE("ACPackAndResequenceBOMOperation::checkAccessTopBOMLine()\n");
     ACBOMLineObject topLine(m_tagTopBOMLine);
@@ -79,24 +80,25 @@ void ACPackAndResequenceBOMOperation::packAndResequenceBOMLines() {
         packAndResequenceBOMLine(m_vBOMLines[i], m_iLevel, 1);
 }
 
-// Work on a line and, as far as the level allows, on the lines below it.
+// Work on a line and on the lines below it, down to the level.
 void ACPackAndResequenceBOMOperation::packAndResequenceBOMLine(tag_t p_tagBOMLine, int p_iLevel,
                                                                int depth) {
     KELD_TRACE(
         "ACPackAndResequenceBOMOperation::packAndResequenceBOMLine(tag_t p_tagBOMLine, int "
         "p_iLevel, int depth)\n");
     if (packAndResequence(p_tagBOMLine) <= 0)
-        return;
+        return;  // kept: nothing below a line that was passed over is worked on
     ++depth;
     if (depth > p_iLevel && p_iLevel != 0)
         return;
+    // Asked for again: packing has merged some of them.
     const ACBOMLineChildrenTags children(p_tagBOMLine);
     for (int i = 0; i < children.m_iCountChildren; ++i)
         packAndResequenceBOMLine(children.m_ptagChildren[i], p_iLevel, depth);
 }
 
-// Work on one line, unless its view is checked out, be it by this user, or may not be written. Such
-// a line is passed over without a word.
+// Work on one line. Kept: a line whose view is checked out, by this user too, or may not be written
+// is passed over without a line in log or protocol.
 int ACPackAndResequenceBOMOperation::packAndResequence(tag_t p_tagBOMLine) {
     KELD_TRACE("ACPackAndResequenceBOMOperation::packAndResequence(tag_t p_tagBOMLine)\n");
     ACBOMLineAttribute attribute(p_tagBOMLine);

@@ -18,7 +18,8 @@ namespace {
 constexpr int iIncrement = 10;
 constexpr int iTextFile = 4096;
 
-// The directory of the protocol: the first of these variables that is set and not empty.
+// The directory of the protocol: the first of these variables that is set and not empty. Kept:
+// without any of them it is empty, and the protocol's path begins with the separator.
 std::string ProtocolDirectory() {
     std::string sDirectory;
     for (const char* szName : {"MV_TMP_DIR", "TEMP", "TMP"}) {
@@ -89,7 +90,8 @@ void ACPackAndResequenceBOMPSE::packAndResequence() {
     operation.execute();
 }
 
-// Put the protocol into the user's dataset, which the first run makes. What fails is logged there.
+// Put the protocol into the user's dataset, which the first run makes. Done whatever became of the
+// walk; a failure is logged by the step that fails.
 void ACPackAndResequenceBOMPSE::createDataset() {
     tag_t tagDataset = NULLTAG;
     (void)ACDatasetUtil::findDataset(m_sDatasetType, m_sDatasetName, &tagDataset);
@@ -99,6 +101,8 @@ void ACPackAndResequenceBOMPSE::createDataset() {
     m_tagNewDataset = operation.m_tagNewDataset;
 }
 
+// Kept: the status is 0 whatever happened in the run; the client looks at the error stack and at
+// the protocol.
 int KELD_PSE_PackAndResequenceBom2(tag_t top, int count, tag_t* lines, int level, int sort,
                                    tag_t* dataset) {
     return KELD_Entry([&] {

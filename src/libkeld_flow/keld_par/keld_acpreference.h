@@ -11,10 +11,10 @@ public:
     // Start the platform's preferences, once in the life of the process.
     // Returns: 0 or the status of the failed call.
     static int init();
-    // The first value; the default, with a warning, for a preference that doesn't exist (and
-    // without one if the preferences can't be started).
-    // Returns: 0, also with the default; the status of a read that failed otherwise: the default
-    // stands in the buffer then.
+    // The first value; the default, with a warning, for a preference that doesn't exist, and
+    // without one if the preferences can't be started.
+    // Returns: 0, also with the default; else the status of the failed read: the buffer then holds
+    // the default.
     static int getStringValue(const char* p_sKey, const char* p_sDefault, char* p_sBuffer,
                               std::size_t p_iSize);
     // The same for an integer.

@@ -1,7 +1,7 @@
 #pragma once
 
-// Sequence numbers are texts; only whether a line has one, and where counting goes on, asks for
-// their value.
+// Sequence numbers are texts and compared as such: "10" and "010" are two numbers. Their value says
+// only whether a line has a number, and where counting goes on.
 
 #include <cstddef>
 

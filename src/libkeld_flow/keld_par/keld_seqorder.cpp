@@ -1,6 +1,6 @@
 // The two ways of ACBOMLineChildrenObjects to bring its lines into order: the sort of the sorting
-// mode and the repair of the keeping mode. The passes are plain nested loops by intention; what
-// they compare is prepared once, so that a comparison costs one look at two numbers.
+// mode and the repair of the keeping mode. Kept: the passes are plain nested loops. What they
+// compare is prepared once, so that a comparison mostly costs one look at two numbers.
 
 #include <cstdint>
 #include <cstdio>
@@ -16,7 +16,8 @@
 
 namespace {
 
-// A text with a number that differs where the texts most likely differ; equal numbers say nothing.
+// A text with its hash: texts with different hashes differ, only those with equal ones are
+// compared.
 struct Text {
     const char* m_szText = nullptr;
     std::uint64_t m_ullHash = 0;
@@ -40,7 +41,7 @@ struct SortText {
                 ++szText;
         }
     }
-    // Bytewise as unsigned values; a text stands before one that it begins.
+    // Bytewise as unsigned values; a text is smaller than a longer one that begins with it.
     bool operator>(const SortText& other) const {
         if (m_ullFirst != other.m_ullFirst)
             return m_ullFirst > other.m_ullFirst;
@@ -85,7 +86,7 @@ public:
         for (std::size_t i = 0; i < m_uiCount; ++i) {
             if (m_vHasNumber[i])
                 continue;
-            // Earlier lines of the component gave theirs in the first pass.
+            // Only later lines can have one: an earlier line gave it away in the first pass.
             const std::size_t uiFound = FindNumbered(i);
             if (uiFound < m_uiCount)
                 Take(i, uiFound);
@@ -124,13 +125,14 @@ private:
     // Give the line at i the number of another one.
     void Take(std::size_t i, std::size_t uiFrom) { Assign(i, m_vNumbers[uiFrom].m_szText); }
 
+    // Kept: a fresh number isn't checked against those in use, so a clash may stay.
     void TakeFresh(std::size_t i) {
         char sBuffer[uiSeqNoBuffer] = {};
         m_children.getNextSeqNo(m_children.m_iSeqNoIncr, sBuffer);
         Assign(i, sBuffer);
     }
 
-    // Repair what is wrong between the line at i and the line at j behind it.
+    // Repair what is wrong between the line at i and the line at j, which comes after it.
     void CheckPair(std::size_t i, std::size_t j) {
         const bool bSameNumber = m_vNumbers[j] == m_vNumbers[i];
         if (Key(j) == Key(i)) {
@@ -152,7 +154,7 @@ private:
         }
     }
 
-    // The next line behind j of the same component whose number can be had; the count if none.
+    // The next line after j of the same component whose number j can take; the count if none.
     std::size_t FindOwnNumber(std::size_t i, std::size_t j) {
         for (std::size_t k = j + 1; k < m_uiCount; ++k) {
             // Kept: of the line at i the number as read counts too, not only the one in force.
@@ -163,7 +165,7 @@ private:
         return m_uiCount;
     }
 
-    // The next line behind i of the same component that has a number; the count if none.
+    // The next line after i of the same component that has a number; the count if none.
     std::size_t FindNumbered(std::size_t i) {
         for (std::size_t k = i + 1; k < m_uiCount; ++k) {
             if (Key(k) == Key(i) && m_vHasNumber[k])
@@ -172,7 +174,8 @@ private:
         return m_uiCount;
     }
 
-    // Print all lines to standard output; only those that have changed are put together anew.
+    // Kept: prints all lines to standard output, not to the log. Only changed ones are formatted
+    // anew.
     void Dump() {
         if (m_sDump.empty()) {
             for (std::size_t i = 0; i < m_uiCount; ++i) {

@@ -29,7 +29,7 @@ inline std::wstring utf16(const char* utf8) {
 
 }  // namespace keld_test
 
-// The C library has no empty variables, the system has.
+// The C library can't have empty variables, but the system can.
 inline int setenv(const char* name, const char* value, int) {
     _putenv_s(name, value);
     return SetEnvironmentVariableW(keld_test::utf16(name).c_str(), keld_test::utf16(value).c_str())
@@ -43,7 +43,7 @@ inline int unsetenv(const char* name) {
     return 0;
 }
 
-// Puts a number in the place of the six X at the end.
+// Replace the six X at the end by a number.
 inline char* mkdtemp(char* pattern) {
     static unsigned counter = 0;
     char* end = pattern + std::strlen(pattern) - 6;

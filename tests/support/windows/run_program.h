@@ -11,12 +11,12 @@
 
 namespace keld_test {
 
-// UTF-8, as everything in tests.
+// Texts of tests are UTF-8.
 inline std::wstring wideText(const std::string& text) {
     return std::filesystem::path(std::u8string(text.begin(), text.end())).wstring();
 }
 
-// As the runtime library of the other side takes it apart.
+// Quote a word so that the runtime library of the started program reads it back.
 inline std::wstring quoted(const std::wstring& word) {
     std::wstring all = L"\"";
     std::size_t backslashes = 0;

@@ -15,7 +15,8 @@ std::string titleOf(const Context& context, tag_t line) {
     return context.title(lineTag(line, "bl_revision"));
 }
 
-// The child line of this number; of several that show one revision the first.
+// Find the child line with this number. Lines that share a number may show one revision; the first
+// is taken then.
 tag_t childOfNumber(const Context& context, tag_t line, const std::string& number,
                     const std::string& path) {
     std::vector<std::string> numbers, labels;
@@ -53,7 +54,7 @@ tag_t lineAtPath(const Context& context, tag_t top, const std::string& path) {
     return line;
 }
 
-// The first line of each revision, the top line first, a line in front of its children.
+// Give the first line of each revision, the top line first, each line before its children.
 std::vector<tag_t> firstLines(tag_t top) {
     std::vector<tag_t> lines, waiting{top};
     std::set<tag_t> seen;

@@ -1,6 +1,6 @@
 #pragma once
 
-// Lines of an open BOM window, named as people name them.
+// Lines of an open BOM window, by the names that people use for them.
 
 #include <string>
 #include <vector>
@@ -9,17 +9,18 @@
 
 namespace keld {
 
-// Tags of BOM lines live as long as their window.
+// Tags of BOM lines are valid as long as their window is open.
 bool isBomLine(tag_t tag);
 std::vector<tag_t> childLines(tag_t line);
-// A tag-valued attribute of a line, "bl_revision" for instance; NULLTAG if it has none.
+// A tag-valued attribute of a line, such as "bl_revision"; NULLTAG if it has none.
 tag_t lineTag(tag_t line, const std::string& attribute);
 
-// The lines of the window that the names mean, each once, in the order of the names:
+// Find the lines of the window that the names mean, each once, in the order of the names:
 //   /10/20         by numbers, from the top line downwards; / is the top line
-//   000123         an item or revision that lines show: of all lines that show one revision the
-//   000123/A       first, since they share their children; of an item, one line for each revision
-// A name that no line has, or numbers that lead to lines of several revisions, are refused.
+//   000123         an item: for each of its revisions, the first line that shows it
+//   000123/A       a revision: the first line that shows it
+// The first line is enough, since all lines of one revision share their children. Failure:
+// CommandError for a name that no line has, or numbers that lead to lines of several revisions.
 std::vector<tag_t> namedLines(Context& context, tag_t top, const std::vector<std::string>& names);
 
 }  // namespace keld

@@ -19,14 +19,14 @@ bool allDigits(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-// As the store takes quantities: digits, with at most one point.
+// Like the store: digits, with at most one point.
 bool isQuantity(std::string_view text) {
     return text.find_first_not_of("0123456789.") == std::string_view::npos &&
            std::count(text.begin(), text.end(), '.') <= 1 &&
            text.find_first_of("0123456789") != std::string_view::npos;
 }
 
-// Bytes that no text has are told of the cell already.
+// The reader has reported bytes that are no UTF-8 already.
 bool hasControl(std::string_view text) {
     for (; !text.empty();) {
         const mervane::Character character = mervane::firstCharacter(text);
@@ -37,7 +37,7 @@ bool hasControl(std::string_view text) {
     return false;
 }
 
-// A part as keld writes it: ITEM/REVISION, either in quotes where it must be.
+// A part as keld writes it: ITEM/REVISION, each in quotes where it needs them.
 struct WrittenPart {
     std::string item, revision;
 };
@@ -60,11 +60,11 @@ std::optional<WrittenPart> writtenPart(std::string_view text) {
     return text.empty() && !part.item.empty() ? std::optional(part) : std::nullopt;
 }
 
-// A row, as far as it stands for itself.
+// A row, checked by itself only.
 struct BomRow {
     std::size_t line = 0;
     std::uint32_t level = 0;
-    std::size_t parent = kNoPart, part = kNoPart;  // as they are named
+    std::size_t parent = kNoPart, part = kNoPart;  // indexes into named_
     bool gap = false;
     std::string number, quantity;
 };
@@ -119,7 +119,8 @@ private:
     std::size_t item_column_ = 0, level_column_ = 0, parent_column_ = 0, number_column_ = 0;
 
     std::unordered_map<std::string, std::size_t> items_;
-    // Parts as rows name them: item and revision, empty for none; then the part that each is.
+    // A part as rows name it, with an empty revision if they give none; `part` is its index in the
+    // plan.
     struct NamedPart {
         std::size_t item = 0;
         std::string revision;
@@ -129,8 +130,8 @@ private:
     std::unordered_map<std::string, std::size_t> named_places_, part_places_;
     std::vector<BomRow> rows_;
     std::vector<std::vector<std::size_t>> lines_of_;  // of each part, in the order of the rows
-    // Uses that the store has already, of all nodes: the parts, behind them revisions that no row
-    // names.
+    // The uses in the store, by node. The nodes are the parts, then the revisions of unnamed_,
+    // which no row names.
     std::vector<std::vector<std::size_t>> stored_below_;
     std::vector<tag_t> unnamed_;
     std::unordered_map<tag_t, tag_t> stored_items_;  // of stored revisions
@@ -204,7 +205,7 @@ private:
         return at->second;
     }
 
-    // The part that the cells name; kNoPart, and a problem, if they name none.
+    // Give the part that the cells name; kNoPart, and a problem, if they name none.
     std::size_t partOf(const CsvRow& row, const char* item_field, const char* revision_field) {
         const std::string_view id = columns_->text(row, item_field);
         const std::string_view revision = columns_->text(row, revision_field);
@@ -228,7 +229,7 @@ private:
         return partNamed(part->item, part->revision, row.lines.front());
     }
 
-    // Name and type belong to the item: a second text for it isn't clear.
+    // Name and type belong to the item, so rows that give it different ones contradict each other.
     bool keepText(const CsvRow& row, const char* field, std::string BomItem::*text,
                   std::size_t BomItem::*line, BomItem& item) {
         const std::string_view found = columns_->text(row, field);
@@ -284,7 +285,7 @@ private:
         return good;
     }
 
-    // False: the row has no place in the structure.
+    // False: the row can't be used.
     bool addRow(const CsvRow& row, bool gap) {
         BomRow made;
         made.line = row.lines.front();
@@ -364,20 +365,20 @@ private:
                 addLine(lineOf(row, named_[row.parent].part));
     }
 
-    // An assembly that stands in several places has its lines below one of them, or the same below
-    // each.
+    // An assembly may occur at several places. The rows give its lines at one of the places only,
+    // or the same lines at each.
     struct OpenRow {
         std::size_t part = 0, line = 0;
         std::uint32_t level = 0;
-        bool again = false;    // its lines are known from another row
-        bool circle = false;   // it stands below itself
-        std::size_t next = 0;  // of the lines that are known
+        bool again = false;    // an earlier row has given its lines
+        bool circle = false;   // its part is above it too
+        std::size_t next = 0;  // how many of the known lines have come again
     };
 
     void addLinesByLevel() {
         std::vector<OpenRow> open;
-        std::vector<std::size_t> opened_by(plan_.parts.size());  // line of the row; 0: none
-        std::unordered_map<std::size_t, std::size_t> inside;     // parts above, how often
+        std::vector<std::size_t> opened_by(plan_.parts.size());  // line in the file; 0: none
+        std::unordered_map<std::size_t, std::size_t> inside;     // parts above, with their number
         const auto close = [&] {
             const OpenRow& last = open.back();
             if (last.again && last.next > 0 && last.next < lines_of_[last.part].size())
@@ -442,7 +443,7 @@ private:
                 return;
         }
         problems_.add({row.line, item_column_}, differs(above.part, opened_by[above.part]));
-        above.circle = true;  // one problem is enough
+        above.circle = true;  // one problem is enough: further rows below are passed over
         above.next = 0;
     }
 
@@ -453,8 +454,8 @@ private:
 
     // ---- order and circles ----
 
-    // What uses the parts in the store, and what uses that: a circle may lead over it. A
-    // part that is to be made is used by nothing in the store.
+    // Find all stored uses above the parts, since a circle may run through them. Nothing in the
+    // store uses a part that is still to be made.
     void findStoredUses() {
         stored_below_.resize(plan_.parts.size());
         std::unordered_map<tag_t, std::size_t> nodes;
@@ -489,7 +490,7 @@ private:
         return node < parts ? plan_.title(plan_.parts[node]) : store_.title(unnamed_[node - parts]);
     }
 
-    // Parents in front of what they use; a way that leads back to where it began is a problem.
+    // Sort the lines so that parents come before what they use; a circle becomes a problem.
     void sortLines() {
         findStoredUses();
         enum : char { kNew, kOpen, kDone };
@@ -553,7 +554,7 @@ private:
         problems_.add({by, item_column_}, "the part is used in itself: " + names + titleOf(part));
     }
 
-    // ---- lines that are there already ----
+    // ---- lines that the store has already ----
 
     void findStored() {
         for (std::size_t begin = 0; begin < plan_.lines.size();) {
@@ -627,7 +628,8 @@ private:
                                   plan_.title(plan_.parts[line.child]) +
                                   " or a number that is free");
         }
-        // Of a row without a number: the first line that shows its part, and that no row has.
+        // A row without a number takes the first stored line that shows its part and that no other
+        // row has taken: a second import of the same file adds nothing.
         std::unordered_map<tag_t, std::vector<std::size_t>> by_item;
         if (std::any_of(lines.begin(), lines.end(),
                         [](const BomLine& line) { return line.number.empty(); }))

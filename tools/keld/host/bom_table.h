@@ -15,7 +15,7 @@
 
 namespace keld {
 
-// The headings that are understood.
+// The headings that a file may have.
 std::span<const CsvField> bomFields();
 
 // A line that the store has already.
@@ -24,7 +24,7 @@ struct StoredLine {
     std::string number, quantity;
 };
 
-// What the store is asked about the objects that the rows name.
+// Questions to the store about the objects that the rows name.
 class BomStore {
 public:
     virtual ~BomStore() = default;
@@ -45,11 +45,11 @@ public:
 };
 
 struct BomItem {
-    std::string id, name, type;  // name and type of one that is to be made
+    std::string id, name, type;  // name and type: of an item that is to be made
     tag_t tag = NULLTAG;         // NULLTAG: it is to be made
-    std::size_t line = 0;        // of the row that names it first
+    std::size_t line = 0;        // of the first row that names it
     std::size_t name_line = 0, type_line = 0;
-    std::string last_revision;  // that a row names
+    std::string last_revision;  // the last one that a row names
     bool begun = false;         // its first revision is in the plan
 };
 
@@ -59,24 +59,24 @@ struct BomPart {
     std::string revision;
     tag_t tag = NULLTAG;  // NULLTAG: it is to be made
     std::size_t line = 0;
-    bool first = false;  // of an item that is to be made: it comes with the item
+    bool first = false;  // the first revision of a new item, which is made with the item
 };
 
 struct BomLine {
-    std::size_t parent = 0, child = 0;  // parts
+    std::size_t parent = 0, child = 0;  // indexes into the parts
     std::string number, quantity;
     std::size_t line = 0;
     tag_t occurrence = NULLTAG;  // NULLTAG: it is to be made
-    std::string old_quantity;    // of one that is there
-    bool any_revision = false;   // the row names none
+    std::string old_quantity;    // of a line that the store has
+    bool any_revision = false;   // the row names no revision
 
     bool changes() const {
         return occurrence == NULLTAG || (!quantity.empty() && quantity != old_quantity);
     }
 };
 
-// What there is to do: items, further revisions, and lines, those of one parent together and
-// parents in front of what they use.
+// What is to be made or changed: items, further revisions, and lines. The lines of one parent are
+// together, and parents come before what they use.
 struct BomPlan {
     std::vector<BomItem> items;
     std::vector<BomPart> parts;
@@ -85,12 +85,12 @@ struct BomPlan {
 
     std::string title(const BomPart& part) const;
     std::size_t newItems() const;
-    std::size_t newRevisions() const;  // beside those that come with new items
+    std::size_t newRevisions() const;  // without those that are made with new items
     std::size_t newLines() const;
     std::size_t changedLines() const;
 };
 
-// Reads the rows; everything that is wrong with them becomes a problem.
+// Read the rows; everything that is wrong with them becomes a problem.
 BomPlan readBom(std::istream& in, char separator, bool ignore_columns, BomStore& store,
                 CsvProblems& problems);
 

@@ -49,7 +49,7 @@ void dropEmptyEnd(std::vector<std::string>& lines) {
         lines.pop_back();
 }
 
-// Words with one blank between them.
+// Give the words with one blank between them.
 std::string squeezed(const std::string& text) {
     std::istringstream in(text);
     std::string all;
@@ -156,7 +156,7 @@ std::vector<std::string> caseLines(const std::string& out, const std::string& er
 }
 
 bool matchesCase(const std::vector<std::string>& expected, const std::vector<std::string>& got) {
-    // Which of the lines so far can be the end of what is expected so far.
+    // ends[i]: the lines expected so far match the first i lines that were printed.
     std::vector<bool> ends(got.size() + 1, false);
     ends[0] = true;
     for (const std::string& wanted : expected) {
@@ -182,7 +182,7 @@ std::vector<std::string> caseDifference(const std::vector<std::string>& expected
     if (expected.size() > kMost || got.size() > kMost)
         return {"- " + std::to_string(expected.size()) + " lines",
                 "+ " + std::to_string(got.size()) + " lines"};
-    // The longest lines in common, counted from the end.
+    // common[i][j]: the longest common sequence of the lines from i and from j on.
     std::vector<std::vector<std::size_t>> common(expected.size() + 1,
                                                  std::vector<std::size_t>(got.size() + 1, 0));
     const auto same = [&](std::size_t i, std::size_t j) {
@@ -206,7 +206,7 @@ std::vector<std::string> caseDifference(const std::vector<std::string>& expected
 
 namespace {
 
-// XML takes no controls but tabs and line ends, and no bytes that are no UTF-8 come here.
+// XML allows no control characters but tabs and line ends. The text is UTF-8 already.
 std::string xmlText(const std::string& text) {
     std::string all;
     for (const char c : text)

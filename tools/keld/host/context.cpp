@@ -65,7 +65,7 @@ void Context::reopen(const std::string& path) {
     }
 }
 
-// Asked when a session can't be opened: the names that may have been meant.
+// Find the names that may have been meant, after a session couldn't be opened.
 std::vector<std::string> Context::nearestUsersAndGroups() const {
     workbench().openSession(*store_, {});
     std::vector<std::string> near;
@@ -96,7 +96,7 @@ void Context::setUpLog() {
     setEnvironment("KELD_LOG_FILE", logPath());
     if (environment("KELD_LOG_MAX_MB").empty())
         setEnvironment("KELD_LOG_MAX_MB", kLogMegabytes);
-    // Services write their temporary files to the first of these that is set, without a default.
+    // Services take the first of these that is set for their temporary files and have no default.
     if (!isSet("MV_TMP_DIR") && !isSet("TEMP") && !isSet("TMP"))
         setEnvironment("MV_TMP_DIR", fs::temp_directory_path().string());
     if (!globals_.cfg.empty())
@@ -204,6 +204,7 @@ CLI::App* Verbs::addGroup(const std::string& name, const std::string& descriptio
 }
 
 OutputAside::OutputAside(const std::string& path) {
+    // What is buffered by now belongs to the old destination.
     std::cout.flush();
     std::fflush(stdout);
     if (path.empty() && errorIsTerminal())

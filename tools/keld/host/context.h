@@ -23,13 +23,13 @@ inline constexpr int kExitFailed = 1;  // refused or failed
 inline constexpr int kExitUsage = 2;   // the command line can't be understood
 inline constexpr int kExitDoneWithFailures = 3;
 
-// Preference in which `keld log level N` keeps the level of a store.
+// The preference that holds the log level of a store; `keld log level N` sets it.
 inline constexpr char kLogLevelPreference[] = "KELD_LogLevel";
 
-// What a log may grow to, in megabytes, unless KELD_LOG_MAX_MB says otherwise.
+// Size limit of a log in megabytes; KELD_LOG_MAX_MB overrides it.
 inline constexpr char kLogMegabytes[] = "64";
 
-// A verb that can't do its work, with the nearest known names if a name is the cause.
+// A verb can't do its work. If a name is the cause, the nearest known names come along.
 class CommandError : public std::runtime_error {
 public:
     explicit CommandError(const std::string& text, std::vector<std::string> nearest = {},
@@ -63,14 +63,14 @@ public:
     void open();
     void close();
     mervane::Workbench::StoreId store() const { return *store_; }
-    // Close what is open and go on with the store at another path, under the same user.
+    // Close the store and open the one at another path, as the same user.
     void reopen(const std::string& path);
 
     bool json() const { return globals_.json; }
     Json document = Json::object();  // shown at the end with --json
-    bool document_written = false;   // the verb has written its document itself
-    // Gives the rows of one more list of the document, which are written one by one behind the
-    // rest, without being kept together. No session is open then.
+    bool document_written = false;   // the verb has written it itself
+    // Rows of one more list at the end of the document. They are written one by one, so that a long
+    // list is never in memory as a whole. No session is open then.
     struct Rows {
         std::string name;
         std::function<void(const std::function<void(const Json&)>& write)> each;
@@ -78,22 +78,23 @@ public:
     std::optional<Rows> rows;
     void print(const std::string& text) const;  // for people; nothing with --json
     void note(const std::string& text) const;   // to standard error
-    // Why a service refused or failed: lines to standard error, behind what is printed.
+    // Why a service refused or failed: lines to standard error, after what was printed so far.
     void problem(const std::string& text) const;
 
-    // An object by the name that people use, with near names if there is none.
+    // Find an object by the name that people use. Failure: CommandError with near names if there is
+    // none.
     tag_t object(const std::string& name) const;
-    // "000123/A", or "#12" for an object without an id: as it is stored, for --json.
+    // "000123/A", or "#12" for an object without an id. As it is stored, for --json.
     std::string label(tag_t object) const;
-    // The same as people type it, with quotes where they are needed, for texts.
+    // The same as people type it, for texts: with quotes where they are needed.
     std::string title(tag_t object) const;
 
-    // The verb with its own arguments, as keld takes them again; without how it is to run.
+    // The verb with its own arguments, ready for keld to run again; without options like --dry-run.
     std::vector<std::string> command;
     // Null: no plan is written or carried out.
     std::shared_ptr<PlanWork> plan;
 
-    // Where services log and find their configuration; open() does it too.
+    // Set the log and the configuration of services; open() does it too.
     void setUpLog();
 
 private:
@@ -103,29 +104,29 @@ private:
     std::optional<mervane::Workbench::StoreId> store_;
 };
 
-// A name for a message, which needs no more than its start.
+// A name, cut for a message.
 std::string shortened(const std::string& name);
-// An id that the command line gives to an object: what its quotes hold, or the text as it is.
-// Failure: CommandError with `what` it is, if it is too long.
+// Give the id that the command line means: the content of the quotes, or the text as it is.
+// Failure: CommandError, which begins with `what`, if it is too long.
 std::string newId(const std::string& what, const std::string& typed);
 
-// Tell on standard error which stored files are damaged; their texts.
+// Tell on standard error which stored files are damaged. Gives the texts.
 Json noteDamaged(const Context& context, const std::vector<mervane::CheckFinding>& damaged);
 
 using Action = std::function<int(Context&)>;
 
-// Verbs: each group adds its own; the one that the command line names is left in `chosen`.
+// Each group adds its verbs; the one that the command line names is left in `chosen`.
 struct Verbs {
     CLI::App& app;
     Globals& globals;
     Action chosen;
-    // What another command line asks for. Failure: CommandError if it can't be understood, or its
-    // verb is none of which there are plans.
+    // Understand another command line, that of a plan. Failure: CommandError if it can't be
+    // understood, or if its verb makes no plans.
     std::function<Action(const std::vector<std::string>&)> understand;
 
     CLI::App* add(CLI::App* parent, const std::string& name, const std::string& description,
                   const std::string& examples, Action action);
-    // A verb with verbs of its own; without one of them it does what `action` says.
+    // A verb with verbs of its own. `action` runs if none of them is given; null: one is required.
     CLI::App* addGroup(const std::string& name, const std::string& description,
                        const std::string& examples, Action action);
 };
@@ -157,8 +158,9 @@ void addRightsVerbs(Verbs& verbs);
 void addCompleteVerb(Verbs& verbs);
 void addConfigVerbs(Verbs& verbs);
 
-// Standard output goes to standard error for as long as this lives; or to a file. Where standard
-// error is a terminal, it is kept in a file and told at the end, with controls as escapes.
+// Redirects standard output to standard error, or to a file, as long as this lives. If standard
+// error is a terminal, the output is kept in a file and shown at the end, so that control
+// characters reach the terminal as escapes.
 class OutputAside {
 public:
     explicit OutputAside(const std::string& path = "");

@@ -7,12 +7,11 @@
 
 namespace keld {
 
-// From here on a table is written so, when its text is asked for; other text for people is left
-// out.
+// From here on tables are written as comma-separated values; other text for people is left out.
 void showTablesAsCsv();
 bool tablesAreCsv();
 
-// One record, with its line break; a cell with a comma, a quote or a line break stands in quotes.
+// One record, with its line break. A cell with a comma, a quote or a line break is quoted.
 std::string csvLine(const std::vector<std::string>& cells);
 
 }  // namespace keld

@@ -20,13 +20,13 @@ struct CsvField {
     const char* holds;
 };
 
-// A heading as it is compared: lower case, an underscore as a blank, single blanks.
+// A heading in the form for comparing: lower case, underscores as blanks, single blanks.
 std::string plainHeading(std::string_view heading);
 
 class CsvColumns {
 public:
-    // Headings that no field has, and two of one field, are problems; of the former not if they
-    // are to be ignored.
+    // Two headings of one field are a problem; unknown headings are one unless they are to be
+    // ignored.
     CsvColumns(const CsvRow& headings, std::span<const CsvField> fields, bool ignore_unknown,
                CsvProblems& problems);
     // Columns without headings: the fields in this order.
@@ -38,16 +38,16 @@ public:
     std::optional<std::size_t> at(std::string_view field) const;
     // The text of a field without blanks around it; empty if it has no column.
     std::string_view text(const CsvRow& row, std::string_view field) const;
-    // Where it stands; column 0 if it has no column.
+    // The place of its cell; column 0 if it has no column.
     CsvPlace place(const CsvRow& row, std::string_view field) const;
-    // A row of another number of cells is a problem: false.
+    // False: the row has another number of cells than the headings, which is a problem.
     bool fits(const CsvRow& row, CsvProblems& problems) const;
 
 private:
     std::vector<std::string> fields_;  // of each column; empty: ignored
 };
 
-// "5 cells" for as many as there are headings; else what was found and expected is a problem.
+// Whether the row has this many cells; if not, that is a problem.
 bool hasCells(const CsvRow& row, std::size_t count, CsvProblems& problems);
 
 }  // namespace keld

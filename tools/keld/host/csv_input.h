@@ -1,7 +1,7 @@
 #pragma once
 
-// A file of comma-separated values as a verb takes it: its options, its stream, and what is told
-// of its problems.
+// A file of comma-separated values as a verb takes it: its options, its stream, and the report of
+// its problems.
 
 #include <fstream>
 #include <istream>
@@ -18,19 +18,19 @@ struct CsvWish {
     bool ignore_columns = false;
 };
 
-// --separator.
+// Add --separator.
 void addSeparatorOption(CLI::App* verb, CsvWish& wish);
-// --ignore-columns.
+// Add --ignore-columns.
 void addIgnoreColumnsOption(CLI::App* verb, CsvWish& wish);
 
-// Open while it lives. Failure: CommandError if there is none that can be read, the separator is
-// none, or a plan would have to read the standard input again.
+// The file is open as long as this lives. Failure: CommandError if it can't be read, if the
+// separator isn't one character, or if a plan would have to read the standard input again.
 class CsvInput {
 public:
-    // In the command that a plan keeps, the file stands with its directory.
+    // A plan may be carried out from elsewhere, so the command gets the absolute path of the file.
     CsvInput(Context& context, const CsvWish& wish, const RunWish& run);
     std::istream& stream() { return *stream_; }
-    char separator() const { return separator_; }      // 0: as the first line has it
+    char separator() const { return separator_; }      // 0: the first line decides
     const std::string& name() const { return name_; }  // for people
 
 private:
@@ -40,7 +40,8 @@ private:
     char separator_ = 0;
 };
 
-// All problems, to standard error and into the document; nothing was changed. Gives the exit code.
+// Report all problems, to standard error and in the document, and that nothing changed. Gives the
+// exit code.
 int refuseRows(Context& context, const CsvInput& input, const CsvProblems& problems);
 
 }  // namespace keld

@@ -16,7 +16,7 @@ constexpr std::size_t kMostRowBytes = std::size_t{1} << 20U;
 constexpr char kTooLong[] = "the row has more than a megabyte; is a quote missing?";
 constexpr char kWantUtf8[] = "expected UTF-8 (spreadsheets call it \"CSV UTF-8\")";
 
-// Blanks belong to a cell.
+// Blanks belong to a cell, so the parser must not strip them.
 int noBlank(unsigned char) {
     return 0;
 }
@@ -27,7 +27,7 @@ std::string hexByte(char byte) {
     return text;
 }
 
-// What no cell may hold; empty: nothing is wrong.
+// Find what no cell may hold; empty: nothing is wrong.
 std::string badBytes(std::string_view cell) {
     for (; !cell.empty();) {
         if (cell.front() == '\0')
@@ -112,7 +112,7 @@ CsvReader::~CsvReader() {
     csv_free(&parser_);
 }
 
-// A line ends with its break: a line feed, or a carriage return that stands alone.
+// Take a line with its break: a line feed, or a carriage return without one.
 bool CsvReader::takeLine() {
     line_.clear();
     while (line_.size() <= kMostRowBytes) {
@@ -146,7 +146,7 @@ void CsvReader::setUpParser() {
     csv_set_delim(&parser_, static_cast<unsigned char>(separator_));
 }
 
-// The first line tells encoding and separator.
+// Set encoding and separator by the first line.
 void CsvReader::begin() {
     begun_ = true;
     if (line_.starts_with("\xFF\xFE") || line_.starts_with("\xFE\xFF")) {
@@ -173,6 +173,7 @@ void CsvReader::begin() {
 
 void CsvReader::cellEnded(void* cell, std::size_t size, void* self) noexcept {
     auto* reader = static_cast<CsvReader*>(self);
+    // No exception may pass through the parser, which is a C library.
     try {
         reader->addCell({static_cast<const char*>(cell), size});
     } catch (...) {
@@ -192,7 +193,7 @@ void CsvReader::addCell(std::string_view cell) {
     cell_line_ = number_;
 }
 
-// The row that is under way can't be read.
+// Drop the row that is being read; the next line begins a new one.
 void CsvReader::dropRow() {
     row_.cells.clear();
     row_.lines.clear();
@@ -253,7 +254,7 @@ bool CsvReader::next(CsvRow& row) {
             stopped_ = true;
             break;
         }
-        // The last line may have no break.
+        // The parser ends a row at a break only, and the last line may have none.
         if (line_.empty() || (line_.back() != '\n' && line_.back() != '\r'))
             line_ += '\n';
         feed();

@@ -1,7 +1,7 @@
 #pragma once
 
-// Reading comma-separated values (RFC 4180): rows with the places of their cells, and everything
-// that is wrong in a file, so that it can be told before anything is changed.
+// Reading comma-separated values (RFC 4180): rows with the places of their cells, and all problems
+// of a file, so that people see them before anything is changed.
 
 #include <csv.h>
 
@@ -21,7 +21,7 @@ struct CsvPlace {
     std::size_t line = 0, column = 0;
 };
 
-// What is wrong in a file. Of many only the first ones are kept, by their places.
+// The problems of a file. Only the first ones are kept, in the order of their places.
 class CsvProblems {
 public:
     static constexpr std::size_t kMost = 100;
@@ -30,7 +30,7 @@ public:
     void add(CsvPlace place, const std::string& text);
     bool any() const { return count_ > 0; }
     std::size_t count() const { return count_; }
-    // Whether a problem here would be among those that are kept: a text may be long to find.
+    // Whether a problem here would be kept. Ask before a text that is expensive to make.
     bool keeps(CsvPlace place) const;
 
     struct Problem {
@@ -38,7 +38,7 @@ public:
         std::string text;
     };
     std::vector<Problem> kept() const;
-    // "bom.csv:3:2: ..." for each that is kept, and how many more there are.
+    // "bom.csv:3:2: ..." for each that is kept; the last one says how many more there are.
     std::vector<std::string> texts() const;
 
 private:
@@ -49,29 +49,29 @@ private:
 
 struct CsvRow {
     std::vector<std::string> cells;
-    std::vector<std::size_t> lines;  // in which each cell begins
-    bool gap = false;                // rows in front of it couldn't be read
+    std::vector<std::size_t> lines;  // line in which each cell begins
+    bool gap = false;                // rows before it couldn't be read
 
     CsvPlace place(std::size_t cell) const { return {lines[cell], cell + 1}; }
-    // Nothing stands in it: what a spreadsheet leaves below the last row.
+    // No cell has text; spreadsheets leave such rows below the last one.
     bool empty() const;
 };
 
-// What was found, as a message has it: in quotes, and not longer than a message can be.
+// What was found, for a message: in quotes, and cut if it is long.
 std::string foundText(std::string_view text);
 std::string_view trimmedText(std::string_view text);
 
 class CsvReader {
 public:
-    // Separator 0: comma or semicolon, whichever stands in the first line more often. A UTF-8
-    // signature is skipped.
+    // Separator 0: a semicolon if the first line has more of them than commas, else a comma. A
+    // UTF-8 signature is skipped.
     CsvReader(std::istream& in, char separator, CsvProblems& problems);
     ~CsvReader();
     CsvReader(const CsvReader&) = delete;
     CsvReader& operator=(const CsvReader&) = delete;
 
-    // The next row in which something stands. False: there is none. What can't be read is a
-    // problem, and the next line is read. Failure: std::runtime_error if the file can't be read.
+    // Read the next row that has text. False: there is none. What can't be read is a problem, and
+    // reading goes on with the next line. Failure: std::runtime_error if the file can't be read.
     bool next(CsvRow& row);
     char separator() const { return separator_; }
 
@@ -83,9 +83,9 @@ private:
     std::string block_, line_;
     std::size_t block_at_ = 0;
     bool ended_ = false, stopped_ = false, begun_ = false;
-    std::size_t number_ = 0;     // of the line
-    std::size_t cell_line_ = 0;  // in which the cell under way begins
-    std::size_t open_ = 0;       // bytes of the row under way, if it goes on in the next line
+    std::size_t number_ = 0;     // of the current line
+    std::size_t cell_line_ = 0;  // line in which the current cell begins
+    std::size_t open_ = 0;       // bytes of the current row, if it goes on in the next line
     bool complete_ = false, gap_ = false;
     CsvRow row_;
     std::exception_ptr failure_;

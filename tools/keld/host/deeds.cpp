@@ -10,7 +10,7 @@ namespace keld {
 
 namespace {
 
-// Statuses of the workbench that say who may change an object.
+// Statuses by which the workbench refuses a change because of somebody's rights or references.
 constexpr int kStatusLockedByOther = 710011, kStatusStillReferenced = 710013,
               kStatusNotAllowed = 710021, kStatusCheckedOut = 710022;
 
@@ -65,7 +65,7 @@ Deed deed(const Context& context, tag_t about, const std::function<void(Deed&)>&
         tellAllowed(refusal);
         refuse(done, std::move(refusal));
     }
-    ERR_clear_errors();  // the refusal has told it
+    ERR_clear_errors();  // the refusal has reported it
     return done;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 // What a verb does with objects through the platform's functions, as runs: with one object or with
-// many, one run each or one for all.
+// many, in one run for each or in one for all.
 
 #include <functional>
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace keld {
 
-// A call of the platform that failed inside a deed: the deed is refused, with this reason.
+// A platform call failed inside a deed. The deed is refused, with this reason.
 class Refused : public CommandError {
 public:
     explicit Refused(Refusal why) : CommandError(why.found), refusal(std::move(why)) {}
@@ -22,57 +22,57 @@ public:
 // Failure: Refused, about the object, if the platform's status isn't 0.
 void need(const Context& context, int status, const char* operation, tag_t object);
 
-// What was done with one object, or why it wasn't.
+// What was done with one object, or why not.
 struct Deed {
     Outcome outcome;
     std::vector<Refusal> refusals;
-    std::string told;             // "set object_name of 000123"; for people
+    std::string told;             // "set object_name of 000123", for people
     Json facts = Json::object();  // the same for the document
 };
 
-// The steps that make up a deed, up to the first that fails. What is saved by then goes back with
-// the run, which is refused; as the server it stays. Requires: a run.
+// Take the steps of a deed, up to the first that fails. The refused run then takes back what the
+// steps have saved, unless it runs as the server. Requires: a run.
 Deed deed(const Context& context, tag_t about, const std::function<void(Deed&)>& steps);
 
-// --dry-run, --as-server and --plan, of a verb whose steps are its own.
+// Add --dry-run, --as-server and --plan, for a verb that takes its steps itself.
 void addDeedOptions(CLI::App* verb, RunWish& wish);
 
-// The end of a run of one deed: shows it and how it ended.
+// Show a deed and how its run ended. Gives the exit code.
 int tellDeed(Context& context, const VerbRun& run, const Record& record, const Deed& done);
-// One deed as a run of this verb; shows it and how it ended. Gives the exit code.
+// Carry out one deed as a run of this verb, and show it. Gives the exit code.
 int carryOut(Context& context, const RunWish& wish, const std::string& verb,
              const std::string& arguments, tag_t about, const std::function<void(Deed&)>& steps);
 
 // ---- many objects ----
 
 struct Many {
-    std::vector<std::string> names;  // as they are given; "-" stands for those of standard input
-    std::string from;                // a file with a name a line
+    std::vector<std::string> names;  // as they are given; "-" takes those of standard input
+    std::string from;                // a file with one name per line
     bool together = false;           // one run for all
 };
 
-// --from and --together.
+// Add --from and --together.
 void addManyOptions(CLI::App* verb, Many& many);
-// Put the names of the file and of standard input into the list, and into the command that a plan
-// has. `behind`: how many words stand behind the names on the command line. Failure: CommandError
-// for a file that can't be read, no name at all, or a plan of several runs.
+// Replace the list by all names, those of the file and of standard input included, also in the
+// command that a plan keeps. `behind`: how many words follow the names on the command line.
+// Failure: CommandError for a file that can't be read, no name at all, or a plan of several runs.
 void readNames(Context& context, const RunWish& wish, Many& many, std::size_t behind);
 
-// What is done with each of them.
+// What is done with each object.
 struct Task {
-    std::string verb;           // what the record calls it
-    std::string configuration;  // that it reads; empty: none
-    // The arguments of a run with these objects, as the record has them.
+    std::string verb;           // name of the verb in the record
+    std::string configuration;  // the one that it reads; empty: none
+    // Arguments of a run with these objects, for the record.
     std::function<std::string(const std::vector<std::string>& names)> arguments;
     std::function<Deed(const std::string& name, tag_t object)> perform;
-    // Why a run of this one object was refused, asked when it has gone back. May be null.
+    // Why a run of this one object was refused; asked after its end. May be null.
     std::function<std::vector<Refusal>(const std::string& name, tag_t object, const Deed& done)>
         explain;
 };
 
-// Carry it out: for one name as a run that is told in full, for several as carryOutMany.
+// Carry it out: for one name with a full report, for several as carryOutMany.
 int carryOutTask(Context& context, const RunWish& wish, const Many& many, const Task& task);
-// Carry it out for each name, show a line for each and their sum. Gives the exit code.
+// Carry it out for each name; show a line for each, and the sum. Gives the exit code.
 int carryOutMany(Context& context, const RunWish& wish, const Many& many, const Task& task);
 
 }  // namespace keld

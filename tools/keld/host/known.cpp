@@ -114,7 +114,7 @@ void needStatus(const Context& context, const std::string& status) {
             known.merge(targetStatuses(*ini, type));
     if (known.contains(status))
         return;
-    // Those that objects have; one of each name is enough.
+    // Statuses that objects have; one of each name is enough.
     constexpr int kMost = 1000;
     for (const auto& found : context.workbench().find({"", "ReleaseStatus", "", kMost}))
         known.insert(found.name);

@@ -1,6 +1,7 @@
 #pragma once
 
-// What a store knows: types, users, revisions of items; and which objects a filter lets through.
+// What a store knows: types, users, revisions of items. And filters: which objects they let
+// through.
 
 #include <string>
 #include <vector>
@@ -9,19 +10,19 @@
 
 namespace keld {
 
-// Whether the object's type is this one or below it.
+// Whether the object's type is this one or a subtype of it.
 bool isOf(const Context& context, tag_t object, const char* type);
-// A revision, of an item its latest. Failure: CommandError for anything else.
+// A revision itself, or the latest one of an item. Failure: CommandError for anything else.
 tag_t revisionNamed(const Context& context, const std::string& name);
 
 std::vector<std::string> knownUsers(const Context& context);
-// Failure: CommandError with the nearest names, for a name that the store doesn't know. `below`:
-// the type that it is to be, or be below.
+// Failure: CommandError with the nearest names, for a name that the store doesn't know, or a type
+// that isn't `below` or one of its subtypes.
 void needType(const Context& context, const std::string& type, const std::string& below);
 void needRelation(const Context& context, const std::string& type);
 void needUser(const Context& context, const std::string& id);
 
-// What `tree` and `find` show; empty texts ask for nothing.
+// The filter of `tree` and `find`; an empty text filters nothing.
 struct Filter {
     std::string status, owner, type, checked_out_by;
     bool checked_out = false;

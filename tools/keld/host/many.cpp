@@ -40,7 +40,8 @@ std::vector<std::string> namesInFile(const std::string& path) {
     return names;
 }
 
-// The command with these names in the place of where they came from.
+// Put the names into the command in place of where they came from: a plan must not read the file or
+// the pipe again.
 void nameInCommand(std::vector<std::string>& command, std::size_t given,
                    const std::vector<std::string>& names, std::size_t behind) {
     if (command.size() < given + behind)
@@ -49,6 +50,7 @@ void nameInCommand(std::vector<std::string>& command, std::size_t given,
     const auto begin = end - static_cast<std::ptrdiff_t>(given);
     std::vector<std::string> whole(command.begin(), begin);
     std::erase_if(whole, [](const std::string& word) { return word.starts_with("--from="); });
+    // A name that begins with a dash would be read as an option.
     if ((whole.empty() || whole.back() != "--") &&
         std::any_of(names.begin(), names.end(),
                     [](const std::string& name) { return name.starts_with("-"); }))
@@ -104,14 +106,14 @@ struct ManyRow {
     tag_t object = NULLTAG;
     Deed done;
     std::int64_t run = 0;
-    bool open = true;  // something can still be done with it
+    bool open = true;  // still to be done
 };
 
 constexpr char kDone[] = "done", kWithFailures[] = "done with failures", kRefused[] = "refused",
                kUnknown[] = "unknown", kRepeated[] = "named before", kWentBack[] = "went back",
                kNotReached[] = "not reached", kWouldBe[] = "would be done";
 
-// In the order of the sum.
+// In the order in which the sum names them.
 constexpr const char* kOutcomes[] = {kDone,    kWouldBe,  kWithFailures, kRefused,
                                      kUnknown, kRepeated, kWentBack,     kNotReached};
 
@@ -152,9 +154,10 @@ std::string reasonOf(const Context& context, const Deed& done) {
     return done.outcome.stack.empty() ? "" : done.outcome.stack.front().text;
 }
 
-// A verb that can't do its work with one object can with the next.
+// Carry it out for one object. An error is the refusal of this object only: the next one may pass.
 void performOne(const Context& context, const Task& task, ManyRow& row) {
     constexpr int kBadValue = 710016;
+    // Errors of the object before must not count for this one.
     ERR_clear_errors();
     try {
         row.done = task.perform(row.name, row.object);
@@ -253,6 +256,7 @@ private:
     void runTogether(Progress& progress) {
         const bool all_known = std::none_of(
             rows_.begin(), rows_.end(), [](const ManyRow& row) { return row.outcome == kUnknown; });
+        // All or nothing: an unknown name stops the run before anything is done.
         if (!all_known) {
             for (ManyRow& row : rows_)
                 if (row.open)

@@ -1,6 +1,6 @@
 #pragma once
 
-// Known names that a mistyped one may have meant.
+// Finds known names that a mistyped one may have meant.
 
 #include <cstddef>
 #include <string>
@@ -9,11 +9,12 @@
 
 namespace keld {
 
-// Insertions, deletions, substitutions and swaps of neighbours, ASCII case aside; a number above
-// the limit stands for all larger ones.
+// Number of insertions, deletions, substitutions and swaps of neighbours, ASCII case aside. A
+// result above the limit only says that it is larger.
 std::size_t editDistance(std::string_view a, std::string_view b, std::size_t limit);
 
-// At most `count` known names, nearest first; none that differ in more than about a third.
+// At most `count` known names, nearest first; names that differ in more than about a third are left
+// out.
 std::vector<std::string> nearest(std::string_view name, const std::vector<std::string>& known,
                                  std::size_t count = 3);
 

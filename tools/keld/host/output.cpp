@@ -13,7 +13,7 @@ namespace keld {
 namespace {
 
 constexpr std::size_t kGap = 2;        // between columns
-constexpr std::size_t kNarrowest = 8;  // a column is not cut to less
+constexpr std::size_t kNarrowest = 8;  // columns aren't cut below this
 
 bool tables_wide = false;
 
@@ -26,7 +26,7 @@ std::size_t widthLimit() {
     return columns > 0 ? static_cast<std::size_t>(columns) : outputWidth();
 }
 
-// Take from the widest columns behind the first until all of them fit.
+// Narrow the widest columns until all fit. The first column is never cut.
 void fit(std::vector<std::size_t>& widths, std::size_t limit) {
     std::size_t all = 0;
     for (const std::size_t width : widths)
@@ -73,7 +73,7 @@ void Table::add(std::vector<std::string> row) {
 
 namespace {
 
-// A short row has empty cells at its end. Tables that follow each other have an empty line between.
+// Short rows get empty cells at the end. An empty line separates tables.
 void writeAsCsv(const std::vector<std::string>& header,
                 const std::vector<std::vector<std::string>>& rows) {
     static bool another = false;

@@ -12,8 +12,8 @@ namespace keld {
 
 using Json = nlohmann::ordered_json;
 
-// Columns as wide as their contents; the last one is not padded. A table that is wider than
-// COLUMNS, else than the terminal, has its columns behind the first cut, unless --wide is given.
+// Columns are as wide as their contents; the last one is not padded. If the table is wider than
+// COLUMNS, or than the terminal, all columns but the first are cut, unless --wide is given.
 class Table {
 public:
     explicit Table(std::vector<std::string> header) : header_(std::move(header)) {}
@@ -21,7 +21,7 @@ public:
     bool empty() const { return rows_.empty(); }
     std::size_t rows() const { return rows_.size(); }
     std::string text(const std::string& indent = "") const;
-    // The rows so far, which are dropped; the header stands above the first of them only.
+    // Give the rows so far and drop them; only the first part of a table has the header.
     std::string take();
 
 private:
@@ -29,17 +29,17 @@ private:
     std::vector<std::vector<std::string>> rows_;
 };
 
-// No table is cut from here on.
+// From here on no table is cut.
 void keepTablesWide();
 
-// At most so many characters, with an ellipsis for the rest.
+// The first so many characters, with an ellipsis for the rest.
 std::string cutText(const std::string& text, std::size_t most);
 
 // "1 error", "2 errors"
 std::string counted(std::size_t number, const std::string& noun);
 
-// One JSON document. Bytes that are no UTF-8 become U+FFFD; characters that a terminal acts on
-// stand in it as escapes, which is the same text.
+// One JSON document. Bytes that are no UTF-8 become U+FFFD. Characters on which a terminal acts are
+// written as JSON escapes, which a parser reads as the same text.
 std::string dumped(const Json& document);
 
 }  // namespace keld

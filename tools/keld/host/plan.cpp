@@ -29,7 +29,7 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
-// What is no UTF-8 stands as bytes, two digits each.
+// Text that isn't UTF-8 is kept as bytes, two digits each.
 Json exactText(const std::string& text) {
     if (isUtf8(text))
         return text;
@@ -95,7 +95,7 @@ Json searchAsJson(const RunReads::Search& search) {
     return all;
 }
 
-// One key after the other; what there may be many of stands a line each.
+// Writes key by key; a list gets a line for each element.
 class PlanWriter {
 public:
     explicit PlanWriter(std::ostream& out) : out_(out) { out_ << "{"; }
@@ -216,7 +216,8 @@ void writePlan(const Plan& plan, const std::string& path) {
         out.close();
         if (!out)
             throw CommandError("can't write the plan " + path);
-        // What has come to the path meanwhile stays.
+        // A link fails if a file has come to the path meanwhile; a rename would replace that. It is
+        // used only where links are impossible.
         fs::create_hard_link(pathOf(beside), pathOf(path), failure);
         if (failure == std::errc::file_exists)
             throw CommandError(path + " exists already; a plan is written to a new file");

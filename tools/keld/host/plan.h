@@ -1,7 +1,7 @@
 #pragma once
 
-// A plan: a rehearsed run on file, for somebody else to look at, and to be carried out as it
-// stands. docs/command-line.md describes the file.
+// A plan: a rehearsed run in a file, for somebody else to check and to carry out unchanged.
+// docs/command-line.md describes the file.
 
 #include <map>
 #include <optional>
@@ -10,7 +10,7 @@
 
 namespace keld {
 
-// A call of a service, its arguments as the plan's file has them.
+// A call of a service, with its arguments as in the plan's file.
 struct PlannedCall {
     std::string service;
     Json arguments;
@@ -30,38 +30,39 @@ struct PlannedObject {
 };
 
 struct Plan {
-    std::string file;            // where it was read
+    std::string file;            // path that it was read from
     std::string store, version;  // identity of the store; version of the libraries
     std::vector<std::string> command;
     std::vector<PlannedCall> calls;
     PlanRunner runner;
     std::string configuration, configuration_sha256;  // empty: the run reads none
     mervane::RunReads reads;
-    std::map<tag_t, PlannedObject> objects;  // the objects read, as people know them
+    std::map<tag_t, PlannedObject> objects;  // those that were read, with their names
     mervane::RunOutcome outcome;
     std::vector<mervane::RunEntry> entries;
 };
 
-// Write it to a path where nothing is yet. Failure: CommandError; nothing is left.
+// Write it to a path that doesn't exist. Failure: CommandError; no part of a file is left.
 void writePlan(const Plan& plan, const std::string& path);
 // Failure: CommandError that says what is wrong and what was expected.
 Plan readPlan(const std::string& path);
 
 Json asJson(const mervane::Values& values);
-// Lines of BOM windows stand for the revisions that they show.
+// A BOM line is kept as the revision that it shows, since its tag is valid in its window only.
 PlannedCall plannedCall(const Service& service, const std::vector<mervane::Argument>& arguments);
 
-// The plan that the verb at work writes or carries out.
+// The plan that the current verb writes or carries out.
 struct PlanWork {
     std::string file;
     bool carries_out = false;
-    Plan plan;                             // that is carried out, or is being made
-    std::vector<PlannedCall> calls;        // so far, of the run that carries it out
-    bool open = false, ran = false;        // the run
-    std::vector<std::string> differences;  // of what was carried out from what was planned
+    Plan plan;                             // the plan that is carried out, or that is being made
+    std::vector<PlannedCall> calls;        // made so far by the run that carries it out
+    bool open = false, ran = false;        // open: the run is under way; ran: it began
+    std::vector<std::string> differences;  // between what was carried out and what was planned
     bool written = false;
 
-    // The run is about to call a service. Failure: CommandError if the plan has another call here.
+    // Called before the run calls a service. Failure: CommandError if the plan has another call
+    // here.
     void called(PlannedCall call);
 };
 

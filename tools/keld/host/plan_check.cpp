@@ -140,9 +140,10 @@ PlanRunner planRunner(const Context& context) {
     return runner;
 }
 
-// ---- the run's share ----
+// ---- a plan in the course of a run ----
 
 void VerbRun::preparePlan() {
+    // A plan is carried out completely or not at all, which a run as the server can't promise.
     if (plan() && plan()->carries_out)
         wish_.as_server = false;
     if (wish_.plan.empty())
@@ -151,6 +152,7 @@ void VerbRun::preparePlan() {
         throw CommandError("--plan goes with --dry-run: a plan tells what a rehearsal has found",
                            {}, kExitUsage);
     std::error_code ignored;
+    // A link whose target is missing counts as existing, too.
     if (std::filesystem::exists(std::filesystem::symlink_status(pathOf(wish_.plan), ignored)))
         throw CommandError(wish_.plan + " exists already; a plan is written to a new file");
     context_.plan = std::make_shared<PlanWork>();
@@ -161,7 +163,7 @@ void VerbRun::beginPlan() {
     if (!plan())
         return;
     if (plan()->carries_out) {
-        // Again, now that nobody else can change anything any more.
+        // Check again: only now, inside the run, can nobody else change anything any more.
         const std::vector<PlanConflict> conflicts = conflictsWith(context_, plan()->plan);
         if (!conflicts.empty()) {
             context_.problem(conflictsText(conflicts));
@@ -225,14 +227,15 @@ void VerbRun::writePlanOf(const mervane::RunHead& head) {
     work.plan.configuration = head.configuration;
     work.plan.configuration_sha256 = head.configuration_sha256;
     work.plan.outcome = head.outcome;
-    for (const mervane::RunEntry& entry : work.plan.entries)  // nobody else knows their names now
+    // Of a deleted object only the entry still knows the name.
+    for (const mervane::RunEntry& entry : work.plan.entries)
         if (entry.change == mervane::RunChange::ObjectDeleted && !entry.text.empty())
             work.plan.objects[entry.object] = {entry.text, entry.type};
     writePlan(work.plan, work.file);
     work.written = true;
 }
 
-// ---- what is told ----
+// ---- text and document ----
 
 std::string planText(const VerbRun& run) {
     const PlanWork* work = run.plan();

@@ -15,7 +15,7 @@ using mervane::RunEntry;
 using mervane::Value;
 using mervane::Values;
 
-// Every save changes these, and one by another user or in another second differently.
+// Every save sets these, so they differ when the user or the second does.
 bool isOfEverySave(const std::string& attribute) {
     return attribute == "last_mod_date" || attribute == "last_mod_user";
 }
@@ -25,7 +25,7 @@ bool isOfObject(RunChange change) {
            change == RunChange::ObjectDeleted;
 }
 
-// What a run did to one object, all of its entries together.
+// The sum of all entries of a run for one object.
 struct NetChange {
     tag_t tag = NULLTAG;
     std::string type;
@@ -35,7 +35,8 @@ struct NetChange {
     const char* word() const { return !was ? "made" : is ? "changed" : "deleted"; }
 };
 
-// An object is known by its tag; one that the run made by the how many-th of these it is.
+// Identifies an object by its tag, or, if the run made it, by its number among the new objects: a
+// later run gives them other tags.
 struct ObjectKey {
     bool made = false;
     tag_t number = NULLTAG;
@@ -128,7 +129,7 @@ private:
         differences_.push_back(context_.title(net.tag) + " (" + net.type + ") " + what);
     }
 
-    // Who runs it is in the values of some configurations.
+    // Some configurations write the name of the user or the group into values.
     bool sameText(const std::string& planned, const std::string& found) const {
         const PlanRunner &then = planned_.runner, &now = now_.runner;
         return planned == found || (planned == then.user_name && found == now.user_name) ||
@@ -180,7 +181,7 @@ private:
             tell("the number of errors or one of them", std::to_string(then.stack.size()),
                  std::to_string(now.stack.size()));
     }
-    // Behind the number stands a text that may name tags.
+    // Only the number is compared: the text after it may name tags of new objects.
     static std::string numberOf(const std::string& error) {
         return error.substr(0, error.find(':'));
     }
@@ -196,7 +197,7 @@ private:
         for (const auto& each : attributes) {
             const std::string& name = each.first;
             const auto then = planned.values.find(name), now = found.values.find(name);
-            // What one of them leaves alone keeps its value.
+            // A side that has no value for the attribute left it as it was.
             const auto& plan =
                 then != planned.values.end()
                     ? then->second

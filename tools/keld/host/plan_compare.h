@@ -1,20 +1,20 @@
 #pragma once
 
-// Whether a run came to what its plan says. What differs by nature is taken as equal: tags of
-// objects that the run makes, the moment of the run, and who runs it.
+// Whether a run did what its plan says. Three kinds of differences are allowed, since no two runs
+// agree in them: tags of new objects, the moment of the run, and its user and group.
 
 #include "tools/keld/host/plan.h"
 
 namespace keld {
 
-// One side: a run with what came of it.
+// One of the two runs, with its outcome.
 struct PlanSide {
     const PlanRunner& runner;
     const mervane::RunOutcome& outcome;
     const std::vector<mervane::RunEntry>& entries;
 };
 
-// Each as a line for people; none: they are equal.
+// The differences, a line for people each; none: the runs are equal.
 std::vector<std::string> differencesBetween(const Context& context, const PlanSide& planned,
                                             const PlanSide& now);
 

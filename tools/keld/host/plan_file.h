@@ -11,7 +11,7 @@ namespace keld {
 inline constexpr int kPlanVersion = 1;
 
 const char* changeName(mervane::RunChange change);
-// False: no change is called so.
+// False: no change has this name.
 bool changeNamed(const std::string& name, mervane::RunChange* change);
 const char* resultWord(mervane::RunResult result);
 

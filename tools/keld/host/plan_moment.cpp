@@ -19,11 +19,11 @@ std::time_t momentOf(const std::string& text) {
     return std::max<std::time_t>(std::mktime(&local), 0);
 }
 
-// Parts as strftime writes them, alone and together.
+// Parts of a moment as strftime writes them, single and combined.
 constexpr const char* kParts[] = {"%Y",     "%y",     "%m",   "%d",          "%H",
                                   "%I",     "%M",     "%S",   "%Y%m%d",      "%y%m%d",
                                   "%d%m%Y", "%H%M%S", "%H%M", "%Y%m%d%H%M%S"};
-constexpr std::time_t kMostSeconds = 86400;  // a longer run is looked at a day long
+constexpr std::time_t kMostSeconds = 86400;  // of a longer run only the first day is considered
 
 bool isDigit(char c) {
     return c >= '0' && c <= '9';

@@ -1,6 +1,6 @@
 #pragma once
 
-// Texts in which the user of a run stands, or as digits its moment or its process.
+// Texts that contain the user of a run, or its moment or process as digits.
 
 #include <string>
 #include <unordered_map>
@@ -9,15 +9,15 @@
 
 namespace keld {
 
-// The digits that tell parts of the moments from the begin of a run to its end: year, month, day,
-// hour, minute, second in the usual forms, seconds since 1970; and its process.
+// The groups of digits that a run may have written for a moment of its own: year, month, day, hour,
+// minute, second in the usual forms, or seconds since 1970. Also the number of its process.
 class RunDigits {
 public:
     explicit RunDigits(const PlanRunner& runner);
     const std::string& user() const { return user_; }
-    // The parts that these digits may tell, a bit for each; 0: none.
+    // The parts that these digits may be, a bit for each; 0: none.
     unsigned partsOf(const std::string& digits) const;
-    // Within the run.
+    // Whether the moment is within the run.
     bool holds(const mervane::Date& date) const;
 
 private:
@@ -25,7 +25,7 @@ private:
     std::unordered_map<std::string, unsigned> parts_;
 };
 
-// Equal but for the id of the user, and digits that tell the same part of the two runs.
+// Equal apart from the user's id, and from digits that may be the same part in both runs.
 bool alikeTexts(const std::string& planned, const RunDigits& plan, const std::string& found,
                 const RunDigits& now);
 

@@ -12,7 +12,8 @@
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/host/system.h"
 
-// Reading a plan: each key must be there and of its kind, and what is missing is named.
+// Reading a plan: each key must be there and have the right kind; a message names the one that
+// hasn't.
 
 namespace keld {
 
@@ -42,7 +43,7 @@ constexpr NamedChange kChanges[] = {
     {RunChange::ModelExtended, "model extended"},
 };
 
-// A part of the file, with where it stands for messages.
+// A part of the file, with its place for messages.
 class PlanNode {
 public:
     PlanNode(const Json& json, const std::string& file, std::string where)

@@ -19,7 +19,7 @@ void require(const Context& context, int status, const char* operation) {
 std::string display(tag_t object, const std::string& property) {
     const std::string text =
         textOf([&](char** out) { return OBJ_UIF_ask_value(object, property.c_str(), out); });
-    ERR_clear_errors();  // asked for show: a property that isn't there is no failure
+    ERR_clear_errors();  // only for display, so a missing property is no failure
     return text;
 }
 
@@ -29,7 +29,7 @@ std::vector<std::string> statusNames(const Context& context, tag_t object) {
     try {
         statuses = context.workbench().get(object, "release_status_list");
     } catch (const mervane::Failure&) {
-        return names;  // not an object that can have one
+        return names;  // the object has no such list
     }
     for (const mervane::Value& value : statuses) {
         const auto* status = std::get_if<mervane::Reference>(&value);

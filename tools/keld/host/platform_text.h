@@ -1,6 +1,7 @@
 #pragma once
 
-// The platform's handed-out memory and statuses in forms that are easy to use here.
+// Wrappers around the platform's calls: they free its memory and turn failures into exceptions or
+// empty results.
 
 #include <functional>
 #include <string>
@@ -13,10 +14,10 @@
 
 namespace keld {
 
-// A failed platform call, as a message with the status's text.
+// A failed platform call as a message, with the text of its status.
 void require(const Context& context, int status, const char* operation);
 
-// Run a call that hands out a text; empty if it fails or gives null.
+// Run a call that gives a text to free; empty if it fails or gives null.
 template <typename Call>
 std::string textOf(Call&& call) {
     char* text = nullptr;
@@ -26,7 +27,7 @@ std::string textOf(Call&& call) {
     return result;
 }
 
-// Run a call that hands out a list; empty if it fails.
+// Run a call that gives a list to free; empty if it fails.
 template <typename Element, typename Call>
 std::vector<Element> listOf(Call&& call) {
     int count = 0;
@@ -42,12 +43,12 @@ std::vector<Element> listOf(Call&& call) {
 // A property's display text, empty if the object has no such property.
 std::string display(tag_t object, const std::string& property);
 
-// Names of the release statuses of an object, oldest first; those that are gone are left out.
+// Names of the release statuses of an object, oldest first; deleted ones are left out.
 std::vector<std::string> statusNames(const Context& context, tag_t object);
 std::string latestStatus(const Context& context, tag_t object);  // "" if there is none
 
-// How an object is called: its label, the same as people type it, with its name if it has no id of
-// its own, and its type; kGoneType if it isn't there.
+// What people call an object: its label, as stored and as people type it, with its name if it has
+// no id, and its type. The type is kGoneType if the object doesn't exist.
 inline constexpr char kGoneType[] = "(gone)";
 struct ObjectName {
     std::string label, typed, type;

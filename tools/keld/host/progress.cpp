@@ -42,7 +42,7 @@ void Progress::tell() {
     std::unique_lock lock(mutex_);
     if (ended_.wait_for(lock, 2s, [this] { return done_; }))
         return;
-    // A terminal has the line renewed each second, a file gets a line now and then.
+    // A terminal shows one line that is renewed each second; a file gets a new line every ten.
     for (int seconds = 2;; seconds += terminal ? 1 : 10) {
         tellAgain(sofar(seconds));
         if (ended_.wait_for(lock, terminal ? 1s : 10s, [this] { return done_; }))

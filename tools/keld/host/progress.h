@@ -1,6 +1,6 @@
 #pragma once
 
-// Tells on standard error that work goes on, once it has lasted for two seconds.
+// Shows on standard error that the program is at work, after the first two seconds.
 
 #include <atomic>
 #include <condition_variable>
@@ -13,8 +13,8 @@ namespace keld {
 
 class Progress {
 public:
-    // What is counted is told with its number and how many of them a second: those that the caller
-    // counts, or the objects that the workbench has worked on meanwhile.
+    // Shows the count and how many a second: what the caller counts, else the objects that the
+    // workbench has worked on meanwhile.
     explicit Progress(std::string text, std::string counted = "object");
     ~Progress();
     Progress(const Progress&) = delete;
@@ -31,7 +31,7 @@ private:
     std::mutex mutex_;
     std::condition_variable ended_;
     bool done_ = false;
-    std::thread teller_;  // last: it uses the others
+    std::thread teller_;  // last member: the thread uses the others
 };
 
 }  // namespace keld

@@ -12,7 +12,7 @@ using mervane::RunEntry;
 
 constexpr char kStatuses[] = "release_status_list";
 
-// Every save changes these.
+// Every save sets these.
 bool isBookkeeping(const std::string& attribute) {
     return attribute == "last_mod_date" || attribute == "last_mod_user";
 }
@@ -41,7 +41,7 @@ std::string asText(const Context& context, const mervane::Value& value) {
             std::string label = context.label(reference.tag);
             if (!label.starts_with("#"))
                 return label;
-            try {  // "Released (#4711)" for what has no id
+            try {  // "Released (#4711)" for an object without an id
                 const std::string name = context.workbench().describe(reference.tag).name;
                 return name.empty() ? label : name + " (" + label + ")";
             } catch (const mervane::Failure&) {
@@ -71,7 +71,7 @@ void RecordReader::add(const RunEntry& entry) {
         addOther(entry);
 }
 
-// What an object was before its first entry, and is after its last one.
+// Sum up the entries of an object: its values before the first and after the last one.
 void RecordReader::addObject(const RunEntry& entry) {
     const auto [at, fresh] = places_.try_emplace(entry.object, record_.objects.size());
     if (fresh) {
@@ -95,7 +95,7 @@ void RecordReader::addObject(const RunEntry& entry) {
         for (const mervane::RunValue& value : entry.values)
             if (value.attribute == "name" && !value.before.empty())
                 status_names_[entry.object] = textOf(value.before);
-        // Made and deleted in one run: nobody ever sees it.
+        // Nobody sees an object that was made and deleted in the same run.
         object.change = object.change == "new" ? "" : "deleted";
         if (object.label.starts_with("#") && !entry.text.empty())
             object.name = entry.text;
@@ -107,7 +107,7 @@ void RecordReader::addObject(const RunEntry& entry) {
     for (const mervane::RunValue& value : entry.values) {
         if (isBookkeeping(value.attribute))
             continue;
-        // A later run may have deleted the status that this one made.
+        // Keep the name: a later run may have deleted the status that this one made.
         if (entry.change == RunChange::ObjectMade && value.attribute == "name")
             status_names_[entry.object] = textOf(value.after);
         if (value.attribute == kStatuses)
@@ -125,7 +125,8 @@ void RecordReader::addObject(const RunEntry& entry) {
     }
 }
 
-// Names are asked for while they are to be had; that of a status that was deleted comes later.
+// Find the latest status whose name is known. The name is asked for now, while the status exists;
+// that of a deleted one comes with a later entry.
 tag_t RecordReader::latest(const mervane::Values& list) {
     for (std::size_t i = list.size(); i-- > 0;) {
         const tag_t status = std::get<mervane::Reference>(list[i]).tag;
@@ -204,7 +205,7 @@ void RecordReader::addOther(const RunEntry& entry) {
 
 namespace {
 
-// "#12 (gone)" with the name that the object had, if the run itself has deleted it.
+// Add the name to "#12 (gone)" where the run itself has deleted the object.
 void nameDeleted(std::string& text, const std::map<std::string, std::string>& names) {
     constexpr std::string_view kGone = " (gone)";
     for (std::size_t end = 0; (end = text.find(kGone, end)) != std::string::npos;

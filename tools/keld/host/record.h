@@ -1,6 +1,6 @@
 #pragma once
 
-// What a run has changed, object by object, as people read it.
+// What a run has changed, object by object, for people.
 
 #include <map>
 #include <string>
@@ -12,7 +12,7 @@ namespace keld {
 
 struct ChangedValue {
     std::string attribute, before, after;
-    bool text = false;  // of the kind string
+    bool text = false;  // the attribute holds strings
 };
 
 struct ChangedObject {
@@ -25,22 +25,24 @@ struct ChangedObject {
     } status;  // names of the latest release status; empty: none
 };
 
-// A change beside the objects: "file", "check-out", "id", "workflow", "preference", "right",
+// A change to something other than an object: "file", "check-out", "id", "workflow", "preference",
+// "right", "model".
 // "model".
 struct OtherChange {
     std::string subject, change;  // change: "stored", "made", "registered", "set", ...
     tag_t tag = 0;
     std::string label, typed, text;
-    std::string outside;  // where it was changed outside the store; empty: inside
+    std::string outside;  // place of a change outside the store; empty: inside
 };
 
 struct Record {
     mervane::RunHead head;
-    std::vector<ChangedObject> objects;  // in the order in which they were changed first
-    std::vector<OtherChange> others;     // in their order
+    std::vector<ChangedObject> objects;  // by first change
+    std::vector<OtherChange> others;     // by time
 };
 
-// Put together from entries, which come in their order, while the session sees what the run made.
+// Builds a record from the entries of a run, in their order. Requires: the session sees what the
+// run made.
 class RecordReader {
 public:
     explicit RecordReader(const Context& context) : context_(context) {}
@@ -55,7 +57,7 @@ private:
         tag_t before = NULLTAG, after = NULLTAG;  // the latest ones
     };
     std::map<tag_t, Statuses> statuses_;         // of objects whose list was changed
-    std::map<tag_t, std::string> status_names_;  // as far as they are known
+    std::map<tag_t, std::string> status_names_;  // as far as known
 
     void addStatuses(const mervane::RunEntry& entry, const mervane::RunValue& value);
     tag_t latest(const mervane::Values& list);
@@ -64,17 +66,17 @@ private:
     std::string textOf(const mervane::Values& values) const;
 };
 
-// A stored record. Failure if there is no such run.
+// Read a stored record. Failure: there is no such run.
 Record readRecord(const Context& context, std::int64_t number);
 
-// Objects without an id are told by tag and name.
+// The title of an object; one without an id has its tag and name.
 std::string titled(const ChangedObject& object);
 
 Json asJson(const Record& record);
 Json changesAsJson(const Record& record);
-// The table of changes; `nothing` where there is none.
+// The table of changes; `nothing` if there are none.
 std::string changesAsText(const Record& record, const std::string& nothing);
-// Kept, gone back...: the way, the outcome and the number.
+// The way and the result of a run, in words for people.
 const char* wayName(mervane::RunWay way);
 const char* resultName(mervane::RunResult result);
 

@@ -21,7 +21,7 @@ bool holds(const std::vector<tag_t>& tags, tag_t tag) {
     return std::find(tags.begin(), tags.end(), tag) != tags.end();
 }
 
-// What refers to the object and goes with it.
+// Referrers that are deleted together with the object: its own relations and parts.
 std::vector<tag_t> ownOf(const Context& context, tag_t object) {
     std::vector<tag_t> own;
     for (const rel_entry_s& entry : listOf<rel_entry_s>([&](int*count, rel_entry_s**list) {

@@ -1,6 +1,6 @@
 #pragma once
 
-// What refers to an object, and cutting it off from those that may let it go.
+// What refers to an object, and how to remove references that don't have to stay.
 
 #include <vector>
 
@@ -9,16 +9,16 @@
 namespace keld {
 
 struct Referrers {
-    std::vector<tag_t> relations;  // in which it is the secondary
-    std::vector<tag_t> folders;    // that hold it
-    std::vector<tag_t> others;     // that keep it
+    std::vector<tag_t> relations;  // those in which it is the secondary
+    std::vector<tag_t> folders;    // those that contain it
+    std::vector<tag_t> others;     // all others, which keep it in the store
 };
 
-// Its own parts and relations, and a dataset's anchor, are left out.
+// Leaves out the object's own parts and relations, and a dataset's anchor.
 Referrers referrersOf(const Context& context, tag_t object);
-// Delete the relations and take it out of the folders. Failure: CommandError.
+// Delete the relations, and take it out of the folders. Failure: CommandError.
 void cutOff(const Context& context, const Referrers& referrers, tag_t object);
-// False: it isn't in the folder. Failure: CommandError.
+// False: the folder doesn't contain it. Failure: CommandError.
 bool takeOutOfFolder(const Context& context, tag_t folder, tag_t object);
 
 }  // namespace keld

@@ -16,7 +16,7 @@ namespace keld {
 
 namespace {
 
-// More than this many objects aren't searched for a path.
+// The search for a path ends at this many objects.
 constexpr std::size_t kMostObjects = 20000;
 
 tag_t referenceOf(const Context& context, tag_t object, const char* attribute) {
@@ -25,7 +25,7 @@ tag_t referenceOf(const Context& context, tag_t object, const char* attribute) {
             if (const auto* reference = std::get_if<mervane::Reference>(&value))
                 return reference->tag;
     } catch (const mervane::Failure&) {
-        // It has no such attribute.
+        // The object has no such attribute.
     }
     return NULLTAG;
 }
@@ -48,6 +48,7 @@ std::vector<tag_t> parentsOf(const Context& context, tag_t object) {
     for (const char* attribute : {"items_tag", "parent_revision", "parent_item", "bom_view"})
         if (const tag_t owner = referenceOf(context, object, attribute); owner != NULLTAG)
             parents.push_back(owner);
+    // Questions that failed here are no errors of the service.
     ERR_clear_errors();
     return parents;
 }
@@ -140,7 +141,7 @@ void tellNotModifiable(const Context& context, Refusal& refusal) {
 std::string tellSetting(const Context& context, Refusal& refusal, const std::string& section,
                         const std::vector<std::string>& keys) {
     refusal.section = section;
-    // What stands in the preference hides the file's section.
+    // A preference of this name hides the section of the file.
     std::string values;
     for (const auto& [name, lines] : context.workbench().preferences())
         if (name == section)
@@ -153,6 +154,7 @@ std::string tellSetting(const Context& context, Refusal& refusal, const std::str
     for (const std::string& key : keys)
         if (const IniEntry* entry = settings ? settings->find(section, key) : nullptr) {
             refusal.file = preference ? "the preference" : "keld_base.ini";
+            // The parsed text has a header before the values of the preference.
             refusal.line = preference ? entry->line - 1 : entry->line;
             return entry->value;
         }

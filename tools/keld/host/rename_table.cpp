@@ -51,10 +51,10 @@ private:
     std::optional<CsvColumns> columns_;
     std::size_t old_column_ = 1, new_column_ = 2;
     std::vector<Rename> renames_;
-    std::unordered_map<tag_t, std::size_t> of_item_;      // rename of an item
-    std::unordered_map<std::string, std::size_t> to_id_;  // that gives an id
+    std::unordered_map<tag_t, std::size_t> of_item_;      // index of the rename of an item
+    std::unordered_map<std::string, std::size_t> to_id_;  // index of the rename that gives an id
 
-    // Both are words for the columns, so that no item is meant.
+    // Any cell that is the name of a column makes it a row of headings.
     static bool hasHeadings(const CsvRow& row) {
         return std::any_of(row.cells.begin(), row.cells.end(), [](const std::string& cell) {
             const std::string heading = plainHeading(cell);
@@ -90,6 +90,7 @@ private:
         for (std::size_t i = 0; i < renames_.size(); ++i) {
             Rename& rename = renames_[i];
             const CsvPlace old_place{rename.line, old_column_}, new_place{rename.line, new_column_};
+            // Similar names take long to find, so ask for them only if the problem is kept.
             RenameStore::Found found = store_.find(rename.from, problems_.keeps(old_place));
             if (found.item == NULLTAG) {
                 problems_.add(old_place, found.why);
@@ -119,7 +120,7 @@ private:
         }
     }
 
-    // The rename that must come first, since its item has the id that this one gives.
+    // The rename that must come first, since its item still has the id that this one gives.
     std::optional<std::size_t> before(std::size_t rename) const {
         const tag_t holder = store_.holder(renames_[rename].to);
         const auto found = of_item_.find(holder);

@@ -1,7 +1,7 @@
 #pragma once
 
 // A list of renames as rows, old and new id: what is wrong with them, and an order in which each
-// new id is free when it is given.
+// new id is free when its turn comes.
 
 #include <istream>
 #include <span>
@@ -28,13 +28,13 @@ public:
         tag_t item = NULLTAG;  // NULLTAG: it can't be renamed
         std::string id, why;
     };
-    // The item of a name. With `explain` false nobody reads why there is none.
+    // Find the item of a name. `explain` false: `why` isn't needed and may stay empty.
     virtual Found find(const std::string& name, bool explain) = 0;
-    virtual tag_t holder(const std::string& id) = 0;  // of an item id; NULLTAG: it is free
+    virtual tag_t holder(const std::string& id) = 0;  // who has the id; NULLTAG: it is free
 };
 
-// Everything that is wrong becomes a problem: two rows for one item or one id, ids that are taken,
-// renames that lead in a circle.
+// Read the renames. Problems are: two rows for one item or one id, ids that are taken, renames that
+// lead in a circle.
 std::vector<Rename> readRenames(std::istream& in, char separator, bool ignore_columns,
                                 RenameStore& store, CsvProblems& problems);
 

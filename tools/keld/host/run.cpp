@@ -21,7 +21,8 @@ using mervane::RunWay;
 
 volatile std::sig_atomic_t caught = 0;
 
-// A second one ends the program at once: what isn't committed goes back by itself.
+// Stop the run. A second signal ends the program at once; the store then drops what isn't
+// committed.
 void interrupt(int signal) {
     caught = signal;
     mervane_workbench()->interrupt();
@@ -81,6 +82,7 @@ VerbRun::VerbRun(Context& context, const RunWish& wish, const std::string& servi
     context_.workbench().beginRun({wish_.way(), service, arguments, configuration, KELD_VERSION,
                                    plan() && !plan()->carries_out});
     caught = 0;
+    // The destructor doesn't run if the constructor throws, so end the run here.
     try {
         beginPlan();
     } catch (...) {
@@ -149,10 +151,12 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
     told.notes = outside;
     bool keep = result_ == RunResult::Done ||
                 (result_ == RunResult::DoneWithFailures && wish_.accept_failures);
+    // A plan promises its outcome: a run that did anything else is taken back.
     if (plan() && caught == 0 && !endPlan(told)) {
         keep = false;
         result_ = told.result = RunResult::Refused;
     }
+    // As the server every change is committed already, so nothing can be taken back.
     kept_ = wish_.as_server || (keep && !wish_.dry_run);
     if (seen && caught == 0)
         seen();
@@ -171,17 +175,18 @@ Record VerbRun::endWith(const Outcome& outcome, const std::vector<std::string>& 
         reads_changes_ || plan() || each || (wish_.as_server && result_ != RunResult::Done);
     mervane::RunHead head = context_.workbench().endRun(told, keep, wanted ? read : nullptr);
     Record record = reader.take(std::move(head));
+    // Nobody could carry out a plan of a run that isn't kept, so it isn't written.
     if (keep)
         writePlanOf(record.head);
     if (kept_ || wish_.dry_run)
         return record;
-    // It went back, but for what is outside the store.
+    // Everything was taken back, except changes outside the store.
     record.objects.clear();
     std::erase_if(record.others, [](const OtherChange& other) { return other.outside.empty(); });
     return record;
 }
 
-// What the rehearsal alone needs is no change of the run.
+// The rehearsal itself sets this preference, so it is no change of the run.
 bool VerbRun::isOfRehearsal(const mervane::RunEntry& entry) const {
     return redirected_ && entry.change == mervane::RunChange::PreferenceSet &&
            entry.text == KELD_DELBackupTopDirCentral;
@@ -250,7 +255,7 @@ std::string wireText(const Context& context, const std::vector<mervane::Argument
     return all;
 }
 
-// ---- what is told ----
+// ---- text and document ----
 
 std::string endText(const VerbRun& run, const Record& record) {
     const auto errors = counted(record.head.outcome.stack.size(), "error");

@@ -11,19 +11,19 @@
 
 namespace keld {
 
-// How the user wants it, the same options at every changing verb.
+// How the user wants the run; the options are the same at every changing verb.
 struct RunWish {
     bool dry_run = false, as_server = false, accept_failures = false, visits = false;
-    std::string plan;  // the file that a dry run writes its plan to; empty: none
+    std::string plan;  // file to which a dry run writes its plan; empty: none
     mervane::RunWay way() const;
 };
-// --plan, of a verb that has --dry-run.
+// Add --plan, for a verb that has --dry-run.
 void addPlanOption(CLI::App* verb, RunWish& wish);
-// --dry-run and --as-server alone.
+// Add --dry-run and --as-server only.
 void addWayOptions(CLI::App* verb, RunWish& wish);
 void addRunOptions(CLI::App* verb, RunWish& wish);
 
-// Temporary files and the log of a rehearsal, in a directory that goes again.
+// Sends temporary files and the log of a rehearsal to a directory that is removed at the end.
 class Aside {
 public:
     Aside();
@@ -36,19 +36,19 @@ private:
     std::string directory_;
 };
 
-// Backups of a rehearsal go to another directory.
+// The backup directory of the store, and the one that a rehearsal uses in its place.
 struct Redirected {
     std::string from, to;  // empty: no backup is configured
 };
 
 class VerbRun {
 public:
-    // Failure: CommandError if the run carries out a plan that doesn't fit.
-    // `service`: the one that runs, or the verb. The configuration is that of services that read
-    // one.
+    // Begin the run. `service`: its name, or that of the verb. `configuration`: the file that the
+    // service reads, if it reads one. Failure: CommandError if the run carries out a plan that
+    // doesn't fit.
     VerbRun(Context& context, const RunWish& wish, const std::string& service,
             const std::string& arguments, const std::string& configuration = "");
-    ~VerbRun();  // a run that isn't ended goes back
+    ~VerbRun();  // takes back a run that wasn't ended
     VerbRun(const VerbRun&) = delete;
     VerbRun& operator=(const VerbRun&) = delete;
 
@@ -56,25 +56,26 @@ public:
     // Requires: it rehearses.
     Redirected redirectBackups();
 
-    // Keep the run or let it go back, as its outcome says. `seen` looks at the store as the run has
-    // left it, before anything goes back.
+    // Keep the run or take it back, according to its outcome. `seen` is called before anything is
+    // taken back, so it sees the changes.
     Record end(const Outcome& outcome, const std::vector<std::string>& outside = {},
                const std::function<void()>& seen = nullptr);
-    // The same; each entry is shown.
+    // The same; `each` gets every entry.
     using Each = std::function<void(const mervane::RunEntry&)>;
     Record end(const Outcome& outcome, const std::vector<std::string>& outside, const Each& each);
 
-    // Keep a run whose changes nobody wants to see.
+    // Keep the run without reading its changes.
     void keep();
 
-    // What the run has changed is not to be read at its end: the verb tells it itself, and it may
-    // be much. A plan is still written, and what stays of a failure as the server still told.
+    // Don't read the changes at the end: the verb shows them itself, and there may be many. They
+    // are read nevertheless for a plan, and if a run as the server fails: the user must know what
+    // stays.
     void leaveChangesUnread() { reads_changes_ = false; }
 
     // Null: no plan is written or carried out.
     const PlanWork* plan() const { return context_.plan.get(); }
 
-    // After the end.
+    // After the end:
     bool kept() const { return kept_; }
     mervane::RunResult result() const { return result_; }
     int exitCode() const;
@@ -86,10 +87,10 @@ private:
     mervane::RunResult result_ = mervane::RunResult::Refused;
     bool open_ = true, kept_ = false, redirected_ = false, reads_changes_ = true;
 
-    // A plan that is written begins with the run, one that is carried out is compared then.
+    // Writing a plan begins with the run. A plan to carry out is checked against the store then.
     void preparePlan();
     void beginPlan();
-    // False: the run didn't come to what was planned.
+    // False: the run did something else than planned.
     bool endPlan(const mervane::RunOutcome& told);
     void writePlanOf(const mervane::RunHead& head);
     bool isOfRehearsal(const mervane::RunEntry& entry) const;
@@ -98,19 +99,19 @@ private:
 };
 
 mervane::RunResult resultOf(const Outcome& outcome);
-// A change that the verb makes itself, through the workbench; a Failure goes on, and all back.
+// Make a change through the workbench, all or nothing: a Failure takes it back and is passed on.
 void changeAll(Context& context, const RunWish& wish, const std::string& verb,
                const std::string& arguments, const std::function<void()>& change);
 
-// The arguments of a service as `keld call` takes them: "s:Frozen s:ItemRevision t:000123/A".
+// Arguments of a service in the form of `keld call`: "s:Frozen s:ItemRevision t:000123/A".
 std::string wireText(const Context& context, const std::vector<mervane::Argument>& arguments);
 
-// The outcome of a run as its last lines: done, with which failures, refused; what was kept, and
-// under which number its record is.
+// The last lines of a run: done, done with failures or refused; what stays; the number of its
+// record.
 std::string endText(const VerbRun& run, const Record& record);
 Json endJson(const VerbRun& run, const Record& record);
-// The end of a verb that has shown what its service did: these, and where the log is. Gives the
-// exit code. Requires: the document has the outcome.
+// End a verb after it has shown the result of its service: print endText and the place of the log.
+// Gives the exit code. Requires: the document has the outcome.
 int tellEnd(Context& context, const VerbRun& run, const Record& record, const Outcome& outcome);
 
 }  // namespace keld

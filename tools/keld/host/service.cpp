@@ -68,12 +68,13 @@ void BomWindows::save() {
 
 namespace {
 
-// Names with commas between them; a comma in quotes is one of the name.
+// Split a list of names at its commas; a comma in quotes belongs to the name.
 std::vector<std::string> splitNames(std::string_view list) {
     std::vector<std::string> names;
     std::string name;
     while (!list.empty()) {
         std::string_view rest = list;
+        // A quote begins a quoted part only where a part of a name begins.
         if ((name.empty() || name.back() == '/' || name.back() == ':') &&
             mervane::takeQuoted(rest)) {
             name.append(list.substr(0, list.size() - rest.size()));
@@ -139,7 +140,7 @@ std::string kindsOf(const std::vector<mervane::Argument>& arguments) {
 
 namespace {
 
-// Where runs log whose log can't be written: the reasons that its lines give are still known.
+// A temporary log for runs whose log can't be written: refusals are explained from the lines.
 struct SpareLog {
     std::string path;  // empty: none is needed
     ~SpareLog() {
@@ -154,7 +155,7 @@ SpareLog& spareLog() {
     return log;
 }
 
-constexpr std::size_t kStart = 64;  // bytes that tell one log from another
+constexpr std::size_t kStart = 64;  // bytes at the start of a log by which two are told apart
 
 std::string startOf(const std::string& path) {
     std::ifstream in(pathOf(path), std::ios::binary);
@@ -170,7 +171,7 @@ std::uintmax_t sizeOf(const std::string& path) {
     return failure ? 0 : size;
 }
 
-// "2001-02-03 04:05:06.789 E text"; nothing for the further lines of a text.
+// Read "2001-02-03 04:05:06.789 E text"; nothing for the further lines of a text.
 std::optional<LogLine> parsedLine(std::string line) {
     if (!line.empty() && line.back() == '\r')
         line.pop_back();
@@ -184,7 +185,8 @@ std::optional<LogLine> parsedLine(std::string line) {
     return LogLine{line[kLevelAt], text == std::string::npos ? "" : line.substr(text)};
 }
 
-// Gives where the last whole line ends; what stands behind it is left out if `whole`.
+// Read lines from `start`; gives the position after the last one. With `whole` an unfinished last
+// line is left for later.
 std::uintmax_t readFrom(const std::string& path, std::uintmax_t start, const LogWatch::Each& each,
                         bool whole = false) {
     std::ifstream in(pathOf(path), std::ios::binary);
@@ -208,7 +210,7 @@ LogWatch::LogWatch() {
         spareLog().path = makeTemporaryFile("keld-log");
         setEnvironment("KELD_LOG_FILE", spareLog().path);
     }
-    const char* path = KELD_GetLogFilePath();  // writes out what is waiting, too
+    const char* path = KELD_GetLogFilePath();  // this call also flushes the log
     path_ = path ? path : "";
     start_ = sizeOf(path_);
     head_ = startOf(path_);
@@ -221,7 +223,7 @@ std::string LogWatch::path() const {
     return spareLog().path.empty() ? path_ : "";
 }
 
-// It was full, stands beside the log now, and a new one was begun.
+// A full log is renamed to ".1", and a new one begins.
 bool LogWatch::begunAnew() const {
     return startOf(path_ + ".1") != older_head_;
 }
@@ -239,7 +241,7 @@ void LogWatch::read(const Each& each) const {
         readFrom(path_, sizeOf(path_) < start_ ? 0 : start_, each);
         return;
     }
-    // If it was full more than once, older lines are gone.
+    // If it was full more than once, the lines in between are lost.
     const std::string older = path_ + ".1";
     readFrom(older, !head_.empty() && startOf(older).starts_with(head_) ? start_ : 0, each);
     readFrom(path_, 0, each);
@@ -279,7 +281,7 @@ Outcome runService(Context& context, const Service& service,
                    const std::vector<mervane::Argument>& arguments, Printed printed) {
     Outcome outcome;
     outcome.slot = service.slot;
-    // The slot is passed as the platform passes it: a bare pointer.
+    // The platform passes the slot as a bare pointer, too.
     using Function = int (*)(void* result);
     const auto run = reinterpret_cast<Function>(findFunction(service.function));
     if (!run)
@@ -294,6 +296,7 @@ Outcome runService(Context& context, const Service& service,
                                              : static_cast<void*>(&text);
     context.workbench().sendArguments(arguments);
     {
+        // Standard output is for keld's own output only: services print there, too.
         std::optional<OutputAside> aside;
         if (printed == Printed::Nowhere)
             aside.emplace(kNullDevice);
@@ -310,7 +313,7 @@ Outcome runService(Context& context, const Service& service,
     outcome.stack = context.workbench().errorStack();
     outcome.problems = log.problems();
     constexpr int kTraceLevel = 3;
-    // Services without effects may leave no line.
+    // A service without effects may write no line at all.
     if (service.effects != Effects::None && KELD_GetLogLevel() >= kTraceLevel && !log.grew())
         tell("nothing could be written to the log " + log.path());
     outcome.log = log.path();

@@ -1,7 +1,7 @@
 #pragma once
 
-// Running a service as a client would: arguments on the stream, the exported function, and what it
-// leaves: returned status, result slot, error stack, lines in the log.
+// Runs a service as a client would: arguments on the stream, the exported function, and its
+// results: returned status, result slot, error stack, lines in the log.
 
 #include <cstdint>
 #include <functional>
@@ -14,17 +14,17 @@
 
 namespace keld {
 
-// With the nearest names if there is none.
+// Failure: CommandError with the nearest names.
 const Service& findService(const std::string& name);
 
-// BOM windows that the arguments of a call need, one for each revision named.
+// The BOM windows that the arguments of a call need, one for each revision.
 class BomWindows {
 public:
     explicit BomWindows(const Context& context) : context_(context) {}
     ~BomWindows();
     BomWindows(const BomWindows&) = delete;
     BomWindows& operator=(const BomWindows&) = delete;
-    tag_t topLine(const std::string& object);  // of a revision, or of an item's latest
+    tag_t topLine(const std::string& object);  // of a revision, or of an item's latest one
     void save();
 
 private:
@@ -43,29 +43,29 @@ struct LogLine {
     std::string text;  // without time, level and indentation
 };
 
-// The lines that this process's run adds to its log, read one by one and no others. Of a log that
-// can't be written a note says so, and the run goes on without it.
+// The lines that the log gets from this process from now on. If the log can't be written, a note
+// says so, and the run goes on with a temporary one.
 class LogWatch {
 public:
     using Each = std::function<void(const LogLine&)>;
-    LogWatch();  // from now on
+    LogWatch();  // watches from now on
     void read(const Each& each) const;
-    // The whole lines since the last time, or since the start. Whoever asks often enough misses
-    // none in a log that is begun anew again and again.
+    // Read the whole lines since the last call, or since the start. A full log is renamed and begun
+    // anew; frequent calls miss nothing then.
     void follow(const Each& each);
     std::vector<LogLine> lines() const;
-    // Errors and warnings only, each text once; at most a thousand.
+    // Errors and warnings, each text once; at most a thousand.
     std::vector<std::string> problems() const;
     bool grew() const;
-    std::string path() const;  // empty: there is none
+    std::string path() const;  // empty: there is no log to show
 
 private:
     bool begunAnew() const;
 
-    std::string path_, head_, older_head_;  // how it and the one before it begin
+    std::string path_, head_, older_head_;  // the first bytes of the log, and of the one before it
     std::uintmax_t start_ = 0;
-    std::uintmax_t followed_ = 0;  // so far, of the log that is written
-    std::string followed_older_;   // how the one before it began then
+    std::uintmax_t followed_ = 0;  // how far follow() has read the present log
+    std::string followed_older_;   // first bytes of the one before it at that time
 };
 
 struct Outcome {
@@ -84,7 +84,7 @@ struct Outcome {
     }
 };
 
-// Where what the service prints to standard output goes meanwhile.
+// Where the service's standard output goes.
 enum class Printed { ToStandardError, Nowhere };
 Outcome runService(Context& context, const Service& service,
                    const std::vector<mervane::Argument>& arguments,
@@ -95,9 +95,10 @@ std::string statusText(const Context& context, int status);
 Json asJson(const Context& context, const Outcome& outcome);
 std::string asText(const Context& context, const Outcome& outcome);
 
-// "log in PATH", or nothing if there is none.
+// "log in PATH"; empty if there is none.
 std::string logText(const Outcome& outcome);
-// The run's errors and warnings, a line each; those of traced calls only if there are no others.
+// Errors and warnings of the run, one per line. Those of traced calls are left out unless there are
+// no others.
 std::string problemText(const Outcome& outcome, const std::string& lead);
 
 }  // namespace keld

@@ -19,7 +19,7 @@ bool isPass(const Visit& visit, std::string_view pass) {
 
 }  // namespace
 
-// Hands on what is known of a visit with each decision of it.
+// Adds what is known of a visit to each of its decisions.
 struct StatusDecisions::Teller {
     const IniFile& ini;
     const Each& each;
@@ -103,7 +103,8 @@ void StatusDecisions::ofVisit(std::size_t number, const Each& each) const {
         ofWalk(tell, kBack);
 }
 
-// Whether a visit came as far as to the object's own work, when the run ended below it.
+// Whether a visit came to the work on its object. It didn't if the run ended in a visit below it,
+// unless that was on the way back, which comes last.
 bool StatusDecisions::cameTo(std::size_t visit) const {
     if (status_ == 0)
         return true;
@@ -139,7 +140,7 @@ void StatusDecisions::ofTest(Teller& tell) const {
                out ? "refused: 919405" : "allowed", out ? Did::Refused : Did::Decided});
     if (out)
         return;
-    // Asked for only if nobody else has checked the object out.
+    // The service asks for the right only if nobody else has checked the object out.
     const bool denied = ended && status_ == kRefusedRight;
     const IniEntry* own = ini_.find(section, "PrivilegName");
     const IniEntry* global = ini_.find("GLOBAL", "PrivilegName");
@@ -186,7 +187,7 @@ void StatusDecisions::ofWalk(Teller& tell, int direction) const {
             each.push_back(entry.visits);
         }
     if (gone == 0 && !entries.empty())
-        return;  // the run ended before
+        return;  // the run ended before this list
     tell.key(section, key, visits > 0 ? Did::Decided : Did::Read, "",
              entries.empty() ? "goes nowhere"
              : visits == 0   ? "leads to nothing"
@@ -220,7 +221,7 @@ void StatusDecisions::ofDeeds(Teller& tell) const {
     tell.key(section, "SetAttributes", trail.fillings.empty() ? Did::Read : Did::Decided, "",
              trail.fillings.empty() ? "no form is filled"
                                     : std::to_string(trail.fillings.size()) + " filled");
-    // The entries of a list are filled in their order, as far as there are such forms.
+    // The service fills the forms of the list in order, as far as they exist.
     for (std::size_t i = 0; i < forms.size(); ++i) {
         const bool filled = i < trail.fillings.size();
         tell.item(section, "SetAttributes", forms[i], i, filled ? Did::Decided : Did::Read, "",
@@ -261,14 +262,14 @@ void StatusDecisions::ofDeeds(Teller& tell) const {
 
 namespace {
 
-// Takes the steps of a filling in the order of the entries that made them.
+// Assigns the steps of a filling to the entries that made them, in their order.
 class FillingReader {
 public:
     explicit FillingReader(const Filling& filling)
         : at_(filling.steps.begin()), end_(filling.steps.end()) {}
 
-    // What the next entry did. With `asks` it sets only what is empty; a star is a part of the name
-    // unless it stands for the rest of it.
+    // What the next entry did. With `asks` it sets the field only if that is empty. With `starred`
+    // a star stands for any rest of a name; without, it is a character like others.
     Did next(const std::string& field, bool asks, bool starred) {
         while (at_ != end_ && at_->field.empty())
             ++at_;
@@ -296,8 +297,8 @@ private:
 
 }  // namespace
 
-// The keys are applied in their order, each followed by its OnEmpty; a list ends at its first
-// failure.
+// The service applies the keys in this order, each followed by its OnEmpty form, and ends a list at
+// the first failure.
 void StatusDecisions::ofForm(Teller& tell, const std::string& form, const Filling& filling) const {
     const IniSection* section = ini_.first(form);
     if (!section)

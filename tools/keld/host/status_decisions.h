@@ -1,7 +1,7 @@
 #pragma once
 
-// What a rehearsed run of the status manager read of its configuration, key by key and entry by
-// entry, what it found, and what that decided.
+// The keys and entries of its configuration that a rehearsed run of the status manager read, what
+// it found for each, and what that decided.
 
 #include <functional>
 
@@ -14,10 +14,10 @@ enum class Did { Read, Decided, Refused };
 
 struct Decision {
     std::size_t visit = kNoVisit;  // kNoVisit: before the first one
-    std::string section, key;      // as the documentation spells the key; empty: no key rules it
-    int line = 0;                  // 0: the key isn't there, its default stands
-    int number = -1;               // of the entry in the list; -1: the key as a whole
-    std::string value;             // what was read: of the key, or of the entry
+    std::string section, key;      // key: spelt as in the documentation; empty: no key rules it
+    int line = 0;                  // 0: the key is missing, so its default is used
+    int number = -1;               // number of the entry in the list; -1: the key as a whole
+    std::string value;             // the value that was read, of the key or of the entry
     std::string found, decided;
     Did did = Did::Read;
 };
@@ -25,8 +25,8 @@ struct Decision {
 class StatusDecisions {
 public:
     using Each = std::function<void(const Decision&)>;
-    // `status` has ended the run, 0: none did. Requires: the run was seen with trails, and is
-    // judged if what was found is to be told.
+    // `status` is the one that ended the run, 0 if none did. Requires: the run was watched with
+    // trails; for `found`, its visits have been judged.
     StatusDecisions(const IniFile& ini, const StatusWatch::Seen& seen, int status);
 
     // Whether the run may begin.
@@ -37,7 +37,7 @@ private:
     const IniFile& ini_;
     const StatusWatch::Seen& seen_;
     int status_;
-    std::vector<bool> unfinished_;  // visits on the way to the one that ended the run
+    std::vector<bool> unfinished_;  // visits that were still open when another one ended the run
 
     struct Teller;
     void ofTest(Teller& tell) const;

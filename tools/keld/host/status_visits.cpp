@@ -28,7 +28,7 @@ bool takeBetween(const std::string& text, std::string_view start, std::string_vi
     return true;
 }
 
-// What a call does to an object; empty: nothing that is told.
+// What a call does to an object; empty: a call that isn't reported, null: no such call.
 const char* deedOf(std::string_view call) {
     static constexpr std::pair<const char*, const char*> kDeeds[] = {
         {marks::kSaveForm, "a form was filled"},
@@ -44,7 +44,7 @@ const char* deedOf(std::string_view call) {
 
 }  // namespace
 
-// Reads line by line. The objects are already there when a line speaks of them.
+// Reads the log line by line. The journal has delivered the objects before their lines are read.
 class StatusLogReader {
 public:
     StatusLogReader(std::vector<Visit>& visits, std::vector<Trail>* trails,
@@ -84,7 +84,7 @@ private:
     Visit* top() {
         return open_.empty() || open_.back() == kNoVisit ? nullptr : &visits_[open_.back()];
     }
-    // What is told now belongs to the trail of the visit under way.
+    // Change the trail of the current visit.
     template <typename Change>
     void with(Change&& change) {
         if (trails_ && !open_.empty() && open_.back() != kNoVisit)
@@ -135,7 +135,7 @@ private:
         made.pass = pass_;
         made.line = asciiLower(made.section).ends_with("_bomline");
         if (open_.empty() || open_.back() != kNoVisit)
-            open_.push_back(kNoVisit);  // of the start object without its own lines
+            open_.push_back(kNoVisit);  // the start object has no enter line here
         if (open_.size() > 1)
             made.from = open_[open_.size() - 2];
         if (!made.line)
@@ -190,7 +190,8 @@ private:
             at->rule = deed;
         }
     }
-    // The first visit that fails is the innermost one, and it ends the run.
+    // Failures travel outwards, so the first visit that fails is the innermost one; it ended the
+    // run.
     void fail(std::string_view what) {
         failed_ = true;
         const auto call = what.find(": ");
@@ -201,14 +202,14 @@ private:
     }
 
     std::vector<Visit>& visits_;
-    std::vector<Trail>* trails_;  // null: they aren't kept
+    std::vector<Trail>* trails_;  // null: trails aren't kept
     const std::vector<tag_t>&asked_, &lines_;
     tag_t start_;
     const char* pass_ = kTestPassName;
-    std::vector<std::size_t> open_;  // visits that are under way; kNoVisit: not yet told
+    std::vector<std::size_t> open_;  // visits under way; kNoVisit: its line hasn't come yet
     std::size_t asked_place_ = 0, lines_place_ = 0, stopped_ = kNoVisit;
     std::size_t fillings_ = 0;
-    bool failed_ = false;  // a call since the last enter line
+    bool failed_ = false;  // whether a call has failed since the last enter line
 };
 
 struct StatusWatch::Walk {
@@ -216,8 +217,8 @@ struct StatusWatch::Walk {
         : trailing(with_trails),
           reader(visits, with_trails ? &trails : nullptr, asked, lines, start) {}
 
-    // A visit asks for the attribute and then at once for the length of the list, and nobody else
-    // does.
+    // Only a visit asks for an attribute and then at once for its length; that gives the visited
+    // object.
     void add(const mervane::JournalEntry& entry) {
         if (entry.operation == "DBO_length_of_attr" && attribute)
             asked.push_back(entry.object());
@@ -229,11 +230,11 @@ struct StatusWatch::Walk {
             last_line = entry.object();
         if (trailing)
             fill(entry);
-        constexpr int kCallsAtOnce = 500;  // far less than what fills a log
+        constexpr int kCallsAtOnce = 500;  // few enough that the log can't fill up meanwhile
         if (++calls % kCallsAtOnce == 0)
             follow();
     }
-    // A form is locked, its fields are set, and it is saved; nothing else is locked like that.
+    // Forms are the only objects that the service locks like this: lock, set fields, save.
     void fill(const mervane::JournalEntry& entry) {
         if (entry.operation == "OBJ_refresh") {
             const bool* lock = entry.argument<bool>(1);
@@ -261,10 +262,10 @@ struct StatusWatch::Walk {
     }
 
     LogWatch log;
-    std::vector<tag_t> asked;  // for their latest status, once by each visit
+    std::vector<tag_t> asked;  // by visits for their latest status, once in each
     std::vector<tag_t> lines;  // for their children or revision
     tag_t last_line = NULLTAG;
-    bool attribute = false;  // the call before was the question for an attribute
+    bool attribute = false;  // whether the last call asked for an attribute
     int calls = 0;
     bool trailing, filling = false;
     std::vector<Visit> visits;
@@ -283,7 +284,7 @@ StatusWatch::~StatusWatch() = default;
 
 StatusWatch::Seen StatusWatch::end() {
     calls_.end();
-    (void)KELD_GetLogFilePath();  // writes out what is waiting
+    (void)KELD_GetLogFilePath();  // this call also flushes the log
     walk_->follow();
     Seen seen;
     seen.last_line = walk_->last_line;
@@ -307,7 +308,7 @@ void StatusWatch::Seen::judge(const Context& context, int status) {
         const IniEntry* entry = ini ? ini->find(visit.section, key) : nullptr;
         return entry ? entry->value : std::string();
     };
-    // What an object's status was at its next visit, it became at this one.
+    // The status that a visit found is the one that the object's previous visit left.
     std::map<tag_t, std::string> later;
     for (std::size_t i = list.visits.size(); i-- > 0;) {
         Visit& visit = list.visits[i];
@@ -318,7 +319,7 @@ void StatusWatch::Seen::judge(const Context& context, int status) {
         visit.now = last ? latestStatus(context, visit.object) : known->second;
         known->second = visit.previous;
     }
-    // Those that were on the way to the one that ended the run.
+    // Visits on the way to the one that ended the run.
     std::set<std::size_t> unfinished;
     if (status != 0 && stopped != kNoVisit)
         for (std::size_t at = list.visits[stopped].from; at != kNoVisit; at = list.visits[at].from)

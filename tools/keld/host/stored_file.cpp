@@ -22,7 +22,7 @@ namespace fs = std::filesystem;
 
 constexpr int kFileReference = 2;
 
-// A directory that goes with what is in it.
+// Removed with its content at the end.
 class TemporaryDirectory {
 public:
     TemporaryDirectory() : path_(pathOf(makeTemporaryDirectory("keld-file"))) {}

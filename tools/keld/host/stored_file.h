@@ -13,8 +13,8 @@ struct StoredFile {
     std::string content;
 };
 
-// The first file of a dataset under a named reference; under any if that is empty. Refused if there
-// is none.
+// Read the first file of a dataset with this named reference, or with any if it is empty. Failure:
+// CommandError if there is none.
 StoredFile readStoredFile(Context& context, tag_t dataset, const std::string& reference);
 
 void addStoredFileVerb(Verbs& verbs);

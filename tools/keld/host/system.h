@@ -11,58 +11,58 @@ namespace keld {
 // The arguments of main.
 std::vector<std::string> programArguments(int argc, char** argv);
 
-// A write past the limit for the size of a file fails, and doesn't end the process. Programs that
-// are started have their own way with it.
+// Make a write beyond the file size limit fail instead of ending the process. Programs that this
+// one starts behave as usual.
 void failBeyondTheFileSizeLimit();
 
-// A path of the C++ library from UTF-8, which is not what every system takes plain texts for.
+// A path from UTF-8: not every system takes a plain text as UTF-8.
 std::filesystem::path pathOf(const std::string& text);
 
 // Empty if the variable isn't set.
 std::string environment(const std::string& name);
 bool isSet(const std::string& name);
-// Seen by the libraries of this process and by the programs that they start.
+// Visible to the libraries of this process and to programs that it starts.
 void setEnvironment(const std::string& name, const std::string& value);
 
 bool outputIsTerminal();
 bool errorIsTerminal();
-std::size_t outputWidth();  // of the terminal; 0: standard output is none
-// Show what goes to the terminal from here on through this program, until it has ended. Standard
-// output counts as the terminal that it was. False: it is none, or the system has no pagers.
+std::size_t outputWidth();  // width of the terminal; 0: standard output is none
+// Show the output through this program until endPager. Standard output still counts as a terminal.
+// False: it isn't one, or the system has no pagers.
 bool startPager(const std::string& command);
 void endPager() noexcept;
 bool canWrite(const std::string& path);
-// Why nothing can be added to the file at the path, or none made there; empty: it can. Makes none.
+// Why nothing can be appended to the file at the path, or no file made there; empty: it can. Makes
+// no file.
 std::string whyNotAppendable(const std::string& path);
 
 // A new directory or an empty new file in the system's temporary directory. Failure: CommandError.
 std::string makeTemporaryDirectory(const std::string& prefix);
 std::string makeTemporaryFile(const std::string& prefix);
 
-// A new, empty file beside the path under a name that nobody else has. Failure: CommandError.
+// Make an empty file in the directory of the path, with a name of its own. Failure: CommandError.
 std::string makeFileBeside(const std::string& path);
-// From here on nobody may read or write what this process and its programs make who may not do so
-// with the file at the path.
+// Limit the rights of files that this process and its programs make from now on: group and others
+// get no more than they have on the file at the path.
 void limitRights(const std::string& path);
 
-// Name of the device that swallows everything.
+// Name of the device that drops everything.
 extern const char* const kNullDevice;
-// Send standard output to a file (made anew) or, without a path, to standard error. Gives what
-// restoreOutput needs. Failure: CommandError.
+// Redirect standard output to a file, emptied first, or without a path to standard error. Gives
+// what restoreOutput needs. Failure: CommandError.
 int redirectOutput(const std::string& path);
 void restoreOutput(int kept) noexcept;
 
-// A program that is started: the first word is its name or path. Standard input is nothing, what it
-// writes goes to files, which are made anew.
+// A program to start; the first word is its name or path. Its standard input is empty, and its
+// output goes to files, emptied first.
 struct ProgramCall {
     std::vector<std::string> words;
     std::string directory, out, err;
 };
-// Run it to its end, or for so many seconds; then it is killed. Gives its exit code, 128 and the
+// Run it to its end; after so many seconds it is killed. Gives its exit code, or 128 plus the
 // number of the signal that ended it. May be called from several threads. Failure: CommandError if
 // it can't be started.
 int runProgram(const ProgramCall& call, int seconds);
-// The path of this program.
 std::string ownProgram();
 // Processors that this process may use, at least 1.
 unsigned processors();
@@ -71,8 +71,8 @@ unsigned processors();
 void* findFunction(const std::string& name);
 // The module that a function belongs to.
 struct Module {
-    std::string file;     // with its directory, links followed
-    std::string version;  // empty: the module doesn't say
+    std::string file;     // with its directory, symbolic links resolved
+    std::string version;  // empty: unknown
 };
 Module moduleOf(const void* function);
 

@@ -59,7 +59,7 @@ void setEnvironment(const std::string& name, const std::string& value) {
 
 namespace {
 
-// The program that shows the output, where the terminal is kept, and how wide that is.
+// The pager, the original terminal, and its width.
 struct PagerAtWork {
     FILE* pipe = nullptr;
     int terminal = -1;
@@ -113,7 +113,7 @@ bool canWrite(const std::string& path) {
 }
 
 std::string whyNotAppendable(const std::string& path) {
-    // A pipe that nobody reads from is not waited for.
+    // O_NONBLOCK: opening a pipe without a reader would wait for one.
     const int file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
     if (file < 0 && errno != ENOENT)
         return std::strerror(errno);
@@ -123,7 +123,7 @@ std::string whyNotAppendable(const std::string& path) {
                    ? ""
                    : std::strerror(errno);
     }
-    // Only a device can be asked by writing: a log's file must not change by the question.
+    // Test by writing only on a device: the question must not change a log file.
     struct stat status {};
     std::string reason;
     if (fstat(file, &status) == 0 && S_ISCHR(status.st_mode) && isatty(file) == 0 &&
@@ -154,7 +154,7 @@ std::string makeFileBeside(const std::string& path) {
     const int file = mkstemp(pattern.data());
     if (file < 0)
         throw CommandError("can't write " + path + ": " + std::strerror(errno));
-    // As any new file of this process.
+    // mkstemp makes the file private; give it the rights of any new file.
     const mode_t mask = umask(0);
     umask(mask);
     fchmod(file, 0666 & ~mask);
@@ -166,7 +166,8 @@ void limitRights(const std::string& path) {
     struct stat status {};
     if (stat(path.c_str(), &status) != 0)
         return;
-    // The owner may write what is made also if the file may only be read.
+    // Keep the owner's bits: the owner may write new files even if this file is read-only. Who may
+    // not read it can't enter new directories either.
     const mode_t denied = ~status.st_mode & 0066U;
     umask(umask(0777) | denied | ((denied & 0444U) >> 2U));
 }
@@ -195,7 +196,6 @@ void* findFunction(const std::string& name) {
     return dlsym(RTLD_DEFAULT, name.c_str());
 }
 
-// A library's file carries its version behind ".so.".
 int runProgram(const ProgramCall& call, int seconds) {
     std::vector<char*> words;
     for (const std::string& word : call.words)
@@ -246,6 +246,7 @@ unsigned processors() {
     return static_cast<unsigned>(std::max(CPU_COUNT(&set), 1));
 }
 
+// The version of a library is in its file name, after ".so.".
 Module moduleOf(const void* function) {
     Dl_info info{};
     if (!function || dladdr(function, &info) == 0 || !info.dli_fname)

@@ -1,7 +1,7 @@
 #if defined(_WIN32)
 
 #include <windows.h>
-// behind windows.h
+// after windows.h
 #include <fcntl.h>
 #include <io.h>
 #include <psapi.h>
@@ -50,7 +50,7 @@ std::string narrow(std::wstring_view text) {
     return result;
 }
 
-// No two processes choose the same, whatever their numbers are.
+// Random, so that two processes don't choose the same name.
 std::string randomName() {
     std::random_device source;
     char text[17];
@@ -163,7 +163,7 @@ std::string makeFileBeside(const std::string& path) {
     throw CommandError("can't write " + path + ": " + std::strerror(errno));
 }
 
-// Rights come from the directory in which something is made.
+// On Windows new files take their rights from the directory.
 void limitRights(const std::string&) {
 }
 
@@ -201,10 +201,9 @@ void* findFunction(const std::string& name) {
     return nullptr;
 }
 
-// A library carries its version as a resource.
 namespace {
 
-// As the C library of the program divides it again.
+// Quote a word so that the C library of the started program splits the line correctly.
 std::wstring quotedWord(const std::wstring& word) {
     std::wstring all = L"\"";
     std::size_t slashes = 0;
@@ -232,7 +231,8 @@ int runProgram(const ProgramCall& call, int seconds) {
         line += (line.empty() ? L"" : L" ") + quotedWord(wide(word));
     PROCESS_INFORMATION process{};
     {
-        // What one thread lets its program inherit, no other program gets.
+        // Otherwise a program could inherit the handles that another thread has just opened for its
+        // own.
         static std::mutex one_at_a_time;
         const std::lock_guard<std::mutex> lock(one_at_a_time);
         STARTUPINFOW start{};
@@ -273,6 +273,7 @@ unsigned processors() {
     return system.dwNumberOfProcessors > 0 ? system.dwNumberOfProcessors : 1;
 }
 
+// The version of a library is in its resources.
 Module moduleOf(const void* function) {
     HMODULE handle = nullptr;
     if (!function || !GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |

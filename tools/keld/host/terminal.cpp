@@ -18,8 +18,8 @@ bool colourful() {
     return yes;
 }
 
-// Stands in front of a colour's digit. Nobody outside this process knows it, so that no name can
-// bring colours along; its first byte is in no text of UTF-8.
+// Marks a colour; a digit follows. It is random, so that no name from outside can contain a colour,
+// and its first byte never occurs in UTF-8.
 const std::string& mark() {
     static const std::string made = [] {
         std::random_device source;
@@ -34,7 +34,7 @@ constexpr const char* kCodes[] = {"0", "2", "1", "31", "32", "33", "36"};
 
 enum class Marks { Kept, Colours, Dropped };
 
-// Everything that is shown goes through here.
+// Make a text safe to show. All output goes through here.
 std::string made(std::string_view text, bool keep_breaks, Marks marks) {
     std::string all;
     while (!text.empty()) {
@@ -88,6 +88,7 @@ void writeBytes(std::string_view bytes) {
 }
 
 void tell(std::string_view text) {
+    // Keep the order of both streams on a terminal.
     std::cout.flush();
     std::cerr << "keld: " + made(text, false, Marks::Dropped) + "\n";
 }

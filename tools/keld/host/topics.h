@@ -1,6 +1,6 @@
 #pragma once
 
-// What keld help tells beside the verbs.
+// The help topics of keld that are no verbs.
 
 #include <string>
 #include <vector>

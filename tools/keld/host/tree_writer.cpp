@@ -6,7 +6,7 @@ namespace keld {
 
 namespace {
 
-constexpr std::size_t kMostLevels = 40;  // that are drawn or indented
+constexpr std::size_t kMostLevels = 40;  // levels that are drawn or indented
 
 std::string indented(std::string text, std::size_t level) {
     const std::string indent(std::min(level, kMostLevels) * 4, ' ');
@@ -21,7 +21,7 @@ std::string indented(std::string text, std::size_t level) {
 
 }  // namespace
 
-// Of the open nodes below the top, from the top downwards.
+// Branches of the open nodes below the top, from the top downwards.
 std::string TreeWriter::branches(std::size_t levels) const {
     std::string all;
     for (std::size_t i = 1; i < std::min(levels, kMostLevels); ++i)

@@ -1,7 +1,7 @@
 #pragma once
 
 // Writes a tree while it is walked: as lines of text, or as nested JSON objects with "children". It
-// keeps nothing of what it has written, and the depth of the tree costs neither stack nor width.
+// keeps nothing that it has written, and deep trees need neither stack nor width.
 
 #include <cstddef>
 #include <string>
@@ -16,23 +16,23 @@ public:
     explicit TreeWriter(Context& context) : context_(context) {}
     TreeWriter(const TreeWriter&) = delete;
 
-    // What stands in front of a line's text: the branches that lead to it. `last`: no sibling
-    // follows. Below 40 levels the level stands there as a number in place of more branches.
+    // The text before a line: the branches that lead to it. `last`: no sibling follows. Below 40
+    // levels the number of the level replaces further branches.
     std::string lead(bool last) const;
-    // In front of what belongs to the node that was begun last, not being one of its children.
+    // The text before a line that belongs to the current node without being a child of it.
     std::string leadBelow(const std::string& branch) const;
 
-    // Begin a node below the one that was begun last and isn't ended yet.
+    // Begin a child of the current node, or the top.
     void begin(const Json& node, bool last);
     void end();
-    std::size_t level() const { return last_.size(); }  // of the next node; 0: the top
+    std::size_t level() const { return last_.size(); }  // level of the next node; 0: the top
 
 private:
     std::string branches(std::size_t levels) const;
 
     Context& context_;
-    std::vector<bool> last_;     // of each open node
-    bool has_children_ = false;  // the open node at the bottom
+    std::vector<bool> last_;     // for each open node
+    bool has_children_ = false;  // of the current node
 };
 
 }  // namespace keld

@@ -31,18 +31,18 @@ public:
     virtual ~ValueStore() = default;
     struct Found {
         tag_t object = NULLTAG;
-        std::string why;  // there is none
+        std::string why;  // why there is none
     };
-    // With `explain` false nobody reads why there is none.
+    // `explain` false: `why` isn't needed and may stay empty.
     virtual Found find(const std::string& name, bool explain) = 0;
-    // Why no object has such a property set; empty: it may be.
+    // Why the property can't be set on any object; empty: it can on some.
     virtual std::string whyNotProperty(const std::string& property) = 0;
     // Why the object can't have the value; empty: it can.
     virtual std::string whyNotValue(tag_t object, const std::string& property,
                                     const std::string& text) = 0;
 };
 
-// Everything that is wrong becomes a problem.
+// Read the rows; everything that is wrong becomes a problem.
 ValueTable readValues(std::istream& in, char separator, ValueStore& store, CsvProblems& problems);
 
 }  // namespace keld

@@ -11,7 +11,7 @@ namespace keld {
 
 namespace {
 
-constexpr tag_t kFirstHandle = 0x80000000u;  // of classes, attributes and the like
+constexpr tag_t kFirstHandle = 0x80000000u;  // the first tag of classes, attributes and the like
 
 const char* resultOf(Came came) {
     switch (came) {
@@ -28,7 +28,7 @@ const char* resultOf(Came came) {
     }
 }
 
-// The same way in a text, shortened in the middle if it is long.
+// A way as one text; a long one is cut in the middle.
 std::string wayText(const std::vector<std::string>& way) {
     constexpr std::size_t kEnds = 4;
     std::vector<std::string> shown = way;
@@ -61,7 +61,7 @@ const ObjectName& VisitList::name(tag_t object) const {
     return known == names_.end() ? unknown : known->second;
 }
 
-// From the first visit to this one; a line and the revision that it shows are one step.
+// The way from the first visit to this one. A line and the revision that it shows are one step.
 std::vector<std::size_t> VisitList::wayTo(std::size_t visit) const {
     std::vector<std::size_t> way;
     for (std::size_t at = visit; at != kNoVisit; at = visits[at].from)
@@ -95,7 +95,7 @@ void VisitList::showTable(const Context& context, bool status, bool all) const {
     const auto isIn = [](const char* pass) {
         return [pass](const Visit& visit) { return visit.pass == std::string_view(pass); };
     };
-    // The pass that sets the status, else the one that refused it.
+    // The pass that sets the status; if the run was refused before it, the test pass.
     const bool set = std::any_of(visits.begin(), visits.end(), isIn("attributes"));
     const auto main_pass = isIn(set ? "attributes" : "test");
     std::vector<std::string> header{"OBJECT", "TYPE"};
@@ -145,7 +145,7 @@ void VisitList::show(Context& context, bool status, bool all) {
                     }};
 }
 
-// ---- what was touched ----
+// ---- calls of a run ----
 
 CallWatch::CallWatch(const Context& context, bool objects, Each each)
     : context_(context), objects_(objects), each_(std::move(each)) {
@@ -178,6 +178,7 @@ CallWatch::Failed CallWatch::failedWith(int status) const {
 }
 
 VisitList CallWatch::visits() {
+    // Stop listening first: the questions below are no calls of the run.
     end();
     VisitList list;
     const Context& context = context_;
@@ -237,7 +238,7 @@ void CallWatch::show(Context& context, VisitList& list, const Record& record,
 Refusal refusalOfFailure(const Context& context, const Outcome& outcome, const CallWatch& calls,
                          tag_t object, tag_t start) {
     const CallWatch::Failed failed = calls.failedWith(outcome.status);
-    // What was made and deleted again is gone.
+    // An object that the run made and deleted again can't be named.
     const bool there = failed.object != NULLTAG && nameOf(context, failed.object).type != kGoneType;
     Refusal refusal = refusalOf(context, outcome.status, there ? failed.object : object, start);
     if (!failed.operation.empty()) {

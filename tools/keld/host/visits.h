@@ -1,6 +1,6 @@
 #pragma once
 
-// What a service looked at, object by object, and what came of it.
+// The objects that a service looked at, and the result for each.
 
 #include <functional>
 #include <map>
@@ -19,26 +19,26 @@ inline constexpr std::size_t kNoVisit = static_cast<std::size_t>(-1);
 enum class Came { Allowed, Changed, AlreadyThere, NotConcerned, Refused };
 
 struct Visit {
-    tag_t object = NULLTAG;       // NULLTAG: not known
+    tag_t object = NULLTAG;       // NULLTAG: unknown
     std::size_t from = kNoVisit;  // the visit that led here; kNoVisit: the service began here
-    const char* pass = "";        // empty: the service has but one
-    std::string section;          // of the configuration; empty: none rules it
-    std::string previous, now;    // release status, where the service is about that
-    bool line = false;            // of a BOM window
+    const char* pass = "";        // empty: the service has a single one
+    std::string section;          // section of the configuration; empty: none applies
+    std::string previous, now;    // release status, for services that set it
+    bool line = false;            // a line of a BOM window
     Came came = Came::Allowed;
-    std::string rule;  // why it isn't concerned or is refused; what was changed, if not the status
+    std::string rule;  // why not concerned or refused; or the change, if it isn't the status
 };
 
-// Visits in their order, and how their objects are called.
+// Visits in their order, with the names of their objects.
 class VisitList {
 public:
     std::vector<Visit> visits;
 
-    // Ask for labels, types and names, while the session sees what the run has made.
+    // Read labels, types and names. Requires: the session still sees what the run has made.
     void describe(const Context& context);
-    // Table and "visits" of the document. With `all` false the table is a shorter one: without rule
-    // and way, and of the passes beside the one that sets the status only what came to something.
-    // The list is empty then.
+    // Show the table, and "visits" in the document. With `all` false the table is shorter: it lacks
+    // rule and way, and outside the main pass it has only the visits with a result. In the document
+    // the list may be long, so it is moved there: it is empty afterwards.
     void show(Context& context, bool status, bool all);
 
 private:
@@ -50,29 +50,30 @@ private:
     std::vector<std::size_t> wayTo(std::size_t visit) const;
 };
 
-// Listens to the calls of a run from its making until it ends: what was touched, in order.
+// Listens to the calls of a run, from construction to end(), and keeps the objects that they
+// touched.
 class CallWatch {
 public:
     using Each = std::function<void(const mervane::JournalEntry&)>;
-    // Objects are kept if `objects`; `each` is told of every call.
+    // Objects are kept if `objects`; `each` gets every call.
     CallWatch(const Context& context, bool objects, Each each = nullptr);
     ~CallWatch() { end(); }
     CallWatch(const CallWatch&) = delete;
     CallWatch& operator=(const CallWatch&) = delete;
     void end();
 
-    // The last call that failed with this status, and its object; empty: none did.
+    // The last call that failed with this status, and its object; empty: there is none.
     struct Failed {
         std::string operation;
         tag_t object = NULLTAG;
     };
     Failed failedWith(int status) const;
-    // Objects that people know, each once, in the order in which they were touched first; from
-    // which of the earlier ones a visit came the store tells. Nothing if they weren't kept.
+    // The objects that people know, each once, in the order of their first call. `from` is the
+    // earliest visit of an object above this one in the store. Empty if objects weren't kept.
     VisitList visits();
-    // Show them with what came of each: refused, or changed as the record says, and a line that was
-    // set. `rest` tells it of the others; else they passed if something was refused, and if not,
-    // the rule says why they aren't concerned.
+    // Show the visits with the result of each: refused; changed, by the record or for a line by its
+    // calls. For all others, `rest` may set the result; without it they count as allowed if
+    // something was refused, else as not concerned, because of `rule`.
     using Rest = std::function<void(Visit&)>;
     void show(Context& context, VisitList& list, const Record& record,
               const std::vector<Refusal>& refusals, const std::string& rule,
@@ -89,8 +90,9 @@ private:
     void add(const mervane::JournalEntry& entry);
 };
 
-// Of a service that stopped with its status: the object of the call that failed with it, if it is
-// there, else `object`, and what the error stack or the log says.
+// The refusal of a service that ended with its status. It is about the object of the call that
+// failed with it, or about `object` if that doesn't exist; the error stack or the log gives the
+// reason.
 Refusal refusalOfFailure(const Context& context, const Outcome& outcome, const CallWatch& calls,
                          tag_t object, tag_t start);
 

@@ -72,7 +72,7 @@ ConfigFile needIni(const std::string& path) {
 
 namespace {
 
-// The properties of objects and forms that a section is for, by what the store has of them.
+// Finds the properties that a section can use, by asking the first such objects of the store.
 class Properties {
 public:
     explicit Properties(const Context& context) : context_(context) {}
@@ -101,12 +101,12 @@ private:
                     return namesOf(asked);
             }
         } catch (const mervane::Failure&) {
-            // A type that the store doesn't know has no properties to tell.
+            // The store doesn't know the type, so it has no objects to ask.
         }
         return {};
     }
 
-    // Stored ones, and those that are made when they are asked for.
+    // Give stored attributes, and the properties that the platform computes.
     std::vector<std::string> namesOf(tag_t object) const {
         std::vector<std::string> names = context_.workbench().attributeNames(object);
         for (const char* made :

@@ -10,9 +10,9 @@
 
 namespace keld {
 
-// Where the services look for it.
+// The path at which services look for the file.
 std::string statusConfigPath();
-// Null if there is no such file. Of a longer one than kMostIniBytes the start is read.
+// Null if there is no such file. Only the first kMostIniBytes are read.
 std::optional<IniFile> readIniFile(const std::string& path);
 std::string whyNoIni(const std::string& path);
 
@@ -20,11 +20,11 @@ struct ConfigFile {
     std::string path;
     IniFile ini;
 };
-// The file at the path or in the directory of that name; without one that of the services.
-// Failure: CommandError if there is none, or it is too long.
+// Read the file at the path, or in the directory of that name; an empty path is that of the
+// services. Failure: CommandError if there is no file, or it is too long.
 ConfigFile needIni(const std::string& path);
 
-// Open the store, or, where there is none, an empty one with the standard data model.
+// Open the store; if there is none, an empty one with the standard data model.
 void openOrStandard(Context& context);
 KnownNames knownNames(const Context& context);
 

@@ -135,7 +135,7 @@ IniFile parseIni(std::string_view text) {
     return file;
 }
 
-// No name and no key has a line feed in it.
+// A line feed can't be in names or keys, so it separates them.
 void IniFile::index() {
     for (std::size_t i = 0; i < sections.size(); ++i) {
         const std::string name = asciiLower(sections[i].name);

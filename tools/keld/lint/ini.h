@@ -1,7 +1,7 @@
 #pragma once
 
-// A reader of INI files for the configuration check. It follows the same syntax as the library's
-// own reader but keeps what that one throws away: line numbers, ignored lines and second mentions.
+// A reader of INI files for the configuration check. It has the syntax of the library's reader, but
+// keeps what that one drops: line numbers, ignored lines and repeated keys.
 
 #include <cstdint>
 #include <string>
@@ -28,25 +28,25 @@ struct IniIgnored {
     std::string text, reason;
 };
 
-// A file may have a million sections: no look-up walks them.
+// Look-ups use indexes, since a file may have a million sections.
 class IniFile {
 public:
     std::vector<IniSection> sections;  // in file order, one for each header
     std::vector<IniIgnored> ignored;   // at most kMostIgnored of them
-    std::vector<IniIgnored> foreign;   // lines that are no UTF-8, the first of them
+    std::vector<IniIgnored> foreign;   // lines that aren't UTF-8; only the first of them
     std::size_t more_ignored = 0;
     int lines = 0;
-    int cut = 0;  // the last line that was read of a file that is too long; 0: all was
+    int cut = 0;  // last line that was read, if the file is too long; 0: it was read to its end
 
-    // The value that the library would read: the first of equal keys over all sections of the name;
-    // null if there is none. Names are compared without regard to ASCII case.
+    // The entry whose value the library reads: among all sections of this name the first with the
+    // key; null if there is none. ASCII case doesn't matter.
     const IniEntry* find(std::string_view section, std::string_view key) const;
     bool hasSection(std::string_view section) const;
-    // The entries that count in a section, first mentions only.
+    // The entries of a section that count: of equal keys the first.
     std::vector<const IniEntry*> entries(std::string_view section) const;
-    // First mention of a section; null if there is none.
+    // The first section of this name; null if there is none.
     const IniSection* first(std::string_view section) const;
-    // First spelling of each section name.
+    // The first section of each name.
     std::vector<const IniSection*> distinctSections() const;
 
 private:
@@ -58,16 +58,16 @@ private:
 };
 
 inline constexpr std::size_t kMostIgnored = 10000;
-// What is read of a file; the rest of a longer one isn't looked at.
+// Limit for reading a file; the rest of a longer one is left out.
 inline constexpr std::size_t kMostIniBytes = 4 << 20;
 
 IniFile parseIni(std::string_view text);
 
 std::string asciiLower(std::string_view text);
 bool equalNoCase(std::string_view a, std::string_view b);
-// Integer as the library reads it: leading blanks, sign, digits; no digits give 0.
+// Read an integer like the library: leading blanks, sign, digits; 0 without digits.
 std::int64_t iniInteger(std::string_view value);
-// Split as the library does: empty entries count, a trailing separator yields none after it.
+// Split like the library: empty entries count, but a separator at the end begins no entry.
 std::vector<std::string> splitList(std::string_view text, char separator);
 
 }  // namespace keld

@@ -51,7 +51,7 @@ public:
     }
 
 private:
-    // Nobody reads a million of them.
+    // Cut the list: nobody reads a million findings.
     void shorten() {
         constexpr std::size_t kMost = 10000;
         if (findings_.size() <= kMost)
@@ -80,8 +80,8 @@ private:
         findings_.push_back({Severity::Warning, line, section, text});
     }
 
-    // The names that may have been meant; a file full of mistakes gets no more answers at some
-    // point.
+    // Suggest names that may have been meant. A file full of mistakes gets suggestions for the
+    // first ones only, since each search takes time.
     std::string meant(std::string_view name, const std::vector<std::string>& known) {
         constexpr int kMostAnswers = 1000;
         return ++answers_ > kMostAnswers ? std::string() : didYouMean(nearest(name, known));
@@ -255,7 +255,7 @@ private:
         }
     }
 
-    // A relation and a type as walks and deletions name them.
+    // Check the relation and the type of an entry in a walk list or in DeleteDatasets.
     void checkRelation(const std::string& section, int line, const std::string& entry,
                        const std::string& relation, const std::string& type) {
         if (!knownExactly(names_.relations, relation))
@@ -324,7 +324,8 @@ private:
         }
     }
 
-    // The known statuses whose names are part of what is read of the value, by name.
+    // Find the known statuses whose names occur anywhere in the value, as far as the library reads
+    // it.
     std::vector<std::string> statusesIn(const std::string& value) const {
         constexpr std::size_t kFew = 100;
         const std::string text = value.substr(0, kValueLimit);
@@ -343,7 +344,7 @@ private:
         return {found.begin(), found.end()};
     }
 
-    // The text is searched for the bare status name, so a part of a listed name counts as listed.
+    // The library searches the text for the status, so a part of a listed name counts as listed.
     void checkStatusText(const Reached& reached, const IniEntry& entry) {
         const std::vector<std::string> listed = statusWords(entry.value);
         std::vector<std::string> candidates = statusesIn(entry.value);

@@ -1,7 +1,7 @@
 #pragma once
 
-// The check of keld_statusmanager.ini: what the status manager would pass over in silence, read
-// otherwise than written, or trip over in the middle of a run.
+// The check of keld_statusmanager.ini. It finds what the status manager would silently ignore,
+// would read in another way than meant, or would fail at in the middle of a run.
 
 #include <functional>
 #include <map>
@@ -13,55 +13,55 @@
 
 namespace keld {
 
-// A note is no mistake: it tells what the file means.
+// A note reports no mistake: it explains what the file means.
 enum class Severity { Error, Warning, Note };
 
 struct Finding {
     Severity severity = Severity::Warning;
-    int line = 0;  // 0: of the file as a whole
+    int line = 0;  // 0: it is about the whole file
     std::string section, text;
 };
 
-// A process section as the walk reaches it.
+// A process section that a walk reaches.
 struct Reached {
-    std::string section;  // as the file spells it; as the walk builds it if it isn't there
+    std::string section;  // as in the file; if it isn't there, the name that the walk builds
     std::string status;   // target status of the run
     std::string prefix;   // "" or "Old_"
     std::string type;     // type part of the name
-    bool revision = false, item = false, line = false, bvr = false;  // what objects it is for
+    bool revision = false, item = false, line = false, bvr = false;  // the kind of its objects
     bool present = false;
 };
 
-// The names that the store knows.
+// The names that the store has.
 struct KnownNames {
     std::vector<std::string> types, relations, privileges, templates;
     std::vector<std::string> item_types, revision_types, dataset_types, bvr_types;
     std::vector<std::string> statuses;  // names of stored release statuses
-    // Properties of the objects that a section is for, or of one of their forms; empty: the store
-    // has no such object to ask, or the function isn't given.
+    // Gives the properties of the section's objects, or of one of their forms. Empty if the store
+    // has no such object; the function may be missing.
     std::function<std::vector<std::string>(const Reached&, const std::string& form)> properties;
 };
 
 enum Direction { kForward = 0, kBack = 1, kNoRek = 2, kBegin = 3 };
 const char* walkKey(int direction);
 
-// One entry of a walk list with what it leads to.
+// A step from one section to another by an entry of a walk list.
 struct WalkStep {
     std::size_t from, to;  // indexes into Reachable::process
-    int arrival;           // how the one that it starts from was reached
+    int arrival;           // the direction that led to `from`
     int direction;
-    std::size_t number;  // of the entry in its list
+    std::size_t number;  // number of the entry in its list
     std::string kind, entry;
     int line = 0;
 };
 
 struct WalkStart {
-    std::string type;  // as SelectWSO spells it
+    std::string type;  // as in SelectWSO
     int line = 0;      // of SelectWSO
     std::size_t at;    // index into Reachable::process
 };
 
-// Every process section that a run can read, with the form sections below.
+// Every process section that a run can read, and its form sections.
 struct Reachable {
     std::vector<Reached> process;
     std::vector<WalkStart> starts;
@@ -72,31 +72,31 @@ struct Reachable {
 };
 
 Reachable followWalks(const IniFile& ini, const KnownNames& names);
-// Target statuses of each start type, by its name in lower case.
+// The target statuses of each start type, by lower-case name of the type.
 std::map<std::string, std::set<std::string>> targetStatuses(const IniFile& ini);
-// Target statuses that have a section for this start type.
+// The target statuses that have a section for this start type.
 std::set<std::string> targetStatuses(const IniFile& ini, const std::string& type);
 
 std::vector<Finding> checkIni(const IniFile& ini, const KnownNames& names);
 
-// Parts of it, by what they look at; each adds its findings.
+// The parts of the check; each adds its findings:
 // Sections whose objects a run can meet twice.
 void checkMeetings(const IniFile& ini, const Reachable& reachable, std::vector<Finding>& findings);
-// Statuses that nobody sets, and those from which no run goes on.
+// Statuses that no section sets, and statuses from which no run goes on.
 void checkStatuses(const IniFile& ini, const KnownNames& names, const Reachable& reachable,
                    std::vector<Finding>& findings);
 // Keys of one section that contradict each other.
 void checkContradictions(const IniFile& ini, const Reachable& reachable,
                          std::vector<Finding>& findings);
-// Commas between entries.
+// Commas where the library expects semicolons.
 void checkCommas(const IniFile& ini, const Reachable& reachable, std::vector<Finding>& findings);
-// Properties that the objects and forms haven't got.
+// Fields that the objects and forms don't have.
 void checkProperties(const IniFile& ini, const KnownNames& names, const Reachable& reachable,
                      std::vector<Finding>& findings);
 
-// Words of a status text: people separate them by semicolons, commas or blanks.
+// Split a status text at semicolons, commas and blanks; people use all of them.
 std::vector<std::string> statusWords(const std::string& text);
-// What a key of the section holds; empty if it isn't there.
+// The value of a key in the section; empty if it is missing.
 std::string valueOf(const IniFile& ini, const std::string& section, const char* key);
 
 }  // namespace keld

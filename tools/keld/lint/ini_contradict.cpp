@@ -1,4 +1,4 @@
-// Keys of one section of which one makes the other void, and lists that are divided by commas.
+// Keys of one section that make each other void, and lists with commas between their entries.
 
 #include <algorithm>
 
@@ -31,7 +31,8 @@ private:
         findings_.push_back({Severity::Warning, line, section, text});
     }
 
-    // What is left alone is never asked for its status.
+    // An object that is left alone is never tested, so its status in PrevReleaseStatus has no
+    // effect.
     void checkLists(const Reached& at) {
         const IniEntry* before = ini_.find(at.section, "PrevReleaseStatus");
         const std::string alone = valueOf(ini_, at.section, "DoNothingOnReleaseStatus");
@@ -78,7 +79,8 @@ private:
                     "starts");
     }
 
-    // The keys are applied in their order, so a later one overwrites what an earlier one has put.
+    // The library applies the keys in this order, so a later one overwrites the field of an earlier
+    // one.
     void checkForm(const std::string& section) {
         struct Set {
             std::string key;
@@ -118,7 +120,7 @@ bool isName(std::string_view text) {
     return !text.empty() && text.find_first_of(" \t.") == std::string_view::npos;
 }
 
-// A comma in a form list divides entries if what stands behind it begins like one.
+// Whether a comma in a form list is meant to separate entries: an entry seems to begin after it.
 bool dividesForms(const ConfigKey& key, const std::string& value) {
     const bool only_names = key.value == std::string_view("`field`");
     for (const std::string& item : splitList(value, ';')) {

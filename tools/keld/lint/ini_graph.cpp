@@ -10,7 +10,8 @@ std::string stateName(const std::string& status) {
     return status.empty() || status == "none" ? kNoStatus : status;
 }
 
-// Types of objects on which runs start, in lower case; those of revisions if lines are among them.
+// Give the types on which runs start, in lower case. If runs start on lines, the revisions that
+// they reach count too.
 std::set<std::string> startableTypes(const Reachable& reachable) {
     std::set<std::string> types;
     bool lines = false;
@@ -74,7 +75,7 @@ StatusGraph statusGraph(const IniFile& ini, const Reachable& reachable) {
                     {stateName(status), stateName(to), at.type, at.section, sets->line, start});
         }
     }
-    // The library searches the list for the name, so a longer name in it counts as well.
+    // The library searches the list for the name, so a longer name there allows it as well.
     constexpr std::size_t kFew = 1000;
     for (const auto& [status, end] : set)
         if (!allowed.contains(status) &&
@@ -89,7 +90,7 @@ std::vector<StatusEnd> statusEnds(const IniFile& ini, const Reachable& reachable
 
 namespace {
 
-// Edges between two statuses are one, with all their types.
+// All edges between two statuses, with their types.
 struct Bundle {
     std::string from, to;
     std::vector<std::string> types;
@@ -197,7 +198,7 @@ private:
         return starts;
     }
 
-    // A file may lead deeper than a screen goes.
+    // A file may nest deeper than a screen is wide.
     void open(std::size_t at, int arrival, std::size_t level) {
         constexpr std::size_t kDeepest = 100;
         const Reached& here = reachable_.process[at];

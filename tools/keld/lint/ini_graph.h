@@ -1,6 +1,6 @@
 #pragma once
 
-// Two graphs of a configuration: of its statuses, and of its walks.
+// Two graphs of a configuration: its status changes, and its walks.
 
 #include <string>
 #include <vector>
@@ -13,25 +13,25 @@ inline constexpr char kNoStatus[] = "(none)";
 
 // A change of status that a section allows.
 struct StatusEdge {
-    std::string from, to;  // kNoStatus: without any
-    std::string type;      // that of the section
+    std::string from, to;  // from: kNoStatus for objects without one
+    std::string type;      // type of the section
     std::string section;
     int line = 0;  // of SetReleaseState
     bool start =
         false;  // a run may start on objects of the section, or come to them by their lines
 };
 
-// What is set on older revisions and below them, whatever they have.
+// A status that a run sets on older revisions and below them, whatever status these have.
 struct OlderEdge {
-    std::string target, to;  // the run's target status, the one that is set
+    std::string target, to;  // target: of the run; to: the one that is set
     std::string type, section;
     int line = 0;
 };
 
-// A status that is set on objects of start types and allowed by none of their sections.
+// A dead end: start types get this status, but none of their sections allows it.
 struct StatusEnd {
     std::string status, section;
-    int line = 0;  // where it is set first
+    int line = 0;  // the line that sets it first
 };
 
 struct StatusGraph {
@@ -43,10 +43,10 @@ struct StatusGraph {
 StatusGraph statusGraph(const IniFile& ini, const Reachable& reachable);
 std::vector<StatusEnd> statusEnds(const IniFile& ini, const Reachable& reachable);
 
-// For people, and for Graphviz.
+// As text for people, and as input of Graphviz.
 std::string asText(const StatusGraph& graph);
 std::string asDot(const StatusGraph& graph);
-// Walks below each start type, sections that stand above already aren't opened again.
+// The walks from each start type; a section that the text has already isn't expanded again.
 std::string walksAsText(const Reachable& reachable);
 std::string walksAsDot(const Reachable& reachable);
 

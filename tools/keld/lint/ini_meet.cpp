@@ -1,4 +1,4 @@
-// Sections whose objects a run can meet twice, and what becomes of them then.
+// Sections whose objects a run can visit twice, and what happens to such objects.
 
 #include <algorithm>
 #include <deque>
@@ -17,20 +17,21 @@ bool isAnyOf(const std::string& kind, std::initializer_list<const char*> kinds) 
     return false;
 }
 
-// Several objects can have the same one at the other end.
+// Several objects can lead to the same one.
 bool leadsTogether(const std::string& kind) {
     return isAnyOf(kind, {"bl_revision", "ItemOfRev", "OldItemRevision", "Rel", "Old_Rel"});
 }
 
-// One object leads to several.
+// One object can lead to several.
 bool leadsApart(const std::string& kind) {
     return isAnyOf(kind, {"Rel", "Old_Rel", "BOM", "Old_BOM", "ChildBomLines", "OldItemRevision"});
 }
 
-// How often a run that starts at one place comes to a section, as it was reached in one direction.
+// How a run from one start reaches a section in one direction: at all, with many objects, with the
+// same object twice.
 struct Comes {
     bool seen = false, many = false, twice = false;
-    const WalkStep* by = nullptr;  // the step that makes it twice
+    const WalkStep* by = nullptr;  // the step that leads there a second time
 };
 
 class Meetings {
@@ -53,7 +54,7 @@ private:
         return at * kArrivals + static_cast<std::size_t>(arrival);
     }
 
-    // A second visit finds the status and goes no further.
+    // A second visit finds the new status and leaves the object alone.
     bool isProtected(const Reached& at) const {
         const std::string set = valueOf(ini_, at.section, "SetReleaseState");
         return !at.line && !set.empty() && set != "none" && set.size() <= kStatusLimit &&
@@ -61,9 +62,9 @@ private:
     }
 
     void follow(std::size_t start) {
-        // Few of many sections belong to one start.
+        // A map: one start reaches few of many sections.
         std::map<std::size_t, Comes> comes;
-        std::map<std::size_t, std::vector<const WalkStep*>> ways;  // to a section, from any
+        std::map<std::size_t, std::vector<const WalkStep*>> ways;  // to a section, from anywhere
         std::deque<std::size_t> waiting{node(start, kBegin)};
         comes[waiting.front()].seen = true;
         while (!waiting.empty()) {
@@ -98,11 +99,11 @@ private:
                 tell(reachable_.process[at / kArrivals], *each.by);
     }
 
-    // A step by which the same objects are reached as by this one.
+    // Find another step that reaches the same objects.
     static const WalkStep* otherWay(const std::vector<const WalkStep*>& ways,
                                     const WalkStep& step) {
         for (const WalkStep* way : ways) {
-            // Two entries of one visit that lead to one section lead to the same objects.
+            // Two entries of one visit that lead to one section reach the same objects.
             const bool same_visit = way->from == step.from && way->arrival == step.arrival;
             if (same_visit || (way->from != step.from && leadsTogether(step.kind)))
                 return way;
@@ -116,7 +117,7 @@ private:
             set->value.size() > kStatusLimit || isProtected(at) || !told_.insert(at.section).second)
             return;
         const std::string old = valueOf(ini_, at.section, "DoNothingOnReleaseStatus");
-        // A part that is used in two places is no exception.
+        // Parts that are used in two places are common, so this one is an error.
         const bool usual = by.kind == "bl_revision";
         findings_.push_back(
             {usual ? Severity::Error : Severity::Warning, set->line, at.section,

@@ -1,4 +1,4 @@
-// Fields that the objects and forms of the store haven't got.
+// Fields in the file that the objects and forms of the store don't have.
 
 #include <algorithm>
 

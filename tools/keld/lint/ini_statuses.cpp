@@ -1,4 +1,4 @@
-// Statuses that a configuration names: which of them nobody sets, and where no run goes on.
+// The statuses that a configuration names: which of them no section sets, and where no run goes on.
 
 #include <algorithm>
 
@@ -69,8 +69,8 @@ private:
         }
     }
 
-    // The list is searched for the names, so a word that has one in it counts for that one; the
-    // check of such words tells of it.
+    // The library searches the list for names, so a word that contains a known name counts as
+    // known here; another check reports it.
     bool containsKnown(const std::string& word) const {
         constexpr std::size_t kFew = 1000;
         if (set_.size() + stored_.size() > kFew)
@@ -83,7 +83,7 @@ private:
                            [&](const auto& each) { return within(each.first); });
     }
 
-    // A status that stands nowhere else and is nearly another one.
+    // Report a status that is in no other place and nearly equals another one.
     void checkSet(const Reached& at) {
         const IniEntry* entry = ini_.find(at.section, "SetReleaseState");
         if (!entry || entry->value.empty() || entry->value == "none")

@@ -1,4 +1,4 @@
-// Which sections a run can read, found by following the walk lists as the status manager would.
+// Finds the sections that a run can read, by following the walk lists like the status manager.
 
 #include <algorithm>
 #include <deque>
@@ -16,7 +16,7 @@ bool contains(const std::vector<std::string>& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
 
-// Start types: the keys of SelectWSO with exactly 1.
+// Give the start types: keys of SelectWSO with the value 1.
 std::vector<const IniEntry*> startEntries(const IniFile& ini) {
     std::vector<const IniEntry*> entries;
     for (const IniEntry* entry : ini.entries("SelectWSO"))
@@ -57,10 +57,10 @@ public:
 private:
     struct Visit {
         std::size_t reached;  // index into result_.process
-        int arrival;          // direction, 3 for the start
+        int arrival;          // direction; 3: the run starts here
     };
     using Step = WalkStep;
-    using Origin = WalkStep;  // without its end
+    using Origin = WalkStep;  // without `to`
 
     std::size_t reach(const std::string& status, const std::string& prefix,
                       const std::string& type) {
@@ -93,7 +93,7 @@ private:
         return index;
     }
 
-    // One of the types, of which the run takes the one that the object has.
+    // Visit the sections of all these types: a run takes the one that fits the object.
     void visitAny(const Reached& from, const std::string& prefix,
                   const std::vector<std::string>& types, const Origin& origin, int line,
                   const std::string& entry) {
@@ -205,8 +205,8 @@ private:
         visit(from.status, from.prefix, type, origin.direction, &origin);
     }
 
-    // A circle runs within one direction, since an object goes on as it was reached. Steps to child
-    // lines and to older revisions end by themselves.
+    // A circle uses one direction only, since an object passes on the direction by which it was
+    // reached. Steps to child lines and to older revisions end by themselves.
     void findCircles() {
         for (int direction : {0, 1}) {
             std::vector<std::vector<const Step*>> from(result_.process.size());
@@ -216,7 +216,7 @@ private:
                     from[step.from].push_back(&step);
             std::vector<int> state(result_.process.size(), 0);
             std::vector<const Step*> path;
-            // The way down is a list: a walk may be as deep as the file is long.
+            // An explicit stack: a walk may be as deep as the file is long.
             struct Level {
                 std::size_t node, next;
             };
@@ -288,7 +288,7 @@ private:
 
 namespace {
 
-// Target statuses for each of the types, by lower-case name of the type.
+// Find the target statuses of the types, by lower-case name of the type.
 std::map<std::string, std::set<std::string>> targetsOf(const IniFile& ini,
                                                        const std::vector<std::string>& types) {
     std::unordered_set<std::string> known;
@@ -301,7 +301,7 @@ std::map<std::string, std::set<std::string>> targetsOf(const IniFile& ini,
     std::unordered_set<std::string> all;  // in lower case
     for (const IniSection* section : ini.distinctSections()) {
         const std::string& name = section->name;
-        // The longest start type that ends the name: "My_Item" before "Item".
+        // The longest start type at the end of the name counts: "My_Item" before "Item".
         const std::size_t begin = name.size() > longest + 1 ? name.size() - longest - 1 : 1;
         for (std::size_t at = begin; at < name.size(); ++at) {
             if (name[at] != '_')
@@ -314,7 +314,7 @@ std::map<std::string, std::set<std::string>> targetsOf(const IniFile& ini,
             break;
         }
     }
-    // "Frozen_Old_ItemRevision" is for the older revisions of a run to Frozen, if there is one.
+    // "Frozen_Old_ItemRevision" is the section for older revisions if Frozen is a target, too.
     for (auto& [type, statuses] : targets)
         std::erase_if(statuses, [&](const std::string& status) {
             return status.size() > 4 && status.ends_with("_Old") &&

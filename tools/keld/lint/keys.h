@@ -1,8 +1,8 @@
 #pragma once
 
-// Everything that keld_statusmanager.ini can say: forms of sections, their keys, and the entries of
-// walk lists, with meaning, default and limit. The check, the explanation and the documentation
-// have it from here. Texts are Markdown: names stand in backquotes.
+// Everything that keld_statusmanager.ini can contain: forms of sections, their keys, and the
+// entries of walk lists, with meaning, default and limit. The check, the explanation and the
+// documentation use this table. Texts are Markdown: names are in backquotes.
 
 #include <cstddef>
 #include <string>
@@ -27,15 +27,15 @@ struct ConfigKey {
     const char* name;
     ValueForm form;
     const char* value;          // how it is written, for people
-    const char* default_value;  // what stands for a missing key
-    std::size_t most;           // bytes of the value, of each entry of a form list
-    bool line;                  // counts in a section for BOM lines
+    const char* default_value;  // value of a missing key
+    std::size_t most;           // limit in bytes of the value, or of each entry of a form list
+    bool line;                  // whether it counts in a section for BOM lines
     const char* meaning;
 };
 
 struct WalkKind {
     const char* name;   // first part of an entry
-    const char* entry;  // the whole of it
+    const char* entry;  // the whole entry
     const char* meaning;
 };
 
@@ -51,22 +51,22 @@ inline constexpr std::size_t kEntryLimit = 128;  // the walk's entry index is on
 inline constexpr char kOnEmpty[] = "OnEmpty";
 
 const std::vector<SectionForm>& sectionForms();
-// In the order in which a visit comes to them, those of a form in the order of their use; without
-// those that end in OnEmpty, of which each key of a form has one.
+// The keys in the order in which a visit uses them. Those that end in OnEmpty are left out; each
+// key of a form has one.
 const std::vector<ConfigKey>& configKeys();
 const std::vector<WalkKind>& walkKinds();
 
-// A key by its name, ASCII case aside, also one with OnEmpty behind it; null if there is none.
+// Find a key by its name, ASCII case aside, also with OnEmpty at the end; null if there is none.
 const ConfigKey* findKey(SectionKind section, std::string_view name);
 bool isOnEmpty(std::string_view name);
-// All that a section may have, with those that end in OnEmpty.
+// All keys of a section, those that end in OnEmpty included.
 std::vector<std::string> keyNames(SectionKind section);
-// Those that count for a BOM line.
+// The keys that count for a BOM line.
 std::vector<std::string> lineKeyNames();
 std::vector<std::string> walkKindNames();
-// The same without backquotes.
+// The text without backquotes.
 std::string plain(std::string_view markdown);
-// "at most 32 bytes", or nothing if it is no other than that of every value.
+// "at most 32 bytes"; empty if the limit is that of all values.
 std::string limitOf(const ConfigKey& key);
 
 }  // namespace keld

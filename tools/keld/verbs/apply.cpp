@@ -1,4 +1,4 @@
-// apply: carry out what somebody has rehearsed and written down.
+// apply: carries out a run that somebody has rehearsed and written to a plan.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -17,7 +17,8 @@ struct WantedApply {
     bool dry_run = false;
 };
 
-// Before anything runs, so that all of them are told also where a name leads nowhere any more.
+// Find all conflicts before the verb runs. The verb would stop at the first name that is gone, and
+// show one problem of many.
 std::vector<PlanConflict> conflictsNow(const Context& context, const Plan& plan) {
     context.workbench().beginRun({mervane::RunWay::Rehearsal, "apply", plan.file,
                                   plan.configuration.empty() ? "" : statusConfigPath(),
@@ -41,7 +42,7 @@ int apply(Context& context, const WantedApply& wanted, const Verbs& verbs) {
     std::vector<std::string> command = work->plan.command;
     if (command.empty())
         throw CommandError("the plan " + wanted.file + " can't be used: its command is empty");
-    if (wanted.dry_run)  // before what may be names alone
+    if (wanted.dry_run)  // words after "--" can only be names
         command.insert(std::find(command.begin(), command.end(), "--"), "--dry-run");
     Action verb;
     try {
@@ -67,6 +68,7 @@ int apply(Context& context, const WantedApply& wanted, const Verbs& verbs) {
     }
     context.plan = work;
     const int exit_code = verb(context);
+    // Without a run nothing was compared with the plan.
     if (!work->ran)
         throw CommandError("the plan " + wanted.file + " can't be used: its command makes no run");
     return exit_code;

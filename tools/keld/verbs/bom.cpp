@@ -1,4 +1,4 @@
-// bom show, bom resequence: the lines of a structure, their numbers and how they pack.
+// bom show, bom resequence: the lines of a structure, their numbers and packing.
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -34,7 +34,7 @@ struct Shown {
     bool unpacked = false;
 };
 
-// Writes the lines as it comes to them; of a table at most a block of rows is kept.
+// Writes the lines as they are read; of a table it keeps at most a block of rows.
 class LinePrinter {
 public:
     LinePrinter(Context& context, const Shown& wanted)
@@ -46,7 +46,7 @@ public:
                                                 "NAME"}
                      : std::vector<std::string>{"LINE", "NUMBER", "QUANTITY", "PACKED", "NAME"}) {}
 
-    // False: there are more lines than wanted.
+    // False: there are more lines than the limit.
     bool run(tag_t top) {
         Progress progress("reading the lines", "line");
         struct Level {
@@ -104,7 +104,7 @@ private:
             context_.print(table_.take());
     }
 
-    // Packing one line after the other keeps the first of each kind.
+    // Each call packs the line with its equals; the first line of each group stays.
     std::vector<tag_t> shownChildren(tag_t line) const {
         if (!wanted_.unpacked)
             for (const tag_t child : childLines(line))
@@ -137,7 +137,7 @@ int show(Context& context, const Shown& wanted) {
 
 // ---- resequence ----
 
-// What keeps a run of the service from staying, though the service itself has succeeded.
+// Reasons to take back a run though the service itself has succeeded.
 constexpr int kNotSaved = 710023, kNoProtocol = 710024;
 
 struct WantedOrder {
@@ -153,7 +153,7 @@ std::string datasetTitle(const Context& context, tag_t dataset) {
            ")";
 }
 
-// What the run left in the store; false if there is no protocol.
+// Show the protocol that the run stored; false if there is none.
 bool showProtocol(Context& context, tag_t dataset, std::string& text) {
     context.document["dataset"] = nullptr;
     context.document["protocol"] = nullptr;
@@ -176,7 +176,7 @@ bool showProtocol(Context& context, tag_t dataset, std::string& text) {
     }
 }
 
-// Save the window, also after a failure of the run: what is numbered is numbered.
+// Save the window, after a failure too: the lines that got a number keep it.
 bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& text,
                std::optional<mervane::Failure>& failed) {
     context.document["saved"] = false;
@@ -200,7 +200,7 @@ bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& 
 
 // ---- why it is refused ----
 
-// The view of the revision that a line shows.
+// The view of the revision that a line shows, or without one the revision.
 tag_t viewOf(tag_t line) {
     const tag_t view = lineTag(line, "bl_bomview_rev");
     return view != NULLTAG ? view : lineTag(line, "bl_revision");
@@ -208,7 +208,8 @@ tag_t viewOf(tag_t line) {
 
 constexpr int kNoAccess = 515001;
 
-// What the service, or the save behind it, left on the error stack, a refusal for each status.
+// Explain the errors that the service, or the save after it, left on the stack: a refusal for each
+// status.
 std::vector<Refusal> explainOrder(const Context& context, const Outcome& outcome,
                                   const CallWatch& calls, tag_t top) {
     std::vector<Refusal> refusals;

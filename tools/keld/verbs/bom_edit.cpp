@@ -63,7 +63,7 @@ std::string lineTitle(const Context& context, tag_t line) {
            (number.empty() ? "" : " (number " + number + ")");
 }
 
-// The child lines of the top line that a name means: /10 by number, else by item or revision.
+// Find the child lines of the top line by name: /10 by number, else by item or revision.
 std::vector<tag_t> linesNamed(const Context& context, tag_t top, const std::string& name,
                               bool all) {
     const std::vector<tag_t> children = childLines(top);
@@ -104,7 +104,7 @@ void setOnLine(const Context& context, tag_t line, const char* attribute, const 
          about);
 }
 
-// Lines that get a window of their own, which is saved.
+// Change lines in a window of their own, and save it.
 template <typename Change>
 void changeLines(const Context& context, tag_t revision, Change&& change) {
     const tag_t top = context.workbench().openBomWindow(revision);
@@ -118,7 +118,7 @@ void changeLines(const Context& context, tag_t revision, Change&& change) {
     context.workbench().closeBomWindow(top);
 }
 
-// The next number in steps of ten.
+// Give the next free number, in steps of ten.
 std::string nextNumber(const Context& context, tag_t revision) {
     constexpr long kStep = 10, kLargest = 100000000;
     long highest = 0;

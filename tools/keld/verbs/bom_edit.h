@@ -4,12 +4,12 @@
 
 namespace keld {
 
-// bom add, bom remove, bom set.
+// Add bom add, bom remove, bom set.
 void addBomEditVerbs(Verbs& verbs, CLI::App* group);
-// bom import.
+// Add bom import.
 void addBomImportVerb(Verbs& verbs, CLI::App* group);
 
-// What guards the lines of a revision: its view, or itself as long as it has none.
+// The object whose lock guards the lines of a revision: its view, or the revision if it has none.
 tag_t guardOfLines(tag_t revision);
 
 }  // namespace keld

@@ -159,7 +159,7 @@ private:
         need(context_, OBJ_save(item.tag), "OBJ_save", item.tag);
     }
 
-    // Those of one parent, under the lock of what guards them.
+    // Make and change the lines of one parent, under the lock that guards them.
     void makeLines(std::size_t begin, std::size_t end, std::size_t& row) {
         const tag_t parent = plan_.parts[plan_.lines[begin].parent].tag;
         std::vector<const BomLine*> changed;
@@ -211,7 +211,7 @@ private:
     }
 };
 
-// What comes of the rows, as far as they change something; as a table and for the document.
+// Give what the rows change, as a table and for the document.
 Table planTable(const BomPlan& plan, Json& changes) {
     Table table({"ROW", "CHANGE", "OBJECT", "NUMBER", "QUANTITY", "NAME"});
     const auto add = [&](std::size_t row, const char* change, const std::string& object,
@@ -260,6 +260,7 @@ int importBom(Context& context, const WantedImport& wanted) {
     std::optional<Progress> progress(std::in_place, "importing " + input.name(), "object");
     BomPlan plan =
         readBom(input.stream(), input.separator(), wanted.csv.ignore_columns, store, problems);
+    // Report all problems before anything is changed.
     if (problems.any()) {
         progress.reset();
         return refuseRows(context, input, problems);

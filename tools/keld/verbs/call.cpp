@@ -32,7 +32,7 @@ std::string knownServices() {
     return table.text("  ");
 }
 
-// Whoever calls a service is a client of the server, unless something else is wanted.
+// Call a service. It runs as the server unless an option says otherwise, as for other clients.
 int call(Context& context, const Call& wanted) {
     const Service& service = findService(wanted.service);
     context.open();
@@ -54,7 +54,7 @@ int call(Context& context, const Call& wanted) {
                 service.name == "KELD_StatusManager" ? statusConfigPath() : "");
     if (dry_run && service.effects == Effects::BackupFiles)
         run.redirectBackups();
-    // The status manager is the service that tells of its visits in its log.
+    // Of all services, only the status manager logs its visits.
     const bool in_log = wanted.run.visits && service.name == "KELD_StatusManager" &&
                         kindsOf(arguments) == wireKinds(service);
     std::optional<StatusWatch> walk;
@@ -98,7 +98,7 @@ int call(Context& context, const Call& wanted) {
 int env(Context& context, const std::string& name) {
     context.open();
     const Outcome outcome = runService(context, findService("KELD_SrvCallGetEnv"), {name});
-    // An unset variable is answered with an empty text and a warning.
+    // The service gives an empty text for an unset variable, too.
     const bool set = isSet(name);
     context.document = {{"name", name}, {"set", set}, {"value", outcome.text}};
     if (!outcome.succeeded())

@@ -19,12 +19,12 @@ struct WantedCompare {
     bool all = false;
 };
 
-// A property on both sides.
+// A property with its values on both sides.
 struct ComparedValue {
     std::string name, left, right;
 };
 
-// What every object has of its own: it tells nothing about what two are.
+// Attributes that differ between any two objects, so a comparison leaves them out.
 bool isOwn(const std::string& attribute) {
     static const char* const kOwn[] = {"creation_date", "last_mod_date",      "last_mod_user",
                                        "date_released", "process_stage_list", "order_no"};
@@ -53,7 +53,7 @@ tag_t masterFormOf(tag_t revision) {
     return form;
 }
 
-// A line as it is compared: what it shows, and what stands on it.
+// A line with the values that are compared, and its notes.
 struct ComparedLine {
     std::string item, revision, name, number, quantity;
     std::map<std::string, std::string> notes;
@@ -109,8 +109,8 @@ std::vector<std::string> differencesOf(const ComparedLine& a, const ComparedLine
     return what;
 }
 
-// Lines of one item belong together: first those that are the same, then those of one number, then
-// in their order.
+// Pair the lines of each item: first equal ones, then those with one number, then the rest in
+// order.
 std::vector<LineDifference> compareLines(const std::vector<ComparedLine>& left,
                                          const std::vector<ComparedLine>& right) {
     std::vector<const ComparedLine*> partner(left.size(), nullptr);

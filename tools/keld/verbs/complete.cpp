@@ -1,4 +1,4 @@
-// complete: what could stand in the place of the word that is being typed; for shells.
+// complete: the words that may follow on a command line, for shells.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -25,12 +25,12 @@ bool isOneOf(const Words& words, const std::string& word) {
     return std::find(words.begin(), words.end(), word) != words.end();
 }
 
-// What the words in front of the typed one mean.
+// What the words before the typed one mean.
 struct TypedPlace {
     const CLI::App* verb = nullptr;
-    const CLI::Option* option = nullptr;  // whose value is typed; null: none
-    Words given;                          // words that stand in the places of names
-    Globals globals;                      // as far as they say where to look
+    const CLI::Option* option = nullptr;  // the one whose value is typed; null: none
+    Words given;                          // words in the places of names
+    Globals globals;                      // those that say where to look
 };
 
 void keepGlobal(Globals& globals, const std::string& option, const std::string& value) {
@@ -49,7 +49,7 @@ const CLI::Option* optionOf(const CLI::App& app, const CLI::App& verb, const std
     return option ? option : app.get_option_no_throw(name);
 }
 
-// Verbs that are no verbs' names; false: a word is neither verb nor argument.
+// Find the place of the typed word. False: a word is neither a verb nor an argument.
 bool findPlace(const CLI::App& app, const Words& words, TypedPlace& place) {
     place.verb = &app;
     bool only_names = false;
@@ -89,7 +89,7 @@ bool findPlace(const CLI::App& app, const Words& words, TypedPlace& place) {
     return true;
 }
 
-// ---- what there is ----
+// ---- candidates ----
 
 Words objectsLike(const Context& context, const std::string& start) {
     mervane::Workbench& workbench = context.workbench();
@@ -109,7 +109,7 @@ Words objectsLike(const Context& context, const std::string& start) {
     for (const auto& found : workbench.find(
              {start + "*", slash == std::string::npos ? "Item" : "ItemRevision", "", kMostObjects}))
         names.push_back(found.typed);
-    // The only one there is goes on with its revisions.
+    // If a single name fits, offer its revisions too.
     if (slash == std::string::npos && names.size() == 1)
         for (const auto& found : workbench.find({names.front() + "/*", "ItemRevision", "", 0}))
             names.push_back(found.typed);
@@ -140,7 +140,7 @@ Words propertiesOf(const Context& context, const std::string& object) {
     return names;
 }
 
-// By the name that the option or the place has in the help.
+// Give the values for an option or a place, by its name in the help.
 Words valuesFor(const Context& context, const TypedPlace& place, const std::string& name,
                 const std::string& start) {
     mervane::Workbench& workbench = context.workbench();
@@ -178,7 +178,7 @@ Words valuesFor(const Context& context, const TypedPlace& place, const std::stri
     return {};
 }
 
-// The place of the n-th name; the last one takes all that follow.
+// The place of the n-th name; the last place takes all further names.
 std::string nameOfPlace(const CLI::App& verb, std::size_t n) {
     std::string name;
     for (const CLI::Option* option : verb.get_options())
@@ -238,14 +238,14 @@ Words candidates(const Context& asked, const CLI::App& app, Words words) {
     return valuesFor(context, place, name, start);
 }
 
-// A shell waits for the answer: what can't be answered is no words, and no text.
+// A shell waits for the answer, so a failure gives no words and no text.
 int complete(Context& context, const CLI::App& app, const Words& words) {
     const std::string start = words.empty() ? "" : words.back();
     Words found;
     try {
         found = candidates(context, app, words);
     } catch (const std::exception&) {
-        // There is no store, or nothing of that name.
+        // There is no store, or a name is unknown.
     }
     std::set<std::string> told;
     for (const std::string& word : found)
@@ -266,7 +266,7 @@ void addCompleteVerb(Verbs& verbs) {
                   "  keld complete -- status set 0001\n",
                   [words, &app](Context& context) { return complete(context, app, *words); });
     verb->add_option("WORDS", *words, "the words behind keld; the last one is being typed");
-    verb->group("");  // nobody types it
+    verb->group("");  // hidden in the help: only shells call it
 }
 
 }  // namespace keld

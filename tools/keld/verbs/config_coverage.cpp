@@ -1,4 +1,4 @@
-// config coverage: what rehearsals over real objects used of the file.
+// config coverage: which parts of the file rehearsals over real objects used.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -31,7 +31,7 @@ struct Uses {
     }
 };
 
-// By section, key and entry; names in lower case.
+// Counts uses by section, key and entry; names are in lower case.
 class Coverage {
 public:
     explicit Coverage(const IniFile& ini) : ini_(ini) {}
@@ -51,7 +51,7 @@ public:
         const auto found = keys_.find({asciiLower(section), asciiLower(key), number});
         return found == keys_.end() ? Uses{} : found->second;
     }
-    // A section that no visit is for is used as often as one of its keys is read.
+    // A section without visits, such as a form section, is used as often as its most used key.
     Uses of(const std::string& section) const {
         const std::string name = asciiLower(section);
         if (const auto found = sections_.find(name); found != sections_.end())
@@ -66,7 +66,7 @@ public:
             }
         return uses;
     }
-    // The entries of a value that is a list and has more than one.
+    // Give the entries of a list; empty for other values and for a single entry.
     std::vector<std::string> entriesOf(const IniEntry& entry) const {
         const ConfigKey* key = findKey(SectionKind::Process, entry.key);
         if (!key)
@@ -121,7 +121,7 @@ std::string tableOf(const std::vector<Coverage::Row>& rows) {
     return table.text();
 }
 
-// The file with what was counted in front of each line.
+// Give the file with the counts at the beginning of each line.
 std::string annotatedCopy(const std::string& path, const std::vector<Coverage::Row>& rows) {
     std::map<int, std::vector<const Coverage::Row*>> at;
     for (const Coverage::Row& row : rows)

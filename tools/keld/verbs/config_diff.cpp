@@ -1,4 +1,4 @@
-// config diff: where the outcome of runs differs between two configurations.
+// config diff: where runs end differently under two configurations.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -17,12 +17,12 @@ struct WantedDiff {
     ChosenObjects objects;
 };
 
-// What a run comes to, as far as it is the same whenever it is made.
+// The part of a run's outcome that doesn't depend on when it is made.
 struct ConfigOutcome {
-    bool possible = false;  // the file lets such a run begin
+    bool possible = false;  // whether the file lets such a run begin
     int status = 0;
     std::string refused;                         // in words; empty: it passed
-    std::map<std::string, std::string> changes;  // of objects, by how people call them
+    std::map<std::string, std::string> changes;  // by the names of objects
     bool operator==(const ConfigOutcome&) const = default;
 
     std::string word() const {
@@ -48,7 +48,7 @@ ConfigOutcome configOutcome(const Rehearsed& done) {
     outcome.status = done.status;
     outcome.refused = done.refused;
     if (done.status != 0)
-        return outcome;  // it would all go back
+        return outcome;  // the run would change nothing
     for (const ChangedObject& object : done.record.objects) {
         if (object.change != "changed" && object.change != "deleted")
             continue;
@@ -63,7 +63,7 @@ ConfigOutcome configOutcome(const Rehearsed& done) {
         if (!text.empty() && object.type != "ReleaseStatus")
             outcome.changes[titled(object)] = text;
     }
-    // A workflow's name and tag tell the time and the order, not the outcome.
+    // The digits in a workflow's name depend on time and order, so they are left out.
     for (const OtherChange& other : done.record.others)
         if (other.subject == "workflow")
             outcome.changes["workflow " + withoutDigits(other.text)] += "started ";
@@ -93,7 +93,7 @@ void rehearseAll(Rehearsals& rehearsals, std::vector<Compared>& all, const IniFi
     }
 }
 
-// What differs, by the object that it is of.
+// Give the differences, by object.
 std::vector<std::array<std::string, 3>> differences(const Compared& each) {
     std::vector<std::array<std::string, 3>> rows;
     if (each.before.possible != each.after.possible || each.before.refused != each.after.refused)

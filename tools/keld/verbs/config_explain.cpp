@@ -1,4 +1,5 @@
-// config explain: what the file means as the library reads it, and what it decides for one object.
+// config explain: the meaning of the file as the library reads it, and its decisions for one
+// object.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -20,7 +21,7 @@ struct WantedExplanation {
 
 // ---- the file ----
 
-// What a value does, where the value itself doesn't tell.
+// Explain the effect of a value that doesn't explain itself.
 std::string effectOf(const Reached& at, const ConfigKey& key, const std::string& value) {
     const std::string name = key.name;
     if (name == "PrevReleaseStatus" && value.empty())
@@ -52,13 +53,13 @@ std::string effectOf(const Reached& at, const ConfigKey& key, const std::string&
     return "";
 }
 
-// Keys of the test pass, which never comes to older revisions.
+// Keys of the test pass, which older revisions never come to.
 bool isCheck(const std::string& key) {
     return key == "PrevReleaseStatus" || key == "PrivilegName" || key == "CheckNeedFields";
 }
 
 struct KeyLine {
-    int line = 0;  // 0: a default
+    int line = 0;  // 0: the key is missing, so its default is used
     std::string key, value, effect;
 };
 
@@ -71,7 +72,7 @@ public:
         }
     }
 
-    // The sections of a run, each once, in the order in which its visits come to them.
+    // Give the sections of a run, each once, in the order of its visits.
     std::vector<std::size_t> inOrder(std::size_t start) {
         std::vector<std::size_t> order;
         std::set<std::pair<std::size_t, int>> seen;
@@ -233,7 +234,7 @@ int explainFile(Context& context, const WantedExplanation& wanted) {
     std::stable_sort(chosen.begin(), chosen.end(), [&](const auto* a, const auto* b) {
         return reachable.process[a->at].status < reachable.process[b->at].status;
     });
-    std::map<std::size_t, std::string> told;  // sections, with the start under which they stand
+    std::map<std::size_t, std::string> told;  // sections, with the title above them
     for (const WalkStart* start : chosen) {
         any = true;
         const std::string title =
@@ -312,7 +313,7 @@ int explainObject(Context& context, const WantedExplanation& wanted) {
                          {"found", each.found},
                          {"decided", each.decided},
                          {"did", didWord(each.did)}});
-        // A key that has one entry says it all.
+        // The row of the key already shows the only entry.
         if (each.number >= 0 && (each.decided.empty() || each.value == last_value))
             return;
         last_value = each.value;

@@ -93,11 +93,13 @@ Rehearsals::Rehearsals(Context& context, const ConfigFile& file) : context_(cont
         items_.insert(type);
     for (const std::string& type : context.workbench().typeNames("ItemRevision"))
         revisions_.insert(type);
-    // The library looks its directory up once, so it must not be asked before.
+    // The library reads the variable once and keeps the directory: set it before the first
+    // question.
     const std::string named = environment("KELD_CFG_PATH");
     setEnvironment("KELD_CFG_PATH", aside_.directory());
     if (KELD_GetCfgPath() == aside_.directory()) {
-        // Base settings stay those of the configuration directory.
+        // Only the status manager's file is replaced; base settings stay those of the configuration
+        // directory.
         const fs::path base = pathOf(named.empty() ? "." : named) / "keld_base.ini";
         std::error_code ignored;
         if (fs::is_regular_file(base, ignored))
@@ -114,7 +116,8 @@ void Rehearsals::configure(const ConfigFile& file) {
     const fs::path there = pathOf(aside_.directory()) / "keld_statusmanager.ini";
     const fs::path made = pathOf(aside_.directory()) / "next.ini";
     fs::copy_file(pathOf(file.path), made, fs::copy_options::overwrite_existing);
-    fs::rename(made, there);  // another file, which the services see at once
+    // A new file at the path: services notice the change at once.
+    fs::rename(made, there);
 }
 
 bool Rehearsals::fits(const ConfigRun& wanted, tag_t object) {

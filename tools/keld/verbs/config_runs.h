@@ -1,7 +1,7 @@
 #pragma once
 
-// Rehearsals of the status manager by the verbs of `keld config`: which runs a configuration lets
-// begin on an object, and what each comes to. Nothing of them is kept.
+// Rehearsals of the status manager for the verbs of `keld config`: which runs a configuration lets
+// begin on an object, and the outcome of each. Nothing is kept.
 
 #include <memory>
 #include <optional>
@@ -22,21 +22,22 @@ void addConfigCoverageVerb(Verbs& verbs, CLI::App* group);
 void addConfigDiffVerb(Verbs& verbs, CLI::App* group);
 void addConfigTestVerb(Verbs& verbs, CLI::App* group);
 
-// A run that the file lets begin: a target status with a start type.
+// A run that the file lets begin, by target status and start type.
 struct ConfigRun {
     std::string status, type;
 };
-// All of them, by status; of these statuses only, unless the list is empty. Failure: CommandError
-// for a status to which no run leads.
+// All of them in the order of the statuses; if `statuses` isn't empty, only its runs. Failure:
+// CommandError for a status that no run has as target.
 std::vector<ConfigRun> configRuns(const IniFile& ini, const std::vector<std::string>& statuses);
 
-// --of OBJECT... and --all.
+// Options --of OBJECT... and --all.
 struct ChosenObjects {
     std::vector<std::string> names;
     bool all = false;
 };
 void addObjectOptions(CLI::App* verb, ChosenObjects& chosen);
-// With `all`, those on which one of the runs can begin. Failure: CommandError if neither is given.
+// With `all`, the objects on which one of the runs can begin. Failure: CommandError if neither is
+// given.
 std::vector<tag_t> chosenObjects(const Context& context, const ChosenObjects& chosen,
                                  const std::vector<ConfigRun>& runs);
 
@@ -44,15 +45,15 @@ struct Rehearsed {
     int status = 0;
     StatusRun run;
     Record record;
-    std::string refused;  // where and why, in a line; empty: it passed
+    std::string refused;  // place and reason in a line; empty: it passed
     bool passed() const { return status == 0; }
 };
 
 class Rehearsals {
 public:
-    // From here on services read the configuration of a directory of its own, and log there.
+    // Until the end, services read the configuration from a temporary directory, and log there.
     Rehearsals(Context& context, const ConfigFile& file);
-    // Go on with another file.
+    // Replace the configuration by another file.
     void configure(const ConfigFile& file);
 
     // Whether a run by this start type can begin on the object.

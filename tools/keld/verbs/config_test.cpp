@@ -1,4 +1,4 @@
-// config test: cases of a directory, each in processes of its own, side by side.
+// config test: runs the cases of a directory in parallel, each in its own processes.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -32,7 +32,7 @@ std::string wholeFile(const fs::path& path) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// Its cases, by name.
+// Read the cases, sorted by name.
 std::vector<ConfigCase> readCases(const std::string& directory) {
     std::error_code failure;
     if (!fs::is_directory(pathOf(directory), failure))
@@ -60,13 +60,13 @@ std::vector<ConfigCase> readCases(const std::string& directory) {
     return cases;
 }
 
-// Stores that cases begin with, each made once.
+// The stores in which cases begin; each is made once.
 class CaseWorlds {
 public:
     CaseWorlds(Context& context, std::string directory, std::string cases)
         : context_(context), directory_(std::move(directory)), cases_(std::move(cases)) {}
 
-    // The store of the world that the case names. Failure: CommandError or Failure.
+    // Give the store of the world that the case names. Failure: CommandError or Failure.
     std::string of(const ConfigCase& each) {
         const fs::path named = each.world.empty() ? own() : pathOf(cases_) / pathOf(each.world);
         const auto [known, added] = made_.try_emplace(named.lexically_normal().string());
@@ -84,7 +84,7 @@ private:
         return fs::exists(json, ignored) ? json : pathOf(cases_) / "world.db";
     }
 
-    // A text behind '!' tells why it can't be made.
+    // Give the store's path, or '!' and the reason why it can't be made.
     std::string make(const fs::path& from) {
         const std::string to =
             (pathOf(directory_) / ("world" + std::to_string(made_.size()) + ".db")).string();
@@ -128,7 +128,7 @@ private:
 
 struct Prepared {
     const ConfigCase* what;
-    std::string directory, world, config;  // of its own; the store; the INI file
+    std::string directory, world, config;  // its own directory; the store; the INI file
     CaseResult result;
 };
 
@@ -145,6 +145,7 @@ void runPrepared(Prepared& each, const std::string& program) {
     if (each.config.empty())
         return;
     fs::create_directories(at);
+    // A copy of its own, so that cases can't affect each other.
     fs::copy_file(pathOf(each.world), at / "keld.db");
     std::error_code ignored;
     const std::string volume = each.world + ".volume";
@@ -201,7 +202,7 @@ void runAll(std::vector<Prepared>& all, unsigned jobs) {
         thread.join();
 }
 
-// Where everything of the cases lies until they have run.
+// The temporary directory of all cases; removed at the end.
 class CaseDirectory {
 public:
     CaseDirectory() : path_(makeTemporaryDirectory("keld-cases")) {}
@@ -245,6 +246,7 @@ void acceptOutput(const Prepared& each) {
     std::string text = each.what->head;
     for (const std::string& line : each.result.got)
         text += line + "\n";
+    // A failed write must not damage the case, so replace its file at the end.
     const std::string beside = makeFileBeside(each.what->path);
     std::ofstream out(pathOf(beside), std::ios::binary);
     out << text;
@@ -257,7 +259,7 @@ void acceptOutput(const Prepared& each) {
 
 int testCases(Context& context, const WantedTest& wanted) {
     const std::vector<ConfigCase> cases = readCases(wanted.directory);
-    // Nothing of a case outlives it, and what surrounds this program is no part of it.
+    // Stores of cases needn't survive a crash, and the user's own settings must not change results.
     setEnvironment("MERVANE_SYNC", "off");
     for (const char* name :
          {"KELD_LOG_FILE", "KELD_LOG_LEVEL", "MERVANE_JOURNAL", "MERVANE_FAULTS", "COLUMNS"})

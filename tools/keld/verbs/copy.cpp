@@ -1,4 +1,4 @@
-// copy-attr: properties from one object to others, and down the configured relations.
+// copy-attr: copies properties from one object to others, and along the configured relations.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -24,9 +24,9 @@ struct WantedCopy {
     RunWish run;
 };
 
-// ---- what was left alone, from the calls of the run ----
+// ---- failed copies, from the calls of the run ----
 
-// A destination whose values couldn't be copied, and what failed.
+// A destination whose values couldn't be copied, and the failed call.
 struct FailedCopy {
     tag_t object = NULLTAG;
     int status = 0;
@@ -37,7 +37,8 @@ class CopyCalls {
 public:
     void add(const mervane::JournalEntry& entry) {
         const tag_t object = entry.object();
-        // The source is asked for a value under the lock of the destination visited last.
+        // The source is asked for a value while the last destination is locked, so the failure
+        // belongs to that one.
         if (entry.status != 0 && !visits_.empty() && visits_.back().second &&
             (entry.operation.starts_with("OBJ_UIF_") || entry.operation == "OBJ_save"))
             addFailed(entry);
@@ -49,7 +50,7 @@ public:
                 visits_.back().second = true;
         }
     }
-    // Destinations that take no values.
+    // Destinations that were never locked, since they take no values.
     std::vector<tag_t> leftAlone() const {
         std::vector<tag_t> alone;
         std::set<tag_t> told;
@@ -90,7 +91,7 @@ std::string whyLeftAlone(tag_t object) {
 
 // ---- why it failed ----
 
-// The line that names the property, of the object's type.
+// Find the preference's line for the property and the object's type.
 void tellLine(const Context& context, Refusal& refusal, const std::string& property) {
     for (const CopyLine& line : copyLines(context)) {
         const std::vector<std::string> fields = copyFields(line);
@@ -120,7 +121,8 @@ Refusal explainFailed(const Context& context, const FailedCopy& failed, const Ou
     return refusal;
 }
 
-// Bad lines of the preferences, which refuse every copy. Requires: the run has ended.
+// Explain bad lines of the preferences: one of them refuses every copy. Requires: the run has
+// ended.
 std::vector<Refusal> explainLines(Context& context, const Outcome& outcome, tag_t source) {
     std::vector<Refusal> refusals;
     for (const CopyLine& line : checkCopyLines(context).lines) {

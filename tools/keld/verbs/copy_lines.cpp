@@ -17,7 +17,7 @@ constexpr std::size_t kLongestLine = 1024;
 constexpr std::size_t kShortestLine = 3;
 constexpr int kTraceLevel = 3;
 
-// What is left of a value when the library reads it.
+// Cut a value as the library does when it reads it.
 std::string lineOf(const std::string& value) {
     std::string line = value.substr(0, kLongestLine);
     const auto trim = [&](const char* signs) {
@@ -41,7 +41,7 @@ std::vector<std::string> remarksOn(const CopyLine& line, const std::string& valu
     return remarks;
 }
 
-// A log of the check's own, so that nobody else's lines stand in it.
+// A log for the check only, so that it contains no lines of anybody else.
 class PrivateLog {
 public:
     PrivateLog() : level_(KELD_GetLogLevel()) {
@@ -62,8 +62,8 @@ private:
     fs::path directory_;
 };
 
-// "ERROR: the property ..." without its first word; lines of traced calls are left out unless they
-// are all that there is.
+// Give "ERROR: the property ..." without its first word; keep lines of traced calls only if there
+// are no others.
 void addError(std::vector<std::string>& errors, std::string text) {
     constexpr std::string_view kLead = "ERROR: ";
     if (text.starts_with(kLead))
@@ -75,7 +75,7 @@ bool isTraceOfCall(const std::string& text) {
     return text.starts_with("File:") || text.starts_with("--");
 }
 
-// Give the error lines between a line's enter and leave line to that line.
+// Give each preference line the errors between its enter and leave lines in the log.
 void assignErrors(const std::vector<LogLine>& log, std::vector<CopyLine>& lines) {
     std::vector<CopyLine*> read;
     for (CopyLine& line : lines)
@@ -156,7 +156,7 @@ std::string shownLine(const std::string& text, std::size_t most) {
     std::string shown;
     const auto last = text.find_last_not_of("\r\n");
     for (const char c : text.substr(0, last == std::string::npos ? 0 : last + 1)) {
-        // Cut before a character, never inside one.
+        // Cut at the begin of a character, never inside one.
         if (shown.size() >= most && (static_cast<unsigned char>(c) & 0xC0) != 0x80)
             return shown + "...";
         switch (c) {

@@ -1,4 +1,4 @@
-// delete-check: may these objects be deleted; their files to the central backup; the deletion.
+// delete-check: checks whether objects may be deleted, backs up their files, and deletes them.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -58,7 +58,7 @@ Row rowOf(const Context& context, tag_t tag) {
     return row;
 }
 
-// Each object once, in the order given.
+// Give a row for each object, in the given order, without repetitions.
 std::vector<Row> rowsOf(const Context& context, const WantedCheck& wanted) {
     std::vector<Row> rows;
     for (const std::string& name : wanted.objects) {
@@ -69,7 +69,8 @@ std::vector<Row> rowsOf(const Context& context, const WantedCheck& wanted) {
     return rows;
 }
 
-// The deletion takes all versions, but only the files of the latest one are saved.
+// Refuse older versions: deletion takes all versions, but only the files of the latest are backed
+// up.
 void refuseOlderVersions(const Context& context, const std::vector<Row>& rows) {
     for (const Row& row : rows) {
         tag_t latest = row.tag;
@@ -83,7 +84,7 @@ void refuseOlderVersions(const Context& context, const std::vector<Row>& rows) {
     }
 }
 
-// Why the check refuses an object, and what it allows.
+// Explain why the check refuses an object, and what it would allow.
 Refusal refusalOfRow(const Context& context, const Row& row, tag_t revision, int status) {
     Refusal refusal = refusalOf(context, status, row.tag, row.tag);
     if (row.sort == Sort::Folder) {
@@ -148,12 +149,13 @@ void explain(const Context& context, const DeleteRun& run, const Outcome& outcom
 
 constexpr int kNotDeleted = 710013;
 
-// Cut an object off from those that hold it and delete it.
+// Remove the references to an object that may go, and delete it.
 void remove(const Context& context, const Row& row) {
     logical modifiable = false;
     require(context, OBJ_ask_if_modifiable(row.tag, &modifiable), "OBJ_ask_if_modifiable");
     if (!modifiable)
         throw CommandError("the object can't be changed by this user at the moment");
+    // Only relations and folders may be given up; any other reference stays and refuses.
     const Referrers referrers = referrersOf(context, row.tag);
     if (!referrers.others.empty())
         throw CommandError(context.title(referrers.others.front()) + " refers to it");
@@ -165,7 +167,7 @@ bool removeAll(const Context& context, std::vector<Row>& rows, std::vector<Refus
     bool all = true;
     for (Row& row : rows) {
         if (row.sort == Sort::Other)
-            continue;  // the check has said nothing about it
+            continue;  // the check doesn't cover such objects, so they stay
         ERR_clear_errors();
         try {
             context.workbench().asOne([&] { remove(context, row); });
@@ -184,7 +186,7 @@ bool removeAll(const Context& context, std::vector<Row>& rows, std::vector<Refus
     return all;
 }
 
-// ---- what is shown ----
+// ---- output ----
 
 void show(Context& context, const std::vector<Row>& rows, const std::vector<SavedFile>& files,
           const Outcome& outcome, const std::vector<Refusal>& refusals, const VerbRun& run,
@@ -230,11 +232,11 @@ void show(Context& context, const std::vector<Row>& rows, const std::vector<Save
     context.print(last);
 }
 
-// The delete log is opened in it before the first backup makes it.
+// The library opens the delete log in this directory before the first backup makes it.
 void makeBackupDirectory(const Context& context) {
     for (const auto& [name, values] : context.workbench().preferences())
         if (name == KELD_DELBackupTopDirCentral && !values.empty() && !values.front().empty()) {
-            std::error_code ignored;  // the library tells what can't be made
+            std::error_code ignored;  // the library reports it
             std::filesystem::create_directory(pathOf(values.front()), ignored);
         }
 }
@@ -262,6 +264,7 @@ int check(Context& context, const WantedCheck& wanted) {
     DeleteRun found = seen.run();
     std::vector<std::string> outside;
     for (SavedFile& file : found.files) {
+        // A rehearsal shows the path that the real backup would have.
         if (!backups.to.empty() && file.path.starts_with(backups.to))
             file.path.replace(0, backups.to.size(), backups.from);
         outside.push_back("saved " + file.path);

@@ -14,7 +14,7 @@ void DeleteCalls::add(const mervane::JournalEntry& entry) {
     else if (entry.operation == "STR_where_used_all")
         revision_ = tag;
     else if (entry.operation == "OBJ_UIF_ask_value" && listed)
-        run_.refused.emplace(tag, revision_);  // an object's name is asked for a refusal only
+        run_.refused.emplace(tag, revision_);  // an object's name is asked for to refuse it
     else if (entry.operation == "FIL_export_file" && entry.status == 0)
         run_.files.push_back({run_.last, *entry.argument<std::string>(1)});
 }

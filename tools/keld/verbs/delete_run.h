@@ -1,7 +1,7 @@
 #pragma once
 
-// What a run of the delete check has found and saved, object by object, read from its calls: the
-// service itself answers with one status.
+// The objects and files of a run of the delete check, read from its calls: the service itself
+// returns a single status.
 
 #include <map>
 #include <set>
@@ -18,7 +18,7 @@ struct SavedFile {
 };
 
 struct DeleteRun {
-    std::set<tag_t> reached;         // objects that were looked at
+    std::set<tag_t> reached;         // objects that the check came to
     std::map<tag_t, tag_t> refused;  // with the revision that is used in a structure, if any
     tag_t last = 0;                  // the object at which the run ended
     std::vector<SavedFile> files;

@@ -1,4 +1,4 @@
-// doctor: what is configured, where files lie, and what is wrong with it.
+// doctor: shows what is configured and where files are, and finds what is wrong.
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
@@ -73,7 +73,7 @@ private:
         if (!fs::exists(pathOf(path), ignored)) {
             finding(Severity::Error, "store",
                     "there is none at " + path + "; make one with: keld init");
-            // The names of the standard data model serve for the rest.
+            // Go on without a store: the other checks need only the standard data model.
             context_.reopen(":memory:");
             context_.setUpLog();
             return;

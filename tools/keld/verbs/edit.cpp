@@ -1,4 +1,4 @@
-// set, attach, detach, delete: changing objects and what hangs on them.
+// set, attach, detach, delete: changing objects and their relations.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -22,7 +22,7 @@ namespace {
 // ---- set ----
 
 struct WantedValues {
-    Many many;  // names, and behind them the values, until they are told apart
+    Many many;  // first both names and values, until they are told apart
     CsvWish csv;
     RunWish run;
 };
@@ -71,7 +71,7 @@ struct WantedAttach {
     RunWish run;
 };
 
-// The relation between two objects; NULLTAG: there is none of the type. A type of NULLTAG is any.
+// The relations of this type between two objects; NULLTAG: of any type.
 std::vector<tag_t> relationsBetween(tag_t primary, tag_t secondary, tag_t type) {
     std::vector<tag_t> relations;
     for (const rel_entry_s& entry : listOf<rel_entry_s>([&](int*count, rel_entry_s**list) {
@@ -192,7 +192,7 @@ struct WantedDelete {
     RunWish run;
 };
 
-// Who keeps the object, as people know them.
+// Give the titles of the objects that keep this one.
 std::vector<std::string> keepersOf(const Context& context, tag_t object, bool cut) {
     std::vector<tag_t> revisions;
     if (isOf(context, object, "Item"))
@@ -231,6 +231,7 @@ std::vector<std::string> keepersOf(const Context& context, tag_t object, bool cu
 }
 
 void deleteOne(const Context& context, tag_t object, bool cut, Deed& done) {
+    // The names must be read now: afterwards the object is gone.
     const std::string title = context.title(object), label = context.label(object);
     const std::string type = context.workbench().describe(object).type;
     if (cut) {

@@ -1,4 +1,4 @@
-// history: what happened to an object, run by run.
+// history: the changes of an object, run by run.
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -20,9 +20,9 @@ struct WantedHistory {
     int limit = 20;
 };
 
-// What a run did to one object, in a line each.
+// What a run did to one object, in one line.
 struct HistoryStep {
-    std::string what, status;  // status: the one that the run has set; empty: none
+    std::string what, status;  // status: set by the run; empty: none
 };
 
 std::string quotedValue(const std::string& text) {
@@ -30,12 +30,13 @@ std::string quotedValue(const std::string& text) {
     return text.empty() ? "nothing" : cutText(text, kLongest);
 }
 
-// The object's part of a record. That of a large run is read to its end, but nothing else is kept.
+// Give the part of a record about the object. A large record is read through, but the rest isn't
+// kept.
 Record partOf(const Context& context, std::int64_t number, tag_t object) {
     const mervane::RunHead head = context.workbench().run(number);
     RecordReader reader(context);
     context.workbench().readRun(number, [&](const mervane::RunEntry& entry) {
-        // Statuses that were made or deleted then tell their names.
+        // Entries of statuses give the names of those that are deleted.
         if (entry.object == object || entry.type == "ReleaseStatus")
             reader.add(entry);
     });
@@ -86,7 +87,7 @@ int history(Context& context, const WantedHistory& wanted) {
                  [&](int*count, tag_t**list) { return ART_list_all_revs(named, count, list); }))
             objects.push_back(revision);
     }
-    // A run may have changed several of them.
+    // One run may have changed several of the objects.
     std::map<std::int64_t, std::vector<tag_t>, std::greater<>> runs;
     for (const tag_t object : objects)
         for (const mervane::RunHead& head :

@@ -1,4 +1,4 @@
-// index: the index by which find looks for a text within ids and names.
+// index: the text index that find uses.
 
 #include <CLI/CLI.hpp>
 #include <memory>

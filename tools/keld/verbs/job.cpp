@@ -1,4 +1,4 @@
-// job files, job item, job show: jobs for a batch server, as files and as items.
+// job files, job item, job show: jobs for a batch server, as files or as items.
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -37,7 +37,7 @@ std::vector<tag_t> objectsNamed(const Context& context, const Strings& names) {
     return tags;
 }
 
-// The service knows no wrong type: it would find nothing.
+// Refuse unknown types: the service would find nothing and succeed.
 void checkTypes(const Context& context, const Strings& types) {
     Strings known = context.workbench().typeNames("Dataset");
     known.emplace_back(kItemEntry);
@@ -56,7 +56,7 @@ void checkRelations(const Context& context, const Strings& relations) {
                                nearest(relation, known));
 }
 
-// What the service was about when it failed; without objects there is none.
+// Give the object at which the service failed; none if there was none.
 std::vector<Refusal> explainJob(const Context& context, const Outcome& outcome,
                                 const CallWatch& calls, const std::vector<tag_t>& objects) {
     const tag_t first = objects.empty() ? NULLTAG : objects.front();
@@ -74,7 +74,7 @@ struct WantedFiles {
     bool all_types = false, dry_run = false, visits = false;
 };
 
-// A directory for the files of a dry run, which goes with it.
+// A directory for the files of a dry run; removed at the end.
 class ScratchDirectory {
 public:
     ScratchDirectory() : path_(pathOf(makeTemporaryDirectory("keld-job"))) {}
@@ -111,7 +111,7 @@ Json asJson(const keld_batch::JobFile& file) {
             {"state", file.state},    {"bom_views", boms}, {"objects", objects}};
 }
 
-// What the service has made in a job directory, and what the program has added to it.
+// Show what the service wrote into a job directory, and what the program added.
 void showJob(Context& context, const fs::path& directory, bool dry_run, std::string& text) {
     const keld_batch::Job job = keld_batch::readJobDirectory(directory);
     Json files = Json::array(), others = Json::array();
@@ -156,6 +156,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
         scratch.emplace();
     const fs::path base =
         scratch ? scratch->path() : fs::absolute(pathOf(wanted.into)).lexically_normal();
+    // A rehearsal must not start a batch program.
     const std::string program = wanted.dry_run ? "none" : wanted.program;
     if (!program.empty() && base.string().find(' ') != std::string::npos)
         context.note("the path " + base.string() +
@@ -170,7 +171,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
              joined(wanted.relations, ";"), program, targets});
     };
     Outcome outcome = run();
-    // The directory's name has the user and the second in it, so another job may have taken it.
+    // The directory is named for user and second, so another job of this second may have it.
     for (int tries = 2; outcome.status == kNoJobDirectory && canWrite(base.string()) &&
                         fs::is_directory(base) && tries <= kMostTries;
          ++tries) {
@@ -206,7 +207,7 @@ struct Attribute {
     const char *name, *key, *meaning;
 };
 
-// In the order in which a person asks.
+// In the order of interest to people.
 constexpr Attribute kAttributes[] = {
     {KELD_JOB_m_attr_job_state_c, "job_state", "state of the job; 1 when it is made"},
     {KELD_JOB_m_attr_queuename_c, "queue", "name of the batch queue"},
@@ -226,7 +227,7 @@ std::vector<mervane::Found> jobItems(const Context& context) {
     return context.workbench().find({"*", KELD_JOB_item_class_name_c, "", 0});
 }
 
-// What the first revision of a job item refers to.
+// Give the objects to which the latest revision of a job item refers.
 std::vector<tag_t> linkedObjects(const Context& context, tag_t item) {
     tag_t revision = NULLTAG, type = NULLTAG;
     require(context, ART_ask_latest_rev(item, &revision), "ART_ask_latest_rev");
@@ -308,7 +309,8 @@ int makeItem(Context& context, const WantedItem& wanted) {
                         {"outcome", asJson(context, outcome)}};
     std::string text = run.rehearses() ? "dry run, nothing is changed; it would be:\n" : "";
     tellProblems(context, outcome, refusals);
-    // The item is looked at while it is there; one that couldn't be filled is gone already.
+    // The item is still there, even if the run is taken back afterwards. One that couldn't be
+    // filled is gone already.
     const Record record = run.end(outcome, {}, [&](const mervane::RunEntry& entry) {
         if (entry.change != mervane::RunChange::ObjectMade ||
             entry.type != KELD_JOB_item_class_name_c ||

@@ -1,4 +1,4 @@
-// log: where it lies, its last lines, its level.
+// log: its path, last lines and level.
 
 #include <CLI/CLI.hpp>
 #include <chrono>
@@ -32,7 +32,7 @@ struct Tail {
     bool follow = false;
 };
 
-// Where the last lines of a file begin; read in blocks from its end.
+// Find where the last lines of a file begin, in blocks from the end.
 std::streamoff startOfLast(std::istream& in, int lines) {
     constexpr std::streamoff kBlock = 65536;
     in.seekg(0, std::ios::end);
@@ -44,7 +44,7 @@ std::streamoff startOfLast(std::istream& in, int lines) {
         in.seekg(begin);
         in.read(block.data(), end - begin);
         for (std::streamoff at = end; at-- > begin;)
-            // The break at the file's end belongs to its last line.
+            // The last break ends the last line; it begins no further one.
             if (block[static_cast<std::size_t>(at - begin)] == '\n' && at + 1 < size &&
                 --lines <= 0)
                 return at + 1;
@@ -67,7 +67,7 @@ void showLine(Context& context, Json& shown_lines, std::string line) {
         shown_lines.push_back(std::move(line));
 }
 
-// Shows what is added to a log, also when it is full: it stands beside the new one then.
+// Shows what is added to a log. A full log is renamed and begun anew; both are read then.
 class FollowedLog {
 public:
     FollowedLog(Context& context, std::string path, std::streamoff at)
@@ -79,7 +79,7 @@ public:
     void show() {
         std::ifstream in(pathOf(path_), std::ios::binary);
         if (!in)
-            return;  // between the old one and the new one
+            return;  // the old log is renamed, the new one not made yet
         const std::string begin = beginOf(in);
         in.seekg(0, std::ios::end);
         if (!begin.starts_with(begin_) || in.tellg() < at_)
@@ -92,9 +92,9 @@ private:
     Context& context_;
     std::string path_, begin_;
     std::streamoff at_;
-    std::string waiting_;  // the start of a line that isn't whole yet
+    std::string waiting_;  // begin of an unfinished line
 
-    // Its first lines have the time: no two logs begin alike.
+    // Logs begin with the time, so no two begin alike.
     static std::string beginOf(std::istream& in) {
         std::string begin(256, '\0');
         in.read(begin.data(), static_cast<std::streamsize>(begin.size()));
@@ -131,7 +131,7 @@ private:
     }
 };
 
-// Show what is added until the program is ended from outside.
+// Show additions until a signal ends the program.
 [[noreturn]] void follow(Context& context, const std::string& log, std::streamoff at) {
     FollowedLog followed(context, log, at);
     for (;;) {
@@ -176,11 +176,11 @@ struct WantedLog {
     std::string run, object;
 };
 
-// The lines between two moments that name an object; those below a line that has no time of its own
-// belong to it. Empty texts ask for nothing.
+// The lines between two moments that name an object, each with the lines after it that have no
+// time. Empty texts select all.
 struct LogPart {
     std::string from, to, name;
-    bool inside = true;  // the last line with a time
+    bool inside = true;  // whether the last line with a time is selected
 
     static bool hasTime(const std::string& line) {
         constexpr std::size_t kTimeLength = 19;

@@ -1,4 +1,4 @@
-// show, find: looking at objects.
+// show, find: show and find objects.
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -21,7 +21,7 @@ void addTreeVerb(Verbs& verbs);
 
 namespace {
 
-// Properties that are worked out and so are no attributes.
+// Computed properties, which aren't among the attributes.
 const std::vector<std::string> kWorkedOut = {
     "object_type",      "object_string",      "item_id", "is_modifiable", "checked_out",
     "checked_out_user", "last_release_status"};
@@ -165,7 +165,7 @@ int find(Context& context, const Find& wanted) {
     if (wanted.limit < 0)
         throw CommandError("--limit must not be negative", {}, kExitUsage);
     checkFilter(context, wanted.filter);
-    // One more than wanted tells whether there are more.
+    // Ask for one more than wanted, to know whether there are more.
     std::vector<mervane::Found> found;
     {
         const Progress progress("searching");

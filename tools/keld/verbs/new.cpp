@@ -1,4 +1,4 @@
-// new, revise: items, revisions, datasets, forms and folders.
+// new, revise: make items, revisions, datasets, forms and folders.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -26,7 +26,7 @@ namespace {
 
 constexpr int kFileReferenceKind = 2;
 
-// What a new object may be put into when it is there.
+// Where a new object is to be attached.
 struct NewPlace {
     std::string on, relation = "VANE_specification", folder;
 };
@@ -51,7 +51,7 @@ void addPlace(CLI::App* verb, WantedNew& wanted) {
         ->capture_default_str();
 }
 
-// Failure: CommandError for names that nothing has, before anything is made.
+// Look up the names before anything is made. Failure: CommandError for an unknown one.
 struct Placed {
     tag_t on = NULLTAG, relation = NULLTAG, folder = NULLTAG;
 };
@@ -83,7 +83,7 @@ std::string typedWords(const std::vector<std::pair<std::string, std::string>>& w
     return all;
 }
 
-// The facts of an object that was made, while the session sees it.
+// Note the facts of a new object. Requires: the session still sees it.
 void tellMade(const Context& context, Deed& done, tag_t object, const std::string& text) {
     done.told = text;
     done.facts["object"] = context.label(object);
@@ -120,7 +120,7 @@ int newItem(Context& context, const WantedNew& wanted) {
         });
 }
 
-// A copy of the file in the store, under the name that the dataset's type has for it.
+// Import a copy of the file and refer to it by a reference that the dataset's type has.
 void addFileTo(const Context& context, tag_t dataset, const std::string& path,
                const std::string& reference) {
     tag_t file = NULLTAG;
@@ -237,7 +237,7 @@ struct WantedRevise {
     RunWish run;
 };
 
-// What an object has of its own, and a copy of it doesn't get.
+// Attributes that belong to an object alone, so a copy doesn't get them.
 bool staysBehind(const std::string& attribute) {
     static const char* const kOwn[] = {"owning_user",   "owning_group",        "owning_site",
                                        "creation_date", "last_mod_date",       "last_mod_user",
@@ -265,13 +265,14 @@ void copyValues(const Context& context, tag_t from, tag_t to, bool with_name) {
 void revise(const Context& context, const WantedRevise& wanted, tag_t from, Deed& done) {
     tag_t item = NULLTAG;
     need(context, ART_ask_item_of_rev(from, &item), "ART_ask_item_of_rev", from);
-    // Who makes a revision changes the item.
+    // A new revision changes the item, so the user must be allowed to write that.
     need(context, OBJ_refresh(item, true), "OBJ_refresh", item);
     const tag_t made = context.workbench().createRevision(item, wanted.id);
     copyValues(context, from, made, true);
     tag_t from_form = NULLTAG, form = NULLTAG;
     need(context, KELD_GetMasterForm(from, &from_form), "KELD_GetMasterForm", from);
     need(context, KELD_GetMasterForm(made, &form), "KELD_GetMasterForm", made);
+    // The new form keeps its own name.
     if (from_form != NULLTAG && form != NULLTAG)
         copyValues(context, from_form, form, false);
     const int lines = context.workbench().copyStructure(from, made);

@@ -1,4 +1,4 @@
-// status objections: everything that stands against a run, with what would help.
+// status objections: lists everything that refuses a run, with a remedy for each.
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -25,7 +25,7 @@ struct Objections {
     ListEnd end = ListEnd::Passes;
 };
 
-// One attempt, which goes back whether it passes or not.
+// Try the run once; it is taken back even if it passes.
 StatusRun attempted(Context& context, const std::vector<mervane::Argument>& arguments) {
     struct GoBack {};
     StatusRun run;
@@ -35,7 +35,7 @@ StatusRun attempted(Context& context, const std::vector<mervane::Argument>& argu
             throw GoBack();
         });
     } catch (const GoBack&) {
-        // As wanted.
+        // The way to take the attempt back.
     }
     return run;
 }
@@ -44,7 +44,8 @@ bool isSame(const Refusal& a, const Refusal& b) {
     return a.status == b.status && a.object == b.object && a.section == b.section;
 }
 
-// The same of the same object twice: it goes in a circle, or a remedy is none.
+// Find an earlier refusal of the same object for the same reason: then the remedies go in a circle,
+// or one didn't help.
 Objection* known(std::vector<Objection>& all, const Refusal& refusal) {
     for (Objection& each : all)
         if (isSame(each.refusal, refusal))
@@ -52,7 +53,8 @@ Objection* known(std::vector<Objection>& all, const Refusal& refusal) {
     return nullptr;
 }
 
-// What stands against the run that would help comes first, and what stands against that one.
+// Find a remedy. If the run that would help is refused itself, that refusal is mended first, and so
+// on.
 Objection mended(Context& context, const WantedStatus& wanted, std::vector<Objection>& all,
                  Refusal refusal, tag_t start) {
     constexpr int kDeepest = 10;

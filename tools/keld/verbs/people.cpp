@@ -58,7 +58,7 @@ int setPreference(Context& context, const std::string& name, const Strings& valu
 
 int removePreference(Context& context, const std::string& name) {
     context.open();
-    (void)preference(context, name);  // fails with the nearest names if there is none
+    (void)preference(context, name);  // fails with the nearest names if it doesn't exist
     changeAll(context, {}, "prefs remove", name,
               [&] { context.workbench().removePreference(name); });
     context.document = {{"name", name}, {"removed", true}};
@@ -122,7 +122,7 @@ int addUser(Context& context, const NewUser& user) {
     Strings groups;
     for (const auto& group : workbench.find({"", "Group", "", 0}))
         groups.push_back(display(group.tag, "group_name"));
-    // Nobody becomes an administrator by an option that was left out.
+    // Without --group, never choose dba: nobody becomes an administrator by leaving out an option.
     std::string group = user.group;
     for (const std::string& each : groups)
         if (group.empty() && each != "dba")

@@ -22,7 +22,7 @@ bool isNameCharacter(char c) {
            c == '.';
 }
 
-// What has a verb of its own, which does more than set a value.
+// Properties that other verbs set, since more than the value must change.
 std::string verbFor(const std::string& property) {
     static const std::map<std::string, std::string> kVerbs = {
         {"item_id", "keld rename"},

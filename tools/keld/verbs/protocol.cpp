@@ -6,7 +6,7 @@ namespace keld {
 
 namespace {
 
-// Take the text up to a mark off the front; false if there is no mark.
+// Take the text before the mark, and the mark, off the front; false if there is no mark.
 bool takeUpTo(std::string& text, const std::string& mark, std::string& taken) {
     const auto at = text.find(mark);
     if (at == std::string::npos)

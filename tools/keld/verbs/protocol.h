@@ -19,7 +19,7 @@ struct ProtocolBlock {
     std::vector<ProtocolLine> lines;
 };
 
-// Lines that have none of the protocol's forms are left out.
+// Read the blocks; lines in no known form are ignored.
 std::vector<ProtocolBlock> readProtocol(const std::string& text);
 
 Json asJson(const std::vector<ProtocolBlock>& protocol);

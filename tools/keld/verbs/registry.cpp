@@ -1,4 +1,4 @@
-// registry: the item ids that are registered, here or for several stores.
+// registry: registered item ids, of one store or of several.
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -39,7 +39,7 @@ int showRegistry(Context& context) {
     return kExitDone;
 }
 
-// False: there is one. Somebody else may be making it at this moment.
+// False: the registry exists already; another process may just have made it.
 bool madeRegistry(Context& context, const std::string& path) {
     std::error_code ignored;
     if (fs::exists(pathOf(path), ignored))

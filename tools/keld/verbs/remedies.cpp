@@ -9,7 +9,7 @@ namespace keld {
 
 namespace {
 
-// As a shell takes it; what is shown of names never holds a single quote.
+// Quote a word for a shell. A shown name never contains a single quote.
 std::string shellWord(const std::string& text) {
     constexpr std::string_view kPlain =
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_./:+-";
@@ -17,7 +17,7 @@ std::string shellWord(const std::string& text) {
                                                                                 : "'" + text + "'";
 }
 
-// Rights of the session are left out for as long as this lives.
+// Ignores the session's rights as long as this lives.
 class WithoutRights {
 public:
     WithoutRights() { (void)ACL__set_application_bypass(true); }
@@ -54,7 +54,7 @@ Remedy endCheckOut(Context& context, const Refusal& refusal) {
 
 // ---- another previous status is needed ----
 
-// Both tests search the bare name, as the library does.
+// Search for the bare name, anywhere in the text, as the library does.
 bool isListed(const std::string& allowed, const std::string& status) {
     if (allowed.empty())
         return status.empty() || status == "none";
@@ -63,8 +63,8 @@ bool isListed(const std::string& allowed, const std::string& status) {
 
 struct NotThis {};
 
-// A run to the status, kept in the rehearsal if it gives the object one that is listed. Else what
-// stands against it, if that is something that can be mended.
+// Try a run to the status. It is kept in the rehearsal if it gives the object a listed status.
+// Otherwise `against` gets its refusal, if there may be a remedy.
 bool runGives(Context& context, const WantedStatus& target, tag_t object,
               const std::string& allowed, tag_t start, std::optional<Refusal>* against) {
     StatusRun run;
@@ -131,7 +131,7 @@ Remedy giveStatus(Context& context, const WantedStatus& wanted, const Refusal& r
 
 // ---- empty fields ----
 
-// Some value of the field's kind.
+// Fill the field with any value of its kind.
 void fillField(Context& context, tag_t form, const std::string& field) {
     constexpr int kWrongKind = 710007;
     mervane::Date date;
@@ -178,7 +178,7 @@ Remedy grantPrivilege(Context& context, const Refusal& refusal, const std::optio
         privilege = "CHANGE";
     const std::string user = context.workbench().runUnderWay().user;
     mervane::Right right{"user", user, "object", std::to_string(refusal.object), privilege, false};
-    // Where both are equal a denial decides.
+    // A denial wins over an equal right, so it must go.
     context.workbench().removeRight(right);
     right.allowed = true;
     context.workbench().addRight(right);

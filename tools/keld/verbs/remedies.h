@@ -1,7 +1,7 @@
 #pragma once
 
-// What would help against a refusal of the status manager. Each remedy is carried out in the
-// rehearsal under way, so that the next attempt proves it.
+// Remedies against a refusal of the status manager. Each is carried out in the current rehearsal,
+// so that the next attempt proves that it helps.
 
 #include <optional>
 
@@ -10,16 +10,16 @@
 namespace keld {
 
 struct Remedy {
-    bool known = false;   // and carried out
-    std::string text;     // what is to be done; why nothing is, if none is known
-    std::string command;  // keld's own; empty: it has none
-    // What stands against the run that would help: that is to be mended first, and nothing is
-    // carried out.
+    bool known = false;   // whether there is a remedy; it has been carried out then
+    std::string text;     // what to do; or why nothing helps
+    std::string command;  // the keld command that does it; empty: there is none
+    // The refusal of the run that would help. It must be mended first; nothing has been carried
+    // out.
     std::optional<Refusal> first;
 };
 
-// Requires: a rehearsal. `start`: the object from which paths begin. `alone`: a remedy against
-// which something stands is carried out by other means.
+// Requires: a rehearsal. `start`: the object from which paths begin. `alone`: if the run that would
+// help is refused, carry out the remedy without it.
 Remedy mend(Context& context, const WantedStatus& wanted, const Refusal& refusal, tag_t start,
             bool alone);
 

@@ -1,4 +1,4 @@
-// rename: a new id for an item with everything that carries it.
+// rename: gives an item a new id, and changes everything that contains the id.
 
 #include <CLI/CLI.hpp>
 #include <memory>
@@ -70,7 +70,7 @@ Json showRenamed(const std::vector<RenamedText>& renamed, std::string& text) {
     return shown;
 }
 
-// Of a file there is nothing to say beside it.
+// A file of renames goes with no other names or values.
 void needFileAlone(const WantedRename& wanted) {
     if (!wanted.item.empty() || wanted.given_to || !wanted.revision.empty() || wanted.name ||
         wanted.description)
@@ -150,6 +150,7 @@ int rename(Context& context, WantedRename wanted) {
         showRenamed(told ? renamedTexts(record, ids) : std::vector<RenamedText>(), text);
     Json registered = Json::array(), unregistered = Json::array(), workflows = Json::array();
     for (const OtherChange& other : record.others) {
+        // Changes outside the store stay even if the run was taken back, so show them.
         if (!told && other.outside.empty())
             continue;
         if (other.subject == "id" && other.change == "registered") {
@@ -170,7 +171,7 @@ int rename(Context& context, WantedRename wanted) {
     context.print(text);
     if (wanted.run.visits)
         calls.show(context, visits, record, refusals, "nothing in it carries what is renamed");
-    // What failed inside of a rename that succeeded, the library took in its stride.
+    // Also report errors of a rename that succeeded: the library passes over some.
     tellProblems(context, renamed.outcome, refusals);
     return tellEnd(context, run, record, renamed.outcome);
 }

@@ -7,7 +7,7 @@ namespace {
 constexpr std::size_t kNameLimit = 128;
 constexpr std::size_t kDescriptionLimit = 240;
 
-// The first occurrence of the item id, and behind it of the revision id.
+// Replace the first occurrence of the item id, and after it the first of the revision id.
 std::string substituted(const std::string& text, const RenameIds& ids) {
     const auto hit = text.find(ids.old_item);
     if (hit == std::string::npos)
@@ -19,7 +19,8 @@ std::string substituted(const std::string& text, const RenameIds& ids) {
     return text.substr(0, hit) + ids.new_item + rest;
 }
 
-// A text that fills its field lost its end if it is the start of what it should have become.
+// The limit at which a text was cut: it fills its field and is the beginning of the full text. 0:
+// it is whole.
 int cutAt(const RenamedText& change, const RenameIds& ids) {
     const bool description = change.attribute == "object_desc";
     if (!description && change.attribute != "object_name")
@@ -37,8 +38,8 @@ int cutAt(const RenamedText& change, const RenameIds& ids) {
 
 }  // namespace
 
-// The label that an object had before: of what the rename gives to an item, its revisions and what
-// hangs on them.
+// Give an object's label before the rename: that of the item, its revisions, or an object whose
+// label begins with theirs.
 std::string labelBefore(const ChangedObject& object, const RenameIds& ids) {
     if (!object.label.starts_with(ids.new_item))
         return object.label;
@@ -74,8 +75,8 @@ std::vector<RenamedText> renamedTexts(const Record& record, const RenameIds& ids
     return changes;
 }
 
-// An error that the library stored itself belongs to the object that it tested last; a failed call
-// says itself what it was about. Whichever came last has stopped the run.
+// An error that the library stores is about the object that it tested last; a failed call has its
+// own object. The later of both stopped the run.
 void RenameStop::add(const mervane::JournalEntry& entry) {
     if (entry.operation == "OBJ_ask_if_modifiable")
         tested_ = entry.object();

@@ -1,6 +1,6 @@
 #pragma once
 
-// The texts that a rename has changed, and the object at which one stopped.
+// The texts that a rename has changed, and the object at which a rename stopped.
 
 #include <map>
 #include <string>
@@ -18,18 +18,18 @@ struct RenameIds {
 struct RenamedText {
     std::string object, type, attribute, before, after;
     tag_t tag = 0;
-    int cut_at = 0;  // the limit at which the text lost its end; 0: it is whole
+    int cut_at = 0;  // the limit at which the text was cut; 0: it is whole
 };
 
 // The texts that a run has changed.
 std::vector<RenamedText> renamedTexts(const Record& record, const RenameIds& ids);
 
-// The object at which a run stopped, by its calls, and what stopped it.
+// Finds, by its calls, the object at which a run stopped, and the reason.
 class RenameStop {
 public:
     void add(const mervane::JournalEntry& entry);
     tag_t object() const { return object_; }
-    // The failed platform call; empty for a refusal of the library's own.
+    // The failed platform call; empty: the library itself refused.
     const std::string& operation() const { return operation_; }
 
 private:

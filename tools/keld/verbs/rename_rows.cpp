@@ -1,4 +1,4 @@
-// rename --from: many items by a file of old and new ids.
+// rename --from: renames many items by a file of old and new ids.
 
 #include "platform/keld_qsktool.h"
 #include "platform/mv_art.h"
@@ -74,6 +74,7 @@ int renameRows(Context& context, const CsvWish& csv, const RunWish& wish) {
     StoreOfRenames store(context);
     const std::vector<Rename> renames =
         readRenames(input.stream(), input.separator(), csv.ignore_columns, store, problems);
+    // Report all problems before anything is changed.
     if (problems.any())
         return refuseRows(context, input, problems);
 
@@ -91,6 +92,7 @@ int renameRows(Context& context, const CsvWish& csv, const RunWish& wish) {
         for (const Rename& rename : renames) {
             if (context.workbench().interrupted())
                 break;
+            // Errors and calls of the rename before must not explain this one.
             ERR_clear_errors();
             stop = RenameStop();
             const RenameIds ids = idsOf(context, rename);

@@ -10,8 +10,8 @@ namespace {
 constexpr int kNotModifiable = 919342, kStatusNotAllowed = 919343, kOldIdRegistered = 919345,
               kNewIdRegistered = 100304;
 
-// A test pass of the extended service runs the registry's steps too: it would register the new id,
-// and the pass behind it would find the id taken.
+// Whether a test pass registers the new id: in the extended service it does, and the real pass
+// would then find the id taken.
 bool testPassRegisters() {
     logical active = false, always = false;
     (void)KELD_get_logical_pref(MV_preference_site, ART_REGISTRY_ACTIVE, &active, false);
@@ -20,7 +20,7 @@ bool testPassRegisters() {
     return active && always;
 }
 
-// What the mode of ChangeRegisteredItemId lets an id that is registered change for.
+// Give who may change registered ids, by the mode in ChangeRegisteredItemId.
 std::string allowedBy(const std::string& mode) {
     return mode == "1"   ? "ids that aren't registered, or users of the group dba"
            : mode == "3" ? "ids that aren't registered, or users with the privilege PUBLISH"

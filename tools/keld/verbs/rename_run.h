@@ -1,6 +1,6 @@
 #pragma once
 
-// One rename by the service, and why it refused.
+// One rename by the service, and the reason if it refuses.
 
 #include "platform/keld_se.h"
 #include "tools/keld/host/refusal.h"
@@ -23,15 +23,15 @@ struct RenameRun {
     bool tested = true;
 };
 
-// Failure: CommandError if it is none.
+// Failure: CommandError if the object isn't an item.
 void needItem(const Context& context, tag_t item, const std::string& name);
-// Without a revision (NULLTAG) the item alone, else first as a test pass.
+// Rename; with a revision, run a test pass first. NULLTAG: rename the item alone.
 RenameRun runRename(Context& context, bool rehearses, tag_t item, tag_t revision,
                     const RenameIds& ids);
 Refusal explainRename(const Context& context, const Outcome& outcome, const RenameStop& stop,
                       tag_t item, const RenameIds& ids);
 
-// The renames of a file of rows, as one run.
+// Carry out the renames of a file of rows, in one run.
 int renameRows(Context& context, const CsvWish& csv, const RunWish& wish);
 
 }  // namespace keld

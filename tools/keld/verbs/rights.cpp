@@ -100,7 +100,7 @@ Right rightOf(const Context& context, const WantedRight& wanted) {
         needType(context, wanted.type, "");
         scope("type", wanted.type);
     } else if (!wanted.cls.empty()) {
-        needType(context, wanted.cls, "");  // each class has a type of its name
+        needType(context, wanted.cls, "");  // each class has a type of the same name
         scope("class", wanted.cls);
     } else if (!wanted.status.empty()) {
         scope("status", wanted.status);

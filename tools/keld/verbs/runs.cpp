@@ -1,4 +1,4 @@
-// runs: what was run, what it changed, and taking it back.
+// runs: lists runs, shows what they changed, and takes them back.
 
 #include <CLI/CLI.hpp>
 #include <memory>

@@ -1,4 +1,4 @@
-// set --from: values of many objects by a file of rows.
+// set --from: sets values of many objects by a file of rows.
 
 #include <optional>
 
@@ -51,6 +51,7 @@ int setRows(Context& context, const CsvWish& csv, const RunWish& wish) {
     std::optional<Progress> progress(std::in_place, "setting values from " + input.name(),
                                      "object");
     const ValueTable values = readValues(input.stream(), input.separator(), store, problems);
+    // Report all problems before anything is changed.
     if (problems.any()) {
         progress.reset();
         return refuseRows(context, input, problems);

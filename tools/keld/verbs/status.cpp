@@ -1,4 +1,4 @@
-// status show, status set: release status through the status manager.
+// status show, status set: shows release statuses, and sets them by the status manager.
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -46,7 +46,7 @@ int showStatus(Context& context, const std::string& name) {
 
 // ---- set ----
 
-// The text of a dry run has shown the statuses already, in the order of the visits.
+// In a dry run the table of visits shows the statuses, so the text leaves them out here.
 void showChanges(Context& context, const Record& record, bool with_statuses, std::string& text) {
     Json changes = Json::array(), deleted = Json::array(), jobs = Json::array();
     Table table({"OBJECT", "TYPE", "PREVIOUS STATUS", "NEW STATUS"});
@@ -93,15 +93,15 @@ std::string refusalText(Context& context, const Outcome& outcome,
     return "refused: " + statusText(context, status) + "\n" + (why ? asText(*why) : "");
 }
 
-// ---- structures that are deeper than the library goes ----
+// ---- structures deeper than the library walks ----
 
-constexpr std::size_t kLibraryLevels = 1000;  // objects that one walk can be inside of
+constexpr std::size_t kLibraryLevels = 1000;  // how many objects a walk can be inside at once
 constexpr int kWalkTooDeep = 2002;
-constexpr std::uint64_t kManyLines = 100000;  // that many are told before the run
+constexpr std::uint64_t kManyLines = 100000;  // from here on the run is announced
 
-// Tells how much there is to do if it is much. Levels below the top line, if there are so many that
-// the walk can't come to the end of them: it is inside of the lines, the top one among them, and of
-// a line's revision.
+// Announce a large structure. Gives the number of levels below the top line if the walk can't reach
+// the last; else 0. At the deepest point the walk is inside all lines on the way and inside one
+// revision.
 std::size_t tooManyLevels(Context& context, tag_t top) {
     const tag_t revision = lineTag(top, "bl_revision");
     const mervane::StructureSize size = context.workbench().measure(revision, 0);
@@ -119,7 +119,7 @@ std::size_t tooManyLevels(Context& context, tag_t top) {
     return levels;
 }
 
-// What the library takes for a cycle of the configuration, told as it is.
+// Explain that the structure is too deep: the library calls it a cycle of the configuration.
 std::string depthText(Context& context, std::size_t levels, tag_t line, Outcome& outcome) {
     const tag_t revision = line == NULLTAG ? NULLTAG : lineTag(line, "bl_revision");
     std::erase_if(outcome.problems, [](const std::string& problem) {
@@ -153,6 +153,7 @@ int set(Context& context, const WantedStatus& wanted) {
     VerbRun run(context, wanted.run, "KELD_StatusManager", wireText(context, arguments),
                 statusConfigPath());
     const bool with_visits = wanted.run.dry_run || wanted.run.visits;
+    // Visits are read from the log, which has them only at this level.
     if (with_visits)
         KELD_SetLogLevel(kVisitsLevel);
     StatusRun status = runStatus(context, arguments, with_visits || levels > 0);
@@ -169,7 +170,7 @@ int set(Context& context, const WantedStatus& wanted) {
     std::optional<Refusal> why;
     StatusWatch::Seen again;
     if (!done && refused.empty() && run.result() == mervane::RunResult::Refused) {
-        // What was refused before the first change is refused again: this time it is watched.
+        // If nothing has changed, a second run is refused in the same way; that one is watched.
         const bool watched = !wanted.run.dry_run && (record.objects.empty() || !run.kept());
         if (watched)
             again = watch(context, arguments);
@@ -209,8 +210,8 @@ std::string startTypeOf(const Context& context, const WantedStatus& wanted, tag_
                                   : context.workbench().describe(start).type;
 }
 
-// The service for one of them. Inside a run for all, what it refuses is watched at once: later the
-// store isn't what it was then.
+// Run the service for one object. Inside a run for all, a refusal must be watched at once: by the
+// end of the run the store has changed.
 Deed setOne(Context& context, const WantedStatus& wanted, tag_t start, bool watched) {
     const std::string type = startTypeOf(context, wanted, start);
     checkNames(context, wanted, type);

@@ -39,7 +39,7 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
     const IniEntry* selected = ini->find("SelectWSO", type);
     if (!selected || iniInteger(selected->value) != 1 ||
         ini->hasSection(wanted.status + "_" + type))
-        return;  // what isn't selected is refused by the service
+        return;  // the service itself refuses types that aren't selected
     const std::set<std::string> known = targetStatuses(*ini, type);
     const std::vector<std::string> names(known.begin(), known.end());
     std::vector<std::string> near = nearest(wanted.status, names);
@@ -76,7 +76,7 @@ StatusWatch::Seen watch(Context& context, const std::vector<mervane::Argument>& 
 
 namespace {
 
-// The first of the fields that the object's master form has no value in.
+// Give the first of the fields that is empty in the object's master form.
 std::string emptyField(const Context& context, tag_t object, const std::string& fields) {
     tag_t form = NULLTAG;
     if (KELD_GetMasterForm(object, &form) != 0 || form == NULLTAG)

@@ -1,7 +1,7 @@
 #pragma once
 
-// A run of the status manager as keld makes it: the names are checked, the service runs, and what
-// it refuses is explained. Verbs that set a status or ask about it use it.
+// A run of the status manager in keld: check the names, run the service, explain a refusal. For all
+// verbs that set a status or ask about one.
 
 #include "tools/keld/host/refusal.h"
 #include "tools/keld/host/run.h"
@@ -17,19 +17,19 @@ struct WantedStatus {
     RunWish run;
 };
 
-// OBJECT, STATUS, --type, --structure.
+// Add OBJECT, STATUS, --type, --structure.
 void addStatusArguments(CLI::App* verb, WantedStatus& wanted);
-// --type, --structure.
+// Add --type, --structure.
 void addStartOptions(CLI::App* verb, WantedStatus& wanted);
 
-// Refusals of the service.
+// Statuses with which the service refuses.
 inline constexpr int kNoPrivilege = 919401, kNotConfigured = 919402, kWrongPrevious = 919403,
                      kFieldEmpty = 919404, kIsCheckedOut = 919405;
 
 // Failure: CommandError if there is no such type, or no section for the status.
 void checkNames(Context& context, const WantedStatus& wanted, const std::string& type);
 
-// What one run of the service says: its outcome, and what it looked at if that was asked for.
+// The result of one run of the service: its outcome, and its visits if they were asked for.
 struct StatusRun {
     Outcome outcome;
     StatusWatch::Seen seen;
@@ -37,10 +37,10 @@ struct StatusRun {
 
 StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,
                     bool with_visits, bool with_trails = false);
-// Rehearse a refused run once more, to see where it went.
+// Rehearse a refused run again, to see its visits.
 StatusWatch::Seen watch(Context& context, const std::vector<mervane::Argument>& arguments);
 
-// Why the run was refused with the status at the visit that was its last; null: at the start.
+// Explain a refusal. `last`: the visit at which the run ended; null: it was refused at the start.
 Refusal explain(const Context& context, const WantedStatus& wanted, int status, const Visit* last,
                 tag_t start);
 

@@ -1,4 +1,4 @@
-// init, check, backup: the store as a whole.
+// init, check, backup: verbs for the store as a whole.
 
 #include <CLI/CLI.hpp>
 #include <filesystem>

@@ -1,4 +1,4 @@
-// tree: a structure with the status, owner and check-out of each part.
+// tree: shows a structure with status, owner and check-out of each part.
 
 #include <CLI/CLI.hpp>
 #include <limits>
@@ -36,8 +36,8 @@ class Walk {
 public:
     Walk(Context& context, const Tree& tree) : context_(context), tree_(tree), writer_(context) {}
 
-    // Every part is written when it is reached; what is below it follows from a list of those that
-    // wait, so that neither depth nor repetition costs more than the parts themselves.
+    // Write each part when it is reached. A list of waiting parts replaces recursion, so deep
+    // structures need no stack.
     void run(const Part& top) {
         if (tree_.filter.any())
             gather(top);
@@ -74,7 +74,7 @@ public:
 private:
     bool full() const { return tree_.limit > 0 && shown_ >= static_cast<std::size_t>(tree_.limit); }
 
-    // Find the objects that the filter lets through, and those that lead to them.
+    // Find the objects that the filter lets through, and those above them.
     void gather(const Part& top) {
         const Progress progress("looking for parts that match");
         struct Open {
@@ -102,7 +102,7 @@ private:
             needStatus(context_, tree_.filter.status);
     }
 
-    // Write a part; gives what is to be shown below it.
+    // Write a part; gives the parts to show below it.
     std::vector<Part> show(const Part& part, bool last) {
         const std::size_t level = writer_.level();
         std::vector<Part> below = partsBelow(part);
@@ -222,7 +222,7 @@ private:
     const Tree& tree_;
     TreeWriter writer_;
     std::unordered_map<tag_t, std::size_t> rooms_;  // levels that were shown below an object
-    std::unordered_map<tag_t, bool> leads_;  // to a part that the filter lets through, or is one
+    std::unordered_map<tag_t, bool> leads_;         // whether it or a part below passes the filter
     std::size_t shown_ = 0, matching_ = 0;
     bool more_ = false;
 };

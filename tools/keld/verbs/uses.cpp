@@ -1,4 +1,4 @@
-// where-used: the structures, relations and folders that an object stands in.
+// where-used: the structures, relations and folders that use an object.
 
 #include <CLI/CLI.hpp>
 #include <memory>

@@ -1,4 +1,4 @@
-// version: what of this system is at work in the process.
+// version: which programs and libraries are in use.
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -15,7 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the library prints to standard output, line by line.
+// Give what the library prints to standard output, line by line.
 std::vector<std::string> versionReport() {
     const std::string file = makeTemporaryFile("keld-version");
     {
@@ -38,7 +38,7 @@ std::vector<std::string> versionReport() {
     return lines;
 }
 
-// Date and time stand behind the version in the report's first line.
+// Date and time are after the version in the first line of the report.
 std::string buildStamp(const std::vector<std::string>& report) {
     const auto at = report.empty() ? std::string::npos : report.front().find(")  ");
     return at == std::string::npos ? "" : report.front().substr(at + 3);
@@ -63,7 +63,7 @@ int version(Context& context) {
                                          {"keld_qsktool", "KELD_CopyString"},
                                          {"keld_basetool", "KELD_GetLogLevel"}})
         context.document["libraries"].push_back(add(name, function));
-    // Whoever answers the libraries' calls: the workbench, or a server's module.
+    // The module that answers the libraries' platform calls: the workbench, or that of a server.
     context.document["platform"] = add("platform", "OBJ_save");
     for (const std::string& line : report)
         context.print(line + "\n");

@@ -1,4 +1,4 @@
-// import, load, export: whole product structures in and out.
+// import, load, export: whole product structures.
 
 #include <CLI/CLI.hpp>
 #include <cstring>
@@ -117,7 +117,7 @@ int import(Context& context, const std::string& path) {
     return show(context, path, report);
 }
 
-// What has come to the path meanwhile stays without force.
+// Move the file to the path. Without force, a link fails if a file has come there meanwhile.
 void give(const std::string& beside, const std::string& path, bool force) {
     std::error_code failure;
     if (!force) {
@@ -141,6 +141,7 @@ int exportTo(Context& context, const std::string& path, bool force) {
             const Progress progress("exporting");
             damaged = context.workbench().exportWorld(out);
         }
+        // The export lacks the contents of damaged files, so the user must know.
         noteDamaged(context, damaged);
         if (context.json())
             context.document = Json::parse(out.str());
@@ -150,7 +151,7 @@ int exportTo(Context& context, const std::string& path, bool force) {
     }
     if (fs::exists(pathOf(path)) && !force)
         throw CommandError(path + " exists already; --force overwrites it");
-    // Written beside its place and then renamed, so that a failure leaves what was there.
+    // Write to a file beside it first: after a failure the existing file is still whole.
     const std::string beside = makeFileBeside(path);
     try {
         std::ofstream out(pathOf(beside), std::ios::binary);
