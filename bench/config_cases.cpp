@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bench/child.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -36,8 +37,7 @@ void writeCases(const fs::path& directory) {
 }  // namespace
 
 int main() {
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path directory = mkdtemp(pattern.data());
+    const keld_test::Directory directory;
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     writeCases(directory);
     std::vector<double> seconds;
@@ -47,6 +47,5 @@ int main() {
     std::sort(seconds.begin(), seconds.end());
     printf("%d cases: median of %d runs %.2f s, %.1f ms each\n", kCases, kTimes,
            seconds[kTimes / 2], seconds[kTimes / 2] * 1e3 / kCases);
-    fs::remove_all(directory);
     return 0;
 }

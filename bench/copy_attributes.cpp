@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace {
@@ -189,8 +190,7 @@ int main(int argc, char** argv) {
         json |= std::string(argv[i]) == "--json";
         brief |= std::string(argv[i]) == "--short";
     }
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path top = mkdtemp(pattern.data());
+    const keld_test::Directory top;
     const fs::path stores = top / "stores";
     fs::create_directory(stores);
     setenv("KELD_LOG_FILE", (top / "keld.log").c_str(), 1);
@@ -238,6 +238,5 @@ int main(int argc, char** argv) {
     printf(json ? "]\n"
                 : "Milliseconds for the whole copy; off/obj: microseconds per object written. The "
                   "last two columns stay\nthe same where the copy grows with its objects.\n");
-    fs::remove_all(top);
     return 0;
 }

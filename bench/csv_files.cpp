@@ -6,6 +6,7 @@
 #include <string>
 
 #include "bench/child.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -47,8 +48,7 @@ void writeFiles(const fs::path& directory) {
 }  // namespace
 
 int main() {
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path directory = mkdtemp(pattern.data());
+    const keld_test::Directory directory;
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     const std::string store = (directory / "plant.db").string();
     const auto file = [&](const char* name) { return (directory / name).string(); };
@@ -66,6 +66,5 @@ int main() {
     measure("set --from, two values a row", kRows, {"set", "--from", file("values.csv")});
     measure("the same again, nothing new", kRows, {"set", "--from", file("values.csv")});
     measure("rename --from", kRenames, {"rename", "--from", file("ids.csv")});
-    fs::remove_all(directory);
     return 0;
 }

@@ -13,6 +13,7 @@
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "platform/mv_obj.h"
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace {
@@ -216,8 +217,8 @@ void measureRow(const Row& row) {
 
 int main() {
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    directory = mkdtemp(pattern.data());
+    const keld_test::Directory made;
+    directory = made;
     setenv("KELD_CFG_PATH", directory.c_str(), 1);
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     setenv("MERVANE_SYNC", "off", 1);
@@ -232,6 +233,5 @@ int main() {
     KELD_SetLogLevel(0);
     for (const Row& row : kRows)
         measureRow(row);
-    fs::remove_all(directory);
     return 0;
 }

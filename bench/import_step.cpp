@@ -5,12 +5,12 @@
 
 #include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "bench/child.h"
+#include "tests/support/files.h"
 #include "tests/support/step_generator.h"
 #include "workbench/workbench.h"
 
@@ -45,17 +45,13 @@ void measure(const fs::path& directory, const keld_test::StepShape& shape) {
 }  // namespace
 
 int main() {
-    std::string directory = (fs::temp_directory_path() / "import-step-XXXXXX").string();
-    if (!::mkdtemp(directory.data())) {
-        fprintf(stderr, "no temporary directory\n");
-        return 1;
-    }
+    const keld_test::Directory made;
+    const std::string directory = made.string();
     puts("files that grow by geometry");
     for (const std::size_t megabytes : {1, 10, 100})
         measure(directory, {.parts = 1000, .bytes = megabytes << 20});
     puts("files that grow by products");
     for (const int parts : {1000, 4000, 16000})
         measure(directory, {.parts = parts});
-    fs::remove_all(directory);
     return 0;
 }

@@ -4,8 +4,6 @@
 // Every measurement works on a new world of its own; a new store gives the same handles again, so
 // that what was recorded on one world plays on the next.
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -19,6 +17,7 @@
 #include "bench/call_recorder.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace {
@@ -146,9 +145,8 @@ Result measure(const Size& size, int rounds, const fs::path& directory, const st
 int main(int argc, char** argv) {
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
     const bool json = argc > 1 && std::string(argv[1]) == "--json";
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path directory = mkdtemp(pattern.data());
-    setenv("KELD_CFG_PATH", directory.c_str(), 1);
+    const keld_test::Directory directory;
+    setenv("KELD_CFG_PATH", directory.string().c_str(), 1);
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     const std::string file = (directory / "content").string();
     std::ofstream(file) << "content\n";
@@ -176,6 +174,5 @@ int main(int argc, char** argv) {
     }
     printf(json ? "]\n"
                 : "Microseconds per object (a revision or a related object), both passes.\n");
-    fs::remove_all(directory);
     return 0;
 }

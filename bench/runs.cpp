@@ -18,6 +18,7 @@
 #include "bench/child.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace {
@@ -223,9 +224,8 @@ void measureOne(const fs::path& directory, int parts) {
 
 int main() {
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path directory = mkdtemp(pattern.data());
-    setenv("KELD_CFG_PATH", directory.c_str(), 1);
+    const keld_test::Directory directory;
+    setenv("KELD_CFG_PATH", directory.string().c_str(), 1);
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     std::ofstream(directory / "keld_statusmanager.ini")
         << "[SelectWSO]\nBOMLine=1\nItemRevision=1\n"
@@ -239,6 +239,5 @@ int main() {
     printf("\none object's status, a whole run of its own, in a store of\n");
     for (const int parts : {1000, 10000, 100000, 1000000})
         measureOne(directory, parts);
-    fs::remove_all(directory);
     return 0;
 }

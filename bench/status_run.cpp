@@ -21,6 +21,7 @@
 #include "bench/statement_recorder.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace {
@@ -171,9 +172,8 @@ Result measure(int revisions, int step, int rounds, const fs::path& directory) {
 int main(int argc, char** argv) {
     setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);  // a row is seen when it is measured, in a pipe too
     const bool json = argc > 1 && std::string(argv[1]) == "--json";
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path directory = mkdtemp(pattern.data());
-    setenv("KELD_CFG_PATH", directory.c_str(), 1);
+    const keld_test::Directory directory;
+    setenv("KELD_CFG_PATH", directory.string().c_str(), 1);
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     writeSettings(directory);
     statement_recorder::watch();
@@ -212,6 +212,5 @@ int main(int argc, char** argv) {
                 : "Microseconds per object (a revision or a dataset); settings: the same settings "
                   "read by themselves. Targets: off/b at most 1.3, "
                   "trace/b at most 2, bare/SQL at most 3.\n");
-    fs::remove_all(directory);
     return 0;
 }

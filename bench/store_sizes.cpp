@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "bench/child.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -166,8 +167,7 @@ int main(int argc, char** argv) {
         sizes.push_back(std::max(1200, atoi(argv[i])));
     if (sizes.empty())
         sizes = {10000, 100000, 1000000};
-    std::string pattern = (fs::temp_directory_path() / "keld-bench-XXXXXX").string();
-    const fs::path directory = mkdtemp(pattern.data());
+    const keld_test::Directory directory;
     const fs::path configuration = directory / "cfg", work = directory / "work";
     fs::create_directory(configuration);
     fs::create_directory(work);
@@ -181,6 +181,5 @@ int main(int argc, char** argv) {
     for (const int size : sizes)
         stores.measure(size);
     stores.show();
-    fs::remove_all(directory);
     return 0;
 }

@@ -4,7 +4,6 @@
 
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/spdlog.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -19,6 +18,7 @@
 #include "platform/keld_qsktool.h"
 #include "platform/mv_err.h"
 #include "platform/mv_heap.h"
+#include "tests/support/files.h"
 
 // Called after failures only, and nothing fails here.
 int ERR_ask_error_text(int, char**) {
@@ -146,11 +146,9 @@ void printJson(const char* name, const Figures& f, const char* end) {
 
 int main(int argc, char** argv) {
     const bool json = argc > 1 && std::strcmp(argv[1], "--json") == 0;
-    const std::string base =
-        (std::filesystem::temp_directory_path() / ("keld_bench_" + std::to_string(getpid())))
-            .string();
-    const std::string path = base + ".log";
-    const std::string other_path = base + "_other.log";
+    const keld_test::Directory directory;
+    const std::string path = directory.at("keld.log");
+    const std::string other_path = directory.at("other.log");
     setenv("KELD_LOG_FILE", path.c_str(), 1);
     if (KELD_GetLogFilePath() == nullptr)
         return 1;
@@ -159,8 +157,6 @@ int main(int argc, char** argv) {
     const Figures returning =
         measure(&returningCalls, &otherLoggersReturningCalls, path, other_path);
     expectSameSize(path, other_path);
-    std::filesystem::remove(path);
-    std::filesystem::remove(other_path);
     if (json) {
         std::printf("{\n  \"unit\": \"ns per call\", \"calls\": %d,\n", calls_per_run);
         printJson("in_line", in_line, ",");

@@ -4,6 +4,7 @@
 
 #include "basetool/keld_ini.h"
 #include "platform/keld_basetool.h"
+#include "tests/support/files.h"
 #include "tests/support/fixed_os.h"
 #include "tests/support/log_fixture.h"
 
@@ -28,7 +29,7 @@ protected:
 };
 
 TEST_F(IniCache, KeepsAParsedFile) {
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     settle();
     const CKELD_IniContent* first = KELD_ReadIniFile(path_.string().c_str());
     const std::string* value = KELD_FindValue(first->Section("A"), "x");
@@ -37,60 +38,60 @@ TEST_F(IniCache, KeepsAParsedFile) {
 }
 
 TEST_F(IniCache, SeesAnotherSize) {
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     settle();
     EXPECT_EQ(read(), "1");
-    writeFile(path_, "[A]\nx=22\n");
+    keld_test::writeFile(path_, "[A]\nx=22\n");
     EXPECT_EQ(read(), "22");
 }
 
 TEST_F(IniCache, SeesAnotherModificationTimeToTheNanosecond) {
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     const auto time = fs::last_write_time(path_);
     settle();
     EXPECT_EQ(read(), "1");
-    writeFile(path_, "[A]\nx=2\n");
+    keld_test::writeFile(path_, "[A]\nx=2\n");
     fs::last_write_time(path_, time + std::chrono::nanoseconds(1));
     EXPECT_EQ(read(), "2");
 }
 
 TEST_F(IniCache, SeesAnotherFileOfTheSameSizeAndTime) {
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     const auto time = fs::last_write_time(path_);
     settle();
     EXPECT_EQ(read(), "1");
-    writeFile(directory_ / "new.ini", "[A]\nx=2\n");
+    keld_test::writeFile(directory_ / "new.ini", "[A]\nx=2\n");
     fs::last_write_time(directory_ / "new.ini", time);
     fs::rename(directory_ / "new.ini", path_);
     EXPECT_EQ(read(), "2");
 }
 
 TEST_F(IniCache, SeesTwoWritesWithinOneStepOfTheFilesTime) {
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     const auto time = fs::last_write_time(path_);
     const auto unix_ns = std::chrono::file_clock::to_sys(time).time_since_epoch();
     fixed_os::setClock(std::chrono::duration_cast<std::chrono::milliseconds>(unix_ns).count() + 20);
     EXPECT_EQ(read(), "1");
-    writeFile(path_, "[A]\nx=2\n");
+    keld_test::writeFile(path_, "[A]\nx=2\n");
     fs::last_write_time(path_, time);
     EXPECT_EQ(read(), "2");
 }
 
 TEST_F(IniCache, SeesAFileComeAndGo) {
     EXPECT_EQ(read(), "default");
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     settle();
     EXPECT_EQ(read(), "1");
     fs::remove(path_);
     EXPECT_EQ(read(), "default");
-    writeFile(path_, "[A]\nx=2\n");
+    keld_test::writeFile(path_, "[A]\nx=2\n");
     EXPECT_EQ(read(), "2");
 }
 
 TEST_F(IniCache, KeepsSeveralFilesApart) {
-    writeFile(path_, "[A]\nx=1\n");
+    keld_test::writeFile(path_, "[A]\nx=1\n");
     const std::string other = (directory_ / "other.ini").string();
-    writeFile(other, "[A]\nx=2\n");
+    keld_test::writeFile(other, "[A]\nx=2\n");
     settle();
     char out[1025] = "";
     for (int i = 0; i < 2; ++i) {

@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "platform/keld_basetool.h"
+#include "tests/support/files.h"
 #include "tests/support/log_fixture.h"
 
 using testing::ElementsAre;
@@ -12,7 +13,7 @@ using testing::IsEmpty;
 
 class IniFile : public LogFixture {
 protected:
-    void content(const std::string& text) { writeFile(path_, text); }
+    void content(const std::string& text) { keld_test::writeFile(path_, text); }
     std::string value(const char* section, const char* key) const {
         char out[1025] = "before";
         KELD_GetProfileString(section, key, out, "default", path_.string().c_str());

@@ -3,6 +3,7 @@
 
 #include "os/keld_os.h"
 #include "platform/keld_basetool.h"
+#include "tests/support/files.h"
 #include "tests/support/fixed_os.h"
 #include "tests/support/log_fixture.h"
 
@@ -64,7 +65,7 @@ TEST_F(LogFile, StaysTheSameForTheProcess) {
 }
 
 TEST_F(LogFile, KeepsWhatWasInIt) {
-    writeFile(log_path_, "earlier\n");
+    keld_test::writeFile(log_path_, "earlier\n");
     KELD_ERROR("now");
     EXPECT_EQ(written(), "earlier\n2013-11-14 16:13:00.000 E now\n");
 }
@@ -106,7 +107,7 @@ TEST_F(LogFileLimit, BeginsANewFileAndKeepsOneGeneration) {
     for (int i = 0; i < 25; ++i)
         KELD_ERROR("%d %s", i, text_.c_str());
     // A file holds eleven such lines when it is past its limit.
-    const auto older = splitLines(readFile(older_path_));
+    const auto older = splitLines(keld_test::readFile(older_path_));
     const auto newer = lines();
     ASSERT_EQ(older.size(), 11U);
     ASSERT_EQ(newer.size(), 3U);
@@ -128,14 +129,14 @@ TEST_F(LogFileLimit, FindsARelativePathAgainInAnotherCurrentDirectory) {
     for (int i = 0; i < 12; ++i)
         KELD_ERROR("%d %s", i, text_.c_str());
     fs::current_path(before);
-    EXPECT_EQ(splitLines(readFile(path.string() + ".1")).size(), 12U);
-    EXPECT_EQ(splitLines(readFile(path)).size(), 1U);
+    EXPECT_EQ(splitLines(keld_test::readFile(path.string() + ".1")).size(), 12U);
+    EXPECT_EQ(splitLines(keld_test::readFile(path)).size(), 1U);
     EXPECT_TRUE(fs::is_empty(directory_ / "mv"));
 }
 
 TEST_F(LogFileLimit, CountsWhatWasInTheFile) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
-    writeFile(log_path_, std::string(1024 * 1024 + 1, 'y'));
+    keld_test::writeFile(log_path_, std::string(1024 * 1024 + 1, 'y'));
     KELD_ERROR("a");
     EXPECT_EQ(lines().size(), 1U);
     EXPECT_EQ(fs::file_size(older_path_), 1024U * 1024U + 1U);
@@ -143,7 +144,7 @@ TEST_F(LogFileLimit, CountsWhatWasInTheFile) {
 
 TEST_F(LogFileLimit, IsNotReachedByAFileOfExactlyThatSize) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
-    writeFile(log_path_, std::string(1024 * 1024, 'y'));
+    keld_test::writeFile(log_path_, std::string(1024 * 1024, 'y'));
     KELD_ERROR("a");
     EXPECT_FALSE(fs::exists(older_path_));
 }
@@ -152,7 +153,7 @@ TEST_F(LogFileLimit, FollowsTheFileThatAnotherProcessHasBegun) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "1");
     KELD_ERROR("a");
     fs::rename(log_path_, older_path_);
-    writeFile(log_path_, "of the other\n");
+    keld_test::writeFile(log_path_, "of the other\n");
     KELD_ERROR("b");
     EXPECT_EQ(written(), "of the other\n2013-11-14 16:13:00.000 E b\n");
 }
@@ -183,7 +184,7 @@ TEST_F(LogFileLimit, InADirectoryThatIsGoneDropsTheLinesWithOneNote) {
 
 TEST_F(LogFileLimit, ThatIsNoNumberOrNegativeIsNone) {
     fixed_os::setEnv("KELD_LOG_MAX_MB", "-1");
-    writeFile(log_path_, std::string(1024 * 1024 + 1, 'y'));
+    keld_test::writeFile(log_path_, std::string(1024 * 1024 + 1, 'y'));
     KELD_ERROR("a");
     EXPECT_FALSE(fs::exists(older_path_));
 }

@@ -16,18 +16,14 @@
 
 #include "os/keld_os.h"
 #include "platform/keld_basetool.h"
+#include "tests/support/files.h"
 
 namespace fs = std::filesystem;
 
 // The log across processes and at their end, over the real system.
 class LogProcess : public testing::Test {
 protected:
-    LogProcess() {
-        std::string name = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
-        directory_ = mkdtemp(name.data());
-        setenv("KELD_LOG_FILE", path().c_str(), 1);
-    }
-    ~LogProcess() override { fs::remove_all(directory_); }
+    LogProcess() { setenv("KELD_LOG_FILE", path().c_str(), 1); }
 
     std::string path() const { return (directory_ / "shared.log").string(); }
 
@@ -54,7 +50,7 @@ protected:
         return result;
     }
 
-    fs::path directory_;
+    keld_test::Directory directory_;
 };
 
 // Write many lines of different lengths; most of them wait in memory for a while.

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "platform/keld_basetool.h"
+#include "tests/support/files.h"
 #include "tests/support/fixed_os.h"
 #include "tests/support/log_fixture.h"
 
@@ -13,7 +14,9 @@ static constexpr char origin[] = "KELD_ConvertedBaseIniSettings";
 class Settings : public LogFixture {
 protected:
     Settings() { fixed_os::setEnv("KELD_CFG_PATH", directory_.string()); }
-    void baseFile(const std::string& text) { writeFile(directory_ / "keld_base.ini", text); }
+    void baseFile(const std::string& text) {
+        keld_test::writeFile(directory_ / "keld_base.ini", text);
+    }
     static void fill(const char* name, std::vector<std::string> lines) {
         std::vector<char*> values;
         for (std::string& line : lines)

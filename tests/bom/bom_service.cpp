@@ -3,43 +3,23 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <regex>
-#include <sstream>
 
 #include "platform/mv_dst.h"
 #include "platform/mv_fil.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
+#include "tests/support/files.h"
 
 namespace bom {
 
 namespace fs = std::filesystem;
 
-namespace {
+namespace {}  // namespace
 
-fs::path made() {
-    std::string pattern = (fs::temp_directory_path() / "keld_bom_XXXXXX").string();
-    return ::mkdtemp(pattern.data());
-}
-
-std::string fileText(const fs::path& path) {
-    std::ifstream file(path);  // in text mode, as it is written
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
-
-}  // namespace
-
-Structure::Structure() : directory(made()) {
+Structure::Structure() {
     ::setenv("MV_TMP_DIR", directory.string().c_str(), 1);
-}
-
-Structure::~Structure() {
-    std::error_code ignored;
-    fs::remove_all(directory, ignored);
 }
 
 tag_t Structure::part(const std::string& name) {
@@ -122,7 +102,7 @@ std::string Structure::protocolPath() const {
 }
 
 std::string Structure::protocol() const {
-    return fileText(protocolPath());
+    return keld_test::readText(protocolPath());
 }
 
 std::vector<std::string> Structure::contents(tag_t dataset) {
@@ -133,7 +113,7 @@ std::vector<std::string> Structure::contents(tag_t dataset) {
     for (int i = 0; i < count; ++i) {
         const fs::path copy = directory / "exported";
         EXPECT_EQ(0, FIL_export_file(list[i], copy.string().c_str()));
-        found.push_back(fileText(copy));
+        found.push_back(keld_test::readText(copy));
         fs::remove(copy);
     }
     HEAP_free(list);

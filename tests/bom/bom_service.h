@@ -5,11 +5,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "tests/support/world.h"
 
 namespace bom {
@@ -55,7 +55,7 @@ public:
     // What the dataset holds, read back from the store.
     std::vector<std::string> contents(tag_t dataset);
 
-    const std::filesystem::path directory;
+    const keld_test::Directory directory;
 
     static inline const std::string kHeader = "\t\tComponent\t\tSeqNo. alt\tSeqNo. neu\tStatus\n";
     static constexpr const char* kDataset = "PSE_RPBOM_infodba";

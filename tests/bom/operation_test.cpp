@@ -7,6 +7,7 @@
 #include "libkeld_flow/keld_par/keld_acbomlinechildrenobjects.h"
 #include "libkeld_flow/keld_par/keld_acpackandresequencebomoperation.h"
 #include "tests/bom/bom_lines.h"
+#include "tests/support/files.h"
 
 using line_platform::kFailed;
 using line_platform::kParent;
@@ -23,21 +24,11 @@ constexpr tag_t kView = 31;
 class Operation : public bom::BomLines {
 protected:
     Operation() {
-        std::string pattern = (fs::temp_directory_path() / "keld_bom_XXXXXX").string();
-        directory = ::mkdtemp(pattern.data());
         p.lines[kParent] = {"100", "", ""};
         p.give({{"X", "10"}, {"Y", "10"}});
     }
-    ~Operation() override {
-        std::error_code ignored;
-        fs::remove_all(directory, ignored);
-    }
     std::string path(const char* name = "protocol.log") { return (directory / name).string(); }
-    static std::string content(const std::string& path) {
-        std::ifstream file(path);  // in text mode, as it is written
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-    fs::path directory;
+    keld_test::Directory directory;
     tag_t selected[1] = {kParent};
     ACPackAndResequenceBOMOperation operation{kParent, selected, 1, 1, false, 10};
 };
@@ -81,9 +72,9 @@ TEST_F(Operation, APathBeginsAProtocolWithItsHeaderAndEmptiesWhatWasThere) {
     operation.setLogFilePathName(first.data());
     EXPECT_EQ(first.data(), operation.m_sLogFilePathName);
     operation.setLogFilePathName(second.data());
-    EXPECT_EQ(kHeader, content(first)) << "closed by the second";
+    EXPECT_EQ(kHeader, keld_test::readText(first)) << "closed by the second";
     std::fflush(operation.m_pLogFile);
-    EXPECT_EQ(kHeader, content(second));
+    EXPECT_EQ(kHeader, keld_test::readText(second));
 }
 
 TEST_F(Operation, APathThatCantBeOpenedLeavesNoFileAndNoMessage) {
@@ -98,7 +89,7 @@ TEST_F(Operation, APathThatCantBeOpenedLeavesNoFileAndNoMessage) {
     EXPECT_EQ(nullptr, operation.m_pLogFile);
     operation.execute();
     EXPECT_EQ("20", p.lines[102].number) << "the work is done without a protocol";
-    EXPECT_TRUE(fs::is_empty(directory));
+    EXPECT_TRUE(fs::is_empty(directory.path()));
 }
 
 TEST_F(Operation, APathThatIsALinkIsNotFollowed) {
@@ -107,7 +98,7 @@ TEST_F(Operation, APathThatIsALinkIsNotFollowed) {
     std::string link = path();
     operation.setLogFilePathName(link.data());
     EXPECT_EQ(nullptr, operation.m_pLogFile);
-    EXPECT_EQ("kept", content(path("target")));
+    EXPECT_EQ("kept", keld_test::readText(path("target")));
 }
 
 TEST_F(Operation, WritesParentChildrenAndAnEmptyLine) {
@@ -122,7 +113,7 @@ TEST_F(Operation, WritesParentChildrenAndAnEmptyLine) {
     }
     const std::string lines =
         "\t\tX/A\t\t10\t\t\t\tuse existing\n\t\tY/A\t\t10\t\t\t\tuse existing\n\n";
-    EXPECT_EQ(kHeader + "100/A\n" + lines + "100 % %s %d/A\n" + lines, content(file));
+    EXPECT_EQ(kHeader + "100/A\n" + lines + "100 % %s %d/A\n" + lines, keld_test::readText(file));
 }
 
 TEST_F(Operation, ATopLineMayBeWorkedOnIfItsViewMayBeWrittenOrItHasNone) {

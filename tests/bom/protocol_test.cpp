@@ -7,6 +7,7 @@
 #include "platform/mv_fil.h"
 #include "platform/mv_heap.h"
 #include "tests/bom/bom_service.h"
+#include "tests/support/files.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -23,10 +24,6 @@ protected:
         EXPECT_EQ(0, DST_ask_dataset_anchor(dataset, &anchor));
         EXPECT_EQ(0, DST_count_anchor_revisions(anchor, &count));
         return count;
-    }
-    static std::string bytesOf(const fs::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
     }
     // The worked example: X, Y, X, Z, Y, of which Y has children of its own.
     tag_t worked() {
@@ -86,14 +83,14 @@ TEST_F(Protocol, OfTheSortingModeHasThemSorted) {
 TEST_F(Protocol, IsATextFileOfTheSystemAndItsDatasetHoldsTheSameBytes) {
     const tag_t dataset = run(open("100"), {}).dataset;
     const std::string line = kHeader.substr(0, kHeader.size() - 1);
-    EXPECT_EQ(line + (keld_os::bWindows ? "\r\n" : "\n"), bytesOf(protocolPath()));
+    EXPECT_EQ(line + (keld_os::bWindows ? "\r\n" : "\n"), keld_test::readFile(protocolPath()));
     int count = 0;
     tag_t* files = nullptr;
     ASSERT_EQ(0, DST_ask_all_dataset_named_refs(dataset, "Text", &count, &files));
     ASSERT_EQ(1, count);
     const fs::path copy = directory / "copy";
     EXPECT_EQ(0, FIL_export_file(files[0], copy.string().c_str()));
-    EXPECT_EQ(bytesOf(protocolPath()), bytesOf(copy));
+    EXPECT_EQ(keld_test::readFile(protocolPath()), keld_test::readFile(copy));
     HEAP_free(files);
 }
 

@@ -1,9 +1,8 @@
 // The service's arguments, its result and its traces.
 
-#include <fstream>
-
 #include "platform/keld_basetool.h"
 #include "tests/bom/bom_service.h"
+#include "tests/support/files.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -135,8 +134,7 @@ TEST_F(PackAndResequence, EachFailedReadIsReturnedAndReported) {
 
 TEST_F(PackAndResequence, ItsScopeLinesCarryALineBreakInTheName) {
     run(top, {top});
-    std::ifstream file(KELD_GetLogFilePath());
-    const std::string log{std::istreambuf_iterator<char>(file), {}};
+    const std::string log = keld_test::readText(KELD_GetLogFilePath());
     EXPECT_NE(std::string::npos, log.find(" ->KELD_PSE_PackAndResequenceBom\n")) << log;
     EXPECT_NE(std::string::npos, log.find(" <-KELD_PSE_PackAndResequenceBom\n"));
 }

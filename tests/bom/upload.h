@@ -7,7 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,37 +15,20 @@
 #include "platform/mv_dst.h"
 #include "platform/mv_fil.h"
 #include "platform/mv_heap.h"
+#include "tests/support/files.h"
 #include "tests/support/world.h"
 
 namespace bom {
 
 inline std::filesystem::path scratch() {
-    static const struct Directory {
-        Directory() {
-            std::string pattern =
-                (std::filesystem::temp_directory_path() / "keld_bom_XXXXXX").string();
-            path = ::mkdtemp(pattern.data());
-        }
-        ~Directory() {
-            std::error_code ignored;
-            std::filesystem::remove_all(path, ignored);
-        }
-        std::filesystem::path path;
-    } made;
-    return made.path;
+    static const keld_test::Directory made;
+    return made;
 }
 
 inline std::string fileWith(const std::string& content, const std::string& name = "protocol.log") {
     const auto path = scratch() / name;
     std::ofstream(path, std::ios::binary) << content;
     return path.string();
-}
-
-inline std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
 }
 
 inline std::vector<tag_t> namedReferences(tag_t dataset, const char* name = "Text") {
@@ -64,7 +46,7 @@ inline std::vector<std::string> contents(tag_t dataset) {
     for (const tag_t file : namedReferences(dataset)) {
         const auto copy = scratch() / "exported";
         EXPECT_EQ(0, FIL_export_file(file, copy.string().c_str()));
-        found.push_back(contentOf(copy));
+        found.push_back(keld_test::readFile(copy));
         std::filesystem::remove(copy);
     }
     return found;

@@ -6,9 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <sstream>
 #include <string>
@@ -17,22 +15,15 @@
 #include "delete/keld_delete_deluxe.h"
 #include "platform/mv_err.h"
 #include "platform/mv_heap.h"
+#include "tests/support/files.h"
 #include "tests/support/world.h"
 
 namespace delete_test {
 
 namespace fs = std::filesystem;
 
-inline std::string contentOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream all;
-    all << in.rdbuf();
-    return all.str();
-}
-
-inline void putFile(const fs::path& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
-}
+using keld_test::readFile;
+using keld_test::writeFile;
 
 using Tree = std::map<std::string, std::string>;
 
@@ -48,31 +39,17 @@ inline Tree treeOf(const fs::path& top) {
         else if (entry.is_directory())
             tree[name] = "dir";
         else
-            tree[name] = entry.is_regular_file() ? contentOf(entry.path()) : "device";
+            tree[name] = entry.is_regular_file() ? readFile(entry.path()) : "device";
     }
     return tree;
 }
-
-// A directory that goes with the test.
-class Place {
-public:
-    Place() {
-        std::string pattern = (fs::temp_directory_path() / "keld_delete_XXXXXX").string();
-        path = ::mkdtemp(pattern.data());
-    }
-    ~Place() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-    fs::path path;
-};
 
 class BackupWorld : public testing::Test {
 protected:
     BackupWorld() {
         fs::create_directory(top);
         fs::create_directory(outside);
-        putFile(outside / "victim.txt", "precious");
+        writeFile(outside / "victim.txt", "precious");
         ERR_clear_errors();
     }
 
@@ -88,8 +65,8 @@ protected:
         return name;
     }
     tag_t file(tag_t dataset, const std::string& name, const std::string& content) {
-        const fs::path source = place.path / "source";
-        putFile(source, content);
+        const fs::path source = place / "source";
+        writeFile(source, content);
         const tag_t made = world.bench.addFile(dataset, "Text", source.string(), "plain");
         world.put(made, "original_file_name", name);
         fs::remove(source);
@@ -125,7 +102,7 @@ protected:
     }
     // The delete log, each time of the right form as "<time>".
     std::string deleteLog(const std::string& user = "infodba") const {
-        std::istringstream in(contentOf(top / ("delete_" + user + ".log")));
+        std::istringstream in(readFile(top / ("delete_" + user + ".log")));
         std::string all;
         for (std::string line; std::getline(in, line);) {
             if (fs::path::preferred_separator == '\\' && line.ends_with('\r'))
@@ -142,9 +119,9 @@ protected:
     }
     std::vector<mervane::StackEntry> stack() { return world.bench.errorStack(); }
 
-    Place place;
-    const fs::path top = place.path / "backup";
-    const fs::path outside = place.path / "outside";
+    keld_test::Directory place;
+    const fs::path top = place / "backup";
+    const fs::path outside = place / "outside";
     world::World world;
 };
 

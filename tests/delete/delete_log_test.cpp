@@ -23,21 +23,21 @@ constexpr std::int64_t kThen = 1299503109000;
 class FixedSystem {
 public:
     FixedSystem() {
-        fixed_os::setEnv("KELD_LOG_FILE", (place.path / "keld.log").string());
+        fixed_os::setEnv("KELD_LOG_FILE", (place / "keld.log").string());
         fixed_os::setLocalOffset(60);
         fixed_os::setClock(kThen);
     }
-    Place place;
+    keld_test::Directory place;
 };
 
 class DeleteLog : public FixedSystem, public BackupWorld {
 protected:
     using BackupWorld::place;
     DeleteLog() { configureBackup(); }
-    std::string wholeLog() const { return contentOf(top / "delete_infodba.log"); }
+    std::string wholeLog() const { return readFile(top / "delete_infodba.log"); }
     std::string keldLog() const {
         (void)KELD_GetLogFilePath();
-        return contentOf(FixedSystem::place.path / "keld.log");
+        return readFile(FixedSystem::place / "keld.log");
     }
 };
 
@@ -85,7 +85,7 @@ TEST_F(DeleteLog, TreeFilesAndLogAreToldToTheByte) {
 }
 
 TEST_F(DeleteLog, AnExistingLogIsContinued) {
-    putFile(top / "delete_infodba.log", "an earlier line\n");
+    writeFile(top / "delete_infodba.log", "an earlier line\n");
     ASSERT_EQ(0, service({drawing(world.item("1").revision)}));
     EXPECT_EQ("an earlier line\n2011-03-07 14:05:09,infodba:1/A;drawing (Text);" +
                   path("1_A/drawing/drawing.txt") + "\n",
@@ -107,7 +107,7 @@ TEST_F(DeleteLog, ALineIsMadeOfItsPartsAsTheyAre) {
     EXPECT_EQ(now + "abc:4711/A;Housing (CADMASTER);S:\\backup\\4711_A\\Housing\\housing.prt\n" +
                   now + ":; ();\n" + now + "%s:%n;a\nb (%d);%\n" + now +
                   ":(null); ((null));(null)\n" + now + huge + ":; ();\n",
-              contentOf(path("own.log")));
+              readFile(path("own.log")));
 }
 
 TEST_F(DeleteLog, TheLogsNameHasTheUsersIdAsItStands) {
@@ -157,7 +157,7 @@ TEST_F(DeleteLog, WhatHasReachedTheFileEndsWithALineAtAnyTime) {
     for (int i = 0; i < 3000; ++i) {
         const std::string name(static_cast<std::size_t>(10 + i % 90), 'n');
         ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "4711/A", name.c_str(), "Text", "/b/f"));
-        const std::string now = contentOf(path("long.log"));
+        const std::string now = readFile(path("long.log"));
         if (now == before)
             continue;
         ++writes;
@@ -178,10 +178,10 @@ TEST_F(DeleteLog, ALineLongerThanTheLogsBufferIsThereWholeAtOnce) {
     ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "2", huge.c_str(), "Text", "/b/2"));
     const std::string now = "2011-03-07 14:05:09,abc:";
     const std::string expected = now + "1;a (Text);/b/1\n" + now + "2;" + huge + " (Text);/b/2\n";
-    EXPECT_EQ(expected, contentOf(path("long.log")));
+    EXPECT_EQ(expected, readFile(path("long.log")));
     ASSERT_EQ(0, WriteToDeleteLog(log, "abc", "3", "c", "Text", "/b/3"));
     KELD_CloseDeleteLog(log);
-    EXPECT_EQ(expected + now + "3;c (Text);/b/3\n", contentOf(path("long.log")));
+    EXPECT_EQ(expected + now + "3;c (Text);/b/3\n", readFile(path("long.log")));
 }
 
 TEST_F(DeleteLog, ALogThatIsCutByAFullDiskIsAnErrorAtItsEnd) {
@@ -194,7 +194,7 @@ TEST_F(DeleteLog, ALogThatIsCutByAFullDiskIsAnErrorAtItsEnd) {
         "The delete log " + path("full.log") + " can't be written, lines are missing";
     // One long line, many that fill the buffer again and again, one that waits for the end.
     for (const auto& [lines, length] : {std::pair(1, 400000), {40, 10000}, {1, 20}}) {
-        putFile(path("full.log"), std::string(static_cast<std::size_t>(300000 - 10), 'e'));
+        writeFile(path("full.log"), std::string(static_cast<std::size_t>(300000 - 10), 'e'));
         FILE* const log = KELD_OpenDeleteLog(path("full.log"));
         ASSERT_NE(nullptr, log);
         const std::string name(static_cast<std::size_t>(length), 'n');
@@ -204,7 +204,7 @@ TEST_F(DeleteLog, ALogThatIsCutByAFullDiskIsAnErrorAtItsEnd) {
             EXPECT_EQ(0, WriteToDeleteLog(log, "abc", "1", name.c_str(), "Text", "/b/f"));
         KELD_CloseDeleteLog(log);
         ASSERT_EQ(0, ::setrlimit(RLIMIT_FSIZE, &before));
-        EXPECT_EQ(300000u, contentOf(path("full.log")).size());
+        EXPECT_EQ(300000u, readFile(path("full.log")).size());
         EXPECT_TRUE(keldLog().ends_with(" E " + error + "\n")) << keldLog();
         fs::resize_file(KELD_GetLogFilePath(), 0);
     }
@@ -221,8 +221,8 @@ TEST_F(DeleteLog, AFileOfAnotherOwnerIsClosedWithoutAWordAboutTheLog) {
     KELD_CloseDeleteLog(log);
     KELD_CloseDeleteLog(nullptr);
     const std::string now = "2011-03-07 14:05:09,abc:";
-    EXPECT_EQ(now + "1;a (Text);/b/1\n", contentOf(path("other.log")));
-    EXPECT_EQ(now + "2;b (Text);/b/2\n", contentOf(path("own.log")));
+    EXPECT_EQ(now + "1;a (Text);/b/1\n", readFile(path("other.log")));
+    EXPECT_EQ(now + "2;b (Text);/b/2\n", readFile(path("own.log")));
     EXPECT_THAT(keldLog(), testing::Not(testing::HasSubstr("The delete log")));
 }
 

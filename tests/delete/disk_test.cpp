@@ -68,41 +68,41 @@ TEST_F(BackupDisk, ALogThatCannotGrowIsAnErrorLineAndTheFilesAreSaved) {
     std::string earlier;
     while (earlier.size() < 4 << 20)  // more than the library's own log needs
         earlier += "an earlier line\n";
-    putFile(top / "delete_infodba.log", earlier);
+    writeFile(top / "delete_infodba.log", earlier);
     {
         const FileSizeLimit limit(4 << 20);
         EXPECT_EQ(0, service({small}));
     }
     EXPECT_EQ("fits", saved().at("1_A/small/small.txt"));
-    EXPECT_EQ(earlier, contentOf(top / "delete_infodba.log"));
+    EXPECT_EQ(earlier, readFile(top / "delete_infodba.log"));
     EXPECT_THAT(world.lines("E"), Contains("The delete log " + path("delete_infodba.log") +
                                            " can't be written, lines are missing"));
 }
 
 TEST_F(BackupDisk, AFullFileSystemIsAFailureThatLosesNothing) {
-    const fs::path disk = place.path / "disk";
+    const fs::path disk = place / "disk";
     fs::create_directory(disk);
     if (::mount("keld_test", disk.c_str(), "tmpfs", 0, "size=256k") != 0)
         GTEST_SKIP() << "no file system can be mounted here; the limit on a file's size stands in";
     const tag_t large = drawing(revision, "large", "large.txt", std::string(1 << 20, 'x'));
     configureBackup(disk.string());
     EXPECT_EQ(kFileFailure, service({small, large}));
-    EXPECT_EQ("fits", contentOf(disk / "1_A/small/small.txt"));
+    EXPECT_EQ("fits", readFile(disk / "1_A/small/small.txt"));
     EXPECT_FALSE(fs::exists(disk / "1_A/large/large.txt"));
-    EXPECT_THAT(contentOf(disk / "delete_infodba.log"), HasSubstr("small.txt\n"));
+    EXPECT_THAT(readFile(disk / "delete_infodba.log"), HasSubstr("small.txt\n"));
     ::umount(disk.c_str());
 }
 
 TEST_F(BackupDisk, AFileInTheDirectorysPlaceIsAFailureAndStays) {
     fs::create_directory(top / "1_A");
-    putFile(top / "1_A/small", "in the way");
+    writeFile(top / "1_A/small", "in the way");
     EXPECT_EQ(kFileFailure, service({small}));  // it exists, but nothing can be put into it
     EXPECT_EQ("in the way", saved().at("1_A/small"));
     EXPECT_EQ("", deleteLog());
 }
 
 TEST_F(BackupDisk, AFileInTheParentsPlaceIsADirectoryThatCannotBeMade) {
-    putFile(top / "1_A", "in the way");
+    writeFile(top / "1_A", "in the way");
     EXPECT_EQ(1100, service({small}));
     EXPECT_EQ((Tree{{"1_A", "in the way"}}), saved());
     EXPECT_EQ(1100, stack().back().status);
@@ -110,9 +110,9 @@ TEST_F(BackupDisk, AFileInTheParentsPlaceIsADirectoryThatCannotBeMade) {
 
 TEST_F(BackupDisk, AFileInTheTopDirectorysPlaceIsADirectoryThatCannotBeMade) {
     fs::remove_all(top);
-    putFile(top, "in the way");
+    writeFile(top, "in the way");
     EXPECT_EQ(1100, service({small}));
-    EXPECT_EQ("in the way", contentOf(top));
+    EXPECT_EQ("in the way", readFile(top));
     EXPECT_THAT(world.lines("E"),
                 Contains("The delete log " + path("delete_infodba.log") + " can't be opened"));
 }

@@ -102,7 +102,7 @@ TEST_F(BackupFileNamesOfADataset, NoneOfThemIsLost) {
     EXPECT_EQ("backslash", saved().at("1_A/drawing/a_b_2.txt"));
     EXPECT_EQ("plain", saved().at("1_A/drawing/a_b_3.txt"));
     EXPECT_EQ("evil", saved().at("1_A/drawing/.._.._outside_victim.txt"));
-    EXPECT_EQ("precious", contentOf(outside / "victim.txt"));
+    EXPECT_EQ("precious", readFile(outside / "victim.txt"));
     EXPECT_THAT(deleteLog(), testing::HasSubstr(";" + path("1_A/drawing/a_b_2.txt") + "\n"));
 }
 
@@ -185,7 +185,7 @@ TEST_F(BackupDirectories, OneThatExistsIsLeftAsItIs) {
 }
 
 TEST_F(BackupDirectories, OneThatCannotBeMadeIsToldWithBothCommands) {
-    putFile(top / "a", "a file");
+    writeFile(top / "a", "a file");
     EXPECT_EQ(1100, CreateAndCheckSubDir(path("a/b").c_str()));
     const auto lines = world.lines("W");
     ASSERT_EQ(2u, lines.size());

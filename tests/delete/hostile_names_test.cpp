@@ -201,7 +201,7 @@ class HostileNames : public BackupWorld {
 protected:
     HostileNames() {
         configureBackup();
-        fs::create_directory(place.path / "hit");  // so that names in it lead somewhere
+        fs::create_directory(place / "hit");  // so that names in it lead somewhere
         fs::create_directory(outside / "deep");
         fs::current_path(outside);
     }
@@ -209,7 +209,7 @@ protected:
 
     // Everything around the backup directory.
     Tree around() const {
-        Tree tree = treeOf(place.path);
+        Tree tree = treeOf(place);
         std::erase_if(tree, [](const auto& each) { return each.first.starts_with("backup/"); });
         return tree;
     }
@@ -374,9 +374,9 @@ TEST_F(PlantedObjects, ALinkAtTheFilesPlaceIsNeitherFollowedNorDeleted) {
 
 TEST_F(PlantedObjects, ADirectoryOrDeviceAtTheFilesPlaceIsNotDeleted) {
     fs::create_directories(top / "1_A/drawing/drawing.txt");
-    putFile(top / "1_A/drawing/drawing.txt/inside", "kept");
+    writeFile(top / "1_A/drawing/drawing.txt/inside", "kept");
     expectRefused(710024);
-    EXPECT_EQ("kept", contentOf(top / "1_A/drawing/drawing.txt/inside"));
+    EXPECT_EQ("kept", readFile(top / "1_A/drawing/drawing.txt/inside"));
     fs::remove_all(top / "1_A/drawing/drawing.txt");
     ASSERT_EQ(0, mkfifo((top / "1_A/drawing/drawing.txt").c_str(), 0600));
     expectRefused(710024);
@@ -388,7 +388,7 @@ TEST_F(PlantedObjects, AHardLinkAtTheFilesPlaceLosesOnlyItsName) {
     fs::create_hard_link(outside / "victim.txt", top / "1_A/drawing/drawing.txt");
     EXPECT_EQ(0, service({dataset}));
     EXPECT_EQ("sheet 1\n", saved().at("1_A/drawing/drawing.txt"));
-    EXPECT_EQ("precious", contentOf(outside / "victim.txt"));
+    EXPECT_EQ("precious", readFile(outside / "victim.txt"));
 }
 
 TEST_F(PlantedObjects, ALinkAtTheLogsPlaceIsNotFollowed) {
@@ -402,8 +402,8 @@ TEST_F(PlantedObjects, ALinkAtTheLogsPlaceIsNotFollowed) {
 }
 
 TEST_F(PlantedObjects, TheTopDirectoryItselfMayBeALink) {
-    fs::create_directory_symlink(top, place.path / "link");
-    configureBackup((place.path / "link").string());
+    fs::create_directory_symlink(top, place / "link");
+    configureBackup((place / "link").string());
     EXPECT_EQ(0, service({dataset}));
     EXPECT_EQ("sheet 1\n", saved().at("1_A/drawing/drawing.txt"));
 }

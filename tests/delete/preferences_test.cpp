@@ -32,10 +32,10 @@ protected:
 }  // namespace
 
 TEST_F(DeletePreferences, WithoutABackupDirectoryTheChecksRunAndNoFileIsTouched) {
-    const Tree before = treeOf(place.path);
+    const Tree before = treeOf(place);
     EXPECT_EQ(0, service({drawn}));
     EXPECT_EQ(919502, service({part("CADMASTER")}));
-    EXPECT_EQ(before, treeOf(place.path));
+    EXPECT_EQ(before, treeOf(place));
 }
 
 TEST_F(DeletePreferences, AnEmptyBackupDirectorySwitchesTheBackupOff) {
@@ -50,10 +50,10 @@ TEST_F(DeletePreferences, TheFirstCallOfAProcessFixesThem) {
     configureBackup();
     world.bench.setPreference(kTypes, {"Sketch"});
     EXPECT_EQ(0, service({}));
-    configureBackup((place.path / "elsewhere").string());
+    configureBackup((place / "elsewhere").string());
     world.bench.setPreference(kTypes, {"CADMASTER"});
     EXPECT_EQ(0, service({part("CADMASTER"), drawn}));
-    EXPECT_FALSE(fs::exists(place.path / "elsewhere"));
+    EXPECT_FALSE(fs::exists(place / "elsewhere"));
     EXPECT_THAT(saved(), Contains(testing::Key("3_A/drawing/drawing.txt")));
 }
 

@@ -56,12 +56,12 @@ protected:
 TEST_F(VanishingDirectories, TheDatasetsDirectoryVanishesBetweenTwoFiles) {
     behind_export = [&](int number) {
         if (number == 2)
-            fs::rename(top / "1_A/first", place.path / "moved");
+            fs::rename(top / "1_A/first", place / "moved");
     };
     EXPECT_EQ(kFileFailure, service({first, second}));
     EXPECT_EQ(3, exports);
     EXPECT_EQ((Tree{{"1_A", "dir"}}), saved());
-    EXPECT_EQ((Tree{{"a.txt", "a"}, {"b.txt", "b"}}), treeOf(place.path / "moved"));
+    EXPECT_EQ((Tree{{"a.txt", "a"}, {"b.txt", "b"}}), treeOf(place / "moved"));
     EXPECT_EQ(line("first", "a.txt") + line("first", "b.txt"), deleteLog());
     // The list can be tried again.
     behind_export = nullptr;
@@ -82,11 +82,11 @@ TEST_F(VanishingDirectories, TheRevisionsDirectoryVanishesBetweenTwoDatasetsAndI
 TEST_F(VanishingDirectories, TheTopDirectoryVanishesAndTheOpenLogHarmsNothing) {
     behind_export = [&](int number) {
         if (number == 1)
-            fs::rename(top, place.path / "moved");
+            fs::rename(top, place / "moved");
     };
     EXPECT_EQ(kFileFailure, service({first, second}));
     EXPECT_FALSE(fs::exists(top));
-    const Tree moved = treeOf(place.path / "moved");
+    const Tree moved = treeOf(place / "moved");
     EXPECT_EQ("a", moved.at("1_A/first/a.txt"));
     EXPECT_EQ(1, std::ranges::count(moved.at("delete_infodba.log"), '\n'));
 }
@@ -94,7 +94,7 @@ TEST_F(VanishingDirectories, TheTopDirectoryVanishesAndTheOpenLogHarmsNothing) {
 TEST_F(VanishingDirectories, ALinkThatTakesTheDirectorysPlaceIsFoundByTheNextDataset) {
     behind_export = [&](int number) {
         if (number == 3) {
-            fs::rename(top / "1_A", place.path / "moved");
+            fs::rename(top / "1_A", place / "moved");
             fs::create_directory_symlink(outside, top / "1_A");
         }
     };
@@ -112,7 +112,7 @@ TEST_F(VanishingDirectories, TheLogReachesItsFileInPiecesThatEndAtALinesEnd) {
     behind_export = [&](int number) {
         const std::uintmax_t size = fs::file_size(top / "delete_infodba.log");
         if (sizes.insert(size).second && size > 0)
-            torn += contentOf(top / "delete_infodba.log").back() != '\n';
+            torn += readFile(top / "delete_infodba.log").back() != '\n';
         EXPECT_LE(fs::file_size(top / "delete_infodba.log"), 400u * static_cast<unsigned>(number));
     };
     EXPECT_EQ(0, service({second, second, first}));

@@ -4,11 +4,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tools/keld/lint/keys.h"
 
@@ -18,8 +17,7 @@ using keld::ConfigKey;
 using testing::HasSubstr;
 
 std::string textOf(const std::string& path) {
-    std::ifstream in(std::string(KELD_SOURCE_DIR) + "/" + path);
-    return {std::istreambuf_iterator<char>(in), {}};
+    return keld_test::readText(std::string(KELD_SOURCE_DIR) + "/" + path);
 }
 
 const std::string& page() {

@@ -5,7 +5,6 @@
 #include <sys/wait.h>
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <regex>
@@ -13,6 +12,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 
 namespace {
@@ -77,23 +77,6 @@ std::string joined(const std::vector<std::string>& lines) {
     return all;
 }
 
-class Directory {
-public:
-    Directory() {
-        std::string pattern = (fs::temp_directory_path() / "keld-tour-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw std::runtime_error("no temporary directory");
-        path_ = pattern;
-        for (const char* name : {"samples", "docs"})
-            fs::create_directory_symlink(fs::path(KELD_SOURCE_DIR) / name, path_ / name);
-    }
-    ~Directory() { fs::remove_all(path_); }
-    const fs::path& path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
 // A progress line, which a slow machine may print.
 bool isProgress(const std::string& line) {
     const std::size_t at = line.find(" ... ");
@@ -106,10 +89,12 @@ bool isProgress(const std::string& line) {
 
 // Run the steps of a document; the differences as text, empty if there are none.
 std::string run(const std::vector<Step>& steps) {
-    Directory directory;
+    const keld_test::Directory directory;
+    for (const char* name : {"samples", "docs"})
+        fs::create_directory_symlink(fs::path(KELD_SOURCE_DIR) / name, directory / name);
     std::string differences;
     const std::string prologue =
-        "cd '" + directory.path().string() +
+        "cd '" + directory.string() +
         "' && export PATH='" KELD_PROGRAM_DIR
         ":'\"$PATH\" TZ=UTC LC_ALL=C && unset KELD_CFG_PATH KELD_LOG_FILE KELD_LOG_LEVEL "
         "MERVANE_STORE && exec 2>&1 </dev/null && ";

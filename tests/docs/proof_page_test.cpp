@@ -3,22 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <set>
 #include <string>
 
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string content(const fs::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 // The names after "scripts/" in a text.
 std::set<std::string> named(const std::string& text) {
@@ -34,16 +29,16 @@ TEST(ProofPage, NamesEveryCommandAndNoneThatIsNotThere) {
     for (const auto& entry : fs::directory_iterator(KELD_SOURCE_DIR "/scripts"))
         there.insert(entry.path().filename().string());
     ASSERT_GE(there.size(), 10u);
-    EXPECT_EQ(named(content(KELD_SOURCE_DIR "/docs/proof.md")), there);
+    EXPECT_EQ(named(keld_test::readText(KELD_SOURCE_DIR "/docs/proof.md")), there);
 }
 
 // The first table of the page is what is run; a step that CI loses is lost here, too.
 TEST(ProofPage, TellsTheStepsThatEveryRunTakes) {
-    const std::string page = content(KELD_SOURCE_DIR "/docs/proof.md");
+    const std::string page = keld_test::readText(KELD_SOURCE_DIR "/docs/proof.md");
     const std::size_t first = page.find("## In every CI run"),
                       second = page.find("## By a command");
     ASSERT_LT(first, second);
-    const std::string run = content(KELD_SOURCE_DIR "/.ci/run");
+    const std::string run = keld_test::readText(KELD_SOURCE_DIR "/.ci/run");
     const std::string steps = page.substr(first, second - first);
     const std::regex row("\n\\| `([^`]+)`");
     int rows = 0;

@@ -4,22 +4,16 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 #include <string>
 
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string content(const fs::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 std::set<std::string> matches(const std::string& text, const std::string& pattern) {
     std::set<std::string> found;
@@ -33,14 +27,14 @@ TEST(SettingNames, EveryVariableAndPreferenceThatTheLibrariesReadIsInTheListOfSe
     std::string sources;
     for (const auto& entry : fs::recursive_directory_iterator(KELD_SOURCE_DIR "/src"))
         if (entry.path().extension() == ".cpp")
-            sources += content(entry.path());
+            sources += keld_test::readText(entry.path());
     std::set<std::string> names = matches(sources, "GetEnv\\(\"([A-Z_]+)\"");
     names.merge(matches(
         sources,
         "\"((?:KELD_(?:CFG|LOG|DISABLE|DEL|CopyAttributes_)|ART_id_|PackAndResequenceBOM\\.|MV_TMP)"
         "[A-Za-z_]*)\""));
     ASSERT_GE(names.size(), 20u);
-    const std::string settings = content(KELD_SOURCE_DIR "/docs/settings.md");
+    const std::string settings = keld_test::readText(KELD_SOURCE_DIR "/docs/settings.md");
     for (const std::string& name : names)
         EXPECT_NE(settings.find("`" + name + "`"), std::string::npos)
             << name << " is read, but isn't in docs/settings.md";

@@ -2,7 +2,6 @@
 // through the exported service, and a refused run that leaves the store as it was.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -11,6 +10,7 @@
 #include <string>
 
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tests/support/step_generator.h"
 #include "workbench/workbench.h"
@@ -27,26 +27,17 @@ Workbench& bench() {
 class FreezeStructure : public testing::Test {
 protected:
     FreezeStructure() {
-        std::string pattern = (fs::temp_directory_path() / "keld-freeze-XXXXXX").string();
-        directory_ = mkdtemp(pattern.data());
         setenv("KELD_CFG_PATH", directory_.string().c_str(), 1);
         setenv("KELD_LOG_FILE", (directory_ / "keld.log").string().c_str(), 1);
         setenv("KELD_LOG_LEVEL", "2", 1);
-        configure(fileText(fs::path(KELD_SOURCE_DIR) / "samples/keld_statusmanager.ini"));
+        const fs::path sample = fs::path(KELD_SOURCE_DIR) / "samples/keld_statusmanager.ini";
+        EXPECT_TRUE(fs::exists(sample)) << sample;
+        configure(keld_test::readFile(sample));
         bench().openSession(bench().openStore(":memory:"), {});
     }
-    ~FreezeStructure() override {
-        std::error_code ignored;  // Windows keeps the log, which is open
-        fs::remove_all(directory_, ignored);
-    }
 
-    static std::string fileText(const fs::path& path) {
-        std::ifstream file(path, std::ios::binary);
-        EXPECT_TRUE(file) << path;
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
     void configure(const std::string& text) {
-        std::ofstream(directory_ / "keld_statusmanager.ini", std::ios::binary) << text;
+        keld_test::writeFile(directory_ / "keld_statusmanager.ini", text);
     }
     static int run(tag_t object, const std::string& type, const std::string& status) {
         bench().sendArguments({status, type, object});
@@ -72,7 +63,7 @@ protected:
     }
     void freezeAndRefuse(const ImportReport& report);
 
-    fs::path directory_;
+    keld_test::Directory directory_;
 };
 
 void FreezeStructure::freezeAndRefuse(const ImportReport& report) {

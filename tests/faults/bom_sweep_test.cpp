@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
 
 #include "platform/keld_se.h"
 #include "tests/faults/bom_rules.h"
 #include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 
 using faults::Outcome;
@@ -72,13 +72,10 @@ Scenario scenario(const std::string& name, const std::function<void(World&)>& ma
 }  // namespace
 
 TEST(FaultSweep, PackAndResequence) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "keld_sweep_XXXXXX").string();
-    const std::filesystem::path directory = ::mkdtemp(pattern.data());
+    const keld_test::Directory directory;
     ::setenv("MV_TMP_DIR", (directory / "p").c_str(), 1);
     expectSweep("pack and resequence",
                 {scenario("keeping, first protocol", build, 0),
                  scenario("sorting, second protocol", buildWithProtocol, 1)},
                 faults::bomRules());
-    std::error_code ignored;
-    std::filesystem::remove_all(directory, ignored);
 }

@@ -5,12 +5,12 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
 #include "platform/keld_se.h"
 #include "tests/faults/delete_rules.h"
 #include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
+#include "tests/support/files.h"
 
 using faults::Outcome;
 using faults::Scenario;
@@ -76,11 +76,6 @@ void refused(World& world, bool full_folder) {
     }
 }
 
-std::string contentOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
 // A go-ahead only with every file saved, and a line of the log for each file that is there.
 std::vector<std::string> look(World&, const faults::Record&) {
     std::vector<std::string> problems;
@@ -90,14 +85,14 @@ std::vector<std::string> look(World&, const faults::Record&) {
         if (!entry.is_regular_file())
             continue;
         if (entry.path().extension() == ".log")
-            log += contentOf(entry.path());
+            log += keld_test::readFile(entry.path());
         else
             files.push_back(entry.path());
     }
     for (const fs::path& file : files) {
         if (log.find(file.string()) == std::string::npos)
             problems.push_back("no line for " + file.string());
-        if (contentOf(file) != file.filename().string())
+        if (keld_test::readFile(file) != file.filename().string())
             problems.push_back(file.string() + " has another content");
     }
     if (with_backup && last_status == 0 && files.size() != 7)
@@ -121,8 +116,8 @@ Scenario scenario(const std::string& name, const std::function<void(World&)>& ma
 }  // namespace
 
 TEST(FaultSweep, Deletion) {
-    std::string pattern = (fs::temp_directory_path() / "keld_faults_XXXXXX").string();
-    place = ::mkdtemp(pattern.data());
+    const keld_test::Directory directory;
+    place = directory;
     expectSweep("deletion",
                 {scenario(
                      "backup", [](World& world) { build(world, true); }, 0),

@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -18,6 +17,7 @@
 #include "tests/faults/job_rules.h"
 #include "tests/faults/service.h"
 #include "tests/faults/sweep.h"
+#include "tests/support/files.h"
 
 using faults::Call;
 using faults::Outcome;
@@ -293,8 +293,8 @@ Scenario itemOf(const std::string& name, const std::function<Outcome(World&)>& r
 }  // namespace
 
 TEST(FaultSweep, JobFiles) {
-    std::string pattern = (fs::temp_directory_path() / "keld_faults_XXXXXX").string();
-    place = ::mkdtemp(pattern.data());
+    const keld_test::Directory directory;
+    place = directory;
     expectSweep(
         "job files",
         {filesOf("all types",

@@ -18,6 +18,7 @@
 
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/mutator.h"
+#include "tests/support/files.h"
 #include "tests/support/share.h"
 
 #ifdef __SANITIZE_ADDRESS__
@@ -138,14 +139,11 @@ void run(const std::string& input) {
 }
 
 std::string read(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
+    if (!std::ifstream(path, std::ios::binary)) {
         std::fprintf(stderr, "%s: %s can't be read\n", target, path.c_str());
         std::exit(2);
     }
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
+    return keld_test::readFile(path);
 }
 
 // In the order of their names, so that the same seed means the same inputs everywhere.

@@ -12,6 +12,7 @@
 #include "platform/keld_basetool.h"
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/plain.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -74,14 +75,8 @@ void compareText(std::string_view text, const Sections& expected) {
 }
 
 const std::filesystem::path& directory() {
-    static const std::filesystem::path path = [] {
-        auto made = std::filesystem::temp_directory_path() /
-                    ("keld-fuzz-ini-" + std::to_string(::getpid()));
-        std::filesystem::create_directory(made);
-        std::atexit([] { std::filesystem::remove_all(directory()); });
-        return made;
-    }();
-    return path;
+    static const keld_test::Directory made;
+    return made;
 }
 
 // The name in the other case: no difference to the library.

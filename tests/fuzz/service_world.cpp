@@ -23,22 +23,23 @@ namespace fs = std::filesystem;
 constexpr int calls_per_world = 64;
 constexpr std::size_t most_text = 1 << 20;
 
-std::string makeRoot() {
-    std::string pattern = (fs::temp_directory_path() / "keld_fuzz_XXXXXX").string();
-    require(mkdtemp(pattern.data()) != nullptr, "a directory can be made");
+// Let the library use nothing but this directory, and give its path.
+std::string useRoot(const keld_test::Directory& directory) {
+    const std::string root = directory.string();
     for (const char* name : {"KELD_CFG_PATH", "MV_TMP_DIR", "TEMP", "TMP"})
-        setenv(name, pattern.c_str(), 1);
-    setenv("KELD_LOG_FILE", (pattern + "/keld.log").c_str(), 1);
+        setenv(name, root.c_str(), 1);
+    setenv("KELD_LOG_FILE", (root + "/keld.log").c_str(), 1);
     setenv("KELD_DISABLE_LOCPREF_CACHE", "1", 1);
     setenv("KELD_DISABLE_COPYATTR_CACHE", "1", 1);
-    return pattern;
+    return root;
 }
 
 }  // namespace
 
 ServiceWorld::ServiceWorld()
     : bench_(*mervane_workbench()),
-      root_(makeRoot()),
+      directory_(std::make_unique<keld_test::Directory>()),
+      root_(useRoot(*directory_)),
       output_(dup(STDOUT_FILENO)),
       nowhere_(open("/dev/null", O_WRONLY | O_CLOEXEC)) {
     require(output_ >= 0 && nowhere_ >= 0, "the output can be turned away");
@@ -54,8 +55,7 @@ ServiceWorld& serviceWorld() {
 
 void ServiceWorld::leave() {
     checkStore();
-    std::error_code ignored;
-    fs::remove_all(root_, ignored);
+    directory_.reset();
 }
 
 void ServiceWorld::build() {

@@ -6,6 +6,7 @@
 
 #include "tests/fuzz/fuzz.h"
 #include "tests/fuzz/service_input.h"
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace fuzz {
@@ -49,7 +50,8 @@ private:
     void checkStore();
 
     mervane::Workbench& bench_;
-    std::string root_;
+    std::unique_ptr<keld_test::Directory> directory_;
+    std::string root_;  // its path
     int output_, nowhere_;
     mervane::Workbench::StoreId store_ = 0;
     bool open_ = false;

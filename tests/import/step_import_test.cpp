@@ -10,6 +10,7 @@
 #include "platform/mv_rel.h"
 #include "tests/import/step_text.h"
 #include "tests/import/world_support.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tests/support/step_generator.h"
 
@@ -63,7 +64,7 @@ class RealStepImport : public testing::TestWithParam<RealFile> {};
 TEST_P(RealStepImport, HasItsItemsItsOccurrencesAndItsExplodedLines) {
     const RealFile& file = GetParam();
     const std::string path = std::string(KELD_SOURCE_DIR) + "/../shared/data/step/" + file.name;
-    const std::string text = fileText(path);
+    const std::string text = readFile(path);
     if (text.empty())
         GTEST_SKIP() << "the real product structures are not beside the project";
     const OpenStore store;

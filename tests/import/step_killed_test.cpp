@@ -11,36 +11,19 @@
 
 #include "tests/import/step_text.h"
 #include "tests/import/world_support.h"
+#include "tests/support/files.h"
 #include "tests/support/step_generator.h"
 
 using namespace keld_test;
 
-namespace {
-
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        path_ = (std::filesystem::temp_directory_path() / "step-import-XXXXXX").string();
-        if (!::mkdtemp(path_.data()))
-            throw std::runtime_error("no temporary directory");
-    }
-    ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-    std::string path(const std::string& name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-};
-
-}  // namespace
-
 // A child process imports and is killed at some moment; the store has all of the import or nothing.
 TEST(StepImport, AKilledImportLeavesAllOrNothing) {
-    const TemporaryDirectory directory;
+    const Directory directory;
     std::ostringstream text;
     const StepCounts counts = writeStep(text, {.parts = 400, .children = 4, .bytes = 2'000'000});
     int done = 0, undone = 0, delay = 5;
     for (int round = 0; round < 12; ++round) {
-        const std::string path = directory.path("store" + std::to_string(round));
+        const std::string path = directory.at("store" + std::to_string(round));
         const pid_t child = ::fork();
         ASSERT_GE(child, 0);
         if (child == 0) {

@@ -1,16 +1,15 @@
 // An export that is imported into a new store gives the same export again.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
-#include <filesystem>
 #include <limits>
 #include <random>
 #include <utility>
 
 #include "platform/mv_dbo.h"
 #include "tests/import/world_support.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 
 using namespace keld_test;
@@ -40,14 +39,6 @@ void expectRoundTrip(const OpenStore& store) {
 
 std::string samplePath() {
     return std::string(KELD_SOURCE_DIR) + "/samples/gearbox.json";
-}
-
-std::string writeFile(const std::string& bytes) {
-    static int count = 0;
-    const auto path = std::filesystem::temp_directory_path() /
-                      ("world-test-" + std::to_string(::getpid()) + "-" + std::to_string(++count));
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path.string();
 }
 
 // Fills a store with whatever an export has to carry.
@@ -159,8 +150,10 @@ private:
 
     void makeDataset() {
         const tag_t dataset = store_->createDataset("XData", "data" + text());
-        const std::string text_file = writeFile("line\r\nline\n"),
-                          binary = writeFile(std::string("\0\xFF\n", 3));
+        const Directory directory;
+        const std::string text_file = directory.at("text"), binary = directory.at("binary");
+        writeFile(text_file, "line\r\nline\n");
+        writeFile(binary, std::string("\0\xFF\n", 3));
         store_->addFile(dataset, "XRef", text_file, "a.txt");
         store_->addFile(dataset, "YRef", binary, "b.bin");
         const tag_t second = store_->createDatasetVersion(dataset);
@@ -169,8 +162,6 @@ private:
         store_->relate(revisions_[0], second, "VANE_specification");
         objects_.push_back(dataset);
         objects_.push_back(second);
-        std::filesystem::remove(text_file);
-        std::filesystem::remove(binary);
     }
 
     void makeRelations() {
@@ -232,11 +223,11 @@ private:
 }  // namespace
 
 TEST(WorldRoundTrip, AnExportIsOfOneMomentWhileOthersSave) {
-    const auto path =
-        std::filesystem::temp_directory_path() / ("world-moment-" + std::to_string(::getpid()));
-    mervane_workbench()->createStore(path.string());
+    const Directory directory;
+    const std::string path = directory.at("store");
+    mervane_workbench()->createStore(path);
     {
-        const OpenStore reader(path.string()), writer(path.string());
+        const OpenStore reader(path), writer(path);
         const std::string before = reader.exported();
         Interrupted buffer([&] { writer->createItem("000777", "", "", "A", nullptr); });
         std::ostream out(&buffer);
@@ -245,9 +236,6 @@ TEST(WorldRoundTrip, AnExportIsOfOneMomentWhileOthersSave) {
         EXPECT_TRUE(reader.exported() == writer.exported());
         EXPECT_NE(reader.exported().find("000777"), std::string::npos);
     }
-    for (const char* suffix :
-         {"", ".volume", "-wal", "-shm", "-locks", "-locks-guard", "-sessions"})
-        std::filesystem::remove_all(path.string() + suffix);
 }
 
 TEST(WorldRoundTrip, ANewStoreComesBack) {
@@ -264,7 +252,7 @@ TEST(WorldRoundTrip, TheFirstUserGroupAndSiteOfAStoreAreNotDoubled) {
 
 TEST(WorldRoundTrip, TheSampleComesBack) {
     const OpenStore store;
-    store.import(fileText(samplePath()));
+    store.import(readFile(samplePath()));
     expectRoundTrip(store);
 }
 

@@ -7,6 +7,7 @@
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
 #include "tests/import/world_support.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 
 using namespace keld_test;
@@ -180,7 +181,7 @@ TEST(WorldShortForms, ARightForSomebodyUnknownIsNoted) {
 TEST(WorldShortForms, TheSampleIsAWholeProduct) {
     const OpenStore store;
     const auto report =
-        store.import(fileText(std::string(KELD_SOURCE_DIR) + "/samples/gearbox.json"));
+        store.import(readFile(std::string(KELD_SOURCE_DIR) + "/samples/gearbox.json"));
     EXPECT_EQ(report.items, 14);
     EXPECT_EQ(report.revisions, 16);
     EXPECT_EQ(report.occurrences, 17);
@@ -189,7 +190,7 @@ TEST(WorldShortForms, TheSampleIsAWholeProduct) {
 }
 
 TEST(WorldShortForms, TheWorkedExamplesOfTheDocumentAreImported) {
-    const std::string document = fileText(std::string(KELD_SOURCE_DIR) + "/docs/json-world.md");
+    const std::string document = readFile(std::string(KELD_SOURCE_DIR) + "/docs/json-world.md");
     int examples = 0;
     for (std::size_t at = 0; (at = document.find("```json\n", at)) != std::string::npos;) {
         at += 8;

@@ -2,11 +2,11 @@
 
 // A store in memory with a session on it, for tests of imports and exports.
 
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
 
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace keld_test {
@@ -62,11 +62,6 @@ inline std::string failureOf(const std::function<void()>& body) {
         return failure.what();
     }
     return "no failure";
-}
-
-inline std::string fileText(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
 }
 
 }  // namespace keld_test

@@ -18,6 +18,7 @@
 #include "tests/injection/program_run.h"
 #include "tests/injection/sandbox.h"
 #include "tests/injection/verbs.h"
+#include "tests/support/files.h"
 
 namespace injection {
 
@@ -93,7 +94,7 @@ private:
         if (result.exit_code != 0 || !verb.done(sandbox_, state))
             problem(verb, "nothing", "an undisturbed run doesn't do what it is for", result);
         std::map<std::string, int> calls;
-        std::istringstream in(content(counts));
+        std::istringstream in(keld_test::readFile(counts));
         std::string call;
         for (int count = 0; in >> call >> count;)
             calls[call] += count;

@@ -4,21 +4,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <functional>
 
 #include "tests/injection/program_run.h"
 #include "tests/injection/sandbox.h"
+#include "tests/support/files.h"
 
 using namespace injection;
+using keld_test::readFile;
+using keld_test::writeFile;
 
 namespace {
 
 using Damage = std::function<void(const std::string&)>;
-
-void write(const std::string& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
-}
 
 struct Kind {
     const char* name;
@@ -32,16 +30,16 @@ void replace(const std::string& path, const std::function<int(const char*)>& mak
 
 const Kind kKinds[] = {
     {"missing", [](const auto& path) { fs::remove_all(path); }},
-    {"empty", [](const auto& path) { write(path, ""); }},
+    {"empty", [](const auto& path) { writeFile(path, ""); }},
     {"cut", [](const auto& path) { fs::resize_file(path, fs::file_size(path) / 2); }},
     {"changed",
      [](const auto& path) {
-         std::string bytes = content(path);
+         std::string bytes = readFile(path);
          for (std::size_t i = bytes.size() / 3; i < bytes.size(); i += 97)
              bytes[i] = static_cast<char>(bytes[i] ^ 0x5A);
-         write(path, bytes);
+         writeFile(path, bytes);
      }},
-    {"something else", [](const auto& path) { write(path, std::string(20'000, 'x') + "\n"); }},
+    {"something else", [](const auto& path) { writeFile(path, std::string(20'000, 'x') + "\n"); }},
     {"directory",
      [](const auto& path) { replace(path, [](const char* at) { return ::mkdir(at, 0700); }); }},
     {"pipe",
@@ -64,7 +62,7 @@ protected:
         if (name != "keld.db.volume/*")
             return sandbox.path(name);
         for (const auto& entry : fs::directory_iterator(sandbox.path("keld.db.volume")))
-            if (content(entry.path()) == "sheet 1\n")
+            if (readFile(entry.path()) == "sheet 1\n")
                 return entry.path().string();
         return "";
     }
@@ -83,13 +81,13 @@ TEST_P(OneFile, IsDamagedOrReplacedWithoutHarm) {
         sandbox.renew();
         const std::string path = prepared(sandbox, name);
         if (!fs::exists(path))
-            write(path, std::string(5000, 'y'));
+            writeFile(path, std::string(5000, 'y'));
         const std::string kept = path + ".kept";
         fs::copy(path, kept, fs::copy_options::recursive);
         if (fs::is_directory(path) && std::string(kind.name) != "missing")
             fs::remove_all(path);
         if (!fs::exists(path) && std::string(kind.name) == "cut")
-            write(path, "cut");
+            writeFile(path, "cut");
         kind.damage(path);
         const std::vector<std::vector<std::string>> commands = {
             {"cat", "000100/A:drawing"}, {"check"}, {"load", "loaded.json"}};
@@ -133,11 +131,12 @@ TEST(EqualNumbers, OfProcessesHarmNothing) {
         std::vector<std::unique_ptr<ProgramRun>> runs;
         for (int i = 0; i < kProcesses; ++i) {
             const std::string id = "E" + std::to_string(round) + std::to_string(i);
-            write(sandbox.path(id + ".json"),
-                  R"({"world": 1, "items": [{"id": ")" + id +
-                      R"(", "revisions": [{"id": "A", "datasets": [{"type": "Text", "name": "n",)" +
-                      R"("files": [{"reference": "Text", "name": "n.txt", "text": "words of )" +
-                      id + R"("}]}]}]}]})");
+            writeFile(
+                sandbox.path(id + ".json"),
+                R"({"world": 1, "items": [{"id": ")" + id +
+                    R"(", "revisions": [{"id": "A", "datasets": [{"type": "Text", "name": "n",)" +
+                    R"("files": [{"reference": "Text", "name": "n.txt", "text": "words of )" + id +
+                    R"("}]}]}]}]})");
             runs.push_back(std::make_unique<ProgramRun>(
                 sandbox.directory(), std::vector<std::string>{"load", id + ".json"},
                 Environment{{"KELD_CALLS_PROCESS", "4711"}, {"MERVANE_WAIT_MS", "30000"}}));

@@ -8,19 +8,14 @@
 
 #include <atomic>
 #include <chrono>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <thread>
+
+#include "tests/support/files.h"
 
 namespace injection {
 
 namespace {
-
-std::string content(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
 
 // Names that no two runs have; they lie where no call is counted.
 std::string besideName(const std::string& directory) {
@@ -108,8 +103,8 @@ Result ProgramRun::wait(double seconds) {
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     result.exit_code = WIFEXITED(status_) ? WEXITSTATUS(status_) : 128 + WTERMSIG(status_);
-    result.out = content(out_);
-    result.err = content(err_);
+    result.out = keld_test::readFile(out_);
+    result.err = keld_test::readFile(err_);
     return result;
 }
 

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
@@ -39,15 +38,9 @@ constexpr char kLoaded[] = R"({
         { "reference": "Text", "name": "b.txt", "text": "more of it" }] }] }] }]
 })";
 
-fs::path roomFor() {
-    // In memory, copies and syncs cost nothing.
-    std::string pattern =
-        ((::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path()) /
-         "keld-calls-XXXXXX")
-            .string();
-    if (!::mkdtemp(pattern.data()))
-        throw std::runtime_error("no temporary directory");
-    return pattern;
+// In memory, copies and syncs cost nothing.
+fs::path parentDirectory() {
+    return ::access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path();
 }
 
 }  // namespace
@@ -56,12 +49,7 @@ mervane::Workbench& bench() {
     return *mervane_workbench();
 }
 
-std::string content(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
-
-Sandbox::Sandbox() : root_(roomFor()) {
+Sandbox::Sandbox() : root_(parentDirectory()) {
     ::setenv("MERVANE_SYNC", "off", 1);  // of the looks at it, not of the programs
     fs::create_directory(root_ / "work");
     std::ofstream(path("more.json")) << kMore;
@@ -88,11 +76,6 @@ Sandbox::Sandbox() : root_(roomFor()) {
             fs::remove(entry.path());
     fs::rename(root_ / "work", root_ / "prepared");
     renew();
-}
-
-Sandbox::~Sandbox() {
-    std::error_code ignored;
-    fs::remove_all(root_, ignored);
 }
 
 void Sandbox::renew() const {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
 #include "workbench/workbench.h"
 
 namespace injection {
@@ -13,7 +14,6 @@ namespace injection {
 namespace fs = std::filesystem;
 
 mervane::Workbench& bench();
-std::string content(const fs::path& path);
 
 // What a store holds, as another process reads it.
 struct State {
@@ -26,13 +26,11 @@ struct State {
 class Sandbox {
 public:
     Sandbox();
-    ~Sandbox();
-    Sandbox(const Sandbox&) = delete;
 
     // Begin anew with the prepared store.
     void renew() const;
     // Where the store is and programs run; nothing else is there but what they leave.
-    std::string directory() const { return (root_ / "work").string(); }
+    std::string directory() const { return root_.at("work"); }
     std::string path(const std::string& name) const { return (root_ / "work" / name).string(); }
     static State stateOf(const std::string& store);
     State state() const { return stateOf(path("keld.db")); }
@@ -40,7 +38,7 @@ public:
     std::vector<std::string> namesBut(const std::vector<std::string>& known) const;
 
 private:
-    fs::path root_;
+    keld_test::Directory root_;
 };
 
 }  // namespace injection

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "tests/support/files.h"
+
 namespace injection {
 
 namespace {
@@ -126,7 +128,7 @@ const std::vector<Verb>& verbs() {
          Sort::Outside,
          [](const Sandbox& sandbox, const State& state) {
              // A change that others made during the export may be in it or not.
-             const std::string out = content(sandbox.path("out.json"));
+             const std::string out = keld_test::readFile(sandbox.path("out.json"));
              return out == state.world ||
                     out == Sandbox::stateOf(sandbox.path("../prepared/keld.db")).world;
          }},
@@ -134,7 +136,7 @@ const std::vector<Verb>& verbs() {
          {"cat", "000100/A:drawing", "--output", "out.txt"},
          Sort::Outside,
          [](const Sandbox& sandbox, const State&) {
-             return content(sandbox.path("out.txt")) == "sheet 1\n";
+             return keld_test::readFile(sandbox.path("out.txt")) == "sheet 1\n";
          }},
     };
     return all;

@@ -8,9 +8,8 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
+#include "tests/support/files.h"
 #include "tools/keld-batch/job_file.h"
 
 using keld_batch::JobFile;
@@ -32,36 +31,23 @@ JobFile parse(const std::string& content) {
     return parseJobFile("test.job", content);
 }
 
-std::string contentOf(const fs::path& path) {
-    std::ifstream in(path);  // in text mode, as it is written
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
 class BatchProgram : public testing::Test {
 protected:
-    BatchProgram() {
-        std::string pattern = (fs::temp_directory_path() / "keld_batch_XXXXXX").string();
-        directory = ::mkdtemp(pattern.data());
-    }
-    ~BatchProgram() override { fs::remove_all(directory); }
-
     void put(const std::string& name, const std::string& content) {
-        std::ofstream(directory / name, std::ios::binary) << content;
+        keld_test::writeFile(directory / name, content);
     }
     // Run the program with these words after its name on a command line.
     int run(const std::string& arguments) {
         const std::string command = std::string(KELD_BATCH_PROGRAM) + " " + arguments + " > " +
                                     (directory / "out").string() + " 2>&1";
         const int status = std::system(command.c_str());
-        printed = contentOf(directory / "out");
+        printed = keld_test::readText(directory / "out");
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     int run() { return run(directory.string()); }
-    std::string result() const { return contentOf(directory / "result.txt"); }
+    std::string result() const { return keld_test::readText(directory / "result.txt"); }
 
-    fs::path directory;
+    keld_test::Directory directory;
     std::string printed;
 };
 

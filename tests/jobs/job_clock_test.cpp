@@ -73,7 +73,7 @@ TEST_F(JobClock, ASecondCallWithinTheSecondFindsTheDirectoryThere) {
 TEST_F(JobClock, AFileInTheDirectorysPlaceIsAFailureToo) {
     std::ofstream(directory_ / "20261114073705u4711") << "here first";
     EXPECT_EQ(515186, write({}));
-    EXPECT_EQ("here first", jobs::contentOf(directory_ / "20261114073705u4711"));
+    EXPECT_EQ("here first", jobs::readText(directory_ / "20261114073705u4711"));
 }
 
 TEST_F(JobClock, TheUsersIdIsTheSessionsNotTheNames) {
@@ -115,7 +115,7 @@ TEST_F(JobClock, WithoutTheVariableTheBaseDirectoryIsTheSystems) {
     int slot = 99;
     EXPECT_EQ(919998, KELD_SrvCallCRJFromPortal(&slot));
     KELD_GetLogFilePath();  // what waits reaches the file
-    EXPECT_THAT(jobs::contentOf(log().path),
+    EXPECT_THAT(jobs::readText(log().path),
                 HasSubstr(std::string("Destination-Path with extended path-variable will be <") +
                           (keld_os::bWindows ? "c:\\temp\\job" : "/tmp/job") + ">\n"));
 }

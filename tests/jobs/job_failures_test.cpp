@@ -122,7 +122,7 @@ TEST_F(JobFailures, AFileOfTheSameNameIsEmptiedFirst) {
         ASSERT_EQ(1u, files.size());
         EXPECT_TRUE(files[0].content.starts_with("-typ="));
         EXPECT_EQ(std::string::npos, files[0].content.find("-typ=", 1));
-        EXPECT_EQ("a=b", jobs::contentOf(jobs::fs::path(call.destination) / "options.txt"));
+        EXPECT_EQ("a=b", jobs::readText(jobs::fs::path(call.destination) / "options.txt"));
     }
 }
 
@@ -289,7 +289,7 @@ TEST_F(JobFailures, BomLinesThatCantBeReadAreLeftOutOrEmpty) {
         EXPECT_EQ(0, KELD_write_bom_infos(file, made.revision));
         world.failNothing();
         std::fclose(file);
-        const std::string text = jobs::contentOf(path);
+        const std::string text = jobs::readText(path);
         EXPECT_EQ(lines, text.substr(0, std::strlen(lines))) << operation;
         EXPECT_EQ(*lines == '\0', text.empty()) << operation;
     }

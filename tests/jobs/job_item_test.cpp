@@ -167,7 +167,7 @@ TEST_F(JobItem, WhatIsNeitherItemNorRevisionIsPassedOver) {
 TEST_F(JobItem, EachLoopIsTracedWithItsNumberFromZero) {
     ASSERT_EQ(0, create({made.revision, made.item}));
     // The line begins with two line breaks, so it has no time and level of its own.
-    EXPECT_THAT(jobs::contentOf(KELD_GetLogFilePath()),
+    EXPECT_THAT(jobs::readText(KELD_GetLogFilePath()),
                 HasSubstr(" Loop-nr. <1> over the targets (iObjectCount = <2>)\n"));
 }
 

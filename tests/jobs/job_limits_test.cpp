@@ -183,7 +183,7 @@ TEST_F(JobServiceLimits, TheAllTypesFlagIsComparedWhole) {
 TEST_F(JobServiceLimits, OptionsOf999CharactersAreWritten) {
     EXPECT_EQ(0, call(5, std::string(999, 'x')));
     for (const auto& entry : jobs::fs::directory_iterator(directory_))
-        EXPECT_EQ(std::string(999, 'x'), jobs::contentOf(entry.path() / "options.txt"));
+        EXPECT_EQ(std::string(999, 'x'), jobs::readText(entry.path() / "options.txt"));
 }
 
 TEST_F(JobServiceLimits, ATextThatFitsTheServiceButNotTheWriterIsTheWritersRefusal) {

@@ -70,7 +70,7 @@ protected:
         jobs::fs::permissions(path, jobs::fs::perms::owner_all);
         return path.string();
     }
-    std::string started() const { return jobs::contentOf(directory_ / "started"); }
+    std::string started() const { return jobs::readText(directory_ / "started"); }
 
     jobs::fs::path base;
 };
@@ -96,7 +96,7 @@ TEST_F(JobService, ASingleBlankCountsAsEmpty) {
     Sent sent{" ", " ", " ", " ", " ", " ", " ", " ", " ", {made.revision}};
     ASSERT_EQ(0, call(sent));
     EXPECT_THAT(made_contents(), ElementsAre(HasSubstr("-jobtype= \n-state= \n-obj=master\n")));
-    EXPECT_EQ(" ", jobs::contentOf(jobMade() / "options.txt"));
+    EXPECT_EQ(" ", jobs::readText(jobMade() / "options.txt"));
     EXPECT_THAT(world.lines("T"), Contains("szAllTypesFlag = false"));
     EXPECT_THAT(world.lines("T"), Not(Contains("Calling the command!")));
 }
@@ -131,7 +131,7 @@ TEST_F(JobService, TheClientsTextsReachTheFiles) {
     Sent sent{"Item", "", "", "PLOT", "frozen", "a=%%", "", "", "", {made.revision}};
     ASSERT_EQ(0, call(sent));
     EXPECT_THAT(made_contents(), ElementsAre(HasSubstr("-jobtype=PLOT\n-state=frozen\n")));
-    EXPECT_EQ("a=%", jobs::contentOf(jobMade() / "options.txt"));
+    EXPECT_EQ("a=%", jobs::readText(jobMade() / "options.txt"));
 }
 
 TEST_F(JobService, AnEmptyVariableIsNoBaseDirectory) {
@@ -293,7 +293,7 @@ TEST_F(JobService, ABatchProgramReadsWhatTheServiceWrote) {
     sent.program = KELD_BATCH_PROGRAM;
     sent.targets = {made.item};
     ASSERT_EQ(0, call(sent));
-    EXPECT_THAT(jobs::contentOf(jobMade() / "result.txt"),
+    EXPECT_THAT(jobs::readText(jobMade() / "result.txt"),
                 HasSubstr("-files=3\n-jobs=3\n-empty=0\n-objects=3\n-options=0\n-problems=0\n"));
 }
 

@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <sstream>
 #include <string>
@@ -25,6 +24,7 @@
 #include "platform/mv_obj.h"
 #include "platform/mv_org.h"
 #include "platform/mv_rel.h"
+#include "tests/support/files.h"
 #include "tests/support/world.h"
 
 namespace jobs {
@@ -33,12 +33,7 @@ namespace fs = std::filesystem;
 
 inline constexpr int kPlanned = 4711;
 
-inline std::string contentOf(const fs::path& path) {
-    std::ifstream in(path);  // in text mode, as they are written
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using keld_test::readText;
 
 inline tag_t relationType(const std::string& name) {
     tag_t type = NULLTAG;
@@ -66,8 +61,6 @@ struct JobFile {
 class JobTest : public testing::Test {
 protected:
     JobTest() {
-        std::string pattern = (fs::temp_directory_path() / "keld_jobs_XXXXXX").string();
-        directory_ = ::mkdtemp(pattern.data());
         world.bench.defineType("CADPART", "Dataset", {});
         world.bench.defineType("CADMASTER", "Dataset", {});
         const auto session = world.otherUser("u4711");
@@ -89,10 +82,6 @@ protected:
         world.put(person, "PA9", "u4711.mail");
         made = world.item("000123");
         world.name(made.revision, "rev");
-    }
-    ~JobTest() override {
-        std::error_code ignored;
-        fs::remove_all(directory_, ignored);
     }
 
     // Change users and groups, which the session of u4711 may not; it reads them anew.
@@ -140,7 +129,7 @@ protected:
         std::vector<JobFile> found;
         for (const auto& entry : fs::directory_iterator(directory))
             if (entry.path().extension() == ".job")
-                found.push_back({entry.path().filename().string(), contentOf(entry.path())});
+                found.push_back({entry.path().filename().string(), readText(entry.path())});
         const auto counter = [](const JobFile& file) {
             const std::size_t end = file.name.rfind('.');
             return std::stoi(file.name.substr(file.name.rfind('_', end) + 1));
@@ -155,7 +144,7 @@ protected:
             found.push_back(file.content);
         return found;
     }
-    std::string options() const { return contentOf(fs::path(job_directory_) / "options.txt"); }
+    std::string options() const { return readText(fs::path(job_directory_) / "options.txt"); }
     bool hasOptions() const { return fs::exists(fs::path(job_directory_) / "options.txt"); }
 
     // The nine lines at the head of a file for the fixture's revision.
@@ -199,7 +188,7 @@ protected:
     world::World world;
     tag_t user = NULLTAG, person = NULLTAG, group = NULLTAG;
     world::ItemTags made;
-    fs::path directory_;
+    keld_test::Directory directory_;
 
 private:
     std::string job_directory_;

@@ -3,11 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <iterator>
 #include <map>
 #include <sstream>
 
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tools/keld/host/bom_table.h"
 #include "tools/keld/host/rename_table.h"
@@ -408,8 +408,7 @@ TEST(CsvBom, OtherColumnsAreLeftOutIfSaidSo) {
 }
 
 TEST(CsvBom, TheHeadingsAreThoseOfTheManual) {
-    std::ifstream in(KELD_SOURCE_DIR "/docs/command-line.md");
-    const std::string manual{std::istreambuf_iterator<char>(in), {}};
+    const std::string manual = keld_test::readText(KELD_SOURCE_DIR "/docs/command-line.md");
     std::string table;
     for (const auto& fields : {bomFields(), renameFields()})
         for (const CsvField& field : fields) {

@@ -10,13 +10,6 @@ using testing::Not;
 
 class MakingVerbs : public ProgramWithStore {
 protected:
-    // The store as a document, without the dates of the last change.
-    std::string exported() {
-        auto document = done({"export"}).json();
-        for (auto& object : document["objects"])
-            object["values"].erase("last_mod_date");
-        return document.dump();
-    }
     // Run it rehearsed, in earnest, and take it back; the store must be as it was after the first
     // and the last. Gives what the run in earnest has printed.
     Result thereAndBack(std::vector<std::string> arguments) {

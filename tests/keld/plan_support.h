@@ -8,13 +8,6 @@ namespace keld_test {
 
 class WithPlans : public ProgramWithStore {
 protected:
-    // The store as a document, without what each run sets to its moment.
-    std::string exported() {
-        auto document = done({"export"}).json();
-        for (auto& object : document["objects"])
-            object["values"].erase("last_mod_date");
-        return document.dump();
-    }
     std::string status(const std::string& object) {
         const auto shown = done({"status", "show", object, "--json"}).json()["status"];
         return shown.is_null() ? "" : shown.get<std::string>();

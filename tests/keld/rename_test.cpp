@@ -55,7 +55,7 @@ protected:
                 return each["old"].get<std::string>() + " -> " + each["new"].get<std::string>();
         return "";
     }
-    std::string exported() { return done({"export"}).out; }
+    std::string wholeExport() { return done({"export"}).out; }
     void activateRegistry() {
         done({"registry", "use", path("ids.db").string()});
         load(R"({"world": 1, "preferences": [
@@ -107,9 +107,9 @@ TEST_F(Rename, NameAndDescriptionStayUnlessTheyAreGiven) {
 }
 
 TEST_F(Rename, ATestShowsTheSameAsTheRenameAndChangesNothing) {
-    const std::string before = exported();
+    const std::string before = wholeExport();
     const json test = renamed({"ABC-01", "--to", "XY-9", "--test"});
-    EXPECT_EQ(exported(), before);
+    EXPECT_EQ(wholeExport(), before);
     EXPECT_FALSE(fs::exists(path("keld.log")));
     EXPECT_EQ(renamed({"ABC-01", "--to", "XY-9", "--dry-run"})["renamed"], test["renamed"]);
     EXPECT_EQ(renamed({"ABC-01", "--to", "XY-9"})["renamed"], test["renamed"]);
@@ -117,10 +117,10 @@ TEST_F(Rename, ATestShowsTheSameAsTheRenameAndChangesNothing) {
 
 TEST_F(Rename, ATestChangesNeitherTheStoreNorTheRegistry) {
     activateRegistry();
-    const std::string before = exported(), registry = readFile(path("ids.db"));
+    const std::string before = wholeExport(), registry = readFile(path("ids.db"));
     const json document = renamed({"ABC-01", "--to", "XY-9", "--test"});
     EXPECT_EQ(document["registered"], json({"XY-9"})) << "the service registers in the copy";
-    EXPECT_EQ(exported(), before);
+    EXPECT_EQ(wholeExport(), before);
     EXPECT_EQ(readFile(path("ids.db")), registry);
     EXPECT_EQ(done({"registry", "--json"}).json()["ids"], json::array());
 
@@ -162,20 +162,20 @@ TEST_F(Rename, AnIdThatAnotherStoreHasRegisteredIsRefused) {
     other({"registry", "use", path("ids.db").string()});
     writeFile(path("taken.json"), R"({"world": 1, "registered_ids": ["XY-9"]})");
     other({"load", path("taken.json").string()});
-    const std::string before = exported();
+    const std::string before = wholeExport();
     const json document = refused({"ABC-01", "--to", "XY-9"}).json();
     EXPECT_EQ(document["refusal"]["status"], 100304);
     EXPECT_EQ(document["refusal"]["object"], "ABC-01");
     EXPECT_EQ(document["renamed"], json::array());
-    EXPECT_EQ(exported(), before);
+    EXPECT_EQ(wholeExport(), before);
 }
 
 TEST_F(Rename, ARegistryOutOfReachIsToldAndRenamesAllTheSame) {
     activateRegistry();
     done({"registry", "off"});
-    const std::string before = exported();
+    const std::string before = wholeExport();
     EXPECT_EQ(refused({"ABC-02", "--to", "XY-9"}).json()["run"]["kept"], false);
-    EXPECT_EQ(exported(), before) << "a failure that the rules drop takes all back";
+    EXPECT_EQ(wholeExport(), before) << "a failure that the rules drop takes all back";
     const Result accepted =
         keld({"rename", "ABC-02", "--to", "XY-9", "--accept-failures", "--json"});
     EXPECT_EQ(accepted.exit_code, 3);
@@ -190,12 +190,12 @@ TEST_F(Rename, ARegistryOutOfReachIsToldAndRenamesAllTheSame) {
 
 TEST_F(Rename, ARefusalNamesItsObjectAndReason) {
     done({"checkout", "ABC-01/B"});
-    const std::string before = exported();
+    const std::string before = wholeExport();
     const json document = refused({"ABC-01", "--to", "XY-9"}).json();
     EXPECT_EQ(document["refusal"]["status"], 919342);
     EXPECT_EQ(document["refusal"]["object"], "ABC-01/B");
     EXPECT_EQ(document["refusal"]["found"], "it is checked out");
-    EXPECT_EQ(exported(), before) << "the test pass has refused it";
+    EXPECT_EQ(wholeExport(), before) << "the test pass has refused it";
     const Result shown = keld({"rename", "ABC-01", "--to", "XY-9", "--test"});
     EXPECT_EQ(shown.exit_code, 1);
     EXPECT_THAT(shown.err, HasSubstr("refused: 919342"));
@@ -231,9 +231,9 @@ TEST_F(Rename, AReplicaIsRefusedWithItsSite) {
 
 TEST_F(Rename, AFailureOnTheWayShowsWhatIsChangedAlready) {
     environment()["MERVANE_FAULTS"] = "OBJ_save:2=4711";
-    const std::string before = exported();
+    const std::string before = wholeExport();
     EXPECT_EQ(refused({"ABC-01", "--to", "XY-9"}).json()["renamed"], json::array());
-    EXPECT_EQ(exported(), before) << "a whole run goes back";
+    EXPECT_EQ(wholeExport(), before) << "a whole run goes back";
     const json document = refused({"ABC-01", "--to", "XY-9", "--as-server"}).json();
     EXPECT_EQ(document["refusal"]["status"], 4711);
     EXPECT_EQ(document["refusal"]["operation"], "OBJ_save");
@@ -285,11 +285,11 @@ TEST_F(Rename, ARevisionGetsANewIdWithItsItem) {
 
 TEST_F(Rename, TheTestPassOfARevisionsRenameComesFirst) {
     done({"checkout", "ABC-01/B"});
-    const std::string before = exported();
+    const std::string before = wholeExport();
     const json document =
         refused({"ABC-01", "--rev", "A", "--to", "XY-9", "--to-rev", "02"}).json();
     EXPECT_EQ(document["refusal"]["status"], 919342);
-    EXPECT_EQ(exported(), before);
+    EXPECT_EQ(wholeExport(), before);
 }
 
 TEST_F(Rename, ATestPassThatWouldRegisterTheNewIdIsLeftOut) {

@@ -15,13 +15,6 @@ protected:
         arguments.emplace_back("--json");
         return done(arguments).json()["runs"];
     }
-    // The store as a document, without the dates of the last change.
-    std::string exported() {
-        auto document = done({"export"}).json();
-        for (auto& object : document["objects"])
-            object["values"].erase("last_mod_date");
-        return document.dump();
-    }
     int numberOf(const Result& result) { return result.json()["run"]["run"].get<int>(); }
     std::string status(const std::string& object) {
         const auto shown = done({"status", "show", object, "--json"}).json()["status"];

@@ -6,12 +6,12 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <sstream>
 #include <thread>
 
 #include "tests/kills/disk_image.h"
 #include "tests/kills/operations.h"
 #include "tests/kills/rounds.h"
+#include "tests/support/files.h"
 
 namespace kills {
 
@@ -41,12 +41,9 @@ void removeStore(const std::string& path) {
 
 class CareRounds final : public Rounds {
 public:
-    explicit CareRounds(const Options& options) : Rounds(options) {
-        std::ifstream in(KELD_SOURCE_DIR "/tests/workbench/version_1.sql");
-        std::ostringstream text;
-        text << in.rdbuf();
-        version_1_ = text.str();
-    }
+    explicit CareRounds(const Options& options)
+        : Rounds(options),
+          version_1_(keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_1.sql")) {}
     int run();
 
 private:

@@ -13,6 +13,7 @@
 #include "platform/mv_err.h"
 #include "tests/kills/failing_statement.h"
 #include "tests/kills/operations.h"
+#include "tests/support/files.h"
 #include "tests/support/record_check.h"
 #include "tests/support/share.h"
 #include "workbench/workbench.h"
@@ -57,21 +58,17 @@ std::vector<Case> cases() {
 class FailingStatements : public ::testing::TestWithParam<Case> {
 protected:
     void SetUp() override {
-        std::string pattern = (fs::temp_directory_path() / "keld-statements-XXXXXX").string();
-        ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-        directory_ = pattern;
         base_ = directory_ / "base" / "keld.db";
         path_ = directory_ / "store" / "keld.db";
         fs::create_directories(base_.parent_path());
-        kills::useWorld(directory_);
-        kills::makeWorld(directory_, base_);
-        operation_ = kills::makeOperation(GetParam().kind, "object", directory_);
+        kills::useWorld(directory_.string());
+        kills::makeWorld(directory_.string(), base_);
+        operation_ = kills::makeOperation(GetParam().kind, "object", directory_.string());
         open(base_);
         operation_->prepare();
         before_ = exported();
         bench().closeStore(store_);
     }
-    void TearDown() override { fs::remove_all(directory_); }
 
     void open(const fs::path& path) {
         store_ = bench().openStore(path);
@@ -126,7 +123,8 @@ protected:
             EXPECT_FALSE(finding.error) << where << ": " << finding.text;
     }
 
-    fs::path directory_, base_, path_;
+    keld_test::Directory directory_;
+    fs::path base_, path_;
     std::unique_ptr<kills::Operation> operation_;
     mervane::Workbench::StoreId store_ = 0;
     std::string before_, reason_;

@@ -4,11 +4,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
-#include <sstream>
 
 #include "tests/kills/rounds.h"
+#include "tests/support/run_program.h"
 
 namespace kills {
 
@@ -217,20 +216,15 @@ void KillRounds::endAll(bool kill) {
     lookAlone(kill ? "all killed" : "all ended");
 }
 
-// The same by the command, once for each store. Its standard error, with the progress, goes to a
-// file of its own.
+// The same by the command, once for each store.
 void KillRounds::lookWithCommand() {
-    const auto check = [&](const std::string& more) {
-        const std::string said = directory_ + "/check.txt";
-        const int status = std::system(("'" KELD "' --store '" + path_ + "' check " + more +
-                                        " > '" + said + "' 2> '" + said + "-slow'")
-                                           .c_str());
-        std::ifstream in(said);
-        std::ostringstream text;
-        text << in.rdbuf();
-        return std::to_string(status) + " " + text.str();
+    const auto check = [&](const std::vector<std::string>& more) {
+        std::vector<std::string> arguments{"--store", path_, "check"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const keld_test::Ended ended = keld_test::runProgram(KELD, arguments, {directory_});
+        return std::to_string(ended.exit_code) + " " + ended.out;
     };
-    const std::string before = check("--repair"), after = check("");
+    const std::string before = check({"--repair"}), after = check({});
     if (before[0] != '0' || after != "0 the store is sound\n")
         note({before, after}, "keld check");
 }

@@ -16,6 +16,7 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
+#include "tests/support/files.h"
 #include "tests/support/step_generator.h"
 #include "workbench/workbench.h"
 
@@ -336,10 +337,6 @@ const std::vector<Entry>& entries() {
     return list;
 }
 
-void putFile(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
-}
-
 }  // namespace
 
 std::unique_ptr<Operation> makeOperation(const std::string& kind, const std::string& name,
@@ -375,11 +372,12 @@ void useWorld(const std::string& directory) {
 }
 
 void makeWorld(const std::string& directory, const std::string& path) {
-    putFile(directory + "/notes.txt", std::string(20000, 'n'));
-    putFile(directory + "/keld_statusmanager.ini",
-            "[SelectWSO]\nItemRevision=1\n[Frozen_ItemRevision]\nSetReleaseState=Frozen\n"
-            "PrevReleaseStatus=none;Released\n"
-            "[Released_ItemRevision]\nSetReleaseState=Released\nPrevReleaseStatus=Frozen\n");
+    keld_test::writeFile(directory + "/notes.txt", std::string(20000, 'n'));
+    keld_test::writeFile(
+        directory + "/keld_statusmanager.ini",
+        "[SelectWSO]\nItemRevision=1\n[Frozen_ItemRevision]\nSetReleaseState=Frozen\n"
+        "PrevReleaseStatus=none;Released\n"
+        "[Released_ItemRevision]\nSetReleaseState=Released\nPrevReleaseStatus=Frozen\n");
     fs::create_directories(directory + "/backup");
     {
         std::ofstream out(directory + "/product.stp", std::ios::binary);

@@ -1,7 +1,6 @@
 #include "tests/kills/rounds.h"
 
 #include <poll.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -16,18 +15,13 @@ namespace fs = std::filesystem;
 // ---- what all share ----
 
 Rounds::Rounds(const Options& options) : options_(options), random_(options.seed) {
-    std::string pattern = (fs::temp_directory_path() / "keld_kills_XXXXXX").string();
-    if (!::mkdtemp(pattern.data()))
-        throw std::runtime_error("no temporary directory");
-    base_ = pattern;
 }
 
 Rounds::~Rounds() {
-    std::error_code ignored;
     if (wrong_.empty() || options_.expect_loss)
-        fs::remove_all(base_, ignored);
-    else
-        std::cout << "what was found lies in " << base_ << std::endl;
+        return;
+    base_.keep();
+    std::cout << "what was found lies in " << base_.string() << std::endl;
 }
 
 int Rounds::upTo(int limit) {
@@ -37,7 +31,7 @@ int Rounds::upTo(int limit) {
 void Rounds::freshDirectory() {
     if (wrong_.empty() && !directory_.empty())
         fs::remove_all(directory_);
-    directory_ = base_ + "/" + std::to_string(++directories_);
+    directory_ = base_.at(std::to_string(++directories_));
     fs::create_directories(directory_ + "/store");
     path_ = directory_ + "/store/keld.db";
 }

@@ -10,6 +10,7 @@
 #include "tests/kills/ledger.h"
 #include "tests/kills/plant.h"
 #include "tests/kills/running.h"
+#include "tests/support/files.h"
 
 namespace kills {
 
@@ -52,7 +53,7 @@ protected:
     void report() const;
 
 private:
-    std::string base_;
+    keld_test::Directory base_;
     int directories_ = 0;
 };
 

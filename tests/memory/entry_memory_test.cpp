@@ -21,6 +21,7 @@
 #include "platform/mv_mv.h"
 #include "platform/mv_obj.h"
 #include "tests/memory/exported.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tests/support/refused_memory.h"
 #include "tests/support/world.h"
@@ -453,20 +454,14 @@ std::string lastLine() {
 class EntryMemory : public testing::TestWithParam<Case> {
 protected:
     EntryMemory() {
-        std::string pattern = (fs::temp_directory_path() / "keld_memory_XXXXXX").string();
-        directory = ::mkdtemp(pattern.data());
         build(world, directory);
         // A plan that no call meets: the workbench tells where its operations begin and end.
         world.bench.setFaults({{"none", 1, 1}});
         KELD_SetLogLevel(2);
     }
-    ~EntryMemory() override {
-        std::error_code ignored;
-        fs::remove_all(directory, ignored);
-    }
 
     World world;
-    fs::path directory;
+    keld_test::Directory directory;
 };
 
 }  // namespace

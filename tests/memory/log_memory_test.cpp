@@ -15,12 +15,12 @@
 #include <iostream>
 #include <new>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "platform/keld_basetool.h"
 #include "tests/memory/exported.h"
+#include "tests/support/files.h"
 #include "tests/support/refused_memory.h"
 
 namespace fs = std::filesystem;
@@ -31,12 +31,6 @@ fs::path directory;
 
 std::string path(const char* name) {
     return (directory / name).string();
-}
-
-std::string contentOf(const std::string& file) {
-    std::ostringstream text;
-    text << std::ifstream(file, std::ios::binary).rdbuf();
-    return text.str();
 }
 
 constexpr std::size_t kRoom = 1100;
@@ -202,7 +196,7 @@ void runCase(const Case& one, int n, Told* told) {
     if (gave != one.full)
         problem += std::string(" later gave ") + gave;
     KELD_ERROR("the next line\n");
-    const std::string log = contentOf(path("keld.log"));
+    const std::string log = keld_test::readFile(path("keld.log"));
     if (!log.ends_with(" E the next line\n"))
         problem += " the log went silent";
     std::strncpy(told->problem, problem.c_str(), sizeof(told->problem) - 1);
@@ -211,8 +205,7 @@ void runCase(const Case& one, int n, Told* told) {
 class BasetoolMemory : public testing::Test {
 protected:
     BasetoolMemory() {
-        std::string pattern = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
-        directory = ::mkdtemp(pattern.data());
+        directory = made_;
         ::setenv("KELD_LOG_FILE", path("keld.log").c_str(), 1);
         ::setenv("KELD_LOG_LEVEL", "4", 1);
         ::setenv("KELD_LOG_MAX_MB", "1", 1);
@@ -224,7 +217,8 @@ protected:
         std::ofstream(path("keld_base.ini"))
             << "[Section]\nkey=a value of the base settings\nnumber=12\n";
     }
-    ~BasetoolMemory() override { fs::remove_all(directory); }
+
+    keld_test::Directory made_;
 };
 
 }  // namespace

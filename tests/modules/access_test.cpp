@@ -1,10 +1,10 @@
 #include "platform/mv_acl.h"
 #include "platform/mv_cko.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Access : public World {
+class Access : public InterfaceTest {
 protected:
     bool allowed(tag_t object, const char* privilege) {
         logical answer = false;

@@ -1,9 +1,9 @@
 #include "platform/mv_svcarg.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class ServiceArguments : public World {};
+class ServiceArguments : public InterfaceTest {};
 
 TEST_F(ServiceArguments, ArePulledInTheOrderInWhichTheyWereSent) {
     wb.sendArguments({7, std::string("text"), tag_t{12}, std::vector<tag_t>{3, 4}});

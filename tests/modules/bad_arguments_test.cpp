@@ -32,7 +32,7 @@
 #include "platform/mv_supplement.h"
 #include "platform/mv_svcarg.h"
 #include "platform/mv_time.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
@@ -347,7 +347,7 @@ const std::vector<Operation>& operations() {
 const std::set<std::string> without_status = {"HEAP_alloc", "HEAP_realloc", "HEAP_free",
                                               "MV_free_strings", "DBO_null_date"};
 
-class BadArguments : public World {
+class BadArguments : public InterfaceTest {
 protected:
     void check(const Operation& each, const Input& input) {
         SCOPED_TRACE(each.name + " tag " + std::to_string(input.tag) + " number " +

@@ -1,9 +1,9 @@
 #include "platform/mv_dbo.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class DisplayText : public World {
+class DisplayText : public InterfaceTest {
 protected:
     DisplayText() {
         wb.defineType("Sheet", "Form",

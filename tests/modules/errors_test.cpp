@@ -3,11 +3,11 @@
 #include <cstring>
 
 #include "platform/mv_supplement.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class ErrorStack : public World {
+class ErrorStack : public InterfaceTest {
 protected:
     std::string textOf(int number) {
         char* text = nullptr;
@@ -110,7 +110,7 @@ TEST_F(ErrorStack, IsNotHandedOutInPartWithoutMemory) {
     }
 }
 
-class Heap : public World {};
+class Heap : public InterfaceTest {};
 
 TEST_F(Heap, CountsItsBlocks) {
     void* block = HEAP_alloc(10);

@@ -1,11 +1,11 @@
 #include "platform/mv_art.h"
 #include "platform/mv_rel.h"
 #include "platform/mv_supplement.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Items : public World {
+class Items : public InterfaceTest {
 protected:
     std::string buffer(int (*ask)(tag_t, char*), tag_t object) {
         char text_buffer[129] = "kept";

@@ -2,11 +2,11 @@
 #include "platform/mv_dbo.h"
 #include "platform/mv_dir.h"
 #include "platform/mv_ent.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Names : public World {
+class Names : public InterfaceTest {
 protected:
     std::string id(tag_t object) {
         char* value = nullptr;

@@ -5,11 +5,11 @@
 #include "platform/mv_line.h"
 #include "platform/mv_mvtype.h"
 #include "platform/mv_rel.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Objects : public World {
+class Objects : public InterfaceTest {
 protected:
     Workbench::SessionId another() {
         const auto other = wb.openSession(store, {});
@@ -178,7 +178,7 @@ TEST_F(Objects, ThatAnotherUserHasMayNotBeChangedHere) {
     EXPECT_TRUE(modifiable());
 }
 
-class TypedProperties : public World {};
+class TypedProperties : public InterfaceTest {};
 
 TEST_F(TypedProperties, AreReadByNameAndKind) {
     const auto made = part("000001");

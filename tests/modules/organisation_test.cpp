@@ -1,10 +1,10 @@
 #include "platform/mv_dbo.h"
 #include "platform/mv_org.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Organisation : public World {};
+class Organisation : public InterfaceTest {};
 
 TEST_F(Organisation, TheSessionHasAUserAndAGroup) {
     char *name = nullptr, *id = nullptr, *group_name = nullptr;

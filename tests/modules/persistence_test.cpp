@@ -2,11 +2,11 @@
 
 #include "platform/mv_dbo.h"
 #include "platform/mv_rls.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Persistence : public World {
+class Persistence : public InterfaceTest {
 protected:
     tag_t attr(const char* name, const char* cls) {
         tag_t handle = NULLTAG;

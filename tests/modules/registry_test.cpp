@@ -1,25 +1,20 @@
 // The registry of item ids: a store's own, or a file that several stores share.
 
-#include <unistd.h>
-
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "platform/mv_reg.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
+#include "tests/support/files.h"
 
 namespace mervane::test {
 
 namespace fs = std::filesystem;
 
-class SharedRegistry : public World {
+class SharedRegistry : public InterfaceTest {
 protected:
     SharedRegistry() {
-        std::string pattern = (fs::temp_directory_path() / "registry-XXXXXX").string();
-        if (!mkdtemp(pattern.data()))
-            throw std::runtime_error("no temporary directory");
-        directory = pattern;
         path = (directory / "ids.db").string();
         wb.createRegistry(path);
         other = wb.openStore(":memory:");
@@ -46,7 +41,7 @@ protected:
         }
     }
 
-    fs::path directory;
+    keld_test::Directory directory;
     std::string path;
     Workbench::StoreId other;
     Workbench::SessionId other_session;

@@ -1,10 +1,10 @@
 #include "platform/mv_dbo.h"
 #include "platform/mv_rel.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Relations : public World {
+class Relations : public InterfaceTest {
 protected:
     tag_t type(const char* name) {
         tag_t found = NULLTAG;

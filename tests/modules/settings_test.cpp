@@ -1,10 +1,10 @@
 #include "platform/mv_opt.h"
 #include "platform/mv_reg.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Preferences : public World {};
+class Preferences : public InterfaceTest {};
 
 TEST_F(Preferences, AreReadByIndexAndWhole) {
     wb.setPreference("list", {"a", "", "c"});
@@ -72,7 +72,7 @@ TEST_F(Preferences, AreReadAnewOnEachCall) {
     EXPECT_EQ(OPT_ask_char_value("p", 0, &value), 1700);
 }
 
-class Registry : public World {
+class Registry : public InterfaceTest {
 protected:
     int registered(const char* id, int site = 0) {
         int answer = -1;

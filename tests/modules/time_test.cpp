@@ -2,11 +2,11 @@
 
 #include <clocale>
 
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Dates : public World {
+class Dates : public InterfaceTest {
 protected:
     struct Read {
         int month = -1, day = -1, year = -1, hour = -1, minute = -1, second = -1;

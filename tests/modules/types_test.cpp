@@ -3,11 +3,11 @@
 #include "platform/mv_rel.h"
 #include "platform/mv_sheet.h"
 #include "platform/mv_supplement.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class Types : public World {
+class Types : public InterfaceTest {
 protected:
     tag_t find(const char* name, const char* parent) {
         tag_t found = kNoSuchTag;

@@ -3,11 +3,11 @@
 #include "platform/mv_art.h"
 #include "platform/mv_dbo.h"
 #include "platform/mv_supplement.h"
-#include "tests/modules/world.h"
+#include "tests/modules/interface.h"
 
 namespace mervane::test {
 
-class UniqueIds : public World {
+class UniqueIds : public InterfaceTest {
 protected:
     // As the rename does it: below the properties, under the lock.
     int setItemId(tag_t item, const char* id) {

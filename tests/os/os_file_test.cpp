@@ -7,8 +7,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <thread>
 
 #if defined(__linux__)
@@ -17,27 +15,16 @@
 #endif
 
 #include "os/keld_os.h"
+#include "tests/support/files.h"
 
 namespace fs = std::filesystem;
 using keld_os::PathKind;
+using keld_test::readFile;
+using keld_test::writeFile;
 
 class OsFile : public testing::Test {
 protected:
-    OsFile() {
-        std::string name = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
-        directory_ = mkdtemp(name.data());
-    }
-    ~OsFile() override { fs::remove_all(directory_); }
-
     std::string path(const std::string& name) const { return (directory_ / name).string(); }
-    static std::string content(const std::string& path) {
-        std::ostringstream text;
-        text << std::ifstream(path, std::ios::binary).rdbuf();
-        return text.str();
-    }
-    static void write(const std::string& path, const std::string& text) {
-        std::ofstream(path, std::ios::binary) << text;
-    }
     // True if the file could be opened; the text is written into it.
     static bool put(const std::string& path, const char* mode, const char* text,
                     bool follow = true) {
@@ -48,26 +35,26 @@ protected:
         return std::fclose(file) == 0;
     }
 
-    fs::path directory_;
+    keld_test::Directory directory_;
 };
 
 TEST_F(OsFile, OpenedForWritingIsMadeOrEmptied) {
     EXPECT_TRUE(put(path("a"), "w", "long text"));
     EXPECT_TRUE(put(path("a"), "w", "short"));
-    EXPECT_EQ(content(path("a")), "short");
+    EXPECT_EQ(readFile(path("a")), "short");
 }
 
 TEST_F(OsFile, OpenedForAppendingKeepsItsContent) {
     EXPECT_TRUE(put(path("a"), "a", "1"));
     EXPECT_TRUE(put(path("a"), "a", "2"));
-    EXPECT_EQ(content(path("a")), "12");
+    EXPECT_EQ(readFile(path("a")), "12");
 }
 
 TEST_F(OsFile, OpenedForReadingMustExist) {
     EXPECT_FALSE(put(path("a"), "r", ""));
-    write(path("a"), "x");
+    writeFile(path("a"), "x");
     EXPECT_TRUE(put(path("a"), "r", ""));
-    EXPECT_EQ(content(path("a")), "x");
+    EXPECT_EQ(readFile(path("a")), "x");
 }
 
 TEST_F(OsFile, ThatIsNoRegularFileCantBeOpened) {
@@ -80,14 +67,14 @@ TEST_F(OsFile, ThatIsNoRegularFileCantBeOpened) {
 }
 
 TEST_F(OsFile, BehindALinkIsOpenedOnlyWhenLinksAreFollowed) {
-    write(path("file"), "x");
+    writeFile(path("file"), "x");
     fs::create_symlink(path("file"), path("link"));
     for (const char* mode : {"r", "w", "a"}) {
         EXPECT_FALSE(put(path("link"), mode, "y", false)) << mode;
-        EXPECT_EQ(content(path("file")), "x");
+        EXPECT_EQ(readFile(path("file")), "x");
     }
     EXPECT_TRUE(put(path("link"), "a", "y"));
-    EXPECT_EQ(content(path("file")), "xy");
+    EXPECT_EQ(readFile(path("file")), "xy");
     EXPECT_TRUE(put(path("file"), "a", "z", false));
 }
 
@@ -100,7 +87,7 @@ TEST_F(OsFile, OfNoNameOrModeCantBeOpened) {
 }
 
 TEST_F(OsFile, KindsAreToldApartWithoutFollowingLinks) {
-    write(path("file"), "x");
+    writeFile(path("file"), "x");
     fs::create_symlink(path("file"), path("link"));
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     EXPECT_EQ(keld_os::KindOf(path("file").c_str()), PathKind::File);
@@ -119,14 +106,14 @@ TEST_F(OsFile, DirectoriesAreMadeWithOrWithoutParents) {
     EXPECT_TRUE(fs::is_directory(path("a/d")));
     EXPECT_EQ(keld_os::MakeDirectory(path("a/b/c").c_str(), true), EEXIST);
     EXPECT_EQ(keld_os::MakeDirectory(path("a").c_str(), false), EEXIST);
-    write(path("file"), "x");
+    writeFile(path("file"), "x");
     EXPECT_NE(keld_os::MakeDirectory(path("file/b").c_str(), true), 0);
     EXPECT_NE(keld_os::MakeDirectory(nullptr, true), 0);
     EXPECT_NE(keld_os::MakeDirectory("", true), 0);
 }
 
 TEST_F(OsFile, EverybodyIsGrantedFullAccess) {
-    write(path("file"), "x");
+    writeFile(path("file"), "x");
     fs::create_directory(path("dir"));
     chmod(path("file").c_str(), 0600);
     chmod(path("dir").c_str(), 0700);
@@ -139,7 +126,7 @@ TEST_F(OsFile, EverybodyIsGrantedFullAccess) {
 }
 
 TEST_F(OsFile, FilesAreRemovedAndDirectoriesAreNot) {
-    write(path("file"), "x");
+    writeFile(path("file"), "x");
     fs::create_directory(path("dir"));
     EXPECT_EQ(keld_os::RemoveFile(path("file").c_str()), 0);
     EXPECT_FALSE(fs::exists(path("file")));
@@ -149,10 +136,10 @@ TEST_F(OsFile, FilesAreRemovedAndDirectoriesAreNot) {
 }
 
 TEST_F(OsFile, RenamingReplaces) {
-    write(path("a"), "new");
-    write(path("b"), "old");
+    writeFile(path("a"), "new");
+    writeFile(path("b"), "old");
     EXPECT_EQ(keld_os::RenameFile(path("a").c_str(), path("b").c_str()), 0);
-    EXPECT_EQ(content(path("b")), "new");
+    EXPECT_EQ(readFile(path("b")), "new");
     EXPECT_NE(keld_os::RenameFile(path("a").c_str(), path("b").c_str()), 0);
     EXPECT_NE(keld_os::RenameFile(nullptr, path("b").c_str()), 0);
     EXPECT_NE(keld_os::RenameFile(path("b").c_str(), nullptr), 0);
@@ -161,7 +148,7 @@ TEST_F(OsFile, RenamingReplaces) {
 TEST_F(OsFile, IsReadWholeWithItsState) {
     std::string long_text(100000, 'x');
     long_text[500] = '\0';
-    write(path("file"), long_text);
+    writeFile(path("file"), long_text);
     std::string text;
     keld_os::FileState state;
     keld_os::FileState again;
@@ -173,7 +160,7 @@ TEST_F(OsFile, IsReadWholeWithItsState) {
 }
 
 TEST_F(OsFile, IsClosedAfterItIsRead) {
-    write(path("file"), "x");
+    writeFile(path("file"), "x");
     std::string text;
     keld_os::FileState state;
     const int before = ::dup(0);
@@ -189,11 +176,11 @@ TEST_F(OsFile, ThatCantBeReadLeavesTheResultAlone) {
     keld_os::FileState state;
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     EXPECT_FALSE(keld_os::ReadFile(path("none").c_str(), &text, &state));
-    EXPECT_FALSE(keld_os::ReadFile(directory_.c_str(), &text, &state));
+    EXPECT_FALSE(keld_os::ReadFile(directory_.string().c_str(), &text, &state));
     EXPECT_FALSE(keld_os::ReadFile(path("pipe").c_str(), &text, &state));
     EXPECT_FALSE(keld_os::ReadFile(nullptr, &text, &state));
     EXPECT_FALSE(keld_os::GetFileState(path("none").c_str(), &state));
-    EXPECT_FALSE(keld_os::GetFileState(directory_.c_str(), &state));
+    EXPECT_FALSE(keld_os::GetFileState(directory_.string().c_str(), &state));
     EXPECT_FALSE(keld_os::GetFileState(nullptr, &state));
     EXPECT_EQ(text, "kept");
     EXPECT_EQ(state.m_llSize, -1);
@@ -217,7 +204,7 @@ TEST_F(OsFile, AppendedToByTwoKeepsBothPieces) {
     EXPECT_EQ(one.Write("1", 1), 1U);
     EXPECT_EQ(other.Write("22", 2), 2U);
     EXPECT_EQ(one.Write("3", 1), 1U);
-    EXPECT_EQ(content(path("log")), "1223");
+    EXPECT_EQ(readFile(path("log")), "1223");
     keld_os::FileState state;
     EXPECT_TRUE(one.GetState(&state));
     EXPECT_EQ(state.m_llSize, 4);
@@ -230,7 +217,7 @@ TEST_F(OsFile, AppendedToMustBeAFileThatCanBeWritten) {
     keld_os::AppendFile file;
     ASSERT_EQ(mkfifo(path("pipe").c_str(), 0600), 0);
     EXPECT_FALSE(file.Open(nullptr));
-    EXPECT_FALSE(file.Open(directory_.c_str()));
+    EXPECT_FALSE(file.Open(directory_.string().c_str()));
     EXPECT_FALSE(file.Open(path("none/x").c_str()));
     EXPECT_FALSE(file.Open(path("pipe").c_str()));
     EXPECT_FALSE(file.IsOpen());
@@ -257,7 +244,7 @@ TEST_F(OsFile, NamedFromTheRootOnIsThereWhateverTheCurrentDirectoryIs) {
     EXPECT_EQ(keld_os::AbsolutePath("/a/../b"), "/a/../b");
     EXPECT_EQ(keld_os::AbsolutePath(""), "");
     // Directories with short and long names, and the root.
-    std::string deep = fs::canonical(directory_).string();
+    std::string deep = fs::canonical(directory_.path()).string();
     for (const std::string& name :
          {std::string("d"), std::string(200, 'e'), std::string(200, 'f')}) {
         deep += "/" + name;
@@ -281,9 +268,9 @@ TEST_F(OsFile, ThatCantBeEmptiedIsNotOpenedForWriting) {
     const std::string sealed_path = "/proc/self/fd/" + std::to_string(sealed);
     EXPECT_FALSE(put(sealed_path, "w", "new"));
     EXPECT_FALSE(put(sealed_path, "w+", "new"));
-    EXPECT_EQ(content(sealed_path), "kept");
+    EXPECT_EQ(readFile(sealed_path), "kept");
     EXPECT_TRUE(put(sealed_path, "a", " and more"));
-    EXPECT_EQ(content(sealed_path), "kept and more");
+    EXPECT_EQ(readFile(sealed_path), "kept and more");
     close(sealed);
 }
 

@@ -1,7 +1,6 @@
 // What the seam makes of calls that the system refuses or ends early.
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -11,6 +10,7 @@
 #include <thread>
 
 #include "os/keld_os.h"
+#include "tests/support/files.h"
 
 namespace fs = std::filesystem;
 
@@ -51,18 +51,13 @@ namespace {
 
 class OsRefusal : public testing::Test {
 protected:
-    OsRefusal() {
-        std::string name = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
-        directory_ = mkdtemp(name.data());
-        std::ofstream(path()) << "content";
-    }
-    ~OsRefusal() override { fs::remove_all(directory_); }
+    OsRefusal() { keld_test::writeFile(path(), "content"); }
     std::string path() const { return (directory_ / "file").string(); }
     static std::ptrdiff_t openFiles() {
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     }
 
-    fs::path directory_;
+    keld_test::Directory directory_;
 };
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "os/keld_os.h"
+#include "tests/support/files.h"
 
 namespace fs = std::filesystem;
 
@@ -22,16 +23,13 @@ namespace {
 class WatchedFile : public testing::Test {
 protected:
     WatchedFile() {
-        std::string name = (fs::temp_directory_path() / "keld_test_XXXXXX").string();
-        directory_ = mkdtemp(name.data());
         fs::create_directory(directory_ / "cfg");
         path_ = (directory_ / "cfg" / "file").string();
         write("one");
         EXPECT_TRUE(keld_os::GetFileState(path_.c_str(), &state_));
     }
-    ~WatchedFile() override { fs::remove_all(directory_); }
 
-    void write(const std::string& text) const { std::ofstream(path_) << text; }
+    void write(const std::string& text) const { keld_test::writeFile(path_, text); }
     bool is() { return file_.Is(path_.c_str(), state_); }
     // A file that has just changed isn't held open: its next change could have the same time.
     void hold() {
@@ -44,7 +42,7 @@ protected:
         return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
     }
 
-    fs::path directory_;
+    keld_test::Directory directory_;
     std::string path_;
     keld_os::FileState state_;
     keld_os::WatchedFile file_;
@@ -127,7 +125,7 @@ TEST_F(WatchedFile, IsAsItWasWithAnotherNameBesideIts) {
 }
 
 TEST_F(WatchedFile, IsNoDirectoryAndNoPathAtAll) {
-    EXPECT_FALSE(file_.Is(directory_.c_str(), state_));
+    EXPECT_FALSE(file_.Is(directory_.string().c_str(), state_));
     EXPECT_FALSE(file_.Is(nullptr, state_));
 }
 

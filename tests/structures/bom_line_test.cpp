@@ -1,12 +1,12 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
-class BomLines : public World {
+class BomLines : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         top_ = revision("100");
         part_ = revision("200");
         leaf_ = revision("300");

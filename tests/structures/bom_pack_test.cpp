@@ -1,12 +1,12 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
-class Packing : public World {
+class Packing : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         top_ = revision("100");
         part_ = revision("200");
         other_ = revision("300");

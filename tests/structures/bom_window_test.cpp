@@ -1,15 +1,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
+#include "tests/support/files.h"
 
 namespace mervane::test {
 namespace {
 
-class BomWindowsSaved : public World {
+class BomWindowsSaved : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         top_ = revision("100");
         part_ = revision("200");
         first_ = bench_.addOccurrence(top_, part_, "2", "10");
@@ -164,9 +165,8 @@ TEST_F(BomWindowsSaved, ANewWindowShowsWhatOthersStoredSinceTheLastOne) {
 }
 
 TEST(BomWindowsAcrossProcesses, AnotherProcessSeesWhatWasSaved) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "bom-XXXXXX").string();
-    ASSERT_NE(nullptr, mkdtemp(pattern.data()));
-    const std::string path = pattern + "/store";
+    const keld_test::Directory directory;
+    const std::string path = directory.at("store");
     Workbench& bench = *mervane_workbench();
     const pid_t child = fork();
     ASSERT_GE(child, 0);
@@ -197,7 +197,6 @@ TEST(BomWindowsAcrossProcesses, AnotherProcessSeesWhatWasSaved) {
     EXPECT_EQ("70", textOf(childrenOf(line).at(0), "bl_sequence_no"));
     EXPECT_TRUE(bench.check(store, false).empty());
     bench.closeStore(store);
-    std::filesystem::remove_all(pattern);
 }
 
 }  // namespace

@@ -1,12 +1,12 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
-class DatasetDeletion : public World {
+class DatasetDeletion : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         first_ = bench_.createDataset("Text", "letter");
         file_ = bench_.addFile(first_, "Text", file("letter.txt", "Dear Sir"), "");
         second_ = bench_.createDatasetVersion(first_);

@@ -1,9 +1,9 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
-class Datasets : public World {
+class Datasets : public StructureTest {
 protected:
     tag_t type(const char* name) {
         tag_t found = NULLTAG;

@@ -1,9 +1,10 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
+#include "tests/support/files.h"
 
 namespace mervane::test {
 namespace {
 
-class Files : public World {
+class Files : public StructureTest {
 protected:
     tag_t import(const std::string& path, const char* new_name = nullptr) {
         tag_t made = NULLTAG;
@@ -27,7 +28,7 @@ TEST_F(Files, AnImportedFileIsSavedWithoutALockAndExportedByAnotherSession) {
     secondSession();
     EXPECT_EQ("in.bin", name(made));
     ASSERT_EQ(0, FIL_export_file(made, target("out.bin").c_str()));
-    EXPECT_EQ(content, contentOf(target("out.bin")));
+    EXPECT_EQ(content, keld_test::readFile(target("out.bin")));
     EXPECT_EQ(Values{std::int64_t{4096}}, bench_.get(made, "file_type"));
 }
 
@@ -37,7 +38,7 @@ TEST_F(Files, TheVolumeHasACopyOfItsOwn) {
     file("in.txt", "after");
     std::filesystem::remove(path);
     ASSERT_EQ(0, FIL_export_file(made, target("out.txt").c_str()));
-    EXPECT_EQ("before", contentOf(target("out.txt")));
+    EXPECT_EQ("before", keld_test::readFile(target("out.txt")));
 }
 
 TEST_F(Files, AnotherNameCanBeGivenAtTheImport) {
@@ -91,7 +92,7 @@ TEST_F(Files, AnExportNeverOverwrites) {
     const tag_t made = import(file("in.txt", "new"));
     file("out.txt", "old");
     EXPECT_EQ(kFileFailure, FIL_export_file(made, target("out.txt").c_str()));
-    EXPECT_EQ("old", contentOf(target("out.txt")));
+    EXPECT_EQ("old", keld_test::readFile(target("out.txt")));
     EXPECT_EQ(kFileFailure, FIL_export_file(made, directory_.string().c_str()));
 }
 

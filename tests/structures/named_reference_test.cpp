@@ -1,12 +1,12 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
-class NamedReferences : public World {
+class NamedReferences : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         bench_.defineDatasetType("Pack", "PackEditor", {"ZIP"}, {"Main", "Extra"});
         dataset_ = bench_.createDataset("Pack", "pack");
     }

@@ -1,13 +1,13 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
 // Every pointer null in turn, the other arguments good: a status, never a crash.
-class NullArguments : public World {
+class NullArguments : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         dataset_ = bench_.createDataset("Text", "letter");
         file_ = bench_.addFile(dataset_, "Text", file("a.txt", "x"), "");
         EXPECT_EQ(0, DST_ask_dataset_anchor(dataset_, &anchor_));

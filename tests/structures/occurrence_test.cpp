@@ -1,4 +1,4 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
@@ -9,7 +9,7 @@ struct Used {
     bool operator==(const Used&) const = default;
 };
 
-class Occurrences : public World {
+class Occurrences : public StructureTest {
 protected:
     Tags list(tag_t view) {
         int count = 0;

@@ -1,12 +1,12 @@
-#include "tests/structures/world.h"
+#include "tests/structures/structure.h"
 
 namespace mervane::test {
 namespace {
 
-class Workflows : public World {
+class Workflows : public StructureTest {
 protected:
     void SetUp() override {
-        World::SetUp();
+        StructureTest::SetUp();
         bench_.createProcessTemplate("Release", {"Check", "Approve"});
         EXPECT_EQ(0, FLOW_find_process_template("Release", &template_));
         part_ = revision("100");

@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/files.h"
+
 // A test with its log in a directory of its own, and with a fixed clock (see fixed_os.h).
 class LogFixture : public testing::Test {
 protected:
     LogFixture();
-    ~LogFixture() override;
 
     // What is in the log's file now; lines that wait aren't.
     std::string written() const;
@@ -19,11 +20,8 @@ protected:
     // The same without their time: "T   ->..." .
     std::vector<std::string> texts() const;
 
-    const std::filesystem::path directory_;
+    const keld_test::Directory directory_;
     const std::filesystem::path log_path_;
 };
 
-std::filesystem::path makeTestDirectory();
-std::string readFile(const std::filesystem::path& path);
-void writeFile(const std::filesystem::path& path, const std::string& content);
 std::vector<std::string> splitLines(const std::string& text);

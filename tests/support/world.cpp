@@ -11,6 +11,7 @@
 #include "platform/mv_err.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_rel.h"
+#include "tests/support/files.h"
 
 namespace world {
 
@@ -20,21 +21,15 @@ namespace fs = std::filesystem;
 
 // One directory for the process: the library keeps the path of its configuration.
 const fs::path& directory() {
-    static const struct Directory {
-        Directory() {
-            std::string pattern = (fs::temp_directory_path() / "keld_world_XXXXXX").string();
-            path = ::mkdtemp(pattern.data());
-            ::setenv("KELD_CFG_PATH", path.string().c_str(), 1);
-            ::setenv("KELD_LOG_FILE", (path / "keld.log").string().c_str(), 1);
+    static const struct Configured {
+        Configured() {
+            ::setenv("KELD_CFG_PATH", directory.string().c_str(), 1);
+            ::setenv("KELD_LOG_FILE", directory.at("keld.log").c_str(), 1);
             ::unsetenv("KELD_LOG_MAX_MB");
         }
-        ~Directory() {
-            std::error_code ignored;
-            fs::remove_all(path, ignored);
-        }
-        fs::path path;
+        keld_test::Directory directory;
     } made;
-    return made.path;
+    return made.directory;
 }
 
 std::string readFrom(const fs::path& path, std::size_t start) {

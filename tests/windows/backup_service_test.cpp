@@ -3,15 +3,16 @@
 #include <gmock/gmock.h>
 
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "tests/support/world.h"
 #include "tests/windows/place.h"
 
+using keld_test::readFile;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
-using windows_test::bytesOf;
 
 namespace {
 
@@ -20,10 +21,10 @@ namespace fs = windows_test::fs;
 class CommandsOfTheBackup : public testing::Test {
 protected:
     CommandsOfTheBackup() {
-        useTop(place_.path / "backup");
+        useTop(place_ / "backup");
         dataset_ = world.specification(world.item("4711").revision, "Housing");
         file_ = addFile("housing.prt", "solid\n");
-        windows_test::setVariable(L"KELD_TEST_COMMANDS", place_.path / "commands");
+        windows_test::setVariable(L"KELD_TEST_COMMANDS", place_ / "commands");
         windows_test::setVariable(L"KELD_TEST_REFUSED", "");
         windows_test::setVariable(L"COMSPEC", KELD_TEST_PROCESSOR);
     }
@@ -33,15 +34,15 @@ protected:
         world.bench.setPreference("KELD_DELBackupTopDirCentral", {windows_test::textOf(top_)});
     }
     tag_t addFile(const std::string& name, const std::string& content) {
-        const fs::path source = place_.path / "source";
-        windows_test::putBytes(source, content);
+        const fs::path source = place_ / "source";
+        keld_test::writeFile(source, content);
         const tag_t made =
             world.bench.addFile(dataset_, "Text", windows_test::textOf(source), "plain");
         world.put(made, "original_file_name", name);
         return made;
     }
     int service() {
-        fs::remove(place_.path / "commands");
+        fs::remove(place_ / "commands");
         world.clearLog();
         world.bench.sendArguments({std::vector<tag_t>{dataset_}});
         int result = 99;
@@ -50,7 +51,7 @@ protected:
         return status;
     }
     std::vector<std::string> commands() const {
-        std::istringstream lines(bytesOf(place_.path / "commands"));
+        std::istringstream lines(readFile(place_ / "commands"));
         std::vector<std::string> found;
         for (std::string line; std::getline(lines, line);)
             found.push_back(line);
@@ -59,9 +60,9 @@ protected:
     std::string in(const std::string& below) const {
         return windows_test::textOf(top_) + "\\" + below;
     }
-    std::string deleteLog() const { return bytesOf(top_ / "delete_infodba.log"); }
+    std::string deleteLog() const { return readFile(top_ / "delete_infodba.log"); }
 
-    windows_test::Place place_;
+    keld_test::Directory place_;
     world::World world;
     fs::path top_;
     tag_t dataset_ = NULLTAG, file_ = NULLTAG;
@@ -74,17 +75,17 @@ TEST_F(CommandsOfTheBackup, MakeTheDirectoriesAndGiveThemToEverybody) {
     const std::string directory = in("4711_A\\Housing");
     EXPECT_THAT(commands(),
                 ElementsAre("mkdir " + directory, "cacls " + directory + " /E /G Jeder:F > nul"));
-    EXPECT_EQ("solid\n", bytesOf(top_ / "4711_A" / "Housing" / "housing.prt"));
+    EXPECT_EQ("solid\n", readFile(top_ / "4711_A" / "Housing" / "housing.prt"));
     EXPECT_THAT(world.lines("EW"), IsEmpty());
     EXPECT_THAT(world.lines("T"), Contains("Using central log file=" + in("delete_infodba.log")));
 }
 
 TEST_F(CommandsOfTheBackup, DeleteTheOlderBackupOfTheSameName) {
     EXPECT_EQ(0, service());
-    windows_test::putBytes(top_ / "4711_A" / "Housing" / "housing.prt", "an older and longer one");
+    keld_test::writeFile(top_ / "4711_A" / "Housing" / "housing.prt", "an older and longer one");
     EXPECT_EQ(0, service());
     EXPECT_THAT(commands(), ElementsAre("del " + in("4711_A\\Housing\\housing.prt")));
-    EXPECT_EQ("solid\n", bytesOf(top_ / "4711_A" / "Housing" / "housing.prt"));
+    EXPECT_EQ("solid\n", readFile(top_ / "4711_A" / "Housing" / "housing.prt"));
 }
 
 TEST_F(CommandsOfTheBackup, LeaveALogWithBackslashesAndCarriageReturns) {
@@ -131,22 +132,22 @@ TEST_F(CommandsOfTheBackup, OfDelMayFailAndTheExportMeetsTheOldFile) {
 }
 
 TEST_F(CommandsOfTheBackup, WithoutACommandProcessorCantBeRun) {
-    windows_test::setVariable(L"COMSPEC", place_.path / "none.exe");
+    windows_test::setVariable(L"COMSPEC", place_ / "none.exe");
     EXPECT_EQ(1100, service());
     EXPECT_THAT(world.lines("W"),
                 Contains("mkdir " + in("4711_A\\Housing") + " (_WIN32=1) returned -1"));
 }
 
 TEST_F(CommandsOfTheBackup, AreNotRunForNamesThatMeanSomethingToTheProcessor) {
-    useTop(place_.path / windows_test::pathOf(windows_test::kUmlauts + " & co"));
+    useTop(place_ / windows_test::pathOf(windows_test::kUmlauts + " & co"));
     EXPECT_EQ(0, service());
     EXPECT_THAT(commands(), IsEmpty());
-    EXPECT_EQ("solid\n", bytesOf(top_ / "4711_A" / "Housing" / "housing.prt"));
+    EXPECT_EQ("solid\n", readFile(top_ / "4711_A" / "Housing" / "housing.prt"));
     EXPECT_THAT(deleteLog(), HasSubstr(in("4711_A\\Housing\\housing.prt") + "\r\n"));
-    windows_test::putBytes(top_ / "4711_A" / "Housing" / "housing.prt", "an older and longer one");
+    keld_test::writeFile(top_ / "4711_A" / "Housing" / "housing.prt", "an older and longer one");
     EXPECT_EQ(0, service());
     EXPECT_THAT(commands(), IsEmpty());
-    EXPECT_EQ("solid\n", bytesOf(top_ / "4711_A" / "Housing" / "housing.prt"));
+    EXPECT_EQ("solid\n", readFile(top_ / "4711_A" / "Housing" / "housing.prt"));
     EXPECT_THAT(world.lines("EW"), IsEmpty());
 }
 
@@ -165,6 +166,6 @@ TEST_F(CommandsOfTheBackup, ReachTheRealProcessor) {
     windows_test::setVariable(L"COMSPEC", fs::path(system) / "cmd.exe");
     EXPECT_EQ(0, service());
     EXPECT_EQ(0, service());
-    EXPECT_EQ("solid\n", bytesOf(top_ / "4711_A" / "Housing" / "housing.prt"));
+    EXPECT_EQ("solid\n", readFile(top_ / "4711_A" / "Housing" / "housing.prt"));
     EXPECT_THAT(world.lines("EW"), IsEmpty());
 }

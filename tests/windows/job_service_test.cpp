@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 
 #include "platform/keld_se.h"
+#include "tests/support/files.h"
 #include "tests/support/world.h"
 #include "tests/windows/place.h"
 
+using keld_test::readFile;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -13,7 +15,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
-using windows_test::bytesOf;
 using windows_test::textOf;
 
 namespace {
@@ -26,7 +27,7 @@ protected:
         world.bench.defineType("CADPART", "Dataset", {});
         made_ = world.item("000123");
         world.specification(made_.revision, "part1", "CADPART");
-        useTemp(place_.path);
+        useTemp(place_);
     }
     // The variable TEMP and the directory of jobs below it.
     void useTemp(const fs::path& temp) {
@@ -59,14 +60,14 @@ protected:
     }
     // A batch program that leaves a note in the job's directory.
     std::string program(int code) {
-        windows_test::putBytes(place_.path / "batch.bat",
-                               "@echo off\r\ntype nul >%1\\started\r\necho %2>>%1\\started\r\n"
-                               "exit /b " +
-                                   std::to_string(code) + "\r\n");
-        return textOf(place_.path / "batch.bat");
+        keld_test::writeFile(place_ / "batch.bat",
+                             "@echo off\r\ntype nul >%1\\started\r\necho %2>>%1\\started\r\n"
+                             "exit /b " +
+                                 std::to_string(code) + "\r\n");
+        return textOf(place_ / "batch.bat");
     }
 
-    windows_test::Place place_;
+    keld_test::Directory place_;
     world::World world;
     world::ItemTags made_;
     fs::path base_;
@@ -75,21 +76,21 @@ protected:
 }  // namespace
 
 TEST_F(WindowsJobs, LieBelowTempByDefaultAndTheDirectoryElsewhereHasNoUse) {
-    EXPECT_EQ(0, call("", textOf(place_.path / "nowhere"), ""));
+    EXPECT_EQ(0, call("", textOf(place_ / "nowhere"), ""));
     EXPECT_THAT(world.lines("T"), Contains("_WIN32"));
     EXPECT_THAT(world.lines("T"), Not(Contains("_UNIX")));
     EXPECT_THAT(
         world.lines("T"),
         Contains("Destination-Path with extended path-variable will be <" + textOf(base_) + ">"));
     EXPECT_THAT(textOf(onlyEntryOf(base_)), EndsWith("infodba"));
-    EXPECT_FALSE(fs::exists(place_.path / "nowhere"));
+    EXPECT_FALSE(fs::exists(place_ / "nowhere"));
 }
 
 TEST_F(WindowsJobs, LieInTheDirectoryOnWindowsWithItsVariables) {
-    windows_test::setVariable(L"KELD_TEST_BASE", place_.path);
-    fs::create_directory(place_.path / "chosen");
+    windows_test::setVariable(L"KELD_TEST_BASE", place_);
+    fs::create_directory(place_ / "chosen");
     EXPECT_EQ(0, call("%KELD_TEST_BASE%\\chosen", "", ""));
-    EXPECT_TRUE(fs::exists(onlyEntryOf(place_.path / "chosen") / "options.txt"));
+    EXPECT_TRUE(fs::exists(onlyEntryOf(place_ / "chosen") / "options.txt"));
     // Variables in the form of other systems aren't replaced.
     EXPECT_EQ(515186, call("$KELD_TEST_BASE\\chosen", "", ""));
 }
@@ -97,8 +98,8 @@ TEST_F(WindowsJobs, LieInTheDirectoryOnWindowsWithItsVariables) {
 TEST_F(WindowsJobs, HaveFilesWithCarriageReturns) {
     EXPECT_EQ(0, call("", "", "", "one\ntwo\n"));
     const fs::path job = onlyEntryOf(base_);
-    EXPECT_EQ("one\r\ntwo\r\n", bytesOf(job / "options.txt"));
-    const std::string text = bytesOf(onlyEntryOf(job, ".job"));
+    EXPECT_EQ("one\r\ntwo\r\n", readFile(job / "options.txt"));
+    const std::string text = readFile(onlyEntryOf(job, ".job"));
     EXPECT_THAT(text, testing::StartsWith("-typ=CADPART\r\n-iid=000123\r\n-irv=A\r\n"));
     EXPECT_THAT(text, EndsWith("-obj=part1\r\n-rel=VANE_specification\r\n"));
     EXPECT_THAT(text, Not(HasSubstr("\r\r")));
@@ -114,7 +115,7 @@ TEST_F(WindowsJobs, AreHandedToTheBatchProgramWhoseCodeIsNotLookedAt) {
 }
 
 TEST_F(WindowsJobs, MayLieBelowUmlauts) {
-    useTemp(place_.path / windows_test::pathOf(windows_test::kUmlauts));
+    useTemp(place_ / windows_test::pathOf(windows_test::kUmlauts));
     EXPECT_EQ(0, call("", "", program(0)));
     const fs::path job = onlyEntryOf(base_);
     EXPECT_THAT(textOf(job), HasSubstr(windows_test::kUmlauts));
@@ -124,12 +125,12 @@ TEST_F(WindowsJobs, MayLieBelowUmlauts) {
 
 TEST_F(WindowsJobs, AreMadeForAProgramThatIsNotThere) {
     // The command processor ran and says so; that is no failure of the service.
-    EXPECT_EQ(0, call("", "", textOf(place_.path / "none.bat") + " 2>nul"));
+    EXPECT_EQ(0, call("", "", textOf(place_ / "none.bat") + " 2>nul"));
     EXPECT_TRUE(fs::exists(onlyEntryOf(base_) / "options.txt"));
 }
 
 TEST_F(WindowsJobs, StayWhenNoCommandCanBeRun) {
-    windows_test::setVariable(L"COMSPEC", place_.path / "none.exe");
+    windows_test::setVariable(L"COMSPEC", place_ / "none.exe");
     EXPECT_EQ(919998, call("", "", program(0)));
     const auto stack = world.bench.errorStack();
     ASSERT_THAT(stack, SizeIs(1));

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "platform/types.h"
+#include "tests/support/files.h"
 #include "tests/windows/own_mervane.h"
 
 namespace fs = std::filesystem;
@@ -127,9 +128,7 @@ TEST_F(OwnPlatform, MayLackTheFunctionsThatAPlatformNeedNotHave) {
 // Controls: without a module of that name the library can't be loaded, with it it can.
 TEST_F(OwnPlatform, IsMissedIfNoModuleHasItsName) {
     const fs::path from = fs::path(fileOf(nullptr)).parent_path();
-    std::string pattern = (fs::temp_directory_path() / "keld_own_platform_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    const fs::path place = pattern;
+    const keld_test::Directory place;
     FreeLibrary(library_);
     ASSERT_EQ(GetModuleHandleW(L"mervane.dll"), nullptr);
     for (const char* name : {"keld_se.dll", "keld_qsktool.dll", "keld_basetool.dll"})
@@ -142,8 +141,6 @@ TEST_F(OwnPlatform, IsMissedIfNoModuleHasItsName) {
     fs::copy_file(from / "mervane.dll", place / "mervane.dll");
     const HMODULE loaded = load();
     EXPECT_NE(loaded, nullptr);
-    EXPECT_EQ(fs::path(fileOf(GetModuleHandleW(L"mervane.dll"))).parent_path(), place);
+    EXPECT_EQ(fs::path(fileOf(GetModuleHandleW(L"mervane.dll"))).parent_path(), place.path());
     FreeLibrary(loaded);
-    std::error_code ignored;
-    fs::remove_all(place, ignored);
 }

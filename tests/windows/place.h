@@ -1,14 +1,11 @@
 #pragma once
 
-// A directory of a test, and files as the wide calls see them.
+// Texts, paths and variables as the wide calls see them.
 
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 
 namespace windows_test {
@@ -30,32 +27,5 @@ inline std::string textOf(const fs::path& path) {
 inline void setVariable(const wchar_t* name, const fs::path& value) {
     EXPECT_TRUE(SetEnvironmentVariableW(name, value.empty() ? nullptr : value.c_str()));
 }
-
-// Each byte of a file.
-inline std::string bytesOf(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-inline void putBytes(const fs::path& path, const std::string& bytes) {
-    std::ofstream(path, std::ios::binary) << bytes;
-}
-
-class Place {
-public:
-    Place() {
-        std::string pattern = (fs::temp_directory_path() / "keld_XXXXXX").string();
-        if (mkdtemp(pattern.data()) == nullptr)
-            throw std::runtime_error("no directory for the test");
-        path = pattern;
-    }
-    ~Place() {
-        std::error_code ignored;
-        fs::remove_all(path, ignored);
-    }
-    fs::path path;
-};
 
 }  // namespace windows_test

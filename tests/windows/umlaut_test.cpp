@@ -6,12 +6,13 @@
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "platform/mv_fil.h"
+#include "tests/support/files.h"
 #include "tests/windows/place.h"
 #include "workbench/workbench.h"
 
+using keld_test::readFile;
 using testing::HasSubstr;
 using testing::IsEmpty;
-using windows_test::bytesOf;
 using windows_test::textOf;
 
 namespace {
@@ -32,7 +33,7 @@ protected:
     }
     std::string log() {
         KELD_GetLogFilePath();
-        return bytesOf(directory_ / windows_test::pathOf("l\xC3\xB6g.log"));
+        return readFile(directory_ / windows_test::pathOf("l\xC3\xB6g.log"));
     }
 
     mervane::Workbench& bench_ = *mervane_workbench();
@@ -58,10 +59,10 @@ TEST_F(Umlauts, StandInTheLogsPathAndInItsLines) {
 }
 
 TEST_F(Umlauts, StandInTheConfigurationsPathAndItsFileHasCarriageReturns) {
-    windows_test::putBytes(directory_ / "keld_statusmanager.ini",
-                           "\xEF\xBB\xBF[SelectWSO]\r\nItemRevision=1\r\n\r\n"
-                           "[Gepr\xC3\xBC\x66t_ItemRevision]\r\n; done\r\n"
-                           "SetReleaseState=Gepr\xC3\xBC\x66t\r\n");
+    keld_test::writeFile(directory_ / "keld_statusmanager.ini",
+                         "\xEF\xBB\xBF[SelectWSO]\r\nItemRevision=1\r\n\r\n"
+                         "[Gepr\xC3\xBC\x66t_ItemRevision]\r\n; done\r\n"
+                         "SetReleaseState=Gepr\xC3\xBC\x66t\r\n");
     bench_.openSession(bench_.openStore(":memory:"), {});
     tag_t revision = NULLTAG;
     bench_.createItem("000100", "Pump", "", "A", &revision);
@@ -76,7 +77,7 @@ TEST_F(Umlauts, StandInTheConfigurationsPathAndItsFileHasCarriageReturns) {
 TEST_F(Umlauts, StandInTheStoresPathAndInItsFiles) {
     const fs::path store = directory_ / windows_test::pathOf("S\xC3\xA4mmlung.mervane");
     const fs::path source = directory_ / windows_test::pathOf("B\xC3\xBCgel.prt");
-    windows_test::putBytes(source, "line\nline\r\n\x1A");
+    keld_test::writeFile(source, "line\nline\r\n\x1A");
     bench_.createStore(textOf(store));
     auto opened = bench_.openStore(textOf(store));
     bench_.openSession(opened, {});
@@ -94,7 +95,7 @@ TEST_F(Umlauts, StandInTheStoresPathAndInItsFiles) {
     EXPECT_THAT(bench_.check(opened, false), IsEmpty());
     const fs::path out = directory_ / windows_test::pathOf("\xC3\x84.prt");
     EXPECT_EQ(0, FIL_export_file(file, textOf(out).c_str()));
-    EXPECT_EQ("line\nline\r\n\x1A", bytesOf(out));
+    EXPECT_EQ("line\nline\r\n\x1A", readFile(out));
     const fs::path copy = directory_ / windows_test::pathOf("Sicherung f\xC3\xBCr.mervane");
     bench_.backup(opened, textOf(copy));
     EXPECT_TRUE(fs::exists(copy));

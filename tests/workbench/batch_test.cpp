@@ -110,10 +110,10 @@ TEST_P(Batch, AFileOfABatchIsGoneBeforeItsTagIsFreeAgain) {
 
 TEST(VolumeOfAStore, ARepairLeavesWhatACopyStillNeeds) {
     const Directory directory;
-    bench().createStore(directory / "plant");
-    const auto store = bench().openStore(directory / "plant");
+    bench().createStore(directory.at("plant"));
+    const auto store = bench().openStore(directory.at("plant"));
     bench().openSession(store, {});
-    const std::string volume = (directory / "plant") + ".volume/";
+    const std::string volume = (directory.at("plant")) + ".volume/";
     for (const char* name : {"5.removed", "2000000000"})
         std::ofstream(volume + name) << "contents";
     {

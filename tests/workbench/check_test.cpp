@@ -12,12 +12,12 @@ using namespace mervane::test;
 class Check : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         open();
-        std::ofstream(directory_ / "a.txt") << "contents";
+        std::ofstream(directory_.at("a.txt")) << "contents";
         dataset_ = bench().createDataset("Text", "notes");
-        file_ = bench().addFile(dataset_, "Text", directory_ / "a.txt", "a.txt");
+        file_ = bench().addFile(dataset_, "Text", directory_.at("a.txt"), "a.txt");
     }
     void TearDown() override { bench().closeStore(store_); }
     void open() {
@@ -79,7 +79,7 @@ TEST_F(Check, FilesThatNoObjectOwnsAreListedAndRemovedByTheRepair) {
 TEST_F(Check, AFileThatASessionHasNotSavedYetIsLeftAlone) {
     tag_t file = NULLTAG;
     int descriptor = 0;
-    ASSERT_EQ(FIL_import_file((directory_ / "a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
+    ASSERT_EQ(FIL_import_file(directory_.at("a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
     EXPECT_TRUE(check(true).empty());
     ASSERT_EQ(OBJ_save(file), 0);
     EXPECT_TRUE(check().empty());
@@ -91,7 +91,7 @@ TEST_F(Check, AFileThatAProcessWithTheSameNumberHasNotSavedYetIsLeftAlone) {
     bench().openSession(other, {});
     tag_t file = NULLTAG;
     int descriptor = 0;
-    ASSERT_EQ(FIL_import_file((directory_ / "a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
+    ASSERT_EQ(FIL_import_file(directory_.at("a.txt").c_str(), nullptr, 0, &file, &descriptor), 0);
     EXPECT_TRUE(mentions(check(true), "other sessions are at work"));
     ASSERT_EQ(OBJ_save(file), 0);
     EXPECT_TRUE(check().empty());

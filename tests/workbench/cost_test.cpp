@@ -35,19 +35,19 @@ class Cost : public ::testing::Test {
 protected:
     void SetUp() override {
         sqlite3_auto_extension(reinterpret_cast<void (*)()>(onOpen));
-        std::ofstream(directory_ / "keld_statusmanager.ini")
+        std::ofstream(directory_.at("keld_statusmanager.ini"))
             << "[SelectWSO]\nItemRevision=1\n[Frozen_ItemRevision]\nSetReleaseState=Frozen\n"
                "PrevReleaseStatus=none\nChangeForward=Rel.VANE_specification.*\n"
                "[Frozen_VANE_specification.*]\nSetReleaseState=Frozen\nPrevReleaseStatus=none\n";
         ::setenv("KELD_CFG_PATH", directory_.path().c_str(), 1);
-        ::setenv("KELD_LOG_FILE", (directory_ / "keld.log").c_str(), 1);
+        ::setenv("KELD_LOG_FILE", directory_.at("keld.log").c_str(), 1);
     }
 
     // The database steps of the body's second run, in a store with so many parts below one
     // assembly; the first run reads the model.
     template <typename Steps>
     std::uint64_t in(int parts, Steps&& body) {
-        const std::string path = directory_ / (std::to_string(++stores_) + "-store");
+        const std::string path = directory_.at(std::to_string(++stores_) + "-store");
         bench().createStore(path);
         const auto store = bench().openStore(path);
         bench().openSession(store, {});

@@ -55,15 +55,15 @@ const DamageKind kKinds[] = {
 class Damaged : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         store_ = bench().openStore(path_);
         bench().openSession(store_, {});
-        std::ofstream(directory_ / "a.txt") << "contents";
+        std::ofstream(directory_.at("a.txt")) << "contents";
         const tag_t dataset = bench().createDataset("Text", "notes");
-        sound_ = bench().addFile(dataset, "Text", directory_ / "a.txt", "sound.txt");
+        sound_ = bench().addFile(dataset, "Text", directory_.at("a.txt"), "sound.txt");
         for (const DamageKind& kind : kKinds) {
-            const tag_t file = bench().addFile(dataset, "Text", directory_ / "a.txt", kind.name);
+            const tag_t file = bench().addFile(dataset, "Text", directory_.at("a.txt"), kind.name);
             kind.damage(path_ + ".volume/" + std::to_string(file));
             damaged_.push_back(file);
         }
@@ -93,22 +93,22 @@ protected:
 
 TEST_F(Damaged, FilesAreNotExported) {
     for (std::size_t i = 0; i < damaged_.size(); ++i) {
-        EXPECT_EQ(FIL_export_file(damaged_[i], (directory_ / "out").c_str()), kFileFailure);
-        EXPECT_FALSE(std::filesystem::exists(directory_ / "out")) << kKinds[i].name;
+        EXPECT_EQ(FIL_export_file(damaged_[i], directory_.at("out").c_str()), kFileFailure);
+        EXPECT_FALSE(std::filesystem::exists(directory_.at("out"))) << kKinds[i].name;
         tells(bench().errorStack().back().text, i);
     }
-    EXPECT_EQ(FIL_export_file(sound_, (directory_ / "out").c_str()), 0);
+    EXPECT_EQ(FIL_export_file(sound_, directory_.at("out").c_str()), 0);
 }
 
 TEST_F(Damaged, FilesAreToldByACopyThatHasTheRest) {
-    tellAll(bench().backup(store_, directory_ / "copy"));
-    const auto copy = bench().openStore(directory_ / "copy");
+    tellAll(bench().backup(store_, directory_.at("copy")));
+    const auto copy = bench().openStore(directory_.at("copy"));
     const auto left = errorsIn(bench().check(copy, false));
     EXPECT_EQ(left.size(), damaged_.size());
     for (const std::string& text : left)
         EXPECT_NE(text.find("is missing"), std::string::npos) << text;
     bench().openSession(copy, {});
-    EXPECT_EQ(FIL_export_file(sound_, (directory_ / "out").c_str()), 0);
+    EXPECT_EQ(FIL_export_file(sound_, directory_.at("out").c_str()), 0);
     bench().closeStore(copy);
 }
 

@@ -12,8 +12,8 @@ protected:
         return bench().errorStack().empty() ? "" : bench().errorStack().back().text;
     }
     std::string fileNamed(const std::string& name, const std::string& contents) {
-        std::ofstream(directory_ / name) << contents;
-        return directory_ / name;
+        std::ofstream(directory_.at(name)) << contents;
+        return directory_.at(name);
     }
 };
 ON_BOTH_STORES(Deletion);

@@ -15,7 +15,7 @@ using namespace mervane::test;
 class Kill : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         const char* seed = std::getenv("KELD_SEED");
         seed_ = seed ? static_cast<unsigned>(std::atoi(seed)) : std::random_device{}();
@@ -93,9 +93,9 @@ TEST_F(Kill, ANewItemIsThereWithAllItsPartsOrNotAtAll) {
 }
 
 TEST_F(Kill, AtMostFilesThatNoObjectOwnsAreLeftAndTheRepairRemovesThem) {
-    std::ofstream(directory_ / "a.txt") << std::string(20000, 'a');
+    std::ofstream(directory_.at("a.txt")) << std::string(20000, 'a');
     for (int round = 0; round < rounds_; ++round) {
-        runAndKill({"files", path_, directory_ / "a.txt"});
+        runAndKill({"files", path_, directory_.at("a.txt")});
         open();
         expectSound();
         bench().check(store_, true);

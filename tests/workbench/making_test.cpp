@@ -27,7 +27,7 @@ std::vector<std::string> namesIn(const Directory& directory) {
 
 TEST(Making, AStoreThatSomebodyElseFinishedMeanwhileIsLeftAlone) {
     const Directory directory;
-    const std::string path = directory / "plant";
+    const std::string path = directory.at("plant");
     tag_t item = NULLTAG;
     const DatabaseHook hook;
     // The other one makes the store and works with it while this one opens its database.
@@ -51,9 +51,9 @@ TEST(Making, AStoreThatSomebodyElseFinishedMeanwhileIsLeftAlone) {
 
 TEST(Making, ARegistryThatSomebodyElseFinishedMeanwhileIsLeftAlone) {
     const Directory directory;
-    const std::string path = directory / "ids.db";
-    bench().createStore(directory / "plant");
-    const auto store = bench().openStore(directory / "plant");
+    const std::string path = directory.at("ids.db");
+    bench().createStore(directory.at("plant"));
+    const auto store = bench().openStore(directory.at("plant"));
     bench().openSession(store, {});
     {
         const DatabaseHook hook;
@@ -66,7 +66,7 @@ TEST(Making, ARegistryThatSomebodyElseFinishedMeanwhileIsLeftAlone) {
     }
     EXPECT_TRUE(std::filesystem::exists(path));
     bench().closeStore(store);
-    const auto again = bench().openStore(directory / "plant");
+    const auto again = bench().openStore(directory.at("plant"));
     bench().openSession(again, {});
     EXPECT_EQ(bench().registeredIds(), std::vector<std::string>{"000777"});
     bench().closeStore(again);
@@ -77,7 +77,7 @@ TEST(Making, AStoreThatCantBeFilledLeavesNothing) {
     {
         const DatabaseHook hook;
         hook.failWrites(true);
-        EXPECT_EQ(statusOf([&] { bench().createStore(directory / "plant"); }), kStoreFailure);
+        EXPECT_EQ(statusOf([&] { bench().createStore(directory.at("plant")); }), kStoreFailure);
     }
     EXPECT_EQ(namesIn(directory), std::vector<std::string>{});
 }
@@ -85,7 +85,7 @@ TEST(Making, AStoreThatCantBeFilledLeavesNothing) {
 class CommitFailure : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         store_ = bench().openStore(path_);
         first_ = bench().openSession(store_, {});
@@ -142,19 +142,19 @@ TEST_F(CommitFailure, ATagThatADamagedStoreGivesTwiceIsRefused) {
 
 TEST(Placing, InTwoStepsTakesOnlyAPlaceWhereNothingIs) {
     const Directory directory;
-    std::ofstream(directory / "mine") << "mine";
-    std::ofstream(directory / "theirs") << "theirs";
-    std::filesystem::create_directory(directory / "my directory");
-    std::filesystem::create_directory(directory / "their directory");
+    std::ofstream(directory.at("mine")) << "mine";
+    std::ofstream(directory.at("theirs")) << "theirs";
+    std::filesystem::create_directory(directory.at("my directory"));
+    std::filesystem::create_directory(directory.at("their directory"));
     for (const char* from : {"mine", "my directory"})
         for (const char* to : {"theirs", "their directory"}) {
             EXPECT_FALSE(system::placeInTwoSteps(directory / from, directory / to));
             EXPECT_EQ(errno, EEXIST);
         }
-    EXPECT_EQ(std::filesystem::file_size(directory / "theirs"), 6u);
-    EXPECT_TRUE(system::placeInTwoSteps(directory / "mine", directory / "a"));
-    EXPECT_TRUE(system::placeInTwoSteps(directory / "my directory", directory / "b"));
-    EXPECT_FALSE(system::placeInTwoSteps(directory / "mine", directory / "c"));
+    EXPECT_EQ(std::filesystem::file_size(directory.at("theirs")), 6u);
+    EXPECT_TRUE(system::placeInTwoSteps(directory.at("mine"), directory.at("a")));
+    EXPECT_TRUE(system::placeInTwoSteps(directory.at("my directory"), directory.at("b")));
+    EXPECT_FALSE(system::placeInTwoSteps(directory.at("mine"), directory.at("c")));
     EXPECT_EQ(namesIn(directory),
               (std::vector<std::string>{"a", "b", "their directory", "theirs"}));
 }
@@ -180,8 +180,9 @@ TEST_F(CommitFailure, FilesOfAProcessWithTheSameNumberAreLeftAlone) {
                          std::to_string(i));
         std::ofstream(theirs.back()) << "theirs";
     }
-    std::ofstream(directory_ / "a.txt") << "contents";
-    bench().addFile(bench().createDataset("Text", "notes"), "Text", directory_ / "a.txt", "a.txt");
+    std::ofstream(directory_.at("a.txt")) << "contents";
+    bench().addFile(bench().createDataset("Text", "notes"), "Text", directory_.at("a.txt"),
+                    "a.txt");
     for (const std::string& path : theirs) {
         std::string text;
         std::ifstream(path) >> text;
@@ -191,9 +192,9 @@ TEST_F(CommitFailure, FilesOfAProcessWithTheSameNumberAreLeftAlone) {
 
 TEST(Making, ACopyThatSomebodyElseMakesMeanwhileIsLeftAlone) {
     const Directory directory;
-    bench().createStore(directory / "plant");
-    const auto store = bench().openStore(directory / "plant");
-    const std::string copy = directory / "copy";
+    bench().createStore(directory.at("plant"));
+    const auto store = bench().openStore(directory.at("plant"));
+    const std::string copy = directory.at("copy");
     {
         const DatabaseHook hook;
         hook.beforeNextOpen([&] { bench().backup(store, copy); });
@@ -215,11 +216,11 @@ protected:
         bench().selectSession(first_);
         item_ = bench().createItem("1", "old", "", "A", nullptr);
         dataset_ = bench().createDataset("Text", "notes");
-        std::ofstream(directory_ / "a.txt") << "contents";
+        std::ofstream(directory_.at("a.txt")) << "contents";
     }
     void failSyncs(bool fail) { hook_.failSyncs(fail ? "plant-wal" : ""); }
     std::string image() {
-        const std::string copy = directory_ / "image";
+        const std::string copy = directory_.at("image");
         for (const char* suffix : {"", "-wal", ".volume"})
             std::filesystem::copy(path_ + suffix, copy + suffix,
                                   std::filesystem::copy_options::recursive);
@@ -253,9 +254,9 @@ TEST_F(AfterAFailedSync, TheSessionSaysSoAndIsOfNoUseUntilItIsOpenedAnew) {
 TEST_F(AfterAFailedSync, AFileWhoseObjectMayBeStoredStays) {
     failSyncs(true);
     std::string text;
-    EXPECT_EQ(
-        statusOf([&] { bench().addFile(dataset_, "Text", directory_ / "a.txt", "a.txt"); }, &text),
-        kStoreFailure);
+    EXPECT_EQ(statusOf([&] { bench().addFile(dataset_, "Text", directory_.at("a.txt"), "a.txt"); },
+                       &text),
+              kStoreFailure);
     EXPECT_NE(text.find("may be stored"), std::string::npos) << text;
     failSyncs(false);
     bench().closeSession(first_);

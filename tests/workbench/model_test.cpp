@@ -119,7 +119,7 @@ TEST_P(ModelTest, ADatasetTypeHasItsToolFormatsAndReferenceNames) {
 
 TEST(ModelInAFile, DefinitionsAreThereAfterReopening) {
     Directory directory;
-    const std::string path = directory / "plant";
+    const std::string path = directory.at("plant");
     bench().createStore(path);
     auto store = bench().openStore(path);
     bench().openSession(store, {});

@@ -44,9 +44,9 @@ unsigned modeOf(const std::string& path) {
 void workOn(const std::string& path, const Directory& directory) {
     const auto store = bench().openStore(path);
     bench().openSession(store, {});
-    std::ofstream(directory / "a.txt") << "contents";
-    ::chmod((directory / "a.txt").c_str(), 0600);
-    bench().addFile(bench().createDataset("Text", "notes"), "Text", directory / "a.txt", "a.txt");
+    std::ofstream(directory.at("a.txt")) << "contents";
+    ::chmod(directory.at("a.txt").c_str(), 0600);
+    bench().addFile(bench().createDataset("Text", "notes"), "Text", directory.at("a.txt"), "a.txt");
     bench().backup(store, path + "-copy");
 }
 
@@ -90,7 +90,7 @@ TEST(RegistryNames, AreNamesOfFilesWhateverTheyLookLike) {
 
 TEST(Modes, WhatBelongsToAStoreOfItsOwnerIsReadByNobodyElse) {
     const Directory directory;
-    const std::string path = directory / "plant";
+    const std::string path = directory.at("plant");
     bench().createStore(path);
     std::filesystem::remove_all(path + ".volume");
     ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
@@ -100,7 +100,7 @@ TEST(Modes, WhatBelongsToAStoreOfItsOwnerIsReadByNobodyElse) {
 
 TEST(Modes, WhatBelongsToAStoreOfAGroupIsReadAndWrittenByTheGroup) {
     const Directory directory;
-    const std::string path = directory / "plant";
+    const std::string path = directory.at("plant");
     const mode_t mask = ::umask(022);
     bench().createStore(path);
     std::filesystem::remove_all(path + ".volume");

@@ -15,7 +15,7 @@ using namespace mervane::test;
 class Processes : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         store_ = bench().openStore(path_);
         bench().openSession(store_, {});
@@ -112,8 +112,8 @@ TEST_F(Processes, ASessionThatOpensTakesAwayWhatKilledOnesLeft) {
 }
 
 TEST_F(Processes, TheCheckFindsNoDamageWhileAnotherOneDeletesFiles) {
-    std::ofstream(directory_ / "a.txt") << std::string(2000, 'a');
-    Child child({"files", path_, directory_ / "a.txt"});
+    std::ofstream(directory_.at("a.txt")) << std::string(2000, 'a');
+    Child child({"files", path_, directory_.at("a.txt")});
     ASSERT_NE(child.line(), "");
     // Not by number: the store grows and each check takes longer.
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2);
@@ -222,7 +222,7 @@ TEST_F(Processes, AnIdThatAKilledProcessHadChosenIsFreeAgain) {
 
 TEST_F(Processes, TheEnvironmentCanPlanFailuresAndKeepAJournal) {
     ::setenv("MERVANE_FAULTS", "OBJ_lock:1=4711", 1);
-    ::setenv("MERVANE_JOURNAL", (directory_ / "journal").c_str(), 1);
+    ::setenv("MERVANE_JOURNAL", directory_.at("journal").c_str(), 1);
     EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 5), "4711 ");
     ::setenv("MERVANE_FAULTS", "nonsense", 1);
     EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "a wrong plan plans nothing";
@@ -234,7 +234,7 @@ TEST_F(Processes, TheEnvironmentCanPlanFailuresAndKeepAJournal) {
     EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "a wrong plan plans nothing";
     ::unsetenv("MERVANE_FAULTS");
     ::unsetenv("MERVANE_JOURNAL");
-    std::ifstream file(directory_ / "journal");
+    std::ifstream file(directory_.at("journal"));
     std::string first, second;
     std::getline(file, first);
     std::getline(file, second);

@@ -212,8 +212,8 @@ TEST_P(ReadsOfARun, ARunTellsItsHeadAndItsEntriesWhileItLasts) {
 TEST_P(ReadsOfARun, AStoreIsKnownFromOthersAndItsCopyIsntToldApart) {
     const std::string identity = bench().storeIdentity(store_);
     EXPECT_EQ(identity.size(), 32u);
-    bench().backup(store_, directory_ / "copy");
-    const auto copy = bench().openStore(directory_ / "copy");
+    bench().backup(store_, directory_.at("copy"));
+    const auto copy = bench().openStore(directory_.at("copy"));
     EXPECT_EQ(bench().storeIdentity(copy), identity);
     bench().closeStore(copy);
     const auto another = bench().openStore(":memory:");

@@ -5,7 +5,6 @@
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <regex>
 #include <sstream>
@@ -95,18 +94,12 @@ inline std::string wholeStore(const std::string& path) {
     for (const auto& entry : std::filesystem::directory_iterator(path + ".volume")) {
         if (entry.path().filename() == ".hold")
             continue;  // nothing but a lock
-        std::ifstream in(entry.path(), std::ios::binary);
-        files.push_back(entry.path().filename().string() + ": " +
-                        std::string(std::istreambuf_iterator<char>(in), {}));
+        files.push_back(entry.path().filename().string() + ": " + readFile(entry.path()));
     }
     std::sort(files.begin(), files.end());
     for (const std::string& file : files)
         all += file + "\n";
     return all;
-}
-
-inline void writeFile(const std::string& path, const std::string& content) {
-    std::ofstream(path, std::ios::binary) << content;
 }
 
 }  // namespace mervane::test

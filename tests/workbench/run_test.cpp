@@ -11,8 +11,8 @@ protected:
     void changeEverything() {
         const tag_t made = bench().createItem("NEW", "new", "", "A", nullptr);
         bench().createDatasetVersion(dataset_);
-        writeFile(directory_ / "file", "content");
-        bench().addFile(bench().createDataset("Text", "d"), "Text", directory_ / "file", "a.txt");
+        writeFile(directory_.at("file"), "content");
+        bench().addFile(bench().createDataset("Text", "d"), "Text", directory_.at("file"), "a.txt");
         bench().set(item_, "object_name", {std::string("changed")});
         bench().checkOut(item_, "mine");
         bench().checkIn(other_);
@@ -30,8 +30,8 @@ protected:
         other_ = bench().createItem("OTHER", "other", "", "A", nullptr);
         folder_ = bench().createFolder("folder");
         dataset_ = bench().createDataset("Text", "text");
-        writeFile(directory_ / "old", "old content");
-        bench().addFile(dataset_, "Text", directory_ / "old", "old.txt");
+        writeFile(directory_.at("old"), "old content");
+        bench().addFile(dataset_, "Text", directory_.at("old"), "old.txt");
         bench().checkOut(other_, "before");
         bench().setPreference("p", {"1"});
         ASSERT_EQ(REG_register_item_id("FREE", 0), 0);
@@ -266,11 +266,11 @@ TEST_P(Run, CallsLoadsStatementsAndTimesAreCounted) {
 }
 
 TEST_P(Run, TheConfigurationIsKnownByItsCheckSum) {
-    writeFile(directory_ / "c.ini", "abc");
-    bench().beginRun({RunWay::Whole, "s", "", directory_ / "c.ini", ""});
+    writeFile(directory_.at("c.ini"), "abc");
+    bench().beginRun({RunWay::Whole, "s", "", directory_.at("c.ini"), ""});
     bench().set(item_, "object_name", {std::string("x")});
     const RunHead head = bench().run(end().head.number);
-    EXPECT_EQ(head.configuration, directory_ / "c.ini");
+    EXPECT_EQ(head.configuration, directory_.at("c.ini"));
     EXPECT_EQ(head.configuration_sha256,
               "ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad");
 }
@@ -309,8 +309,8 @@ TEST_P(Run, FilesThatARunRemovesAreKeptUntilItsRecordIsPruned) {
     const std::vector<RunChange> all = changes(ended.entries);
     ASSERT_NE(std::find(all.begin(), all.end(), RunChange::FileRemoved), all.end());
     EXPECT_TRUE(bench().check(store_, true).empty());
-    bench().backup(store_, directory_ / "copy");
-    const auto copy = bench().openStore(directory_ / "copy");
+    bench().backup(store_, directory_.at("copy"));
+    const auto copy = bench().openStore(directory_.at("copy"));
     bench().openSession(copy, {});
     EXPECT_TRUE(bench().undoRun(ended.head.number, "").done);
     EXPECT_TRUE(errorsIn(bench().check(copy, false)).empty());
@@ -358,7 +358,7 @@ TEST_P(Run, OnlyAdministratorsDropRecordsAndEndTheRecording) {
 
 TEST(RunWaiting, WhoWaitsInVainIsToldWhichRunHoldsHimUp) {
     const Directory directory;
-    const std::string path = directory / "plant";
+    const std::string path = directory.at("plant");
     bench().createStore(path);
     ::setenv("MERVANE_WAIT_MS", "50", 1);
     const auto store = bench().openStore(path);

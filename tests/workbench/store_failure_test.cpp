@@ -32,12 +32,12 @@ private:
 class StoreFailure : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         store_ = bench().openStore(path_);
         session_ = bench().openSession(store_, {});
         item_ = bench().createItem("1", "old", "", "A", nullptr);
-        std::ofstream(directory_ / "a.txt") << std::string(50000, 'a');
+        std::ofstream(directory_.at("a.txt")) << std::string(50000, 'a');
     }
     void TearDown() override { bench().closeStore(store_); }
     Directory directory_;
@@ -69,10 +69,11 @@ TEST_F(StoreFailure, AFileThatDoesntFitLeavesNothing) {
     {
         const FullDisk full(20000);
         EXPECT_NE(
-            statusOf([&] { bench().addFile(dataset, "Text", directory_ / "a.txt", "a.txt"); }), 0);
+            statusOf([&] { bench().addFile(dataset, "Text", directory_.at("a.txt"), "a.txt"); }),
+            0);
     }
     EXPECT_TRUE(bench().check(store_, false).empty());
-    bench().addFile(dataset, "Text", directory_ / "a.txt", "a.txt");
+    bench().addFile(dataset, "Text", directory_.at("a.txt"), "a.txt");
     EXPECT_TRUE(bench().check(store_, false).empty());
 }
 
@@ -89,7 +90,7 @@ TEST_F(StoreFailure, ANewItemThatCantBeStoredIsNotThere) {
 TEST_F(StoreFailure, ABackupThatDoesntFitLeavesNothing) {
     {
         const FullDisk full(20000);
-        EXPECT_NE(statusOf([&] { bench().backup(store_, directory_ / "copy"); }), 0);
+        EXPECT_NE(statusOf([&] { bench().backup(store_, directory_.at("copy")); }), 0);
     }
     for (const auto& entry : std::filesystem::directory_iterator(directory_.path()))
         EXPECT_EQ(entry.path().filename().string().find("copy"), std::string::npos) << entry.path();

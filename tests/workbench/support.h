@@ -3,9 +3,7 @@
 // A store for a test, in memory or in a directory of its own, with sessions on it.
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -20,6 +18,7 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_obj.h"
 #include "platform/mv_rel.h"
+#include "tests/support/files.h"
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
 
@@ -29,21 +28,9 @@ inline Workbench& bench() {
     return *mervane_workbench();
 }
 
-class Directory {
-public:
-    Directory() {
-        std::string pattern = (std::filesystem::temp_directory_path() / "bench-XXXXXX").string();
-        if (!::mkdtemp(pattern.data()))
-            throw std::runtime_error("no temporary directory");
-        path_ = pattern;
-    }
-    ~Directory() { std::filesystem::remove_all(path_); }
-    std::string operator/(const std::string& name) const { return (path_ / name).string(); }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
+using keld_test::Directory;
+using keld_test::readFile;
+using keld_test::writeFile;
 
 // The status of what throws a Failure; 0 if it doesn't.
 template <typename Body>
@@ -93,7 +80,7 @@ protected:
         if (std::string(GetParam()) == "memory") {
             store_ = bench().openStore(":memory:");
         } else {
-            path_ = directory_ / "plant";
+            path_ = directory_.at("plant");
             bench().createStore(path_);
             store_ = bench().openStore(path_);
         }

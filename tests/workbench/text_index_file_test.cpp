@@ -10,7 +10,7 @@ using namespace mervane::test;
 class StoredTextIndex : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
         store_ = open();
         folder_ = bench().createFolder("Bracket");
@@ -143,8 +143,8 @@ TEST_F(StoredTextIndex, ThatIsDamagedHoldsUpNeitherSearchesNorChanges) {
 
 TEST_F(StoredTextIndex, GoesAlongWithACopy) {
     bench().createFolder("Brackets");
-    bench().backup(store_, directory_ / "copy");
-    const auto copy = bench().openStore(directory_ / "copy");
+    bench().backup(store_, directory_.at("copy"));
+    const auto copy = bench().openStore(directory_.at("copy"));
     bench().openSession(copy, {});
     EXPECT_EQ(bench().textIndex().value().waiting, 1);
     EXPECT_EQ(found(), 2u);

@@ -14,8 +14,8 @@ protected:
         bench().addToFolder(folder_, item_);
         dataset_ = bench().createDataset("Text", "text");
         bench().relate(revision_, dataset_, "VANE_specification");
-        writeFile(directory_ / "old", "old content");
-        bench().addFile(dataset_, "Text", directory_ / "old", "old.txt");
+        writeFile(directory_.at("old"), "old content");
+        bench().addFile(dataset_, "Text", directory_.at("old"), "old.txt");
     }
     // Run the steps, take them back, do them again, and compare.
     template <typename Steps>
@@ -76,8 +76,8 @@ TEST_P(Undo, DeletesWhatTheRunMade) {
         bench().createItem("NEW", "new", "", "A", &revision);
         bench().addOccurrence(revision_, revision, "2", "10");
         const tag_t dataset = bench().createDataset("Text", "made");
-        writeFile(directory_ / "new", "new content");
-        bench().addFile(dataset, "Text", directory_ / "new", "new.txt");
+        writeFile(directory_.at("new"), "new content");
+        bench().addFile(dataset, "Text", directory_.at("new"), "new.txt");
         bench().relate(revision, dataset, "VANE_specification");
         bench().addToFolder(folder_, revision);
     });
@@ -247,8 +247,8 @@ TEST_P(Undo, IsRefusedWithoutTheRightToWrite) {
 
 TEST_P(Undo, IsRefusedIfTheContentsOfAFileAreGone) {
     const tag_t dataset = bench().createDataset("Text", "loose");
-    writeFile(directory_ / "loose", "loose");
-    const tag_t file = bench().addFile(dataset, "Text", directory_ / "loose", "loose.txt");
+    writeFile(directory_.at("loose"), "loose");
+    const tag_t file = bench().addFile(dataset, "Text", directory_.at("loose"), "loose.txt");
     const auto run = ran([&] { ASSERT_EQ(OBJ_delete(dataset), 0); });
     if (path_.empty())
         return;  // where the volume of a store in memory lies nobody can know

@@ -2,11 +2,11 @@
 
 #include <chrono>
 #include <fstream>
-#include <sstream>
 #include <thread>
 
 #include "platform/mv_cko.h"
 #include "platform/mv_reg.h"
+#include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tests/workbench/support.h"
 
@@ -23,23 +23,16 @@ void runSql(const std::string& path, const std::string& text) {
     sqlite3_close(database);
 }
 
-std::string contentsOf(const std::string& path) {
-    std::ifstream file(path);
-    std::stringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 }  // namespace
 
 class Upgrade : public ::testing::Test {
 protected:
     Directory directory_;
-    std::string path_ = directory_ / "plant";
+    std::string path_ = directory_.at("plant");
 };
 
 TEST_F(Upgrade, AStoreOfVersion1IsUpgradedWhenItIsOpenedAndKeepsWhatItHas) {
-    runSql(path_, contentsOf(KELD_SOURCE_DIR "/tests/workbench/version_1.sql"));
+    runSql(path_, keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_1.sql"));
     for (int time = 0; time < 2; ++time) {
         const auto store = bench().openStore(path_);
         bench().openSession(store, {});
@@ -88,19 +81,19 @@ TEST_F(Upgrade, ANewerVersionIsRefusedWithAClearText) {
 TEST_F(Upgrade, AFileThatIsNoStoreIsRefusedAndLeftAsItIs) {
     std::ofstream(path_) << "this is a text and no database at all";
     EXPECT_EQ(statusOf([&] { bench().openStore(path_); }), kStoreFailure);
-    EXPECT_EQ(contentsOf(path_), "this is a text and no database at all");
-    const std::string other = directory_ / "other";
+    EXPECT_EQ(keld_test::readText(path_), "this is a text and no database at all");
+    const std::string other = directory_.at("other");
     runSql(other, "CREATE TABLE t(x)");
     EXPECT_EQ(statusOf([&] { bench().openStore(other); }), kStoreFailure);
-    EXPECT_EQ(statusOf([&] { bench().openStore(directory_ / "nothing"); }), kStoreFailure);
-    EXPECT_FALSE(std::filesystem::exists(directory_ / "nothing"));
+    EXPECT_EQ(statusOf([&] { bench().openStore(directory_.at("nothing")); }), kStoreFailure);
+    EXPECT_FALSE(std::filesystem::exists(directory_.at("nothing")));
 }
 
 TEST_F(Upgrade, ANewStoreIsNotMadeOverSomething) {
     std::ofstream(path_) << "mine";
     EXPECT_EQ(statusOf([&] { bench().createStore(path_); }), kStoreFailure);
-    EXPECT_EQ(contentsOf(path_), "mine");
-    EXPECT_NE(statusOf([&] { bench().createStore(directory_ / "no/such/place"); }), 0);
+    EXPECT_EQ(keld_test::readText(path_), "mine");
+    EXPECT_NE(statusOf([&] { bench().createStore(directory_.at("no/such/place")); }), 0);
 }
 
 TEST_F(Upgrade, AnEmptyDatabaseIsRefusedWithTheWayOut) {

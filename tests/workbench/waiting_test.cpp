@@ -37,7 +37,7 @@ class Waiting : public ::testing::Test {
 protected:
     void SetUp() override {
         ::setenv("MERVANE_WAIT_MS", "200", 1);
-        path_ = directory_ / "plant";
+        path_ = directory_.at("plant");
         bench().createStore(path_);
     }
     void TearDown() override { ::unsetenv("MERVANE_WAIT_MS"); }
@@ -70,9 +70,9 @@ TEST_F(Waiting, ForWhoTakesFilesOutHasALimit) {
         const Stopped other(path_ + ".volume/.hold");
         ASSERT_TRUE(other.locked());
         endsWithTheHolder(path_ + ".volume/.hold",
-                          [&] { bench().backup(store, directory_ / "copy"); });
+                          [&] { bench().backup(store, directory_.at("copy")); });
     }
-    bench().backup(store, directory_ / "copy");
+    bench().backup(store, directory_.at("copy"));
     bench().closeStore(store);
 }
 

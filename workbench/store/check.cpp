@@ -11,9 +11,67 @@
 namespace mervane {
 
 namespace {
+
+using Findings = std::vector<CheckFinding>;
+
 std::string shownTag(std::int64_t tag) {
     return "#" + std::to_string(tag);
 }
+
+// The pages and the indexes, as SQLite checks them.
+void checkDatabase(Connection& connection, Findings& findings) {
+    Statement rows = connection.statement("PRAGMA integrity_check");
+    while (rows.step())
+        // Newer versions of SQLite check the index of texts here, too. It is compared by itself,
+        // and a repair can make it anew.
+        if (rows.text(0) != "ok" && !TextIndex::isNamedBy(rows.text(0)))
+            findings.push_back({true, "database: " + std::string(rows.text(0))});
+}
+
+void checkValues(Connection& connection, Findings& findings) {
+    Statement rows = connection.statement(
+        "SELECT tag FROM (SELECT tag FROM value UNION SELECT tag FROM ref) "
+        "EXCEPT SELECT tag FROM object");
+    while (rows.step())
+        findings.push_back(
+            {true, "values of " + shownTag(rows.integer(0)) + ", which isn't stored"});
+}
+
+void checkTypes(Connection& connection, Model& model, Findings& findings) {
+    Statement rows = connection.statement("SELECT DISTINCT type FROM object");
+    std::vector<tag_t> types;
+    while (rows.step())
+        types.push_back(static_cast<tag_t>(rows.integer(0)));
+    rows.run();
+    for (const tag_t type : types)
+        if (!model.typeOf(type))
+            findings.push_back({true, "objects of the type with handle " + std::to_string(type) +
+                                          ", which isn't defined"});
+}
+
+void checkReferences(Connection& connection, Model& model, Findings& findings) {
+    Statement rows = connection.statement(
+        "SELECT r.tag, r.attr, r.target FROM ref r WHERE r.target<>0 AND NOT EXISTS "
+        "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.idx");
+    while (rows.step()) {
+        const Attribute* attribute = model.attributeOf(static_cast<tag_t>(rows.integer(1)));
+        // An error: without its status the object counts as not released.
+        const bool status = attribute && attribute->name == "release_status_list";
+        findings.push_back({status, shownTag(rows.integer(0)) + " refers by " +
+                                        (attribute ? attribute->name : "?") + " to " +
+                                        shownTag(rows.integer(2)) + ", which isn't there"});
+    }
+}
+
+// No object may have a tag that the store gives later.
+void checkTags(Connection& connection, Findings& findings) {
+    Statement row = connection.statement(
+        "SELECT coalesce(max(tag), 0) FROM object "
+        "WHERE tag>=(SELECT value FROM meta WHERE name='next_tag')");
+    if (row.step() && row.integer(0) != 0)
+        findings.push_back({true, shownTag(row.integer(0)) + " has a tag that isn't given yet"});
+}
+
 }  // namespace
 
 std::vector<tag_t> Store::storedFiles() {
@@ -49,56 +107,13 @@ StoredFile Store::knownFile(tag_t tag) {
 
 std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& unsaved_files) {
     std::vector<CheckFinding> findings;
-    {
-        Statement rows = connection_->statement("PRAGMA integrity_check");
-        while (rows.step())
-            // Newer versions of SQLite check the index of texts here, too. It is compared below,
-            // and a repair can make it anew.
-            if (rows.text(0) != "ok" && !TextIndex::isNamedBy(rows.text(0)))
-                findings.push_back({true, "database: " + std::string(rows.text(0))});
-    }
+    checkDatabase(*connection_, findings);
     if (!findings.empty())
         return findings;  // the rest would read damaged pages
-    {
-        Statement rows = connection_->statement(
-            "SELECT tag FROM (SELECT tag FROM value UNION SELECT tag FROM ref) "
-            "EXCEPT SELECT tag FROM object");
-        while (rows.step())
-            findings.push_back(
-                {true, "values of " + shownTag(rows.integer(0)) + ", which isn't stored"});
-    }
-    {
-        Statement rows = connection_->statement("SELECT DISTINCT type FROM object");
-        std::vector<tag_t> types;
-        while (rows.step())
-            types.push_back(static_cast<tag_t>(rows.integer(0)));
-        rows.run();
-        for (const tag_t type : types)
-            if (!model().typeOf(type))
-                findings.push_back({true, "objects of the type with handle " +
-                                              std::to_string(type) + ", which isn't defined"});
-    }
-    {
-        Statement rows = connection_->statement(
-            "SELECT r.tag, r.attr, r.target FROM ref r WHERE r.target<>0 AND NOT EXISTS "
-            "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.idx");
-        while (rows.step()) {
-            const Attribute* attribute = model().attributeOf(static_cast<tag_t>(rows.integer(1)));
-            // An error: without its status the object counts as not released.
-            const bool status = attribute && attribute->name == "release_status_list";
-            findings.push_back({status, shownTag(rows.integer(0)) + " refers by " +
-                                            (attribute ? attribute->name : "?") + " to " +
-                                            shownTag(rows.integer(2)) + ", which isn't there"});
-        }
-    }
-    {
-        Statement row = connection_->statement(
-            "SELECT coalesce(max(tag), 0) FROM object "
-            "WHERE tag>=(SELECT value FROM meta WHERE name='next_tag')");
-        if (row.step() && row.integer(0) != 0)
-            findings.push_back(
-                {true, shownTag(row.integer(0)) + " has a tag that isn't given yet"});
-    }
+    checkValues(*connection_, findings);
+    checkTypes(*connection_, model(), findings);
+    checkReferences(*connection_, model(), findings);
+    checkTags(*connection_, findings);
     checkFiles(repair, unsaved_files, findings);
     checkSessions(repair, findings);
     checkTexts(repair, findings);

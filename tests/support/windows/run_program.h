@@ -1,6 +1,6 @@
 #pragma once
 
-// Runs a program with arguments, its output going to files.
+// Runs a program with arguments, its output going to files. For run_program.h.
 
 #include <windows.h>
 
@@ -37,9 +37,9 @@ inline std::string withoutReturns(std::string text) {
     return text;
 }
 
-inline int runProgram(const std::string& program, const std::vector<std::string>& arguments,
-                      const std::filesystem::path& directory, const std::filesystem::path& out,
-                      const std::filesystem::path& err) {
+inline int startAndWait(const std::string& program, const std::vector<std::string>& arguments,
+                        const std::filesystem::path& directory, const std::filesystem::path& out,
+                        const std::filesystem::path& err) {
     std::wstring line = quoted(wideText(program));
     for (const std::string& argument : arguments)
         line += L" " + quoted(wideText(argument));

@@ -290,6 +290,22 @@ struct WantedItem {
     RunWish run;
 };
 
+// End the run and put the job item that it made, or would make, into the document.
+Record endWithItem(Context& context, VerbRun& run, const Outcome& outcome) {
+    // The item is still there, even if the run is taken back afterwards. One that couldn't be
+    // filled is gone already.
+    const Record record = run.end(outcome, {}, [&](const mervane::RunEntry& entry) {
+        if (entry.change != mervane::RunChange::ObjectMade ||
+            entry.type != KELD_JOB_item_class_name_c ||
+            nameOf(context, entry.object).type == kGoneType)
+            return;
+        context.document["job_item"] = itemAsJson(context, entry.object);
+    });
+    if (!run.kept() && !run.rehearses())
+        context.document["job_item"] = nullptr;
+    return record;
+}
+
 int makeItem(Context& context, const WantedItem& wanted) {
     context.open();
     const std::vector<tag_t> objects = objectsNamed(context, wanted.objects);
@@ -309,20 +325,9 @@ int makeItem(Context& context, const WantedItem& wanted) {
                         {"outcome", asJson(context, outcome)}};
     std::string text = run.rehearses() ? "dry run, nothing is changed; it would be:\n" : "";
     tellProblems(context, outcome, refusals);
-    // The item is still there, even if the run is taken back afterwards. One that couldn't be
-    // filled is gone already.
-    const Record record = run.end(outcome, {}, [&](const mervane::RunEntry& entry) {
-        if (entry.change != mervane::RunChange::ObjectMade ||
-            entry.type != KELD_JOB_item_class_name_c ||
-            nameOf(context, entry.object).type == kGoneType)
-            return;
-        context.document["job_item"] = itemAsJson(context, entry.object);
-    });
-    const bool told = run.kept() || run.rehearses();
-    if (told && !context.document["job_item"].is_null())
+    const Record record = endWithItem(context, run, outcome);
+    if (!context.document["job_item"].is_null())
         text += "made " + itemAsText(context.document["job_item"]);
-    else
-        context.document["job_item"] = nullptr;
     context.print(text);
     if (wanted.run.visits)
         calls.show(context, visits, record, refusals, "it is only read");
@@ -361,15 +366,7 @@ int showItem(Context& context, const std::string& name) {
     throw CommandError(name + " is no job item", nearest(name, ids));
 }
 
-}  // namespace
-
-void addJobVerbs(Verbs& verbs) {
-    CLI::App* group = verbs.addGroup("job", "Jobs for a batch server: job files and job items",
-                                     "  keld job files 000123/A --types Text --program keld-batch\n"
-                                     "  keld job item 000123/A --queue night --job-type PRINT\n"
-                                     "  keld job show 000456\n",
-                                     nullptr);
-
+void addFilesVerb(Verbs& verbs, CLI::App* group) {
     auto files = std::make_shared<WantedFiles>();
     CLI::App* verb =
         verbs.add(group, "files", "Write job files of objects, and start a batch program on them",
@@ -399,11 +396,14 @@ void addJobVerbs(Verbs& verbs) {
         ->excludes(program);
     verb->add_flag("--visits", files->visits,
                    "show each object that the service looked at, and what came of it");
+}
 
+void addItemVerb(Verbs& verbs, CLI::App* group) {
     auto item = std::make_shared<WantedItem>();
-    verb = verbs.add(group, "item", "Make a job item that refers to objects",
-                     "  keld job item 000123/A --queue night --job-type PRINT --dry-run\n",
-                     [item](Context& context) { return makeItem(context, *item); });
+    CLI::App* verb =
+        verbs.add(group, "item", "Make a job item that refers to objects",
+                  "  keld job item 000123/A --queue night --job-type PRINT --dry-run\n",
+                  [item](Context& context) { return makeItem(context, *item); });
     verb->add_option("OBJECTS", item->objects, "revisions, or items for their latest ones");
     verb->add_option("--queue", item->queue, "name of the batch queue");
     verb->add_option("--type", item->type, "wanted types of objects");
@@ -412,12 +412,27 @@ void addJobVerbs(Verbs& verbs) {
     verb->add_option("--relation", item->relation, "name of a relation type, kept for the program");
     verb->add_flag("--all-types", item->all_types, "all types, not only the first with a match");
     addRunOptions(verb, item->run);
+}
 
+void addShowVerb(Verbs& verbs, CLI::App* group) {
     auto shown = std::make_shared<std::string>();
     verbs
         .add(group, "show", "Show a job item, or list all of them", "  keld job show 000456\n",
              [shown](Context& context) { return showItem(context, *shown); })
         ->add_option("ITEM", *shown);
+}
+
+}  // namespace
+
+void addJobVerbs(Verbs& verbs) {
+    CLI::App* group = verbs.addGroup("job", "Jobs for a batch server: job files and job items",
+                                     "  keld job files 000123/A --types Text --program keld-batch\n"
+                                     "  keld job item 000123/A --queue night --job-type PRINT\n"
+                                     "  keld job show 000456\n",
+                                     nullptr);
+    addFilesVerb(verbs, group);
+    addItemVerb(verbs, group);
+    addShowVerb(verbs, group);
 }
 
 }  // namespace keld

@@ -82,25 +82,9 @@ void needFileAlone(const WantedRename& wanted) {
         throw CommandError("--visits is of one rename, not of a file", {}, kExitUsage);
 }
 
-int rename(Context& context, WantedRename wanted) {
-    if (!wanted.csv.file.empty()) {
-        needFileAlone(wanted);
-        return renameRows(context, wanted.csv, wanted.run);
-    }
-    if (wanted.item.empty() || !wanted.given_to)
-        throw CommandError("expected ITEM --to ID, or --from FILE (see keld rename --help)", {},
-                           kExitUsage);
-    wanted.to = *wanted.given_to;
-    wanted.to = newId("the new item id", wanted.to);
-    wanted.revision = newId("the revision id", wanted.revision);
-    wanted.to_revision = newId("the new revision id", wanted.to_revision);
-    context.open();
-    const tag_t item = context.object(wanted.item);
-    needItem(context, item, wanted.item);
-    refuseTaken(context, item, wanted.to);
-    const tag_t revision =
-        wanted.revision.empty() ? NULLTAG : findRevision(context, item, wanted.revision);
-
+// The ids and texts that the service gets, and those that it replaces.
+RenameIds wantedIds(const Context& context, const WantedRename& wanted, tag_t item,
+                    tag_t revision) {
     ItemDescription present{};
     char id[129] = "";
     require(context, ENT_describe(item, &present), "ENT_describe");
@@ -115,39 +99,19 @@ int rename(Context& context, WantedRename wanted) {
         ids.old_revision = wanted.revision;
         ids.new_revision = wanted.to_revision.empty() ? wanted.revision : wanted.to_revision;
     }
+    return ids;
+}
 
-    VerbRun run(
-        context, wanted.run, revision == NULLTAG ? "KELD_ReNameItem" : "KELD_ReNameItemExtended",
-        revision == NULLTAG
-            ? wireText(context, {ids.new_item, ids.new_name, ids.new_description, item})
-            : wireText(context, {ids.new_item, ids.new_revision, ids.new_name, ids.new_description,
-                                 item, revision, kRenameTestPass | RENAME_MODIFY}));
-    RenameStop stop;
-    CallWatch calls(context, wanted.run.visits,
-                    [&](const mervane::JournalEntry& entry) { stop.add(entry); });
-    const RenameRun renamed = runRename(context, wanted.run.dry_run, item, revision, ids);
-    std::vector<Refusal> refusals;
-    VisitList visits;
-    const Record record = run.end(renamed.outcome, {}, [&] {
-        visits = calls.visits();
-        if (renamed.outcome.status != 0)
-            refusals = {explainRename(context, renamed.outcome, stop, item, ids)};
-    });
+// The service's arguments, as the run's head has them.
+std::string serviceArguments(Context& context, tag_t item, tag_t revision, const RenameIds& ids) {
+    if (revision == NULLTAG)
+        return wireText(context, {ids.new_item, ids.new_name, ids.new_description, item});
+    return wireText(context, {ids.new_item, ids.new_revision, ids.new_name, ids.new_description,
+                              item, revision, kRenameTestPass | RENAME_MODIFY});
+}
 
-    const bool test = wanted.run.dry_run;
-    std::string text = test ? "test, nothing is changed; it would be:\n" : "";
-    context.document = {{"item", id},
-                        {"revision", revision == NULLTAG ? Json() : Json(ids.old_revision)},
-                        {"to", ids.new_item},
-                        {"to_revision", revision == NULLTAG ? Json() : Json(ids.new_revision)},
-                        {"name", ids.new_name},
-                        {"description", ids.new_description},
-                        {"test", test},
-                        {"test_pass", renamed.tested},
-                        {"succeeded", renamed.outcome.succeeded()}};
-    const bool told = test || run.kept();
-    context.document["renamed"] =
-        showRenamed(told ? renamedTexts(record, ids) : std::vector<RenamedText>(), text);
+// Changes of the registry and of workflows. `told`: those of the store are shown, too.
+void showOthers(Context& context, const Record& record, bool told, std::string& text) {
     Json registered = Json::array(), unregistered = Json::array(), workflows = Json::array();
     for (const OtherChange& other : record.others) {
         // Changes outside the store stay even if the run was taken back, so show them.
@@ -167,13 +131,74 @@ int rename(Context& context, WantedRename wanted) {
     context.document["registered"] = registered;
     context.document["unregistered"] = unregistered;
     context.document["workflows"] = workflows;
+}
+
+// Print what was renamed, or would be. `told`: it is kept, or it is a test.
+void showRename(Context& context, const RenameIds& ids, bool test, bool told,
+                const RenameRun& renamed, const Record& record) {
+    const bool revision = !ids.old_revision.empty();
+    std::string text = test ? "test, nothing is changed; it would be:\n" : "";
+    context.document = {{"item", ids.old_item},
+                        {"revision", revision ? Json(ids.old_revision) : Json()},
+                        {"to", ids.new_item},
+                        {"to_revision", revision ? Json(ids.new_revision) : Json()},
+                        {"name", ids.new_name},
+                        {"description", ids.new_description},
+                        {"test", test},
+                        {"test_pass", renamed.tested},
+                        {"succeeded", renamed.outcome.succeeded()}};
+    context.document["renamed"] =
+        showRenamed(told ? renamedTexts(record, ids) : std::vector<RenamedText>(), text);
+    showOthers(context, record, told, text);
     context.document["outcome"] = asJson(context, renamed.outcome);
     context.print(text);
+}
+
+int renameItem(Context& context, WantedRename wanted) {
+    wanted.to = newId("the new item id", *wanted.given_to);
+    wanted.revision = newId("the revision id", wanted.revision);
+    wanted.to_revision = newId("the new revision id", wanted.to_revision);
+    context.open();
+    const tag_t item = context.object(wanted.item);
+    needItem(context, item, wanted.item);
+    refuseTaken(context, item, wanted.to);
+    const tag_t revision =
+        wanted.revision.empty() ? NULLTAG : findRevision(context, item, wanted.revision);
+    const RenameIds ids = wantedIds(context, wanted, item, revision);
+
+    VerbRun run(context, wanted.run,
+                revision == NULLTAG ? "KELD_ReNameItem" : "KELD_ReNameItemExtended",
+                serviceArguments(context, item, revision, ids));
+    RenameStop stop;
+    CallWatch calls(context, wanted.run.visits,
+                    [&](const mervane::JournalEntry& entry) { stop.add(entry); });
+    const RenameRun renamed = runRename(context, wanted.run.dry_run, item, revision, ids);
+    std::vector<Refusal> refusals;
+    VisitList visits;
+    const Record record = run.end(renamed.outcome, {}, [&] {
+        visits = calls.visits();
+        if (renamed.outcome.status != 0)
+            refusals = {explainRename(context, renamed.outcome, stop, item, ids)};
+    });
+
+    const bool test = wanted.run.dry_run;
+    showRename(context, ids, test, test || run.kept(), renamed, record);
     if (wanted.run.visits)
         calls.show(context, visits, record, refusals, "nothing in it carries what is renamed");
     // Also report errors of a rename that succeeded: the library passes over some.
     tellProblems(context, renamed.outcome, refusals);
     return tellEnd(context, run, record, renamed.outcome);
+}
+
+int rename(Context& context, const WantedRename& wanted) {
+    if (!wanted.csv.file.empty()) {
+        needFileAlone(wanted);
+        return renameRows(context, wanted.csv, wanted.run);
+    }
+    if (wanted.item.empty() || !wanted.given_to)
+        throw CommandError("expected ITEM --to ID, or --from FILE (see keld rename --help)", {},
+                           kExitUsage);
+    return renameItem(context, wanted);
 }
 
 }  // namespace

@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -22,6 +19,7 @@
 #include "platform/mv_obj.h"
 #include "platform/mv_rls.h"
 #include "platform/mv_str.h"
+#include "tests/support/files.h"
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
 
@@ -65,27 +63,13 @@ inline tag_t lineTag(tag_t line, const char* attribute) {
     return value;
 }
 
-inline std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream all;
-    all << in.rdbuf();
-    return all.str();
-}
-
-class World : public testing::Test {
+class StructureTest : public testing::Test {
 protected:
     void SetUp() override {
-        std::string pattern = (std::filesystem::temp_directory_path() / "world-XXXXXX").string();
-        ASSERT_NE(nullptr, mkdtemp(pattern.data()));
-        directory_ = pattern;
         store_ = bench_.openStore(":memory:");
         session_ = bench_.openSession(store_, {});
     }
-    void TearDown() override {
-        bench_.closeStore(store_);
-        std::error_code ignored;
-        std::filesystem::remove_all(directory_, ignored);
-    }
+    void TearDown() override { bench_.closeStore(store_); }
 
     Workbench::SessionId secondSession() { return bench_.openSession(store_, {}); }
     // The message on top of the error stack.
@@ -100,13 +84,12 @@ protected:
         return first;
     }
     std::string file(const std::string& name, const std::string& content) {
-        const auto path = directory_ / name;
-        std::ofstream(path, std::ios::binary) << content;
-        return path.string();
+        keld_test::writeFile(directory_ / name, content);
+        return directory_.at(name);
     }
 
     Workbench& bench_ = *mervane_workbench();
-    std::filesystem::path directory_;
+    keld_test::Directory directory_;
     Workbench::StoreId store_ = 0;
     Workbench::SessionId session_ = 0;
 };

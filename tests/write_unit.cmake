@@ -1,7 +1,7 @@
 # Writes a source that compiles several test files as one: first the headers that they include, then each
 # file in a namespace of its own, since their helpers have the same short names. A file that opens a
 # namespace with a name has its helpers there, and stays as it is.
-# cmake -DOUT=FILE -DROOT=DIRECTORY "-DSOURCES=FILE;FILE" -P unit.cmake
+# cmake -DOUT=FILE -DROOT=DIRECTORY "-DSOURCES=FILE;FILE" -P write_unit.cmake
 set(headers "")
 set(bodies "")
 set(number 0)

@@ -23,14 +23,14 @@ using testing::IsEmpty;
 
 constexpr tag_t kNoSuchTag = 0x7FFFFFF0u;
 
-class World : public testing::Test {
+class InterfaceTest : public testing::Test {
 protected:
-    World() : wb(*mervane_workbench()) {
+    InterfaceTest() : wb(*mervane_workbench()) {
         ERR_clear_errors();
         store = wb.openStore(":memory:");
         session = wb.openSession(store, {});
     }
-    ~World() override {
+    ~InterfaceTest() override {
         wb.failHeapAfter({});
         wb.closeStore(store);
     }
