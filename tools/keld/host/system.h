@@ -1,12 +1,20 @@
 #pragma once
 
-// What keld asks of the operating system. Texts are UTF-8 on every system.
+// What keld asks of the operating system. Texts are UTF-8 on every system. What the workbench asks
+// as well is in workbench/system/.
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "workbench/system/system.h"
+
 namespace keld {
+
+using mervane::system::environment;
+using mervane::system::isSet;
+using mervane::system::mayWrite;
+using mervane::system::pathOf;
+using mervane::system::setEnvironment;
 
 // The arguments of main.
 std::vector<std::string> programArguments(int argc, char** argv);
@@ -15,15 +23,6 @@ std::vector<std::string> programArguments(int argc, char** argv);
 // are started have their own way with it.
 void failBeyondTheFileSizeLimit();
 
-// A path of the C++ library from UTF-8, which is not what every system takes plain texts for.
-std::filesystem::path pathOf(const std::string& text);
-
-// Empty if the variable isn't set.
-std::string environment(const std::string& name);
-bool isSet(const std::string& name);
-// Seen by the libraries of this process and by the programs that they start.
-void setEnvironment(const std::string& name, const std::string& value);
-
 bool outputIsTerminal();
 bool errorIsTerminal();
 std::size_t outputWidth();  // of the terminal; 0: standard output is none
@@ -31,7 +30,6 @@ std::size_t outputWidth();  // of the terminal; 0: standard output is none
 // output counts as the terminal that it was. False: it is none, or the system has no pagers.
 bool startPager(const std::string& command);
 void endPager() noexcept;
-bool canWrite(const std::string& path);
 // Why nothing can be added to the file at the path, or none made there; empty: it can. Makes none.
 std::string whyNotAppendable(const std::string& path);
 

@@ -171,7 +171,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
     };
     Outcome outcome = run();
     // The directory's name has the user and the second in it, so another job may have taken it.
-    for (int tries = 2; outcome.status == kNoJobDirectory && canWrite(base.string()) &&
+    for (int tries = 2; outcome.status == kNoJobDirectory && mayWrite(base.string()) &&
                         fs::is_directory(base) && tries <= kMostTries;
          ++tries) {
         if (tries > 2)
