@@ -5,7 +5,6 @@
 // quotes with backslash escapes: \" \\ \n \r \t \xHH (a byte) \uHHHH (a character). What is written
 // here never has a single quote, so all of it can be put between single quotes in a shell.
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -13,34 +12,9 @@
 #include <string>
 #include <string_view>
 
-namespace mervane {
+#include "workbench/utf8.h"
 
-// The character at the start of a text: its number and its length in bytes; number -1 for one byte
-// that is no part of well-formed UTF-8. Requires: the text isn't empty.
-struct Character {
-    std::int32_t number = -1;
-    std::size_t length = 1;
-};
-inline Character firstCharacter(std::string_view text) {
-    const auto at = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned first = at(0);
-    if (first < 0x80)
-        return {static_cast<std::int32_t>(first), 1};
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || text.size() < length)
-        return {};
-    constexpr std::array<unsigned, 5> kBits = {0, 0, 0x1F, 0x0F, 0x07};
-    std::uint32_t number = first & kBits[length];
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((at(i) & 0xC0U) != 0x80)
-            return {};
-        number = (number << 6U) | (at(i) & 0x3FU);
-    }
-    const bool too_long = (length == 3 && number < 0x800) || (length == 4 && number < 0x10000);
-    if (too_long || number > 0x10FFFF || (number >= 0xD800 && number <= 0xDFFF))
-        return {};
-    return {static_cast<std::int32_t>(number), length};
-}
+namespace mervane {
 
 // Characters that a terminal acts on or that change how others are shown: controls, marks of
 // direction, breaks of lines and paragraphs.

@@ -11,8 +11,8 @@
 #include "workbench/import/step_plan.h"
 #include "workbench/import/step_reader.h"
 #include "workbench/import/step_text.h"
-#include "workbench/import/utf8.h"
 #include "workbench/model/status.h"
+#include "workbench/utf8.h"
 #include "workbench/workbench.h"
 
 namespace {

@@ -7,8 +7,8 @@
 
 #include "workbench/import/base64.h"
 #include "workbench/import/json_writer.h"
-#include "workbench/import/utf8.h"
 #include "workbench/model/status.h"
+#include "workbench/utf8.h"
 #include "workbench/workbench.h"
 
 using mervane::Failure;
@@ -164,4 +164,13 @@ TEST(Utf8, OnlyWellFormedTextIsTaken) {
                             "\xF0\x80\x80\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xFF",
                             "\xE2\x82", "a\xE2\x28\xA1"})
         EXPECT_FALSE(mervane::isUtf8(bad)) << bad;
+}
+
+TEST(Utf8, ACutLeavesNoPartOfACharacterAtTheEnd) {
+    const std::string text = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x94\xA7z";  // 1, 2, 3, 4 and 1 bytes
+    const std::size_t kept[] = {0, 1, 1, 3, 3, 3, 6, 6, 6, 6, 10, 11, 11};
+    for (std::size_t limit = 0; limit < std::size(kept); ++limit)
+        EXPECT_EQ(mervane::cutUtf8(text, limit), text.substr(0, kept[limit])) << limit;
+    EXPECT_EQ(mervane::cutUtf8("", 0), "");
+    EXPECT_EQ(mervane::cutUtf8("\x80\x80\x80", 2), "") << "bytes that begin no character";
 }

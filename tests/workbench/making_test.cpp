@@ -8,7 +8,7 @@
 #include "platform/mv_reg.h"
 #include "tests/workbench/database_hook.h"
 #include "tests/workbench/support.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 using namespace mervane;
 using namespace mervane::test;

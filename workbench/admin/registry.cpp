@@ -1,7 +1,7 @@
 #include <filesystem>
 
 #include "workbench/admin/bench.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 // The registry of item ids that the current session's store uses.
 

@@ -4,12 +4,12 @@
 #include "workbench/import/step_plan.h"
 #include "workbench/import/step_reader.h"
 #include "workbench/import/temporary_file.h"
-#include "workbench/import/utf8.h"
 #include "workbench/session/datasets.h"
 #include "workbench/session/items.h"
 #include "workbench/session/relations.h"
 #include "workbench/session/structure.h"
 #include "workbench/store/store.h"
+#include "workbench/utf8.h"
 
 namespace mervane {
 namespace {

@@ -3,7 +3,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "workbench/import/utf8.h"
+#include "workbench/utf8.h"
 
 namespace mervane {
 namespace {

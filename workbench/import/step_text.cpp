@@ -1,7 +1,7 @@
 #include "workbench/import/step_text.h"
 
 #include "workbench/import/step_pages.h"
-#include "workbench/import/utf8.h"
+#include "workbench/utf8.h"
 
 namespace mervane {
 namespace {

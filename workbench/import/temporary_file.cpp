@@ -1,13 +1,13 @@
 #include "workbench/import/temporary_file.h"
 
 #include "workbench/model/status.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
 
 TemporaryFile::TemporaryFile() {
-    path_ = system::makeTemporaryFile();
+    path_ = system::makeTemporaryFile("mervane");
     if (path_.empty())
         throw Failure(kFileFailure, "no temporary file can be made");
     stream_.open(system::pathOf(path_), std::ios::binary);

@@ -4,10 +4,10 @@
 
 #include "workbench/import/base64.h"
 #include "workbench/import/import.h"
-#include "workbench/import/utf8.h"
 #include "workbench/import/world_model.h"
 #include "workbench/import/world_values.h"
 #include "workbench/session/session.h"
+#include "workbench/utf8.h"
 
 namespace mervane {
 namespace {

@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "workbench/import/base64.h"
-#include "workbench/import/utf8.h"
 #include "workbench/session/dates.h"
+#include "workbench/utf8.h"
 
 namespace mervane {
 namespace {

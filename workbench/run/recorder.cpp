@@ -5,8 +5,8 @@
 #include "workbench/model/status.h"
 #include "workbench/run/reads.h"
 #include "workbench/session/journal.h"
-#include "workbench/store/making.h"
 #include "workbench/store/store.h"
+#include "workbench/system/system.h"
 
 namespace mervane {
 
@@ -23,7 +23,7 @@ Recorder::Recorder(Store& store, bool stored, RunHead head, std::int64_t session
       stored_(stored),
       head_(std::move(head)),
       session_(session),
-      token_(randomName()),
+      token_(system::randomName()),
       tables_(store, !stored) {
 }
 

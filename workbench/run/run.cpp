@@ -8,7 +8,7 @@
 #include "workbench/session/journal.h"
 #include "workbench/store/sha256.h"
 #include "workbench/store/store.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 namespace mervane {
 

@@ -7,7 +7,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/session/interface.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 namespace mervane {
 
@@ -27,12 +27,12 @@ struct Watch {
     std::int64_t time = 0;  // nanoseconds in the outer calls
 
     Watch() {
-        if (const char* path = std::getenv("MERVANE_JOURNAL"); path && *path) {
+        if (const std::string path = system::environment("MERVANE_JOURNAL"); !path.empty()) {
             file = system::openForAppending(path);
             if (!file)
-                std::fprintf(stderr, "MERVANE_JOURNAL: %s can't be opened\n", path);
+                std::fprintf(stderr, "MERVANE_JOURNAL: %s can't be opened\n", path.c_str());
         }
-        if (const char* plan = std::getenv("MERVANE_FAULTS"); plan && *plan) {
+        if (const std::string plan = system::environment("MERVANE_FAULTS"); !plan.empty()) {
             try {
                 faults = faultsFromText(plan);
             } catch (const std::exception& error) {

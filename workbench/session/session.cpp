@@ -10,7 +10,7 @@
 #include "workbench/session/bom_window.h"
 #include "workbench/session/journal.h"
 #include "workbench/store/store.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 namespace mervane {
 

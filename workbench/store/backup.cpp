@@ -5,7 +5,7 @@
 #include "workbench/store/making.h"
 #include "workbench/store/runs.h"
 #include "workbench/store/store.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 namespace mervane {
 

@@ -7,8 +7,8 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/sqlite.h"
-#include "workbench/store/system.h"
 #include "workbench/store/waiting.h"
+#include "workbench/system/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {

@@ -4,10 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <random>
 
 #include "workbench/model/status.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -28,13 +27,6 @@ void syncDirectoryOf(const std::string& path) {
 
 }  // namespace
 
-std::string randomName() {
-    std::random_device source;
-    char text[17];
-    std::snprintf(text, sizeof text, "%08x%08x", source(), source());
-    return text;
-}
-
 void needNothingAt(const std::string& path) {
     if (system::somethingAt(path))
         refuseTaken(path);
@@ -43,7 +35,7 @@ void needNothingAt(const std::string& path) {
 MakingPlace::MakingPlace(const std::string& target) {
     needNothingAt(target);
     do {
-        directory_ = target + ".new-" + randomName();
+        directory_ = target + ".new-" + system::randomName();
         if (system::makePrivateDirectory(directory_))
             return;
     } while (errno == EEXIST);

@@ -31,7 +31,5 @@ private:
 
 // Failure kStoreFailure if there is something at the path.
 void needNothingAt(const std::string& path);
-// Sixteen hexadecimal digits: no two processes choose the same, whatever their numbers are.
-std::string randomName();
 
 }  // namespace mervane

@@ -1,5 +1,7 @@
 #include "workbench/store/pattern.h"
 
+#include "workbench/utf8.h"
+
 namespace mervane {
 
 namespace {
@@ -9,7 +11,7 @@ std::size_t characterLength(std::string_view text, std::size_t at) {
     const auto first = static_cast<unsigned char>(text[at]);
     const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : first >= 0xC0 ? 2 : 1;
     for (std::size_t i = 1; i < length; ++i)
-        if (at + i >= text.size() || (static_cast<unsigned char>(text[at + i]) & 0xC0) != 0x80)
+        if (at + i >= text.size() || !continuesCharacter(text[at + i]))
             return 1;
     return length;
 }

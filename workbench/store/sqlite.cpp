@@ -14,8 +14,8 @@
 #include "workbench/model/status.h"
 #include "workbench/store/effort.h"
 #include "workbench/store/pattern.h"
-#include "workbench/store/system.h"
 #include "workbench/store/waiting.h"
+#include "workbench/system/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {

@@ -9,7 +9,7 @@
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
 #include "workbench/store/schema.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 namespace mervane {
 
@@ -56,11 +56,10 @@ tag_t tagOf(std::int64_t value) {
 }
 
 const char* synchronous() {
-    const char* wanted = std::getenv("MERVANE_SYNC");
-    const std::string_view value = wanted ? wanted : "";
-    if (value == "off")
+    const std::string wanted = system::environment("MERVANE_SYNC");
+    if (wanted == "off")
         return "PRAGMA synchronous=OFF";
-    return value == "normal" ? "PRAGMA synchronous=NORMAL" : "PRAGMA synchronous=FULL";
+    return wanted == "normal" ? "PRAGMA synchronous=NORMAL" : "PRAGMA synchronous=FULL";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "workbench/model/searched.h"
 #include "workbench/model/status.h"
 #include "workbench/store/sqlite.h"
+#include "workbench/utf8.h"
 
 namespace mervane {
 
@@ -76,33 +77,14 @@ constexpr std::int64_t kFewRows = 8 * kFewCandidates;  // of all attributes
 constexpr std::int64_t kFewInRange = 1024;
 constexpr std::size_t kMostTrigrams = 16;
 
-// The bytes of the first character; 0: it is no UTF-8, or a NUL.
-std::size_t wholeCharacter(std::string_view text) {
-    const auto byte = [&](std::size_t at) { return static_cast<unsigned char>(text[at]); };
-    const unsigned first = byte(0);
-    if (first < 0x80)
-        return first == 0 ? 0 : 1;
-    const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-    if (first < 0xC2 || first > 0xF4 || length > text.size())
-        return 0;
-    unsigned code = first & (0x7Fu >> length);
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80)
-            return 0;
-        code = code << 6 | (byte(i) & 0x3Fu);
-    }
-    const bool shortest = code >= (length == 2 ? 0x80u : length == 3 ? 0x800u : 0x10000u);
-    return shortest && code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF) ? length : 0;
-}
-
 // False: the text is no UTF-8, or has a NUL.
 bool takeApart(std::string_view text, std::vector<std::string_view>& characters) {
     while (!text.empty()) {
-        const std::size_t length = wholeCharacter(text);
-        if (length == 0)
+        const Character character = firstCharacter(text);
+        if (character.number <= 0)
             return false;
-        characters.push_back(text.substr(0, length));
-        text.remove_prefix(length);
+        characters.push_back(text.substr(0, character.length));
+        text.remove_prefix(character.length);
     }
     return true;
 }

@@ -9,8 +9,8 @@
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
 #include "workbench/store/sha256.h"
-#include "workbench/store/system.h"
 #include "workbench/store/waiting.h"
+#include "workbench/system/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -133,7 +133,7 @@ FileFacts placeFile(const std::string& directory, const std::string& place, cons
     std::string temporary;
     int made = -1;
     do {
-        temporary = directory + "/new-" + randomName();
+        temporary = directory + "/new-" + system::randomName();
         made = system::open(temporary, system::Open::WriteNew, like);
     } while (made < 0 && errno == EEXIST);
     Descriptor out(made);
@@ -184,7 +184,7 @@ void Volume::makeDirectory() {
     if (temporary_) {
         if (!directory_.empty())
             return;
-        std::string made = system::makeTemporaryDirectory();
+        std::string made = system::makeTemporaryDirectory("mervane");
         if (made.empty())
             fail("a temporary directory", "can't be made");
         directory_ = std::move(made);

@@ -7,14 +7,13 @@
 #include <thread>
 
 #include "workbench/model/status.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
 
 std::chrono::milliseconds waitLimit() {
-    const char* wanted = std::getenv("MERVANE_WAIT_MS");
-    const int limit = wanted ? std::atoi(wanted) : 0;
+    const int limit = std::atoi(system::environment("MERVANE_WAIT_MS").c_str());
     return std::chrono::milliseconds(limit > 0 ? limit : 10000);
 }
 

@@ -5,7 +5,7 @@
 #include <new>
 #include <stdexcept>
 
-#include "workbench/names.h"
+#include "workbench/utf8.h"
 
 namespace keld {
 

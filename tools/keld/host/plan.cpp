@@ -7,7 +7,7 @@
 #include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/plan_file.h"
 #include "tools/keld/host/system.h"
-#include "workbench/names.h"
+#include "workbench/utf8.h"
 
 namespace keld {
 
@@ -19,19 +19,9 @@ using mervane::RunReads;
 
 // ---- writing ----
 
-bool isUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const mervane::Character character = mervane::firstCharacter(text);
-        if (character.number < 0)
-            return false;
-        text.remove_prefix(character.length);
-    }
-    return true;
-}
-
 // Text that isn't UTF-8 is kept as bytes, two digits each.
 Json exactText(const std::string& text) {
-    if (isUtf8(text))
+    if (mervane::isUtf8(text))
         return text;
     std::string digits;
     for (const char byte : text) {

@@ -1,12 +1,20 @@
 #pragma once
 
-// What keld asks of the operating system. Texts are UTF-8 on every system.
+// What keld asks of the operating system. Texts are UTF-8 on every system. What the workbench asks
+// as well is in workbench/system/.
 
-#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "workbench/system/system.h"
+
 namespace keld {
+
+using mervane::system::environment;
+using mervane::system::isSet;
+using mervane::system::mayWrite;
+using mervane::system::pathOf;
+using mervane::system::setEnvironment;
 
 // The arguments of main.
 std::vector<std::string> programArguments(int argc, char** argv);
@@ -15,15 +23,6 @@ std::vector<std::string> programArguments(int argc, char** argv);
 // one starts behave as usual.
 void failBeyondTheFileSizeLimit();
 
-// A path from UTF-8: not every system takes a plain text as UTF-8.
-std::filesystem::path pathOf(const std::string& text);
-
-// Empty if the variable isn't set.
-std::string environment(const std::string& name);
-bool isSet(const std::string& name);
-// Visible to the libraries of this process and to programs that it starts.
-void setEnvironment(const std::string& name, const std::string& value);
-
 bool outputIsTerminal();
 bool errorIsTerminal();
 std::size_t outputWidth();  // width of the terminal; 0: standard output is none
@@ -31,7 +30,6 @@ std::size_t outputWidth();  // width of the terminal; 0: standard output is none
 // False: it isn't one, or the system has no pagers.
 bool startPager(const std::string& command);
 void endPager() noexcept;
-bool canWrite(const std::string& path);
 // Why nothing can be appended to the file at the path, or no file made there; empty: it can. Makes
 // no file.
 std::string whyNotAppendable(const std::string& path);

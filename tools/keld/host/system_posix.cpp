@@ -40,23 +40,6 @@ void failBeyondTheFileSizeLimit() {
     sigaction(SIGXFSZ, &action, nullptr);
 }
 
-fs::path pathOf(const std::string& text) {
-    return {text};
-}
-
-std::string environment(const std::string& name) {
-    const char* value = std::getenv(name.c_str());
-    return value ? value : "";
-}
-
-bool isSet(const std::string& name) {
-    return std::getenv(name.c_str()) != nullptr;
-}
-
-void setEnvironment(const std::string& name, const std::string& value) {
-    setenv(name.c_str(), value.c_str(), 1);
-}
-
 namespace {
 
 // The pager, the original terminal, and its width.
@@ -108,10 +91,6 @@ std::size_t outputWidth() {
     return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
-bool canWrite(const std::string& path) {
-    return access(path.c_str(), W_OK) == 0;
-}
-
 std::string whyNotAppendable(const std::string& path) {
     // O_NONBLOCK: opening a pipe without a reader would wait for one.
     const int file = ::open(path.c_str(), O_WRONLY | O_APPEND | O_NONBLOCK | O_CLOEXEC);
@@ -131,22 +110,6 @@ std::string whyNotAppendable(const std::string& path) {
         reason = std::strerror(errno);
     ::close(file);
     return reason;
-}
-
-std::string makeTemporaryDirectory(const std::string& prefix) {
-    std::string pattern = (fs::temp_directory_path() / (prefix + "-XXXXXX")).string();
-    if (!mkdtemp(pattern.data()))
-        throw CommandError("can't make a directory in " + fs::temp_directory_path().string());
-    return pattern;
-}
-
-std::string makeTemporaryFile(const std::string& prefix) {
-    std::string pattern = (fs::temp_directory_path() / (prefix + "-XXXXXX")).string();
-    const int file = mkstemp(pattern.data());
-    if (file < 0)
-        throw CommandError("can't make a temporary file in " + fs::temp_directory_path().string());
-    ::close(file);
-    return pattern;
 }
 
 std::string makeFileBeside(const std::string& path) {

@@ -14,14 +14,16 @@
 #include <cstring>
 #include <filesystem>
 #include <mutex>
-#include <random>
 
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/system.h"
+#include "workbench/system/wide.h"
 
 namespace keld {
 
 namespace fs = std::filesystem;
+using mervane::system::narrow;
+using mervane::system::wide;
 
 const char* const kNullDevice = "NUL";
 
@@ -29,38 +31,6 @@ namespace {
 
 constexpr int kOutput = 1;
 constexpr int kError = 2;
-
-std::wstring wide(const std::string& text) {
-    const int length = static_cast<int>(text.size());
-    std::wstring result(
-        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0)),
-        L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(),
-                        static_cast<int>(result.size()));
-    return result;
-}
-
-std::string narrow(std::wstring_view text) {
-    const int length = static_cast<int>(text.size());
-    std::string result(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length,
-                                                                    nullptr, 0, nullptr, nullptr)),
-                       '\0');
-    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, result.data(),
-                        static_cast<int>(result.size()), nullptr, nullptr);
-    return result;
-}
-
-// Random, so that two processes don't choose the same name.
-std::string randomName() {
-    std::random_device source;
-    char text[17];
-    std::snprintf(text, sizeof text, "%08x%08x", source(), source());
-    return text;
-}
-
-fs::path freshPath(const std::string& prefix) {
-    return fs::temp_directory_path() / wide(prefix + "-" + randomName());
-}
 
 }  // namespace
 
@@ -77,23 +47,6 @@ std::vector<std::string> programArguments(int argc, char** argv) {
 }
 
 void failBeyondTheFileSizeLimit() {
-}
-
-fs::path pathOf(const std::string& text) {
-    return {std::u8string(text.begin(), text.end())};
-}
-
-std::string environment(const std::string& name) {
-    const wchar_t* value = _wgetenv(wide(name).c_str());
-    return value ? narrow(value) : "";
-}
-
-bool isSet(const std::string& name) {
-    return _wgetenv(wide(name).c_str()) != nullptr;
-}
-
-void setEnvironment(const std::string& name, const std::string& value) {
-    _wputenv((wide(name) + L"=" + wide(value)).c_str());
 }
 
 bool outputIsTerminal() {
@@ -122,35 +75,13 @@ std::string whyNotAppendable(const std::string& path) {
     std::error_code ignored;
     const fs::path directory = pathOf(path).parent_path();
     if (fs::exists(pathOf(path), ignored))
-        return canWrite(path) ? "" : "it can't be written";
+        return mayWrite(path) ? "" : "it can't be written";
     return directory.empty() || fs::is_directory(directory, ignored) ? "" : "there is no directory";
-}
-
-bool canWrite(const std::string& path) {
-    constexpr int kMayWrite = 2;
-    return _waccess(wide(path).c_str(), kMayWrite) == 0;
-}
-
-std::string makeTemporaryDirectory(const std::string& prefix) {
-    const fs::path path = freshPath(prefix);
-    std::error_code failure;
-    if (!fs::create_directory(path, failure))
-        throw CommandError("can't make a directory in " + fs::temp_directory_path().string());
-    return path.string();
-}
-
-std::string makeTemporaryFile(const std::string& prefix) {
-    const fs::path path = freshPath(prefix);
-    const int file = _wopen(path.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL, _S_IREAD | _S_IWRITE);
-    if (file < 0)
-        throw CommandError("can't make a temporary file in " + fs::temp_directory_path().string());
-    _close(file);
-    return path.string();
 }
 
 std::string makeFileBeside(const std::string& path) {
     for (int tries = 0; tries < 100; ++tries) {
-        const std::string beside = path + ".part-" + randomName();
+        const std::string beside = path + ".part-" + mervane::system::randomName();
         const int file =
             _wopen(wide(beside).c_str(), _O_WRONLY | _O_CREAT | _O_EXCL, _S_IREAD | _S_IWRITE);
         if (file >= 0) {

@@ -72,7 +72,7 @@ std::string painted(Colour colour, const std::string& text) {
 std::size_t characters(std::string_view text) {
     std::size_t count = 0;
     for (const char c : made(text, false, Marks::Dropped))
-        count += (static_cast<unsigned char>(c) & 0xC0U) != 0x80 ? 1 : 0;
+        count += mervane::continuesCharacter(c) ? 0 : 1;
     return count;
 }
 

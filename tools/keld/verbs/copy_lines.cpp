@@ -6,6 +6,7 @@
 
 #include "platform/keld_basetool.h"
 #include "tools/keld/host/system.h"
+#include "workbench/utf8.h"
 
 namespace keld {
 
@@ -157,7 +158,7 @@ std::string shownLine(const std::string& text, std::size_t most) {
     const auto last = text.find_last_not_of("\r\n");
     for (const char c : text.substr(0, last == std::string::npos ? 0 : last + 1)) {
         // Cut at the begin of a character, never inside one.
-        if (shown.size() >= most && (static_cast<unsigned char>(c) & 0xC0) != 0x80)
+        if (shown.size() >= most && !mervane::continuesCharacter(c))
             return shown + "...";
         switch (c) {
             case '\t':

@@ -172,7 +172,7 @@ int makeFiles(Context& context, const WantedFiles& wanted) {
     };
     Outcome outcome = run();
     // The directory is named for user and second, so another job of this second may have it.
-    for (int tries = 2; outcome.status == kNoJobDirectory && canWrite(base.string()) &&
+    for (int tries = 2; outcome.status == kNoJobDirectory && mayWrite(base.string()) &&
                         fs::is_directory(base) && tries <= kMostTries;
          ++tries) {
         if (tries > 2)

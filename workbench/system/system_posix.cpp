@@ -9,10 +9,11 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <sstream>
 
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
 
 namespace mervane::system {
 
@@ -47,6 +48,13 @@ int makeFile(const std::string& path, int flags, const std::string& like) {
     return file;
 }
 
+// Empty: there is no temporary directory.
+std::string temporaryPattern(const std::string& prefix) {
+    std::error_code error;
+    const auto directory = std::filesystem::temp_directory_path(error);
+    return error ? "" : (directory / (prefix + "-XXXXXX")).string();
+}
+
 }  // namespace
 
 std::filesystem::path pathOf(const std::string& text) {
@@ -66,6 +74,19 @@ std::tm localTime(std::time_t seconds) {
     std::tm local{};
     ::localtime_r(&seconds, &local);
     return local;
+}
+
+std::string environment(const std::string& name) {
+    const char* value = std::getenv(name.c_str());
+    return value ? value : "";
+}
+
+bool isSet(const std::string& name) {
+    return std::getenv(name.c_str()) != nullptr;
+}
+
+void setEnvironment(const std::string& name, const std::string& value) {
+    ::setenv(name.c_str(), value.c_str(), 1);
 }
 
 bool makeDirectory(const std::string& path, const std::string& like) {
@@ -149,16 +170,14 @@ bool syncDirectory(const std::string& path) {
     return done;
 }
 
-std::string makeTemporaryDirectory() {
-    std::error_code error;
-    std::string pattern = (std::filesystem::temp_directory_path(error) / "mervane-XXXXXX").string();
-    return !error && ::mkdtemp(pattern.data()) ? pattern : "";
+std::string makeTemporaryDirectory(const std::string& prefix) {
+    std::string pattern = temporaryPattern(prefix);
+    return !pattern.empty() && ::mkdtemp(pattern.data()) ? pattern : "";
 }
 
-std::string makeTemporaryFile() {
-    std::error_code error;
-    std::string pattern = (std::filesystem::temp_directory_path(error) / "mervane-XXXXXX").string();
-    const int file = error ? -1 : ::mkstemp(pattern.data());
+std::string makeTemporaryFile(const std::string& prefix) {
+    std::string pattern = temporaryPattern(prefix);
+    const int file = pattern.empty() ? -1 : ::mkstemp(pattern.data());
     if (file < 0)
         return "";
     ::close(file);

@@ -1,7 +1,8 @@
 #pragma once
 
-// What the store asks of the operating system: files that are locked, synced and given their place
-// in one step. Paths are UTF-8. A function that gives false or -1 leaves the reason in errno.
+// What the workbench and keld ask of the operating system: the process and its environment, and
+// files that are locked, synced and given their place in one step. Texts and paths are UTF-8. A
+// function that gives false or -1 leaves the reason in errno.
 
 #include <cstddef>
 #include <cstdio>
@@ -18,6 +19,14 @@ int processNumber();
 std::string hostName();  // empty: unknown
 // Local time; all zero if the clock can't be read.
 std::tm localTime(std::time_t seconds);
+// Sixteen hexadecimal digits: no two processes choose the same, whatever their numbers are.
+std::string randomName();
+
+// ---- variables of the environment ----
+std::string environment(const std::string& name);  // empty if it isn't set
+bool isSet(const std::string& name);
+// Visible to the libraries of this process and to programs that it starts.
+void setEnvironment(const std::string& name, const std::string& value);
 
 // ---- what has a name ----
 // What is made `like` a file belongs to those who may read and write that one, and nobody else;
@@ -34,8 +43,10 @@ bool place(const std::string& from, const std::string& to);
 // The same on a file system that can't do it in one step: an empty one takes the place first.
 bool placeInTwoSteps(const std::string& from, const std::string& to);
 bool syncDirectory(const std::string& path);
-std::string makeTemporaryDirectory();  // empty: it can't be made
-std::string makeTemporaryFile();       // likewise
+// New and empty, in the system's temporary directory, under a name that begins with the prefix; on
+// POSIX systems for this user alone. Returns: its path; empty: it can't be made.
+std::string makeTemporaryDirectory(const std::string& prefix);
+std::string makeTemporaryFile(const std::string& prefix);
 
 // ---- an open file ----
 // No child process inherits it; others may remove and rename it meanwhile.

@@ -8,9 +8,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 
-#include "workbench/store/making.h"
-#include "workbench/store/system.h"
+#include "workbench/system/system.h"
+#include "workbench/system/wide.h"
 
 namespace mervane::system {
 
@@ -56,13 +57,34 @@ HANDLE handleOf(int file) {
     return reinterpret_cast<HANDLE>(_get_osfhandle(file));
 }
 
-std::string freshName() {
+// Empty: there is no temporary directory.
+std::string freshPath(const std::string& prefix) {
     std::error_code error;
     const auto directory = std::filesystem::temp_directory_path(error);
-    return error ? "" : (directory / ("mervane-" + randomName())).string();
+    return error ? "" : (directory / wide(prefix + "-" + randomName())).string();
 }
 
 }  // namespace
+
+std::wstring wide(const std::string& text) {
+    const int length = static_cast<int>(text.size());
+    std::wstring result(
+        static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, text.data(), length, nullptr, 0)),
+        L'\0');
+    MultiByteToWideChar(CP_UTF8, 0, text.data(), length, result.data(),
+                        static_cast<int>(result.size()));
+    return result;
+}
+
+std::string narrow(std::wstring_view text) {
+    const int length = static_cast<int>(text.size());
+    std::string result(static_cast<std::size_t>(WideCharToMultiByte(CP_UTF8, 0, text.data(), length,
+                                                                    nullptr, 0, nullptr, nullptr)),
+                       '\0');
+    WideCharToMultiByte(CP_UTF8, 0, text.data(), length, result.data(),
+                        static_cast<int>(result.size()), nullptr, nullptr);
+    return result;
+}
 
 std::filesystem::path pathOf(const std::string& text) {
     return {std::u8string(text.begin(), text.end())};
@@ -82,6 +104,19 @@ std::tm localTime(std::time_t seconds) {
     std::tm local{};
     (void)localtime_s(&local, &seconds);
     return local;
+}
+
+std::string environment(const std::string& name) {
+    const wchar_t* value = _wgetenv(wide(name).c_str());
+    return value ? narrow(value) : "";
+}
+
+bool isSet(const std::string& name) {
+    return _wgetenv(wide(name).c_str()) != nullptr;
+}
+
+void setEnvironment(const std::string& name, const std::string& value) {
+    _wputenv((wide(name) + L"=" + wide(value)).c_str());
 }
 
 // Rights come from the directory in which it is made.
@@ -133,13 +168,13 @@ bool syncDirectory(const std::string& path) {
     return somethingAt(path);
 }
 
-std::string makeTemporaryDirectory() {
-    std::string path = freshName();
+std::string makeTemporaryDirectory(const std::string& prefix) {
+    std::string path = freshPath(prefix);
     return !path.empty() && makeDirectory(path) ? path : "";
 }
 
-std::string makeTemporaryFile() {
-    std::string path = freshName();
+std::string makeTemporaryFile(const std::string& prefix) {
+    std::string path = freshPath(prefix);
     const int file = path.empty() ? -1 : open(path, Open::WriteNew);
     if (file < 0)
         return "";
