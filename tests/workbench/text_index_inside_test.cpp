@@ -14,7 +14,8 @@ class TextIndexInside : public OnBothStores {
 protected:
     // From here on the database of this session is one without.
     static void withoutFts5() {
-        sqlite3_drop_modules(mervane::StoreInside::connection(mervane::currentSession().store()).raw(), nullptr);
+        sqlite3_drop_modules(
+            mervane::StoreInside::connection(mervane::currentSession().store()).raw(), nullptr);
     }
     static std::size_t found(const std::string& text) {
         return bench().find({text, "Folder", "", 0}).size();
