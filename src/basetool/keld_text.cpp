@@ -2,6 +2,7 @@
 
 #include <climits>
 
+#include "os/keld_os_text.h"
 #include "platform/keld_basetool.h"
 
 namespace {
@@ -34,16 +35,6 @@ bool CKELD_TextBuffer::Grow(std::size_t uiMore) {
     m_pData = static_cast<char*>(pData);
     m_uiCapacity = uiCapacity;
     return true;
-}
-
-std::size_t KELD_CutLength(std::string_view text, std::size_t uiLimit) {
-    if (text.size() <= uiLimit)
-        return text.size();
-    // A character has at most three continuation bytes; a longer run is no UTF-8 and may be split.
-    for (std::size_t uiBack = 0; uiBack <= 3 && uiBack <= uiLimit; ++uiBack)
-        if ((static_cast<unsigned char>(text[uiLimit - uiBack]) & 0xC0U) != 0x80U)
-            return uiLimit - uiBack;
-    return uiLimit;
 }
 
 void KELD_CopyBounded(char* out, std::string_view text, std::size_t uiLimit, const char* szField) {

@@ -63,9 +63,6 @@ private:
 [[nodiscard]] bool KELD_AppendFormat(CKELD_TextBuffer* pBuffer, const char* szFormat,
                                      va_list arguments);
 
-// Length in bytes to which a text is cut at uiLimit without splitting a UTF-8 character.
-std::size_t KELD_CutLength(std::string_view text, std::size_t uiLimit);
-
 // Copy a text with its terminator into uiLimit + 1 bytes; a longer one is cut with a warning that
 // names the field.
 void KELD_CopyBounded(char* out, std::string_view text, std::size_t uiLimit, const char* szField);

@@ -7,6 +7,7 @@
 
 #include "os/keld_guard.h"
 #include "os/keld_os.h"
+#include "os/keld_os_text.h"
 #include "platform/keld_qsktool.h"
 #include "platform/mv_ent.h"
 #include "platform/mv_heap.h"
@@ -104,7 +105,7 @@ int AskFileNamePart(tag_t object, std::string* psPart) {
     if (const int iRet = ENT_ask_id_string(object, &szId); iRet != QSK_ok)
         return iRet;
     const int iRet = KELD_GuardedStatus([&] {
-        psPart->assign(KELD_QskText(szId), KELD_QskCutLength(KELD_QskText(szId), uiIdLimit));
+        psPart->assign(KELD_QskText(szId), KELD_CutLength(KELD_QskText(szId), uiIdLimit));
         return QSK_ok;
     });
     HEAP_free(szId);

@@ -9,9 +9,6 @@
 inline constexpr int iNoPlace = 2002;  // no memory, or no place given for a result
 inline constexpr int iPathTooLong = 2010;
 
-// The length in bytes, at most uiLimit, to which a text is cut without splitting a character.
-std::size_t KELD_QskCutLength(const char* szText, std::size_t uiLimit);
-
 // Copy a text into a field of uiSize bytes; a longer one is cut on a whole character, with a
 // warning. A null text counts as empty.
 void KELD_QskCopyText(char* szOut, std::size_t uiSize, const char* szText, const char* szField);

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "basetool/keld_text.h"
+#include "os/keld_os_text.h"
 #include "platform/keld_basetool.h"
 #include "tests/support/log_fixture.h"
 
@@ -78,6 +79,7 @@ TEST(CutLength, KeepsWholeCharacters) {
 TEST(CutLength, CutsWhatIsNoUtf8AtTheLimit) {
     EXPECT_EQ(KELD_CutLength("\x80\x80\x80\x80\x80\x80", 5), 5U);
     EXPECT_EQ(KELD_CutLength("\x80\x80\x80", 2), 2U);
+    EXPECT_EQ(KELD_CutLength("\xF0\x80\x80\x80\x80\x80", 4), 4U);
 }
 
 class CopyBounded : public LogFixture {};
