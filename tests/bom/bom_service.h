@@ -22,7 +22,6 @@ struct ServiceRun {
 class Structure {
 public:
     Structure();
-    ~Structure();
     Structure(const Structure&) = delete;
     Structure& operator=(const Structure&) = delete;
 
