@@ -5,9 +5,10 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #if !defined(_WIN32)
 #include <unistd.h>
 #endif
@@ -53,7 +54,10 @@ private:
 inline std::string readFile(const std::filesystem::path& path,
                             std::ios::openmode mode = std::ios::binary) {
     std::ifstream in(path, mode);
-    return {std::istreambuf_iterator<char>(in), {}};
+    // Not by an iterator: a program that isn't optimised would take each byte by itself.
+    std::ostringstream bytes;
+    bytes << in.rdbuf();
+    return std::move(bytes).str();
 }
 
 // The same of a file that was written in text mode.
