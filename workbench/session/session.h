@@ -88,7 +88,7 @@ public:
     // Requires: nobody holds a reference to one.
     void unloadBeyond(std::size_t most);
     // The limit for unloadMuch(), so that a long run takes no more memory than this many objects
-    // do, some 1,000 bytes each. Locked and unsaved ones come on top.
+    // do, some 260 bytes each. Locked and unsaved ones come on top.
     static constexpr std::size_t kMostCached = 10000;
     bool cachesMuch() const { return cache_.size() > much_; }
     void unloadMuch();
