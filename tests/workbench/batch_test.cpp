@@ -151,10 +151,11 @@ TEST_P(Batch, AnInnerRollbackUndoesWhatTheInnerOneDidAlone) {
     EXPECT_EQ(statusOf([&] { session().commitBatch(); }), kStoreFailure);
 }
 
-// Denies the next time that a part of a transaction is released.
-int denyRelease(void* left, int action, const char* what, const char*, const char*, const char*) {
+// Denies the next time that a batch inside of another one is to end.
+int denyEnd(void* left, int action, const char* what, const char* name, const char*, const char*) {
     int& times = *static_cast<int*>(left);
-    return action == SQLITE_SAVEPOINT && what == std::string_view("RELEASE") && times-- > 0
+    return action == SQLITE_SAVEPOINT && what == std::string_view("RELEASE") &&
+                   name == std::string_view("batch") && times-- > 0
                ? SQLITE_DENY
                : SQLITE_OK;
 }
@@ -164,7 +165,7 @@ TEST_P(Batch, WhatFailsToEndInsideGoesBackAloneWhoeverHasBegunIt) {
     folder("outer");
     int left = 1;
     sqlite3* database = StoreInside::connection(session().store()).raw();
-    sqlite3_set_authorizer(database, denyRelease, &left);
+    sqlite3_set_authorizer(database, denyEnd, &left);
     const int status =
         statusOf([&] { bench().asOne([&] { session().setPreference("p", nullptr); }); });
     sqlite3_set_authorizer(database, nullptr, nullptr);
