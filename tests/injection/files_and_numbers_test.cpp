@@ -113,9 +113,9 @@ TEST_P(OneFile, IsDamagedOrReplacedWithoutHarm) {
 }
 INSTANTIATE_TEST_SUITE_P(Of, OneFile,
                          testing::Values("keld.db", "keld.db-wal", "keld.db-locks",
-                                         "keld.db-locks-guard", "keld.db-sessions",
-                                         "keld.db.volume/*", "keld.db.volume/.hold", "loaded.json",
-                                         "keld.log"),
+                                         "keld.db-locks-guard", "keld.db-locks-held",
+                                         "keld.db-sessions", "keld.db.volume/*",
+                                         "keld.db.volume/.hold", "loaded.json", "keld.log"),
                          [](const auto& each) {
                              std::string name;
                              for (const char* c = each.param; *c; ++c)

@@ -35,7 +35,7 @@ void runSql(const std::string& path, const std::string& text) {
 
 void removeStore(const std::string& path) {
     for (const char* suffix : {"", "-wal", "-shm", "-journal", ".volume", "-locks", "-locks-guard",
-                               "-locks-wal", "-locks-shm", "-sessions"})
+                               "-locks-wal", "-locks-shm", "-locks-held", "-sessions"})
         fs::remove_all(path + suffix);
 }
 

@@ -6,6 +6,7 @@
 #include "platform/mv_err.h"
 #include "platform/mv_obj.h"
 #include "tests/kills/operations.h"
+#include "tests/support/held_file.h"
 
 namespace kills {
 
@@ -97,7 +98,7 @@ keld_test::RecordCheck Plant::checkRecords() {
 std::vector<std::string> Plant::leftLocks() {
     std::vector<std::string> wrong;
     sqlite3* locks = openBare(path_ + "-locks");
-    if (const auto held = countIn(locks, "SELECT count(*) FROM held"); held != 0)
+    if (const auto held = keld_test::heldInFile(path_).size(); held != 0)
         wrong.push_back(std::to_string(held) + " locks are left");
     if (const auto sessions = countIn(locks, "SELECT count(*) FROM session"); sessions != 1)
         wrong.push_back(std::to_string(sessions - 1) + " sessions are left");

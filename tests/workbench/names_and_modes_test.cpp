@@ -110,6 +110,7 @@ TEST(Modes, WhatBelongsToAStoreOfAGroupIsReadAndWrittenByTheGroup) {
     EXPECT_EQ(modeOf(path + ".volume"), 0770U);
     EXPECT_EQ(modeOf(path + "-locks"), 0660U);
     EXPECT_EQ(modeOf(path + "-locks-guard"), 0660U);
+    EXPECT_EQ(modeOf(path + "-locks-held"), 0660U);
     EXPECT_EQ(modeOf(path + "-sessions"), 0770U);
     EXPECT_EQ(modeOf(path + "-copy"), 0660U);
     EXPECT_EQ(modeOf(path + "-copy.volume"), 0770U);

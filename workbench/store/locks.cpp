@@ -3,9 +3,12 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <functional>
+#include <limits>
 #include <map>
 
 #include "workbench/model/status.h"
+#include "workbench/store/held_locks.h"
 #include "workbench/store/sqlite.h"
 #include "workbench/store/waiting.h"
 #include "workbench/system/system.h"
@@ -76,12 +79,13 @@ private:
 
 // ---- in a file ----
 
-// No index by session: it is needed only when a session ends, and each lock that is taken and
-// released would have to change it. AUTOINCREMENT: a session's number is never given again.
+// AUTOINCREMENT: a session's number is never given again. Older programs kept the locks in a table
+// "held": one that has the store open at the same time fails at its first lock, since it can't
+// write to a view.
 constexpr const char* kLockTables = R"(
 CREATE TABLE IF NOT EXISTS session(id INTEGER PRIMARY KEY AUTOINCREMENT, user TEXT NOT NULL,
                                    process INTEGER NOT NULL);
-CREATE TABLE IF NOT EXISTS held(object INTEGER PRIMARY KEY, session INTEGER NOT NULL);
+CREATE VIEW IF NOT EXISTS held AS SELECT 0 AS object, 0 AS session WHERE 0;
 CREATE TABLE IF NOT EXISTS activity(session INTEGER PRIMARY KEY, text TEXT NOT NULL);
 CREATE TABLE IF NOT EXISTS kept_number(number INTEGER PRIMARY KEY, session INTEGER NOT NULL);
 )";
@@ -105,6 +109,7 @@ public:
             if (!alone)
                 waitForSharedLock(guard_, path_ + "-guard");
             connectOrMakeAnew(alone);
+            openHeldOrMakeAnew(alone);
             if (alone)
                 forgetWithoutSession();
             if (alone)
@@ -119,6 +124,7 @@ public:
         // The guard is given up last: who finds it free may make the tables anew.
         while (!files_.empty())
             close(files_.begin()->first);
+        held_.reset();
         connection_.reset();
         system::close(guard_);
     }
@@ -137,6 +143,8 @@ public:
                     id = made.integer(0);
                 made.run();
             }
+            if (id > std::numeric_limits<HeldLocks::Session>::max())
+                throw Failure(kStoreFailure, path_ + " has no numbers left for sessions");
             const int file = system::open(pathOf(id), system::Open::Lock, store_path_);
             if (file < 0)
                 throw Failure(kFileFailure,
@@ -182,47 +190,24 @@ public:
         files_.erase(at);
     }
 
-    // The insertion decides between sessions that try at once.
     std::optional<LockOwner> take(std::int64_t session, tag_t object) override {
         for (;;) {
-            connection_
-                ->statement("INSERT INTO held(object, session) VALUES(?, ?) ON CONFLICT DO NOTHING")
-                .bind(std::int64_t{object})
-                .bind(session)
-                .run();
-            if (connection_->changes() == 1)
+            const std::int64_t holder = held_->take(object, numberOf(session));
+            if (holder == session)
                 return std::nullopt;
-            std::optional<LockOwner> holder = owner(object);
-            if (holder && holder->session == session)
-                return std::nullopt;
-            // Without a holder: released or reclaimed in this moment, so try again.
-            if (holder)
-                return holder;
+            // Without an owner: released or reclaimed in this moment, so try again.
+            if (std::optional<LockOwner> owner = ownerIfAlive(holder))
+                return owner;
         }
     }
 
     void release(std::int64_t session, tag_t object) override {
-        connection_->statement("DELETE FROM held WHERE object=? AND session=?")
-            .bind(std::int64_t{object})
-            .bind(session)
-            .run();
+        held_->release(object, numberOf(session));
     }
 
     std::optional<LockOwner> owner(tag_t object) override {
-        LockOwner holder;
-        {
-            Statement row = connection_->statement(
-                "SELECT h.session, coalesce(s.user, ''), coalesce(s.process, 0) FROM held h "
-                "LEFT JOIN session s ON s.id=h.session WHERE h.object=?");
-            row.bind(std::int64_t{object});
-            if (!row.step())
-                return std::nullopt;
-            holder = {row.integer(0), std::string(row.text(1)), static_cast<int>(row.integer(2)),
-                      true};
-        }
-        if (reclaimIfDead(holder.session))
-            return std::nullopt;
-        return holder;
+        const std::int64_t holder = held_->owner(object);
+        return holder ? ownerIfAlive(holder) : std::nullopt;
     }
 
     bool keepNumber(std::int64_t session, std::uint32_t number) override {
@@ -292,22 +277,15 @@ public:
     }
 
     std::vector<Held> held() override {
+        std::map<std::int64_t, LockOwner> owners;
         std::vector<Held> all;
-        {
-            Statement rows = connection_->statement(
-                "SELECT h.object, h.session, coalesce(s.user, ''), coalesce(s.process, 0) "
-                "FROM held h LEFT JOIN session s ON s.id=h.session ORDER BY h.object");
-            while (rows.step())
-                all.push_back({static_cast<tag_t>(rows.integer(0)),
-                               {rows.integer(1), std::string(rows.text(2)),
-                                static_cast<int>(rows.integer(3)), true}});
-        }
-        std::map<std::int64_t, bool> alive;
-        for (Held& each : all) {
-            const auto [at, asked] = alive.emplace(each.owner.session, false);
-            if (asked)
-                at->second = lives(each.owner.session);
-            each.owner.alive = at->second;
+        for (const auto& [object, session] : held_->all()) {
+            const auto [at, first] = owners.emplace(session, LockOwner{});
+            if (first) {
+                at->second = knownOwner(session);
+                at->second.alive = lives(session);
+            }
+            all.push_back({object, at->second});
         }
         return all;
     }
@@ -323,6 +301,7 @@ public:
 private:
     std::string store_path_, path_, directory_;
     std::unique_ptr<Connection> connection_;
+    std::unique_ptr<HeldLocks> held_;
     std::map<std::int64_t, int> files_;  // the living sessions of this process
     int guard_ = -1;                     // locked by all who have the tables open
 
@@ -341,6 +320,32 @@ private:
         }
     }
 
+    void openHeld(bool make) {
+        held_ = std::make_unique<HeldLocks>(path_ + "-held", store_path_, make,
+                                            [this](const std::function<void()>& steps) {
+                                                Transaction transaction(*connection_);
+                                                steps();
+                                                transaction.commit();
+                                            });
+    }
+
+    // As connectOrMakeAnew(): a process that made a new table while others have the old one would
+    // not see their locks.
+    void openHeldOrMakeAnew(bool alone) {
+        const bool make = alone && !anyoneLives();
+        try {
+            openHeld(make);
+        } catch (const Failure&) {
+            if (!make)
+                throw;
+            system::removeFile(path_ + "-held");
+            openHeld(make);
+        }
+        // Objects that nobody has locked any more are dropped while that disturbs nobody.
+        if (make)
+            held_->compact();
+    }
+
     void connect() {
         // Make the file with the rights of the store's. Never open an existing one here: closing it
         // would end the locks that this process's other connections have on it.
@@ -354,7 +359,23 @@ private:
             if (!check.step() || check.text(0) != "ok")
                 throw Failure(kStoreFailure, path_ + " is damaged");
         }
+        dropHeldOfOlderProgram();
         connection_->execute(kLockTables);
+    }
+
+    // The sessions of an older program that has ended have no locks any more. One that is still at
+    // work has locks that this program doesn't see.
+    void dropHeldOfOlderProgram() {
+        {
+            Statement row = connection_->statement(
+                "SELECT 1 FROM sqlite_schema WHERE type='table' AND name='held'");
+            if (!row.step())
+                return;
+        }
+        if (anyoneLives())
+            throw Failure(kStoreFailure,
+                          "An older program has " + store_path_ + " open: end it first");
+        connection_->execute("DROP TABLE held");
     }
 
     std::string pathOf(std::int64_t session) const {
@@ -384,10 +405,41 @@ private:
         return false;
     }
 
-    bool isKnown(const std::string& session) {
+    bool isKnownName(const std::string& digits) {
         Statement row = connection_->statement("SELECT 1 FROM session WHERE id=CAST(? AS INTEGER)");
-        row.bind(std::string_view(session));
+        row.bind(std::string_view(digits));
         return row.step();
+    }
+
+    bool isKnown(std::int64_t session) {
+        Statement row = connection_->statement("SELECT 1 FROM session WHERE id=?");
+        row.bind(session);
+        return row.step();
+    }
+
+    // As HeldLocks has it; open() sees to it that it fits.
+    static HeldLocks::Session numberOf(std::int64_t session) {
+        return static_cast<HeldLocks::Session>(session);
+    }
+
+    // User and process are empty if the session isn't known.
+    LockOwner knownOwner(std::int64_t session) {
+        LockOwner owner{session, "", 0, true};
+        Statement row = connection_->statement("SELECT user, process FROM session WHERE id=?");
+        row.bind(session);
+        if (row.step()) {
+            owner.user = std::string(row.text(0));
+            owner.process = static_cast<int>(row.integer(1));
+        }
+        return owner;
+    }
+
+    // Nothing: the session has ended, and its locks are gone.
+    std::optional<LockOwner> ownerIfAlive(std::int64_t session) {
+        LockOwner owner = knownOwner(session);
+        if (reclaimIfDead(session))
+            return std::nullopt;
+        return owner;
     }
 
     // A session that was killed while it opened or closed leaves a file without a row. Nobody opens
@@ -398,14 +450,14 @@ private:
         for (std::filesystem::directory_iterator at(system::pathOf(directory_), error), end;
              !error && at != end; at.increment(error))
             if (std::string name = at->path().filename().string();
-                name.find_first_not_of("0123456789") == std::string::npos && !isKnown(name))
+                name.find_first_not_of("0123456789") == std::string::npos && !isKnownName(name))
                 names.push_back(std::move(name));
         // Mostly there are none: take no write lock for nothing.
         if (names.empty())
             return;
         Transaction transaction(*connection_);
         for (const std::string& name : names)
-            if (!isKnown(name) && !fileIsLocked(directory_ + "/" + name))
+            if (!isKnownName(name) && !fileIsLocked(directory_ + "/" + name))
                 system::removeFile(directory_ + "/" + name);
         transaction.commit();
     }
@@ -414,15 +466,16 @@ private:
     // nobody's, but a new session may get its number.
     void forgetWithoutSession() {
         Transaction transaction(*connection_);
-        for (const char* table : {"held", "kept_number", "activity"})
+        for (const char* table : {"kept_number", "activity"})
             connection_->execute(("DELETE FROM " + std::string(table) +
                                   " WHERE session NOT IN (SELECT id FROM session)")
                                      .c_str());
         transaction.commit();
+        held_->releaseAll([this](HeldLocks::Session session) { return !isKnown(session); });
     }
 
     void forget(std::int64_t session) {
-        connection_->statement("DELETE FROM held WHERE session=?").bind(session).run();
+        held_->releaseAll([session](HeldLocks::Session each) { return each == session; });
         connection_->statement("DELETE FROM kept_number WHERE session=?").bind(session).run();
         connection_->statement("DELETE FROM activity WHERE session=?").bind(session).run();
         connection_->statement("DELETE FROM session WHERE id=?").bind(session).run();

@@ -5,6 +5,7 @@
 // function that gives false or -1 leaves the reason in errno.
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <ctime>
 #include <filesystem>
@@ -69,6 +70,16 @@ bool close(int file);
 // it. An exclusive one takes the place of a shared one, and the other way round.
 bool lockExclusive(int file);
 bool lockShared(int file);
+// The size in bytes; -1: unknown.
+std::int64_t sizeOf(int file);
+// Make it at least so many bytes long, with room on the disk for all of them. What is in it stays.
+bool reserve(int file, std::uint64_t size);
+bool makeEmpty(int file);
+// A part of the file as memory, the same for all processes that map it. The offset is a multiple of
+// 65536, and the file has the whole part. The part stays when the file is closed. Null: it can't be
+// mapped. Who calls unmaps it, with the same size.
+void* map(int file, std::uint64_t offset, std::size_t size);
+void unmap(void* part, std::size_t size);
 // The process that has this file locked, by whatever kind of lock, for itself alone; 0: unknown.
 int lockHolder(const std::string& path);
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
@@ -27,10 +28,13 @@ void giveModeOf(const std::string& like, int file) {
     if (::stat(like.c_str(), &wanted) != 0 || ::fstat(file, &own) != 0)
         return;
     mode_t mode = wanted.st_mode & 0666U;
+    // Only root can give a file to another user.
     const uid_t owner = ::geteuid() == 0 ? wanted.st_uid : own.st_uid;
+    // The owner changes before the mode: the first group must not get the rights of another one.
     if ((owner != own.st_uid || wanted.st_gid != own.st_gid) &&
         ::fchown(file, owner, wanted.st_gid) != 0)
         mode = (mode & 0606U) | ((mode & 06U) << 3U);  // the group may do what all others may
+    // The upper bits stay, since by them new files can get the group of the directory.
     if (S_ISDIR(own.st_mode))
         mode |= ((mode & 0444U) >> 2U) | (own.st_mode & 07000U);
     (void)::fchmod(file, mode);
@@ -41,6 +45,7 @@ int makeFile(const std::string& path, int flags, const std::string& like) {
     struct stat wanted {};
     mode_t mode = 0666;
     if (!like.empty())
+        // If nobody can tell who may read it, only this user may.
         mode = ::stat(like.c_str(), &wanted) == 0 ? wanted.st_mode & 0666U : 0600U;
     const int file = ::open(path.c_str(), flags | O_CREAT | O_EXCL, mode);
     if (file >= 0 && !like.empty())
@@ -63,6 +68,7 @@ std::filesystem::path pathOf(const std::string& text) {
 
 std::string hostName() {
     char name[256] = "";
+    // A name that is cut may come without a terminator, so the last byte stays 0.
     return gethostname(name, sizeof name - 1) == 0 ? name : "";
 }
 
@@ -94,6 +100,7 @@ bool makeDirectory(const std::string& path, const std::string& like) {
         return ::mkdir(path.c_str(), 0777) == 0;
     if (::mkdir(path.c_str(), 0700) != 0)
         return false;
+    // Somebody may have put a link there since, which must not be followed.
     const int directory = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (directory >= 0) {
         giveModeOf(like, directory);
@@ -132,6 +139,7 @@ bool place(const std::string& from, const std::string& to) {
 #if defined(RENAME_NOREPLACE)
     if (::renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0)
         return true;
+    // These two say that the system can't do it in one step. Any other reason is the answer.
     if (errno != EINVAL && errno != ENOSYS)
         return false;
 #endif
@@ -156,6 +164,7 @@ bool placeInTwoSteps(const std::string& from, const std::string& to) {
     }
     if (::rename(from.c_str(), to.c_str()) == 0)
         return true;
+    // The caller gets the reason of the rename, and not that of the removal.
     const int reason = errno;
     directory ? ::rmdir(to.c_str()) : ::unlink(to.c_str());
     errno = reason;
@@ -215,6 +224,7 @@ std::FILE* openForAppending(const std::string& path) {
     if (file < 0)
         return nullptr;
     std::FILE* stream = nullptr;
+    // The opening hasn't waited for a pipe or a device, so these are refused only now.
     if (isRegular(file))
         stream = ::fdopen(file, "a");
     else
@@ -254,6 +264,30 @@ bool lockExclusive(int file) {
 
 bool lockShared(int file) {
     return ::flock(file, LOCK_SH | LOCK_NB) == 0;
+}
+
+std::int64_t sizeOf(int file) {
+    struct stat status {};
+    return ::fstat(file, &status) == 0 ? std::int64_t{status.st_size} : -1;
+}
+
+bool reserve(int file, std::uint64_t size) {
+    errno = ::posix_fallocate(file, 0, static_cast<off_t>(size));
+    return errno == 0;
+}
+
+bool makeEmpty(int file) {
+    return ::ftruncate(file, 0) == 0;
+}
+
+void* map(int file, std::uint64_t offset, std::size_t size) {
+    void* part =
+        ::mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file, static_cast<off_t>(offset));
+    return part == MAP_FAILED ? nullptr : part;
+}
+
+void unmap(void* part, std::size_t size) {
+    ::munmap(part, size);
 }
 
 // From the system's list: "1: FLOCK  ADVISORY  WRITE 123 08:01:4567 0 EOF".

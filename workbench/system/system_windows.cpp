@@ -150,6 +150,7 @@ bool removeFile(const std::string& path) {
 }
 
 bool rename(const std::string& from, const std::string& to) {
+    // syncDirectory() relies on the flag to write through.
     return check(MoveFileExW(pathOf(from).c_str(), pathOf(to).c_str(),
                              MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH));
 }
@@ -190,6 +191,7 @@ int open(const std::string& path, Open how, const std::string&) {
         case Open::Read:
             break;
         case Open::ReadInPlace:
+            // The link itself is opened then, and isRegular() tells it from a file.
             flags |= FILE_FLAG_OPEN_REPARSE_POINT;
             break;
         case Open::WriteNew:
@@ -219,11 +221,13 @@ int open(const std::string& path, Open how, const std::string&) {
                         _O_BINARY | _O_NOINHERIT |
                             (how == Open::Read || how == Open::ReadInPlace ? _O_RDONLY : _O_RDWR));
     if (file < 0)
+        // Only a descriptor that was made owns the handle.
         CloseHandle(handle);
     return file;
 }
 
 std::FILE* openForAppending(const std::string& path) {
+    // The N keeps child processes from inheriting the file.
     return _wfopen(pathOf(path).c_str(), L"aN");
 }
 
@@ -235,6 +239,7 @@ bool isRegular(int file) {
 }
 
 std::ptrdiff_t read(int file, char* bytes, std::size_t size) {
+    // The call counts bytes in an `int`.
     return _read(file, bytes, static_cast<unsigned>(std::min<std::size_t>(size, 1U << 30U)));
 }
 
@@ -264,6 +269,46 @@ bool lockShared(int file) {
     range.OffsetHigh = kLockAt;
     UnlockFileEx(handleOf(file), 0, 1, 0, &range);
     return check(LockFileEx(handleOf(file), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range));
+}
+
+std::int64_t sizeOf(int file) {
+    LARGE_INTEGER size;
+    return check(GetFileSizeEx(handleOf(file), &size)) ? std::int64_t{size.QuadPart} : -1;
+}
+
+bool reserve(int file, std::uint64_t size) {
+    const std::int64_t now = sizeOf(file);
+    if (now < 0 || static_cast<std::uint64_t>(now) >= size)
+        return now >= 0;
+    LARGE_INTEGER end;
+    end.QuadPart = static_cast<LONGLONG>(size);
+    return check(SetFilePointerEx(handleOf(file), end, nullptr, FILE_BEGIN)) &&
+           check(SetEndOfFile(handleOf(file)));
+}
+
+bool makeEmpty(int file) {
+    return check(SetFilePointerEx(handleOf(file), LARGE_INTEGER{}, nullptr, FILE_BEGIN)) &&
+           check(SetEndOfFile(handleOf(file)));
+}
+
+void* map(int file, std::uint64_t offset, std::size_t size) {
+    const HANDLE whole = CreateFileMappingW(handleOf(file), nullptr, PAGE_READWRITE, 0, 0, nullptr);
+    if (!whole) {
+        failed();
+        return nullptr;
+    }
+    void* part =
+        MapViewOfFile(whole, FILE_MAP_READ | FILE_MAP_WRITE, static_cast<DWORD>(offset >> 32U),
+                      static_cast<DWORD>(offset & 0xFFFFFFFFU), size);
+    if (!part)
+        failed();
+    // The view keeps what it needs of it.
+    CloseHandle(whole);
+    return part;
+}
+
+void unmap(void* part, std::size_t) {
+    UnmapViewOfFile(part);
 }
 
 // The system doesn't tell.
