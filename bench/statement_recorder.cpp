@@ -78,7 +78,7 @@ int onOpen(sqlite3* connection, char**, const sqlite3_api_routines*) {
 struct Bound {
     sqlite3_stmt* statement = nullptr;
     std::vector<std::string> texts;
-    std::vector<int> kinds;  // 0 null, 1 integer, 2 real, 3 text
+    std::vector<int> kinds;  // 0 null, 1 integer, 2 real, 3 text, 4 bytes
     std::vector<sqlite3_int64> integers;
     std::vector<double> reals;
 };
@@ -139,6 +139,10 @@ double play() {
                     if (literal[i] == '\'')
                         ++i;
                 }
+            } else if (literal[0] == 'x') {
+                kind = 4;
+                for (std::size_t i = 2; i + 2 < literal.size(); i += 2)
+                    text += static_cast<char>(std::stoi(literal.substr(i, 2), nullptr, 16));
             } else if (literal.find_first_of(".eE") != std::string::npos) {
                 kind = 2;
                 real_value = atof(literal.c_str());
@@ -163,6 +167,9 @@ double play() {
                 sqlite3_bind_double(bound.statement, at, bound.reals[i]);
             else if (bound.kinds[i] == 3)
                 sqlite3_bind_text(bound.statement, at, bound.texts[i].data(),
+                                  static_cast<int>(bound.texts[i].size()), SQLITE_STATIC);
+            else if (bound.kinds[i] == 4)
+                sqlite3_bind_blob(bound.statement, at, bound.texts[i].data(),
                                   static_cast<int>(bound.texts[i].size()), SQLITE_STATIC);
         }
         int result;

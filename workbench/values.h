@@ -28,5 +28,10 @@ using Value = std::variant<std::string, std::int64_t, double, bool, Date, Refere
 using Values = std::vector<Value>;
 
 enum class Kind { String, Int, Double, Logical, Date, Reference };
+static_assert(std::variant_size_v<Value> == static_cast<int>(Kind::Reference) + 1,
+              "a value's alternatives are in the order of the kinds");
+inline Kind kindOf(const Value& value) {
+    return static_cast<Kind>(value.index());
+}
 
 }  // namespace mervane

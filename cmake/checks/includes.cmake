@@ -77,7 +77,7 @@ foreach(file IN LISTS sources)
     keld_refuse_sql(${file})
   elseif(file MATCHES "^workbench/store/")
     # The lowest layer of the workbench: it knows values and names, but no session.
-    keld_allow_quoted(${file} "platform/;workbench/store/;workbench/model/;workbench/system/;workbench/workbench.h;workbench/run.h;workbench/utf8.h")
+    keld_allow_quoted(${file} "platform/;workbench/store/;workbench/model/;workbench/system/;workbench/workbench.h;workbench/values.h;workbench/run.h;workbench/utf8.h")
   elseif(file MATCHES "^workbench/")
     keld_allow_quoted(${file} "platform/;workbench/")
     keld_refuse_system(${file} "^sqlite" "")

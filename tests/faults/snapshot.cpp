@@ -39,13 +39,12 @@ Snapshot snapshot() {
         object.type = type->name;
         store.load(
             hit.tag, [](tag_t, std::int64_t) {},
-            [&](tag_t attribute, std::size_t index, const mervane::Cell& cell) {
+            [&](tag_t attribute, std::size_t index, const mervane::Value& value) {
                 const auto at = type->by_handle.find(attribute);
                 if (at == type->by_handle.end())
                     return;
                 object.values[type->layout[at->second]->name] +=
-                    std::to_string(index) + ":" + text(cell.as(type->layout[at->second]->kind)) +
-                    ";";
+                    std::to_string(index) + ":" + text(value) + ";";
             });
     }
     return found;

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <sqlite3.h>
 
 #include <chrono>
@@ -100,16 +101,17 @@ TEST_F(Check, AFileThatAProcessWithTheSameNumberHasNotSavedYetIsLeftAlone) {
 
 TEST_F(Check, AFileWhoseObjectIsStoredDuringTheRepairIsKept) {
     const std::string type =
-        "SELECT tag, type, 1 FROM (SELECT (SELECT value FROM meta WHERE name='next_tag') - 1 AS "
+        "SELECT tag, type, 1, x'' FROM (SELECT (SELECT value FROM meta WHERE name='next_tag') - 1 "
+        "AS "
         "tag, type FROM object WHERE tag=" +
         std::to_string(file_) + ")";
     sqlite3* other = nullptr;
     ASSERT_EQ(sqlite3_open(path_.c_str(), &other), SQLITE_OK);
-    ASSERT_EQ(
-        sqlite3_exec(other,
-                     ("BEGIN IMMEDIATE; INSERT INTO object(tag, type, version) " + type).c_str(),
-                     nullptr, nullptr, nullptr),
-        SQLITE_OK)
+    ASSERT_EQ(sqlite3_exec(
+                  other,
+                  ("BEGIN IMMEDIATE; INSERT INTO object(tag, type, version, data) " + type).c_str(),
+                  nullptr, nullptr, nullptr),
+              SQLITE_OK)
         << sqlite3_errmsg(other);
     const auto placed = static_cast<tag_t>(sqlite3_last_insert_rowid(other));
     std::ofstream(volumeFile(std::to_string(placed))) << "contents";
@@ -124,10 +126,54 @@ TEST_F(Check, AFileWhoseObjectIsStoredDuringTheRepairIsKept) {
     EXPECT_TRUE(check().empty());
 }
 
-TEST_F(Check, ValuesOfWhatIsNotStoredAreAnError) {
+TEST_F(Check, ValuesOfWhatIsNotStoredAreAnErrorAndGoWithTheRepair) {
     sql("DELETE FROM object WHERE tag=" + std::to_string(dataset_));
-    EXPECT_TRUE(mentions(check(), "values of #" + std::to_string(dataset_)));
-    EXPECT_FALSE(errorsIn(check()).empty());
+    EXPECT_TRUE(mentions(check(), "the table of texts lacks a value or has one too many"));
+    EXPECT_TRUE(mentions(check(), "the table of references lacks a value or has one too many"));
+    EXPECT_EQ(errorsIn(check()).size(), 2u);
+    EXPECT_TRUE(mentions(check(true),
+                         "the table of texts lacks a value or has one too many; made "
+                         "anew"));
+    EXPECT_FALSE(mentions(check(), "the table of"));
+}
+
+TEST_F(Check, AValueThatIsNotFoundFromTheOtherSideIsAnErrorAndFoundAfterTheRepair) {
+    const std::string name = stored(dataset_, "object_name");
+    const auto found = [&] { return bench().find({name, "Dataset", "", 0}).size(); };
+    bench().openSession(store_, {});
+    const std::size_t before = found();
+    ASSERT_GT(before, 0u);
+    for (const char* damage : {"DELETE FROM text", "DELETE FROM ref",
+                               "INSERT INTO text SELECT attr, v||'x', tag FROM text LIMIT 1",
+                               "UPDATE ref SET target=target+1 WHERE target IN (SELECT max(target) "
+                               "FROM ref)"}) {
+        sql(damage);
+        EXPECT_TRUE(mentions(check(), "lacks a value or has one too many")) << damage;
+        EXPECT_TRUE(errorsIn(check(true)).empty()) << damage;
+        EXPECT_TRUE(check().empty()) << damage;
+        EXPECT_EQ(found(), before) << damage;
+    }
+}
+
+TEST_F(Check, AnObjectWhoseValuesCantBeReadIsAnErrorAndNoCrash) {
+    const std::string tag = std::to_string(dataset_);
+    for (const char* data :
+         {"x'ff'", "x'ffffffffff'", "substr(data, 1, length(data)-1)", "data||x'80'",
+          "zeroblob(100)", "x'80808080090f'", "randomblob(300)"}) {
+        sql("CREATE TABLE kept AS SELECT data FROM object WHERE tag=" + tag);
+        sql(std::string("UPDATE object SET data=") + data + " WHERE tag=" + tag);
+        EXPECT_FALSE(errorsIn(check()).empty()) << data;
+        bench().openSession(store_, {});
+        EXPECT_EQ(OBJ_load(dataset_), kStoreFailure) << data;
+        EXPECT_THAT(bench().errorStack().back().text,
+                    testing::HasSubstr("the object #" + tag + " is damaged"))
+            << data;
+        sql("UPDATE object SET data=(SELECT data FROM kept) WHERE tag=" + tag +
+            "; DROP TABLE kept");
+        EXPECT_TRUE(check().empty()) << data;
+        bench().openSession(store_, {});
+        EXPECT_EQ(OBJ_load(dataset_), 0) << data;
+    }
 }
 
 TEST_F(Check, ObjectsOfAnUndefinedTypeAreAnError) {

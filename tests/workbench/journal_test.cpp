@@ -107,7 +107,7 @@ TEST_F(Journal, CanBeToldCallByCallAndThenKeepsNone) {
                                  "OBJ_load(#0) = " + std::to_string(kUnknownObject)}));
 }
 
-TEST_F(Journal, APlannedFailureStandsInItWithItsArguments) {
+TEST_F(Journal, APlannedFailureIsInItWithItsArguments) {
     bench().setFaults({{"OBJ_load", 1, 4711}});
     bench().startJournal();
     OBJ_load(item_);

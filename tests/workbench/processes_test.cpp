@@ -1,11 +1,15 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <sys/file.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <fstream>
 
 #include "platform/mv_art.h"
+#include "tests/support/held_file.h"
+#include "tests/support/places.h"
 #include "tests/workbench/child.h"
 #include "tests/workbench/support.h"
 
@@ -127,11 +131,99 @@ TEST_F(Processes, TheCheckFindsNoDamageWhileAnotherOneDeletesFiles) {
 TEST_F(Processes, DamagedLockTablesAreMadeAnewWhenNobodyLives) {
     bench().closeStore(store_);
     store_ = 0;
-    std::ofstream(path_ + "-locks", std::ios::trunc) << std::string(5000, 'x');
+    for (const char* table : {"-locks", "-locks-held"}) {
+        std::ofstream(path_ + table, std::ios::trunc) << std::string(5000, 'x');
+        store_ = bench().openStore(path_);
+        bench().openSession(store_, {});
+        EXPECT_EQ(OBJ_lock(item_), 0);
+        EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 6), std::to_string(kLockedByOther));
+        bench().closeStore(store_);
+        store_ = 0;
+    }
+}
+
+TEST_F(Processes, LocksThatAreGoneFromTheirPlaceAreNotMadeAnewWhileAnotherProcessHasThem) {
+    ASSERT_EQ(OBJ_lock(item_), 0);
+    std::filesystem::remove(keld_test::heldPath(path_));
+    EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 7), "failed:");
+    EXPECT_FALSE(std::filesystem::exists(keld_test::heldPath(path_)));
+    bench().closeStore(store_);
+    store_ = 0;
+    EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ");
+}
+
+TEST_F(Processes, TheLocksOfAnOlderProgramThatHasEndedAreGone) {
+    bench().closeStore(store_);
+    store_ = 0;
+    sqlite3* locks = nullptr;
+    ASSERT_EQ(sqlite3_open((path_ + "-locks").c_str(), &locks), SQLITE_OK);
+    const std::string older =
+        "DROP VIEW held; CREATE TABLE held(object INTEGER PRIMARY KEY, session INTEGER NOT NULL); "
+        "INSERT INTO held VALUES(" +
+        tag() + ", 1);";
+    ASSERT_EQ(sqlite3_exec(locks, older.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
     store_ = bench().openStore(path_);
     bench().openSession(store_, {});
     EXPECT_EQ(OBJ_lock(item_), 0);
-    EXPECT_EQ(Child({"try", path_, tag()}).line().substr(0, 6), std::to_string(kLockedByOther));
+    // What it says if it is started now.
+    EXPECT_EQ(sqlite3_exec(locks,
+                           "CREATE TABLE IF NOT EXISTS held(object INTEGER PRIMARY KEY, session "
+                           "INTEGER NOT NULL);",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    EXPECT_NE(sqlite3_exec(locks, "INSERT INTO held VALUES(1, 1)", nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    EXPECT_THAT(sqlite3_errmsg(locks), testing::HasSubstr("view"));
+    sqlite3_close(locks);
+}
+
+TEST_F(Processes, ALivingOlderProgramsLocksAreNotLost) {
+    bench().closeStore(store_);
+    store_ = 0;
+    sqlite3* locks = nullptr;
+    ASSERT_EQ(sqlite3_open((path_ + "-locks").c_str(), &locks), SQLITE_OK);
+    ASSERT_EQ(sqlite3_exec(locks,
+                           "DROP VIEW held; CREATE TABLE held(object INTEGER PRIMARY KEY, session "
+                           "INTEGER NOT NULL); INSERT INTO held VALUES(1, 4711);",
+                           nullptr, nullptr, nullptr),
+              SQLITE_OK);
+    sqlite3_close(locks);
+    std::ofstream(path_ + "-sessions/4711").flush();
+    const int living = open((path_ + "-sessions/4711").c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(living, LOCK_EX), 0);
+    std::string refusal;
+    try {
+        bench().openStore(path_);
+    } catch (const Failure& failure) {
+        refusal = failure.what();
+    }
+    EXPECT_THAT(refusal, testing::HasSubstr("An older program has " + path_ + " open: end it"));
+    close(living);
+    store_ = bench().openStore(path_);
+}
+
+TEST_F(Processes, AStoreOfAnOlderVersionIsBroughtUpToDateOnceByAllThatOpenItAtOnce) {
+    const std::string older = directory_.at("older");
+    sqlite3* database = nullptr;
+    ASSERT_EQ(sqlite3_open(older.c_str(), &database), SQLITE_OK);
+    ASSERT_EQ(
+        sqlite3_exec(database,
+                     keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_3.sql").c_str(),
+                     nullptr, nullptr, nullptr),
+        SQLITE_OK);
+    sqlite3_close(database);
+    {
+        Child all[] = {Child({"items", older, "a"}), Child({"items", older, "b"}),
+                       Child({"items", older, "c"}), Child({"items", older, "d"})};
+        for (Child& each : all)
+            EXPECT_THAT(each.line(), testing::EndsWith("-1"));
+    }
+    const auto store = bench().openStore(older);
+    bench().openSession(store, {});
+    EXPECT_THAT(errorsIn(bench().check(store, false)), testing::IsEmpty());
+    EXPECT_NE(bench().resolve("000200"), NULLTAG);
+    EXPECT_NE(bench().resolve("d-1"), NULLTAG);
+    bench().closeStore(store);
 }
 
 TEST_F(Processes, LocksWhoseSessionIsNotStoredAreGoneWhenNobodyLives) {
@@ -140,11 +232,13 @@ TEST_F(Processes, LocksWhoseSessionIsNotStoredAreGoneWhenNobodyLives) {
     sqlite3* locks = nullptr;
     ASSERT_EQ(sqlite3_open((path_ + "-locks").c_str(), &locks), SQLITE_OK);
     const std::string rows =
-        "DELETE FROM session; DELETE FROM sqlite_sequence; INSERT INTO held VALUES(" + tag() +
-        ", 1), (77, 7); INSERT INTO activity VALUES(7, 'x'); "
+        "DELETE FROM session; DELETE FROM sqlite_sequence; INSERT INTO activity VALUES(7, 'x'); "
         "INSERT INTO kept_number VALUES(5, 7);";
     ASSERT_EQ(sqlite3_exec(locks, rows.c_str(), nullptr, nullptr, nullptr), SQLITE_OK);
     sqlite3_close(locks);
+    keld_test::writeHeld(path_, 100, item_, 1);
+    keld_test::writeHeld(path_, 101, 77, 7);
+    ASSERT_THAT(keld_test::heldInFile(path_), testing::SizeIs(2));
     store_ = bench().openStore(path_);
     bench().openSession(store_, {});
     EXPECT_THAT(bench().check(store_, false), testing::IsEmpty());
@@ -154,12 +248,13 @@ TEST_F(Processes, LocksWhoseSessionIsNotStoredAreGoneWhenNobodyLives) {
         *static_cast<int*>(sum) += std::stoi(values[0]);
         return 0;
     };
-    for (const char* table : {"held", "activity", "kept_number"})
+    for (const char* table : {"activity", "kept_number"})
         ASSERT_EQ(sqlite3_exec(locks, ("SELECT count(*) FROM " + std::string(table)).c_str(), count,
                                &rows_left, nullptr),
                   SQLITE_OK);
     sqlite3_close(locks);
     EXPECT_EQ(rows_left, 0);
+    EXPECT_THAT(keld_test::heldInFile(path_), testing::IsEmpty());
     EXPECT_EQ(Child({"try", path_, tag()}).line(), "0 ") << "the first session has no lock";
 }
 

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <sstream>
 #include <thread>
 
 #include "platform/mv_cko.h"
@@ -54,11 +55,56 @@ TEST_F(Upgrade, AStoreOfVersion1IsUpgradedWhenItIsOpenedAndKeepsWhatItHas) {
     }
 }
 
+TEST_F(Upgrade, AStoreOfVersion3HasTheSameValuesInTheRowsOfItsObjects) {
+    runSql(path_, keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_3.sql"));
+    for (int time = 0; time < 2; ++time) {
+        const auto store = bench().openStore(path_);
+        bench().openSession(store, {});
+        std::ostringstream exported;
+        bench().exportWorld(exported);
+        EXPECT_EQ(exported.str(),
+                  keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_3.json"));
+        const tag_t item = bench().resolve("000200");
+        EXPECT_EQ(bench().get(item, "ratios"), (Values{1.0, 0.1, 1e300, -2.0}));
+        EXPECT_EQ(bench().get(item, "flag"), Values{false});
+        EXPECT_EQ(bench().get(item, "others"), (Values{Reference{item}, Reference{item}}));
+        EXPECT_EQ(bench().get(bench().resolve("000200/A"), "items_tag"), Values{Reference{item}});
+        EXPECT_EQ(bench().runs({}).size(), 3u);
+        EXPECT_TRUE(bench().check(store, false).empty());
+        bench().closeStore(store);
+    }
+}
+
+TEST_F(Upgrade, TheIndexOfTextsOfVersion3IsMadeAnew) {
+    const std::string tables =
+        "CREATE TABLE text_attribute(attr INTEGER PRIMARY KEY, position INTEGER NOT NULL);"
+        "CREATE TABLE text_pending(tag INTEGER NOT NULL, attr INTEGER NOT NULL, old,"
+        "                          PRIMARY KEY(tag, attr)) WITHOUT ROWID;"
+        "INSERT INTO text_attribute SELECT DISTINCT attr, 0 FROM value WHERE v='Bracket';"
+        "CREATE VIEW text_indexed AS SELECT v.tag*64+a.position AS key, v.v AS text FROM value v "
+        "CROSS JOIN text_attribute a ON a.attr=v.attr WHERE v.idx=0;"
+        "CREATE VIRTUAL TABLE text_index USING fts5(text, content='text_indexed', "
+        "content_rowid='key', tokenize='trigram case_sensitive 1', detail=none, columnsize=0);"
+        "INSERT INTO text_index(text_index) VALUES('rebuild');"
+        "CREATE TRIGGER text_inserted BEFORE INSERT ON value BEGIN SELECT 1; END;"
+        "CREATE TRIGGER text_updated BEFORE UPDATE ON value BEGIN SELECT 1; END;"
+        "CREATE TRIGGER text_deleted BEFORE DELETE ON value BEGIN SELECT 1; END;";
+    runSql(path_, keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_3.sql") + tables);
+    const auto store = bench().openStore(path_);
+    bench().openSession(store, {});
+    ASSERT_TRUE(bench().textIndex());
+    EXPECT_GT(bench().textIndex()->texts, 1);
+    EXPECT_EQ(bench().find({"*rack*", "Item", "", 0}).size(), 1u);
+    bench().createItem("000201", "Tracker", "", "A", nullptr);
+    EXPECT_EQ(bench().find({"*rack*", "Item", "", 0}).size(), 2u);
+    EXPECT_TRUE(bench().check(store, false).empty());
+    bench().closeStore(store);
+}
+
 TEST_F(Upgrade, AStoreWithoutRunsRecordsThemFromThenOn) {
-    bench().createStore(path_);
-    runSql(path_,
-           "DROP TABLE run; DROP TABLE run_entry; "
-           "UPDATE meta SET value=2 WHERE name='schema_version'");
+    runSql(path_, keld_test::readText(KELD_SOURCE_DIR "/tests/workbench/version_3.sql") +
+                      "DROP TABLE run; DROP TABLE run_entry; "
+                      "UPDATE meta SET value=2 WHERE name='schema_version'");
     const auto store = bench().openStore(path_);
     bench().openSession(store, {});
     EXPECT_TRUE(bench().runs({}).empty());

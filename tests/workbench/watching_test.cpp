@@ -62,7 +62,7 @@ TEST_F(Watching, APlannedFailureLeavesOutParametersAlone) {
     EXPECT_TRUE(value);
 }
 
-TEST_F(Watching, FailuresStandOnTheErrorStackWithTheirText) {
+TEST_F(Watching, FailuresAreOnTheErrorStackWithTheirText) {
     EXPECT_EQ(OBJ_load(item_ + 5000), kUnknownObject);
     ASSERT_EQ(bench().errorStack().size(), 1u);
     EXPECT_EQ(bench().errorStack()[0].status, kUnknownObject);

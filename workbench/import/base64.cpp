@@ -35,6 +35,7 @@ std::optional<std::string> fromBase64(std::string_view text) {
         for (std::size_t j = 0; j < 4; ++j) {
             const std::size_t value = kDigits.find(text[i + j]);
             const bool padding = text[i + j] == '=' && i + 4 == text.size() && j >= 2;
+            // A digit must not come after padding.
             if (value == std::string_view::npos ? !padding : digits < j)
                 return std::nullopt;
             if (!padding)

@@ -23,6 +23,7 @@ std::string readAll(std::istream& in, const std::string& source) {
         const std::string_view part(buffer.data(), static_cast<std::size_t>(in.gcount()));
         text += part;
         blank = blank && part.find_first_not_of(" \t\r\n") == std::string_view::npos;
+        // A stream of blanks without an end is refused long before the limit of a document.
         if (blank && text.size() > kMostBytesBefore)
             throw Failure(kBadImport, source + ": expected a JSON document within " +
                                           std::to_string(kMostBytesBefore >> 20) +
@@ -64,7 +65,9 @@ public:
     bool key(string_t& key) override {
         Level& level = open_.back();
         level.key = key;
+        // The key gets its place first, and its value goes there, whatever it is.
         const auto [at, fresh] = level.value->emplace(std::move(key), nullptr);
+        // The parser would keep one of the values and drop the other one without a word.
         if (!fresh)
             refuse("expected each key once, found it twice");
         level.next = &*at;
@@ -116,6 +119,7 @@ private:
         return true;
     }
     bool open(Json&& value) {
+        // The value goes in before the test of the depth, so that the refusal has its whole path.
         open_.push_back({place(std::move(value)), "", nullptr});
         if (open_.size() > kMaxDepth)
             refuse("expected at most " + std::to_string(kMaxDepth) + " values in one another");
@@ -182,7 +186,9 @@ std::size_t distance(std::string_view a, std::string_view b) {
 
 std::string nearestName(std::string_view name, const std::vector<std::string>& candidates) {
     std::string nearest;
+    // A candidate that differs in more than about half of the letters is no help.
     std::size_t least = name.size() / 2 + 2;
+    // The comparison costs the product of both lengths, and the name is whatever the file has.
     if (name.size() > 256)
         return nearest;
     for (const std::string& candidate : candidates) {
@@ -257,6 +263,7 @@ std::string JsonNode::text() const {
     if (!isString())
         failExpected("a string");
     auto text = value_->get<std::string>();
+    // The interface hands texts out as C strings, which end at a NUL.
     if (text.find('\0') != std::string::npos)
         fail("expected a string without the character NUL");
     return text;

@@ -29,6 +29,7 @@ void JsonWriter::startValue() {
 void JsonWriter::begin(char bracket, bool is_inline) {
     startValue();
     out_ << bracket;
+    // What is in an inline array stays on its line.
     const bool inside = !levels_.empty() && levels_.back().is_inline;
     levels_.push_back({is_inline || inside, true});
 }
@@ -59,6 +60,7 @@ void JsonWriter::integer(std::int64_t value) {
 
 void JsonWriter::number(double value) {
     startValue();
+    // dump() writes digits that give the same number when they are read.
     out_ << nlohmann::json(value).dump();
 }
 

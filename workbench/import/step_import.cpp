@@ -72,6 +72,7 @@ private:
             session_.put(item, "object_desc", {planned.description});
         describe(*first, plan_.revisions[revisions[0]]);
         revisions_[revisions[0]] = first->tag;
+        // The save empties the list, and all of it is dropped from the cache below.
         std::vector<tag_t> made = item.saved_along;
         made.push_back(item.tag);
         session_.save(item);
@@ -99,6 +100,7 @@ private:
             tag_t& view = views[planned.parent];
             if (view == NULLTAG) {
                 view = bomViewRevision(session_, revisions_[planned.parent]);
+                // Only the tags of these are needed from here on.
                 forget({session_.reference(session_.object(view), "bom_view"), view,
                         revisions_[planned.parent]});
             }

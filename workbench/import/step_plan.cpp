@@ -22,6 +22,7 @@ public:
         // Numbers go on from the last one, so that many equal names cost no search.
         for (int& number = numbers_.try_emplace(base, 1).first->second;;) {
             const std::string suffix = "-" + std::to_string(++number);
+            // The suffix has to fit into the limit as well.
             std::string name = cutUtf8(base, limit_ - suffix.size()) + suffix;
             if (free(name))
                 return name;
@@ -65,10 +66,12 @@ private:
         item.id = ids_.next(*wanted);
         if (wanted->size() > limits_.item_id)
             ++plan_.cut_ids;
+        // An id that was only cut isn't renamed.
         if (item.id != cutUtf8(*wanted, limits_.item_id))
             ++plan_.renamed_ids;
         item.name = cutUtf8(product.name.empty() ? *wanted : product.name, limits_.name);
         item.description = cutUtf8(product.description, limits_.description);
+        // `wanted` may point to this id, so it moves last.
         item.source_id = std::move(product.id);
         plan_.items.push_back(std::move(item));
     }
@@ -83,6 +86,7 @@ private:
                                        revision_ids.next(formation.id.empty() ? "A" : formation.id),
                                        cutUtf8(formation.description, limits_.description)});
         }
+        // These come after all formations, whose indices are those of their revisions.
         for (std::size_t item = 0; item < plan_.items.size(); ++item)
             if (!names.contains(item))
                 plan_.revisions.push_back({item, "A", {}});
@@ -91,6 +95,7 @@ private:
     void addOccurrences() {
         std::vector<bool> used(plan_.revisions.size());
         for (const auto& usage : structure_.usages) {
+            // A formation and its revision have the same index.
             const std::size_t parent = structure_.definitions[usage.parent].formation;
             const std::size_t child = structure_.definitions[usage.child].formation;
             plan_.occurrences.push_back({parent, child});

@@ -74,10 +74,11 @@ private:
             const char* what = !header ? "HEADER" : !data ? "DATA" : "DATA or END-ISO-10303-21";
             if (scanner_.next() != StepToken::Keyword)
                 scanner_.failExpected(what);
+            // The next token changes this text, so nothing below uses it after expect().
             const std::string_view keyword = scanner_.text();
             if (!header && keyword == "HEADER") {
                 header = true;
-                expect(StepToken::Semicolon, "';' behind HEADER");
+                expect(StepToken::Semicolon, "';' after HEADER");
                 readHeader();
             } else if (header && keyword == "DATA") {
                 data = true;
@@ -96,10 +97,11 @@ private:
     }
 
     void readEnd() {
+        // A signature isn't made of the tokens of the other sections.
         if (scanner_.next() == StepToken::Keyword && scanner_.text() == "SIGNATURE")
             scanner_.skipRest();
         else if (scanner_.token() != StepToken::End)
-            scanner_.failExpected("nothing behind END-ISO-10303-21");
+            scanner_.failExpected("nothing after END-ISO-10303-21");
     }
 
     void readHeader() {
@@ -107,10 +109,10 @@ private:
             if (scanner_.next() != StepToken::Keyword)
                 scanner_.failExpected("a header entity or ENDSEC");
             if (scanner_.text() == "ENDSEC")
-                return expect(StepToken::Semicolon, "';' behind ENDSEC");
+                return expect(StepToken::Semicolon, "';' after ENDSEC");
             entity_start_ = scanner_.bytesRead();
             readRecord(nullptr);
-            expect(StepToken::Semicolon, "';' behind a header entity");
+            expect(StepToken::Semicolon, "';' after a header entity");
         }
     }
 
@@ -122,21 +124,21 @@ private:
             scanner_.next();
         }
         if (scanner_.token() != StepToken::Semicolon)
-            scanner_.failExpected("';' behind DATA");
+            scanner_.failExpected("';' after DATA");
     }
 
     void skipSection() {
-        expect(StepToken::Semicolon, "';' behind the name of a section");
+        expect(StepToken::Semicolon, "';' after the name of a section");
         while (scanner_.next() != StepToken::Keyword || scanner_.text() != "ENDSEC")
             if (scanner_.token() == StepToken::End)
                 scanner_.failExpected("ENDSEC");
-        expect(StepToken::Semicolon, "';' behind ENDSEC");
+        expect(StepToken::Semicolon, "';' after ENDSEC");
     }
 
     void readData() {
         while (true) {
             if (scanner_.next() == StepToken::Keyword && scanner_.text() == "ENDSEC")
-                return expect(StepToken::Semicolon, "';' behind ENDSEC");
+                return expect(StepToken::Semicolon, "';' after ENDSEC");
             if (scanner_.token() != StepToken::Instance)
                 scanner_.failExpected("an instance (#n=...) or ENDSEC");
             readInstance();
@@ -151,6 +153,7 @@ private:
         expect(StepToken::Equals, "'='");
         if (scanner_.next() == StepToken::Keyword) {
             const Entity entity = entityOf(scanner_.text());
+            // A relationship alone is no usage: it counts in an instance of several types only.
             const bool kept = entity != Entity::Other && entity != Entity::Relationship;
             parameters_.clear();
             readRecord(kept ? &parameters_ : nullptr);
@@ -173,6 +176,7 @@ private:
         while (scanner_.next() != StepToken::Close) {
             if (scanner_.token() != StepToken::Keyword)
                 scanner_.failExpected("the name of an entity or ')'");
+            // A subtype has only the parameters that it adds, and those that count are at its base.
             const bool subtype = scanner_.text().find("_WITH_") != std::string_view::npos;
             const Entity part = subtype ? Entity::Other : entityOf(scanner_.text());
             parameters_.clear();
@@ -197,7 +201,7 @@ private:
 
     // KEYWORD(...), the keyword being read.
     void readRecord(Parameters* kept) {
-        expect(StepToken::Open, "'(' behind the name of an entity");
+        expect(StepToken::Open, "'(' after the name of an entity");
         readParameters(kept);
     }
 
@@ -210,6 +214,7 @@ private:
         while (depth > 0) {
             const StepToken token = scanner_.next();
             limitEntity(kept != nullptr);
+            // An empty list may close at once, but nothing may close after a comma.
             if (token == StepToken::Close && (after_value || first)) {
                 --depth;
                 after_value = true;
@@ -232,7 +237,7 @@ private:
                 if (kept && depth == 1)
                     kept->push_back({token, {}, 0});
                 if (token == StepToken::Keyword)
-                    expect(StepToken::Open, "'(' behind the type of a value");
+                    expect(StepToken::Open, "'(' after the type of a value");
                 if (++depth > kMaxNesting)
                     scanner_.fail(scanner_.line(), "expected at most " +
                                                        std::to_string(kMaxNesting) +
@@ -276,6 +281,7 @@ private:
     }
     std::string text(const Parameters& parameters, std::size_t index, const char* what) {
         const Parameter& p = parameter(parameters, index, what);
+        // A value that is unset or derived counts as an empty text.
         if (p.kind != StepToken::String && p.kind != StepToken::Dollar && p.kind != StepToken::Star)
             scanner_.fail(entity_line_, std::string("expected ") + what +
                                             " (a string) as parameter " +
@@ -291,6 +297,7 @@ private:
     }
 
     void keep(Entity entity, std::uint64_t instance, const Parameters& p) {
+        // Only numbers of kept entities are noted: those of the geometry would fill the memory.
         if (const auto [at, added] = lines_.try_emplace(instance, entity_line_); !added)
             scanner_.fail(entity_line_, "expected a new instance number, found #" +
                                             std::to_string(instance) + ", which line " +
@@ -325,6 +332,7 @@ private:
     }
 
     static std::string optionalText(const Parameters& parameters, std::size_t index) {
+        // A missing description is no reason to refuse a file.
         return index < parameters.size() ? parameters[index].text : std::string();
     }
 
@@ -369,6 +377,7 @@ private:
         std::vector<std::vector<std::size_t>> below(structure_.formations.size());
         for (std::size_t i = 0; i < structure_.usages.size(); ++i)
             below[version(structure_.usages[i].parent)].push_back(i);
+        // A path in place of calls: a chain in a file may be deeper than a stack.
         enum : char { New, Open, Done };
         std::vector<char> state(below.size(), New);
         std::vector<std::pair<std::size_t, std::size_t>> path;  // version, next usage

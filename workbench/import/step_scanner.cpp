@@ -39,6 +39,7 @@ bool StepScanner::fill() {
     if (in_.bad())
         throw Failure(kBadImport, source_ + ": the file can't be read");
     filled_ = static_cast<std::size_t>(in_.gcount());
+    // The copy gets whole buffers, so it has each byte, also those that no token takes.
     if (copy_ && filled_) {
         copy_->write(buffer_.data(), static_cast<std::streamsize>(filled_));
         if (!*copy_)
@@ -48,6 +49,7 @@ bool StepScanner::fill() {
 }
 
 void StepScanner::countLine(int c) {
+    // A line feed after a carriage return ends the same line.
     if (c == '\r' || (c == '\n' && !after_return_))
         ++line_;
     after_return_ = c == '\r';
@@ -60,6 +62,7 @@ void StepScanner::skipBlanks() {
         if (c == '\n' || c == '\r') {
             countLine(c);
         } else if (c == '/') {
+            // One limit holds for all that is between two tokens, comments included.
             skipComment(start);
             continue;
         } else if (c != ' ' && c != '\t' && c != '\f' && c != '\v') {
@@ -78,7 +81,7 @@ void StepScanner::skipComment(std::uint64_t run_start) {
     const std::uint64_t first_line = line_;
     advance();
     if (peek() != '*')
-        failAtCharacter("'*' behind '/'");
+        failAtCharacter("'*' after '/'");
     advance();
     for (bool star = false;;) {
         const int c = peek();
@@ -99,6 +102,7 @@ void StepScanner::skipComment(std::uint64_t run_start) {
 StepToken StepScanner::next() {
     skipBlanks();
     token_line_ = line_;
+    // A token is in between now, so a line feed after it is a line end of its own.
     after_return_ = false;
     const int c = peek();
     const auto single = [&](StepToken token) {
@@ -124,11 +128,11 @@ StepToken StepScanner::next() {
             return single(StepToken::Star);
         case '#':
             advance();
-            number_ = scanDigits("the digits of an instance number behind '#'");
+            number_ = scanDigits("the digits of an instance number after '#'");
             return token_ = StepToken::Instance;
         case '@':
             advance();
-            number_ = scanDigits("the digits of a value number behind '@'");
+            number_ = scanDigits("the digits of a value number after '@'");
             return token_ = StepToken::ValueRef;
         case '\'':
             scanString();
@@ -175,7 +179,7 @@ void StepScanner::scanKeyword() {
                                   " characters");
     }
     if (text_ == "!")
-        failAtCharacter("a name in upper case behind '!'");
+        failAtCharacter("a name in upper case after '!'");
 }
 
 void StepScanner::scanString() {
@@ -197,6 +201,7 @@ void StepScanner::scanString() {
         if (c == '\'') {
             if (peek() != '\'')
                 return;
+            // A doubled apostrophe is kept as two: the decoder takes the text as the file has it.
             if (keep_strings_)
                 text_ += '\'';
             advance();
@@ -223,10 +228,12 @@ std::uint64_t StepScanner::scanDigits(const char* what) {
 }
 
 void StepScanner::scanNumber() {
+    // Nobody asks for the value of a number, so only its form is read.
     const auto digits = [&] {
         int count = 0;
         while (isDigit(peek())) {
             advance();
+            // A stream of digits must come to an end, too.
             if (++count > 4096)
                 fail(token_line_, "expected a number of at most 4096 digits");
         }
@@ -259,9 +266,9 @@ void StepScanner::scanEnumeration() {
                                   std::to_string(kMaxKeywordBytes) + " characters");
     }
     if (count == 0)
-        failAtCharacter("the name of an enumeration value behind '.'");
+        failAtCharacter("the name of an enumeration value after '.'");
     if (peek() != '.')
-        failAtCharacter("'.' behind an enumeration value");
+        failAtCharacter("'.' after an enumeration value");
     advance();
 }
 
@@ -291,6 +298,7 @@ std::string StepScanner::decodedText() const {
 void StepScanner::skipRest() {
     const std::uint64_t start = bytesRead();
     while (peek() != kEnd) {
+        // fill() writes each buffer to the copy, and nobody looks at the bytes.
         position_ = filled_;
         if (bytesRead() - start > kMaxBlankBytes)
             fail(line_, "expected the end of the file");

@@ -41,6 +41,7 @@ private:
     void drop(std::size_t count) { rest_.remove_prefix(std::min(count, rest_.size())); }
 
     void plain(char c) {
+        // A string has one encoding, so no byte is judged alone.
         if (utf8_ || static_cast<unsigned char>(c) < 0x80)
             text_ += c;
         else
@@ -60,7 +61,7 @@ private:
             const int digit = i < rest_.size() ? hexDigit(rest_[i]) : -1;
             if (digit < 0)
                 throw BadStepText("expected " + std::to_string(digits) +
-                                  " hexadecimal digits behind " + directive + " in a string");
+                                  " hexadecimal digits after " + directive + " in a string");
             code = code << 4 | static_cast<std::uint32_t>(digit);
         }
         drop(digits);
@@ -77,7 +78,7 @@ private:
             if (rest_.starts_with("\\X0\\"))
                 break;
             if (rest_.empty())
-                throw BadStepText(std::string("expected \\X0\\ behind ") + directive +
+                throw BadStepText(std::string("expected \\X0\\ after ") + directive +
                                   " in a string");
             const std::uint32_t code = hex(digits, directive);
             // A character above U+FFFF comes as two surrogates.
@@ -92,6 +93,7 @@ private:
             if (!high)
                 character(code);
         }
+        // Half of a pair at the end becomes U+FFFD.
         if (high)
             character(high);
         drop(4);
@@ -112,6 +114,7 @@ private:
                    static_cast<unsigned char>(rest_[3]) < 0x80) {
             const auto code = static_cast<unsigned char>(rest_[3]);
             character(pageCharacter(page_, static_cast<unsigned char>(code | 0x80)));
+            // The shifted character may be an apostrophe, which is written twice.
             drop(rest_.substr(3).starts_with("''") ? 5 : 4);
         } else if (rest_.size() > 3 && rest_[1] == 'P' && rest_[2] >= 'A' && rest_[2] <= 'I' &&
                    rest_[3] == '\\') {

@@ -34,6 +34,7 @@ void WorldImport::readDataset(const JsonNode& node, tag_t owner) {
         readDatasetFiles(node, dataset);
     for (std::size_t i = 0; i < versions.size(); ++i) {
         versions[i].allow({"label", "files", "attributes", "status"});
+        // The first version is the dataset that was just made.
         if (i > 0)
             dataset = at(versions[i], [&] { return createDatasetVersion(session_, dataset); });
         define(versions[i], dataset);
@@ -71,6 +72,7 @@ void WorldImport::readDatasetFiles(const JsonNode& node, tag_t dataset) {
             const FileFacts facts = keepContent(made.tag, fileBytes(each));
             session_.put(made, "byte_size", {facts.byte_size});
             session_.put(made, "sha256", {facts.sha256});
+            // The file is saved first: the dataset's new reference must lead to what is stored.
             session_.save(made);
             return made.tag;
         });

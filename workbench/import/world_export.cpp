@@ -30,6 +30,7 @@ public:
         writeRights();
         writeCheckOuts();
         writeTexts("registered_ids", store_.ownRegistry().ids());
+        // These labels are given while the rest is written, so they come last.
         writeDangling();
         json_.endObject();
         json_.finish();
@@ -39,6 +40,7 @@ public:
 private:
     // Leave out what the user may not READ, and a file with any dataset that has it.
     void leaveUnreadableOut(Session& session) {
+        // Without such a right everybody may read everything, and no object has to be loaded.
         if (store_.rights("READ").empty())
             return;
         const auto mayRead = [&](tag_t tag) {
@@ -115,16 +117,14 @@ private:
         if (!type)
             throw Failure(kStoreFailure, "#" + std::to_string(hit.tag) +
                                              " has a type that the store doesn't know");
+        // The store is read past the session: unsaved values aren't written, and no cache fills up.
         std::vector<Values> values(type->layout.size());
         store_.load(
             hit.tag, [](tag_t, std::int64_t) {},
-            [&](tag_t attribute, std::size_t index, const Cell& cell) {
+            [&](tag_t attribute, std::size_t, Value&& value) {
                 const auto at = type->by_handle.find(attribute);
-                if (at == type->by_handle.end())
-                    return;
-                Values& list = values[at->second];
-                list.resize(std::max(list.size(), index + 1));
-                list[index] = cell.as(type->layout[at->second]->kind);
+                if (at != type->by_handle.end() && kindOf(value) == type->layout[at->second]->kind)
+                    values[at->second].push_back(std::move(value));
             });
         json_.beginObject();
         member("label", label(hit.tag));
@@ -144,6 +144,7 @@ private:
         json_.key(attribute.name);
         if (type.cls->name == "Relation" && attribute.name == "relation_type") {
             const auto handle = static_cast<tag_t>(std::get<std::int64_t>(values.front()));
+            // A handle that no type has is written as the number that it is.
             if (const RelationType* relation_type = store_.model().relationTypeOf(handle))
                 return json_.text(relation_type->name);
         }
@@ -155,6 +156,7 @@ private:
         try {
             bytes = store_.volume().read(store_.knownFile(tag));
         } catch (const Damage& damage) {
+            // The document has the object without its file then.
             damaged_.push_back({true, damage.what()});
             return;
         }
@@ -174,6 +176,7 @@ private:
             member("subject_kind", right.subject_kind);
             member("subject", right.subject);
             member("scope_kind", right.scope_kind);
+            // Tags differ from store to store, so an object is named by its label.
             member("scope", right.scope_kind == "object" ? labelOf(right.scope) : right.scope);
             member("privilege", right.privilege);
             json_.key("allowed");

@@ -50,6 +50,7 @@ ImportReport WorldImport::run() {
 }
 
 void WorldImport::readAll() {
+    // The order is that of docs/json-world.md: each part may name what earlier ones have made.
     if (const auto model = root_.find("model")) {
         const Model::Mark before = store().model().mark();
         readModel(*model, store());
@@ -89,6 +90,7 @@ void WorldImport::recordModel(const Model::Mark& before) {
 
 void WorldImport::readPreferences() {
     if (!root_.list("preferences").empty())
+        // Session::setPreference() asks nobody.
         session_.needAdministrator("import preferences");
     for (const JsonNode& node : root_.list("preferences")) {
         node.allow({"name", "values"});
@@ -141,6 +143,7 @@ void WorldImport::readRights() {
                    other.scope_kind == right.scope_kind && other.scope == right.scope &&
                    other.privilege == right.privilege && other.allowed == right.allowed;
         });
+        // Session::addRight() would take out the right that is there and put it after all others.
         if (!there)
             session_.addRight(right);
     }
@@ -155,6 +158,7 @@ void WorldImport::readCheckOuts() {
         row.user = user ? resolve(*user) : session_.user();
         if (row.user != session_.user())
             session_.needAdministrator("import check-outs of others");
+        // A dangling label has no object whose rights could be asked.
         if (Object* object = session_.tryObject(row.object);
             object && !session_.allowed(*object, "WRITE"))
             throw Failure(kNotAllowed, "user " + session_.userId() + " may not WRITE " +
@@ -162,6 +166,7 @@ void WorldImport::readCheckOuts() {
         const auto date = node.find("date");
         row.date = date ? readText(*date) : dateText(now());
         row.comment = node.find("comment") ? readText(node.at("comment")) : "";
+        // Session::checkOut() would give it this user's name and the time of now.
         if (!store().addCheckOut(row))
             node.fail("the object is checked out already");
         if (Recorder* recorder = session_.recorder())
@@ -185,6 +190,7 @@ void WorldImport::readRegisteredIds() {
 
 void WorldImport::registerOwn(const std::string& id) {
     Registry registry = store().ownRegistry();
+    // A document adds to what is there, so an id that is registered is no conflict.
     if (registry.has(id))
         return;
     registry.add(id);
@@ -219,6 +225,7 @@ tag_t WorldImport::resolve(const JsonNode& node) {
     std::vector<std::string> labels;
     for (const auto& [label, tag] : labels_)
         labels.push_back(label);
+    // The hint must not depend on the order of a hash table.
     std::sort(labels.begin(), labels.end());
     node.fail("expected a label of the document or the name of an object, found \"" +
               name.substr(0, 200) + "\"" + nearestHint(name, labels));
@@ -280,6 +287,7 @@ const Attribute& WorldImport::attributeNamed(const JsonNode& node, const std::st
 
 void WorldImport::checkLengths(const JsonNode& node, const Attribute& attribute,
                                const Values& values) {
+    // The list "objects" is written past the session, which would test this otherwise.
     for (const Value& value : values)
         if (const auto* text = std::get_if<std::string>(&value);
             text && attribute.max_length > 0 &&
@@ -305,6 +313,7 @@ std::string WorldImport::fileBytes(const JsonNode& node) {
     if (text) {
         if (!text->isString())
             text->failExpected("a string");
+        // A file may have a NUL, which text() refuses.
         return text->value().get<std::string>();
     }
     auto bytes = fromBase64(base64->text());
@@ -314,6 +323,7 @@ std::string WorldImport::fileBytes(const JsonNode& node) {
 }
 
 void WorldImport::refuse(const JsonNode& node, const Failure& failure) {
+    // These tell their place already, or aren't about what the document says.
     const bool own = failure.status() == kBadImport || failure.status() == kStoreFailure ||
                      failure.status() == kFileFailure || failure.status() == kNoMemory;
     if (own)

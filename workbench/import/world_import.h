@@ -50,8 +50,7 @@ private:
     Planned* plannedAt(const JsonNode& values, const char* attribute);
     void refuseTakenIds();
     void writeObject(const Planned& planned);
-    void writeValues(const Planned& planned, const Attribute& attribute, const Values& values);
-    void writeContent(const Planned& planned);
+    void readContent(const Planned& planned, std::vector<Values>& all);
     void defineDangling();
 
     // ---- world_short.cpp: the short forms ----

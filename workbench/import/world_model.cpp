@@ -48,6 +48,7 @@ void writeType(JsonWriter& json, const Model& model, const Type& type) {
     json.beginObject();
     writeNamed(json, type.name, type.parent ? type.parent->name : "");
     const DatasetTypeInfo* info = model.datasetType(type);
+    // A type below a dataset type inherits its tool, which is no definition of its own.
     const bool inherited = info && type.parent && model.datasetType(*type.parent) == info;
     if (info && !inherited) {
         json.key("tool");
@@ -175,6 +176,7 @@ void writeModel(JsonWriter& json, const Model& model) {
     json.key("types");
     json.beginArray();
     for (const Type* type : model.types())
+        // A class brings the type of its name.
         if (!model.isStandard(type->name) && !model.findClass(type->name))
             writeType(json, model, *type);
     json.endArray();
@@ -191,6 +193,7 @@ void readModel(const JsonNode& node, Store& store) {
     node.allow({"classes", "types", "relation_types"});
     for (const JsonNode& each : node.list("classes"))
         readClass(each, store);
+    // Types come after classes, since they may be below the types of these.
     for (const JsonNode& each : node.list("types"))
         readType(each, store);
     for (const JsonNode& each : node.list("relation_types")) {

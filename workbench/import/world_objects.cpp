@@ -21,7 +21,6 @@ void WorldImport::readObjects() {
         // All get their tags before any is written: objects may refer to later ones.
         if (planned.tag == NULLTAG) {
             planned.tag = store().newTag();
-            store().insert(planned.tag, planned.type->handle);
             count(*planned.type);
         }
         define(planned.node, planned.tag);
@@ -34,7 +33,6 @@ void WorldImport::readObjects() {
             before =
                 recorder->stored(planned.tag, RunChange::ObjectChanged, Recorder::Side::Before);
         writeObject(planned);
-        writeContent(planned);
         if (recorder && planned.existing)
             recorder->addDifference(before);
         else if (recorder)
@@ -56,12 +54,14 @@ void WorldImport::planObjects() {
     planned_.reserve(nodes.size());
     for (const JsonNode& node : nodes) {
         node.allow({"label", "type", "values", "file"});
+        // A label that comes a second time is refused by define().
         planned_by_label_.try_emplace(node.at("label").text(), planned_.size());
         const Type& type = typeNamed(node.at("type"), store().model());
         if (type.cls->name == "BOMLine")
             node.at("type").fail("lines live in a BOM window, none is stored");
         if (!node.at("values").isObject())
             node.at("values").failExpected("an object");
+        // The objects are written past the session's saves, which would test this otherwise.
         for (const char* name : {"User", "Group", "GroupMember"})
             if (type.cls->isA(*store().model().findClass(name)))
                 session_.needAdministrator("import users and groups");
@@ -140,6 +140,7 @@ void WorldImport::matchMembers() {
             continue;
         const Planned* user = plannedAt(member.node.at("values"), "user");
         const Planned* group = plannedAt(member.node.at("values"), "group");
+        // A user or group that is new has no memberships in the store.
         if (!user || !group || !user->existing || !group->existing)
             continue;
         for (tag_t existing : session_.referrersBy("GroupMember", "user", user->tag))
@@ -155,6 +156,7 @@ void WorldImport::refuseTakenIds() {
         const auto id = planned.node.at("values").find("item_id");
         if (!id || !planned.type->cls->isA(item))
             continue;
+        // The session's saves would test this, but the ids are written past them.
         if (!session_.findByText("Item", "item_id", readText(*id)).empty())
             id->fail("the store has an item " + readText(*id) + " already");
     }
@@ -165,42 +167,32 @@ void WorldImport::refuseTakenIds() {
 void WorldImport::writeObject(const Planned& planned) {
     const JsonNode values = planned.node.at("values");
     const Type& type = *planned.type;
-    std::vector<bool> given(type.layout.size());
+    // By the places of the layout. What the document leaves out has no value.
+    std::vector<Values> all(type.layout.size());
     for (const auto& [name, node] : values.members()) {
         const Attribute& attribute = attributeNamed(node, name, type);
-        given[type.by_name.at(attribute.name)] = true;
-        Values read;
+        Values& read = all[type.by_name.at(attribute.name)];
         if (type.cls->name == "Relation" && name == "relation_type" && node.isString())
             read = {std::int64_t{relationTypeNamed(node, store().model()).handle}};
         else
             read = readValues(node, attribute, [this](const JsonNode& n) { return resolve(n); });
         checkLengths(node, attribute, read);
-        writeValues(planned, attribute, read);
     }
+    readContent(planned, all);
+    std::vector<AttributeValues> stored;
+    for (std::size_t i = 0; i < all.size(); ++i)
+        if (planned.existing || !all[i].empty())
+            stored.push_back({type.layout[i]->handle, &all[i]});
     if (!planned.existing)
-        return;
-    // What the document leaves out has no value.
-    for (std::size_t i = 0; i < given.size(); ++i)
-        if (!given[i])
-            store().trim(planned.tag, *type.layout[i], 0);
-    std::int64_t version = 0;
-    store().load(
-        planned.tag, [&](tag_t, std::int64_t stored) { version = stored; },
-        [](tag_t, std::size_t, const Cell&) {});
-    store().countSave(planned.tag, version);
+        return store().insert(planned.tag, type.handle, stored);
+    // By the version other sessions see that the object has changed.
+    store().save(planned.tag, store().versionOf(planned.tag), stored);
     // The session may have the old values in its cache.
     session_.unload(planned.tag);
 }
 
-void WorldImport::writeValues(const Planned& planned, const Attribute& attribute,
-                              const Values& values) {
-    for (std::size_t i = 0; i < values.size(); ++i)
-        store().write(planned.tag, attribute.handle, i, values[i], !planned.existing);
-    if (planned.existing)
-        store().trim(planned.tag, attribute, values.size());
-}
-
-void WorldImport::writeContent(const Planned& planned) {
+// Place the content of a file, and complete the values by what it is.
+void WorldImport::readContent(const Planned& planned, std::vector<Values>& all) {
     const auto file = planned.node.find("file");
     if (!file)
         return;
@@ -216,8 +208,7 @@ void WorldImport::writeContent(const Planned& planned) {
         report_.notes.push_back(planned.node.at("label").text() +
                                 ": the file differs from its check sum");
     const auto give = [&](const char* name, Value value) {
-        const Type& type = *planned.type;
-        writeValues(planned, *type.layout[type.by_name.at(name)], {std::move(value)});
+        all[planned.type->by_name.at(name)] = {std::move(value)};
     };
     if (!size)
         give("byte_size", facts.byte_size);

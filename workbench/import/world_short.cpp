@@ -16,6 +16,7 @@ void WorldImport::readOrganisation() {
     for (const JsonNode& node : root_.list("groups")) {
         node.allow({"label", "name", "parent"});
         const std::string name = node.at("name").text();
+        // A group or user that the store has stays as it is.
         tag_t group = find("group:" + name);
         if (group == NULLTAG)
             group = at(node, [&] { return createGroup(session_, name, node.text("parent", "")); });
@@ -59,6 +60,7 @@ void WorldImport::readItem(const JsonNode& node) {
     const Type& type = node.find("type") ? typeNamed(node.at("type"), store().model())
                                          : *store().model().findType("Item");
     const auto revisions = node.list("revisions");
+    // newItem() makes the first revision itself, so it needs the id.
     const std::string first = revisions.empty() ? "" : revisions[0].at("id").text();
     Object* revision = nullptr;
     const tag_t item = at(node, [&] {
@@ -72,6 +74,7 @@ void WorldImport::readItem(const JsonNode& node) {
     define(node, item);
     readCommon(node, item);
     readMasterForm(node, item);
+    // newItem() has made a revision all the same.
     if (revisions.empty())
         ++report_.revisions;
     for (std::size_t i = 0; i < revisions.size(); ++i) {
@@ -147,6 +150,7 @@ void WorldImport::readStatuses(const JsonNode& node, tag_t tag) {
             session_.put(status, "date_released", {readDate(*date)});
             session_.put(object, "date_released", {readDate(*date)});
         }
+        // The status is saved first: a new reference must lead to what is stored.
         session_.save(status);
         if (!named)
             define(each, status.tag);
@@ -166,6 +170,7 @@ void WorldImport::readMasterForm(const JsonNode& node, tag_t owner) {
     const auto relations = relationsFrom(session_, owner, type);
     if (relations.empty())
         form->fail("the object has no master form");
+    // The form was made with the object, so its relation is the oldest one.
     readAttributes(*form, relations.front().other);
 }
 

@@ -128,6 +128,7 @@ Date readDate(const JsonNode& node) {
         std::int64_t number[6];
         for (std::size_t i = 0; i < 6; ++i) {
             number[i] = parts[i].integer();
+            // The limits are those of the fields: a date that no calendar has comes back, too.
             const std::int64_t low = i == 0 ? INT16_MIN : 0, high = i == 0 ? INT16_MAX : 255;
             if (number[i] < low || number[i] > high)
                 parts[i].fail("expected a number of " + std::to_string(low) + " to " +
@@ -139,6 +140,7 @@ Date readDate(const JsonNode& node) {
     }
     const std::string text = node.text();
     try {
+        // An export writes the null date as an empty text.
         return text.empty() ? Date{} : Date{dateFromText(text)};
     } catch (const Failure&) {
         node.fail("expected a date like \"2026-03-31 14:05:00\", found \"" + text.substr(0, 100) +
@@ -149,6 +151,7 @@ Date readDate(const JsonNode& node) {
 void writeValues(JsonWriter& json, const Attribute& attribute, const Values& values,
                  const std::function<std::string(tag_t)>& label) {
     if (!attribute.array)
+        // Further values of a single attribute are damage.
         return writeValue(json, values.front(), label);
     json.beginArray(true);
     for (const Value& value : values)

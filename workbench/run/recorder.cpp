@@ -39,6 +39,7 @@ void Recorder::add(StoredEntry entry) {
         throw Failure(kInterrupted, "no further change");
     if (reads_ && entry.change == RunChange::ObjectMade)
         reads_->made(entry.object);
+    // Positions ascend with gaps: a save that goes back takes its entries along, not the count.
     entry.position = ++position_;
     // Ask for the head each time: the save that stored it may have gone back.
     tables_.add(tables_.begin(token_, head_, session_), entry);
@@ -54,17 +55,15 @@ StoredEntry Recorder::stored(tag_t object, RunChange change, Side side) {
             entry.type = type;
             entry.version = version;
         },
-        [&](tag_t attribute, std::size_t, const Cell& cell) {
-            const Attribute* known = store_.model().attributeOf(attribute);
-            if (!known)
+        [&](tag_t attribute, std::size_t, Value&& value) {
+            if (!store_.model().attributeOf(attribute))
                 return;
-            // Rows come by attribute and index, so an attribute's values follow each other.
             if (entry.values.empty() || entry.values.back().attribute != attribute) {
                 entry.values.emplace_back();
                 entry.values.back().attribute = attribute;
             }
-            StoredValue& value = entry.values.back();
-            (side == Side::Before ? value.before : value.after).push_back(cell.as(known->kind));
+            StoredValue& values = entry.values.back();
+            (side == Side::Before ? values.before : values.after).push_back(std::move(value));
         });
     return entry;
 }
@@ -93,6 +92,7 @@ void Recorder::addDifference(const StoredEntry& before) {
         if (at != now.values.end())
             at->before = old.before;
         else
+            // The attribute has no value any more.
             now.values.push_back({old.attribute, old.before, {}});
     }
     std::erase_if(now.values, [](const StoredValue& value) { return value.before == value.after; });
@@ -129,6 +129,7 @@ void Recorder::idChanged(RunChange change, const std::string& item_id,
     StoredEntry entry;
     entry.change = change;
     entry.text = item_id;
+    // A shared registry doesn't go back, so an undo needs its path to tell that.
     if (!registry.empty())
         entry.values.push_back({NULLTAG, {}, {registry}});
     add(std::move(entry));
@@ -155,6 +156,7 @@ void Recorder::preference(const std::string& name, const std::vector<std::string
 void Recorder::right(RunChange change, const Right& right, std::int64_t position) {
     StoredEntry entry;
     entry.change = change;
+    // An undo puts a right that was taken away back at this position.
     entry.version = position;
     if (change == RunChange::RightAdded)
         entry.values.push_back({NULLTAG, {}, asValues(right)});

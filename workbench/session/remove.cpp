@@ -54,6 +54,7 @@ void Session::collectParts(Object& object, std::vector<tag_t>& parts) {
     parts.assign(1, object.tag);
     for (std::size_t i = 0; i < parts.size(); ++i) {
         std::vector<tag_t> more;
+        // A part that another session has deleted may still be cached, but it has no parts.
         if (Object* part = tryLiving(parts[i]))
             addParts(*part, known, more);
         for (const tag_t tag : more)
@@ -84,6 +85,7 @@ void Session::remove(Object& object) {
             throw Failure(kCheckedOut, "#" + std::to_string(tag) + " is checked out by user " +
                                            displayId(by.user));
         for (const Referrer& referrer : referrers(tag)) {
+            // Parts refer to their owner and to one another, and all of them go together.
             if (gone.count(referrer.tag))
                 continue;
             // The targets of a process lose it from their lists; any other reference keeps the
@@ -102,6 +104,7 @@ void Session::remove(Object& object) {
         }
     }
 
+    // An object that only loses entries is written as well, so its lock counts, too.
     std::vector<tag_t> touched = going;
     touched.insert(touched.end(), staged.begin(), staged.end());
     for (const tag_t tag : touched)
@@ -115,6 +118,7 @@ void Session::remove(Object& object) {
         shortened.push_back(takeOut(this->object(tag), stages, gone));
     eraseStored(going);
     transaction.commit();
+    // The cache changes only after the commit: a deletion that failed must not show in it.
     for (Entries& each : shortened) {
         Field& field = each.object->fields.open(each.place);
         field.values = std::move(each.values);
@@ -138,17 +142,16 @@ Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
     };
     Field& list = field(object, attribute);
     Entries after{&object, list.place, without(list.values), {}};
+    // The store has nothing of a new object that could be shortened.
     if (object.isNew())
         return after;
+    // The stored list and the unsaved one are shortened apart, so unsaved entries stay unsaved.
     const Values& before = list.stored ? *list.stored : list.values;
     after.stored = without(before);
-    if (!store_->countSave(object.tag, object.version))
+    std::vector<AttributeValues> changed{{attribute.handle, &after.stored}};
+    if (!store_->save(object.tag, object.version, changed))
         throw Failure(kChangedMeanwhile,
                       plainName(object) + " was stored by another session since it was read");
-    for (std::size_t i = 0; i < after.stored.size(); ++i)
-        if (after.stored[i] != before[i])
-            store_->write(object.tag, attribute.handle, i, after.stored[i], false);
-    store_->trim(object.tag, attribute, after.stored.size());
     if (recorder_) {
         StoredEntry entry;
         entry.object = object.tag;
@@ -164,6 +167,8 @@ void Session::erase(std::span<const tag_t> tags) {
     {
         StoreTransaction transaction(*store_);
         for (const tag_t tag : tags)
+            // Who deletes what another session has deleted already is told so, and nothing is
+            // deleted.
             needRightsFor(living(tag));
         for (const tag_t tag : tags)
             if (const auto owner = store_->locks().owner(tag);
@@ -178,6 +183,7 @@ void Session::erase(std::span<const tag_t> tags) {
 }
 
 void Session::eraseStored(std::span<const tag_t> tags) {
+    // forget() runs after the commit and must not fail there, so it gets its room here.
     if (!batches_.empty())
         removed_in_batch_.reserve(removed_in_batch_.size() + tags.size());
     // Record all before any is erased: the label of a revision needs its item.
@@ -186,6 +192,7 @@ void Session::eraseStored(std::span<const tag_t> tags) {
             recordErasure(tag);
     for (const tag_t tag : tags) {
         const auto at = cache_.find(tag);
+        // A new object has no rows.
         if (at == cache_.end() || !at->second->isNew())
             store_->erase(tag);
     }
@@ -197,6 +204,7 @@ void Session::recordErasure(tag_t tag) {
         return;  // never stored
     if (tryObject(tag))
         entry.text = displayId(tag);
+    // The check-out goes with the object. Only its own entry lets an undo bring it back.
     if (const auto row = store_->checkOut(tag))
         recorder_->checkedIn(tag, row->user, row->date, row->comment);
     const Type* type = model().typeOf(entry.type);
@@ -205,6 +213,7 @@ void Session::recordErasure(tag_t tag) {
         file.change = RunChange::FileRemoved;
         file.object = tag;
         file.type = entry.type;
+        // After the deletion nobody could tell the name.
         file.text = store_->knownFile(tag).name;
     }
     recorder_->add(std::move(entry));
@@ -213,10 +222,10 @@ void Session::recordErasure(tag_t tag) {
 }
 
 void Session::revive(const Revived& object) {
-    store_->insert(object.tag, object.type, object.version);
-    for (const auto& [attribute, values] : object.values)
-        for (std::size_t i = 0; i < values.size(); ++i)
-            store_->write(object.tag, attribute, i, values[i], true);
+    std::vector<AttributeValues> values;
+    for (const auto& [attribute, its] : object.values)
+        values.push_back({attribute, &its});
+    store_->insert(object.tag, object.type, values, object.version);
     if (recorder_)
         recorder_->addMade(object.tag);
 }
@@ -226,10 +235,12 @@ void Session::revive(const Revived& object) {
 void Session::forget(std::span<const tag_t> tags) {
     for (const tag_t tag : tags) {
         const auto at = cache_.find(tag);
+        // The row of an uncached object is gone, so only the volume knows whether it was a file.
         const bool placed =
             at != cache_.end() ? at->second->isA(*known_.file) : store_->volume().exists(tag);
         // An undo needs the file of a run that is recorded.
         if (placed && !(recorder_ && recorder_->isStored())) {
+            // A batch may still go back, and then its objects need their files again.
             if (!batches_.empty())
                 removed_in_batch_.push_back(tag);
             else

@@ -14,6 +14,7 @@ void Session::stamp(Object& object) {
     const Values date{Date{now()}};
     if (object.fields.values(known_.modified) != date)
         assign(object, known_.modified, date);
+    // An undo sets the last user itself, to the one from before the run.
     if (keep_last_user_)
         return;
     const Values user = user_ == NULLTAG ? Values{} : Values{Reference{user_}};
@@ -21,43 +22,21 @@ void Session::stamp(Object& object) {
         assign(object, known_.modified_by, user);
 }
 
-void Session::storeField(Object& object, std::size_t place) {
-    const Attribute& attribute = *object.type->layout[place];
-    const Field* found = object.fields.find(place);
-    if (!found)
-        return;
-    const Field& field = *found;
-    const Values& values = field.values;
-    if (object.isNew()) {
-        for (std::size_t i = 0; i < values.size(); ++i)
-            store_->write(object.tag, attribute.handle, i, values[i], true);
-        return;
-    }
-    for (std::size_t i = 0; i < values.size(); ++i) {
-        // Only elements that differ are written.
-        const bool known = field.stored && i < field.stored->size();
-        if (!known || (*field.stored)[i] != values[i])
-            store_->write(object.tag, attribute.handle, i, values[i], field.stored && !known);
-    }
-    if (!field.stored || field.stored->size() > values.size())
-        store_->trim(object.tag, attribute, values.size());
-}
-
 void Session::storeObject(Object& object) {
+    storing_.clear();
+    const auto& layout = object.type->layout;
+    for (const Field& field : object.fields.opened())
+        if (object.isNew() || field.dirty)
+            storing_.push_back({layout[field.place]->handle, &field.values});
     if (object.isNew()) {
-        store_->insert(object.tag, object.type->handle);
-        for (std::size_t place = 0; place < object.type->layout.size(); ++place)
-            storeField(object, place);
+        store_->insert(object.tag, object.type->handle, storing_);
         return;
     }
-    if (!store_->countSave(object.tag, object.version))
+    if (!store_->save(object.tag, object.version, storing_))
         throw Failure(kChangedMeanwhile,
                       plainName(object) + (store_->exists(object.tag)
                                                ? " was stored by another session since it was read"
                                                : " was deleted since it was read"));
-    for (std::size_t place = 0; place < object.type->layout.size(); ++place)
-        if (object.fields.isDirty(place))
-            storeField(object, place);
 }
 
 void Session::recordSave(const Object& object) {
@@ -71,6 +50,7 @@ void Session::recordSave(const Object& object) {
             continue;
         const Field& field = *found;
         const tag_t attribute = object.type->layout[place]->handle;
+        // What a process start has set aside differs from the store as well, but isn't dirty.
         if (object.isNew() && !field.values.empty())
             entry.values.push_back({attribute, {}, field.values});
         else if (!object.isNew() && field.dirty && field.stored && *field.stored != field.values)
@@ -79,6 +59,7 @@ void Session::recordSave(const Object& object) {
     // A save without a difference has no entry.
     if (!object.isNew() && entry.values.empty())
         return;
+    // Stored files and started workflows have entries of their own, which name them.
     const bool made = object.isNew();
     recorder_->add(std::move(entry));
     if (!made)
@@ -178,6 +159,7 @@ void Session::save(std::span<Object* const> objects) {
     mayWrite();
     const Saving saving(saving_);
     const auto add = [this](Object& object) {
+        // An object may be given twice, or be given and come along with another one.
         if (object.saving || (!object.isNew() && !(touched_.count(&object) && object.isDirty())))
             return;
         // set() needs the lock, the workbench's own put() doesn't: ask whether somebody else has
@@ -188,6 +170,7 @@ void Session::save(std::span<Object* const> objects) {
                 throw Failure(kLockedByOther, plainName(object) + " is locked by user " +
                                                   owner->user + ", process " +
                                                   std::to_string(owner->process));
+        // All saves of a session come through here, those of values set below the properties, too.
         needRightsFor(object);
         object.saving = true;
         saving_.push_back(&object);
@@ -229,7 +212,9 @@ void Session::save(std::span<Object* const> objects) {
         if (object->isNew() && !batches_.empty() && object->isA(*known_.file))
             placed_in_batch_.push_back(object->tag);
         if (object->isNew())
+            // The parts are stored now, so an unload of this object must not drop them.
             object->saved_along.clear();
+        // The store has counted in the same way, and a new object has the version 1 there.
         ++object->version;
         // A process start sets other unsaved values aside during its save.
         if (!object->fields.settle(*object->type))

@@ -47,6 +47,7 @@ date_s now() {
     const std::time_t seconds = std::time(nullptr);
     static std::time_t last = 0;
     static date_s date{};
+    // Each new object and each save asks for the time, and dates have no parts of a second.
     if (seconds != last) {
         const std::tm local = system::localTime(seconds);
         date.year = static_cast<std::int16_t>(local.tm_year + 1900);
@@ -130,14 +131,18 @@ void Session::readInto(Object& object) {
             object.version = version;
             object.fields.clear();
         },
-        [&](tag_t attribute, std::size_t index, const Cell& cell) {
+        [&](tag_t attribute, std::size_t index, Value&& value) {
             const auto at = object.type->by_handle.find(attribute);
-            if (at == object.type->by_handle.end())
-                return;  // an attribute that this type doesn't have: the check reports it
-            const Attribute& known = *object.type->layout[at->second];
-            object.fields.read(at->second, known.array, index, cell.as(known.kind));
+            // An attribute that this type doesn't have, or values of another kind: damage, which
+            // the check reports.
+            if (at == object.type->by_handle.end() ||
+                object.type->layout[at->second]->kind != kindOf(value))
+                return;
+            object.fields.read(at->second, object.type->layout[at->second]->array, index,
+                               std::move(value));
         });
     object.fields.readAll();
+    // That an object isn't there is a result, too: a later run may find it and do something else.
     if (!found) {
         noteRead(object.tag, 0);
         throw Failure(kUnknownObject, "#" + std::to_string(object.tag) + " isn't stored");
@@ -152,6 +157,7 @@ void Session::noteRead(tag_t tag, std::int64_t version) {
 Object& Session::object(tag_t tag) {
     const auto at = cache_.find(tag);
     if (at != cache_.end()) {
+        // A run has read the object also if the session had it in its cache before the run.
         noteRead(tag, at->second->version);
         return *at->second;
     }
@@ -162,6 +168,7 @@ Object& Session::object(tag_t tag) {
     auto made = std::make_unique<Object>();
     made->tag = tag;
     readInto(*made);
+    // A lock can outlive the cached object: a rollback drops the cache and keeps the locks.
     made->locked = locks_held_.count(tag) != 0;
     noteRead(tag, made->version);
     return *cache_.emplace(tag, std::move(made)).first->second;
@@ -209,14 +216,17 @@ Object& Session::living(tag_t tag) {
 Object& Session::create(const Type& type) {
     if (type.name == "BOMLine")
         throw Failure(kWrongClass, "lines live in a BOM window, they can't be made");
+    // The new tag may come from a new block of tags, which is a change of the store.
     mayWrite();
     auto made = std::make_unique<Object>();
     made->tag = store_->newTag();
     made->type = &type;
     if (made->isA(*known_.workspace)) {
+        // These values need no mark of a change: the first save stores all values of an object.
         const Date date{now()};
         made->fields.open(known_.created).values = {date};
         made->fields.open(known_.modified).values = {date};
+        // There is no user yet while a new store gets its first one.
         if (user_ != NULLTAG) {
             made->fields.open(known_.user).values = {Reference{user_}};
             made->fields.open(known_.group).values = {Reference{group_}};
@@ -231,6 +241,7 @@ Object& Session::create(const Type& type) {
         throw Failure(kStoreFailure, "store " + store_->path() + ": the tag #" +
                                          std::to_string(tag) + " is given twice, it is damaged");
     try {
+        // Searches and unsavedFiles() find new objects by this set alone.
         touched_.insert(at->second.get());
     } catch (...) {
         cache_.erase(at);
@@ -251,6 +262,7 @@ void Session::unload(tag_t tag) {
     const auto at = cache_.find(tag);
     if (at != cache_.end() && at->second->isNew()) {
         if (at->second->isA(*known_.file))
+            // Nobody can store the object any more, so no object will own its file.
             store_->discardFile(tag);
         // Its parts can only be stored along with it, so they go, too.
         for (const tag_t part : std::exchange(at->second->saved_along, {}))
@@ -266,6 +278,8 @@ void Session::unloadBeyond(std::size_t most) {
     if (cache_.size() > most)
         std::erase_if(cache_, [this](const auto& each) {
             Object* object = each.second.get();
+            // `touched_` may have objects without unsaved values. Those stay a while longer, which
+            // does no harm.
             return !object->isNew() && !object->locked && !touched_.count(object);
         });
 }
@@ -313,6 +327,7 @@ void Session::forgetAll() {
 
 std::vector<tag_t> Session::unsavedFiles() const {
     std::vector<tag_t> files;
+    // `touched_` has every new object: create() puts it in, and only its save takes it out.
     for (const Object* object : touched_)
         if (object->isNew() && object->isA(*known_.file))
             files.push_back(object->tag);
@@ -357,6 +372,7 @@ void Session::giveLock(tag_t tag) noexcept {
 
 void Session::keepLocks(const std::unordered_set<tag_t>& kept) noexcept {
     for (auto at = locks_held_.begin(); at != locks_held_.end();) {
+        // giveLock() takes the entry out, so the iterator moves on first.
         const tag_t tag = *at++;
         if (!kept.count(tag))
             giveLock(tag);
@@ -400,9 +416,11 @@ void Session::lock(Object& object) {
 void Session::lockUnread(Object& object) {
     if (object.locked)
         return;
+    // Nobody else can know a new object, so there is no right and no check-out to ask for.
     if (!object.isNew()) {
         if (!bypass_ && !allowed(object, "WRITE"))
             throw Failure(kNotAllowed, "user " + userId() + " may not WRITE " + plainName(object));
+        // The bypass is for rights alone: a check-out of another user always counts.
         CheckOut by;
         if (checkedOut(object.tag, &by) && by.user != user_)
             throw Failure(kCheckedOut,
@@ -415,12 +433,14 @@ void Session::lockUnread(Object& object) {
 // ---- batches ----
 
 void Session::mayWrite() const {
+    // An import changes the store without calls of the platform, which would fail by themselves.
     if (callsAreInterrupted())
         throw Failure(kInterrupted, "no further change");
     store_->mayWrite(this);
 }
 
 void Session::beginBatch() {
+    // Room comes first: without memory after the store's begin nobody would end that batch.
     batches_.reserve(batches_.size() + 1);
     store_->beginBatch(this);
     batches_.push_back({placed_in_batch_.size(), removed_in_batch_.size()});
@@ -432,10 +452,12 @@ void Session::commitBatch() {
     try {
         store_->commitBatch();
     } catch (...) {
+        // The store's batch is still open after a failure, and its owner must take it back.
         rollbackBatch();
         throw;
     }
     batches_.pop_back();
+    // Files of an inner batch wait for the outer one, which may still go back.
     if (!batches_.empty())
         return;
     // Files go only after the commit: a kill before it leaves their objects stored.

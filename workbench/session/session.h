@@ -16,6 +16,7 @@
 #include "workbench/model/model.h"
 #include "workbench/model/status.h"
 #include "workbench/session/fields.h"
+#include "workbench/store/object_data.h"
 #include "workbench/workbench.h"
 
 namespace mervane {
@@ -317,7 +318,9 @@ private:
     std::unique_ptr<Recorder> recorder_;
     bool keep_last_user_ = false;
     Known known_{};
-    std::vector<Object*> saving_;  // a member, so that its memory is used again
+    // Members, so that their memory is used again.
+    std::vector<Object*> saving_;
+    std::vector<AttributeValues> storing_;
 
     void mayWrite() const;
     Reads* reads();  // null: no run gathers what it reads
@@ -342,7 +345,6 @@ private:
     void needRightsFor(const Object& object);
     void checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known);
     void checkIds(Object& object);
-    void storeField(Object& object, std::size_t place);
     void recordSave(const Object& object);
     void recordErasure(tag_t tag);
     void collectParts(Object& object, std::vector<tag_t>& parts);

@@ -29,13 +29,6 @@ const char* kindName(Kind kind) {
     return "nothing";
 }
 
-Kind kindOf(const Value& value) {
-    static_assert(std::variant_size_v<Value> == 6);
-    constexpr Kind kinds[] = {Kind::String,  Kind::Int,  Kind::Double,
-                              Kind::Logical, Kind::Date, Kind::Reference};
-    return kinds[value.index()];
-}
-
 std::string attributeName(const Object& object, const Attribute& attribute) {
     return plainName(object) + ", attribute " + attribute.name;
 }
@@ -160,6 +153,7 @@ void Session::checkValues(const Object& object, const Attribute& attribute,
 void Session::checkTargets(const Object& object, const Attribute& attribute, const Values& values) {
     for (const Value& value : values) {
         const tag_t target = std::get<Reference>(value).tag;
+        // A target may be saved later, before the referrer or with it. The save tests it again.
         if (const auto at = cache_.find(target); at != cache_.end() && at->second->isNew())
             continue;
         if (target == NULLTAG || target >= kFirstHandle || !store_->exists(target))
@@ -171,6 +165,7 @@ void Session::checkTargets(const Object& object, const Attribute& attribute, con
 // Requires: the values have been checked.
 void Session::assign(Object& object, std::size_t place, Values values) {
     Field& field = object.fields.open(place);
+    // A single attribute has one form of null, whichever one the caller gave.
     if (!object.type->layout[place]->array && !values.empty() && isEmpty(values.front()))
         values.clear();
     // A save writes what differs from the stored values, and a record needs them.
@@ -183,6 +178,7 @@ void Session::assign(Object& object, std::size_t place, Values values) {
 
 void Session::set(Object& object, const Attribute& attribute, Values values) {
     const std::size_t place = placeOf(object, attribute);
+    // Nobody else can know a new object, so it needs no lock.
     if (!object.locked && !object.isNew())
         throw Failure(kNotLocked, attributeName(object, attribute) +
                                       " can't be set: the object isn't locked by this session");

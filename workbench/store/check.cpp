@@ -3,6 +3,7 @@
 #include <set>
 
 #include "workbench/model/status.h"
+#include "workbench/store/object_data.h"
 #include "workbench/store/runs.h"
 #include "workbench/store/store.h"
 
@@ -28,13 +29,79 @@ void checkDatabase(Connection& connection, Findings& findings) {
             findings.push_back({true, "database: " + std::string(rows.text(0))});
 }
 
-void checkValues(Connection& connection, Findings& findings) {
-    Statement rows = connection.statement(
-        "SELECT tag FROM (SELECT tag FROM value UNION SELECT tag FROM ref) "
-        "EXCEPT SELECT tag FROM object");
-    while (rows.step())
-        findings.push_back(
-            {true, "values of " + shownTag(rows.integer(0)) + ", which isn't stored"});
+// A sum over rows that doesn't depend on their order: two tables with the same rows have the same
+// one.
+class RowSum {
+public:
+    void add(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::string_view text = {}) {
+        std::uint64_t mixed = 14695981039346656037ULL;
+        for (const std::uint64_t each : {a, b, c, std::uint64_t{text.size()}})
+            mixed = (mixed ^ each) * 0x9E3779B97F4A7C15ULL ^ mixed >> 29U;
+        for (const char byte : text)
+            mixed = (mixed ^ static_cast<unsigned char>(byte)) * 1099511628211ULL;
+        sum_ += mixed ^ mixed >> 32U;
+    }
+    bool operator==(const RowSum&) const = default;
+
+private:
+    std::uint64_t sum_ = 0;
+};
+
+struct IndexSums {
+    RowSum texts, references;
+};
+
+// What the two tables should have of an attribute; an array may have a value twice.
+void addValues(tag_t tag, ObjectReader& in, IndexSums& sums) {
+    const tag_t attribute = in.attribute();
+    if (in.kind() == Kind::String) {
+        std::set<std::string_view> each;
+        while (in.left() > 0)
+            if (const std::string_view text = in.text(); each.insert(text).second)
+                sums.texts.add(attribute, tag, 0, text);
+    } else if (in.kind() == Kind::Reference) {
+        std::set<tag_t> each;
+        while (in.left() > 0)
+            if (const tag_t target = in.reference();
+                target != NULLTAG && each.insert(target).second)
+                sums.references.add(target, attribute, tag);
+    }
+}
+
+// The values of each object, and what the tables of texts and references should have.
+IndexSums checkValues(Connection& connection, Model& model, Findings& findings) {
+    IndexSums sums;
+    Statement rows = connection.statement("SELECT tag, data FROM object");
+    while (rows.step()) {
+        const auto tag = static_cast<tag_t>(rows.integer(0));
+        try {
+            ObjectReader in(tag, rows.bytes(1));
+            while (in.next()) {
+                const Attribute* attribute = model.attributeOf(in.attribute());
+                if (attribute && attribute->kind != in.kind())
+                    findings.push_back({true, shownTag(tag) + " has values of another kind in " +
+                                                  attribute->name});
+                addValues(tag, in, sums);
+            }
+        } catch (const Failure& damage) {
+            findings.push_back({true, damage.what()});
+        }
+    }
+    return sums;
+}
+
+IndexSums storedSums(Connection& connection) {
+    IndexSums sums;
+    Statement texts = connection.statement("SELECT attr, tag, v FROM text");
+    while (texts.step())
+        sums.texts.add(static_cast<std::uint64_t>(texts.integer(0)),
+                       static_cast<std::uint64_t>(texts.integer(1)), 0, texts.text(2));
+    Statement references = connection.statement("SELECT target, attr, tag FROM ref");
+    while (references.step())
+        sums.references.add(static_cast<std::uint64_t>(references.integer(0)),
+                            static_cast<std::uint64_t>(references.integer(1)),
+                            static_cast<std::uint64_t>(references.integer(2)));
+    return sums;
 }
 
 void checkTypes(Connection& connection, Model& model, Findings& findings) {
@@ -51,8 +118,8 @@ void checkTypes(Connection& connection, Model& model, Findings& findings) {
 
 void checkReferences(Connection& connection, Model& model, Findings& findings) {
     Statement rows = connection.statement(
-        "SELECT r.tag, r.attr, r.target FROM ref r WHERE r.target<>0 AND NOT EXISTS "
-        "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.idx");
+        "SELECT r.tag, r.attr, r.target FROM ref r WHERE NOT EXISTS "
+        "(SELECT 1 FROM object o WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.target");
     while (rows.step()) {
         const Attribute* attribute = model.attributeOf(static_cast<tag_t>(rows.integer(1)));
         // An error: without its status the object counts as not released.
@@ -94,13 +161,16 @@ StoredFile Store::knownFile(tag_t tag) {
     known.tag = tag;
     load(
         tag, [](tag_t, std::int64_t) {},
-        [&](tag_t attribute, std::size_t, const Cell& cell) {
-            if (attribute == byte_size)
-                known.byte_size = std::get<std::int64_t>(cell.as(Kind::Int));
-            else if (attribute == sha256)
-                known.sha256 = std::get<std::string>(cell.as(Kind::String));
-            else if (attribute == name)
-                known.name = std::get<std::string>(cell.as(Kind::String));
+        [&](tag_t attribute, std::size_t, const Value& value) {
+            if (const auto* size = std::get_if<std::int64_t>(&value)) {
+                if (attribute == byte_size)
+                    known.byte_size = *size;
+            } else if (const auto* text = std::get_if<std::string>(&value)) {
+                if (attribute == sha256)
+                    known.sha256 = *text;
+                else if (attribute == name)
+                    known.name = *text;
+            }
         });
     return known;
 }
@@ -110,7 +180,7 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
     checkDatabase(*connection_, findings);
     if (!findings.empty())
         return findings;  // the rest would read damaged pages
-    checkValues(*connection_, findings);
+    checkIndexes(repair, findings);
     checkTypes(*connection_, model(), findings);
     checkReferences(*connection_, model(), findings);
     checkTags(*connection_, findings);
@@ -118,6 +188,53 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
     checkSessions(repair, findings);
     checkTexts(repair, findings);
     return findings;
+}
+
+void Store::checkIndexes(bool repair, std::vector<CheckFinding>& findings) {
+    const auto differ = [&](std::vector<CheckFinding>& damage) {
+        const OneMoment moment(*this);
+        const IndexSums wanted = checkValues(*connection_, model(), damage);
+        const IndexSums found = storedSums(*connection_);
+        return std::pair(wanted.texts != found.texts, wanted.references != found.references);
+    };
+    const auto [texts, references] = differ(findings);
+    if (!texts && !references)
+        return;
+    if (repair)
+        indexAll();
+    const auto report = [&](const char* table) {
+        findings.push_back({!repair, std::string("the table of ") + table +
+                                         " lacks a value or has one too many" +
+                                         (repair ? "; made anew" : "")});
+    };
+    if (texts)
+        report("texts");
+    if (references)
+        report("references");
+}
+
+// Make the tables of texts and references anew from the objects.
+void Store::indexAll() {
+    Transaction transaction(*connection_);
+    referrers_.forget();
+    connection_->execute("DELETE FROM text; DELETE FROM ref");
+    Statement rows = connection_->statement("SELECT tag, data FROM object");
+    while (rows.step()) {
+        const auto tag = static_cast<tag_t>(rows.integer(0));
+        std::vector<std::pair<tag_t, Value>> values;
+        try {
+            ObjectReader in(tag, rows.bytes(1));
+            while (in.next())
+                if (in.kind() == Kind::String || in.kind() == Kind::Reference)
+                    while (in.left() > 0)
+                        values.emplace_back(in.attribute(), in.value());
+        } catch (const Failure&) {
+            // What comes before the damage is found still; the check tells the damage.
+        }
+        for (const auto& [attribute, value] : values)
+            index(tag, attribute, value);
+    }
+    transaction.commit();
 }
 
 void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "workbench/store/object_data.h"
+
 namespace mervane {
 
 namespace {
@@ -45,11 +47,6 @@ void StoredReferrers::read(tag_t target, std::vector<StoredReferrer>& all) {
     while (rows.step())
         all.push_back({asTag(rows.integer(0)), asTag(rows.integer(1)), asTag(rows.integer(2))});
     std::sort(all.begin(), all.end(), before);
-    all.erase(std::unique(all.begin(), all.end(),
-                          [](const auto& a, const auto& b) {
-                              return a.tag == b.tag && a.attribute == b.attribute;
-                          }),
-              all.end());
 }
 
 // Bring a kept list up to date by what this connection has changed since.
@@ -80,18 +77,25 @@ void StoredReferrers::readChanged(tag_t target, List& list) {
 }
 
 void StoredReferrers::read(tag_t tag, tag_t target, std::vector<StoredReferrer>& all) {
-    const tag_t type = typeOf(tag);
-    // The plus keeps the index by target out of it: the target may have many referrers.
-    Statement rows = connection_.statement(
-        "SELECT DISTINCT attr FROM ref WHERE tag=? AND +target=? ORDER BY attr");
-    rows.bind(std::int64_t{tag}).bind(std::int64_t{target});
-    while (rows.step())
-        all.push_back({tag, asTag(rows.integer(0)), type});
+    // From the object itself: the target may have many referrers.
+    Statement row = connection_.statement("SELECT type, data FROM object WHERE tag=?");
+    row.bind(std::int64_t{tag});
+    if (!row.step())
+        return;
+    ObjectReader in(tag, row.bytes(1));
+    while (in.next()) {
+        if (in.kind() != Kind::Reference)
+            continue;
+        bool refers = false;
+        while (in.left() > 0)
+            refers = in.reference() == target || refers;
+        if (refers)
+            all.push_back({tag, in.attribute(), asTag(row.integer(0))});
+    }
 }
 
 bool StoredReferrers::refers(tag_t tag, tag_t attribute, tag_t target) {
-    Statement row =
-        connection_.statement("SELECT 1 FROM ref WHERE target=? AND attr=? AND tag=? LIMIT 1");
+    Statement row = connection_.statement("SELECT 1 FROM ref WHERE target=? AND attr=? AND tag=?");
     row.bind(std::int64_t{target}).bind(std::int64_t{attribute}).bind(std::int64_t{tag});
     return row.step();
 }

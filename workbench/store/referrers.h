@@ -30,6 +30,8 @@ public:
     // object that is deleted or made. Changes of other connections are noticed.
     void changed(tag_t tag, tag_t attribute);
     void erased(tag_t tag);
+    // Everything may have changed.
+    void forget() { lists_.clear(); }
 
 private:
     struct List {

@@ -10,20 +10,21 @@ namespace mervane {
 
 namespace {
 
-// value: everything but references, dates as "YYYY-MM-DDThh:mm:ss". ref: references. Both hold one
-// row for each element; an attribute without a value has none. model, model_part: what was added to
-// the standard data model, in the order of definition. value_by_attr answers each find,
-// ref_by_target each question who refers to an object.
+// data: the values, as workbench/store/object_data.h has them. text answers each find, ref each
+// question who refers to an object: a row for each different string or target of an attribute.
+constexpr const char* kObjects = R"(
+CREATE TABLE object(tag INTEGER PRIMARY KEY, type INTEGER NOT NULL, version INTEGER NOT NULL,
+                    data BLOB NOT NULL);
+CREATE INDEX object_by_type ON object(type, tag);
+CREATE TABLE text(attr INTEGER NOT NULL, v TEXT NOT NULL, tag INTEGER NOT NULL,
+                  PRIMARY KEY(attr, v, tag)) WITHOUT ROWID;
+CREATE TABLE ref(target INTEGER NOT NULL, attr INTEGER NOT NULL, tag INTEGER NOT NULL,
+                 PRIMARY KEY(target, attr, tag)) WITHOUT ROWID;
+)";
+
+// model, model_part: what was added to the standard data model, in the order of definition.
 constexpr const char* kTables = R"(
 CREATE TABLE meta(name TEXT PRIMARY KEY, value) WITHOUT ROWID;
-CREATE TABLE object(tag INTEGER PRIMARY KEY, type INTEGER NOT NULL, version INTEGER NOT NULL);
-CREATE INDEX object_by_type ON object(type, tag);
-CREATE TABLE value(tag INTEGER NOT NULL, attr INTEGER NOT NULL, idx INTEGER NOT NULL, v,
-                   PRIMARY KEY(tag, attr, idx)) WITHOUT ROWID;
-CREATE INDEX value_by_attr ON value(attr, v, tag);
-CREATE TABLE ref(tag INTEGER NOT NULL, attr INTEGER NOT NULL, idx INTEGER NOT NULL,
-                 target INTEGER NOT NULL, PRIMARY KEY(tag, attr, idx)) WITHOUT ROWID;
-CREATE INDEX ref_by_target ON ref(target, attr, tag);
 CREATE TABLE model(position INTEGER PRIMARY KEY, kind TEXT NOT NULL, name TEXT NOT NULL,
                    parent TEXT NOT NULL, UNIQUE(kind, name));
 CREATE TABLE model_part(position INTEGER NOT NULL, idx INTEGER NOT NULL, name TEXT NOT NULL,
@@ -65,24 +66,18 @@ ALTER TABLE checkout ADD COLUMN comment TEXT NOT NULL DEFAULT '';
 CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
 )";
 
+// From version 3: a row for each value, in two tables.
+constexpr const char* kFrom3 = R"(
+DROP INDEX object_by_type;
+DROP INDEX ref_by_target;
+ALTER TABLE object RENAME TO object_3;
+ALTER TABLE ref RENAME TO ref_3;
+)";
+
 void setVersion(Connection& connection) {
     connection.statement("INSERT OR REPLACE INTO meta VALUES('schema_version', ?)")
         .bind(std::int64_t{kSchemaVersion})
         .run();
-}
-
-// 0: no store.
-int storedVersion(Connection& connection) {
-    {
-        Statement known = connection.statement(
-            "SELECT 1 FROM sqlite_schema WHERE type='table' AND name IN ('meta', 'object')");
-        if (!known.step() || !known.step())
-            return 0;
-    }
-    Statement version = connection.statement(
-        "SELECT value FROM meta WHERE name='schema_version' AND "
-        "EXISTS (SELECT 1 FROM meta WHERE name='format' AND value='mervane')");
-    return version.step() ? static_cast<int>(version.integer(0)) : 0;
 }
 
 // The same tables and indexes, made in the schema that a connection has for itself.
@@ -116,7 +111,21 @@ void refuseWrong(Connection& connection, int version) {
 
 }  // namespace
 
+int schemaVersion(Connection& connection) {
+    {
+        Statement known = connection.statement(
+            "SELECT 1 FROM sqlite_schema WHERE type='table' AND name IN ('meta', 'object')");
+        if (!known.step() || !known.step())
+            return 0;
+    }
+    Statement version = connection.statement(
+        "SELECT value FROM meta WHERE name='schema_version' AND "
+        "EXISTS (SELECT 1 FROM meta WHERE name='format' AND value='mervane')");
+    return version.step() ? static_cast<int>(version.integer(0)) : 0;
+}
+
 void createSchema(Connection& connection) {
+    connection.execute(kObjects);
     connection.execute(kTables);
     connection.execute(kRuns);
     setVersion(connection);
@@ -126,25 +135,24 @@ void createTemporaryRuns(Connection& connection) {
     connection.execute(inTemporarySchema(kRuns).c_str());
 }
 
-void upgradeSchema(Connection& connection) {
-    refuseWrong(connection, storedVersion(connection));
-    if (storedVersion(connection) == kSchemaVersion)
-        return;
-    if (connection.readsOnly())
-        throw Failure(kStoreFailure,
-                      "The store " + connection.path() +
-                          " was written by an older program and must be brought up to date "
-                          "before it can be read; there is no permission to write it");
-    Transaction transaction(connection);
-    // Asked again inside: another process may have been faster.
-    const int version = storedVersion(connection);
+void needStore(Connection& connection) {
+    refuseWrong(connection, schemaVersion(connection));
+}
+
+void upgradeSchema(Connection& connection, const std::function<void()>& move_values) {
+    const int version = schemaVersion(connection);
     refuseWrong(connection, version);
     if (version == 1)
         connection.execute(kFrom1);
     if (version < 3)
         connection.execute(kRuns);
+    if (version < 4) {
+        connection.execute(kFrom3);
+        connection.execute(kObjects);
+        move_values();
+        connection.execute("DROP TABLE object_3; DROP TABLE value; DROP TABLE ref_3");
+    }
     setVersion(connection);
-    transaction.commit();
 }
 
 }  // namespace mervane

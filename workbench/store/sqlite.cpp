@@ -13,6 +13,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/effort.h"
+#include "workbench/store/object_data.h"
 #include "workbench/store/pattern.h"
 #include "workbench/store/waiting.h"
 #include "workbench/system/system.h"
@@ -122,6 +123,52 @@ void matches(sqlite3_context* context, int, sqlite3_value** arguments) noexcept 
         sqlite3_result_error_nomem(context);
     }
 }
+
+std::string_view bytesOf(sqlite3_value* value) {
+    // Asked in this order: the bytes may move when their number is asked for.
+    const auto* bytes = static_cast<const char*>(sqlite3_value_blob(value));
+    return {bytes, static_cast<std::size_t>(sqlite3_value_bytes(value))};
+}
+
+// The arguments of both functions are an object's tag, its data and an attribute. The result is
+// the first value, NULL if there is none.
+template <typename Give>
+void giveFromObject(sqlite3_context* context, sqlite3_value** arguments, Give&& give) noexcept {
+    try {
+        give(static_cast<tag_t>(sqlite3_value_int64(arguments[0])), bytesOf(arguments[1]),
+             static_cast<tag_t>(sqlite3_value_int64(arguments[2])));
+    } catch (const std::bad_alloc&) {
+        sqlite3_result_error_nomem(context);
+    } catch (const std::exception& damage) {
+        sqlite3_result_error(context, damage.what(), -1);
+    }
+}
+
+void textIn(sqlite3_context* context, int, sqlite3_value** arguments) noexcept {
+    giveFromObject(context, arguments, [&](tag_t tag, std::string_view data, tag_t attribute) {
+        if (const auto text = firstText(tag, data, attribute))
+            sqlite3_result_text64(context, text->data(), text->size(), SQLITE_TRANSIENT,
+                                  SQLITE_UTF8);
+    });
+}
+
+void referenceIn(sqlite3_context* context, int, sqlite3_value** arguments) noexcept {
+    giveFromObject(context, arguments, [&](tag_t tag, std::string_view data, tag_t attribute) {
+        if (const auto target = firstReference(tag, data, attribute))
+            sqlite3_result_int64(context, *target);
+    });
+}
+
+bool addFunctions(sqlite3* database) {
+    constexpr int kPure = SQLITE_UTF8 | SQLITE_DETERMINISTIC;
+    return sqlite3_create_function_v2(database, "matches", 2, kPure, nullptr, matches, nullptr,
+                                      nullptr, nullptr) == SQLITE_OK &&
+           sqlite3_create_function_v2(database, "text_in", 3, kPure, nullptr, textIn, nullptr,
+                                      nullptr, nullptr) == SQLITE_OK &&
+           sqlite3_create_function_v2(database, "reference_in", 3, kPure, nullptr, referenceIn,
+                                      nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
 }  // namespace
 
 std::uint64_t statementsRun() {
@@ -282,8 +329,7 @@ Connection::Connection(const std::string& path, Mode mode) : path_(path) {
     }
     // No wait for another process is without a limit.
     sqlite3_busy_timeout(database_, static_cast<int>(waitLimit().count()));
-    if (sqlite3_create_function_v2(database_, "matches", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC,
-                                   nullptr, matches, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (!addFunctions(database_)) {
         sqlite3_close_v2(database_);
         throw Failure(kStoreFailure, "The store " + path + " can't be searched");
     }

@@ -5,47 +5,21 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <unordered_set>
 
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
+#include "workbench/store/pattern.h"
 #include "workbench/store/schema.h"
 #include "workbench/system/system.h"
 
 namespace mervane {
 
-// One statement sees one moment, so version and values fit together whoever commits meanwhile. The
-// first row is the object's head.
-const char* const Store::kLoad =
-    "SELECT 0, version, type FROM object WHERE tag=?1 "
-    "UNION ALL SELECT attr, idx, v FROM value WHERE tag=?1 "
-    "UNION ALL SELECT attr, idx, target FROM ref WHERE tag=?1";
-
-// ---- dates as stored ----
+const char* const Store::kLoad = "SELECT type, version, data FROM object WHERE tag=?";
 
 namespace {
 
 std::atomic<std::uint64_t> objects_worked_on{0};
-
-std::string storedDate(const date_s& date) {
-    char text[40];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d", date.year, date.month + 1,
-                  date.day, date.hour, date.minute, date.second);
-    return text;
-}
-
-Date dateOf(std::string_view text) {
-    int year = 0, month = 1, day = 0, hour = 0, minute = 0, second = 0;
-    std::sscanf(std::string(text).c_str(), "%d-%d-%dT%d:%d:%d", &year, &month, &day, &hour, &minute,
-                &second);
-    Date date;
-    date.date.year = static_cast<std::int16_t>(year);
-    date.date.month = static_cast<std::uint8_t>(month - 1);
-    date.date.day = static_cast<std::uint8_t>(day);
-    date.date.hour = static_cast<std::uint8_t>(hour);
-    date.date.minute = static_cast<std::uint8_t>(minute);
-    date.date.second = static_cast<std::uint8_t>(second);
-    return date;
-}
 
 std::int64_t number(tag_t tag) {
     return static_cast<std::int64_t>(tag);
@@ -70,24 +44,6 @@ void countObject() noexcept {
 
 std::uint64_t objectsWorkedOn() {
     return objects_worked_on.load();
-}
-
-Value Cell::as(Kind kind) const {
-    switch (kind) {
-        case Kind::String:
-            return std::string(row_.text(2));
-        case Kind::Int:
-            return row_.integer(2);
-        case Kind::Double:
-            return row_.real(2);
-        case Kind::Logical:
-            return row_.integer(2) != 0;
-        case Kind::Date:
-            return dateOf(row_.text(2));
-        case Kind::Reference:
-            return Reference{tagOf(row_.integer(2))};
-    }
-    throw Failure(kInternal, "a value of no kind");
 }
 
 // ---- making and opening ----
@@ -158,9 +114,8 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
     } else {
         read_only = !mayWriteWithin(path);
         connection = connect(path, read_only);
-        // First, because it refuses what is no store: a change of the mode writes into any
-        // database.
-        upgradeSchema(*connection);
+        // First: a change of the mode writes into any database.
+        needStore(*connection);
         if (!read_only)
             connection->useWriteAheadLog();
     }
@@ -171,6 +126,8 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
     shared->locks = memory || read_only ? memoryLocks() : fileLocks(path);
     std::shared_ptr<Store> store(new Store(std::move(shared), std::move(connection)));
     store->loadAdditions();
+    if (!memory)
+        store->upgrade();
     return store;
 }
 
@@ -243,77 +200,141 @@ std::int64_t Store::versionOf(tag_t tag) {
     return row.step() ? row.integer(0) : 0;
 }
 
-void Store::insert(tag_t tag, tag_t type, std::int64_t version) {
+namespace {
+
+// Those of some values that aren't among others.
+class Missing {
+public:
+    explicit Missing(const Values& others) {
+        for (const Value& value : others)
+            if (const auto* text = std::get_if<std::string>(&value))
+                texts_.insert(*text);
+            else
+                targets_.insert(std::get<Reference>(value).tag);
+    }
+    bool operator()(const Value& value) const {
+        if (const auto* text = std::get_if<std::string>(&value))
+            return texts_.count(*text) == 0;
+        return targets_.count(std::get<Reference>(value).tag) == 0;
+    }
+
+private:
+    std::unordered_set<std::string_view> texts_;
+    std::unordered_set<tag_t> targets_;
+};
+
+bool isIndexed(const Values& values) {
+    return !values.empty() && (std::holds_alternative<std::string>(values.front()) ||
+                               std::holds_alternative<Reference>(values.front()));
+}
+
+}  // namespace
+
+void Store::insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
+                   std::int64_t version) {
     countObject();
     referrers_.erased(tag);
-    connection_->statement("INSERT INTO object(tag, type, version) VALUES(?, ?, ?)")
+    const std::string data = objectData(values);
+    connection_->statement("INSERT INTO object(tag, type, version, data) VALUES(?, ?, ?, ?)")
         .bind(number(tag))
         .bind(number(type))
         .bind(version)
+        .bindBytes(data)
         .run();
+    for (const AttributeValues& each : values)
+        if (isIndexed(*each.values))
+            for (const Value& value : *each.values)
+                index(tag, each.attribute, value);
 }
 
-bool Store::countSave(tag_t tag, std::int64_t version) {
-    connection_->statement("UPDATE object SET version=version+1 WHERE tag=? AND version=?")
+bool Store::save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed) {
+    std::string data;
+    {
+        Statement row = connection_->statement(kLoad);
+        row.bind(number(tag));
+        if (!row.step() || row.integer(1) != version)
+            return false;
+        data = changedData(tag, row.bytes(2), changed, before_);
+    }
+    for (std::size_t i = 0; i < changed.size(); ++i)
+        indexDifference(tag, changed[i].attribute, before_[i], *changed[i].values);
+    connection_->statement("UPDATE object SET version=version+1, data=? WHERE tag=?")
+        .bindBytes(data)
         .bind(number(tag))
-        .bind(version)
         .run();
-    return connection_->changes() == 1;
+    return true;
 }
 
-void Store::write(tag_t tag, tag_t attribute, std::size_t index, const Value& value, bool fresh) {
-    if (const auto* reference = std::get_if<Reference>(&value)) {
-        referrers_.changed(tag, attribute);
-        connection_
-            ->statement(fresh ? "INSERT INTO ref(tag, attr, idx, target) VALUES(?, ?, ?, ?)"
-                              : "INSERT OR REPLACE INTO ref(tag, attr, idx, target) "
-                                "VALUES(?, ?, ?, ?)")
-            .bind(number(tag))
+// Make a value found from the other side. An array may have it twice.
+void Store::index(tag_t tag, tag_t attribute, const Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value))
+        connection_->statement("INSERT OR IGNORE INTO text(attr, v, tag) VALUES(?, ?, ?)")
             .bind(number(attribute))
-            .bind(static_cast<std::int64_t>(index))
-            .bind(number(reference->tag))
+            .bind(std::string_view(*text))
+            .bind(number(tag))
             .run();
+    else if (const tag_t target = std::get<Reference>(value).tag; target != NULLTAG)
+        connection_->statement("INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?)")
+            .bind(number(target))
+            .bind(number(attribute))
+            .bind(number(tag))
+            .run();
+}
+
+void Store::unindex(tag_t tag, tag_t attribute, const Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value))
+        connection_->statement("DELETE FROM text WHERE attr=? AND v=? AND tag=?")
+            .bind(number(attribute))
+            .bind(std::string_view(*text))
+            .bind(number(tag))
+            .run();
+    else
+        connection_->statement("DELETE FROM ref WHERE target=? AND attr=? AND tag=?")
+            .bind(number(std::get<Reference>(value).tag))
+            .bind(number(attribute))
+            .bind(number(tag))
+            .run();
+}
+
+void Store::indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now) {
+    const Values& any = before.empty() ? now : before;
+    if (!isIndexed(any) || before == now)
+        return;
+    if (std::holds_alternative<Reference>(any.front()))
+        referrers_.changed(tag, attribute);
+    // What goes before what comes: the index of texts takes a text that goes for the old one.
+    if (before.size() <= 1 && now.size() <= 1) {
+        if (!before.empty())
+            unindex(tag, attribute, before.front());
+        if (!now.empty())
+            index(tag, attribute, now.front());
         return;
     }
-    // A text is bound without a copy, so this one has to live until the row is written.
-    std::string date;
-    Statement row = connection_->statement(
-        fresh ? "INSERT INTO value(tag, attr, idx, v) VALUES(?, ?, ?, ?)"
-              : "INSERT OR REPLACE INTO value(tag, attr, idx, v) VALUES(?, ?, ?, ?)");
-    row.bind(number(tag)).bind(number(attribute)).bind(static_cast<std::int64_t>(index));
-    if (const auto* text = std::get_if<std::string>(&value))
-        row.bind(std::string_view(*text));
-    else if (const auto* integer = std::get_if<std::int64_t>(&value))
-        row.bind(*integer);
-    else if (const auto* real = std::get_if<double>(&value))
-        row.bind(*real);
-    else if (const auto* logical_value = std::get_if<bool>(&value))
-        row.bind(std::int64_t{*logical_value});
-    else {
-        date = storedDate(std::get<Date>(value).date);
-        row.bind(std::string_view(date));
-    }
-    row.run();
-}
-
-void Store::trim(tag_t tag, const Attribute& attribute, std::size_t from) {
-    if (attribute.kind == Kind::Reference)
-        referrers_.changed(tag, attribute.handle);
-    connection_
-        ->statement(attribute.kind == Kind::Reference
-                        ? "DELETE FROM ref WHERE tag=? AND attr=? AND idx>=?"
-                        : "DELETE FROM value WHERE tag=? AND attr=? AND idx>=?")
-        .bind(number(tag))
-        .bind(number(attribute.handle))
-        .bind(static_cast<std::int64_t>(from))
-        .run();
+    const Missing in_now(now), in_before(before);
+    for (const Value& value : before)
+        if (in_now(value))
+            unindex(tag, attribute, value);
+    for (const Value& value : now)
+        if (in_before(value))
+            index(tag, attribute, value);
 }
 
 void Store::erase(tag_t tag) {
     referrers_.erased(tag);
+    {
+        // Only the object's own row tells under which values it is found.
+        Statement row = connection_->statement(kLoad);
+        row.bind(number(tag));
+        if (row.step()) {
+            ObjectReader in(tag, row.bytes(2));
+            while (in.next())
+                if (in.kind() == Kind::String || in.kind() == Kind::Reference)
+                    while (in.left() > 0)
+                        unindex(tag, in.attribute(), in.value());
+        }
+    }
     for (const char* sql :
-         {"DELETE FROM value WHERE tag=?", "DELETE FROM ref WHERE tag=?",
-          "DELETE FROM checkout WHERE object=?", "DELETE FROM object WHERE tag=?"})
+         {"DELETE FROM checkout WHERE object=?", "DELETE FROM object WHERE tag=?"})
         connection_->statement(sql).bind(number(tag)).run();
 }
 
@@ -342,9 +363,8 @@ tag_t Store::newTag() {
 
 // ---- finding ----
 //
-// CROSS JOIN keeps the order in which the tables are written: first the one whose index gives few
-// rows, in the order of their tags. An array may have an object twice; the repeated tag is dropped
-// here, since DISTINCT would make the database sort once more.
+// CROSS JOIN keeps the order in which the tables are written: first the one that gives few rows, in
+// the order of their tags.
 
 const std::vector<StoredReferrer>& Store::referrers(tag_t target) {
     return referrers_.of(target);
@@ -357,8 +377,7 @@ std::vector<StoredReferrer> Store::referrersBy(tag_t attribute, tag_t target) {
         "WHERE r.target=? AND r.attr=? ORDER BY r.tag");
     rows.bind(number(target)).bind(number(attribute));
     while (rows.step())
-        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back().tag != tag)
-            all.push_back({tag, attribute, tagOf(rows.integer(1))});
+        all.push_back({tagOf(rows.integer(0)), attribute, tagOf(rows.integer(1))});
     return all;
 }
 
@@ -373,12 +392,11 @@ tag_t Store::lastReferrerBy(tag_t attribute, tag_t target) {
 std::vector<Store::Hit> Store::withText(tag_t attribute, std::string_view text) {
     std::vector<Hit> all;
     Statement rows = connection_->statement(
-        "SELECT v.tag, o.type FROM value v CROSS JOIN object o ON o.tag=v.tag "
+        "SELECT v.tag, o.type FROM text v CROSS JOIN object o ON o.tag=v.tag "
         "WHERE v.attr=? AND v.v=? ORDER BY v.tag");
     rows.bind(number(attribute)).bind(text);
     while (rows.step())
-        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back().tag != tag)
-            all.push_back({tag, tagOf(rows.integer(1))});
+        all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
     return all;
 }
 
@@ -388,7 +406,7 @@ std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t
     std::int64_t with_text = 0;
     {
         Statement few = connection_->statement(
-            "SELECT count(*) FROM (SELECT 1 FROM value WHERE attr=? AND v=? LIMIT ?)");
+            "SELECT count(*) FROM (SELECT 1 FROM text WHERE attr=? AND v=? LIMIT ?)");
         few.bind(number(attribute)).bind(text).bind(kFew + 1);
         with_text = few.step() ? few.integer(0) : 0;
     }
@@ -397,15 +415,13 @@ std::vector<tag_t> Store::referrersWithText(tag_t reference, tag_t target, tag_t
     // items may have a revision of this id.
     Statement rows = connection_->statement(
         with_text <= kFew
-            ? "SELECT v.tag FROM value v CROSS JOIN ref r ON r.tag=v.tag "
-              "WHERE v.attr=?1 AND v.idx=0 AND v.v=?4 AND r.target=?2 AND r.attr=?3 ORDER BY v.tag"
-            : "SELECT r.tag FROM ref r CROSS JOIN value v ON v.tag=r.tag "
-              "WHERE r.target=?2 AND r.attr=?3 AND v.attr=?1 AND v.idx=0 AND v.v=?4 "
-              "ORDER BY r.tag");
+            ? "SELECT v.tag FROM text v CROSS JOIN ref r ON r.tag=v.tag "
+              "WHERE v.attr=?1 AND v.v=?4 AND r.target=?2 AND r.attr=?3 ORDER BY v.tag"
+            : "SELECT r.tag FROM ref r CROSS JOIN text v ON v.tag=r.tag "
+              "WHERE r.target=?2 AND r.attr=?3 AND v.attr=?1 AND v.v=?4 ORDER BY r.tag");
     rows.bind(number(attribute)).bind(number(target)).bind(number(reference)).bind(text);
     while (rows.step())
-        if (const tag_t tag = tagOf(rows.integer(0)); all.empty() || all.back() != tag)
-            all.push_back(tag);
+        all.push_back(tagOf(rows.integer(0)));
     return all;
 }
 
@@ -443,14 +459,14 @@ std::vector<std::string> Store::textsNear(tag_t attribute, const std::string& te
     if (text.empty() || text.size() > kLongest)
         return found;
     for (const std::string& each : oneLetterAway(text)) {
-        Statement row = connection_->statement("SELECT 1 FROM value WHERE attr=? AND v=? LIMIT 1");
+        Statement row = connection_->statement("SELECT 1 FROM text WHERE attr=? AND v=? LIMIT 1");
         row.bind(number(attribute)).bind(std::string_view(each));
         if (row.step())
             found.push_back(each);
     }
     for (const char* sql :
-         {"SELECT DISTINCT v FROM value WHERE attr=? AND v>=? ORDER BY v LIMIT ?",
-          "SELECT DISTINCT v FROM value WHERE attr=? AND v<? ORDER BY v DESC LIMIT ?"}) {
+         {"SELECT DISTINCT v FROM text WHERE attr=? AND v>=? ORDER BY v LIMIT ?",
+          "SELECT DISTINCT v FROM text WHERE attr=? AND v<? ORDER BY v DESC LIMIT ?"}) {
         Statement rows = connection_->statement(sql);
         rows.bind(number(attribute)).bind(std::string_view(text)).bind(kNeighbours);
         while (rows.step())
@@ -468,31 +484,31 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
     const std::string prefix = pattern.substr(0, wildcard);
     // Texts with the prefix are at least the prefix, and less than the prefix with its last byte
     // counted up. A byte 0xFF can't be counted up: it is dropped.
-    std::string behind = prefix;
-    while (!behind.empty() && static_cast<unsigned char>(behind.back()) == 0xFF)
-        behind.pop_back();
-    if (!behind.empty())
-        behind.back() = static_cast<char>(static_cast<unsigned char>(behind.back()) + 1);
-    if (auto indexed = byTextIndex(attribute, pattern, prefix, behind))
+    std::string end = prefix;
+    while (!end.empty() && static_cast<unsigned char>(end.back()) == 0xFF)
+        end.pop_back();
+    if (!end.empty())
+        end.back() = static_cast<char>(static_cast<unsigned char>(end.back()) + 1);
+    if (auto indexed = byTextIndex(attribute, pattern, prefix, end))
         return std::move(*indexed);
     std::vector<Hit> all;
     auto collect = [&](Statement& rows) {
         while (rows.step())
             all.push_back({tagOf(rows.integer(0)), tagOf(rows.integer(1))});
     };
-    if (behind.empty()) {
+    if (end.empty()) {
         Statement rows = connection_->statement(
-            "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+            "SELECT DISTINCT v.tag, o.type FROM text v JOIN object o ON o.tag=v.tag "
             "WHERE v.attr=? AND matches(?, v.v)");
         rows.bind(number(attribute)).bind(std::string_view(pattern));
         collect(rows);
     } else {
         Statement rows = connection_->statement(
-            "SELECT DISTINCT v.tag, o.type FROM value v JOIN object o ON o.tag=v.tag "
+            "SELECT DISTINCT v.tag, o.type FROM text v JOIN object o ON o.tag=v.tag "
             "WHERE v.attr=? AND v.v>=? AND v.v<? AND matches(?, v.v)");
         rows.bind(number(attribute))
             .bind(std::string_view(prefix))
-            .bind(std::string_view(behind))
+            .bind(std::string_view(end))
             .bind(std::string_view(pattern));
         collect(rows);
     }
@@ -503,10 +519,10 @@ std::vector<Store::Hit> Store::withPattern(tag_t attribute, const std::string& p
 std::optional<std::vector<Store::Hit>> Store::byTextIndex(tag_t attribute,
                                                           const std::string& pattern,
                                                           const std::string& prefix,
-                                                          const std::string& behind) {
+                                                          const std::string& end) {
     std::vector<Hit> all;
     try {
-        if (!text_index_.search(attribute, pattern, prefix, behind, [&](tag_t tag, tag_t type) {
+        if (!text_index_.search(attribute, pattern, prefix, end, [&](tag_t tag, tag_t type) {
                 all.push_back({tag, type});
             }))
             return std::nullopt;
@@ -528,11 +544,13 @@ std::vector<Store::Hit> Store::thoseWithPattern(std::vector<Hit> hits, tag_t att
                                                 const std::string& pattern) {
     constexpr std::size_t kFew = 1000;
     if (hits.size() <= kFew) {
+        const Pattern wanted(pattern);
         std::erase_if(hits, [&](const Hit& hit) {
-            Statement row = connection_->statement(
-                "SELECT 1 FROM value WHERE tag=? AND attr=? AND matches(?, v)");
-            row.bind(number(hit.tag)).bind(number(attribute)).bind(std::string_view(pattern));
-            return !row.step();
+            Statement row = connection_->statement(kLoad);
+            row.bind(number(hit.tag));
+            const auto text = row.step() ? firstText(hit.tag, row.bytes(2), attribute)
+                                         : std::optional<std::string_view>();
+            return !text || !wanted.matches(*text);
         });
         return hits;
     }

@@ -16,6 +16,7 @@
 #include "workbench/model/model.h"
 #include "workbench/store/effort.h"
 #include "workbench/store/locks.h"
+#include "workbench/store/object_data.h"
 #include "workbench/store/referrers.h"
 #include "workbench/store/registry.h"
 #include "workbench/store/sqlite.h"
@@ -24,17 +25,6 @@
 #include "workbench/store/where_used.h"
 
 namespace mervane {
-
-// One stored value while Store::load() tells it; it holds until the next one.
-class Cell {
-public:
-    explicit Cell(const Statement& row) : row_(row) {}
-    // Requires: the kind of the value's attribute.
-    Value as(Kind kind) const;
-
-private:
-    const Statement& row_;
-};
 
 // What holds for every member unless it says otherwise.
 // - Failure kStoreFailure if the database can't be read or written: it is damaged or full, another
@@ -81,26 +71,26 @@ public:
     void discardFile(tag_t tag) noexcept;
 
     // ---- objects ----
-    // Tell an object: `head` gets type and version, then `value` gets attribute, index and cell of
-    // each value, those of an attribute one after the other. Returns: false, and nothing is told,
-    // if there is none.
+    // Tell an object: `head` gets type and version, then `value` gets attribute, index and value of
+    // each, those of an attribute one after the other. Returns: false, and nothing is told, if
+    // there is none. Failure kStoreFailure also if its values are damaged; some may have been told
+    // then.
     template <typename Head, typename Each>
     bool load(tag_t tag, Head&& head, Each&& value);
     // Cheaper than loading it.
     bool exists(tag_t tag);
     tag_t typeOf(tag_t tag);            // NULLTAG: there is no object
     std::int64_t versionOf(tag_t tag);  // 0: there is no object
-    // Store an object without values. Requires: there is none with the tag.
-    void insert(tag_t tag, tag_t type, std::int64_t version = 1);
-    // Count one more save. Returns: false, and nothing is changed, if the stored version is another
-    // one or there is no object.
-    bool countSave(tag_t tag, std::int64_t version);
-    // Store one element of an attribute, from 0. Requires: with `fresh`, there is none.
-    void write(tag_t tag, tag_t attribute, std::size_t index, const Value& value, bool fresh);
-    // Drop the elements from this index on.
-    void trim(tag_t tag, const Attribute& attribute, std::size_t from);
+    // Store a new object. Requires: there is none with the tag, and each attribute comes once.
+    // `values` is sorted.
+    void insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
+                std::int64_t version = 1);
+    // Store new values of these attributes, and count one more save. Returns: false, and nothing is
+    // changed, if the stored version is another one or there is no object. Requires: a transaction,
+    // and each attribute comes once. `changed` is sorted.
+    bool save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed);
     // Drop the object with its values and its check-out; none is no failure. Its file and
-    // references to it stay.
+    // references to it stay. Requires: a transaction.
     void erase(tag_t tag);
     // A tag that no object of the store has had. Failure kStoreFailure if there are none left.
     // Requires: no StoreTransaction outside of a batch, whose rollback would give the tag twice.
@@ -262,6 +252,7 @@ private:
     std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;
+    std::vector<Values> before_;  // a member, so that its memory is used again
     const void* batch_owner_ = nullptr;
     struct Batch {
         Model::Mark mark;
@@ -271,11 +262,12 @@ private:
 
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
     static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
+    void upgrade();
+    void moveValues();
     bool loadAdditions();
     // Nothing: search without the index.
     std::optional<std::vector<Hit>> byTextIndex(tag_t attribute, const std::string& pattern,
-                                                const std::string& prefix,
-                                                const std::string& behind);
+                                                const std::string& prefix, const std::string& end);
     template <typename Steps>
     void define(Steps&& steps);
     void storeAddition(const char* kind, const std::string& name, const std::string& parent,
@@ -287,6 +279,11 @@ private:
     void checkTexts(bool repair, std::vector<CheckFinding>& findings);
     void checkSessions(bool repair, std::vector<CheckFinding>& findings);
     std::vector<tag_t> storedFiles();
+    void index(tag_t tag, tag_t attribute, const Value& value);
+    void unindex(tag_t tag, tag_t attribute, const Value& value);
+    void indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now);
+    void checkIndexes(bool repair, std::vector<CheckFinding>& findings);
+    void indexAll();
 
     static const char* const kLoad;
 };
@@ -317,18 +314,16 @@ private:
 
 template <typename Head, typename Each>
 bool Store::load(tag_t tag, Head&& head, Each&& value) {
-    Statement rows = connection_->statement(kLoad);
-    rows.bind(std::int64_t{tag});
-    if (!rows.step())
+    Statement row = connection_->statement(kLoad);
+    row.bind(std::int64_t{tag});
+    if (!row.step())
         return false;
-    // The first row is the object itself; values without one are damage that the check reports.
-    if (rows.integer(0) != 0)
-        return false;
-    head(static_cast<tag_t>(rows.integer(2)), rows.integer(1));
+    head(static_cast<tag_t>(row.integer(0)), row.integer(1));
     countObject();
-    const Cell cell(rows);
-    while (rows.step())
-        value(static_cast<tag_t>(rows.integer(0)), static_cast<std::size_t>(rows.integer(1)), cell);
+    ObjectReader in(tag, row.bytes(2));
+    while (in.next())
+        for (std::size_t index = 0; in.left() > 0; ++index)
+            value(in.attribute(), index, in.value());
     return true;
 }
 

@@ -27,8 +27,8 @@ CREATE TABLE text_pending(tag INTEGER NOT NULL, attr INTEGER NOT NULL, old,
 CREATE VIEW text_indexed AS
 SELECT v.tag*64+a.position AS key,
        CASE WHEN instr(v.v, char(0)) THEN char(1, 1, 1) ELSE v.v END AS text
-FROM value v CROSS JOIN text_attribute a ON a.attr=v.attr
-WHERE v.tag>0 AND v.idx=0 AND v.v IS NOT NULL AND NOT EXISTS
+FROM text v CROSS JOIN text_attribute a ON a.attr=v.attr
+WHERE v.tag>0 AND NOT EXISTS
       (SELECT 1 FROM text_pending p WHERE p.tag=v.tag AND p.attr=v.attr)
 UNION ALL
 SELECT p.tag*64+a.position, CASE WHEN instr(p.old, char(0)) THEN char(1, 1, 1) ELSE p.old END
@@ -37,30 +37,30 @@ CREATE VIRTUAL TABLE text_index USING fts5(text, content='text_indexed', content
     tokenize='trigram case_sensitive 1', detail=none, columnsize=0);
 )";
 
-// The triggers note the old text before the change. A row that REPLACE removes fires no trigger of
-// its own, so the insertion looks for it. A note too many does no harm: the text is indexed anew.
-// make() puts the attributes in the place of COVERED, which saves a look-up for each value written.
+// The triggers note the old text before the change. The store takes an old text out before it puts
+// the new one in. An insertion of what is there already is noted, too: a note too many does no
+// harm, the text is indexed anew. make() puts the attributes in the place of COVERED, which saves a
+// look-up for each text written.
 constexpr const char* kTextTriggers = R"(
-CREATE TRIGGER text_inserted BEFORE INSERT ON value
-WHEN NEW.idx=0 AND CASE NEW.attr COVERED END AND NEW.v IS NOT
-     (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
+CREATE TRIGGER text_inserted BEFORE INSERT ON text
+WHEN CASE NEW.attr COVERED END
 BEGIN
     INSERT INTO text_pending SELECT NEW.tag, NEW.attr,
-        (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
+        (SELECT v FROM text WHERE attr=NEW.attr AND v=NEW.v AND tag=NEW.tag)
     WHERE NOT EXISTS (SELECT 1 FROM text_pending WHERE tag=NEW.tag AND attr=NEW.attr);
 END;
-CREATE TRIGGER text_updated BEFORE UPDATE ON value
+CREATE TRIGGER text_updated BEFORE UPDATE ON text
 BEGIN
     INSERT INTO text_pending SELECT OLD.tag, OLD.attr, OLD.v
-    WHERE OLD.idx=0 AND CASE OLD.attr COVERED END AND NOT EXISTS
+    WHERE CASE OLD.attr COVERED END AND NOT EXISTS
         (SELECT 1 FROM text_pending WHERE tag=OLD.tag AND attr=OLD.attr);
     INSERT INTO text_pending SELECT NEW.tag, NEW.attr,
-        (SELECT v FROM value WHERE tag=NEW.tag AND attr=NEW.attr AND idx=0)
-    WHERE NEW.idx=0 AND CASE NEW.attr COVERED END AND NOT EXISTS
+        (SELECT v FROM text WHERE attr=NEW.attr AND v=NEW.v AND tag=NEW.tag)
+    WHERE CASE NEW.attr COVERED END AND NOT EXISTS
         (SELECT 1 FROM text_pending WHERE tag=NEW.tag AND attr=NEW.attr);
 END;
-CREATE TRIGGER text_deleted BEFORE DELETE ON value
-WHEN OLD.idx=0 AND CASE OLD.attr COVERED END
+CREATE TRIGGER text_deleted BEFORE DELETE ON text
+WHEN CASE OLD.attr COVERED END
 BEGIN
     INSERT INTO text_pending SELECT OLD.tag, OLD.attr, OLD.v
     WHERE NOT EXISTS (SELECT 1 FROM text_pending WHERE tag=OLD.tag AND attr=OLD.attr);
@@ -157,8 +157,6 @@ void TextIndex::make(const Model& model) {
     for (const SearchedText& each : kSearchedTexts)
         attributes.push_back(
             model.findAttribute(*model.findClass(each.cls), each.attribute)->handle);
-    // In the order in which an object's values are stored, so that rows come in ascending order,
-    // which makes the index quickly.
     std::sort(attributes.begin(), attributes.end());
     Transaction transaction(connection_);
     dropTables();
@@ -168,7 +166,9 @@ void TextIndex::make(const Model& model) {
             .bind(std::int64_t{attributes[i]})
             .bind(static_cast<std::int64_t>(i))
             .run();
-    connection_.execute("INSERT INTO text_index(text_index) VALUES('rebuild')");
+    // In the order of their rows, which makes the index quickly.
+    connection_.execute(
+        "INSERT INTO text_index(rowid, text) SELECT key, text FROM text_indexed ORDER BY key");
     std::string covered, triggers = kTextTriggers;
     for (const tag_t attribute : attributes)
         covered += "WHEN " + std::to_string(attribute) + " THEN 1 ";
@@ -198,8 +198,8 @@ void TextIndex::dropTables() {
 
 TextIndexState TextIndex::state() {
     Statement row = connection_.statement(
-        "SELECT (SELECT count(*) FROM text_attribute a CROSS JOIN value v ON v.attr=a.attr "
-        "WHERE v.idx=0), (SELECT count(*) FROM text_pending), "
+        "SELECT (SELECT count(*) FROM text_attribute a CROSS JOIN text v ON v.attr=a.attr), "
+        "(SELECT count(*) FROM text_pending), "
         "(SELECT sum(length(block)) FROM text_index_data)");
     TextIndexState state;
     if (row.step()) {
@@ -273,17 +273,17 @@ void TextIndex::takeUpAll() {
         .run();
     connection_
         .statement(
-            "INSERT INTO text_index(rowid, text) SELECT p.tag*64+a.position, "
-            "CASE WHEN instr(v.v, char(0)) THEN char(1, 1, 1) ELSE v.v END "
+            "INSERT INTO text_index(rowid, text) SELECT key, "
+            "CASE WHEN instr(v, char(0)) THEN char(1, 1, 1) ELSE v END FROM "
+            "(SELECT p.tag*64+a.position AS key, text_in(o.tag, o.data, p.attr) AS v "
             "FROM text_pending p CROSS JOIN text_attribute a ON a.attr=p.attr "
-            "CROSS JOIN value v ON v.tag=p.tag AND v.attr=p.attr AND v.idx=0 "
-            "WHERE v.v IS NOT NULL ORDER BY p.tag, p.attr")
+            "CROSS JOIN object o ON o.tag=p.tag) WHERE v IS NOT NULL ORDER BY key")
         .run();
     connection_.statement("DELETE FROM text_pending").run();
 }
 
 bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::string& from,
-                       const std::string& behind, const std::function<void(tag_t, tag_t)>& each) {
+                       const std::string& end, const std::function<void(tag_t, tag_t)>& each) {
     const std::string candidates = candidatesOf(pattern);
     if (candidates.empty() || !isThere() || !isPossible())
         return false;
@@ -297,11 +297,11 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
         position = row.integer(0);
     }
     // Few texts with the pattern's beginning are compared more quickly than candidates.
-    if (!behind.empty()) {
+    if (!end.empty()) {
         Statement few = connection_.statement(
             "SELECT count(*) FROM "
-            "(SELECT 1 FROM value WHERE attr=? AND v>=? AND v<? LIMIT ?)");
-        few.bind(attr).bind(std::string_view(from)).bind(std::string_view(behind));
+            "(SELECT 1 FROM text WHERE attr=? AND v>=? AND v<? LIMIT ?)");
+        few.bind(attr).bind(std::string_view(from)).bind(std::string_view(end));
         few.bind(kFewInRange + 1);
         if (few.step() && few.integer(0) <= kFewInRange)
             return false;
@@ -321,12 +321,11 @@ bool TextIndex::search(tag_t attribute, const std::string& pattern, const std::s
     // Each candidate is compared with its stored text, since the index may have an older one; texts
     // that wait are compared themselves.
     Statement rows = connection_.statement(
-        "SELECT v.tag, o.type FROM text_index t CROSS JOIN value v ON v.tag=t.rowid>>6 "
-        "CROSS JOIN object o ON o.tag=v.tag "
-        "WHERE t.text_index MATCH ?1 AND t.rowid&63=?2 AND v.attr=?3 AND matches(?4, v.v) "
-        "UNION ALL SELECT v.tag, o.type FROM text_pending p "
-        "CROSS JOIN value v ON v.tag=p.tag AND v.attr=p.attr CROSS JOIN object o ON o.tag=v.tag "
-        "WHERE p.attr=?3 AND matches(?4, v.v)");
+        "SELECT o.tag, o.type FROM text_index t CROSS JOIN object o ON o.tag=t.rowid>>6 "
+        "WHERE t.text_index MATCH ?1 AND t.rowid&63=?2 "
+        "AND matches(?4, text_in(o.tag, o.data, ?3)) "
+        "UNION ALL SELECT o.tag, o.type FROM text_pending p CROSS JOIN object o ON o.tag=p.tag "
+        "WHERE p.attr=?3 AND matches(?4, text_in(o.tag, o.data, ?3))");
     rows.bind(std::string_view(candidates)).bind(position).bind(attr);
     rows.bind(std::string_view(pattern));
     while (rows.step())

@@ -41,10 +41,10 @@ public:
 
     // Tell the objects whose text matches, tag and type; an object may come twice. Returns: false,
     // and nothing is told, if there is no index or the search is quicker without it. Texts that
-    // begin as the pattern does are from `from` up to, but without, `behind`; an empty one is no
+    // begin as the pattern does are from `from` up to, but without, `end`; an empty one is no
     // limit. A failure may come after some were told.
     bool search(tag_t attribute, const std::string& pattern, const std::string& from,
-                const std::string& behind, const std::function<void(tag_t, tag_t)>& each);
+                const std::string& end, const std::function<void(tag_t, tag_t)>& each);
 
 private:
     bool isPossible();

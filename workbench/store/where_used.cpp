@@ -2,13 +2,14 @@
 
 namespace mervane {
 
-// Both join `object`: references to what is deleted stay stored.
+// Both look up the object at the end: references to what is deleted stay stored.
 std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
     Statement rows = connection_->statement(
-        "SELECT used.tag, parent.target FROM ref used "
-        "JOIN ref held ON held.tag = used.tag AND held.attr = ?2 "
-        "JOIN ref parent ON parent.tag = held.target AND parent.attr = ?3 "
-        "JOIN object ON object.tag = parent.target "
+        "SELECT used.tag, parent.tag FROM ref used "
+        "CROSS JOIN object occurrence ON occurrence.tag = used.tag "
+        "CROSS JOIN object view ON view.tag = "
+        "reference_in(occurrence.tag, occurrence.data, ?2) "
+        "CROSS JOIN object parent ON parent.tag = reference_in(view.tag, view.data, ?3) "
         "WHERE used.target = ?4 AND used.attr = ?1 ORDER BY used.tag");
     rows.bind(std::int64_t{path.child})
         .bind(std::int64_t{path.parent_bvr})
@@ -23,9 +24,10 @@ std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
 // The lowest tag: of several view revisions the first one is shown.
 std::vector<tag_t> Store::children(const UsePath& path, tag_t revision) {
     Statement rows = connection_->statement(
-        "SELECT used.target FROM ref held "
-        "JOIN ref used ON used.tag = held.tag AND used.attr = ?1 "
-        "JOIN object ON object.tag = used.target "
+        "SELECT child.tag FROM ref held "
+        "CROSS JOIN object occurrence ON occurrence.tag = held.tag "
+        "CROSS JOIN object child ON child.tag = "
+        "reference_in(occurrence.tag, occurrence.data, ?1) "
         "WHERE held.attr = ?2 AND held.target = "
         "(SELECT min(tag) FROM ref WHERE target = ?4 AND attr = ?3)");
     rows.bind(std::int64_t{path.child})
