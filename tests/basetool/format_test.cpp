@@ -77,7 +77,7 @@ TEST(Format, WritesNothingThroughACountConversion) {
     EXPECT_EQ(count, 77);
 }
 
-TEST(Format, StandsAsItIsFromAnUnknownConversionOn) {
+TEST(Format, StaysAsItIsFromAnUnknownConversionOn) {
     EXPECT_EQ(format("%d %y %s", 1, "x"), "1 %y %s");
     EXPECT_EQ(format("%d %ls", 1, L"x"), "1 %ls");
     EXPECT_EQ(format("%d %lc", 1, 'x'), "1 %lc");

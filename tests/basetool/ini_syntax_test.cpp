@@ -105,7 +105,7 @@ TEST_F(IniFile, TakesASectionThatOccursTwiceAsOne) {
     EXPECT_EQ(value("A", "y"), "3");
 }
 
-TEST_F(IniFile, HasPresentKeysWithNothingBehindTheSign) {
+TEST_F(IniFile, HasPresentKeysWithNothingAfterTheSign) {
     content("[A]\nx=\ny=   \n");
     EXPECT_EQ(value("A", "x"), "");
     EXPECT_EQ(value("A", "y"), "");

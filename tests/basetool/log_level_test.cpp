@@ -26,7 +26,7 @@ TEST_F(LogLevel, IsTraceAtTheStart) {
     EXPECT_THAT(texts(), ElementsAre("E e", "W w", "T t", "T l"));
 }
 
-TEST_F(LogLevel, LetsThroughWhatStandsAtOrBelowIt) {
+TEST_F(LogLevel, LetsThroughWhatIsAtOrBelowIt) {
     KELD_SetLogLevel(2);
     writeOneOfEach();
     KELD_SetLogLevel(1);

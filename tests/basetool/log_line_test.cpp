@@ -101,7 +101,7 @@ TEST_F(LogLine, ShowsANullTextAndANullFormat) {
     EXPECT_THAT(texts(), ElementsAre("E --(null)--", "E "));
 }
 
-TEST_F(LogLine, OfAClientStandsAsItIs) {
+TEST_F(LogLine, OfAClientIsWrittenAsItIs) {
     KELD_IncTraceSpaces();
     KELD_PRINTLOG("100%s %n\n\tof it");
     KELD_PRINTLOG("broken\n");

@@ -40,7 +40,7 @@ TEST_F(LogWaiting, EndsWithALineAboveTheDepthOfTheFirst) {
     EXPECT_EQ(writtenLines(), 2U);
 }
 
-TEST_F(LogWaiting, EndsForTheLastLineOfAServiceAlsoBehindAnError) {
+TEST_F(LogWaiting, EndsForTheLastLineOfAServiceAlsoAfterAnError) {
     KELD_TRACE("->service");
     KELD_IncTraceSpaces();
     KELD_ERROR("e");
@@ -49,7 +49,7 @@ TEST_F(LogWaiting, EndsForTheLastLineOfAServiceAlsoBehindAnError) {
     EXPECT_EQ(writtenLines(), 3U);
 }
 
-TEST_F(LogWaiting, EndsAtTheDepthOfTheFirstWaitingLineBehindAnError) {
+TEST_F(LogWaiting, EndsAtTheDepthOfTheFirstWaitingLineAfterAnError) {
     KELD_TRACE("->service");
     KELD_IncTraceSpaces();
     KELD_ERROR("e");

@@ -105,32 +105,32 @@ TEST_F(LogMemory, ADeepLineThatLeavesNoRoomForItsStampIsDropped) {
 TEST_F(LogMemory, ATextIsThereWholeOrNotAtAll) {
     expectWholeOrNone("%s", "\n");
 }
-TEST_F(LogMemory, SoIsATextBehindIt) {
+TEST_F(LogMemory, SoIsATextAfterIt) {
     expectWholeOrNone("%s and more", " and more\n");
 }
-TEST_F(LogMemory, SoIsANumberBehindIt) {
+TEST_F(LogMemory, SoIsANumberAfterIt) {
     expectWholeOrNone("%s%d", "1234567\n", 1234567);
 }
-TEST_F(LogMemory, SoIsAConvertedNumberBehindIt) {
+TEST_F(LogMemory, SoIsAConvertedNumberAfterIt) {
     expectWholeOrNone("%s%08.2f", "00003.50\n", 3.5);
 }
 TEST_F(LogMemory, SoAreFillingBlanksInFrontOfAText) {
     expectWholeOrNone("%s%4000s", std::string(3999, ' ') + "a\n", "a");
 }
-TEST_F(LogMemory, SoAreFillingBlanksBehindAText) {
+TEST_F(LogMemory, SoAreFillingBlanksAfterAText) {
     expectWholeOrNone("%s%-4000s", "a" + std::string(3999, ' ') + "\n", "a");
 }
-TEST_F(LogMemory, SoIsAPercentSignBehindIt) {
+TEST_F(LogMemory, SoIsAPercentSignAfterIt) {
     expectWholeOrNone("%s%%", "%\n");
 }
-TEST_F(LogMemory, SoIsAnUnknownConversionBehindIt) {
+TEST_F(LogMemory, SoIsAnUnknownConversionAfterIt) {
     expectWholeOrNone("%s%y", "%y\n");
 }
 TEST_F(LogMemory, SoIsALineThatContinuesIt) {
     expectWholeOrNone("%s\nnext", "\n" + std::string(26, ' ') + "next\n");
 }
 
-TEST_F(LogMemory, ALongTextThatStandsAsItIsIsDroppedWhole) {
+TEST_F(LogMemory, ALongTextThatIsNotFormattedIsDroppedWhole) {
     KELD_ERROR("before");
     const std::string text(200000, 'x');
     withoutMemory([&] {

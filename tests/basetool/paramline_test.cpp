@@ -27,7 +27,7 @@ TEST(ParamLine, WithoutSeparatorIsOneEntry) {
     EXPECT_THAT(entries("abc"), ElementsAre("abc"));
 }
 
-TEST(ParamLine, HasNoEntryBehindATrailingSeparator) {
+TEST(ParamLine, HasNoEntryAfterATrailingSeparator) {
     EXPECT_THAT(entries("a;b;"), ElementsAre("a", "b"));
     EXPECT_THAT(entries("p=", '='), ElementsAre("p"));
 }

@@ -170,6 +170,6 @@ TEST_F(PackAndResequence, UnknownLinesAreNoCrash) {
     std::vector<tag_t> lines = {NULLTAG, 1, part("100"), top};
     EXPECT_EQ(0, KELD_PSE_PackAndResequenceBom2(NULLTAG, 4, lines.data(), 0, 0, &dataset));
     EXPECT_NE(77u, dataset);
-    EXPECT_THAT(shown(top), ElementsAre("200[10] x3")) << "the line behind them is worked on";
+    EXPECT_THAT(shown(top), ElementsAre("200[10] x3")) << "the line after them is worked on";
     EXPECT_EQ(0, KELD_PSE_PackAndResequenceBom2(top, -1, lines.data(), 0, 0, &dataset));
 }

@@ -179,7 +179,7 @@ TEST_F(CopyLines, AFaultOfAnEarlierPreferenceCountsNoMoreAfterALaterOne) {
     EXPECT_EQ(0, read());
 }
 
-TEST_F(CopyLines, AreCutBehind1024Characters) {
+TEST_F(CopyLines, AreCutAfter1024Characters) {
     const std::string filler(1024 - 10, 'x');
     // "Sheet;s;" and filler: 1024 characters are kept, and the third field isn't "null".
     EXPECT_EQ(0, readWso({"Sheet;s;yz" + filler}));
@@ -191,7 +191,7 @@ TEST_F(CopyLines, AreCutBehind1024Characters) {
     const int entries = lists.objects.count;
     EXPECT_EQ(2010, read());
     EXPECT_EQ(entries, lists.objects.count);
-    EXPECT_EQ(0, readWso({"Sheet;s;null" + std::string(1012, ' ') + "behind the cut"}));
+    EXPECT_EQ(0, readWso({"Sheet;s;null" + std::string(1012, ' ') + "after the cut"}));
     EXPECT_EQ("Sheet;s;null", lists.attributeEntries().back());
 }
 

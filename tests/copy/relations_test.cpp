@@ -72,11 +72,11 @@ protected:
     // The calls after the two lists of attachments, without those about classes.
     std::vector<std::string> matchingCalls() {
         std::vector<std::string> found;
-        bool behind = false;
+        bool after = false;
         for (const std::string& call : callsOf({}, {"Folder;Rel;Sheet"})) {
-            if (behind && (call.starts_with("ENT_") || call.starts_with("OBJ_get_value_tag")))
+            if (after && (call.starts_with("ENT_") || call.starts_with("OBJ_get_value_tag")))
                 found.push_back(call);
-            behind |= call == "REL_list_secondary_objects_only(source)";
+            after |= call == "REL_list_secondary_objects_only(source)";
         }
         return found;
     }

@@ -30,7 +30,7 @@ def read_known(path):
                 sys.exit(f"{path}:{number}: expected a line of code under a file name, found: {line}")
             entry = (file, match[2])
             if entry in known:
-                sys.exit(f"{path}:{number}: {file}: {match[2]}: stands in the list already")
+                sys.exit(f"{path}:{number}: {file}: {match[2]}: is in the list already")
             known[entry] = (int(match[1] or 1), "")
         else:
             if entry is None:

@@ -70,7 +70,7 @@ class Check(unittest.TestCase):
 
     def test_AnEntryThatStandsTwiceIsReported(self):
         run = self.check({2: 1, 3: 0, 5: 0}, LISTED + "    return 1;\n        Again.\n")
-        self.assert_fails(run, "unreached.txt:6: src/a.cpp: return 1;: stands in the list already")
+        self.assert_fails(run, "unreached.txt:6: src/a.cpp: return 1;: is in the list already")
 
     def test_AReasonWithoutItsLineIsReported(self):
         run = self.check({2: 1}, "src/a.cpp\n        A reason.\n")

@@ -193,7 +193,7 @@ TEST_F(Backup, ACopyOfAnotherSitesDatasetLeavesNoFileAndNoFailure) {
     expectFiles({});
 }
 
-TEST_F(Backup, NamesAreCleanedInThePathAndStandAsTheyAreInTheLog) {
+TEST_F(Backup, NamesAreCleanedInThePathAndUnchangedInTheLog) {
     const tag_t dataset =
         drawing(world.item("47 11").revision, "Hous/ing (old)", "hous ing.prt", "solid");
     EXPECT_EQ(0, service({dataset}));

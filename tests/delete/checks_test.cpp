@@ -233,7 +233,7 @@ TEST_F(DeleteChecks, OnlyTheArgumentsStayAllocated) {
     EXPECT_EQ(before + 2, world.blocks());
 }
 
-TEST_F(DeleteChecks, TheServiceStandsBetweenItsScopeLines) {
+TEST_F(DeleteChecks, TheServiceIsBetweenItsScopeLines) {
     EXPECT_EQ(0, service({}));
     const auto log = world.log();
     ASSERT_GE(log.size(), 2u);

@@ -110,7 +110,7 @@ TEST_F(DeleteLog, ALineIsMadeOfItsPartsAsTheyAre) {
               readFile(path("own.log")));
 }
 
-TEST_F(DeleteLog, TheLogsNameHasTheUsersIdAsItStands) {
+TEST_F(DeleteLog, TheLogsNameHasTheUsersIdAsItIs) {
     const std::string separator = keld_os::szPathSeparator;
     for (const std::string id : {"abc", "a b", " .", "u.", "..", "con", "50%", "%", "%4", "%zz",
                                  "\xC3\xA4", "\xFF", "a&b;c$d'e", "O'Hara, J. (x)"})

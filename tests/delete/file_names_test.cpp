@@ -9,7 +9,7 @@ using testing::IsEmpty;
 
 using namespace delete_test;
 
-TEST(BackupFileNames, APlainNameStandsAsItIs) {
+TEST(BackupFileNames, APlainNameStaysAsItIs) {
     for (const char* name : {"housing.prt",
                              "my part.prt",
                              ".hidden",

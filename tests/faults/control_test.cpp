@@ -88,9 +88,9 @@ TEST(FaultSweepControl, ABypassThatStaysOnIsReported) {
                 Contains(HasSubstr("the bypass is on")));
 }
 
-TEST(FaultSweepControl, ALogThatStandsDeeperIsReported) {
+TEST(FaultSweepControl, ALogThatIsDeeperIsReported) {
     EXPECT_THAT(problemsOf([](World&, Outcome*) { KELD_IncTraceSpaces(); }),
-                Contains(HasSubstr("the log stands at depth 1, not 0")));
+                Contains(HasSubstr("the log is at depth 1, not 0")));
 }
 
 TEST(FaultSweepControl, ASavedValueThatIsLostIsReported) {

@@ -107,8 +107,7 @@ private:
         const auto log = world_.log();
         const int depth = log.empty() ? -1 : log.back().depth;
         if (depth != depth_)
-            add("the log stands at depth " + std::to_string(depth) + ", not " +
-                std::to_string(depth_));
+            add("the log is at depth " + std::to_string(depth) + ", not " + std::to_string(depth_));
     }
 
     World& world_;

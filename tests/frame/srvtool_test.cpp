@@ -30,7 +30,7 @@ protected:
     }
 };
 
-TEST_F(SrvCall, OfType0PutsTheTextIntoTheLogAsItStands) {
+TEST_F(SrvCall, OfType0PutsTheTextIntoTheLogAsItIs) {
     KELD_SetLogLevel(0);
     EXPECT_EQ(call(0, 5, "100%s\nof it"), "SRV_call_ok");
     EXPECT_EQ(written(), "100%s\nof it\n");

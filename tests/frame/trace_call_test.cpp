@@ -131,7 +131,7 @@ TEST_F(TraceCall, ReadsTheClockTwice) {
     EXPECT_EQ(fixed_os::clockReadings() - before, 2);
 }
 
-TEST_F(TraceCall, ShowsOnlyWhatStandsBehindTheLastBackslash) {
+TEST_F(TraceCall, ShowsOnlyWhatIsAfterTheLastBackslash) {
     int iRet = 0;
 #undef KELD_TRACE_FILE
 #define KELD_TRACE_FILE "d:\\src/x\\status\\a/b.cpp"
@@ -172,7 +172,7 @@ TEST_F(TraceCall, WritesNothingBelowTheLevelsOfItsLines) {
 #define KELD_TRACE_FILE "frame\\trace.cpp"
 #line 400
 
-TEST_F(TraceCall, ScopeLinesStandAroundTheCallsOfAFunction) {
+TEST_F(TraceCall, ScopeLinesAreAroundTheCallsOfAFunction) {
     int iRet = 0;
     KELD_FUNC_ENTER("KELD_fct");
     KELD_CALL(iRet, callThatTakes(9999999));

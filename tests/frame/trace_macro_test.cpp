@@ -75,7 +75,7 @@ TEST_F(TraceMacro, EvaluatesItsStatusVariableOnce) {
 }
 
 // -Wdangling-else and -Wmisleading-indentation would be errors here as well.
-TEST_F(TraceMacro, StandsInAnUnbracedBranch) {
+TEST_F(TraceMacro, WorksInAnUnbracedBranch) {
     int iIf = 7;
     int iElse = 7;
     for (const bool bFirst : {true, false})
@@ -88,7 +88,7 @@ TEST_F(TraceMacro, StandsInAnUnbracedBranch) {
     EXPECT_EQ(texts().size(), 6U);
 }
 
-TEST_F(TraceMacro, OfTheReturningFormStandsInAnUnbracedBranch) {
+TEST_F(TraceMacro, OfTheReturningFormWorksInAnUnbracedBranch) {
     const auto function = [](bool bFirst) {
         if (bFirst)
             KELD_QSK_CALL(given(nullptr, true));
@@ -100,7 +100,7 @@ TEST_F(TraceMacro, OfTheReturningFormStandsInAnUnbracedBranch) {
     EXPECT_EQ(function(false), 17);
 }
 
-TEST_F(TraceMacro, OfScopeLinesStandsInAnUnbracedBranch) {
+TEST_F(TraceMacro, OfScopeLinesWorksInAnUnbracedBranch) {
     for (const bool bEnter : {true, false})
         if (bEnter)
             KELD_FUNC_ENTER("f");

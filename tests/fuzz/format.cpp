@@ -101,7 +101,7 @@ void readArbitraryFormat(std::string_view format) {
         formatted(exact.data(), t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t,
                   t, t, t, t, t, t, t, t, t, t, t, t, t, t, t, t);
     if (needed == 0)
-        fuzz::require(text == seen, "without conversions it stands as it is");
+        fuzz::require(text == seen, "without conversions it stays as it is");
 }
 
 }  // namespace

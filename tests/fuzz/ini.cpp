@@ -64,12 +64,12 @@ void compareText(std::string_view text, const Sections& expected) {
     fuzz::require(content.m_sections.size() == expected.size(), "as many sections");
     for (const auto& [name, read] : content.m_sections) {
         const auto section = expected.find(fuzz::lower(name));
-        fuzz::require(section != expected.end(), "the section stands there");
+        fuzz::require(section != expected.end(), "the section is there");
         fuzz::require(read.size() == section->second.size(), "as many keys");
         for (const auto& [key, value] : read) {
             const auto entry = section->second.find(fuzz::lower(key));
-            fuzz::require(entry != section->second.end(), "the key stands there");
-            fuzz::require(value == entry->second, "the value is what stands");
+            fuzz::require(entry != section->second.end(), "the key is there");
+            fuzz::require(value == entry->second, "the value is what was written");
         }
     }
 }

@@ -34,7 +34,7 @@ void compareWithLibrary(const std::string& text, const keld::IniFile& file) {
     content.Parse(text);
     fuzz::require(file.distinctSections().size() == content.m_sections.size(), "as many sections");
     for (const auto& [name, section] : content.m_sections) {
-        fuzz::require(file.hasSection(name), "the section stands there");
+        fuzz::require(file.hasSection(name), "the section is there");
         const auto entries = file.entries(name);
         fuzz::require(entries.size() == section.size(), "as many keys");
         for (const keld::IniEntry* entry : entries) {

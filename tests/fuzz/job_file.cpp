@@ -30,7 +30,7 @@ std::string withPlainEnds(const std::string& text) {
     return result;
 }
 
-void readAsItStands(const std::string& content) {
+void readAsItIs(const std::string& content) {
     const JobFile job = keld_batch::parseJobFile("a.job", content);
     fuzz::require(job.empty == content.empty(), "an empty file is empty");
     for (const std::string& problem : job.problems)
@@ -75,7 +75,7 @@ void writeAndRead(fuzz::Input input) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    readAsItStands({reinterpret_cast<const char*>(data), size});
+    readAsItIs({reinterpret_cast<const char*>(data), size});
     writeAndRead({data, size});
     return 0;
 }

@@ -37,7 +37,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     for (int i = 0; i < count; ++i) {
         fuzz::Room out(1025);
         fuzz::require(line.GetParamString(i, out.data()) == 1, "a part is there");
-        fuzz::require(out.text() == expected[static_cast<std::size_t>(i)], "a part is what stands");
+        fuzz::require(out.text() == expected[static_cast<std::size_t>(i)], "a part is as written");
         // Long lists of parts are quadratic: their middle is left out.
         if (i == 64 && count > 128)
             i = count - 64;

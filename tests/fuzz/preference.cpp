@@ -48,9 +48,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
             break;
         fuzz::Room out(1025);
         KELD_GetIniString(section.data(), key.c_str(), out.data(), "none");
-        fuzz::require(out.text() == fuzz::cutText(value, 1024), "the value is what stands");
+        fuzz::require(out.text() == fuzz::cutText(value, 1024), "the value is what was written");
         fuzz::require(KELD_GetIniInt(section.data(), key.c_str(), 7) == fuzz::integer(value),
-                      "the number is what stands");
+                      "the number is what was written");
     }
     fuzz::Room out(1025);
     KELD_GetIniString(section.data(), "no such\nkey", out.data(), "none");

@@ -161,7 +161,7 @@ void splitList(std::string_view text, std::string_view separators) {
     fuzz::require(count == static_cast<int>(expected.size()), "as many parts");
     fuzz::require((items == nullptr) == expected.empty(), "no array without parts");
     for (std::size_t i = 0; i < expected.size(); ++i) {
-        fuzz::require(items[i] == expected[i], "a part is what stands");
+        fuzz::require(items[i] == expected[i], "a part is as written");
         HEAP_free(items[i]);
     }
     fuzz::require(items == nullptr || items[expected.size()] == nullptr, "a null entry at the end");

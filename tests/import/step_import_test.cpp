@@ -134,7 +134,7 @@ TEST(StepImport, AFileCanBeImportedTwice) {
     EXPECT_EQ(exploded(store, report.top), 2);
 }
 
-TEST(StepImport, OccurrencesStandInTheOrderOfTheFileWithoutQuantityAndNumber) {
+TEST(StepImport, OccurrencesAreInTheOrderOfTheFileWithoutQuantityAndNumber) {
     const OpenStore store;
     const auto report = store.importStep(stepFile(stepProduct(1, "top") + stepProduct(11, "b") +
                                                   stepProduct(21, "c") + stepUsage(31, 1, 21) +

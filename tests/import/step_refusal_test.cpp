@@ -95,35 +95,35 @@ TEST(StepRefusals, SectionsOutOfOrder) {
     EXPECT_THAT(refusal("ISO-10303-21;HEADER;ENDSEC;\nDATA;ENDSEC;HEADER;"),
                 HasSubstr("test.stp:2: expected DATA or END-ISO-10303-21, found HEADER"));
     EXPECT_THAT(refusal(stepFile(stepProduct(1, "a")) + "ISO-10303-21;"),
-                HasSubstr("test.stp:7: expected nothing behind END-ISO-10303-21"));
+                HasSubstr("test.stp:7: expected nothing after END-ISO-10303-21"));
 }
 
 TEST(StepRefusals, BrokenSyntax) {
     const std::pair<const char*, const char*> cases[] = {
-        {"#=A();", "expected the digits of an instance number behind '#', found '='"},
+        {"#=A();", "expected the digits of an instance number after '#', found '='"},
         {"1=A();", "expected an instance (#n=...) or ENDSEC, found a number"},
         {"#1 A();", "expected '=', found A"},
         {"#1==A();", "expected the name of an entity, found '='"},
-        {"#1=A;", "expected '(' behind the name of an entity, found ';'"},
+        {"#1=A;", "expected '(' after the name of an entity, found ';'"},
         {"#1=A()", "expected ';' at the end of an instance, found #100"},
         {"#1=A(1 2);", "expected ',' or ')', found a number"},
         {"#1=A(1,);", "expected a value, found ')'"},
         {"#1=A(,1);", "expected a value, found ','"},
         {"#1=A(1;);", "expected ',' or ')', found ';'"},
         {"#1=A((1);", "expected ',' or ')', found ';'"},
-        {"#1=A(B);", "expected '(' behind the type of a value, found ')'"},
-        {"#1=A(#);", "expected the digits of an instance number behind '#', found ')'"},
+        {"#1=A(B);", "expected '(' after the type of a value, found ')'"},
+        {"#1=A(#);", "expected the digits of an instance number after '#', found ')'"},
         {"#1=A(#x);", "found 'x'"},
         {"#1=A(1.5E);", "expected the digits of an exponent, found ')'"},
         {"#1=A(-);", "expected the digits of a number, found ')'"},
-        {"#1=A(.T);", "expected '.' behind an enumeration value, found ')'"},
-        {"#1=A(..);", "expected the name of an enumeration value behind '.'"},
+        {"#1=A(.T);", "expected '.' after an enumeration value, found ')'"},
+        {"#1=A(..);", "expected the name of an enumeration value after '.'"},
         {"#1=a();", "expected a keyword in upper case, found 'a'"},
         {"#1=A(t);", "expected a keyword in upper case, found 't'"},
         {"#1=A(?);", "expected a token, found '?'"},
         {"#1=A-B();", "expected the digits of a number, found 'B'"},
         {"#1=(A() 5);", "expected the name of an entity or ')', found a number"},
-        {"#1=A(/ 1);", "expected '*' behind '/', found a blank"},
+        {"#1=A(/ 1);", "expected '*' after '/', found a blank"},
         {"#1=A(1); /* ", "expected the end of the comment that begins here"},
         {"#1=A(1)); ", "expected ';' at the end of an instance, found ')'"},
         {"#12345678901234567890=A();", "expected a number of at most 18 digits"},
@@ -224,7 +224,7 @@ TEST(StepRefusals, NulBytes) {
 
 TEST(StepRefusals, ABrokenDirectiveInANameOfAProduct) {
     EXPECT_THAT(dataRefusal("\n#1=PRODUCT('\\X2\\004','','',());\n"),
-                HasSubstr("test.stp:5: expected 4 hexadecimal digits behind \\X2\\"));
+                HasSubstr("test.stp:5: expected 4 hexadecimal digits after \\X2\\"));
 }
 
 TEST(StepRefusals, AProductThatIsTooLarge) {

@@ -13,7 +13,7 @@ TEST(StepText, ADoubledBackslashIsOne) {
     EXPECT_EQ(decodeStepText("a\\\\b"), "a\\b");
 }
 
-TEST(StepText, ABackslashThatBeginsNoDirectiveStandsForItself) {
+TEST(StepText, ABackslashThatBeginsNoDirectiveIsItself) {
     EXPECT_EQ(decodeStepText("C:\\Users\\tmp"), "C:\\Users\\tmp");
     EXPECT_EQ(decodeStepText("end\\"), "end\\");
     EXPECT_EQ(decodeStepText("\\X-file"), "\\X-file");

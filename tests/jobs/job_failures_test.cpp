@@ -258,7 +258,7 @@ TEST_F(JobFailures, ADatasetsNameThatCantBeReadIsEmpty) {
     EXPECT_EQ("", value("obj"));
 }
 
-TEST_F(JobFailures, AnItemsNameThatCantBeReadEndsTheJobBehindItsFile) {
+TEST_F(JobFailures, AnItemsNameThatCantBeReadEndsTheJobAfterItsFile) {
     auto call = forRevision();
     call.type = "Item;CADPART";
     call.all_types = "true";

@@ -25,7 +25,7 @@ TEST_F(JobFiles, EachAttachmentGetsAFileWithHeaderAndObjectLines) {
     EXPECT_TRUE(hasOptions());
 }
 
-TEST_F(JobFiles, BomLinesStandBetweenHeaderAndObject) {
+TEST_F(JobFiles, BomLinesAreBetweenHeaderAndObject) {
     world.occurrence(made.revision, world.item("000200").revision);
     part("part1");
     ASSERT_EQ(0, write(forRevision()));
@@ -284,7 +284,7 @@ TEST_F(JobFiles, ValuesGoInAsTheyAre) {
     EXPECT_EQ("", value("state"));
 }
 
-TEST_F(JobFiles, OptionsStandInTheirFileWithNothingAdded) {
+TEST_F(JobFiles, OptionsAreInTheirFileWithNothingAdded) {
     const std::pair<std::string, std::string> texts[] = {
         {"", ""},          {"a=b\nc", "a=b\nc"},
         {"100%%", "100%"}, {"%%%", "%%"},

@@ -20,7 +20,7 @@ protected:
 
 }  // namespace
 
-TEST_F(JobIdentity, TheUsersNameStandsThereIfItIsWanted) {
+TEST_F(JobIdentity, TheUsersNameIsThereIfItIsWanted) {
     ASSERT_EQ(0, write(withUser("currentUserName")));
     EXPECT_EQ("Ursula Meyer", value("user"));
     EXPECT_EQ("u4711.mail", value("mailto"));

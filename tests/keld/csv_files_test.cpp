@@ -236,9 +236,9 @@ const BadFile kBadFiles[] = {
     {"QuoteInside",
      problemsOfBom,
      "level,item,name\n0,P1,2\" tube\n1,P2,\"x\"y\n",
-     {"f.csv:2:3: found a quote inside the cell; expected a cell without one, or one that stands "
+     {"f.csv:2:3: found a quote inside the cell; expected a cell without one, or one that is "
       "in quotes as a whole, with each quote in it doubled",
-      "f.csv:3:3: found a quote inside the cell; expected a cell without one, or one that stands "
+      "f.csv:3:3: found a quote inside the cell; expected a cell without one, or one that is "
       "in quotes as a whole, with each quote in it doubled"}},
     {"QuoteWithoutEnd",
      problemsOfBom,
@@ -306,7 +306,7 @@ const BadFile kBadFiles[] = {
      "parent,item,number\n000100,P1,20\n000100,P2,30\n000100,P3,30\n",
      {"f.csv:2:3: the number 20 of 000100/A shows #1021 in the store, expected P1/A or a number "
       "that is free",
-      "f.csv:4:3: the number 30 of 000100/A stands in line 3 already"}},
+      "f.csv:4:3: the number 30 of 000100/A is in line 3 already"}},
     {"OneAssemblyTwoWays",
      problemsOfBom,
      "level,item,quantity\n0,P1,\n1,P2,1\n2,P3,4\n2,P4,1\n1,P5,1\n2,P2,1\n3,P3,5\n1,P6,1\n2,P2,2\n"
@@ -316,8 +316,8 @@ const BadFile kBadFiles[] = {
     {"Renames",
      problemsOfRenames,
      "old,new\n000100,N1\n000100,N2\n000101,N1\n000107,N3\n000102," + kLong + "\n,N5\n",
-     {"f.csv:3:1: '000100' stands in line 2 already",
-      "f.csv:4:2: the new id 'N1' stands in line 2 already", "f.csv:5:1: there is no item '000107'",
+     {"f.csv:3:1: '000100' is in line 2 already", "f.csv:4:2: the new id 'N1' is in line 2 already",
+      "f.csv:5:1: there is no item '000107'",
       "f.csv:6:2: found an id of 129 bytes, '" + std::string(60, 'x') +
           "...', at most 128 are allowed",
       "f.csv:7:1: the cell is empty, expected the id of an item"}},
@@ -337,13 +337,13 @@ const BadFile kBadFiles[] = {
      "A:notes,x,\n000100,y,2\n,z,\n",
      {"f.csv:2:3: \"heavy\" is no number", "f.csv:3:1: there is no object '000107'",
       "f.csv:4:1: several datasets are called 000102/A:notes: #7, #8",
-      "f.csv:5:1: '000100' stands in line 2 already",
+      "f.csv:5:1: '000100' is in line 2 already",
       "f.csv:6:1: the cell is empty, expected the name of an object"}},
     {"ValuesOfBadHeadings",
      problemsOfValues,
      "OBJECT,item_id,weight,weight,\n000100,x,1,2,3\n",
      {"f.csv:1:2: 'item_id' isn't set by hand; use keld rename",
-      "f.csv:1:4: the property 'weight' stands in column 3 already",
+      "f.csv:1:4: the property 'weight' is in column 3 already",
       "f.csv:1:5: the column has no heading, expected a property"}},
 };
 
@@ -369,7 +369,7 @@ TEST(CsvBom, WhatBomShowWritesIsReadAgain) {
     EXPECT_EQ(plan.items[1].name, "Pin");
 }
 
-TEST(CsvBom, AnAssemblyMayStandInSeveralPlacesWithItsLinesOrWithout) {
+TEST(CsvBom, AnAssemblyMayBeInSeveralPlacesWithItsLinesOrWithout) {
     EXPECT_EQ(changes(goodBom("level,item\n0,P1\n1,P2\n2,P3\n1,P4\n2,P2\n3,P3\n1,P5\n2,P2\n")),
               (Texts{"P1/A > P2/A 10 x1", "P1/A > P4/A 20 x1", "P1/A > P5/A 30 x1",
                      "P5/A > P2/A 10 x1", "P4/A > P2/A 10 x1", "P2/A > P3/A 10 x1"}));
@@ -442,7 +442,7 @@ TEST(CsvValues, AnEmptyCellIsNoValue) {
     const ValueTable table = readValues(in, 0, store, problems);
     ASSERT_THAT(table.rows, SizeIs(2));
     ASSERT_THAT(table.rows[0].values, SizeIs(1));
-    EXPECT_EQ(table.rows[0].values[0].text, " Pump ") << "a cell is taken as it stands";
+    EXPECT_EQ(table.rows[0].values[0].text, " Pump ") << "a cell is taken as it is";
     EXPECT_EQ(table.rows[1].values[0].column, 3);
     EXPECT_EQ(table.rows[1].object, 101u);
 }

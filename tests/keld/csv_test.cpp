@@ -18,7 +18,7 @@ TEST_F(Csv, ATableHasItsHeadingsAndARecordForEachRow) {
               "1,000102/A,20,1,,Screw\n");
 }
 
-TEST_F(Csv, CommasQuotesAndBreaksStandInQuotes) {
+TEST_F(Csv, CommasQuotesAndBreaksAreInQuotes) {
     done({"set", "000100", "object_name=Pump, 12 \"V\"\nnew"});
     EXPECT_THAT(done({"find", "000100", "--type", "Item", "--csv"}).out,
                 HasSubstr("000100,Item,\"Pump, 12 \"\"V\"\"\nnew\",#"));

@@ -68,10 +68,12 @@ TEST_F(HostileFiles, APipeInTheDatabasesPlaceIsRefused) {
 }
 
 TEST_F(HostileFiles, APipeInThePlaceOfTheLockTablesIsReplaced) {
-    fs::remove(path("keld.db-locks"));
-    ASSERT_EQ(mkfifo(path("keld.db-locks").c_str(), 0600), 0);
-    done({"find", "*"});
-    EXPECT_TRUE(fs::is_regular_file(path("keld.db-locks")));
+    for (const char* name : {"keld.db-locks", "keld.db-locks-held"}) {
+        fs::remove(path(name));
+        ASSERT_EQ(mkfifo(path(name).c_str(), 0600), 0);
+        done({"find", "*"});
+        EXPECT_TRUE(fs::is_regular_file(path(name))) << name;
+    }
 }
 
 TEST_F(HostileFiles, APipeInTheJournalsPlaceIsRefused) {
@@ -135,7 +137,7 @@ TEST_F(HostileFiles, AConfigurationWithoutSectionsIsTold) {
     const Result checked = keld({"doctor"});
     EXPECT_EQ(checked.exit_code, 1);
     EXPECT_THAT(checked.out, HasSubstr("keld_statusmanager.ini:2: the line 'ItemRevision=1' is "
-                                       "ignored: it stands before any section"));
+                                       "ignored: it is before any section"));
     EXPECT_THAT(checked.out, HasSubstr("there is no section SelectWSO: no run can start"));
     EXPECT_THAT(keld({"config", "explain", "Frozen"}).err,
                 HasSubstr("no start type leads to the status 'Frozen'"));

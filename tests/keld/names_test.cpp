@@ -48,7 +48,7 @@ INSTANTIATE_TEST_SUITE_P(Names, EveryId,
                                          "it's", "a\nb", "\t", "-dash", "back\\slash", "\\n",
                                          "a/b:c,d \"e\"", "/", "\x1b[2J", "\u00fcml\u00e4ut"));
 
-TEST_F(Names, ANumberBehindASharpIsATagUnlessItStandsInQuotes) {
+TEST_F(Names, ANumberAfterASharpIsATagUnlessItIsInQuotes) {
     make("#26");
     EXPECT_EQ(done({"show", "\"#26\"", "--json"}).json()["type"], "Item");
     EXPECT_NE(keld({"show", "#26", "--json"}).json()["object"], "#26");

@@ -98,7 +98,7 @@ protected:
 TEST_F(StatusObjections, ARunThatPassesHasNone) {
     const Result result = objections({"000100/A", "Released", "--structure"});
     EXPECT_EQ(result.exit_code, 0);
-    EXPECT_THAT(result.out, HasSubstr("nothing stands against the run"));
+    EXPECT_THAT(result.out, HasSubstr("nothing prevents the run"));
     const auto document = listed({"000102/A", "Frozen"});
     EXPECT_TRUE(document["objections"].empty());
     EXPECT_EQ(document["end"], "passes");
@@ -203,7 +203,7 @@ TEST_F(StatusObjections, ACauseWithoutARemedyEndsTheListAndSaysSo) {
     const Result text = objections({"000100/A:drawing", "Frozen"});
     EXPECT_EQ(text.exit_code, 1);
     EXPECT_THAT(text.out, HasSubstr("remedy   no remedy is known"));
-    EXPECT_THAT(text.out, HasSubstr("there may be more behind the last one"));
+    EXPECT_THAT(text.out, HasSubstr("there may be more after the last one"));
     configure(
         "[SelectWSO]\nItemRevision=1\n[Frozen_ItemRevision]\nPrevReleaseStatus=none\n"
         "CheckNeedFields=no_such_field\nSetReleaseState=Frozen\n");
@@ -241,7 +241,7 @@ TEST_F(StatusObjections, FailuresThatTheRulesDropAreListed) {
     const Result text = objections({"000102/A", "Frozen"});
     EXPECT_EQ(text.exit_code, 1);
     EXPECT_THAT(text.out, HasSubstr("failure that the rules drop: "));
-    EXPECT_THAT(text.out, Not(HasSubstr("nothing stands against")));
+    EXPECT_THAT(text.out, Not(HasSubstr("nothing prevents")));
 }
 
 TEST_F(StatusObjections, NamesAreCheckedAsBeforeARun) {

@@ -41,7 +41,7 @@ TEST_F(PlanFiles, WhatIsNoDocumentIsRefused) {
 TEST_F(PlanFiles, APlanThatIsCutOffIsRefused) {
     for (std::size_t part = 1; part < 8; ++part)
         expectUseless(text_.substr(0, text_.size() * part / 8), "it is ");
-    expectUseless(text_.substr(0, text_.rfind('}')), "it is cut off behind byte ");
+    expectUseless(text_.substr(0, text_.rfind('}')), "it is cut off after byte ");
 }
 
 TEST_F(PlanFiles, AKeyThatIsMissingIsNamed) {

@@ -19,7 +19,7 @@ TEST_F(Usage, AnUnknownVerbIsAnsweredWithTheNearestOne) {
     EXPECT_THAT(result.err, HasSubstr("checkout"));
 }
 
-TEST_F(Usage, AnUnknownVerbBehindGlobalOptionsIsFound) {
+TEST_F(Usage, AnUnknownVerbAfterGlobalOptionsIsFound) {
     const Result result = keld({"--store", "x.db", "--log-level", "4", "shwo"});
     EXPECT_EQ(result.exit_code, 2);
     EXPECT_THAT(result.err, HasSubstr("Did you mean show"));

@@ -486,14 +486,14 @@ TEST_P(EntryMemory, ARefusedAllocationIsAStatusAndTheNextCallSucceeds) {
             ++gave[status];
             EXPECT_TRUE(status == 0 || (n != 0 && one.less.contains(status)))
                 << status << ", " << n;
-            KELD_ERROR("behind it\n");
+            KELD_ERROR("after it\n");
             EXPECT_THAT(lastLine(),
-                        testing::EndsWith(one.leaves_depth ? " behind it" : " E behind it"))
+                        testing::EndsWith(one.leaves_depth ? " after it" : " E after it"))
                 << n;
             if (n == 0 || HasFailure())
                 return;
             one.prepare(world, -n);
-            EXPECT_EQ(0, one.run()) << "again, behind " << n;
+            EXPECT_EQ(0, one.run()) << "again, after " << n;
         });
     std::cout << one.name << ": " << refused << " refused allocations\n";
     EXPECT_EQ(one.less.contains(kNoMemory), gave[kNoMemory] > 0);

@@ -50,7 +50,7 @@ TEST_F(ServiceArguments, AnotherKindFailsAndTheArgumentStaysTheNextOne) {
     EXPECT_EQ(number, 7);
 }
 
-TEST_F(ServiceArguments, AReadBehindTheEndFailsAndLeavesTheOutParameter) {
+TEST_F(ServiceArguments, AReadAfterTheEndFailsAndLeavesTheOutParameter) {
     wb.sendArguments({});
     int number = 5;
     EXPECT_EQ(SVCARG_get_int_argument(&number), kNoMoreArguments);

@@ -396,7 +396,7 @@ TEST_F(ManyReferencers, FollowWhatGoesBack) {
     });
 }
 
-TEST_F(Referencers, OfMoreLevelsStandOnceAtTheirLowest) {
+TEST_F(Referencers, OfMoreLevelsAreListedOnceAtTheirLowest) {
     const tag_t inner = wb.createFolder("inner"), outer = wb.createFolder("outer"),
                 outermost = wb.createFolder("outermost");
     wb.addToFolder(outer, inner);

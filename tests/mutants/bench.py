@@ -87,7 +87,7 @@ class Build:
         return [[path.name, path.stat().st_mtime_ns] for path in paths if path.exists()]
 
 
-class Bench:
+class StoreWorkbench:
     """A working directory of its own: the changed source, its object, the library, what cases write."""
 
     def __init__(self, build, directory):
@@ -112,7 +112,7 @@ class Bench:
         command[command.index("-o") + 1] = str(result)
         command[command.index("-c") + 1] = str(path)
         extra = ["-w", "-iquote", str((self.build.root / source).parent)]
-        if include is not None:  # stands before the other directories
+        if include is not None:  # is before the other directories
             command.insert(command.index("-o"), f"-I{include}")
             first = next(i for i, word in enumerate(command) if word.startswith("-I"))
             command.insert(first, command.pop(command.index(f"-I{include}")))

@@ -32,7 +32,7 @@ class Mutant:
             start = _only(self.context, text, 0, "context").end()
             found = _pattern(self.old).search(text, start)
             if found is None:
-                raise Stale(f"text not found behind {self.context!r}")
+                raise Stale(f"text not found after {self.context!r}")
         else:
             found = _only(self.old, text, 0, "text")
         new = " ".join(line.strip() for line in self.new.split("\n"))

@@ -16,7 +16,7 @@ import threading
 import time
 
 import mechanical
-from bench import CASE_SECONDS, CASE_TIMES, Bench, Broken, Build
+from bench import CASE_SECONDS, CASE_TIMES, StoreWorkbench, Broken, Build
 from mutant import Mutant, Stale, read_list, read_lists
 
 HERE = pathlib.Path(__file__).resolve().parent
@@ -86,7 +86,7 @@ class Runner:
         atexit.register(shutil.rmtree, self.directory, True)
         self.benches = queue.Queue()
         for number in range(jobs):
-            self.benches.put(Bench(build, self.directory / str(number)))
+            self.benches.put(StoreWorkbench(build, self.directory / str(number)))
 
     def prepare(self, mutants):
         """Build what the mutants need, and see that the tests are green without them."""

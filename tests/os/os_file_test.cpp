@@ -66,7 +66,7 @@ TEST_F(OsFile, ThatIsNoRegularFileCantBeOpened) {
     }
 }
 
-TEST_F(OsFile, BehindALinkIsOpenedOnlyWhenLinksAreFollowed) {
+TEST_F(OsFile, AtTheEndOfALinkIsOpenedOnlyWhenLinksAreFollowed) {
     writeFile(path("file"), "x");
     fs::create_symlink(path("file"), path("link"));
     for (const char* mode : {"r", "w", "a"}) {
@@ -291,7 +291,7 @@ TEST_F(OsFile, WhoseReadingFailsLeavesTheResultAlone) {
 }
 
 // A log that goes to a pipe whose reader is slow, in a host that handles signals meanwhile.
-TEST_F(OsFile, AppendedToGoesOnBehindASignal) {
+TEST_F(OsFile, AppendedToGoesOnAfterASignal) {
     static std::atomic<int> signals{0};
     struct sigaction action {};
     action.sa_handler = [](int) { ++signals; };

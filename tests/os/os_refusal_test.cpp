@@ -71,7 +71,7 @@ TEST_F(OsRefusal, NothingStaysOpenWhenNoStreamCanBeMade) {
     EXPECT_EQ(openFiles(), before);
 }
 
-TEST_F(OsRefusal, ReadingGoesOnBehindASignal) {
+TEST_F(OsRefusal, ReadingGoesOnAfterASignal) {
     std::string text;
     keld_os::FileState state;
     interruptions = 3;

@@ -45,7 +45,7 @@ TEST_F(Lists, ATextIsSplitAtEachSeparator) {
     EXPECT_THAT(split("a;b", nullptr), ElementsAre("a;b"));
 }
 
-TEST_F(Lists, AnEmptyEntryCountsBeforeASeparatorButNotBehindTheLast) {
+TEST_F(Lists, AnEmptyEntryCountsBeforeASeparatorButNotAfterTheLast) {
     EXPECT_THAT(split("", ";"), IsEmpty());
     EXPECT_THAT(split(nullptr, ";"), IsEmpty());
     EXPECT_THAT(split(";", ";"), ElementsAre(""));

@@ -31,12 +31,12 @@ class ChangeStringExtended : public world::RenameTest {};
 
 }  // namespace
 
-TEST_F(ChangeStringExtended, ReplacesTheItemIdAndTheRevisionIdBehindIt) {
+TEST_F(ChangeStringExtended, ReplacesTheItemIdAndTheRevisionIdAfterIt) {
     EXPECT_EQ((Changed{true, "XYZ/B"}), change("ABC/A"));
     EXPECT_EQ((Changed{true, "view XYZ/B end"}), change("view ABC/A end"));
 }
 
-TEST_F(ChangeStringExtended, TheRevisionIdIsLookedForAnywhereBehindTheItemId) {
+TEST_F(ChangeStringExtended, TheRevisionIdIsLookedForAnywhereAfterTheItemId) {
     EXPECT_EQ((Changed{true, "XYZ Plate B"}), change("ABC Plate A"));
     // With one letter that may be a letter of a word.
     EXPECT_EQ((Changed{true, "XYZ Bssembly A"}), change("ABC Assembly A"));
@@ -59,11 +59,11 @@ TEST_F(ChangeStringExtended, OnlyTheFirstOccurrencesChange) {
     EXPECT_EQ((Changed{true, "XYZ B ABC A"}), change("ABC A ABC A"));
 }
 
-TEST_F(ChangeStringExtended, AnEmptyOldItemIdStandsAtTheStart) {
+TEST_F(ChangeStringExtended, AnEmptyOldItemIdIsAtTheStart) {
     EXPECT_EQ((Changed{true, "XYZplBn"}), change("plan", "", "a", "XYZ", "B"));
 }
 
-TEST_F(ChangeStringExtended, AnEmptyOldRevisionIdStandsRightBehindTheItemId) {
+TEST_F(ChangeStringExtended, AnEmptyOldRevisionIdIsRightAfterTheItemId) {
     EXPECT_EQ((Changed{true, "XYZB/A"}), change("ABC/A", "ABC", ""));
 }
 
@@ -92,7 +92,7 @@ TEST_F(ChangeStringExtended, TracesItsSteps) {
                     "cNew=view XYZ/B"));
 }
 
-TEST_F(ChangeStringExtended, AnItemIdAtTheStartHasNoLineForWhatStandsBefore) {
+TEST_F(ChangeStringExtended, AnItemIdAtTheStartHasNoLineForWhatIsBefore) {
     change("ABC");
     EXPECT_THAT(world::tracesWith(world, "CKELD_ReName::ChangeStringExtended: str"),
                 ElementsAre("CKELD_ReName::ChangeStringExtended: strcat cNew=XYZ",
@@ -110,12 +110,12 @@ TEST_F(ChangeStringExtended, WithoutAHitTheTraceEndsWithTheOldText) {
 }
 
 TEST_F(ChangeStringExtended, OverlongTextsAreCutWithAWarningAndNothingIsOverrun) {
-    const std::string before(1000, 'b'), behind(1000, 'e');
-    const Changed changed = change((before + "ABC" + behind).c_str());
-    EXPECT_EQ((Changed{true, (before + "XYZ" + behind).substr(0, 1024)}), changed);
+    const std::string before(1000, 'b'), after(1000, 'e');
+    const Changed changed = change((before + "ABC" + after).c_str());
+    EXPECT_EQ((Changed{true, (before + "XYZ" + after).substr(0, 1024)}), changed);
     EXPECT_FALSE(world.lines("W").empty());
     EXPECT_THAT(world.lines("W"), Each(StartsWith("Text cut to 1024 characters: ")));
-    EXPECT_EQ((Changed{false, before + std::string(24, 'e')}), change((before + behind).c_str()));
+    EXPECT_EQ((Changed{false, before + std::string(24, 'e')}), change((before + after).c_str()));
     const std::string huge(4000, 'i');
     EXPECT_EQ((Changed{true, huge.substr(0, 1024)}), change("ABC/A", "ABC", "A", huge.c_str()));
     EXPECT_EQ((Changed{true, "XYZ/" + huge.substr(0, 1020)}),

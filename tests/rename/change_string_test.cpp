@@ -55,7 +55,7 @@ TEST_F(ChangeString, AHitCountsAlsoIfBothIdsAreEqual) {
     EXPECT_EQ((Changed{true, "plan ABC"}), change("plan ABC", "ABC", "ABC"));
 }
 
-TEST_F(ChangeString, AnEmptyOldIdStandsAtTheStart) {
+TEST_F(ChangeString, AnEmptyOldIdIsAtTheStart) {
     EXPECT_EQ((Changed{true, "XYZplan"}), change("plan", "", "XYZ"));
     EXPECT_EQ((Changed{true, "XYZ"}), change("", "", "XYZ"));
 }

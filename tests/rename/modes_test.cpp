@@ -28,7 +28,7 @@ TEST_F(RenameModes, TheNameIsSubstitutedAndTheDescriptionLeftAloneByDefault) {
     EXPECT_EQ((Pair{1, 0}), modes(nullptr, nullptr, "STRBOMView"));
 }
 
-TEST_F(RenameModes, StandUnderPrimaryTypeRelationAndObjectType) {
+TEST_F(RenameModes, AreUnderPrimaryTypeRelationAndObjectType) {
     settings(world, {"ChangeObjectName.Item.VANE_reference.Text=3",
                      "ChangeObjectDescription.Item.VANE_reference.Text=4"});
     EXPECT_EQ((Pair{3, 4}), modes("Item", "VANE_reference", "Text"));
@@ -38,7 +38,7 @@ TEST_F(RenameModes, StandUnderPrimaryTypeRelationAndObjectType) {
     EXPECT_EQ((Pair{1, 0}), modes("Item", nullptr, "Text"));
 }
 
-TEST_F(RenameModes, StandUnderPrimaryTypeAndObjectTypeWhereThereIsNoRelation) {
+TEST_F(RenameModes, AreUnderPrimaryTypeAndObjectTypeWhereThereIsNoRelation) {
     settings(world, {"ChangeObjectName.Item.Text=2", "ChangeObjectDescription.Item.Text=1"});
     EXPECT_EQ((Pair{2, 1}), modes("Item", nullptr, "Text"));
     EXPECT_EQ((Pair{1, 0}), modes("Item", "VANE_reference", "Text"));

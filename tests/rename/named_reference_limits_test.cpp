@@ -123,7 +123,7 @@ TEST(NamedReferenceFailing, EachFailureAboutAnObjectIsReturned) {
                "OBJ_lock", "ENT_set_name", "OBJ_save", "OBJ_refresh"});
 }
 
-TEST(NamedReferenceFailing, AFailureLeavesTheReferencesBehindIt) {
+TEST(NamedReferenceFailing, AFailureLeavesTheReferencesAfterIt) {
     World world;
     const tag_t dataset = world.dataset("plan");
     const tag_t first = world.bench.addFile(dataset, "Text", world::someFile(), "old.a");

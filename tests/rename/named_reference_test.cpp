@@ -138,10 +138,10 @@ TEST_F(NamedReference, WithoutAnOldNameEveryObjectFollows) {
 
 TEST_F(NamedReference, WhatIsNeitherFileNorWorkspaceObjectIsPassedOver) {
     world.bench.addNamedReference(dataset, "Text", world.bench.create("Person"));
-    const tag_t behind = file("ABC-01.txt");
+    const tag_t after = file("ABC-01.txt");
     EXPECT_EQ(0, run());
     EXPECT_THAT(world.lines("T"), Contains("lIsVaneFile=0; lIsWso=0"));
-    EXPECT_EQ("XYZ-02.txt", fileName(behind));
+    EXPECT_EQ("XYZ-02.txt", fileName(after));
 }
 
 TEST_F(NamedReference, AnExcludedOneIsSkippedWhicheverClassItHas) {

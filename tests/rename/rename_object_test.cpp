@@ -66,7 +66,7 @@ TEST_F(RenameObject, AnyOtherObjectIsSavedAsAnObject) {
     EXPECT_EQ("sheet XYZ", name(form));
 }
 
-TEST_F(RenameObject, TheDescriptionIsAskedOnlyUnderAModeAndSetBehindTheName) {
+TEST_F(RenameObject, TheDescriptionIsAskedOnlyUnderAModeAndSetAfterTheName) {
     settings(world, {"ChangeObjectDescription.Item.R.Text=1"});
     const auto calls = world.calls([&] { EXPECT_EQ(0, run(dataset)); });
     EXPECT_THAT(calls,

@@ -35,7 +35,7 @@ protected:
 
 }  // namespace
 
-TEST_F(RenameServiceRegistry, TheNewIdIsRegisteredBeforeTheRenameAndTheOldTakenOutBehindIt) {
+TEST_F(RenameServiceRegistry, TheNewIdIsRegisteredBeforeTheRenameAndTheOldTakenOutAfterIt) {
     const auto calls = world.calls([&] { EXPECT_EQ(both(0), world::rename(world, item, "XYZ")); });
     EXPECT_THAT(world::only(calls, {"REG_register", "REG_unregister", "DBO_set_attr_string"}),
                 ElementsAre("REG_register_item_id(XYZ, 7)", "DBO_set_attr_string(1, XYZ)",
@@ -75,7 +75,7 @@ TEST_F(RenameServiceRegistry, ARefusedTestPassLeavesTheNewIdRegisteredAndTheObje
     EXPECT_EQ(before, world.everything());
 }
 
-TEST_F(RenameServiceRegistry, ARenameThatFailsBehindTheNewIdTakesTheOldOneOut) {
+TEST_F(RenameServiceRegistry, ARenameThatFailsAfterTheNewIdTakesTheOldOneOut) {
     world.bench.setFaults({{"DST_save_myself", 1, 4711}});
     EXPECT_EQ(both(4711), world::rename(world, item, "XYZ"));
     EXPECT_EQ("XYZ", world.storedText(item, "item_id"));
@@ -115,7 +115,7 @@ TEST_F(RenameServiceRegistry, AnUnreachableRegistryDoesntKeepTheRenameAway) {
     }
 }
 
-TEST_F(RenameServiceRegistry, ThePreferenceForAnUnreachableOneDropsTheStepBehindTheRename) {
+TEST_F(RenameServiceRegistry, ThePreferenceForAnUnreachableOneDropsTheStepAfterTheRename) {
     for (const bool go_on : {false, true}) {
         world.put(item, "item_id", "ABC");
         world.bench.setPreference("ART_id_allow_if_registry_down", {go_on ? "true" : "false"});
@@ -130,7 +130,7 @@ TEST_F(RenameServiceRegistry, ThePreferenceForAnUnreachableOneDropsTheStepBehind
     }
 }
 
-TEST_F(RenameServiceRegistry, AnEmptyIdIsRefusedBehindTheQuestionAboutIt) {
+TEST_F(RenameServiceRegistry, AnEmptyIdIsRefusedAfterTheQuestionAboutIt) {
     world.bench.setPreference("ART_id_always_register_on_creation", {"false"});
     const auto calls =
         world.calls([&] { EXPECT_EQ(both(919320), world::rename(world, item, "")); });

@@ -68,15 +68,15 @@ inline std::optional<std::string> substitutedBoth(const std::string& old,
     const auto marked = substituted(old, old_item, "\x01");
     if (!marked)
         return std::nullopt;
-    std::string before, behind;
+    std::string before, after;
     bool passed = false;
     for (const char c : *marked) {
         if (c == '\x01')
             passed = true;
         else
-            (passed ? behind : before) += c;
+            (passed ? after : before) += c;
     }
-    return before + new_item + substituted(behind, old_revision, new_revision).value_or(behind);
+    return before + new_item + substituted(after, old_revision, new_revision).value_or(after);
 }
 
 // The new text of an object under a mode; nothing if it stays.

@@ -140,7 +140,7 @@ TEST_F(RenameWalk, ReadsTheOldDataFirst) {
                             "OBJ_ask_if_modifiable(item)", "CKO_is_checked_out(item)"));
 }
 
-TEST_F(RenameWalk, ItsCallsAreTracedAsTheyStand) {
+TEST_F(RenameWalk, ItsCallsAreTracedAsTheyAreWritten) {
     ASSERT_EQ(0, run(revisions[1], "XYZ", "2", 7));
     world::Lines calls = world::traced(world, 0);
     const std::string related =

@@ -61,7 +61,7 @@ TEST_F(FormValues, AnEmptyListDoesNothing) {
     EXPECT_THAT(world.lines(), IsEmpty());
 }
 
-TEST_F(FormValues, ValueTakesTheTextBehindTheSign) {
+TEST_F(FormValues, ValueTakesTheTextAfterTheSign) {
     const auto calls = world.calls([&] {
         EXPECT_EQ(0, KELD_SetFormValue_byType(form, item, "user_data_1=one;user_data_2=two words",
                                               "Value", false));
@@ -269,7 +269,7 @@ TEST_F(FormValues, DatesAsDatesLookForNoStar) {
     }
 }
 
-TEST_F(FormValues, AFailureEndsTheListAndTheEntriesBeforeItStand) {
+TEST_F(FormValues, AFailureEndsTheListAndTheEntriesBeforeItStay) {
     EXPECT_NE(0, apply("user_data_1=one;no_such=two;user_data_2=two", "Value"));
     EXPECT_EQ("one", value("user_data_1"));
     EXPECT_EQ("", value("user_data_2"));

@@ -56,7 +56,7 @@ TEST_F(StatusInside, ATimeOutOfRangeIsNoTime) {
     EXPECT_EQ(2013, now.year);
 }
 
-TEST_F(StatusInside, ANameThatIsNoUtf8IsCutAsItStands) {
+TEST_F(StatusInside, ANameThatIsNoUtf8IsCutAsItIs) {
     const CKELD_StatusManager none(std::string(200, '\x80').c_str());
     EXPECT_EQ(std::string(99, '\x80'), none.m_cStatus);
     const CKELD_StatusManager some((std::string(97, 'a') + "\xE2\x82\xAC").c_str());

@@ -53,7 +53,7 @@ protected:
 
 }  // namespace
 
-TEST_F(LogMarks, PassesAndVisitsStandInThisOrder) {
+TEST_F(LogMarks, PassesAndVisitsComeInThisOrder) {
     const tag_t revision = world.item("000100").revision;
     world.specification(revision, "plan");
     world.ini(
@@ -85,7 +85,7 @@ TEST_F(LogMarks, AVisitHasItsSectionAndStatusBetweenItsMarks) {
     EXPECT_THAT(log(), Contains(StartsWith(marks::kSkipped)));
 }
 
-TEST_F(LogMarks, AFailureStandsBeforeTheEndOfItsCall) {
+TEST_F(LogMarks, AFailureComesBeforeTheEndOfItsCall) {
     const tag_t revision = world.item("000100").revision;
     world.bench.checkOut(revision, "");
     world.ini("[SelectWSO]\nItemRevision=1\n[S_ItemRevision]\nSetReleaseState=Frozen\n");

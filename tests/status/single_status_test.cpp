@@ -41,7 +41,7 @@ protected:
 
 static_assert(!std::is_polymorphic_v<CKELD_Status1>);
 
-TEST_F(SingleStatus, ItsFieldsStandInTheirOrder) {
+TEST_F(SingleStatus, ItsFieldsAreInTheirOrder) {
     EXPECT_EQ(0u, offsetof(CKELD_Status1, _cState));
     EXPECT_EQ(36u, offsetof(CKELD_Status1, _tagRelState));
     EXPECT_EQ(40u, offsetof(CKELD_Status1, _dateRelease));

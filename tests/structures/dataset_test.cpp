@@ -112,7 +112,7 @@ TEST_F(Datasets, SaveMyselfStoresADatasetKeepsItsLockAndTakesNothingElse) {
     EXPECT_EQ(Tags{dataset}, find("reply"));
 }
 
-TEST_F(Datasets, VersionsStandOnTheAnchorOldestFirst) {
+TEST_F(Datasets, VersionsAreListedAtTheAnchorOldestFirst) {
     const tag_t first = bench_.createDataset("Text", "letter");
     const tag_t second = bench_.createDatasetVersion(first);
     const tag_t third = bench_.createDatasetVersion(first);
@@ -139,7 +139,7 @@ TEST_F(Datasets, AnIndexThatNoVersionHasIsRefused) {
     EXPECT_EQ(7u, found);
 }
 
-TEST_F(Datasets, BeforeTheFirstVersionStandsTheEndOfTheChain) {
+TEST_F(Datasets, BeforeTheFirstVersionIsTheEndOfTheChain) {
     const tag_t first = bench_.createDataset("Text", "letter");
     tag_t found = 7;
     EXPECT_EQ(9112, DST_ask_dataset_prev_rev(first, &found));

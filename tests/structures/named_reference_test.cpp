@@ -69,7 +69,7 @@ TEST_F(NamedReferences, AddingNeedsTheLockAnExistingObjectAndANameOfTheType) {
     EXPECT_TRUE(all().empty());
 }
 
-TEST_F(NamedReferences, AnIndexBehindTheLastIsRefusedAndNothingIsWritten) {
+TEST_F(NamedReferences, AnIndexAfterTheLastIsRefusedAndNothingIsWritten) {
     char name[33] = "before";
     int kind = 5;
     tag_t object = 7;

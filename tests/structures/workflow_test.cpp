@@ -38,7 +38,7 @@ TEST_F(Workflows, ATemplateIsFoundByItsExactName) {
     EXPECT_THROW(bench_.createProcessTemplate("", {}), Failure);
 }
 
-TEST_F(Workflows, TheTasksOfAProcessStandInItsTargetsAndAreSeenByOthers) {
+TEST_F(Workflows, TheTasksOfAProcessAreItsTargetsAndAreSeenByOthers) {
     tag_t process = NULLTAG;
     ASSERT_EQ(0, start({part_}, {1}, &process));
     secondSession();

@@ -47,7 +47,7 @@ protected:
 
 }  // namespace
 
-TEST_F(Umlauts, StandInTheLogsPathAndInItsLines) {
+TEST_F(Umlauts, AreInTheLogsPathAndInItsLines) {
     bench_.openSession(bench_.openStore(":memory:"), {});
     bench_.sendArguments({1, 0, std::string()});
     char* path = nullptr;
@@ -58,7 +58,7 @@ TEST_F(Umlauts, StandInTheLogsPathAndInItsLines) {
     EXPECT_THAT(log(), HasSubstr("Gr\xC3\xB6\xC3\x9F\x65"));
 }
 
-TEST_F(Umlauts, StandInTheConfigurationsPathAndItsFileHasCarriageReturns) {
+TEST_F(Umlauts, AreInTheConfigurationsPathAndItsFileHasCarriageReturns) {
     keld_test::writeFile(directory_ / "keld_statusmanager.ini",
                          "\xEF\xBB\xBF[SelectWSO]\r\nItemRevision=1\r\n\r\n"
                          "[Gepr\xC3\xBC\x66t_ItemRevision]\r\n; done\r\n"
@@ -74,7 +74,7 @@ TEST_F(Umlauts, StandInTheConfigurationsPathAndItsFileHasCarriageReturns) {
     EXPECT_EQ("Gepr\xC3\xBC\x66t", std::get<std::string>(name.at(0)));
 }
 
-TEST_F(Umlauts, StandInTheStoresPathAndInItsFiles) {
+TEST_F(Umlauts, AreInTheStoresPathAndInItsFiles) {
     const fs::path store = directory_ / windows_test::pathOf("S\xC3\xA4mmlung.mervane");
     const fs::path source = directory_ / windows_test::pathOf("B\xC3\xBCgel.prt");
     keld_test::writeFile(source, "line\nline\r\n\x1A");
@@ -102,7 +102,7 @@ TEST_F(Umlauts, StandInTheStoresPathAndInItsFiles) {
     bench_.closeStore(opened);
 }
 
-TEST_F(Umlauts, StandInTheTemporaryDirectoryOfALogWithoutANameOfItsOwn) {
+TEST_F(Umlauts, AreInTheTemporaryDirectoryOfALogWithoutANameOfItsOwn) {
     // No file of its own: the temporary directory has the umlauts.
     windows_test::setVariable(L"KELD_LOG_FILE", "");
     windows_test::setVariable(L"MV_TMP_DIR", directory_);

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "workbench/admin/bench.h"
+#include "workbench/admin/store_workbench.h"
 #include "workbench/run/recorder.h"
 #include "workbench/session/datasets.h"
 #include "workbench/session/organisation.h"
@@ -13,7 +13,8 @@ namespace mervane {
 
 // Store a definition and its entry in the record of the run together.
 template <typename Steps>
-void Bench::define(const std::string& what, Steps&& steps) {
+void StoreWorkbench::define(const std::string& what, Steps&& steps) {
+    // Without a run there is nothing to record, and the store has a transaction of its own.
     if (!now().recorder())
         return steps();
     StoreTransaction transaction(now().store());
@@ -22,70 +23,72 @@ void Bench::define(const std::string& what, Steps&& steps) {
     transaction.commit();
 }
 
-tag_t Bench::defineClass(const std::string& name, const std::string& parent,
-                         const std::vector<AttributeSpec>& attributes) {
+tag_t StoreWorkbench::defineClass(const std::string& name, const std::string& parent,
+                                  const std::vector<AttributeSpec>& attributes) {
     define("the class " + name,
            [&] { now().store().addClass(name, parent.empty() ? "Instance" : parent, attributes); });
     return now().model().findClass(name)->handle;
 }
 
-tag_t Bench::defineType(const std::string& name, const std::string& parent_type,
-                        const std::vector<AttributeSpec>& attributes) {
+tag_t StoreWorkbench::defineType(const std::string& name, const std::string& parent_type,
+                                 const std::vector<AttributeSpec>& attributes) {
     define("the type " + name, [&] { now().store().addType(name, parent_type, attributes); });
     return now().model().findType(name)->handle;
 }
 
-tag_t Bench::defineRelationType(const std::string& name) {
+tag_t StoreWorkbench::defineRelationType(const std::string& name) {
     define("the relation type " + name, [&] { now().store().addRelationType(name); });
     return now().model().findRelationType(name)->handle;
 }
 
-tag_t Bench::defineDatasetType(const std::string& name, const std::string& tool,
-                               const std::vector<std::string>& formats,
-                               const std::vector<std::string>& reference_names) {
+tag_t StoreWorkbench::defineDatasetType(const std::string& name, const std::string& tool,
+                                        const std::vector<std::string>& formats,
+                                        const std::vector<std::string>& reference_names) {
     define("the dataset type " + name,
            [&] { now().store().addDatasetType(name, "Dataset", tool, formats, reference_names); });
     return now().model().findType(name)->handle;
 }
 
 // Anybody may rehearse a change of settings: it goes back.
-void Bench::needAdministratorUnlessRehearsed(const std::string& what) {
+void StoreWorkbench::needAdministratorUnlessRehearsed(const std::string& what) {
     if (!now().rehearses())
         needAdministrator(what);
 }
 
-void Bench::needAdministrator(const std::string& what) {
+void StoreWorkbench::needAdministrator(const std::string& what) {
     now().needAdministrator(what.c_str());
 }
 
-tag_t Bench::createGroup(const std::string& name, const std::string& parent) {
+tag_t StoreWorkbench::createGroup(const std::string& name, const std::string& parent) {
     now().needAdministrator("make groups");
     return mervane::createGroup(now(), name, parent);
 }
 
-tag_t Bench::createUser(const std::string& id, const std::string& name, const std::string& group) {
+tag_t StoreWorkbench::createUser(const std::string& id, const std::string& name,
+                                 const std::string& group) {
     now().needAdministrator("make users");
     return mervane::createUser(now(), id, name, group);
 }
 
-void Bench::addToGroup(const std::string& user, const std::string& group) {
+void StoreWorkbench::addToGroup(const std::string& user, const std::string& group) {
     now().needAdministrator("add users to groups");
     mervane::addToGroup(now(), user, group);
 }
 
-void Bench::setPreference(const std::string& name, const std::vector<std::string>& values) {
+void StoreWorkbench::setPreference(const std::string& name,
+                                   const std::vector<std::string>& values) {
     if (name.empty())
         throw Failure(kBadValue, "a preference needs a name");
     needAdministratorUnlessRehearsed("set preferences");
     now().setPreference(name, &values);
 }
 
-void Bench::removePreference(const std::string& name) {
+void StoreWorkbench::removePreference(const std::string& name) {
     needAdministratorUnlessRehearsed("remove preferences");
     now().setPreference(name, nullptr);
 }
 
-std::vector<std::pair<std::string, std::vector<std::string>>> Bench::preferences() {
+std::vector<std::pair<std::string, std::vector<std::string>>> StoreWorkbench::preferences() {
     return now().store().preferences();
 }
 
@@ -121,35 +124,37 @@ void checkRight(Session& session, const Right& right) {
 
 }  // namespace
 
-void Bench::addRight(const Right& right) {
+void StoreWorkbench::addRight(const Right& right) {
     checkRight(now(), right);
     needAdministratorUnlessRehearsed("give rights");
     now().addRight(right);
 }
 
-void Bench::removeRight(const Right& right) {
+void StoreWorkbench::removeRight(const Right& right) {
+    // What the right names may be gone by now, so it isn't looked up.
     needAdministratorUnlessRehearsed("take rights away");
     now().removeRight(right);
 }
 
-RightDecision Bench::decide(const std::string& user, const std::string& group, tag_t object,
-                            const std::string& privilege) {
+RightDecision StoreWorkbench::decide(const std::string& user, const std::string& group,
+                                     tag_t object, const std::string& privilege) {
     return now().decide(now().object(object), privilege, askerOf(now(), user, group));
 }
 
-std::vector<Right> Bench::rights() {
+std::vector<Right> StoreWorkbench::rights() {
     return now().store().rights();
 }
 
-tag_t Bench::createProcessTemplate(const std::string& name, const std::vector<std::string>& tasks) {
+tag_t StoreWorkbench::createProcessTemplate(const std::string& name,
+                                            const std::vector<std::string>& tasks) {
     return mervane::createProcessTemplate(now(), name, tasks);
 }
 
-std::vector<std::string> Bench::privilegeNames() {
+std::vector<std::string> StoreWorkbench::privilegeNames() {
     return knownPrivileges();
 }
 
-std::vector<std::string> Bench::typeNames(const std::string& at_or_below) {
+std::vector<std::string> StoreWorkbench::typeNames(const std::string& at_or_below) {
     const Model& model = now().model();
     const Type* top = model.findType(at_or_below.empty() ? "Instance" : at_or_below);
     if (!top)
@@ -160,14 +165,14 @@ std::vector<std::string> Bench::typeNames(const std::string& at_or_below) {
     return names;
 }
 
-std::vector<std::string> Bench::referenceNames(const std::string& dataset_type) {
+std::vector<std::string> StoreWorkbench::referenceNames(const std::string& dataset_type) {
     const Type* type = findDatasetType(now(), dataset_type);
     if (!type)
         throw Failure(kUnknownType, "there is no dataset type " + dataset_type);
     return referenceNamesOf(now(), *type);
 }
 
-std::vector<std::string> Bench::relationTypeNames() {
+std::vector<std::string> StoreWorkbench::relationTypeNames() {
     std::vector<std::string> names;
     for (const RelationType* type : now().model().relationTypes())
         names.push_back(type->name);

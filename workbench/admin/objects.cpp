@@ -1,4 +1,4 @@
-#include "workbench/admin/bench.h"
+#include "workbench/admin/store_workbench.h"
 #include "workbench/session/bom_window.h"
 #include "workbench/session/datasets.h"
 #include "workbench/session/interface.h"
@@ -49,6 +49,7 @@ void setAndSave(Session& session, Object& object, const std::string& attribute, 
     const bool was_new = object.isNew();
     const bool was_dirty = object.isDirty();
     try {
+        // put() needs no lock, and the save refuses what another session has locked.
         session.put(object, attribute, std::move(values));
         session.save(object);
     } catch (...) {
@@ -61,8 +62,9 @@ void setAndSave(Session& session, Object& object, const std::string& attribute, 
 
 }  // namespace
 
-tag_t Bench::createItem(const std::string& id, const std::string& name, const std::string& type,
-                        const std::string& revision, tag_t* first_revision) {
+tag_t StoreWorkbench::createItem(const std::string& id, const std::string& name,
+                                 const std::string& type, const std::string& revision,
+                                 tag_t* first_revision) {
     Object* first = nullptr;
     Object& item = newItem(now(), typeNamed(now(), type, "Item"), id, name, revision, &first);
     const tag_t first_tag = first->tag;
@@ -72,24 +74,24 @@ tag_t Bench::createItem(const std::string& id, const std::string& name, const st
     return tag;
 }
 
-tag_t Bench::createRevision(tag_t item, const std::string& revision) {
+tag_t StoreWorkbench::createRevision(tag_t item, const std::string& revision) {
     Object& owner = now().object(item, *now().model().findClass("Item"));
     return stored(now(), newRevision(now(), owner, revision));
 }
 
-tag_t Bench::createForm(const std::string& type, const std::string& name) {
+tag_t StoreWorkbench::createForm(const std::string& type, const std::string& name) {
     Object& form = now().create(typeNamed(now(), type, "Form"));
     now().put(form, "object_name", {name});
     return stored(now(), form);
 }
 
-tag_t Bench::createFolder(const std::string& name) {
+tag_t StoreWorkbench::createFolder(const std::string& name) {
     Object& folder = now().create(typeNamed(now(), "", "Folder"));
     now().put(folder, "object_name", {name});
     return stored(now(), folder);
 }
 
-void Bench::addToFolder(tag_t folder, tag_t content) {
+void StoreWorkbench::addToFolder(tag_t folder, tag_t content) {
     Object& object = fresh(now(), folder);
     if (!object.isA(*now().model().findClass("Folder")))
         throw Failure(kWrongClass, plainName(object) + " is no folder");
@@ -99,74 +101,77 @@ void Bench::addToFolder(tag_t folder, tag_t content) {
     setAndSave(now(), object, "contents", std::move(contents));
 }
 
-tag_t Bench::createDataset(const std::string& type, const std::string& name) {
+tag_t StoreWorkbench::createDataset(const std::string& type, const std::string& name) {
     return mervane::createDataset(now(), type, name);
 }
 
-tag_t Bench::createDatasetVersion(tag_t dataset) {
+tag_t StoreWorkbench::createDatasetVersion(tag_t dataset) {
     return mervane::createDatasetVersion(now(), dataset);
 }
 
-tag_t Bench::addFile(tag_t dataset, const std::string& reference_name, const std::string& path,
-                     const std::string& original_name) {
+tag_t StoreWorkbench::addFile(tag_t dataset, const std::string& reference_name,
+                              const std::string& path, const std::string& original_name) {
     return mervane::addFile(now(), dataset, reference_name, path, original_name);
 }
 
-void Bench::addNamedReference(tag_t dataset, const std::string& reference_name, tag_t object) {
+void StoreWorkbench::addNamedReference(tag_t dataset, const std::string& reference_name,
+                                       tag_t object) {
     mervane::addNamedReference(now(), dataset, reference_name, object);
 }
 
-tag_t Bench::relate(tag_t primary, tag_t secondary, const std::string& relation_type) {
+tag_t StoreWorkbench::relate(tag_t primary, tag_t secondary, const std::string& relation_type) {
     const RelationType* type = now().model().findRelationType(relation_type);
     if (!type)
         throw Failure(kUnknownType, "there is no relation type " + relation_type);
     return stored(now(), newRelation(now(), primary, secondary, type->handle));
 }
 
-tag_t Bench::create(const std::string& type) {
+tag_t StoreWorkbench::create(const std::string& type) {
     return stored(now(), now().create(typeNamed(now(), type, "Instance")));
 }
 
-void Bench::set(tag_t object, const std::string& attribute, const Values& values) {
+void StoreWorkbench::set(tag_t object, const std::string& attribute, const Values& values) {
     for (const Value& value : values)
         if (const auto* reference = std::get_if<Reference>(&value);
             reference && reference->tag != NULLTAG)
+            // put() below doesn't look the targets up.
             now().object(reference->tag);
     setAndSave(now(), fresh(now(), object), attribute, values);
 }
 
-Values Bench::get(tag_t object, const std::string& attribute) {
+Values StoreWorkbench::get(tag_t object, const std::string& attribute) {
     if (isLine(object))
         return lineProperty(now(), object, attribute).values;
     return now().property(now().object(object), attribute).values;
 }
 
-void Bench::needDisplayText(tag_t object, const std::string& property, const std::string& text) {
+void StoreWorkbench::needDisplayText(tag_t object, const std::string& property,
+                                     const std::string& text) {
     now().needDisplayText(now().object(object), property, text);
 }
 
-void Bench::checkOut(tag_t object, const std::string& comment) {
+void StoreWorkbench::checkOut(tag_t object, const std::string& comment) {
     now().checkOut(now().object(object), comment);
 }
 
-void Bench::checkIn(tag_t object) {
+void StoreWorkbench::checkIn(tag_t object) {
     now().checkIn(now().object(object));
 }
 
-std::optional<CheckOutInfo> Bench::checkOutOf(tag_t object) {
+std::optional<CheckOutInfo> StoreWorkbench::checkOutOf(tag_t object) {
     Session::CheckOut by;
     if (!now().checkedOut(object, &by))
         return std::nullopt;
     return CheckOutInfo{now().displayId(by.user), by.date, by.comment};
 }
 
-void Bench::needRead(tag_t object) {
+void StoreWorkbench::needRead(tag_t object) {
     Object& asked = now().object(object);
     if (!now().allowed(asked, "READ"))
         throw Failure(kNotAllowed, "user " + now().userId() + " may not READ " + plainName(asked));
 }
 
-void Bench::asOne(const std::function<void()>& steps) {
+void StoreWorkbench::asOne(const std::function<void()>& steps) {
     Session& session = now();
     const std::unordered_set<tag_t> held = session.locksHeld();
     SessionBatch batch(session);
@@ -174,6 +179,7 @@ void Bench::asOne(const std::function<void()>& steps) {
         steps();
         batch.commit();
     } catch (...) {
+        // The rollback comes first, since locks are only given up when their objects aren't cached.
         batch.takeBack();
         session.keepLocks(held);
         throw;
@@ -182,12 +188,12 @@ void Bench::asOne(const std::function<void()>& steps) {
 
 // ---- structures ----
 
-tag_t Bench::bomViewRevision(tag_t revision) {
+tag_t StoreWorkbench::bomViewRevision(tag_t revision) {
     return mervane::bomViewRevision(now(), revision);
 }
 
-tag_t Bench::addOccurrence(tag_t parent_revision, tag_t child_revision, const std::string& quantity,
-                           const std::string& sequence_no) {
+tag_t StoreWorkbench::addOccurrence(tag_t parent_revision, tag_t child_revision,
+                                    const std::string& quantity, const std::string& sequence_no) {
     const tag_t made =
         mervane::addOccurrence(now(), parent_revision, child_revision, quantity, sequence_no);
     // Otherwise only functions of the platform do so, and a host may add many.
@@ -195,23 +201,23 @@ tag_t Bench::addOccurrence(tag_t parent_revision, tag_t child_revision, const st
     return made;
 }
 
-int Bench::copyStructure(tag_t from_revision, tag_t to_revision) {
+int StoreWorkbench::copyStructure(tag_t from_revision, tag_t to_revision) {
     return mervane::copyStructure(now(), from_revision, to_revision);
 }
 
-tag_t Bench::openBomWindow(tag_t revision) {
+tag_t StoreWorkbench::openBomWindow(tag_t revision) {
     return now().bomWindows().open(revision);
 }
 
-StructureSize Bench::measure(tag_t revision, std::size_t most) {
+StructureSize StoreWorkbench::measure(tag_t revision, std::size_t most) {
     return measureStructure(now(), revision, most);
 }
 
-void Bench::saveBomWindow(tag_t line) {
+void StoreWorkbench::saveBomWindow(tag_t line) {
     now().bomWindows().save(line);
 }
 
-void Bench::closeBomWindow(tag_t line) {
+void StoreWorkbench::closeBomWindow(tag_t line) {
     now().bomWindows().close(line);
 }
 

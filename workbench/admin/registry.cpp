@@ -1,6 +1,6 @@
 #include <filesystem>
 
-#include "workbench/admin/bench.h"
+#include "workbench/admin/store_workbench.h"
 #include "workbench/system/system.h"
 
 // The registry of item ids that the current session's store uses.
@@ -18,32 +18,33 @@ std::string absolutePath(const std::string& path) {
 
 }  // namespace
 
-void Bench::createRegistry(const std::string& path) {
+void StoreWorkbench::createRegistry(const std::string& path) {
     Registry::create(path);
 }
 
-void Bench::useRegistry(const std::string& path) {
+void StoreWorkbench::useRegistry(const std::string& path) {
     now().needAdministrator("choose the registry");
     now().store().useRegistry(absolutePath(path));
 }
 
-std::string Bench::registryPath() {
+std::string StoreWorkbench::registryPath() {
     return now().store().registryPath();
 }
 
-std::vector<std::string> Bench::registeredIds() {
+std::vector<std::string> StoreWorkbench::registeredIds() {
     return now().store().registryEvenDown().ids();
 }
 
-bool Bench::registryReachable() {
+bool StoreWorkbench::registryReachable() {
     try {
+        // now() is in here, too: without a session the answer is no.
         return now().store().registryEvenDown().isReachable();
     } catch (const Failure&) {
         return false;
     }
 }
 
-void Bench::setRegistryReachable(bool reachable) {
+void StoreWorkbench::setRegistryReachable(bool reachable) {
     now().needAdministrator("switch the registry on or off");
     now().store().registryEvenDown().setReachable(reachable);
 }

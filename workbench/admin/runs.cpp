@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <set>
 
-#include "workbench/admin/bench.h"
+#include "workbench/admin/store_workbench.h"
 #include "workbench/run/reads.h"
 #include "workbench/run/recorder.h"
 #include "workbench/run/undo.h"
@@ -11,38 +11,39 @@
 
 namespace mervane {
 
-void Bench::beginRun(const RunOptions& options) {
+void StoreWorkbench::beginRun(const RunOptions& options) {
     OpenSession& open = nowOpen();
     open.run = std::make_unique<Run>(*open.session, options);
 }
 
-RunHead Bench::endRun(const RunOutcome& outcome, bool keep,
-                      const std::function<void(const RunEntry&)>& each) {
+RunHead StoreWorkbench::endRun(const RunOutcome& outcome, bool keep,
+                               const std::function<void(const RunEntry&)>& each) {
     OpenSession& open = nowOpen();
     if (!open.run)
         throw Failure(kBadValue, "the session has no run that could end");
+    // The session has no run any more, however its end goes.
     const std::unique_ptr<Run> run = std::move(open.run);
     return run->end(outcome, keep, each);
 }
 
-bool Bench::inRun() {
+bool StoreWorkbench::inRun() {
     return nowOpen().run != nullptr;
 }
 
-RunHead Bench::runUnderWay() {
+RunHead StoreWorkbench::runUnderWay() {
     if (!now().recorder())
         throw Failure(kBadValue, "the session has no run");
     return now().recorder()->head();
 }
 
-RunReads Bench::readsOfRun() {
+RunReads StoreWorkbench::readsOfRun() {
     Recorder* const recorder = now().recorder();
     if (!recorder || !recorder->reads())
         throw Failure(kBadValue, "there is no run that gathers what it reads");
     return recorder->reads()->take(now().store());
 }
 
-void Bench::readRunSoFar(const std::function<void(const RunEntry&)>& each) {
+void StoreWorkbench::readRunSoFar(const std::function<void(const RunEntry&)>& each) {
     Recorder* const recorder = now().recorder();
     if (!recorder)
         throw Failure(kBadValue, "the session has no run");
@@ -52,50 +53,52 @@ void Bench::readRunSoFar(const std::function<void(const RunEntry&)>& each) {
         });
 }
 
-std::vector<ReadDifference> Bench::differencesFrom(const RunReads& reads) {
+std::vector<ReadDifference> StoreWorkbench::differencesFrom(const RunReads& reads) {
     return mervane::differencesFrom(now(), reads);
 }
 
-void Bench::interrupt() noexcept {
+void StoreWorkbench::interrupt() noexcept {
     interruptCalls();
 }
 
-bool Bench::interrupted() noexcept {
+bool StoreWorkbench::interrupted() noexcept {
     return callsAreInterrupted();
 }
 
-std::vector<RunHead> Bench::runs(const RunQuery& query) {
+std::vector<RunHead> StoreWorkbench::runs(const RunQuery& query) {
     std::vector<RunHead> heads;
     for (const std::int64_t number : RunTables(now().store(), false).find(query))
         heads.push_back(run(number));
     return heads;
 }
 
-RunHead Bench::run(std::int64_t number) {
+RunHead StoreWorkbench::run(std::int64_t number) {
     RunHead head;
     if (!readHead(now(), number, head))
         throw Failure(kBadValue, "there is no run " + std::to_string(number));
     return head;
 }
 
-void Bench::readRun(std::int64_t number, const std::function<void(const RunEntry&)>& each) {
+void StoreWorkbench::readRun(std::int64_t number,
+                             const std::function<void(const RunEntry&)>& each) {
     (void)run(number);
     RunTables(now().store(), false).entries(number, [&](StoredEntry&& entry) {
         each(shownEntry(now().model(), std::move(entry)));
     });
 }
 
-UndoReport Bench::undoRun(std::int64_t number, const std::string& version) {
+UndoReport StoreWorkbench::undoRun(std::int64_t number, const std::string& version) {
     return mervane::undoRun(now(), number, version);
 }
 
-int Bench::pruneRuns(const std::string& before) {
+int StoreWorkbench::pruneRuns(const std::string& before) {
     now().needAdministrator("drop the records of runs");
     // Records may come back with a run, the files that they kept may not.
     if (now().recorder())
         throw Failure(kBadValue, "records of runs can't be dropped in a run");
     Store& store = now().store();
     RunTables tables(store, false);
+    // Once the records are gone, nobody knows which files they kept.
     const std::vector<tag_t> kept = tables.removedFiles();
     int pruned = 0;
     {
@@ -119,11 +122,11 @@ int Bench::pruneRuns(const std::string& before) {
     return pruned;
 }
 
-bool Bench::recordsRuns() {
+bool StoreWorkbench::recordsRuns() {
     return now().store().recordsRuns();
 }
 
-void Bench::recordRuns(bool on) {
+void StoreWorkbench::recordRuns(bool on) {
     now().needAdministrator("switch the recording of runs");
     now().store().recordRuns(on);
 }

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <set>
 
-#include "workbench/admin/bench.h"
+#include "workbench/admin/store_workbench.h"
 #include "workbench/model/searched.h"
 #include "workbench/names.h"
 #include "workbench/session/items.h"
@@ -41,6 +41,7 @@ Id itemOrRevisionId(Session& session, Object& object) {
         return id;
     }
     const std::string revision = session.text(object, "item_revision_id");
+    // The plain id ends with a slash and the revision's id. Each of the two ids may have slashes.
     id.typed = quotedName(id.plain.substr(0, id.plain.size() - revision.size() - 1)) + "/" +
                quotedName(revision);
     return id;
@@ -55,6 +56,7 @@ Id tagId(const Object& object) {
 Id datasetId(Session& session, Object& dataset) {
     const std::string name = session.text(dataset, "object_name");
     for (const Relation& relation : relationsTo(session, dataset.tag, NULLTAG)) {
+        // Of several owners the one with the oldest relation gives the id.
         Object* owner = session.tryObject(relation.other);
         if (owner && (isA(session, *owner, "ItemRevision") || isA(session, *owner, "Item"))) {
             const Id id = itemOrRevisionId(session, *owner);
@@ -81,6 +83,7 @@ tag_t findDataset(Session& session, tag_t owner, const std::string& name,
     tag_t found = NULLTAG;
     for (const Relation& relation : relationsFrom(session, owner, NULLTAG)) {
         Object& other = session.object(relation.other);
+        // A dataset with several relations to the owner is still one.
         if (!isA(session, other, "Dataset") || session.text(other, "object_name") != name ||
             other.tag == found)
             continue;
@@ -96,6 +99,7 @@ tag_t findDataset(Session& session, tag_t owner, const std::string& name,
 tag_t findItemOrRevision(Session& session, const std::string& name) {
     if (const tag_t item = findItem(session, name); item != NULLTAG)
         return item;
+    // The last slash comes first, so the longest id of an item counts.
     for (std::size_t slash = name.rfind('/'); slash != std::string::npos && slash > 0;
          slash = name.rfind('/', slash - 1)) {
         const tag_t item = findItem(session, name.substr(0, slash));
@@ -136,6 +140,7 @@ std::optional<NameParts> quotedParts(std::string_view name) {
         parts.revision = take(":");
     if (follows(':'))
         parts.dataset = take("");
+    // Without quotes each separator may be a part of an id, and resolve() tries them.
     return any && name.empty() ? std::optional(parts) : std::nullopt;
 }
 
@@ -169,6 +174,7 @@ public:
     Store::Hit next() {
         List* first = nullptr;
         for (List& list : lists_)
+            // Each list is sorted, so the lowest of the first tags is the next one of all types.
             if (list.at < list.tags.size() &&
                 (!first || list.tags[list.at] < first->tags[first->at]))
                 first = &list;
@@ -199,15 +205,17 @@ private:
 
 }  // namespace
 
-tag_t Bench::resolve(const std::string& name) {
+tag_t StoreWorkbench::resolve(const std::string& name) {
     if (const auto parts = quotedParts(name)) {
         const tag_t found = findQuoted(now(), *parts, name);
         if (found == NULLTAG)
             unknown(name);
         return found;
     }
+    // What looks like a tag is one: an id of this form is typed in quotes.
     if (name.size() > 1 && name[0] == '#' &&
         name.find_first_not_of("0123456789", 1) == std::string::npos && name.size() < 12) {
+        // Ten digits fit here. More than that are no tag, and the length above keeps them out.
         const unsigned long long number = std::stoull(name.substr(1));
         if (number >= kFirstHandle || !now().tryObject(static_cast<tag_t>(number)))
             unknown(name);
@@ -228,7 +236,7 @@ tag_t Bench::resolve(const std::string& name) {
     unknown(name);
 }
 
-Found Bench::describe(tag_t tag) {
+Found StoreWorkbench::describe(tag_t tag) {
     if (isLine(tag)) {
         const Values name = lineProperty(now(), tag, "object_name").values;
         const std::string id = "#" + std::to_string(tag);
@@ -244,7 +252,7 @@ Found Bench::describe(tag_t tag) {
     return {tag, object.cls().name, object.type->name, id.plain, nameOf(now(), object), id.typed};
 }
 
-std::vector<std::string> Bench::similarNames(const std::string& name) {
+std::vector<std::string> StoreWorkbench::similarNames(const std::string& name) {
     Session& session = now();
     std::vector<std::string> names;
     const auto add = [&](tag_t tag) {
@@ -253,9 +261,11 @@ std::vector<std::string> Bench::similarNames(const std::string& name) {
     };
     const Attribute& item_id =
         *session.model().findAttribute(*session.model().findClass("Item"), "item_id");
+    // A slash after the colon is a part of the dataset's name.
     const std::size_t colon = name.find(':'), slash = name.rfind('/', colon);
     const auto itemsLike = [&](const std::string& id) {
         std::vector<tag_t> items;
+        // The store looks these names up in an index, which costs the same in a store of any size.
         for (const std::string& near : session.store().textsNear(item_id.handle, id))
             items.push_back(findItem(session, near));
         return items;
@@ -283,14 +293,14 @@ std::vector<std::string> Bench::similarNames(const std::string& name) {
     return names;
 }
 
-std::vector<std::string> Bench::attributeNames(tag_t object) {
+std::vector<std::string> StoreWorkbench::attributeNames(tag_t object) {
     std::vector<std::string> names;
     for (const Attribute* attribute : now().object(object).type->layout)
         names.push_back(attribute->name);
     return names;
 }
 
-std::vector<Found> Bench::find(const FindQuery& query) {
+std::vector<Found> StoreWorkbench::find(const FindQuery& query) {
     Session& session = now();
     const std::string type_name = query.type.empty() ? "WorkspaceObject" : query.type;
     const Type* wanted = session.model().findType(type_name);
@@ -316,6 +326,7 @@ std::vector<Found> Bench::find(const FindQuery& query) {
                 held.insert(row.object);
     }
 
+    // Stars alone fit objects that have no name, too, so no search by names will do.
     const bool any_name = text.find_first_not_of('*') == std::string::npos;
     std::vector<Store::Hit> hits;
     std::optional<ObjectsOfType> all;
@@ -324,6 +335,7 @@ std::vector<Found> Bench::find(const FindQuery& query) {
     else if (!held_only)
         all.emplace(session, *wanted);
     else
+        // Check-outs are fewer than objects, so they are asked in place of all objects of the type.
         for (const tag_t tag : held)
             if (const Object* object = session.tryObject(tag))
                 hits.push_back({tag, object->type->handle});
@@ -343,6 +355,7 @@ std::vector<Found> Bench::find(const FindQuery& query) {
         Object* object = session.tryObject(hit.tag);
         if (!object)
             continue;
+        // An object that isn't of the workspace has no owner.
         if (owner != NULLTAG && (!object->type->by_name.count("owning_user") ||
                                  session.reference(*object, "owning_user") != owner))
             continue;
@@ -361,7 +374,7 @@ std::vector<Found> Bench::find(const FindQuery& query) {
 }
 
 // By tag; an object may come twice.
-std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string& text) {
+std::vector<Store::Hit> StoreWorkbench::hitsByName(const Type& wanted, const std::string& text) {
     Session& session = now();
     std::vector<Store::Hit> hits;
     const auto add = [&](const std::vector<Store::Hit>& more) {
@@ -369,6 +382,8 @@ std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string&
     };
     for (const SearchedText& each : kSearchedTexts) {
         const Class& cls = *session.model().findClass(each.cls);
+        // The class of a text may be above the wanted one or below it. find() tests the type of
+        // each hit.
         if (wanted.cls->isA(cls) || cls.isA(*wanted.cls))
             add(session.store().withPattern(
                 session.model().findAttribute(cls, each.attribute)->handle, text));
@@ -397,17 +412,17 @@ std::vector<Store::Hit> Bench::hitsByName(const Type& wanted, const std::string&
     return hits;
 }
 
-std::optional<TextIndexState> Bench::textIndex() {
+std::optional<TextIndexState> StoreWorkbench::textIndex() {
     return now().store().textIndex();
 }
 
-void Bench::setTextIndex(bool on) {
+void StoreWorkbench::setTextIndex(bool on) {
     now().needAdministrator("make or drop the index of texts");
     now().store().setTextIndex(on);
 }
 
 // Older versions of a dataset are reached through the newest one.
-bool Bench::isNewest(Object& dataset) {
+bool StoreWorkbench::isNewest(Object& dataset) {
     Object* anchor = now().tryObject(now().reference(dataset, "anchor"));
     if (!anchor)
         return true;

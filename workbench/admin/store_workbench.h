@@ -13,9 +13,9 @@
 
 namespace mervane {
 
-class Bench final : public Workbench {
+class StoreWorkbench final : public Workbench {
 public:
-    ~Bench();
+    ~StoreWorkbench();
 
     void createStore(const std::string& path) override;
     StoreId openStore(const std::string& path) override;

@@ -1,31 +1,32 @@
-#include "workbench/admin/bench.h"
+#include "workbench/admin/store_workbench.h"
 
 // Stores and sessions.
 
 namespace mervane {
 
-Bench::~Bench() {
+StoreWorkbench::~StoreWorkbench() {
     sessions_.clear();
     stores_.clear();
 }
 
-Store& Bench::storeOf(StoreId store) {
+Store& StoreWorkbench::storeOf(StoreId store) {
     const auto at = stores_.find(store);
     if (at == stores_.end())
         throw Failure(kStoreFailure, "store " + std::to_string(store) + " isn't open");
     return *at->second;
 }
 
-Session& Bench::now() {
+Session& StoreWorkbench::now() {
     return mervane::currentSession();
 }
 
-Bench::OpenSession& Bench::nowOpen() {
+StoreWorkbench::OpenSession& StoreWorkbench::nowOpen() {
     now();
+    // now() has thrown if there is no session.
     return sessions_.at(current_);
 }
 
-void Bench::createStore(const std::string& path) {
+void StoreWorkbench::createStore(const std::string& path) {
     if (path == ":memory:")
         throw Failure(kStoreFailure, "a store in memory is made by opening it");
     if (path.empty())
@@ -33,43 +34,47 @@ void Bench::createStore(const std::string& path) {
     Store::create(path, Session::ensureOrganisation);
 }
 
-Bench::StoreId Bench::openStore(const std::string& path) {
+StoreWorkbench::StoreId StoreWorkbench::openStore(const std::string& path) {
     std::shared_ptr<Store> store = Store::open(path);
     Session::ensureOrganisation(store);
     stores_[++last_store_] = std::move(store);
     return last_store_;
 }
 
-std::string Bench::storeIdentity(StoreId store) {
+std::string StoreWorkbench::storeIdentity(StoreId store) {
     return storeOf(store).identity();
 }
 
-void Bench::closeStore(StoreId store) {
+void StoreWorkbench::closeStore(StoreId store) {
     storeOf(store);
     for (auto at = sessions_.begin(); at != sessions_.end();) {
         const SessionId session = at->first;
         const bool belongs = at->second.store == store;
         ++at;
+        // closeSession() takes the entry out, so the iterator moves on first.
         if (belongs)
             closeSession(session);
     }
     stores_.erase(store);
 }
 
-std::vector<CheckFinding> Bench::check(StoreId store, bool repair) {
+std::vector<CheckFinding> StoreWorkbench::check(StoreId store, bool repair) {
     std::vector<tag_t> unsaved;
     for (const auto& [id, open] : sessions_)
         if (open.store == store)
+            // These files are in the volume, and no repair may remove them before their objects are
+            // saved.
             for (const tag_t file : open.session->unsavedFiles())
                 unsaved.push_back(file);
     return storeOf(store).check(repair, unsaved);
 }
 
-std::vector<CheckFinding> Bench::backup(StoreId store, const std::string& path) {
+std::vector<CheckFinding> StoreWorkbench::backup(StoreId store, const std::string& path) {
     return storeOf(store).backup(path);
 }
 
-Bench::SessionId Bench::openSession(StoreId store, const SessionOptions& options) {
+StoreWorkbench::SessionId StoreWorkbench::openSession(StoreId store,
+                                                      const SessionOptions& options) {
     storeOf(store);
     auto session = std::make_unique<Session>(Store::again(stores_[store]), options);
     const SessionId id = ++last_session_;
@@ -78,7 +83,7 @@ Bench::SessionId Bench::openSession(StoreId store, const SessionOptions& options
     return id;
 }
 
-void Bench::selectSession(SessionId session) {
+void StoreWorkbench::selectSession(SessionId session) {
     const auto at = sessions_.find(session);
     if (at == sessions_.end())
         throw Failure(kNoSession, "session " + std::to_string(session) + " isn't open");
@@ -86,11 +91,11 @@ void Bench::selectSession(SessionId session) {
     setCurrentSession(at->second.session.get());
 }
 
-Bench::SessionId Bench::currentSession() const {
+StoreWorkbench::SessionId StoreWorkbench::currentSession() const {
     return current_;
 }
 
-void Bench::closeSession(SessionId session) {
+void StoreWorkbench::closeSession(SessionId session) {
     const auto at = sessions_.find(session);
     if (at == sessions_.end())
         throw Failure(kNoSession, "session " + std::to_string(session) + " isn't open");
@@ -102,6 +107,6 @@ void Bench::closeSession(SessionId session) {
 }  // namespace mervane
 
 extern "C" mervane::Workbench* mervane_workbench() {
-    static mervane::Bench bench;
+    static mervane::StoreWorkbench bench;
     return &bench;
 }

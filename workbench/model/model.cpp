@@ -129,6 +129,7 @@ const Tool* Model::findTool(std::string_view name) const {
 }
 
 const void* Model::byHandle(tag_t handle, HandleKind kind) const {
+    // A handle tells its kind: one of another kind is no reason to ask for additions.
     if (!isHandle(handle, kind))
         return nullptr;
     auto found = parts_->by_handle.find(handle);
@@ -161,6 +162,7 @@ const Tool* Model::toolOf(tag_t handle) const {
 }
 
 const Attribute* Model::findAttribute(const Class& cls, std::string_view name) const {
+    // Every class has a type of its name, so the look-up finds one.
     const Type* type = look(parts_->type_by_name, cls.name);
     const auto found = type->by_name.find(name);
     return found == type->by_name.end() ? nullptr : type->layout[found->second];
@@ -207,6 +209,7 @@ std::vector<const Tool*> Model::tools() const {
 }
 
 bool Model::isStandard(std::string_view name) const {
+    // Every class has a type of its name, so the types tell the classes, too.
     for (std::size_t i = 0; i < parts_->standard_types; ++i)
         if (parts_->types[i].name == name)
             return true;
@@ -244,6 +247,7 @@ void Model::checkAttributes(const std::string& owner, const Type* parent,
 void Model::giveAttributes(Type& type, const std::string& owner,
                            const std::vector<AttributeSpec>& attributes) {
     if (type.parent) {
+        // Each type has a whole layout, so an object's field is found without a walk up the types.
         type.layout = type.parent->layout;
         type.by_handle = type.parent->by_handle;
         type.by_name = type.parent->by_name;
@@ -285,6 +289,7 @@ const Class& Model::addClass(const std::string& name, const std::string& parent,
         made.handle = parts_->claim(HandleKind::Class, name, &made);
         type.handle = parts_->claim(HandleKind::Type, name, &type);
     } catch (...) {
+        // If the first claim has failed, this handle is NULLTAG, which nothing has.
         parts_->by_handle.erase(made.handle);
         parts_->classes.pop_back();
         parts_->types.pop_back();
@@ -297,6 +302,7 @@ const Class& Model::addClass(const std::string& name, const std::string& parent,
     type.cls = &made;
     giveAttributes(type, name, attributes);
     made.own = type.own;
+    // The maps have views of the names, which stay where they are in the deques.
     parts_->class_by_name.emplace(made.name, &made);
     parts_->type_by_name.emplace(type.name, &type);
     return made;
@@ -346,6 +352,7 @@ const RelationType& Model::addRelationType(const std::string& name) {
 const Tool& Model::addTool(const std::string& name, const std::vector<std::string>& formats) {
     checkName("tool", name);
     if (const Tool* known = look(parts_->tool_by_name, name)) {
+        // Several dataset types may name the same tool.
         if (known->formats == formats)
             return *known;
         throw Failure(kBadValue, "There is a tool " + name + " with other formats already");
@@ -374,6 +381,7 @@ Model::Mark Model::mark() const {
 
 void Model::backTo(const Mark& mark) {
     Parts& parts = *parts_;
+    // Only types and classes that go as well point to these attributes.
     while (parts.attributes.size() > mark.attributes) {
         parts.by_handle.erase(parts.attributes.back().handle);
         parts.attributes.pop_back();

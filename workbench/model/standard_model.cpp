@@ -70,6 +70,7 @@ void defineWorkspace(Model& model) {
     model.addClass("ORLAJob", "Item", {});
     model.addType("ORLAJobRevision", "ItemRevision", {});
     model.addClass("icm0", "Instance", {text("id", kIdLength)});
+    // The type of a relation is a handle, and references lead to objects alone. So it is a number.
     model.addClass("Relation", "Instance",
                    {reference("primary"), reference("secondary"), integer("relation_type"),
                     reference("user_data")});

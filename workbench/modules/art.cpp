@@ -137,6 +137,7 @@ int ART_set_rev_id(tag_t revision, const char* newId) {
             need(newId, "newId");
             Session& session = currentSession();
             Object& object = revisionObject(session, revision);
+            // The save refuses an empty id for stored revisions alone.
             if (!*newId)
                 throw Failure(kBadValue, session.displayId(revision) +
                                              " can't be renamed: a revision needs an id");

@@ -110,6 +110,7 @@ Referring findReferrers(Session& session, tag_t instance, int levels) {
                     (!found.tags.empty() && found.tags.back() == referrer.tag) ||
                     (levels > 1 && !known.insert(referrer.tag).second))
                     continue;
+                // Most referrers are of the type of the one before, which saves the look-up.
                 if (!type || type->handle != referrer.type)
                     type = session.model().typeOf(referrer.type);
                 if (!type)
@@ -212,6 +213,7 @@ int DBO_ask_attr_tags(tag_t instance, tag_t attr, int first, int count, tag_t** 
             std::vector<tag_t> tags;
             for (int i = first; i < first + count; ++i)
                 tags.push_back(std::get<Reference>(stored[static_cast<std::size_t>(i)]).tag);
+            // All blocks are made before the first is handed out: the caller gets all or none.
             Block tag_block(copyTags(tags));
             Block null_block(filled<logical>(tags.size(), false));
             Block empty_block(filled<logical>(tags.size(), false));
@@ -318,6 +320,7 @@ int DBO_append_attr_tags(int count, const tag_t* instances, tag_t attr, int n,
             needList(n, newTags, "newTags");
             Session& session = currentSession();
             for (int i = 0; i < n; ++i)
+                // All are tested before the first instance changes.
                 session.living(newTags[i]);
             for (Object* object : objects(session, count, instances)) {
                 const Attribute& attribute = referencesOf(session, *object, attr);
@@ -389,6 +392,7 @@ int DBO_referencers_of_instance(tag_t instance, int levels, int mode, int* count
             Session& session = currentSession();
             session.object(instance);
             const Referring found = findReferrers(session, instance, levels);
+            // All six blocks are made before the first is handed out.
             Block b1(copyTags(found.tags)), b2(copyTags(found.classes));
             Block b3(copyList(found.levels)), b4(copyList(found.where)),
                 b5(copyList(found.class_levels)), b6(copyList(found.class_where));

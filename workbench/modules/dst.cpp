@@ -205,6 +205,7 @@ int DST_set_dataset_format(tag_t dataset, const char* format) {
             Session& session = currentSession();
             Object& object = datasetObject(session, dataset);
             const Tool* tool = session.model().findTool(session.text(object, "tool"));
+            // A dataset without a tool has no formats to compare with.
             if (tool && std::find(tool->formats.begin(), tool->formats.end(), format) ==
                             tool->formats.end())
                 throw Failure(kBadValue,

@@ -112,6 +112,7 @@ int ENT_describe(tag_t object, ItemDescription* description) {
         [&] {
             need(description, "description");
             Session& session = currentSession();
+            // The record is filled apart, so that after a failure the caller's one is as it was.
             ItemDescription record{};
             copyInto(record.name, sizeof record.name, nameOf(session, object), "name");
             copyInto(record.description, sizeof record.description, descriptionOf(session, object),

@@ -69,6 +69,7 @@ int ERR_ask_stack(int* count, int** numbers, char*** texts) {
                 statuses.push_back(entry.status);
                 all.push_back(entry.text);
             }
+            // The numbers go back if there is no memory for the texts.
             Block block(copyList(statuses));
             giveTexts(all, count, texts);
             *numbers = block.give();

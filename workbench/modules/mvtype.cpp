@@ -63,6 +63,9 @@ int MVTYPE_ask_property_by_name(tag_t type, const char* property, tag_t* handle)
             if (const auto found = owner.by_name.find(property); found != owner.by_name.end())
                 *handle = owner.layout[found->second]->handle;
             else if (typeHasProperty(owner, property))
+                // A worked-out property is in no model, so its handle is made of its name alone.
+                // The words before it keep it apart from attributes, whose names begin with a class
+                // or type.
                 *handle = makeHandle(HandleKind::Attribute, "property " + std::string(property));
             else
                 *handle = NULLTAG;

@@ -56,10 +56,12 @@ void writeProperty(tag_t object, const char* name, Kind kind, Values values) {
     need(name, "property");
     Session& session = currentSession();
     if (isLine(object)) {
+        // The kind is tested first, since a line itself only says that it takes one text.
         readProperty(object, name, kind, false);
         return setLineProperty(session, object, name, values);
     }
     Object& target = session.object(object);
+    // A worked-out property isn't in the layout: setProperty() says that it can't be written.
     if (const auto found = target.type->by_name.find(name); found != target.type->by_name.end()) {
         const Attribute& attribute = *target.type->layout[found->second];
         if (attribute.kind != kind || attribute.array)

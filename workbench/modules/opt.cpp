@@ -13,6 +13,7 @@ namespace {
 
 std::string valueAt(const char* name, int index) {
     need(name, "name");
+    // The store is asked each time, so that other sessions' changes are seen.
     const auto values = currentSession().store().preference(name);
     if (!values)
         throw Failure(kNoPreference, "there is no preference \"" + std::string(name) + "\"");

@@ -40,6 +40,7 @@ int ORG_ask_site_info(tag_t site, char* name, int* siteId) {
             Session& session = currentSession();
             Object& object = session.object(site, standardClass(session, "Site"));
             const Values id = session.values(object, "site_id");
+            // Both values are read before the first is handed out: reading may fail.
             const int number = id.empty() ? 0 : static_cast<int>(std::get<std::int64_t>(id[0]));
             copyInto(name, kNameSize, session.text(object, "site_name"), "name");
             *siteId = number;
@@ -79,6 +80,7 @@ int ORG_ask_person_attr(tag_t person, const char* key, char** value) {
             need(value, "value");
             Session& session = currentSession();
             Object& object = session.object(person, standardClass(session, "Person"));
+            // Only these keys are attributes for callers: the class has others, such as the name.
             if (!isPersonKey(key))
                 throw Failure(kUnknownAttribute, "a person has no attribute \"" + std::string(key) +
                                                      "\", only PA1 to PA10");

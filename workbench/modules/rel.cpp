@@ -13,6 +13,7 @@ void giveEntries(tag_t asked, const std::vector<Relation>& relations, int* count
                  rel_entry_s** entries) {
     std::vector<rel_entry_s> list;
     for (const Relation& each : relations)
+        // The object found is in the third field in both directions, as types.h has it.
         list.push_back({each.relation, asked, each.other, each.type, each.user_data});
     *entries = copyList(list);
     *count = static_cast<int>(list.size());

@@ -38,6 +38,7 @@ int STR_where_used_all(tag_t revision, int levels, int* count, int** levelList, 
             std::vector<tag_t> tags;
             for (const Use& use : uses)
                 tags.push_back(use.parent);
+            // The block goes back if there is no memory for the other one.
             std::unique_ptr<tag_t, void (*)(void*)> tag_block(copyTags(tags), &heap::release);
             int* level_block = nullptr;
             if (!uses.empty()) {

@@ -93,6 +93,7 @@ Run::~Run() {
 // A whole run goes back; as the server, what is stored stays.
 void Run::giveUp() {
     open_ = false;
+    // An interruption lasts until its run has ended.
     letCallsGoOn();
     try {
         if (way_ != RunWay::AsServer) {
@@ -111,7 +112,9 @@ void Run::giveUp() {
 
 RunHead Run::end(const RunOutcome& outcome, bool keep,
                  const std::function<void(const RunEntry&)>& each) {
+    // The run has ended for its host: `each` may call the platform to look at what was made.
     letCallsGoOn();
+    // A host may want to show a rehearsal, too, so what it has asked for counts here.
     const bool goes_back = !keep;
     if (way_ == RunWay::Rehearsal)
         keep = false;
@@ -142,6 +145,7 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
             if (recorder.isStored())
                 tables.end(head);
             else
+                // Temporary tables live as long as the connection, so each run drops its entries.
                 tables.remove(head.number);
         }
         if (way_ != RunWay::AsServer && keep)
@@ -151,6 +155,7 @@ RunHead Run::end(const RunOutcome& outcome, bool keep,
         throw;
     }
     RunHead ended = head;
+    // The number was given in the transaction that goes back, or in a temporary table.
     if (!recorder.isStored() || (way_ != RunWay::AsServer && !keep))
         ended.number = 0;
     if (way_ != RunWay::AsServer && !keep) {

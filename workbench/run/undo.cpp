@@ -143,6 +143,7 @@ private:
 
     void checkObject(tag_t tag, const Net& net) {
         if (!net.is) {
+            // What the run has made and deleted again leaves nothing to take back.
             if (net.was)
                 checkGone(tag, net);
             return;
@@ -216,6 +217,7 @@ private:
             conflict(label(object.tag, net) + " is locked by user " + owner->user + ", process " +
                      std::to_string(owner->process));
         Session::CheckOut by;
+        // A check-out of the run itself goes back with it.
         const bool by_run =
             std::any_of(effects_.others.begin(), effects_.others.end(), [&](const auto& entry) {
                 return entry.change == RunChange::CheckOutMade && entry.object == object.tag;
@@ -254,6 +256,7 @@ private:
             Object& object = session_.object(tag);
             bool differs = false;
             for (const auto& [handle, change] : net.values) {
+                // The date is that of the undo: the save sets it in any case.
                 if (handle == last_date_ || change.first == change.second)
                     continue;
                 session_.put(object, session_.attribute(object, handle).name, change.first);
@@ -333,6 +336,7 @@ private:
         const Store::CheckOutRow made = rowOf(entry.object, entry.values.front().after);
         const auto now = store_.checkOut(entry.object);
         const std::string name = "#" + std::to_string(entry.object);
+        // The date tells the run's check-out from a later one of the same user.
         if (!now || now->user != made.user || now->date != made.date)
             return conflict("the check-out of " + name + " isn't the run's any more");
         store_.removeCheckOut(entry.object);
@@ -343,6 +347,7 @@ private:
         const Store::CheckOutRow ended = rowOf(entry.object, entry.values.front().before);
         if (!store_.exists(entry.object))
             return;
+        // Session::checkOut() would write the undoing user and the time of now.
         if (!store_.addCheckOut(ended))
             return conflict("#" + std::to_string(entry.object) + " is checked out again");
         session_.recorder()->checkedOut(ended.object, ended.user, ended.date, ended.comment);
@@ -376,6 +381,7 @@ private:
             return conflict("a right of " + right.subject_kind + " " + right.subject + " to " +
                             right.privilege + " is there again");
         }
+        // Session::addRight() would put the right after all others.
         session_.recorder()->right(RunChange::RightAdded, right,
                                    store_.addRight(right, entry.version));
     }

@@ -49,7 +49,7 @@ bool isFixed(std::string_view name) {
 }
 
 // The part of the name after a prefix; empty if it doesn't begin with it.
-std::string_view behind(std::string_view name, std::string_view prefix) {
+std::string_view withoutPrefix(std::string_view name, std::string_view prefix) {
     return name.starts_with(prefix) ? name.substr(prefix.size()) : std::string_view();
 }
 
@@ -68,9 +68,11 @@ bool anyTypeHas(Model& model, const char* class_name, std::string_view property)
 // A property of the item or revision that a line shows; null if this one doesn't have it.
 Property shownProperty(Session& session, tag_t tag, std::string_view name) {
     Object* object = session.tryObject(tag);
+    // All lines have the same names, whatever they show, so this object may lack the property.
     if (!object || !session.hasProperty(*object, name))
         return {Kind::String, false, false, {}};
     Property property = session.property(*object, name);
+    // A line doesn't write what it shows: items and revisions have locks and saves of their own.
     property.writable = false;
     return property;
 }
@@ -89,6 +91,7 @@ std::string shownQuantity(const BomLine& line) {
 }
 
 std::string singleText(const BomLine& line, std::string_view name, const Values& values) {
+    // No value empties an attribute, as an empty text does.
     if (values.empty())
         return "";
     const auto* text = values.size() == 1 ? std::get_if<std::string>(&values.front()) : nullptr;
@@ -121,6 +124,7 @@ void checkLength(Session& session, const char* attribute, std::string_view name,
 
 // A note type is known if it was defined or if some occurrence has such a note.
 bool BomWindows::isNoteType(std::string_view name) {
+    // A note must not hide an attribute of lines, whatever its type is called.
     if (name.empty() || isFixed(name) || name.starts_with("bl_"))
         return false;
     if (note_types_.contains(name))
@@ -128,6 +132,7 @@ bool BomWindows::isNoteType(std::string_view name) {
     const std::string text(name);
     bool known = !session_.findByText("NoteType", "note_name", text).empty() ||
                  !session_.findByText("STROccurrence", "note_names", text).empty();
+    // Only a known name is kept, since any other one may become a note type later.
     if (known)
         note_types_.insert(text);
     return known;
@@ -136,8 +141,9 @@ bool BomWindows::isNoteType(std::string_view name) {
 bool BomWindows::hasProperty(tag_t tag, std::string_view name) {
     line(tag);
     Model& model = session_.model();
-    return isFixed(name) || anyTypeHas(model, "Item", behind(name, kItemPrefix)) ||
-           anyTypeHas(model, "ItemRevision", behind(name, kRevisionPrefix)) || isNoteType(name);
+    return isFixed(name) || anyTypeHas(model, "Item", withoutPrefix(name, kItemPrefix)) ||
+           anyTypeHas(model, "ItemRevision", withoutPrefix(name, kRevisionPrefix)) ||
+           isNoteType(name);
 }
 
 Property BomWindows::property(tag_t tag, std::string_view name) {
@@ -147,19 +153,21 @@ Property BomWindows::property(tag_t tag, std::string_view name) {
     if (isFixed(name))
         return ofLine(shown, name);
     Object& revision = session_.object(shown.revision);
-    if (const auto rest = behind(name, kItemPrefix); !rest.empty())
+    if (const auto rest = withoutPrefix(name, kItemPrefix); !rest.empty())
         return shownProperty(session_, session_.reference(revision, "items_tag"), rest);
-    if (const auto rest = behind(name, kRevisionPrefix); !rest.empty())
+    if (const auto rest = withoutPrefix(name, kRevisionPrefix); !rest.empty())
         return shownProperty(session_, shown.revision, rest);
     if (shown.values)
         if (const auto note = shown.values->notes.find(std::string(name));
             note != shown.values->notes.end())
             return textOf(note->second, true);
+    // The top line shows no occurrence, so it can have no note.
     return textOf("", shown.values != nullptr);
 }
 
 Property BomWindows::ofLine(BomLine& line, std::string_view name) {
     Object& revision = session_.object(line.revision);
+    // Only two of the names need this search.
     const auto viewRevision = [&] {
         const auto views = viewRevisionsOf(session_, line.revision);
         return views.empty() ? NULLTAG : views.front();
@@ -189,6 +197,7 @@ Property BomWindows::ofLine(BomLine& line, std::string_view name) {
     if (name == "bl_is_packed")
         return logicalOf(!line.packed.empty());
     if (name == "bl_has_children")
+        // The answer makes the lines below, since only they tell which children can be shown.
         return logicalOf(!children(line.tag).empty());
     if (name == "is_modifiable")
         return logicalOf(line.values && !line.packed_into);
@@ -198,6 +207,7 @@ Property BomWindows::ofLine(BomLine& line, std::string_view name) {
         return textOf(session_.text(revision, "object_name"));
     if (name == "bl_line_name" || name == "object_string")
         return textOf(session_.displayId(line.revision));
+    // The only name left is bl_window_top.
     const BomLine* top = &line;
     while (top->parent)
         top = top->parent;
@@ -224,6 +234,7 @@ void BomWindows::setProperty(tag_t tag, std::string_view name, const Values& val
     const bool is_note = isNoteType(name);
     if (name != kQuantity && name != kSequenceNo && !is_note)
         readOnly(written, name, "it is worked out");
+    // All tests come before the first value is set: a packed line sets all of its lines or none.
     const auto targets = writable(written, name);
     const std::string text = singleText(written, name, values);
     if (name == kQuantity) {
@@ -244,6 +255,7 @@ void BomWindows::setProperty(tag_t tag, std::string_view name, const Values& val
         else if (name == kSequenceNo)
             target->sequence_no = text;
         else if (text.empty())
+            // A note without a text is no note, so lines with and without one are alike.
             target->notes.erase(std::string(name));
         else
             target->notes[std::string(name)] = text;
@@ -255,12 +267,14 @@ int BomWindows::attributeId(std::string_view name) {
     if (const auto fixed = std::find(kFixed.begin(), kFixed.end(), name); fixed != kFixed.end())
         return static_cast<int>(fixed - kFixed.begin()) + 1;
     Model& model = session_.model();
-    if (!anyTypeHas(model, "Item", behind(name, kItemPrefix)) &&
-        !anyTypeHas(model, "ItemRevision", behind(name, kRevisionPrefix)) && !isNoteType(name))
+    if (!anyTypeHas(model, "Item", withoutPrefix(name, kItemPrefix)) &&
+        !anyTypeHas(model, "ItemRevision", withoutPrefix(name, kRevisionPrefix)) &&
+        !isNoteType(name))
         unknown(name);
     auto& names = furtherNames();
     auto found = std::find(names.begin(), names.end(), name);
     if (found == names.end())
+        // New names go to the end, so a number means the same name as long as the process lives.
         found = names.insert(names.end(), std::string(name));
     return kFirstFurther + static_cast<int>(found - names.begin());
 }

@@ -9,6 +9,7 @@ namespace mervane {
 
 struct BomWindow {
     BomLine* top = nullptr;
+    // These containers never move their elements, so lines can point to one another and to values.
     std::deque<BomLine> lines;
     std::map<tag_t, OccurrenceValues> occurrences;
 };
@@ -79,6 +80,7 @@ BomLine& BomWindows::addLine(BomWindow& window, BomLine* parent, tag_t revision,
 OccurrenceValues& BomWindows::occurrenceValues(BomWindow& window, tag_t occurrence) {
     const auto [found, is_new] = window.occurrences.try_emplace(occurrence);
     OccurrenceValues& values = found->second;
+    // All lines of an occurrence share its values, so one that is changed shows in each of them.
     if (!is_new)
         return values;
     Object& object = session_.object(occurrence);
@@ -89,6 +91,7 @@ OccurrenceValues& BomWindows::occurrenceValues(BomWindow& window, tag_t occurren
     values.version = object.version;
     const Values& names = session_.list(object, "note_names");
     const Values& texts = session_.list(object, "note_values");
+    // The two lists can be set one without the other, so their lengths may differ.
     for (std::size_t i = 0; i < std::min(names.size(), texts.size()); ++i)
         if (const auto& text = std::get<std::string>(texts[i]); !text.empty())
             values.notes[std::get<std::string>(names[i])] = text;
@@ -99,6 +102,7 @@ OccurrenceValues& BomWindows::occurrenceValues(BomWindow& window, tag_t occurren
 void BomWindows::expand(BomLine& line) {
     if (line.expanded)
         return;
+    // All occurrences are read before the first line is made: a failure leaves no half list.
     std::vector<std::pair<tag_t, OccurrenceValues*>> found;
     const auto views = viewRevisionsOf(session_, line.revision);
     for (tag_t tag :
@@ -109,6 +113,7 @@ void BomWindows::expand(BomLine& line) {
         if (!occurrence.locked && !occurrence.isDirty() && !line.window->occurrences.contains(tag))
             session_.refresh(occurrence, false);
         const tag_t child = session_.reference(occurrence, "child");
+        // An occurrence whose child is gone has no line.
         if (session_.tryObject(child))
             found.emplace_back(child, &occurrenceValues(*line.window, tag));
     }
@@ -136,6 +141,7 @@ void BomWindows::pack(tag_t tag) {
         if (other == &into || other->packed_into || !canBeSummed(*other) || !alike(into, *other))
             continue;
         into.packed.push_back(other);
+        // The other line may have merged lines itself, and a merged line never merges others.
         into.packed.insert(into.packed.end(), other->packed.begin(), other->packed.end());
         other->packed.clear();
         for (BomLine* merged : into.packed)
@@ -167,6 +173,7 @@ void BomWindows::save(tag_t tag) {
     try {
         for (const OccurrenceValues* values : changed) {
             Object& view = session_.object(values->view_revision);
+            // A lock that the session had before stays after the save.
             if (view.locked)
                 continue;
             session_.refresh(view, true);
@@ -231,10 +238,12 @@ void BomWindows::store(const std::vector<OccurrenceValues*>& changed) {
         session_.save(objects);
     } catch (...) {
         for (Object* object : objects)
+            // The window keeps its values. The objects must not, or another save would store them.
             session_.unload(object->tag);
         throw;
     }
     for (std::size_t i = 0; i < changed.size(); ++i) {
+        // The next save compares with what this one has stored.
         changed[i]->version = objects[i]->version;
         changed[i]->dirty = false;
     }

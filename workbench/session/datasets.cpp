@@ -54,6 +54,7 @@ void setReferences(Session& session, Object& dataset, const std::vector<NamedRef
 class Locked {
 public:
     Locked(Session& session, Object& object) : session_(session), tag_(object.tag) {
+        // A lock from before belongs to the caller, and a new object needs none.
         if (object.locked || object.isNew())
             return;
         session.refresh(object, true);
@@ -63,6 +64,7 @@ public:
         if (!taken_)
             return;
         try {
+            // A rollback or a failure may have dropped the object, so only its tag is kept.
             if (Object* object = session_.tryObject(tag_))
                 session_.refresh(*object, false);
         } catch (const Failure&) {
@@ -111,6 +113,7 @@ std::vector<Object*> moveReferences(Session& session, tag_t from, tag_t to,
             object->isA(standardClass(session, "DatasetAnchor")) ||
             object->isA(standardClass(session, "FLOWProcess")))
             continue;
+        // An object may refer by several attributes, and it is locked and stored once.
         if (std::find(moved.begin(), moved.end(), object) == moved.end()) {
             locks.emplace_back(session, *object);
             moved.push_back(object);
@@ -156,6 +159,7 @@ Object& newDataset(Session& session, const Type& type, const std::string& name,
                    const std::string& description) {
     if (!type.cls->isA(standardClass(session, "Dataset")))
         throw Failure(kUnknownType, "\"" + type.name + "\" is no dataset type");
+    // Anchor and dataset refer to each other, so neither can be stored without the other one.
     Object& anchor = session.create(*session.model().findType("DatasetAnchor"));
     Object& dataset = session.create(type);
     try {
@@ -176,6 +180,7 @@ Object& newDataset(Session& session, const Type& type, const std::string& name,
 
 Object& importFile(Session& session, const std::string& path, const std::string& original_name,
                    int file_type) {
+    // The object comes first: its tag is the name of the file in the volume.
     Object& file = session.create(*session.model().findType("VaneFile"));
     try {
         session.put(file, "original_file_name",
@@ -207,6 +212,7 @@ tag_t createDataset(Session& session, const std::string& type, const std::string
 }
 
 tag_t createDatasetVersion(Session& session, tag_t dataset) {
+    // A new version follows the newest one, whichever version was given.
     Object& newest =
         datasetObject(session, latestVersion(session, datasetObject(session, dataset)));
     Object& anchor = session.object(datasetAnchor(session, newest));
@@ -219,6 +225,7 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
             session.put(version, name, session.values(newest, name));
         // What is gone isn't carried over.
         setReferences(session, version, namedReferences(session, newest));
+        // A version without a number counts as the first one.
         const Values number = session.values(newest, "version_no");
         session.put(
             version, "version_no",
@@ -231,6 +238,7 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
         session.save(changed);
     } catch (...) {
         for (Object* object : changed)
+            // No later save may store a reference to the version that isn't there.
             session.unload(object->tag);
         throw;
     }
@@ -240,6 +248,7 @@ tag_t createDatasetVersion(Session& session, tag_t dataset) {
 tag_t addFile(Session& session, tag_t dataset, const std::string& reference_name,
               const std::string& path, const std::string& original_name) {
     Object& object = datasetObject(session, dataset);
+    // A name that the type doesn't have is refused before the file is copied.
     checkReferenceName(session, object, reference_name);
     Locked lock(session, object);
     Object& file = importFile(session, path, original_name, 0);
@@ -258,6 +267,7 @@ void addNamedReference(Session& session, tag_t dataset, const std::string& refer
                        tag_t object) {
     Object& changed = datasetObject(session, dataset);
     Locked lock(session, changed);
+    // Callers of the platform give the kind, and here the object tells it.
     const bool is_file = session.object(object).isA(standardClass(session, "VaneFile"));
     addReference(session, changed, {reference_name, is_file ? kFileReference : 1, object});
     session.save(changed);
@@ -273,6 +283,7 @@ tag_t datasetAnchor(Session& session, Object& dataset) {
 std::vector<tag_t> datasetVersions(Session& session, tag_t anchor) {
     Object& object = session.object(anchor, standardClass(session, "DatasetAnchor"));
     auto versions = session.references(object, "revisions");
+    // A deletion that asks nobody may have left the entry of a version.
     std::erase_if(versions, [&](tag_t tag) { return !session.tryLiving(tag); });
     return versions;
 }
@@ -285,6 +296,7 @@ tag_t latestVersion(Session& session, Object& dataset) {
 tag_t previousVersion(Session& session, Object& dataset) {
     const auto versions = versionsOf(session, dataset);
     const auto at = std::find(versions.begin(), versions.end(), dataset.tag);
+    // An anchor may have lost the entry of a version, which then has none before it.
     if (at == versions.begin() || at == versions.end())
         throw Failure(kNoPreviousVersion, named(session, dataset) + " has no previous version");
     return *(at - 1);
@@ -295,6 +307,7 @@ std::vector<NamedReference> namedReferences(Session& session, Object& dataset) {
     const Values& types = session.list(dataset, "ref_types");
     const Values& objects = session.list(dataset, "ref_list");
     std::vector<NamedReference> list;
+    // The three lists can be set one without the others, so their lengths may differ.
     for (std::size_t i = 0; i < std::min({names.size(), types.size(), objects.size()}); ++i) {
         const tag_t object = std::get<Reference>(objects[i]).tag;
         if (session.tryLiving(object))
@@ -325,6 +338,7 @@ void replaceReference(Session& session, Object& dataset, tag_t old_object,
     if (old == list.end())
         throw Failure(kBadValue, named(session, dataset) + " has no named reference \"" +
                                      reference.name + "\" to #" + std::to_string(old_object));
+    // The new object takes the place of the old one, so the order of the references stays.
     *old = reference;
     setReferences(session, dataset, list);
 }
@@ -343,6 +357,7 @@ std::vector<tag_t> datasetParts(Session& session, Object& dataset) {
 }
 
 void purgeVersions(Session& session, Object& dataset) {
+    // Without an older version nobody needs the lock.
     if (versionsOf(session, dataset).size() < 2)
         return;
     Object& anchor = session.object(datasetAnchor(session, dataset));
@@ -354,6 +369,7 @@ void purgeVersions(Session& session, Object& dataset) {
     const tag_t newest = versions.back();
     versions.pop_back();
     std::set<tag_t> going(versions.begin(), versions.end());
+    // The anchor refers to every version, and its list is shortened below.
     going.insert(anchor.tag);
     for (tag_t version : versions)
         for (const auto& referrer : session.referrers(version))
@@ -374,6 +390,7 @@ void purgeVersions(Session& session, Object& dataset) {
     const auto files = ownFiles(session, versions, going);
     gone.insert(gone.end(), files.begin(), files.end());
 
+    // The list and the deletions are one change: the anchor never lists what is gone.
     SessionBatch batch(session);
     session.put(anchor, "revisions", {Reference{newest}});
     session.save(anchor);
@@ -382,6 +399,7 @@ void purgeVersions(Session& session, Object& dataset) {
 }
 
 void exportFile(Session& session, Object& file, const std::string& path) {
+    // The session's values count, since the store knows nothing of a file that isn't saved yet.
     StoredFile known;
     known.tag = file.tag;
     known.name = session.text(file, "original_file_name");

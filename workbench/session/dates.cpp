@@ -80,6 +80,7 @@ private:
         if (a.size() != b.size())
             return false;
         for (std::size_t i = 0; i < a.size(); ++i)
+            // Upper and lower case differ in this bit, and nothing else becomes a letter by it.
             if ((a[i] | 0x20) != (b[i] | 0x20))
                 return false;
         return true;
@@ -91,6 +92,7 @@ private:
 }  // namespace
 
 bool isNullDate(const date_s& date) {
+    // Dates are compared by their fields, since the padding may hold anything.
     return Date{date} == Date{};
 }
 
@@ -106,6 +108,7 @@ std::string dateText(const date_s& date) {
 
 date_s dateFromText(const std::string& text) {
     const date_s date = parseDate(text, "%Y-%m-%d %H:%M:%S");
+    // parseDate() takes fewer digits and more blanks, too.
     if (dateText(date) != text)
         badDate(text, "it is not written as YYYY-MM-DD hh:mm:ss");
     return date;
@@ -119,6 +122,7 @@ Values dateValues(const date_s& date) {
 }
 
 std::string formatDate(const date_s& date, std::string_view format) {
+    // The month is an index below, so it must be a month.
     checkDate(date);
     std::string text;
     for (std::size_t i = 0; i < format.size(); ++i) {

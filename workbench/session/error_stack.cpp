@@ -27,6 +27,7 @@ void ErrorStack::push(int severity, int status, const std::string& parameter) {
 void ErrorStack::pushText(int severity, int status, std::string text) {
     if (entries_.size() >= kMostEntries) {
         entries_.erase(entries_.begin());
+        // A mark counts the entries before it, and the oldest of them has gone.
         for (Mark& mark : marks_)
             if (mark.depth > 0)
                 --mark.depth;

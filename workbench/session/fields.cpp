@@ -51,10 +51,12 @@ std::size_t Fields::endOf(std::string_view all, std::size_t begin) {
         case Kind::Reference:
             return at + sizeof(tag_t);
     }
+    // Nobody packs another kind, and the end of all ends every walk.
     return all.size();
 }
 
 bool Fields::findPacked(std::size_t place, Packed& found) const {
+    // The walk is short, since objects have few values. An index would take memory for each object.
     for (std::size_t at = 0; at < packed_.size();) {
         const std::size_t end = endOf(packed_, at);
         if (readAt<std::uint32_t>(packed_, at) == place) {
@@ -72,6 +74,7 @@ bool Fields::findPacked(std::size_t place, Packed& found) const {
 void Fields::pack(std::size_t place, const Value& value) {
     append(packed_, static_cast<std::uint32_t>(place));
     packed_.push_back(static_cast<char>(value.index()));
+    // The place in the variant is the kind, which kindAt() reads.
     static_assert(std::variant_size_v<Value> == 6 && static_cast<int>(Kind::Reference) == 5);
     if (const auto* text = std::get_if<std::string>(&value)) {
         append(packed_, static_cast<std::uint32_t>(text->size()));
@@ -115,6 +118,7 @@ const Field* Fields::find(std::size_t place) const {
 }
 
 Values Fields::values(std::size_t place) const {
+    // An opened field has the newer value: its packed one stays until settle() takes it out.
     if (const Field* field = find(place))
         return field->values;
     Packed packed;
@@ -174,6 +178,7 @@ void Fields::clear() {
 }
 
 void Fields::read(std::size_t place, bool array, std::size_t index, Value&& value) {
+    // A second value of a single attribute is damage. It isn't lost: the field becomes a list.
     if (!array && index == 0 && isNull(place))
         return pack(place, value);
     Values& list = open(place).values;
@@ -194,10 +199,12 @@ bool Fields::settle(const Type& type) noexcept {
         }
         differs = differs || field.stored;
     }
+    // A packed value is a single one, so lists stay opened, as does a value that isn't stored.
     const auto stays = [&](const Field& field) {
         return field.stored || field.values.size() > 1 || type.layout[field.place]->array;
     };
     try {
+        // The new bytes are made beside the old ones: without memory all stays as it was.
         Fields packed;
         for (std::size_t at = 0; at < packed_.size();) {
             const std::size_t end = endOf(packed_, at);

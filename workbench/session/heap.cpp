@@ -14,6 +14,7 @@ std::atomic<std::size_t> left{0};
 bool mayAllocate() {
     if (!limited.load(std::memory_order_relaxed))
         return true;
+    // The count must not go below 0: it would wrap and be no limit any more.
     std::size_t now = left.load();
     while (now > 0)
         if (left.compare_exchange_weak(now, now - 1))
@@ -49,6 +50,7 @@ std::size_t liveBlocks() noexcept {
 }
 
 void failAfter(std::optional<std::size_t> allocations) noexcept {
+    // The count comes first: another thread may allocate as soon as there is a limit.
     left = allocations.value_or(0);
     limited = allocations.has_value();
 }

@@ -20,6 +20,7 @@ int failed(const char* operation, int status, const char* text) {
         return status;
     try {
         std::string told = text ? text : "";
+        // A failure without a text of its own comes with the operation as text, which is said once.
         if (told != operation)
             told += " (" + std::string(operation) + ")";
         errorStack().push(ERR_severity_error, status, told);

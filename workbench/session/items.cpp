@@ -53,6 +53,7 @@ std::string nextRevisionId(const std::string& last) {
     const char first = digits ? '0' : 'A', end = digits ? '9' : 'Z';
     for (std::size_t i = next.size(); i-- > 0;) {
         if (next[i] < first || next[i] > end)
+            // This character is neither a letter nor a digit to count up, so the id gets longer.
             return next + "A";
         if (next[i] != end) {
             ++next[i];
@@ -69,7 +70,9 @@ void addMasterForm(Session& session, Object& owner, const char* standard, const 
     const Type& type =
         companion(session, *owner.type, " Master", standardClass(session, "Form"), standard);
     Object& form = session.create(type);
+    // The list gets each part at once: after a failure the caller drops what is in it.
     saved_along.push_back(form.tag);
+    // A name that is made of two ids may be longer than the field.
     session.put(form, "object_name", {name.substr(0, 128)});
     Object& relation = newRelation(session, owner.tag, form.tag,
                                    session.model().findRelationType("VANE_master_form")->handle);
@@ -139,6 +142,7 @@ Object& newRevision(Session& session, Object& item, const std::string& revision_
         if (newest != NULLTAG)
             id = session.text(session.object(newest), "item_revision_id");
         do
+            // Somebody may have given the next id to an older revision.
             id = nextRevisionId(id);
         while (findRevision(session, item.tag, id) != NULLTAG);
     } else if (findRevision(session, item.tag, id) != NULLTAG) {
@@ -149,6 +153,7 @@ Object& newRevision(Session& session, Object& item, const std::string& revision_
     try {
         Object& revision = makeRevision(
             session, item, id, newest == NULLTAG ? 1 : orderOf(session, newest) + 1, parts);
+        // The first part is the revision itself.
         revision.saved_along.assign(parts.begin() + 1, parts.end());
         return revision;
     } catch (...) {
@@ -167,6 +172,7 @@ std::vector<tag_t> revisionsOf(Session& session, tag_t item) {
         if (session.tryObject(tag))
             placed.push_back({orderOf(session, tag), tag});
     std::sort(placed.begin(), placed.end(), [](const Placed& a, const Placed& b) {
+        // An imported revision may have no order, and then its tag tells its age.
         return a.order != b.order ? a.order < b.order : a.tag < b.tag;
     });
     std::vector<tag_t> tags;

@@ -36,6 +36,7 @@ struct Watch {
             try {
                 faults = faultsFromText(plan);
             } catch (const std::exception& error) {
+                // Nobody could catch the failure: this runs before main().
                 std::fprintf(stderr, "MERVANE_FAULTS: %s\n", error.what());
             }
         }
@@ -52,6 +53,7 @@ bool number(const std::string& text, int* value) {
     char* end = nullptr;
     const long read = std::strtol(text.c_str(), &end, 10);
     *value = static_cast<int>(read);
+    // A number beyond `int` is refused, since the cast has made another one of it.
     return !text.empty() && *end == '\0' && read == *value;
 }
 
@@ -69,6 +71,7 @@ void interruptCalls() noexcept {
 }
 
 void letCallsGoOn() noexcept {
+    // `watching` may stay on until somebody works it out anew. That only costs each call a test.
     interrupted = false;
 }
 
@@ -178,6 +181,7 @@ Counted::Counted(const char* operation) noexcept : began_(-1) {
 
 Counted::~Counted() {
     Watch& now = watch();
+    // Counting may begin or end inside of a call, and the time of such a call isn't counted.
     if (began_ < 0 || !now.counting)
         return;
     if (--now.depth == 0)
@@ -191,6 +195,7 @@ int plannedFault(const char* operation) {
     Watch& now = watch();
     if (now.faults.empty())
         return 0;
+    // Both counts go on whichever fault fits, so the faults of a plan don't move one another.
     const int nth = ++now.calls[operation];
     ++now.all_calls;
     for (const Fault& fault : now.faults) {
@@ -207,6 +212,7 @@ void journal(JournalEntry entry) {
     Watch& now = watch();
     if (now.file) {
         std::fprintf(now.file, "%s\n", asText(entry).c_str());
+        // Each line is flushed, so that a killed process leaves all calls that it has ended.
         std::fflush(now.file);
     }
     if (!now.recording)

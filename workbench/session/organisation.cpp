@@ -48,6 +48,7 @@ Session::Asker askerOf(Session& session, const std::string& user, const std::str
     if (in == NULLTAG)
         throw Failure(kUnknownObject, group.empty() ? "user " + user + " has no default group"
                                                     : "there is no group " + group);
+    // Everybody may work in his default group, as openAs() has it.
     if (in != own && membership(session, who, in) == NULLTAG)
         throw Failure(kNotAllowed, "user " + user + " is no member of the group " + group);
     const std::string name = session.text(session.object(in), "group_name");
@@ -107,6 +108,7 @@ tag_t createUser(Session& session, const std::string& id, const std::string& nam
         session.put(user, "user_name", {name.empty() ? id : name});
         session.put(user, "person", {Reference{person.tag}});
         session.put(user, "default_group", {Reference{in}});
+        // One save stores all three, so there is no user without a person or a group.
         Object* const all[] = {&person, &user, &member};
         session.save(all);
     } catch (...) {
@@ -137,6 +139,7 @@ void addToGroup(Session& session, const std::string& user, const std::string& gr
 void Session::ensureOrganisation(const std::shared_ptr<Store>& store) {
     if (!store->ofType(store->model().findType("User")->handle, 1, 1).empty())
         return;
+    // This session has no user, so it may make users and groups.
     Session session(store, Bootstrap{});
     SessionBatch batch(session);
     // Asked again inside: another process may have been faster.
@@ -161,10 +164,12 @@ void Session::openAs(const SessionOptions& options) {
     if (group_ == NULLTAG)
         throw Failure(kUnknownObject, options.group.empty() ? "user " + id + " has no default group"
                                                             : "there is no group " + options.group);
+    // A default group that is gone is refused before anything is stored.
     object(group_);
     if (membership(*this, user_, group_) == NULLTAG) {
         if (group_ != reference(object(user_), "default_group"))
             throw Failure(kNotAllowed, "user " + id + " is no member of the group " + groupName());
+        // The default group is a membership, too, and platform functions hand out its object.
         Object& member = newMember(*this, user_, group_);
         save(member);
     }

@@ -142,6 +142,7 @@ std::vector<tag_t> candidates(Session& session, const std::string& text) {
 // The oldest object with this display id.
 std::optional<Value> referenceFromText(Session& session, const std::string& text) {
     for (tag_t tag : candidates(session, text))
+        // A candidate may have the text in an attribute that its display id doesn't show.
         if (session.tryObject(tag) && session.displayId(tag) == text)
             return Reference{tag};
     return std::nullopt;
@@ -165,10 +166,12 @@ std::optional<Value> valueFromText(Session& session, Kind kind, const std::strin
                 value = text == "True";
             break;
         case Kind::Date:
+            // dateFromText() makes the test below itself, and says what is wrong with a date.
             return Date{dateFromText(text)};
         case Kind::Reference:
             return referenceFromText(session, text);
     }
+    // A value has one text only, so "007" and "1e3" are refused.
     if (value && Session::displayText(session, *value) == text)
         return value;
     return std::nullopt;
@@ -193,6 +196,7 @@ const char* wantedText(Kind kind) {
 std::vector<std::string> splitList(const std::string& text) {
     std::vector<std::string> parts;
     std::size_t start = 0;
+    // A text with this separator in it can't be told from two texts.
     for (std::size_t comma; (comma = text.find(", ", start)) != std::string::npos;
          start = comma + 2)
         parts.push_back(text.substr(start, comma - start));
@@ -262,6 +266,7 @@ std::string Session::displayText(Session& session, const Value& value) {
 
 std::string displayText(Session& session, const Session::Property& property) {
     std::string text;
+    // The first value may show as an empty text, so the text so far doesn't tell.
     bool first = true;
     for (const Value& value : property.values) {
         if (const auto* reference = std::get_if<Reference>(&value);
@@ -293,6 +298,7 @@ Values Session::valuesOfText(Object& object, std::string_view name, const Proper
                 throw Failure(kBadValue, "\"" + part + "\" is " + wantedText(now.kind));
             values.push_back(*value);
         } catch (const Failure& failure) {
+            // The inner failure knows neither the object nor the property.
             throw Failure(failure.status(),
                           named(object, name) + " can't be set: " + failure.what());
         }
@@ -302,6 +308,7 @@ Values Session::valuesOfText(Object& object, std::string_view name, const Proper
 
 void Session::setDisplayText(Object& object, std::string_view name, const std::string& text) {
     const Property now = property(object, name);
+    // setProperty() refuses a property that is worked out.
     if (!now.writable || text.empty())
         return setProperty(object, name, {});
     setProperty(object, name, valuesOfText(object, name, now, text));
@@ -328,10 +335,12 @@ std::string Session::displayId(tag_t tag) {
         return (item.empty() ? "" : std::get<std::string>(item.front())) + "/" +
                attribute("item_revision_id");
     }
+    // A status is a workspace object as well, but people know it by its own name.
     if (below(cls, "ReleaseStatus"))
         return attribute("name");
     if (below(cls, "WorkspaceObject"))
         return attribute("object_name");
+    // Only instances of the remaining classes get here: a form's type may bring such names, too.
     for (std::string_view name :
          {"user_id", "group_name", "site_name", "person_name", "original_file_name", "id"})
         if (std::string id = attribute(name); !id.empty())

@@ -39,6 +39,7 @@ std::string addDecimals(std::string_view a, std::string_view b) {
     left.fraction.resize(places, '0');
     right.fraction.resize(places, '0');
     std::string x = left.whole + left.fraction, y = right.whole + right.fraction;
+    // The last carry needs one place more.
     const auto length = std::max(x.size(), y.size()) + 1;
     x.insert(0, length - x.size(), '0');
     y.insert(0, length - y.size(), '0');
@@ -52,6 +53,7 @@ std::string addDecimals(std::string_view a, std::string_view b) {
 
     std::string whole = x.substr(0, length - places), fraction = x.substr(length - places);
     whole.erase(0, std::min(whole.find_first_not_of('0'), whole.size()));
+    // If there are only zeros, the search gives npos, and npos + 1 erases all of them.
     fraction.erase(fraction.find_last_not_of('0') + 1);
     if (whole.empty())
         whole = "0";

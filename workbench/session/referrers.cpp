@@ -29,6 +29,7 @@ Reads* Session::reads() {
 // A search of a run that gathers what it reads.
 void Session::noteSearch(std::string_view class_name, std::string_view name, tag_t target,
                          std::string_view text, const std::vector<tag_t>& found) {
+    // Only the first asking counts: a later one may find what the run has changed itself.
     if (reads() && reads()->asks(class_name, name, target, text))
         reads()->found(found);
 }
@@ -38,6 +39,7 @@ std::vector<Session::Referrer> Session::referrers(tag_t target) {
     std::vector<Referrer> all;
     all.reserve(known.size());
     for (const StoredReferrer& stored : known)
+        // Values without an object are damage, which the check reports.
         if (stored.type != NULLTAG)
             all.push_back({stored.tag, stored.attribute, stored.type});
     std::vector<Referrer> unsaved;
@@ -112,6 +114,7 @@ std::vector<tag_t> Session::corrected(const Class& cls, const Attribute& attribu
     for (const Object* object : touched_) {
         if (!object->isA(cls))
             continue;
+        // An object of the class has the attribute, so at() finds it.
         const Field* field = object->fields.find(object->type->by_handle.at(attribute.handle));
         if (field && (object->isNew() || field->dirty) && matches(field->values)) {
             tags.push_back(object->tag);
@@ -139,6 +142,7 @@ std::vector<tag_t> Session::referrersBy(std::string_view class_name, std::string
 tag_t Session::lastReferrerBy(std::string_view class_name, std::string_view name, tag_t target) {
     const Class* cls = nullptr;
     const Attribute& attribute = needAttribute(model(), class_name, name, &cls);
+    // The store's answer holds only if no unsaved value can change it.
     const bool unsaved = std::any_of(touched_.begin(), touched_.end(), [&](const Object* object) {
         const auto place = object->type->by_handle.find(attribute.handle);
         return place != object->type->by_handle.end() &&
@@ -174,6 +178,7 @@ std::vector<tag_t> Session::findByTextOf(std::string_view class_name,
     // A run's reads note all who refer: those with the text are among them.
     if (reads() && reads()->asks(class_name, reference_name, target, ""))
         reads()->found(referrersBy(class_name, reference_name, target));
+    // Every object with unsaved values is a candidate, and the test below sees its values as set.
     std::vector<tag_t> tags = store_->referrersWithText(refers.handle, target, says.handle, value);
     for (const Object* object : touched_)
         if (object->isA(*cls))

@@ -17,6 +17,7 @@ void checkType(Session& session, tag_t relation_type) {
 
 std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
                            const char* other_end, tag_t relation_type) {
+    // Another session may have deleted the object, which may still be in this cache.
     session.living(here);
     if (relation_type != NULLTAG)
         checkType(session, relation_type);
@@ -40,6 +41,7 @@ std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
 
 Object& newRelation(Session& session, tag_t primary, tag_t secondary, tag_t relation_type,
                     tag_t user_data) {
+    // All is tested before the relation is made, so a failure leaves none in the session.
     session.living(primary);
     session.living(secondary);
     checkType(session, relation_type);

@@ -48,7 +48,9 @@ bool Session::allowed(Object& object, const std::string& privilege) {
     needPrivilege(privilege);
     if (bypass_)
         return true;
+    // Whoever administrates is found by a search, and it counts for this privilege alone.
     const bool administrates = privilege == kEndCheckOut && administrator();
+    // Without a right for the privilege, user and group needn't be loaded.
     if (store_->rights(privilege).empty())
         return privilege != kEndCheckOut || administrates;
     return decide(object, privilege, {userId(), groupName(), administrates}).allowed;
@@ -56,6 +58,7 @@ bool Session::allowed(Object& object, const std::string& privilege) {
 
 RightDecision Session::decide(Object& object, const std::string& privilege, const Asker& asker) {
     needPrivilege(privilege);
+    // Without a right that fits, only the end of a check-out is for some users alone.
     RightDecision decision{privilege != kEndCheckOut || asker.administrator, std::nullopt};
     // Each kind of scope has a range of ranks: object above status, type, class and all.
     constexpr int kFar = 1000;  // deeper than any chain of types
@@ -91,6 +94,7 @@ RightDecision Session::decide(Object& object, const std::string& privilege, cons
         }
         if (scope == 0)
             continue;
+        // The subject is below 4, so it only decides between equal scopes.
         const int rank = 4 * scope + subject;
         // Of two that are equally near a denial decides.
         if (rank > best || (rank == best && decision.allowed && !right.allowed))
@@ -168,6 +172,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
             return transaction.commit();
         }
     }
+    // A check-out that this user has already stays with its comment and date.
     CheckOut by;
     if (checkedOut(object.tag, &by) && by.user != user_)
         throw Failure(kCheckedOut,

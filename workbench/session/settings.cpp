@@ -11,6 +11,7 @@ void Session::setPreference(const std::string& name, const std::vector<std::stri
     mayWrite();
     StoreTransaction transaction(*store_);
     if (recorder_) {
+        // The value before is read in the transaction, so the record is right whatever others set.
         const auto before = store_->preference(name);
         recorder_->preference(name, before ? &*before : nullptr, values);
     }

@@ -44,6 +44,7 @@ tag_t unsavedParent(Session& session, tag_t occurrence) {
 // The revisions that use this one directly. An unsaved move of a stored occurrence to another
 // parent isn't seen.
 std::vector<tag_t> directParents(Session& session, tag_t revision) {
+    // One statement of the store tells occurrences with parents, so that none has to be loaded.
     std::unordered_map<tag_t, tag_t> stored;
     for (const StoredUse& use : session.store().uses(usePath(session), revision))
         stored[use.occurrence] = use.parent;
@@ -86,6 +87,7 @@ tag_t bomViewRevision(Session& session, tag_t revision) {
     if (const auto existing = viewRevisionsOf(session, revision); !existing.empty())
         return existing.front();
 
+    // A view revision can't be stored without its view, so one save stores both.
     std::vector<Object*> made;
     const tag_t item = session.reference(parent, "items_tag");
     const auto views = viewsOf(session, item);
@@ -140,6 +142,7 @@ tag_t addOccurrence(Session& session, tag_t parent_revision, tag_t child_revisio
     revisionObject(session, child_revision);
     if (!quantity.empty() && !isDecimal(quantity))
         throw Failure(kBadValue, "quantity \"" + quantity + "\" is no decimal number");
+    // A refusal comes before anything is made.
     refuseCycle(session, parent_revision, child_revision);
     for (const auto& note : notes)
         defineNoteType(session, note.first);
@@ -206,6 +209,7 @@ std::vector<Use> whereUsed(Session& session, tag_t revision, int levels) {
     std::set<tag_t> seen{revision};
     std::vector<tag_t> current{revision};
     for (int level = 1; !current.empty() && (levels < 1 || level <= levels); ++level) {
+        // Level by level each user is met at its lowest level first.
         std::set<tag_t> above;
         for (tag_t tag : current)
             for (tag_t parent : directParents(session, tag))
@@ -228,6 +232,7 @@ struct Below {
 };
 
 void addLineTo(Below& parent, const Below& child) {
+    // The count stops there: each path counts, so shared parts can make more lines than fit.
     constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
     for (const std::uint64_t more : {std::uint64_t{1}, child.lines})
         parent.lines = kMost - parent.lines < more ? kMost : parent.lines + more;
@@ -249,6 +254,7 @@ StructureSize measureStructure(Session& session, tag_t revision, std::size_t mos
     };
     std::vector<Step> steps;
     const auto enter = [&](tag_t tag) {
+        // The entry makes the revision known: it is entered once, even if it is below itself.
         below[tag];
         steps.push_back({tag, session.store().children(path, tag)});
     };
@@ -258,6 +264,8 @@ StructureSize measureStructure(Session& session, tag_t revision, std::size_t mos
         if (step.next == step.children.size()) {
             Below& done = below[step.revision];
             for (const tag_t child : step.children)
+                // An unknown child contains this revision: that is damage and isn't counted. After
+                // the limit it may also be one that nobody has looked at, which is a line, too.
                 if (const Below& part = below[child]; part.known || !size.whole)
                     addLineTo(done, part);
             done.known = true;

@@ -13,6 +13,7 @@ namespace {
 std::vector<Attachment> resolved(Session& session, const std::vector<Attachment>& attachments) {
     std::vector<Attachment> list;
     for (const Attachment& each : attachments) {
+        // A line ends with its window, so the process gets what the line shows.
         const tag_t tag =
             isLine(each.object) ? session.bomWindows().line(each.object).revision : each.object;
         list.push_back({session.object(tag).tag, each.type});
@@ -27,6 +28,7 @@ std::vector<Object*> targets(Session& session, const std::vector<Attachment>& at
         if (each.type != kTargetAttachment)
             continue;
         Object& target = session.object(each.object, standardClass(session, "WorkspaceObject"));
+        // The process is stored at once, and a stored reference must lead to what is stored.
         if (target.isNew())
             throw Failure(kBadValue, "#" + std::to_string(target.tag) +
                                          " must be saved before a process can start on it");
@@ -71,6 +73,7 @@ public:
         Field& field = session_.field(
             target_, session_.attribute(target_, std::string_view("process_stage_list")));
         field.values = std::move(before_);
+        // If the list was unsaved before, `unsaved_` marks it again: it ends after this body.
         field.dirty = false;
     }
     void enter(const std::vector<tag_t>& tasks) {
@@ -150,6 +153,7 @@ tag_t createProcess(Session& session, const std::string& name, const std::string
         session.put(process, "attachment_types", std::move(types));
         session.put(process, "tasks", std::move(tasks));
 
+        // One save stores the process with its tasks and enters them in the targets, or nothing.
         std::vector<Object*> all = made;
         std::deque<Entry> entries;
         for (Object* target : changed) {
@@ -157,6 +161,7 @@ tag_t createProcess(Session& session, const std::string& name, const std::string
             all.push_back(target);
         }
         session.save(all);
+        // Until the save has succeeded, each target gets its old list back.
         for (Entry& entry : entries)
             entry.keep();
         for (Object* target : locked_here)

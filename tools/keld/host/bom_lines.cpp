@@ -38,7 +38,7 @@ tag_t childOfNumber(const Context& context, tag_t line, const std::string& numbe
                                titleOf(context, line),
                            nearest(number, numbers));
     if (labels.size() > 1)
-        throw CommandError("the number '" + number + "' of " + path + " stands on lines of " +
+        throw CommandError("the number '" + number + "' of " + path + " is on lines of " +
                            joined(labels, ", ") + "; name the line by its item");
     return found;
 }

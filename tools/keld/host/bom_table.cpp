@@ -576,7 +576,7 @@ private:
                 if (const auto [at, fresh] = numbers.try_emplace(line.number, line.line); !fresh)
                     problems_.add({line.line, number_column_},
                                   "the number " + line.number + " of " +
-                                      plan_.title(plan_.parts[line.parent]) + " stands in line " +
+                                      plan_.title(plan_.parts[line.parent]) + " is in line " +
                                       std::to_string(at->second) + " already");
     }
 

@@ -13,7 +13,7 @@ struct ConfigCase {
     std::string world, config;                     // as in the file; empty: those of the directory
     std::vector<std::vector<std::string>> before;  // commands to run first, in words
     std::vector<std::string> run;                  // the command that is tested
-    std::vector<std::string> expected;             // lines; "..." stands for any
+    std::vector<std::string> expected;             // lines; "..." is for any
     std::string head;                              // the text up to the expected lines
     std::string problem;  // why the file can't be understood; empty: it can
 };

@@ -42,7 +42,7 @@ void openCsv(std::ifstream& file, const std::string& name) {
 
 void addSeparatorOption(CLI::App* verb, CsvWish& wish) {
     verb->add_option("--separator", wish.separator,
-                     "what stands between cells, a character or tab; else a comma or a semicolon, "
+                     "what is between cells, a character or tab; else a comma or a semicolon, "
                      "as the first line has it");
 }
 

@@ -216,7 +216,7 @@ void CsvReader::feed() {
             throw std::bad_alloc();
         problems_.add({cell_line_, row_.cells.size() + 1},
                       "found a quote inside the cell; expected a cell without one, or one that "
-                      "stands in quotes as a whole, with each quote in it doubled");
+                      "is in quotes as a whole, with each quote in it doubled");
         dropRow();
         complete_ = false;
     } else if (complete_ || (open_ == 0 && blank && row_.cells.empty())) {

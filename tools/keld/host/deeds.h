@@ -54,9 +54,9 @@ struct Many {
 // Add --from and --together.
 void addManyOptions(CLI::App* verb, Many& many);
 // Replace the list by all names, those of the file and of standard input included, also in the
-// command that a plan keeps. `behind`: how many words follow the names on the command line.
+// command that a plan keeps. `words_after`: how many words follow the names on the command line.
 // Failure: CommandError for a file that can't be read, no name at all, or a plan of several runs.
-void readNames(Context& context, const RunWish& wish, Many& many, std::size_t behind);
+void readNames(Context& context, const RunWish& wish, Many& many, std::size_t words_after);
 
 // What is done with each object.
 struct Task {

@@ -43,10 +43,10 @@ std::vector<std::string> namesInFile(const std::string& path) {
 // Put the names into the command in place of where they came from: a plan must not read the file or
 // the pipe again.
 void nameInCommand(std::vector<std::string>& command, std::size_t given,
-                   const std::vector<std::string>& names, std::size_t behind) {
-    if (command.size() < given + behind)
+                   const std::vector<std::string>& names, std::size_t words_after) {
+    if (command.size() < given + words_after)
         return;
-    const auto end = command.end() - static_cast<std::ptrdiff_t>(behind);
+    const auto end = command.end() - static_cast<std::ptrdiff_t>(words_after);
     const auto begin = end - static_cast<std::ptrdiff_t>(given);
     std::vector<std::string> whole(command.begin(), begin);
     std::erase_if(whole, [](const std::string& word) { return word.starts_with("--from="); });
@@ -70,7 +70,7 @@ void addManyOptions(CLI::App* verb, Many& many) {
                    "one run for all objects: all of it is kept, or nothing");
 }
 
-void readNames(Context& context, const RunWish& wish, Many& many, std::size_t behind) {
+void readNames(Context& context, const RunWish& wish, Many& many, std::size_t words_after) {
     std::vector<std::string> names;
     const auto add = [&](const std::vector<std::string>& more) {
         names.insert(names.end(), more.begin(), more.end());
@@ -95,7 +95,7 @@ void readNames(Context& context, const RunWish& wish, Many& many, std::size_t be
     if (!wish.plan.empty() && names.size() > 1 && !many.together)
         throw CommandError("a plan is of one run: give --together", {}, kExitUsage);
     if (piped || !many.from.empty())
-        nameInCommand(context.command, many.names.size(), names, behind);
+        nameInCommand(context.command, many.names.size(), names, words_after);
     many.names = std::move(names);
 }
 

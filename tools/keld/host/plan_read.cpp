@@ -210,7 +210,7 @@ Json jsonIn(const std::string& path) {
         return Json::parse(text);
     } catch (const Json::parse_error& error) {
         refuse(error.byte >= text.size()
-                   ? "it is cut off behind byte " + std::to_string(text.size()) +
+                   ? "it is cut off after byte " + std::to_string(text.size()) +
                          ", expected a whole JSON document"
                    : "it is no JSON document; byte " + std::to_string(error.byte) +
                          " is the first that none can have there");

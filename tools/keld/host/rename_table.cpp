@@ -101,11 +101,11 @@ private:
             if (rename.to == rename.from)
                 problems_.add(new_place, "the new id is the old one, " + foundText(rename.to));
             if (const auto [at, fresh] = of_item_.try_emplace(found.item, i); !fresh)
-                problems_.add(old_place, foundText(rename.from) + " stands in line " +
+                problems_.add(old_place, foundText(rename.from) + " is in line " +
                                              std::to_string(renames_[at->second].line) +
                                              " already");
             if (const auto [at, fresh] = to_id_.try_emplace(rename.to, i); !fresh)
-                problems_.add(new_place, "the new id " + foundText(rename.to) + " stands in line " +
+                problems_.add(new_place, "the new id " + foundText(rename.to) + " is in line " +
                                              std::to_string(renames_[at->second].line) +
                                              " already");
         }

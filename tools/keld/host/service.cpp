@@ -37,7 +37,7 @@ const Service& findService(const std::string& name) {
     throw CommandError("there is no service '" + name + "'", near, kExitUsage);
 }
 
-BomWindows::~BomWindows() {
+CallWindows::~CallWindows() {
     for (const auto& [revision, line] : lines_) {
         try {
             context_.workbench().closeBomWindow(line);
@@ -47,7 +47,7 @@ BomWindows::~BomWindows() {
     }
 }
 
-tag_t BomWindows::topLine(const std::string& object) {
+tag_t CallWindows::topLine(const std::string& object) {
     tag_t revision = context_.object(object);
     const std::vector<std::string> items = context_.workbench().typeNames("Item");
     if (std::find(items.begin(), items.end(), context_.workbench().describe(revision).type) !=
@@ -61,7 +61,7 @@ tag_t BomWindows::topLine(const std::string& object) {
     return line;
 }
 
-void BomWindows::save() {
+void CallWindows::save() {
     for (const auto& [revision, line] : lines_)
         context_.workbench().saveBomWindow(line);
 }
@@ -94,7 +94,7 @@ std::vector<std::string> splitNames(std::string_view list) {
 
 }  // namespace
 
-mervane::Argument parseArgument(const Context& context, BomWindows& windows,
+mervane::Argument parseArgument(const Context& context, CallWindows& windows,
                                 const std::string& text) {
     const auto colon = text.find(':');
     const std::string kind = text.substr(0, colon);

@@ -18,12 +18,12 @@ namespace keld {
 const Service& findService(const std::string& name);
 
 // The BOM windows that the arguments of a call need, one for each revision.
-class BomWindows {
+class CallWindows {
 public:
-    explicit BomWindows(const Context& context) : context_(context) {}
-    ~BomWindows();
-    BomWindows(const BomWindows&) = delete;
-    BomWindows& operator=(const BomWindows&) = delete;
+    explicit CallWindows(const Context& context) : context_(context) {}
+    ~CallWindows();
+    CallWindows(const CallWindows&) = delete;
+    CallWindows& operator=(const CallWindows&) = delete;
     tag_t topLine(const std::string& object);  // of a revision, or of an item's latest one
     void save();
 
@@ -34,7 +34,7 @@ private:
 
 // "i:3", "s:text", "t:000123/A", "ts:000123/A,000124"; "t:" is no object, "ts:" no objects.
 // "l:000123/A" is the top line of a BOM window of that revision, "ls:..." a list of such lines.
-mervane::Argument parseArgument(const Context& context, BomWindows& windows,
+mervane::Argument parseArgument(const Context& context, CallWindows& windows,
                                 const std::string& text);
 std::string kindsOf(const std::vector<mervane::Argument>& arguments);
 

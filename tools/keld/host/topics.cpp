@@ -17,7 +17,7 @@ constexpr Topic kTopics[] = {
   000123/A:drawing   a dataset of that revision, by its name
   #4711              any object, by its tag (quote it for the shell: '#4711')
 
-A part with a blank or one of / : , " ' stands in double quotes: '"a/b"/A:"my drawing"'.
+A part with a blank or one of / : , " ' is in double quotes: '"a/b"/A:"my drawing"'.
 A name that nothing has is answered with the nearest ones. keld find PATTERN looks for names.
 )"},
     {"many",
@@ -72,7 +72,7 @@ lead to them.
   3    done, but with failures that the rules of the service drop
   130  interrupted by Ctrl-C
 
-Tables go to standard output, messages to standard error behind "keld: ". With --json standard
+Tables go to standard output, messages to standard error after "keld: ". With --json standard
 output is exactly one document, also after a failure. Tables are cut to the terminal; --wide keeps
 them whole.
 )"},

@@ -20,9 +20,9 @@ void readHeadings(const CsvRow& row, ValueTable& table, ValueStore& store, CsvPr
         else if (const auto other =
                      std::find(table.properties.begin(), table.properties.end(), property);
                  other != table.properties.end())
-            problems.add(row.place(i),
-                         "the property " + foundText(property) + " stands in column " +
-                             std::to_string(other - table.properties.begin() + 1) + " already");
+            problems.add(row.place(i), "the property " + foundText(property) + " is in column " +
+                                           std::to_string(other - table.properties.begin() + 1) +
+                                           " already");
         table.properties.push_back(std::move(property));
     }
     if (table.properties.size() == 1)
@@ -62,7 +62,7 @@ ValueTable readValues(std::istream& in, char separator, ValueStore& store, CsvPr
         made.line = row.lines.front();
         made.object = found.object;
         if (const auto [at, fresh] = lines.try_emplace(found.object, made.line); !fresh) {
-            problems.add(row.place(0), foundText(name) + " stands in line " +
+            problems.add(row.place(0), foundText(name) + " is in line " +
                                            std::to_string(at->second) + " already");
             continue;
         }

@@ -123,7 +123,7 @@ IniFile parseIni(std::string_view text) {
         } else if (strip(line.substr(0, sign)).empty()) {
             ignore(line, "no key in front of the '='");
         } else if (file.sections.empty()) {
-            ignore(line, "it stands before any section");
+            ignore(line, "it is before any section");
         } else {
             file.sections.back().entries.push_back(
                 {std::string(strip(line.substr(0, sign))),

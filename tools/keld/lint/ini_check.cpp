@@ -102,7 +102,7 @@ private:
         if (ini_.cut > 0)
             error(ini_.cut, "",
                   "the file has more than " + std::to_string(kMostIniBytes >> 20) +
-                      " MB: the library reads all of it in each process, and what stands behind "
+                      " MB: the library reads all of it in each process, and what is after "
                       "this line isn't checked");
     }
 
@@ -125,7 +125,7 @@ private:
                 warning(section.line, section.name,
                         std::string(earlier.name != section.name
                                         ? "the name differs only in case from that"
-                                        : "the section stands a second time, first") +
+                                        : "the section is there a second time, first") +
                             " in line " + std::to_string(earlier.line) +
                             ": the two are one section");
             for (const IniEntry& entry : section.entries)
@@ -146,7 +146,7 @@ private:
         if (entry.value.size() > kValueLimit)
             error(entry.line, section.name,
                   "the value of '" + entry.key + "' has " + std::to_string(entry.value.size()) +
-                      " bytes, what is behind " + std::to_string(kValueLimit) + " is cut");
+                      " bytes, what is after " + std::to_string(kValueLimit) + " is cut");
     }
 
     void unknownKey(const IniEntry& entry, const std::string& section,
@@ -276,7 +276,7 @@ private:
         if (steps.size() > kEntryLimit)
             error(entry.line, reached.section,
                   "'" + entry.key + "' has " + std::to_string(steps.size()) +
-                      " entries, those behind number " + std::to_string(kEntryLimit) +
+                      " entries, those after number " + std::to_string(kEntryLimit) +
                       " are not reached");
         for (const std::string& step : steps) {
             const std::vector<std::string> parts = splitList(step, '.');

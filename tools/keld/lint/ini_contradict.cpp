@@ -60,7 +60,7 @@ private:
                 if (!entry.empty() &&
                     std::find(entries.begin(), entries.end(), entry) != entries.end())
                     warning(other->line, at.section,
-                            "'" + entry + "' stands in '" + first + "' (line " +
+                            "'" + entry + "' is in '" + first + "' (line " +
                                 std::to_string(one->line) + ") and in '" + second +
                                 "': a run goes there twice. Leave it in one of them");
         }

@@ -44,10 +44,10 @@ private:
                 const bool pair = key->value != std::string_view("`field`");
                 const std::string field = pair ? item.substr(0, sign) : item;
                 check(at, section->name, *entry, form, field,
-                      "the list ends there, and what stands before it is set");
+                      "the list ends there, and what is before it is set");
                 if (key->name == std::string_view("SetActGroup") && sign != std::string::npos)
                     check(at, section->name, *entry, "", item.substr(sign + 1),
-                          "the list ends there, and what stands before it is set");
+                          "the list ends there, and what is before it is set");
             }
         }
     }

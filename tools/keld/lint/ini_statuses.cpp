@@ -96,7 +96,7 @@ private:
         if (!near.empty())
             findings_.push_back({Severity::Warning, entry->line, at.section,
                                  "the status '" + status +
-                                     "' stands nowhere else and the store doesn't have it: the "
+                                     "' is nowhere else and the store doesn't have it: the "
                                      "library makes one of that very name." +
                                      near});
     }

@@ -31,7 +31,7 @@ const std::vector<ConfigKey>& configKeys() {
         {S::Select, "<type>", F::Integer, "0 or 1", "0", kValueLimit, true,
          "exactly 1 lets a run start on objects of this type"},
         {S::Process, "DoNothingOnReleaseStatus", F::Statuses, "statuses", "", kValueLimit, false,
-         "an object whose latest status stands here is left alone in passes 1 and 2, with all "
+         "an object whose latest status is here is left alone in passes 1 and 2, with all "
          "below it"},
         {S::Process, "PrevReleaseStatus", F::Statuses, "statuses", "", kValueLimit, false,
          "latest statuses that allow the change; `none` allows objects without any; empty allows "

@@ -124,7 +124,7 @@ int show(Context& context, const Shown& wanted) {
         throw CommandError("--depth must not be negative", {}, kExitUsage);
     if (wanted.limit < 0)
         throw CommandError("--limit must not be negative", {}, kExitUsage);
-    BomWindows windows(context);
+    CallWindows windows(context);
     const tag_t top = windows.topLine(wanted.object);
     const auto size = context.workbench().measure(lineTag(top, "bl_revision"), 0);
     if (wanted.depth == 0 && size.lines > static_cast<std::uint64_t>(kUsualLimit))
@@ -177,7 +177,7 @@ bool showProtocol(Context& context, tag_t dataset, std::string& text) {
 }
 
 // Save the window, after a failure too: the lines that got a number keep it.
-bool saveLines(Context& context, BomWindows& windows, bool wanted, std::string& text,
+bool saveLines(Context& context, CallWindows& windows, bool wanted, std::string& text,
                std::optional<mervane::Failure>& failed) {
     context.document["saved"] = false;
     if (!wanted) {
@@ -239,7 +239,7 @@ int resequence(Context& context, const WantedOrder& wanted) {
     if (wanted.level < 0)
         throw CommandError("--level must not be negative", {}, kExitUsage);
     std::string text;
-    BomWindows windows(context);
+    CallWindows windows(context);
     const tag_t top = windows.topLine(wanted.object);
     const std::vector<tag_t> lines =
         wanted.lines.empty() ? std::vector<tag_t>{top} : namedLines(context, top, wanted.lines);

@@ -41,7 +41,7 @@ int call(Context& context, const Call& wanted) {
         throw CommandError(service.name +
                            " makes job directories and starts the batch program, which a rehearsal "
                            "can't hold back; there is no dry run of it");
-    BomWindows windows(context);
+    CallWindows windows(context);
     std::vector<mervane::Argument> arguments;
     for (const std::string& argument : wanted.arguments)
         arguments.push_back(parseArgument(context, windows, argument));

@@ -61,7 +61,7 @@ struct ComparedLine {
 
 std::vector<ComparedLine> linesBelow(const Context& context, tag_t revision,
                                      const std::vector<std::string>& notes) {
-    BomWindows windows(context);
+    CallWindows windows(context);
     std::vector<ComparedLine> lines;
     for (const tag_t line : childLines(windows.topLine(context.title(revision)))) {
         ComparedLine compared;

@@ -166,8 +166,8 @@ Words valuesFor(const Context& context, const TypedPlace& place, const std::stri
                  "LINE", "DATASET", "--on", "--to", "--of", "--object"},
                 name)) {
         Words names = objectsLike(context, start);
-        const bool behind = !place.given.empty() && name == "OBJECT";
-        if (behind && place.verb->get_parent() && verb == "set") {
+        const bool after_object = !place.given.empty() && name == "OBJECT";
+        if (after_object && place.verb->get_parent() && verb == "set") {
             const Words more = place.verb->get_parent()->get_name() == "status"
                                    ? statusesOf(context)
                                    : propertiesOf(context, place.given.front());
@@ -265,7 +265,7 @@ void addCompleteVerb(Verbs& verbs) {
         verbs.add(&verbs.app, "complete", "What a shell may offer for the last word",
                   "  keld complete -- status set 0001\n",
                   [words, &app](Context& context) { return complete(context, app, *words); });
-    verb->add_option("WORDS", *words, "the words behind keld; the last one is being typed");
+    verb->add_option("WORDS", *words, "the words after keld; the last one is being typed");
     verb->group("");  // hidden in the help: only shells call it
 }
 

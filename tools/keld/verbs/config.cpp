@@ -83,7 +83,7 @@ int showKeys(Context& context, const std::string& wanted) {
         text += key_table.text();
     if (wanted.empty())
         text +=
-            "Each key of a form also exists with OnEmpty behind it: then only fields that are "
+            "Each key of a form also exists with OnEmpty after it: then only fields that are "
             "empty get the value.\n\n";
     if (!walk_table.empty())
         text += walk_table.text();

@@ -140,7 +140,7 @@ std::string Rehearsals::refusalLine(const Rehearsed& done, tag_t start) const {
 }
 
 Rehearsed Rehearsals::rehearse(const ConfigRun& wanted, tag_t object, bool trails) {
-    BomWindows windows(context_);
+    CallWindows windows(context_);
     const bool line = equalNoCase(wanted.type, kLineType);
     const tag_t start = line ? windows.topLine(context_.title(object)) : object;
     mervane::Workbench& workbench = context_.workbench();

@@ -293,7 +293,7 @@ void addEditVerbs(Verbs& verbs) {
         "for each property; an empty cell leaves the property as it is.\n",
         [values](Context& context) { return setProperties(context, *values); });
     verb->add_option("OBJECT", values->many.names,
-                     "objects, and behind them PROPERTY=VALUE for each property");
+                     "objects, and after them PROPERTY=VALUE for each property");
     addManyOptions(verb, values->many);
     addSeparatorOption(verb, values->csv);
     addDeedOptions(verb, values->run);

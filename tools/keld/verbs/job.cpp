@@ -390,7 +390,7 @@ void addFilesVerb(Verbs& verbs, CLI::App* group) {
     verb->add_option("--state", files->state, "a text for the program");
     verb->add_option("--options", files->options, "content of options.txt; %% becomes %");
     CLI::Option* program = verb->add_option("--program", files->program,
-                                            "command to start with the job directory behind it");
+                                            "command to start with the job directory after it");
     verb->add_flag("--dry-run", files->dry_run,
                    "write the files into a directory that goes again, and start nothing")
         ->excludes(program);

@@ -289,7 +289,7 @@ void addLogVerbs(Verbs& verbs) {
         "  keld log show --object 000123/A\n"
         "Lines of a run are those from the second in which it began to the one in which it ended; "
         "other\n"
-        "processes that wrote to the same log meanwhile stand among them.\n",
+        "processes that wrote to the same log meanwhile are among them.\n",
         [part](Context& context) { return showLog(context, *part); });
     show_verb->add_option("--run", part->run, "the lines from the begin of this run to its end");
     show_verb->add_option("--object", part->object, "the lines that name this object");

@@ -139,7 +139,7 @@ void show(Context& context, const Objections& found) {
     }
     const std::string number = counted(found.all.size(), "objection");
     if (found.end == ListEnd::NoRemedy)
-        text += number + "; there may be more behind the last one, for which no remedy is known\n";
+        text += number + "; there may be more after the last one, for which no remedy is known\n";
     else if (found.end == ListEnd::NoHelp)
         text += number + "; there may be more, since a remedy didn't help\n";
     else if (found.end == ListEnd::Interrupted)
@@ -147,7 +147,7 @@ void show(Context& context, const Objections& found) {
     else if (!found.all.empty())
         text += number + "; with these remedies the run passes\n";
     else if (found.failures.empty())
-        text += "nothing stands against the run\n";
+        text += "nothing prevents the run\n";
     context.document["objections"] = objections;
     context.document["failures"] = failures;
     context.document["end"] = endWord(found.end);
@@ -162,7 +162,7 @@ int listObjections(Context& context, const WantedStatus& wanted) {
                                                     : context.workbench().describe(start).type;
     checkNames(context, wanted, type);
     context.document = {{"object", wanted.object}, {"type", type}, {"status", wanted.status}};
-    BomWindows windows(context);
+    CallWindows windows(context);
     const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
     const std::vector<mervane::Argument> arguments{wanted.status, type, object};
     RunWish rehearsal;
@@ -184,7 +184,7 @@ int listObjections(Context& context, const WantedStatus& wanted) {
 void addObjectionsVerb(Verbs& verbs, CLI::App* group) {
     auto wanted = std::make_shared<WantedStatus>();
     CLI::App* verb = verbs.add(
-        group, "objections", "List everything that stands against a status, with what would help",
+        group, "objections", "List everything that prevents a status, with what would help",
         "  keld status objections 000123/A Frozen\n"
         "  keld status objections 000123/A Released --structure\n"
         "Each remedy is tried out in a rehearsal, of which nothing is kept.\n",

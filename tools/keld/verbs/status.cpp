@@ -146,7 +146,7 @@ int set(Context& context, const WantedStatus& wanted) {
                         {"type", type},
                         {"status", wanted.status},
                         {"dry_run", wanted.run.dry_run}};
-    BomWindows windows(context);
+    CallWindows windows(context);
     const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
     const std::vector<mervane::Argument> arguments{wanted.status, type, object};
     const std::size_t levels = wanted.structure ? tooManyLevels(context, object) : 0;
@@ -215,7 +215,7 @@ std::string startTypeOf(const Context& context, const WantedStatus& wanted, tag_
 Deed setOne(Context& context, const WantedStatus& wanted, tag_t start, bool watched) {
     const std::string type = startTypeOf(context, wanted, start);
     checkNames(context, wanted, type);
-    BomWindows windows(context);
+    CallWindows windows(context);
     const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
     const std::string before = latestStatus(context, start);
     const StatusRun status = runStatus(context, {wanted.status, type, object}, watched);
@@ -250,7 +250,7 @@ int setMany(Context& context, const WantedStatus& wanted, const Many& many) {
     task.explain = [&](const std::string& name, tag_t object, const Deed& done) {
         const WantedStatus one = of(name);
         const int number = done.outcome.status ? done.outcome.status : done.outcome.number;
-        BomWindows windows(context);
+        CallWindows windows(context);
         const tag_t start = one.structure ? windows.topLine(name) : object;
         const auto seen = watch(context, {one.status, startTypeOf(context, one, object), start});
         return std::vector<Refusal>{explain(context, one, number, seen.last(), object)};
@@ -300,7 +300,7 @@ void addStatusVerbs(Verbs& verbs) {
         "  keld status set 000123/A 000124/A Frozen        # a run for each\n"
         "  keld status set --from parts.txt Frozen --together\n",
         [wanted, many](Context& context) { return setAll(context, *wanted, *many); });
-    verb->add_option("OBJECT", many->names, "objects, and behind them the target status")
+    verb->add_option("OBJECT", many->names, "objects, and after them the target status")
         ->required();
     addStartOptions(verb, *wanted);
     addManyOptions(verb, *many);

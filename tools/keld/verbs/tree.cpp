@@ -275,7 +275,7 @@ void addTreeVerb(Verbs& verbs) {
         "  keld tree 000123 --depth 2      # the latest revision\n"
         "  keld tree 000123 --relations    # with the objects related to each revision\n"
         "  keld tree 000123 --status none  # parts without a status, and what leads to them\n"
-        "What is below a part is shown where the part stands first; elsewhere it is \"as "
+        "What is below a part is shown where the part comes first; elsewhere it is \"as "
         "above\".\n",
         [wanted](Context& context) { return tree(context, *wanted); });
     verb->add_option("OBJECT", wanted->object, "item, revision or folder")->required();

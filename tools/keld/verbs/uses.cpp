@@ -109,7 +109,7 @@ int whereUsed(Context& context, const WantedUses& wanted) {
 void addUsesVerb(Verbs& verbs) {
     auto wanted = std::make_shared<WantedUses>();
     CLI::App* verb = verbs.add(
-        &verbs.app, "where-used", "Show the structures, relations and folders an object stands in",
+        &verbs.app, "where-used", "Show the structures, relations and folders an object is in",
         "  keld where-used 000123/A\n"
         "  keld where-used 000123 --all-levels   # of all its revisions, up to the top\n"
         "  keld where-used 000123/A:drawing      # what a dataset hangs on\n",
