@@ -130,6 +130,23 @@ TEST_F(Deep, HowManyLinesARunVisitsIsSaidBeforeIt) {
                                       "run visits every line, in each of its passes"));
 }
 
+TEST_F(Deep, HowManyLinesAreVisitedIsSaidByEachVerbThatRunsOrRehearsesTheStatusManager) {
+    loadLayers(18);
+    writeFile(path("keld_statusmanager.ini"),
+              "[SelectWSO]\nBOMLine=1\n[Frozen_BOMLine]\nWSO=NONE\n");
+    environment()["KELD_CFG_PATH"] = directory().string();
+    const std::string told =
+        "the structure of l0/A has 262142 lines of 35 revisions; the run visits every line";
+    for (const std::vector<std::string>& verb : std::vector<std::vector<std::string>>{
+             {"status", "objections", "l0", "Frozen", "--structure"},
+             {"call", "KELD_StatusManager", "s:Frozen", "s:BOMLine", "l:l0/A", "--dry-run"},
+             {"config", "coverage", "--of", "l0/A"},
+             {"config", "explain", "l0/A", "Frozen", "--structure"}}) {
+        const Result result = keld(verb);
+        EXPECT_THAT(result.err, HasSubstr(told)) << verb[0] << " " << verb[1] << result.out;
+    }
+}
+
 TEST_F(Deep, ATreeEndsAtTheLimitAndSaysThatThereIsMore) {
     loadLayers(5);
     const Result result = done({"tree", "l0", "--limit", "4"});

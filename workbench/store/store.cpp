@@ -234,6 +234,7 @@ void Store::insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
                    std::int64_t version) {
     countObject();
     referrers_.erased(tag);
+    indexed_.clear();
     const std::string data = objectData(values);
     connection_->statement("INSERT INTO object(tag, type, version, data) VALUES(?, ?, ?, ?)")
         .bind(number(tag))
@@ -244,7 +245,8 @@ void Store::insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
     for (const AttributeValues& each : values)
         if (isIndexed(*each.values))
             for (const Value& value : *each.values)
-                index(tag, each.attribute, value);
+                indexed_.emplace_back(each.attribute, &value);
+    indexNew(tag);
 }
 
 bool Store::save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed) {
@@ -263,6 +265,44 @@ bool Store::save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& 
         .bind(number(tag))
         .run();
     return true;
+}
+
+// Make what is in `indexed_` found from the other side: several rows by one statement, which takes
+// less time than one for each.
+void Store::indexNew(tag_t tag) {
+    static constexpr const char* kTexts[] = {
+        "INSERT OR IGNORE INTO text(attr, v, tag) VALUES(?, ?, ?)",
+        "INSERT OR IGNORE INTO text(attr, v, tag) VALUES(?, ?, ?), (?, ?, ?)",
+        "INSERT OR IGNORE INTO text(attr, v, tag) VALUES(?, ?, ?), (?, ?, ?), (?, ?, ?)",
+        "INSERT OR IGNORE INTO text(attr, v, tag) VALUES(?, ?, ?), (?, ?, ?), (?, ?, ?), "
+        "(?, ?, ?)"};
+    static constexpr const char* kReferences[] = {
+        "INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?)",
+        "INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?), (?, ?, ?)",
+        "INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?), (?, ?, ?), (?, ?, ?)",
+        "INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?), (?, ?, ?), (?, ?, ?), "
+        "(?, ?, ?)"};
+    const auto middle = std::partition(indexed_.begin(), indexed_.end(), [](const auto& each) {
+        return std::holds_alternative<std::string>(*each.second);
+    });
+    const auto end = std::remove_if(middle, indexed_.end(), [](const auto& each) {
+        return std::get<Reference>(*each.second).tag == NULLTAG;
+    });
+    for (auto at = indexed_.begin(); at != end;) {
+        const bool texts = at < middle;
+        const auto rows = std::min<std::ptrdiff_t>((texts ? middle : end) - at, 4);
+        Statement made = connection_->statement((texts ? kTexts : kReferences)[rows - 1]);
+        for (const auto last = at + rows; at != last; ++at) {
+            if (texts)
+                made.bind(number(at->first))
+                    .bind(std::string_view(std::get<std::string>(*at->second)));
+            else
+                made.bind(number(std::get<Reference>(*at->second).tag)).bind(number(at->first));
+            made.bind(number(tag));
+        }
+        made.run();
+    }
+    indexed_.clear();
 }
 
 // Make a value found from the other side. An array may have it twice.

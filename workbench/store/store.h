@@ -252,7 +252,9 @@ private:
     std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;
-    std::vector<Values> before_;  // a member, so that its memory is used again
+    // Members, so that their memory is used again.
+    std::vector<Values> before_;
+    std::vector<std::pair<tag_t, const Value*>> indexed_;
     const void* batch_owner_ = nullptr;
     struct Batch {
         Model::Mark mark;
@@ -279,6 +281,7 @@ private:
     void checkTexts(bool repair, std::vector<CheckFinding>& findings);
     void checkSessions(bool repair, std::vector<CheckFinding>& findings);
     std::vector<tag_t> storedFiles();
+    void indexNew(tag_t tag);
     void index(tag_t tag, tag_t attribute, const Value& value);
     void unindex(tag_t tag, tag_t attribute, const Value& value);
     void indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "platform/keld_se.h"
+#include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
@@ -13,6 +14,7 @@
 #include "tools/keld/host/status_visits.h"
 #include "tools/keld/host/system.h"
 #include "tools/keld/lint/config.h"
+#include "tools/keld/verbs/status_run.h"
 
 namespace keld {
 
@@ -48,6 +50,10 @@ int call(Context& context, const Call& wanted) {
     if (kindsOf(arguments) != wireKinds(service))
         context.note(service.name + " reads " + wireKinds(service) +
                      "; sent: " + (arguments.empty() ? "nothing" : kindsOf(arguments)));
+    if (service.name == "KELD_StatusManager" && kindsOf(arguments) == wireKinds(service))
+        if (const tag_t start = std::get<tag_t>(arguments.back());
+            start != NULLTAG && isBomLine(start))
+            announceLines(context, start);
     RunWish wish = wanted.run;
     wish.as_server = !dry_run && !wanted.whole;
     VerbRun run(context, wish, service.name, joined(wanted.arguments, " "),

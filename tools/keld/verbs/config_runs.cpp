@@ -143,6 +143,9 @@ Rehearsed Rehearsals::rehearse(const ConfigRun& wanted, tag_t object, bool trail
     CallWindows windows(context_);
     const bool line = equalNoCase(wanted.type, kLineType);
     const tag_t start = line ? windows.topLine(context_.title(object)) : object;
+    // Once for an object, since several runs begin at it.
+    if (line && announced_.insert(object).second)
+        announceLines(context_, start);
     mervane::Workbench& workbench = context_.workbench();
     workbench.beginRun({mervane::RunWay::Rehearsal, "KELD_StatusManager", "", "", KELD_VERSION});
     Rehearsed done;

@@ -62,6 +62,7 @@ public:
 
 private:
     Context& context_;
+    std::set<tag_t> announced_;  // objects whose lines were announced
     Aside aside_;
     std::set<std::string> items_, revisions_;  // names of types
 

@@ -165,6 +165,8 @@ int listObjections(Context& context, const WantedStatus& wanted) {
     CallWindows windows(context);
     const tag_t object = wanted.structure ? windows.topLine(wanted.object) : start;
     const std::vector<mervane::Argument> arguments{wanted.status, type, object};
+    if (wanted.structure)
+        announceLines(context, object);
     RunWish rehearsal;
     rehearsal.dry_run = true;
     VerbRun run(context, rehearsal, "KELD_StatusManager", wireText(context, arguments),

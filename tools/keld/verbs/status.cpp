@@ -97,20 +97,13 @@ std::string refusalText(Context& context, const Outcome& outcome,
 
 constexpr std::size_t kLibraryLevels = 1000;  // how many objects a walk can be inside at once
 constexpr int kWalkTooDeep = 2002;
-constexpr std::uint64_t kManyLines = 100000;  // from here on the run is announced
 
 // Announce a large structure. Gives the number of levels below the top line if the walk can't reach
 // the last; else 0. At the deepest point the walk is inside all lines on the way and inside one
 // revision.
 std::size_t tooManyLevels(Context& context, tag_t top) {
     const tag_t revision = lineTag(top, "bl_revision");
-    const mervane::StructureSize size = context.workbench().measure(revision, 0);
-    if (size.lines >= kManyLines)
-        context.note("the structure of " + context.title(revision) + " has " +
-                     std::to_string(size.lines) + " lines of " +
-                     counted(size.revisions, "revision") +
-                     "; the run visits every line, in each of its passes");
-    const std::size_t levels = size.levels;
+    const std::size_t levels = announceLines(context, top).levels;
     if (levels + 2 <= kLibraryLevels)
         return 0;
     context.note("the structure of " + context.title(revision) + " is " + std::to_string(levels) +

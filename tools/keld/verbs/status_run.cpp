@@ -7,6 +7,7 @@
 #include "platform/keld_qsktool.h"
 #include "platform/keld_se.h"
 #include "platform/keld_version.h"
+#include "tools/keld/host/bom_lines.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/platform_text.h"
 #include "tools/keld/lint/config.h"
@@ -47,6 +48,18 @@ void checkNames(Context& context, const WantedStatus& wanted, const std::string&
                            statusConfigPath() + " has no section " + wanted.status + "_" + type +
                            (names.empty() ? "" : " (it has " + joined(names, ", ") + ")") + ".",
                        near);
+}
+
+mervane::StructureSize announceLines(Context& context, tag_t top) {
+    constexpr std::uint64_t kManyLines = 100000;
+    const tag_t revision = lineTag(top, "bl_revision");
+    const mervane::StructureSize size = context.workbench().measure(revision, 0);
+    if (size.lines >= kManyLines)
+        context.note("the structure of " + context.title(revision) + " has " +
+                     std::to_string(size.lines) + " lines of " +
+                     counted(size.revisions, "revision") +
+                     "; the run visits every line, in each of its passes");
+    return size;
 }
 
 StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,

@@ -35,6 +35,10 @@ struct StatusRun {
     StatusWatch::Seen seen;
 };
 
+// Tell a user how many lines a walk over the structure visits, if they are many, since it may take
+// hours. Requires: a top line. Returns: the structure's size.
+mervane::StructureSize announceLines(Context& context, tag_t top);
+
 StatusRun runStatus(Context& context, const std::vector<mervane::Argument>& arguments,
                     bool with_visits, bool with_trails = false);
 // Rehearse a refused run again, to see its visits.
