@@ -1,5 +1,5 @@
-// What an import of a STEP file costs: time and peak memory of a process of its own, for files that
-// grow by geometry and for files that grow by products.
+// What an import costs: time and peak memory of a process of its own, for STEP files that grow by
+// geometry, STEP files that grow by products, and world documents.
 
 #include <unistd.h>
 
@@ -42,6 +42,32 @@ void measure(const fs::path& directory, const keld_test::StepShape& shape) {
         fs::remove_all(entry.path());
 }
 
+// Each item gives six objects: itself, a revision, their forms and the relations to these.
+void measureDocument(const fs::path& directory, int items) {
+    const std::string file = (directory / "file.json").string();
+    const std::string store = (directory / "store").string();
+    {
+        std::ofstream out(file);
+        out << R"({"world": 1, "items": [)";
+        for (int i = 1; i <= items; ++i)
+            out << (i > 1 ? "," : "") << "{\"id\": \"" << i << "\", \"name\": \"Part " << i
+                << R"(", "revisions": [{"id": "A"}]})";
+        out << "]}";
+    }
+    const bench_child::Spent spent = bench_child::inChild([&] {
+        mervane::Workbench* workbench = mervane_workbench();
+        workbench->createStore(store);
+        workbench->openSession(workbench->openStore(store), {});
+        std::ifstream in(file, std::ios::binary);
+        if (workbench->importWorld(in, file).objects != 6 * items)
+            _exit(1);
+    });
+    printf("%8d items %9d objects %8.2f s %8.0f objects/s %8.1f MB peak\n", items, 6 * items,
+           spent.seconds, 6 * items / spent.seconds, static_cast<double>(spent.kilobytes) / 1024);
+    for (const auto& entry : fs::directory_iterator(directory))
+        fs::remove_all(entry.path());
+}
+
 }  // namespace
 
 int main() {
@@ -53,5 +79,8 @@ int main() {
     puts("files that grow by products");
     for (const int parts : {1000, 4000, 16000})
         measure(directory, {.parts = parts});
+    puts("world documents");
+    for (const int items : {1000, 4000, 16000, 64000})
+        measureDocument(directory, items);
     return 0;
 }

@@ -61,11 +61,8 @@ void importParts(Workbench::StoreId store, const std::string& file, int parts, b
     fs::remove(file);
 }
 
-// As many parts, below one assembly if `assembled`.
-void makeStore(const std::string& path, int parts, bool assembled) {
-    bench().createStore(path);
-    const auto store = bench().openStore(path);
-    const std::string file = path + ".json";
+// Open the store, with as many parts, below one assembly if `assembled`.
+void fillStore(Workbench::StoreId store, const std::string& file, int parts, bool assembled) {
     importParts(store, file, parts, assembled);
     if (assembled) {
         {
@@ -79,8 +76,14 @@ void makeStore(const std::string& path, int parts, bool assembled) {
         std::ifstream in(file);
         bench().importWorld(in, file);
     }
-    bench().closeStore(store);
     fs::remove(file);
+}
+
+void makeStore(const std::string& path, int parts, bool assembled) {
+    bench().createStore(path);
+    const auto store = bench().openStore(path);
+    fillStore(store, path + ".json", parts, assembled);
+    bench().closeStore(store);
 }
 
 void runLibrary(tag_t object, const char* type) {
@@ -100,8 +103,8 @@ struct Way {
 
 // A run changes its store, so each has one of its own.
 void copyStore(const std::string& from, const std::string& to) {
-    for (const char* suffix : {"", "-wal", "-shm", "-locks", "-locks-guard", "-locks-wal",
-                               "-locks-shm", "-sessions", ".volume"})
+    for (const char* suffix : {"", "-wal", "-shm", "-locks", "-locks-guard", "-locks-held",
+                               "-locks-wal", "-locks-shm", "-sessions", ".volume"})
         fs::remove_all(to + suffix);
     const auto base = bench().openStore(from);
     bench().backup(base, to);
@@ -189,6 +192,36 @@ void showWays(const fs::path& directory) {
                static_cast<double>(many[i].kilobytes - few[i].kilobytes) / (2.0 * (kMany - kFew)));
 }
 
+// A whole run over many parts with a dataset each, with its record and the log off.
+void showMany(const fs::path& directory) {
+    constexpr int kParts = 100000;
+    const std::string path = (directory / "many").string();
+    inChild([&] { makeStore(path, kParts, true); });
+    const auto run = [&](const char* name, const std::string& store_path) {
+        const auto peak = inChild([&] {
+            const auto store = bench().openStore(store_path);
+            if (store_path == ":memory:")
+                fillStore(store, path + ".json", kParts, true);
+            bench().openSession(store, {});
+            const tag_t top = bench().openBomWindow(bench().resolve("top/A"));
+            const double time = seconds([&] {
+                bench().beginRun({RunWay::Whole, "KELD_StatusManager", "", "", ""});
+                runLibrary(top, "BOMLine");
+                bench().endRun({}, true, nullptr);
+            });
+            printf("%-20s %7.2f s %6.1f us per object, %5.1f MB of its own at the end", name, time,
+                   time * 1e6 / (2 * kParts), static_cast<double>(ownMemory()) / 1024);
+        });
+        printf(", peak %.1f MB\n", static_cast<double>(peak.kilobytes) / 1024);
+    };
+    printf(
+        "\na whole run over %d revisions with a dataset each; the peak has the pages of the\n"
+        "store, of one in a file those that the system maps and takes back as it likes\n",
+        kParts);
+    run("store in a file", path);
+    run("store in memory", ":memory:");
+}
+
 double median(std::vector<double> all) {
     std::nth_element(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(all.size() / 2),
                      all.end());
@@ -236,6 +269,7 @@ int main() {
            "DoNothingOnReleaseStatus=Frozen\n";
     KELD_SetLogLevel(0);
     showWays(directory);
+    showMany(directory);
     printf("\none object's status, a whole run of its own, in a store of\n");
     for (const int parts : {1000, 10000, 100000, 1000000})
         measureOne(directory, parts);

@@ -19,7 +19,7 @@ struct Defect {
 };
 
 // A document whose members before the defect are valid, so that a missing rollback would show.
-std::string behindGood(const std::string& members) {
+std::string afterGood(const std::string& members) {
     return R"({"world": 1, "preferences": [{"name": "p", "values": ["v"]}],
                "groups": [{"name": "g"}], "users": [{"id": "u", "group": "g"}],
                "registered_ids": ["r"], )" +
@@ -34,7 +34,7 @@ void expectRefused(const OpenStore& store, const Defect& defect) {
 }
 
 std::string item(const std::string& members) {
-    return behindGood(R"("items": [{"id": "first"}, )" + members + "]");
+    return afterGood(R"("items": [{"id": "first"}, )" + members + "]");
 }
 
 std::string revision(const std::string& members) {
@@ -42,7 +42,7 @@ std::string revision(const std::string& members) {
 }
 
 std::string object(const std::string& members) {
-    return behindGood(R"("objects": [{"label": "a", "type": "Folder", "values": {}}, )" + members +
+    return afterGood(R"("objects": [{"label": "a", "type": "Folder", "values": {}}, )" + members +
                       "]");
 }
 
@@ -151,31 +151,31 @@ TEST(WorldRefusals, StructuresAndDatasets) {
 TEST(WorldRefusals, TheRest) {
     const OpenStore store;
     for (const Defect& defect : {
-             Defect{behindGood(R"("folders": [{"name": "f", "contents": ["x"]}])"),
+             Defect{afterGood(R"("folders": [{"name": "f", "contents": ["x"]}])"),
                     "$.folders[0].contents[0]: expected a label"},
-             Defect{behindGood(R"("relations": [{"type": "x", "primary": "a", "secondary": "b"}])"),
+             Defect{afterGood(R"("relations": [{"type": "x", "primary": "a", "secondary": "b"}])"),
                     "$.relations[0].type: unknown relation type \"x\""},
-             Defect{behindGood(R"("forms": [{"type": "Folder", "name": "f"}])"),
+             Defect{afterGood(R"("forms": [{"type": "Folder", "name": "f"}])"),
                     "$.forms[0].type: \"Folder\" is no type of forms"},
-             Defect{behindGood(R"("processes": [{"name": "p", "template": "none"}])"),
+             Defect{afterGood(R"("processes": [{"name": "p", "template": "none"}])"),
                     "$.processes[0].template: there is no process template \"none\""},
-             Defect{behindGood(R"("rights": [{"subject_kind": "usr", "scope_kind": "all",
+             Defect{afterGood(R"("rights": [{"subject_kind": "usr", "scope_kind": "all",
                                   "privilege": "WRITE", "allowed": true}])"),
                     "$.rights[0].subject_kind: expected one of user, group, all, found \"usr\""},
-             Defect{behindGood(R"("rights": [{"subject_kind": "all", "scope_kind": "all",
+             Defect{afterGood(R"("rights": [{"subject_kind": "all", "scope_kind": "all",
                                   "privilege": "WRIET", "allowed": true}])"),
                     "$.rights[0].privilege: expected one of "},
-             Defect{behindGood(R"("check_outs": [{"object": "user:u"}, {"object": "user:u"}])"),
+             Defect{afterGood(R"("check_outs": [{"object": "user:u"}, {"object": "user:u"}])"),
                     "$.check_outs[1]: the object is checked out already"},
-             Defect{behindGood(R"("model": {"types": [{"name": "T", "parent": "None"}]})"),
+             Defect{afterGood(R"("model": {"types": [{"name": "T", "parent": "None"}]})"),
                     "$.model.types[0]: "},
-             Defect{behindGood(R"("model": {"types": [{"name": "T", "parent": "Item"},
+             Defect{afterGood(R"("model": {"types": [{"name": "T", "parent": "Item"},
                                   {"name": "Folder", "parent": "Item"}]})"),
                     "$.model.types[1]: the store knows \"Folder\" with another meaning"},
-             Defect{behindGood(R"("model": {"classes": [{"name": "C", "parent": "Item",
+             Defect{afterGood(R"("model": {"classes": [{"name": "C", "parent": "Item",
                                   "attributes": [{"name": "a", "kind": "text"}]}]})"),
                     "$.model.classes[0].attributes[0].kind: unknown kind \"text\""},
-             Defect{behindGood(R"("users": [{"id": "x", "group": "none"}])"),
+             Defect{afterGood(R"("users": [{"id": "x", "group": "none"}])"),
                     "$.users: expected each key once"},
          })
         expectRefused(store, defect);
@@ -212,10 +212,19 @@ TEST(WorldRefusals, Objects) {
                     "$.objects[1].type: "},
              Defect{object(R"({"label": "b", "type": "Item", "values": {"item_id": "000100"}})"),
                     "$.objects[1].values.item_id: the store has an item 000100 already"},
+             Defect{object(R"({"label": "b", "type": "Item", "values": {"item_id": "X"}},
+                              {"label": "c", "type": "Item", "values": {"item_id": "X"}})"),
+                    "$.objects[2].values.item_id: there is an item X above already"},
+             Defect{object(R"({"label": "b", "type": "Item", "values": {"item_id": "X"}},
+                              {"label": "c", "type": "ItemRevision", "values":
+                               {"items_tag": "b", "item_revision_id": "A"}},
+                              {"label": "d", "type": "ItemRevision", "values":
+                               {"items_tag": "b", "item_revision_id": "A"}})"),
+                    "$.objects[3].values.item_revision_id: the item has a revision \"A\" above"},
              Defect{object(R"({"label": "b", "type": "Folder", "values":
                                {"date_released": {"date": [2026, 300, 1, 0, 0, 0]}}})"),
                     "date_released.date[1]: expected a number of 0 to 255"},
-             Defect{behindGood(R"("dangling": ["d", "d"])"),
+             Defect{afterGood(R"("dangling": ["d", "d"])"),
                     "$.dangling[1]: expected a label that no object has"},
          })
         expectRefused(store, defect);
@@ -223,7 +232,7 @@ TEST(WorldRefusals, Objects) {
 
 TEST(WorldRefusals, NothingOfAFileIsLeftInTheVolume) {
     const OpenStore store;
-    expectRefused(store, {behindGood(R"("datasets": [{"type": "Text", "name": "n", "files": [
+    expectRefused(store, {afterGood(R"("datasets": [{"type": "Text", "name": "n", "files": [
                               {"reference": "Text", "name": "a", "text": "x"}]}, {}],
                               "objects": [{"label": "f", "type": "VaneFile", "values": {},
                                            "file": {"text": "y"}}])"),

@@ -245,6 +245,19 @@ TEST_P(Undo, IsRefusedWithoutTheRightToWrite) {
     isRefused(run, "may not WRITE");
 }
 
+TEST_P(Undo, OfRightsAndPreferencesIsForAdministrators) {
+    bench().createGroup("design", "");
+    bench().createUser("miller", "Miller", "design");
+    const Right right{"all", "", "all", "", "IMPORT", false};
+    const auto rights = ran([&] { bench().addRight(right); });
+    const auto preference = ran([&] { bench().setPreference("p", {"1"}); });
+    const std::string before = exported();
+    anotherSession("miller");
+    for (const auto run : {rights, preference})
+        EXPECT_EQ(statusOf([&] { bench().undoRun(run, "1"); }), kNotAllowed);
+    EXPECT_EQ(exported(), before);
+}
+
 TEST_P(Undo, IsRefusedIfTheContentsOfAFileAreGone) {
     const tag_t dataset = bench().createDataset("Text", "loose");
     writeFile(directory_.at("loose"), "loose");

@@ -2,6 +2,7 @@
 // has it, and nothing comes along with it.
 
 #include <algorithm>
+#include <set>
 
 #include "workbench/import/world_import.h"
 #include "workbench/import/world_model.h"
@@ -150,15 +151,27 @@ void WorldImport::matchMembers() {
     }
 }
 
+// Objects are stored without the checks of a save, so the ids are compared here: of items with the
+// store and among each other, of revisions among those of their item, which is new as they are.
 void WorldImport::refuseTakenIds() {
     const Class& item = *store().model().findClass("Item");
+    const Class& revision = *store().model().findClass("ItemRevision");
+    std::set<std::pair<std::string, std::string>> taken;  // item, revision
     for (const Planned& planned : planned_) {
-        const auto id = planned.node.at("values").find("item_id");
-        if (!id || !planned.type->cls->isA(item))
-            continue;
-        // The session's saves would test this, but the ids are written past them.
-        if (!session_.findByText("Item", "item_id", readText(*id)).empty())
-            id->fail("the store has an item " + readText(*id) + " already");
+        const JsonNode values = planned.node.at("values");
+        if (planned.type->cls->isA(item)) {
+            const auto id = values.find("item_id");
+            if (!id)
+                continue;
+            if (!session_.findByText("Item", "item_id", readText(*id)).empty())
+                id->fail("the store has an item " + readText(*id) + " already");
+            if (!taken.emplace("", readText(*id)).second)
+                id->fail("there is an item " + readText(*id) + " above already");
+        } else if (planned.type->cls->isA(revision)) {
+            const auto id = values.find("item_revision_id"), of = values.find("items_tag");
+            if (id && of && of->isString() && !taken.emplace(of->text(), readText(*id)).second)
+                id->fail("the item has a revision \"" + readText(*id) + "\" above already");
+        }
     }
 }
 

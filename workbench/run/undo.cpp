@@ -353,7 +353,15 @@ private:
         session_.recorder()->checkedOut(ended.object, ended.user, ended.date, ended.comment);
     }
 
+    // Rights and preferences aren't for everybody to change, by an undo neither. A rehearsal changes
+    // nothing.
+    void needAdministrator() {
+        if (!session_.rehearses())
+            session_.needAdministrator("undo a change of preferences or rights");
+    }
+
     void setPreference(const StoredEntry& entry) {
+        needAdministrator();
         const StoredValue& change = entry.values.front();
         const auto now = store_.preference(entry.text);
         if (asValues(now ? &*now : nullptr) != change.after)
@@ -365,6 +373,7 @@ private:
     }
 
     void removeRight(const StoredEntry& entry) {
+        needAdministrator();
         const Right right = rightOf(entry.values.front().after);
         const std::int64_t had = store_.removeRight(right);
         if (!had)
@@ -374,6 +383,7 @@ private:
     }
 
     void addRight(const StoredEntry& entry) {
+        needAdministrator();
         const Right right = rightOf(entry.values.front().before);
         // The store has no question for one right: take it out, and put it back at its position.
         if (const std::int64_t had = store_.removeRight(right)) {

@@ -114,7 +114,7 @@ void startJournal(std::function<void(const JournalEntry&)> each) {
 std::vector<JournalEntry> stopJournal() {
     watch().recording = false;
     watch().each = nullptr;
-    watching = watch().needed();
+    watching = watch().needed() || interrupted;
     return std::exchange(watch().entries, {});
 }
 
@@ -122,7 +122,7 @@ void setFaults(const std::vector<Fault>& faults) {
     watch().faults = faults;
     watch().calls.clear();
     watch().all_calls = 0;
-    watching = watch().needed();
+    watching = watch().needed() || interrupted;
 }
 
 bool startCounting() {
@@ -139,7 +139,7 @@ bool startCounting() {
 
 void stopCounting() {
     watch().counting = false;
-    watching = watch().needed();
+    watching = watch().needed() || interrupted;
 }
 
 std::map<std::string, std::int64_t> countedCalls() {

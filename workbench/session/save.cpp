@@ -120,7 +120,7 @@ void Session::checkIds(Object& object) {
                 if (hit.tag != object.tag)
                     throw Failure(kDuplicateId, "there is an item " + id + " already");
     }
-    if (object.isA(*known_.revision) && changed("item_revision_id")) {
+    if (object.isA(*known_.revision) && (changed("item_revision_id") || changed("items_tag"))) {
         const std::string id = text(object, "item_revision_id");
         if (id.empty() && !object.isNew())
             throw Failure(kBadValue,

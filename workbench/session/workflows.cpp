@@ -120,13 +120,13 @@ tag_t createProcess(Session& session, const std::string& name, const std::string
     const auto changed = targets(session, attached);
 
     // A target's list is written under its lock: it would make another session's unsaved work fail.
-    std::vector<Object*> locked_here;
+    std::vector<tag_t> locked_here;
     std::vector<Object*> made;
     try {
         for (Object* target : changed)
             if (!target->locked) {
                 session.refresh(*target, true);
-                locked_here.push_back(target);
+                locked_here.push_back(target->tag);
             }
 
         Object& process = session.create(*session.model().findType("FLOWProcess"));
@@ -164,14 +164,20 @@ tag_t createProcess(Session& session, const std::string& name, const std::string
         // Until the save has succeeded, each target gets its old list back.
         for (Entry& entry : entries)
             entry.keep();
-        for (Object* target : locked_here)
-            session.refresh(*target, false);
+        while (!locked_here.empty()) {
+            const tag_t target = locked_here.back();
+            locked_here.pop_back();
+            session.refresh(session.object(target), false);
+        }
         return process.tag;
     } catch (...) {
-        for (Object* target : locked_here)
-            session.refresh(*target, false);
+        // A failure here must not replace the one that is being told; with its object unloaded a
+        // lock is given up, too.
+        for (const tag_t target : locked_here)
+            session.unload(target);
         for (Object* object : made)
-            session.unload(object->tag);
+            if (object->isNew())
+                session.unload(object->tag);
         throw;
     }
 }

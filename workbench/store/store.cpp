@@ -336,6 +336,28 @@ void Store::unindex(tag_t tag, tag_t attribute, const Value& value) {
             .run();
 }
 
+// Both steps at once. Returns: false, and nothing is changed, where that can't be done.
+bool Store::reindex(tag_t tag, tag_t attribute, const Value& before, const Value& now) {
+    if (const auto* text = std::get_if<std::string>(&now)) {
+        connection_->statement("UPDATE text SET v=? WHERE attr=? AND v=? AND tag=?")
+            .bind(std::string_view(*text))
+            .bind(number(attribute))
+            .bind(std::string_view(std::get<std::string>(before)))
+            .bind(number(tag))
+            .run();
+    } else {
+        if (std::get<Reference>(now).tag == NULLTAG)
+            return false;
+        connection_->statement("UPDATE ref SET target=? WHERE target=? AND attr=? AND tag=?")
+            .bind(number(std::get<Reference>(now).tag))
+            .bind(number(std::get<Reference>(before).tag))
+            .bind(number(attribute))
+            .bind(number(tag))
+            .run();
+    }
+    return connection_->changes() == 1;
+}
+
 void Store::indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now) {
     const Values& any = before.empty() ? now : before;
     if (!isIndexed(any) || before == now)
@@ -343,6 +365,8 @@ void Store::indexDifference(tag_t tag, tag_t attribute, const Values& before, co
     if (std::holds_alternative<Reference>(any.front()))
         referrers_.changed(tag, attribute);
     // What goes before what comes: the index of texts takes a text that goes for the old one.
+    if (before.size() == 1 && now.size() == 1 && reindex(tag, attribute, before[0], now[0]))
+        return;
     if (before.size() <= 1 && now.size() <= 1) {
         if (!before.empty())
             unindex(tag, attribute, before.front());

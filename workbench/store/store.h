@@ -284,6 +284,7 @@ private:
     void indexNew(tag_t tag);
     void index(tag_t tag, tag_t attribute, const Value& value);
     void unindex(tag_t tag, tag_t attribute, const Value& value);
+    bool reindex(tag_t tag, tag_t attribute, const Value& before, const Value& now);
     void indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now);
     void checkIndexes(bool repair, std::vector<CheckFinding>& findings);
     void indexAll();
