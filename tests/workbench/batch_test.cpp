@@ -218,6 +218,30 @@ TEST(BatchInMemory, OtherSessionsCantWriteMeanwhile) {
     bench().closeStore(store);
 }
 
+TEST_P(Batch, TwoRevisionsOfOneIdAreNotStoredWithTheirNewItem) {
+    Object* first = nullptr;
+    Object& item = newItem(session(), *session().model().findType("Item"), "77", "", "A", &first);
+    Object& second = newRevision(session(), item, "B");
+    session().put(second, "item_revision_id", {std::string("A")});
+    Object* const both[] = {&item, &second};
+    EXPECT_EQ(statusOf([&] { session().save(both); }), kDuplicateId);
+    session().put(second, "item_revision_id", {std::string("C")});
+    session().save(both);
+    session().lock(second);
+    session().put(second, "item_revision_id", {std::string("A")});
+    EXPECT_EQ(statusOf([&] { session().save(second); }), kDuplicateId) << "of a stored item, too";
+}
+
+TEST_P(Batch, ARevisionIsNotGivenToAnItemThatHasItsId) {
+    const tag_t from = bench().createItem("78", "", "", "A", nullptr);
+    const tag_t to = bench().createItem("79", "", "", "A", nullptr);
+    const tag_t moved = bench().resolve("78/A");
+    ASSERT_NE(from, NULLTAG);
+    session().lock(session().object(moved));
+    session().put(session().object(moved), "items_tag", {Reference{to}});
+    EXPECT_EQ(statusOf([&] { session().save(session().object(moved)); }), kDuplicateId);
+}
+
 TEST(Statements, AnObjectIsReadWithOneAndSavedWithFiveStatements) {
     const auto store = bench().openStore(":memory:");
     bench().openSession(store, {});

@@ -155,6 +155,44 @@ TEST_F(Check, AValueThatIsNotFoundFromTheOtherSideIsAnErrorAndFoundAfterTheRepai
     }
 }
 
+TEST_F(Check, ARowTooManyHindersNoSave) {
+    bench().openSession(store_, {});
+    sql("INSERT INTO text SELECT attr, 'later', tag FROM text WHERE v='" +
+        stored(dataset_, "object_name") + "' AND tag=" + std::to_string(dataset_));
+    ASSERT_EQ(OBJ_refresh(dataset_, true), 0);
+    ASSERT_EQ(setName(dataset_, "later"), 0);
+    EXPECT_EQ(OBJ_save(dataset_), 0);
+    EXPECT_EQ(bench().find({"later", "Dataset", "", 0}).size(), 1u);
+    EXPECT_TRUE(errorsIn(check()).empty());
+}
+
+TEST_F(Check, ValuesOfAnotherKindAreAnErrorAndGoWithTheNextSave) {
+    const std::string tag = std::to_string(dataset_);
+    const std::string name = stored(dataset_, "object_name");
+    // The name as a reference: the same handle, then kind 5 and the target 9.
+    sql("UPDATE object SET data=substr(data, 1, at+4)||x'0509'||substr(data, at+7+length('" + name +
+        "')) FROM (SELECT instr(data, CAST('" + name +
+        "' AS BLOB))-7 AS at FROM object WHERE tag=" + tag + ") WHERE tag=" + tag);
+    EXPECT_TRUE(mentions(check(), "#" + tag + " has values of another kind in object_name"));
+    bench().openSession(store_, {});
+    ASSERT_EQ(OBJ_refresh(dataset_, true), 0);
+    EXPECT_EQ(stored(dataset_, "object_name"), "");
+    ASSERT_EQ(setName(dataset_, "anew"), 0);
+    EXPECT_EQ(OBJ_save(dataset_), 0);
+    EXPECT_EQ(bench().find({"anew", "Dataset", "", 0}).size(), 1u);
+    bench().check(store_, true);
+    EXPECT_TRUE(errorsIn(check()).empty());
+}
+
+TEST_F(Check, ADamagedFileObjectEndsNeitherTheCheckNorACopy) {
+    sql("UPDATE object SET data=x'ff' WHERE tag=" + std::to_string(file_));
+    EXPECT_TRUE(mentions(check(), "the object #" + std::to_string(file_) + " is damaged"));
+    const auto damaged = bench().backup(store_, path_ + "-copy");
+    ASSERT_EQ(damaged.size(), 1u);
+    EXPECT_THAT(damaged[0].text, testing::HasSubstr("is damaged"));
+    EXPECT_TRUE(std::filesystem::exists(path_ + "-copy.volume/" + std::to_string(file_)));
+}
+
 TEST_F(Check, AnObjectWhoseValuesCantBeReadIsAnErrorAndNoCrash) {
     const std::string tag = std::to_string(dataset_);
     for (const char* data :

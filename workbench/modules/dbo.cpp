@@ -8,6 +8,7 @@
 #include "workbench/modules/support.h"
 #include "workbench/session/bom_window.h"
 #include "workbench/session/dates.h"
+#include "workbench/store/referrers.h"
 
 using namespace mervane;
 
@@ -101,6 +102,23 @@ Referring findReferrers(Session& session, tag_t instance, int levels) {
     std::unordered_set<tag_t> known{instance};
     std::vector<tag_t> current{instance};
     const Type* type = nullptr;
+    // A release asks this of one status object for each part: the list is long each time.
+    if (const auto* plain = levels == 1 ? session.plainReferrers(instance) : nullptr) {
+        found.tags.reserve(plain->size());
+        for (const StoredReferrer& referrer : *plain) {
+            if (referrer.type == NULLTAG || referrer.tag == instance ||
+                (!found.tags.empty() && found.tags.back() == referrer.tag))
+                continue;
+            if (type && type->handle == referrer.type) {
+                found.tags.push_back(referrer.tag);
+                continue;
+            }
+            type = session.model().typeOf(referrer.type);
+            if (type)
+                found.add({referrer.tag, referrer.attribute, referrer.type}, *type, 1, false);
+        }
+        return found;
+    }
     for (int level = 1; level <= levels && !current.empty(); ++level) {
         std::vector<tag_t> next;
         for (tag_t target : current)

@@ -34,6 +34,17 @@ void Session::noteSearch(std::string_view class_name, std::string_view name, tag
         reads()->found(found);
 }
 
+const std::vector<StoredReferrer>* Session::plainReferrers(tag_t target) {
+    if (reads())
+        return nullptr;
+    for (const Object* object : touched_)
+        for (const Field& field : object->fields.opened())
+            if ((object->isNew() || field.dirty) &&
+                object->type->layout[field.place]->kind == Kind::Reference)
+                return nullptr;
+    return &store_->referrers(target);
+}
+
 std::vector<Session::Referrer> Session::referrers(tag_t target) {
     const std::vector<StoredReferrer>& known = store_->referrers(target);
     std::vector<Referrer> all;

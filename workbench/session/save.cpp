@@ -107,6 +107,23 @@ void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>
     }
 }
 
+bool Session::hasOtherRevision(Object& object, tag_t item, const std::string& id) {
+    // All revisions of an item that this save stores are in it, too: none has to be looked up. With
+    // many objects the look-up is quicker.
+    constexpr std::size_t kFew = 32;
+    const auto cached = cache_.find(item);
+    if (cached != cache_.end() && cached->second->isNew() && cached->second->saving &&
+        saving_.size() <= kFew)
+        return std::any_of(saving_.begin(), saving_.end(), [&](Object* other) {
+            return other != &object && other->isA(*known_.revision) &&
+                   reference(*other, "items_tag") == item && text(*other, "item_revision_id") == id;
+        });
+    const auto found = store_->referrersWithText(attribute(object, "items_tag").handle, item,
+                                                 attribute(object, "item_revision_id").handle, id);
+    return std::any_of(found.begin(), found.end(),
+                       [&](tag_t other) { return other != object.tag; });
+}
+
 // Attribute-level setters don't check ids, and another session may have taken one. Requires:
 // everything of the save is stored.
 void Session::checkIds(Object& object) {
@@ -126,13 +143,9 @@ void Session::checkIds(Object& object) {
             throw Failure(kBadValue,
                           plainName(object) + " can't be stored: a revision needs an id");
         const tag_t item = reference(object, "items_tag");
-        if (!id.empty() && item != NULLTAG)
-            for (const tag_t other :
-                 store_->referrersWithText(attribute(object, "items_tag").handle, item,
-                                           attribute(object, "item_revision_id").handle, id))
-                if (other != object.tag)
-                    throw Failure(kDuplicateId, "the item of " + plainName(object) +
-                                                    " has a revision \"" + id + "\" already");
+        if (!id.empty() && item != NULLTAG && hasOtherRevision(object, item, id))
+            throw Failure(kDuplicateId, "the item of " + plainName(object) + " has a revision \"" +
+                                            id + "\" already");
     }
 }
 

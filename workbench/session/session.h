@@ -22,6 +22,7 @@
 namespace mervane {
 
 class Store;
+struct StoredReferrer;
 class BomWindows;
 class Reads;
 class Recorder;
@@ -160,6 +161,9 @@ public:
     };
     // Each object and attribute once.
     std::vector<Referrer> referrers(tag_t target);
+    // The same without a copy while nothing unsaved counts: those that are stored; those without a
+    // type don't count. Null: ask referrers(). Good until the next question or change.
+    const std::vector<StoredReferrer>* plainReferrers(tag_t target);
     // Objects of the class or below whose attribute holds the target. Failure kWrongKind for an
     // attribute that is no reference.
     std::vector<tag_t> referrersBy(std::string_view class_name, std::string_view attribute,
@@ -344,6 +348,7 @@ private:
     void storeObject(Object& object);
     void needRightsFor(const Object& object);
     void checkStoredTargets(const Object& object, std::unordered_set<tag_t>& known);
+    bool hasOtherRevision(Object& object, tag_t item, const std::string& id);
     void checkIds(Object& object);
     void recordSave(const Object& object);
     void recordErasure(tag_t tag);

@@ -42,19 +42,28 @@ std::vector<CheckFinding> Store::backup(const std::string& path) {
     Volume copy(place / "store.volume", like);
     copy.makeDirectory();
     std::vector<StoredFile> files;
+    std::vector<CheckFinding> damaged;
     {
         std::shared_ptr<Store> reader(
             new Store(std::make_shared<Shared>(made, false), connect(made, false)));
         reader->loadAdditions();
         // From the copy: others store and delete files meanwhile.
-        for (const tag_t tag : reader->storedFiles())
-            files.push_back(reader->knownFile(tag));
+        for (const tag_t tag : reader->storedFiles()) {
+            try {
+                files.push_back(reader->knownFile(tag));
+            } catch (const Failure& failure) {
+                if (reader->connection_->isBroken())
+                    throw;
+                // Nobody knows what the file should be: the copy has it as it is.
+                damaged.push_back({true, failure.what()});
+                files.push_back({tag, "", {}, {}});
+            }
+        }
         // An undo in the copy needs the files that recorded runs have removed.
         for (const tag_t tag : RunTables(*reader->connection_, false).removedFiles())
             if (!reader->exists(tag))
                 files.push_back({tag, "", {}, {}});
     }
-    std::vector<CheckFinding> damaged;
     for (std::string& text : volume().copyTo(copy, files))
         damaged.push_back({true, std::move(text)});
     syncFile(made);

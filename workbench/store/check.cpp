@@ -180,18 +180,21 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
     checkDatabase(*connection_, findings);
     if (!findings.empty())
         return findings;  // the rest would read damaged pages
+    // Before what reads these tables: a repair may make them anew.
     checkIndexes(repair, findings);
     checkTypes(*connection_, model(), findings);
     checkReferences(*connection_, model(), findings);
     checkTags(*connection_, findings);
     checkFiles(repair, unsaved_files, findings);
     checkSessions(repair, findings);
+    // The index of texts is compared with the table of texts as it is after its own repair.
     checkTexts(repair, findings);
     return findings;
 }
 
 void Store::checkIndexes(bool repair, std::vector<CheckFinding>& findings) {
     const auto differ = [&](std::vector<CheckFinding>& damage) {
+        // A save between the two readings would look like damage.
         const OneMoment moment(*this);
         const IndexSums wanted = checkValues(*connection_, model(), damage);
         const IndexSums found = storedSums(*connection_);
@@ -231,9 +234,13 @@ void Store::indexAll() {
         } catch (const Failure&) {
             // What comes before the damage is found still; the check tells the damage.
         }
+        // Outside of the try: a failure to write must not be taken for damage of the object.
         for (const auto& [attribute, value] : values)
             index(tag, attribute, value);
     }
+    // It noted each text as changed, which the next search would have to compare.
+    if (text_index_.isThere())
+        text_index_.make(model());
     transaction.commit();
 }
 
@@ -250,6 +257,10 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
             // Others delete meanwhile, the object before its file.
             if (exists(tag))
                 findings.push_back({true, damage.what()});
+        } catch (const Failure&) {
+            // The object itself is damaged, which is told already.
+            if (connection_->isBroken() || isBatchLost())
+                throw;
         }
     }
 

@@ -66,6 +66,8 @@ HeldLocks::HeldLocks(std::string path, const std::string& like, bool make, OneAt
     try {
         if (!system::isRegular(file_))
             throw Failure(kStoreFailure, path_ + " is no regular file");
+        // Only an empty file: one that a kill has left without its mark fails below, and the caller
+        // removes it.
         if (make && system::sizeOf(file_) == 0)
             makeFirst();
         if (!mapNext(false) || Slot(segments_[0].slots[0]).load() != kMark)
@@ -86,7 +88,7 @@ HeldLocks::Session HeldLocks::take(tag_t object, Session session) {
     const std::uint64_t wanted = word(object, session);
     for (std::size_t number = 0;; ++number) {
         if (number == segments_.size())
-            mapNext(true);
+            needNext();
         const Segment& segment = segments_[number];
         const std::size_t place = placeIn(segment.size, object);
         for (std::size_t step = 0; step < kWindow; ++step) {
@@ -136,6 +138,7 @@ std::vector<std::pair<tag_t, HeldLocks::Session>> HeldLocks::all() {
     std::vector<std::pair<tag_t, Session>> held;
     for (const Segment& segment : segments_)
         for (std::size_t i = 0; i < segment.size; ++i) {
+            // Read once: object and session are of one moment.
             const std::uint64_t found = Slot(segment.slots[i]).load();
             if (objectIn(found) != NULLTAG && sessionIn(found) != 0)
                 held.emplace_back(objectIn(found), sessionIn(found));
@@ -150,6 +153,8 @@ void HeldLocks::compact() {
                                      [](std::uint64_t slot) { return slot != 0; });
     if (segments_.size() == 1 && static_cast<std::size_t>(taken) < segments_[0].size / 4)
         return;
+    // Some systems cut no file that is mapped. On the others the process dies when it touches what
+    // is mapped beyond the new end.
     unmapAll();
     if (!system::makeEmpty(file_))
         failFile("can't be written");
@@ -192,12 +197,18 @@ bool HeldLocks::mapNext(bool make) {
     const std::int64_t there = system::sizeOf(file_);
     if (there < 0 || static_cast<std::uint64_t>(there) < end)
         return false;
+    // Room first: nobody would unmap a part that isn't noted.
     segments_.reserve(number + 1);
     void* part = system::map(file_, offset, bytes);
     if (!part)
         failFile("can't be mapped");
     segments_.push_back({static_cast<std::uint64_t*>(part), size});
     return true;
+}
+
+void HeldLocks::needNext() {
+    if (!mapNext(true))
+        failFile("can't be looked at");
 }
 
 void HeldLocks::mapAll() {
@@ -223,6 +234,7 @@ std::uint64_t* HeldLocks::slotOf(tag_t object) {
             const std::uint64_t found = Slot(*slot).load();
             if (objectIn(found) == object)
                 return slot;
+            // No slot becomes free again: if the object had one, it would be before this one.
             if (found == 0)
                 return nullptr;
         }

@@ -55,6 +55,7 @@ private:
 
     void makeFirst();
     bool mapNext(bool make);
+    void needNext();
     void mapAll();
     void unmapAll() noexcept;
     std::uint64_t* slotOf(tag_t object);

@@ -104,17 +104,16 @@ public:
             throw Failure(kFileFailure,
                           path_ + "-guard can't be made: " + std::string(std::strerror(errno)));
         try {
-            const bool alone = system::lockExclusive(guard_);
             // Who is alone may be making the tables anew: wait until it has connected.
-            if (!alone)
+            if (system::lockExclusive(guard_)) {
+                prepareAlone();
+            } else {
                 waitForSharedLock(guard_, path_ + "-guard");
-            connectOrMakeAnew(alone);
-            openHeldOrMakeAnew(alone);
-            if (alone)
-                forgetWithoutSession();
-            if (alone)
-                waitForSharedLock(guard_, path_ + "-guard");
+                joinOthers();
+            }
         } catch (...) {
+            held_.reset();
+            connection_.reset();
             system::close(guard_);
             throw;
         }
@@ -305,18 +304,50 @@ private:
     std::map<std::int64_t, int> files_;  // the living sessions of this process
     int guard_ = -1;                     // locked by all who have the tables open
 
+    // Requires: the guard, for this process alone.
+    void prepareAlone() {
+        const bool anyone = anyoneLives();
+        connectOrMakeAnew(anyone);
+        if (!anyone)
+            makeHeldReady();
+        // Before the guard is shared: until then nobody opens a session, so a lock without a row is
+        // nobody's.
+        openHeld(false);
+        forgetWithoutSession();
+        // In the moment in which the guard is given up to be shared another process may be alone,
+        // and make the file small: it mustn't be mapped here.
+        held_.reset();
+        waitForSharedLock(guard_, path_ + "-guard");
+        openHeld(false);
+    }
+
+    // Requires: the guard, shared.
+    void joinOthers() {
+        try {
+            connect(false);
+            openHeld(false);
+        } catch (const Failure&) {
+            // Whoever was alone before may have been killed before it had made everything.
+            held_.reset();
+            connection_.reset();
+            if (!system::lockExclusive(guard_))
+                throw;
+            prepareAlone();
+        }
+    }
+
     // The tables aren't synchronised, so a power failure may break them. They are made anew only
     // when nobody has them open: who went on with the old file would see other locks than the rest.
-    void connectOrMakeAnew(bool alone) {
+    void connectOrMakeAnew(bool anyone_lives) {
         try {
-            connect();
+            connect(true);
         } catch (const Failure&) {
-            if (!alone || anyoneLives())
+            if (anyone_lives)
                 throw;
             connection_.reset();
             for (const char* suffix : {"", "-wal", "-shm"})
                 system::removeFile(path_ + suffix);
-            connect();
+            connect(true);
         }
     }
 
@@ -329,24 +360,19 @@ private:
                                             });
     }
 
-    // As connectOrMakeAnew(): a process that made a new table while others have the old one would
-    // not see their locks.
-    void openHeldOrMakeAnew(bool alone) {
-        const bool make = alone && !anyoneLives();
+    // As connectOrMakeAnew().
+    void makeHeldReady() {
         try {
-            openHeld(make);
+            openHeld(true);
         } catch (const Failure&) {
-            if (!make)
-                throw;
             system::removeFile(path_ + "-held");
-            openHeld(make);
+            openHeld(true);
         }
         // Objects that nobody has locked any more are dropped while that disturbs nobody.
-        if (make)
-            held_->compact();
+        held_->compact();
     }
 
-    void connect() {
+    void connect(bool alone) {
         // Make the file with the rights of the store's. Never open an existing one here: closing it
         // would end the locks that this process's other connections have on it.
         if (const int made = system::open(path_, system::Open::WriteNew, store_path_); made >= 0)
@@ -355,24 +381,27 @@ private:
         connection_->useWriteAheadLog();
         connection_->execute("PRAGMA synchronous=OFF");
         {
+            // SQLite tells damage only when it reads the page, and then sessions may hold locks
+            // already. Now the tables may still be made anew.
             Statement check = connection_->statement("PRAGMA quick_check");
             if (!check.step() || check.text(0) != "ok")
                 throw Failure(kStoreFailure, path_ + " is damaged");
         }
-        dropHeldOfOlderProgram();
+        // First: the view isn't made while the table has its name.
+        dropHeldOfOlderProgram(alone);
         connection_->execute(kLockTables);
     }
 
     // The sessions of an older program that has ended have no locks any more. One that is still at
     // work has locks that this program doesn't see.
-    void dropHeldOfOlderProgram() {
+    void dropHeldOfOlderProgram(bool alone) {
         {
             Statement row = connection_->statement(
                 "SELECT 1 FROM sqlite_schema WHERE type='table' AND name='held'");
             if (!row.step())
                 return;
         }
-        if (anyoneLives())
+        if (!alone || anyoneLives())
             throw Failure(kStoreFailure,
                           "An older program has " + store_path_ + " open: end it first");
         connection_->execute("DROP TABLE held");

@@ -1,8 +1,8 @@
 #pragma once
 
-// Modify locks: rows owned by a session. A session shows that it lives by a lock of the operating
-// system on a file of its own beside the store; the rows of one whose file can be locked are taken
-// away. Nobody ever waits for a modify lock.
+// Modify locks, owned by a session. A session shows that it lives by a lock of the operating system
+// on a file of its own beside the store; the locks of one whose file can be locked are taken away.
+// Nobody ever waits for a modify lock.
 
 #include <cstdint>
 #include <memory>

@@ -17,8 +17,12 @@ void append(ByteWriter& out, const AttributeValues& each) {
     out.number(values.front().index() + (values.size() == 1 ? 0 : kSeveral));
     if (values.size() != 1)
         out.number(values.size());
-    for (const Value& value : values)
+    for (const Value& value : values) {
+        // Nobody could read it back.
+        if (value.index() != values.front().index())
+            throw Failure(kInternal, "an attribute has values of two kinds");
         out.bare(value);
+    }
 }
 
 void sort(std::vector<AttributeValues>& values) {
@@ -86,6 +90,7 @@ void ObjectReader::skip() {
 
 std::string changedData(tag_t tag, std::string_view data, std::vector<AttributeValues>& changed,
                         std::vector<Values>& before) {
+    // Both are in the order of the handles then, so one walk through both is enough.
     sort(changed);
     before.assign(changed.size(), {});
     ByteWriter out;
@@ -94,6 +99,7 @@ std::string changedData(tag_t tag, std::string_view data, std::vector<AttributeV
     while (in.next()) {
         for (; at < changed.size() && changed[at].attribute < in.attribute(); ++at)
             append(out, changed[at]);
+        // Only new values are written anew. The bytes of all others stay as they are.
         if (at < changed.size() && changed[at].attribute == in.attribute()) {
             before[at] = in.values();
             append(out, changed[at++]);
@@ -108,6 +114,7 @@ std::string changedData(tag_t tag, std::string_view data, std::vector<AttributeV
 
 std::optional<std::string_view> firstText(tag_t tag, std::string_view data, tag_t attribute) {
     ObjectReader in(tag, data);
+    // The attributes are in the order of their handles: after a higher one it can't come any more.
     while (in.next() && in.attribute() <= attribute)
         if (in.attribute() == attribute && in.kind() == Kind::String && in.left() > 0)
             return in.text();

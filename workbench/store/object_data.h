@@ -1,8 +1,8 @@
 #pragma once
 
 // The values of an object as its row has them: for each attribute that isn't null, in the order of
-// the handles, the handle, the kind, the number of values and the values. Equal values are equal
-// bytes.
+// the handles, the handle, the kind, the number of values and the values. The same values are the
+// same bytes.
 
 #include <optional>
 #include <span>

@@ -64,6 +64,7 @@ bool Pattern::matches(std::string_view text) const {
     std::size_t at = first.size();
     const std::string_view middle = text.substr(0, text.size() - last.size());
     for (std::size_t i = 1; i + 1 < pieces_.size(); ++i) {
+        // The first place will do: a later one leaves less room for the pieces that follow.
         const std::size_t found = middle.find(pieces_[i], at);
         if (found == middle.npos)
             return false;

@@ -36,7 +36,10 @@ const std::vector<StoredReferrer>& StoredReferrers::of(tag_t target) {
         return last_;
     if (lists_.size() >= kMostLists)
         lists_.clear();
-    return lists_.try_emplace(target, List{last_, {}}).first->second.all;
+    const auto gone = std::count_if(last_.begin(), last_.end(),
+                                    [](const auto& each) { return each.type == NULLTAG; });
+    return lists_.try_emplace(target, List{last_, {}, static_cast<std::size_t>(gone)})
+        .first->second.all;
 }
 
 void StoredReferrers::read(tag_t target, std::vector<StoredReferrer>& all) {
@@ -57,22 +60,35 @@ void StoredReferrers::readChanged(tag_t target, List& list) {
         // The object was made or deleted: all of its entries are replaced.
         if (attribute == NULLTAG) {
             auto last = first;
-            while (last != list.all.end() && last->tag == tag)
-                ++last;
+            for (; last != list.all.end() && last->tag == tag; ++last)
+                list.gone -= last->type == NULLTAG;
             const auto at = list.all.erase(first, last) - list.all.begin();
             std::vector<StoredReferrer> now;
             read(tag, target, now);
             list.all.insert(list.all.begin() + at, now.begin(), now.end());
             continue;
         }
-        const bool was =
+        const bool listed =
             first != list.all.end() && first->tag == tag && first->attribute == attribute;
         const bool is = refers(tag, attribute, target);
-        if (was && !is)
-            list.all.erase(first);
-        else if (is && !was)
-            list.all.insert(first, {tag, attribute, typeOf(tag)});
+        if (listed && is && first->type == NULLTAG) {
+            first->type = typeOf(tag);
+            list.gone -= first->type != NULLTAG;
+        } else if (listed && !is && first->type != NULLTAG) {
+            // To take one out of a long list moves the rest of it: only now and then.
+            first->type = NULLTAG;
+            ++list.gone;
+        } else if (is && !listed) {
+            const tag_t type = typeOf(tag);
+            list.all.insert(first, {tag, attribute, type});
+            list.gone += type == NULLTAG;
+        }
     }
+    if (list.gone > list.all.size() / 2) {
+        std::erase_if(list.all, [](const auto& each) { return each.type == NULLTAG; });
+        list.gone = 0;
+    }
+    // Last: after a failure above, the next question reads all of them again.
     list.changed.clear();
 }
 

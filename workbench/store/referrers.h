@@ -15,7 +15,7 @@ namespace mervane {
 
 struct StoredReferrer {
     tag_t tag = NULLTAG, attribute = NULLTAG;
-    tag_t type = NULLTAG;  // NULLTAG: values without an object, which is damage
+    tag_t type = NULLTAG;  // NULLTAG: it doesn't count: it refers no more, or isn't stored
 };
 
 class StoredReferrers {
@@ -37,6 +37,7 @@ private:
     struct List {
         std::vector<StoredReferrer> all;
         std::vector<std::pair<tag_t, tag_t>> changed;  // tag and attribute; NULLTAG: all of them
+        std::size_t gone = 0;                          // entries without a type
     };
     Connection& connection_;
     std::unordered_map<tag_t, List> lists_;

@@ -23,6 +23,7 @@ std::vector<std::string> unpacked(std::string_view all) {
     std::vector<std::string> texts;
     while (!all.empty()) {
         std::size_t size = 0, at = 0;
+        // A damaged length must not grow beyond what a number holds.
         for (; at < all.size() && all[at] >= '0' && all[at] <= '9' && size < all.size(); ++at)
             size = size * 10 + static_cast<std::size_t>(all[at] - '0');
         if (at == 0 || at + 1 + size >= all.size())

@@ -67,6 +67,7 @@ CREATE TABLE registry(item_id TEXT PRIMARY KEY) WITHOUT ROWID;
 )";
 
 // From version 3: a row for each value, in two tables.
+// An index keeps its name when its table is renamed, and the new tables need that name.
 constexpr const char* kFrom3 = R"(
 DROP INDEX object_by_type;
 DROP INDEX ref_by_target;
@@ -113,11 +114,13 @@ void refuseWrong(Connection& connection, int version) {
 
 int schemaVersion(Connection& connection) {
     {
+        // Without its tables, the question below would be a failure and not the answer "no store".
         Statement known = connection.statement(
             "SELECT 1 FROM sqlite_schema WHERE type='table' AND name IN ('meta', 'object')");
         if (!known.step() || !known.step())
             return 0;
     }
+    // Other databases may have tables of these names, too: only the format tells a store.
     Statement version = connection.statement(
         "SELECT value FROM meta WHERE name='schema_version' AND "
         "EXISTS (SELECT 1 FROM meta WHERE name='format' AND value='mervane')");

@@ -139,8 +139,9 @@ void giveFromObject(sqlite3_context* context, sqlite3_value** arguments, Give&& 
              static_cast<tag_t>(sqlite3_value_int64(arguments[2])));
     } catch (const std::bad_alloc&) {
         sqlite3_result_error_nomem(context);
-    } catch (const std::exception& damage) {
-        sqlite3_result_error(context, damage.what(), -1);
+    } catch (const Failure&) {
+        // A damaged object has no value here, so that others are found; the check tells it.
+        sqlite3_result_null(context);
     }
 }
 
@@ -463,6 +464,7 @@ Transaction::~Transaction() {
     try {
         if (nested_) {
             if (connection_.inTransaction()) {
+                // This alone would leave the part open.
                 connection_.takeBack("ROLLBACK TO part");
                 connection_.statement("RELEASE part").run();
             }

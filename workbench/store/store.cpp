@@ -84,7 +84,7 @@ std::unique_ptr<Connection> Store::connect(const std::string& path, bool read_on
     if (!read_only)
         connection->execute(synchronous());
     // 64 MiB of pages, enough for the indexes of a hundred thousand items.
-    connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=268435456");
+    connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=134217728");
     return connection;
 }
 
@@ -125,6 +125,9 @@ std::shared_ptr<Store> Store::open(const std::string& path) {
     // A reader changes nothing, so nobody has to see its locks.
     shared->locks = memory || read_only ? memoryLocks() : fileLocks(path);
     std::shared_ptr<Store> store(new Store(std::move(shared), std::move(connection)));
+    // The upgrade comes after the locks, which refuse while an older program has sessions: that
+    // program would lose its tables. It comes after the additions, too, since the kinds of the
+    // attributes tell what the old values are.
     store->loadAdditions();
     if (!memory)
         store->upgrade();
@@ -165,6 +168,7 @@ Store::~Store() {
     while (!batches_.empty())
         rollbackBatch();
     std::erase(shared_->askers, this);
+    // The model may live longer than this store, and must not ask it any more.
     if (shared_->askers.empty())
         shared_->model.onMiss(nullptr);
     else
@@ -233,6 +237,8 @@ bool isIndexed(const Values& values) {
 void Store::insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
                    std::int64_t version) {
     countObject();
+    // The lists are told before the change: a note too many costs a look-up, a missing one would
+    // hide a referrer.
     referrers_.erased(tag);
     indexed_.clear();
     const std::string data = objectData(values);
@@ -282,9 +288,11 @@ void Store::indexNew(tag_t tag) {
         "INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?), (?, ?, ?), (?, ?, ?)",
         "INSERT OR IGNORE INTO ref(target, attr, tag) VALUES(?, ?, ?), (?, ?, ?), (?, ?, ?), "
         "(?, ?, ?)"};
+    // One statement fills one table.
     const auto middle = std::partition(indexed_.begin(), indexed_.end(), [](const auto& each) {
         return std::holds_alternative<std::string>(*each.second);
     });
+    // Nobody asks who refers to nothing.
     const auto end = std::remove_if(middle, indexed_.end(), [](const auto& each) {
         return std::get<Reference>(*each.second).tag == NULLTAG;
     });
@@ -302,6 +310,7 @@ void Store::indexNew(tag_t tag) {
         }
         made.run();
     }
+    // The values are the caller's: no pointer to them stays.
     indexed_.clear();
 }
 
@@ -339,7 +348,7 @@ void Store::unindex(tag_t tag, tag_t attribute, const Value& value) {
 // Both steps at once. Returns: false, and nothing is changed, where that can't be done.
 bool Store::reindex(tag_t tag, tag_t attribute, const Value& before, const Value& now) {
     if (const auto* text = std::get_if<std::string>(&now)) {
-        connection_->statement("UPDATE text SET v=? WHERE attr=? AND v=? AND tag=?")
+        connection_->statement("UPDATE OR IGNORE text SET v=? WHERE attr=? AND v=? AND tag=?")
             .bind(std::string_view(*text))
             .bind(number(attribute))
             .bind(std::string_view(std::get<std::string>(before)))
@@ -348,7 +357,8 @@ bool Store::reindex(tag_t tag, tag_t attribute, const Value& before, const Value
     } else {
         if (std::get<Reference>(now).tag == NULLTAG)
             return false;
-        connection_->statement("UPDATE ref SET target=? WHERE target=? AND attr=? AND tag=?")
+        connection_
+            ->statement("UPDATE OR IGNORE ref SET target=? WHERE target=? AND attr=? AND tag=?")
             .bind(number(std::get<Reference>(now).tag))
             .bind(number(std::get<Reference>(before).tag))
             .bind(number(attribute))
@@ -359,21 +369,25 @@ bool Store::reindex(tag_t tag, tag_t attribute, const Value& before, const Value
 }
 
 void Store::indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now) {
-    const Values& any = before.empty() ? now : before;
-    if (!isIndexed(any) || before == now)
+    const bool was = isIndexed(before), is = isIndexed(now);
+    if ((!was && !is) || before == now)
         return;
-    if (std::holds_alternative<Reference>(any.front()))
-        referrers_.changed(tag, attribute);
+    referrers_.changed(tag, attribute);
+    // Nothing to compare, or damage: values of another kind than those that the attribute has.
+    if (!was || !is || before.front().index() != now.front().index()) {
+        if (was)
+            for (const Value& value : before)
+                unindex(tag, attribute, value);
+        if (is)
+            for (const Value& value : now)
+                index(tag, attribute, value);
+        return;
+    }
     // What goes before what comes: the index of texts takes a text that goes for the old one.
     if (before.size() == 1 && now.size() == 1 && reindex(tag, attribute, before[0], now[0]))
         return;
-    if (before.size() <= 1 && now.size() <= 1) {
-        if (!before.empty())
-            unindex(tag, attribute, before.front());
-        if (!now.empty())
-            index(tag, attribute, now.front());
-        return;
-    }
+    // By value and not by index: a value that an array has twice keeps its row until both are gone,
+    // and one that only moves is left alone.
     const Missing in_now(now), in_before(before);
     for (const Value& value : before)
         if (in_now(value))
@@ -414,6 +428,7 @@ tag_t Store::newTag() {
             if (!row.step())
                 throw Failure(kStoreFailure, "The store has no tags left");
             end = tagOf(row.integer(0));
+            // The change is committed when the statement has run to its end.
             row.run();
         }
         // Only after the statement is committed: another session would get a failed block, too.
@@ -607,6 +622,7 @@ std::optional<std::vector<Store::Hit>> Store::byTextIndex(tag_t attribute,
 std::vector<Store::Hit> Store::thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
                                                 const std::string& pattern) {
     constexpr std::size_t kFew = 1000;
+    // Few objects are read more quickly than all texts are searched.
     if (hits.size() <= kFew) {
         const Pattern wanted(pattern);
         std::erase_if(hits, [&](const Hit& hit) {
@@ -732,6 +748,7 @@ void Store::rollbackBatch() noexcept {
     // The store gives tags taken inside to others from now on.
     next_tag_ = tags_end_ = 0;
     batches_.pop_back();
+    // The outer batch goes on, and must notice if the database has given it up.
     if (inner)
         connection_->holdTransaction(true);
     else

@@ -81,8 +81,8 @@ public:
     bool exists(tag_t tag);
     tag_t typeOf(tag_t tag);            // NULLTAG: there is no object
     std::int64_t versionOf(tag_t tag);  // 0: there is no object
-    // Store a new object. Requires: there is none with the tag, and each attribute comes once.
-    // `values` is sorted.
+    // Store a new object. Requires: a transaction, there is none with the tag, and each attribute
+    // comes once, with values of one kind. `values` is sorted.
     void insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
                 std::int64_t version = 1);
     // Store new values of these attributes, and count one more save. Returns: false, and nothing is
@@ -110,7 +110,7 @@ public:
     };
     // Texts and patterns are compared byte by byte, so with case.
     std::vector<Hit> withText(tag_t attribute, std::string_view text);
-    // Who has the text as first value of `attribute` and refers to the target by `reference`.
+    // Who has the text as value of `attribute` and refers to the target by `reference`.
     std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
                                          std::string_view text);
     // A pattern of * (any text) and ? (one character).

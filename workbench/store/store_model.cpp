@@ -138,6 +138,8 @@ void Store::addDatasetType(const std::string& name, const std::string& parent,
                            const std::string& tool, const std::vector<std::string>& formats,
                            const std::vector<std::string>& reference_names) {
     define([&] {
+        // In this order, which is that in which other sessions read them: each part names only what
+        // is there already.
         if (!model().findTool(tool))
             storeAddition("tool", tool, "", asParts(formats));
         else

@@ -99,6 +99,7 @@ const std::vector<Right>& Store::rights(const std::string& privilege) {
 }
 
 std::int64_t Store::addRight(const Right& right, std::int64_t position) {
+    // Nobody tells the cache of a change that this connection makes itself.
     rights_.clear();
     // With NULL the database chooses the next position.
     Statement row = connection_->statement(
@@ -240,6 +241,7 @@ void Store::useRegistry(const std::string& path) {
             .run();
     }
     transaction.commit();
+    // Only now: if the commit fails, the store goes on with the registry that it had.
     registry_connection_.reset();
 }
 

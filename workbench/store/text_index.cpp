@@ -271,6 +271,7 @@ void TextIndex::takeUpAll() {
             "FROM text_pending p CROSS JOIN text_attribute a ON a.attr=p.attr "
             "WHERE p.old IS NOT NULL ORDER BY p.tag, p.attr")
         .run();
+    // The new text comes from the object: the table of texts can't be searched by the object alone.
     connection_
         .statement(
             "INSERT INTO text_index(rowid, text) SELECT key, "

@@ -71,27 +71,30 @@ void Store::upgrade() {
     const bool texts = text_index_.isThere();
     text_index_.drop();
     upgradeSchema(*connection_, [this] { moveValues(); });
+    // In the same transaction: after a kill the store has its old tables and the old index, or the
+    // new ones.
     if (texts)
         text_index_.make(model());
     transaction.commit();
 }
 
 void Store::moveValues() {
+    // In the order of the tags, so that each row comes after the last one of its table.
     Statement objects =
         connection_->statement("SELECT tag, type, version FROM object_3 ORDER BY tag");
     while (objects.step()) {
         const auto tag = static_cast<tag_t>(objects.integer(0));
         std::vector<std::pair<tag_t, Values>> all;
         {
-            // Within each table the values of an attribute follow each other by their index.
             Statement rows = connection_->statement(
-                "SELECT attr, v, typeof(v) FROM value WHERE tag=?1 "
-                "UNION ALL SELECT attr, target, 'ref' FROM ref_3 WHERE tag=?1");
+                "SELECT attr, v, typeof(v), idx FROM value WHERE tag=?1 UNION ALL "
+                "SELECT attr, target, 'ref', idx FROM ref_3 WHERE tag=?1 ORDER BY 1, 4");
             rows.bind(std::int64_t{tag});
             while (rows.step()) {
                 const auto handle = static_cast<tag_t>(rows.integer(0));
                 if (all.empty() || all.back().first != handle)
                     all.emplace_back(handle, Values());
+                // The model first: the column of a date tells no more than that it is a text.
                 const Attribute* known = model().attributeOf(handle);
                 all.back().second.push_back(
                     valueOf(rows, known ? known->kind : kindOfColumn(rows.text(2))));

@@ -27,6 +27,7 @@ std::string waitedInVain(const std::string& file) {
 
 void waitForSharedLock(int file, const std::string& path) {
     const auto end = std::chrono::steady_clock::now() + waitLimit();
+    // Asked again and again, since the system itself would wait without a limit.
     while (!system::lockShared(file)) {
         if (errno != EAGAIN && errno != EINTR)
             throw Failure(kFileFailure, path + " can't be locked: " + std::strerror(errno));

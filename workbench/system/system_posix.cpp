@@ -272,7 +272,15 @@ std::int64_t sizeOf(int file) {
 }
 
 bool reserve(int file, std::uint64_t size) {
-    errno = ::posix_fallocate(file, 0, static_cast<off_t>(size));
+    // Only what is new: where the file system can't do it, the C library reads and writes each
+    // block, and would put an old byte in the place of one that another process has just changed.
+    const std::int64_t now = sizeOf(file);
+    if (now < 0 || static_cast<std::uint64_t>(now) >= size)
+        return now >= 0;
+    do
+        errno = ::posix_fallocate(file, static_cast<off_t>(now),
+                                  static_cast<off_t>(size) - static_cast<off_t>(now));
+    while (errno == EINTR);
     return errno == 0;
 }
 
