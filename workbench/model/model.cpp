@@ -1,5 +1,6 @@
 #include "workbench/model/model.h"
 
+#include <algorithm>
 #include <deque>
 
 #include "workbench/model/standard_model.h"
@@ -265,6 +266,8 @@ void Model::giveAttributes(Type& type, const std::string& owner,
         type.by_name.emplace(made.name, type.layout.size());
         type.layout.push_back(&made);
     }
+    type.in_order.assign(type.by_handle.begin(), type.by_handle.end());
+    std::sort(type.in_order.begin(), type.in_order.end());
 }
 
 const Class& Model::addClass(const std::string& name, const std::string& parent,

@@ -60,6 +60,7 @@ struct Type {
     // All attributes of an instance, base classes first; an object's fields have this order.
     std::vector<const Attribute*> layout;
     std::unordered_map<tag_t, std::size_t> by_handle;
+    std::vector<std::pair<tag_t, std::size_t>> in_order;  // the same, by ascending handle
     std::unordered_map<std::string_view, std::size_t> by_name;
     bool isA(const Type& other) const;
 };

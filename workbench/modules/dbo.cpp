@@ -83,14 +83,42 @@ struct Referring {
             where.push_back(place);
         }
         // Most are of the type of the one before.
-        if (type.handle == std::exchange(last_type, type.handle) ||
-            std::find(classes.begin(), classes.end(), type.cls->handle) != classes.end())
-            return;
-        classes.push_back(type.cls->handle);
-        if (with_levels) {
+        if (type.handle != std::exchange(last_type, type.handle) && addClass(type) && with_levels) {
             class_levels.push_back(level);
             class_where.push_back(place);
         }
+    }
+
+    // Those of one level, all in the store. A release asks for those of one status object for each
+    // part, and the list is long each time: so few steps for each.
+    void take(Model& model, tag_t instance, const std::vector<StoredReferrer>& referrers) {
+        tags.resize(referrers.size());
+        std::size_t count = 0;
+        tag_t last = NULLTAG;
+        bool counts = false;
+        for (const StoredReferrer& referrer : referrers) {
+            if (referrer.type == NULLTAG || referrer.tag == instance)
+                continue;
+            if (referrer.type != last_type) {
+                last_type = referrer.type;
+                const Type* type = model.typeOf(last_type);
+                counts = type != nullptr;
+                if (counts)
+                    addClass(*type);
+            }
+            // The references of one object follow each other.
+            if (counts && referrer.tag != last)
+                tags[count++] = last = referrer.tag;
+        }
+        tags.resize(count);
+    }
+
+private:
+    bool addClass(const Type& type) {
+        if (std::find(classes.begin(), classes.end(), type.cls->handle) != classes.end())
+            return false;
+        classes.push_back(type.cls->handle);
+        return true;
     }
 };
 
@@ -102,21 +130,8 @@ Referring findReferrers(Session& session, tag_t instance, int levels) {
     std::unordered_set<tag_t> known{instance};
     std::vector<tag_t> current{instance};
     const Type* type = nullptr;
-    // A release asks this of one status object for each part: the list is long each time.
     if (const auto* plain = levels == 1 ? session.plainReferrers(instance) : nullptr) {
-        found.tags.reserve(plain->size());
-        for (const StoredReferrer& referrer : *plain) {
-            if (referrer.type == NULLTAG || referrer.tag == instance ||
-                (!found.tags.empty() && found.tags.back() == referrer.tag))
-                continue;
-            if (type && type->handle == referrer.type) {
-                found.tags.push_back(referrer.tag);
-                continue;
-            }
-            type = session.model().typeOf(referrer.type);
-            if (type)
-                found.add({referrer.tag, referrer.attribute, referrer.type}, *type, 1, false);
-        }
+        found.take(session.model(), instance, *plain);
         return found;
     }
     for (int level = 1; level <= levels && !current.empty(); ++level) {

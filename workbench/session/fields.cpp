@@ -5,6 +5,7 @@
 #include <new>
 
 #include "workbench/model/model.h"
+#include "workbench/store/object_data.h"
 
 namespace mervane {
 
@@ -71,15 +72,19 @@ bool Fields::findPacked(std::size_t place, Packed& found) const {
     return false;
 }
 
-void Fields::pack(std::size_t place, const Value& value) {
+void Fields::packText(std::size_t place, std::string_view text) {
     append(packed_, static_cast<std::uint32_t>(place));
-    packed_.push_back(static_cast<char>(value.index()));
-    // The place in the variant is the kind, which kindAt() reads.
-    static_assert(std::variant_size_v<Value> == 6 && static_cast<int>(Kind::Reference) == 5);
-    if (const auto* text = std::get_if<std::string>(&value)) {
-        append(packed_, static_cast<std::uint32_t>(text->size()));
-        packed_.append(*text);
-    } else if (const auto* number = std::get_if<std::int64_t>(&value)) {
+    packed_.push_back(static_cast<char>(Kind::String));
+    append(packed_, static_cast<std::uint32_t>(text.size()));
+    packed_.append(text);
+}
+
+void Fields::pack(std::size_t place, const Value& value) {
+    if (const auto* text = std::get_if<std::string>(&value))
+        return packText(place, *text);
+    append(packed_, static_cast<std::uint32_t>(place));
+    packed_.push_back(static_cast<char>(kindOf(value)));
+    if (const auto* number = std::get_if<std::int64_t>(&value)) {
         append(packed_, *number);
     } else if (const auto* real = std::get_if<double>(&value)) {
         append(packed_, *real);
@@ -184,6 +189,15 @@ void Fields::read(std::size_t place, bool array, std::size_t index, Value&& valu
     Values& list = open(place).values;
     if (index == list.size())
         list.push_back(std::move(value));
+}
+
+void Fields::read(std::size_t place, bool array, ObjectReader& in) {
+    if (array || in.left() != 1)
+        open(place).values = in.values();
+    else if (in.kind() == Kind::String)
+        packText(place, in.text());
+    else
+        pack(place, in.value());
 }
 
 void Fields::readAll() {

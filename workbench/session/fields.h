@@ -15,6 +15,7 @@
 namespace mervane {
 
 struct Type;
+class ObjectReader;
 
 // An attribute with values of its own.
 struct Field {
@@ -50,6 +51,8 @@ public:
     // One value as it is stored. Values of an array come by their index; one out of turn is left
     // out.
     void read(std::size_t place, bool array, std::size_t index, Value&& value);
+    // The same of an attribute that is about to be read.
+    void read(std::size_t place, bool array, ObjectReader& in);
     // All is read: give back what is too much room.
     void readAll();
     // What is dirty is stored now. True: a field still differs from the store.
@@ -67,6 +70,7 @@ private:
 
     bool findPacked(std::size_t place, Packed& found) const;
     void pack(std::size_t place, const Value& value);
+    void packText(std::size_t place, std::string_view text);
     static Value unpacked(const Packed& packed);
     // The end of the one that begins here.
     static std::size_t endOf(std::string_view all, std::size_t begin);

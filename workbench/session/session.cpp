@@ -120,7 +120,7 @@ Model& Session::model() {
 
 void Session::readInto(Object& object) {
     ++objects_loaded;
-    const bool found = store_->load(
+    const bool found = store_->loadAll(
         object.tag,
         [&](tag_t type, std::int64_t version) {
             const Type* known = model().typeOf(type);
@@ -131,15 +131,21 @@ void Session::readInto(Object& object) {
             object.version = version;
             object.fields.clear();
         },
-        [&](tag_t attribute, std::size_t index, Value&& value) {
-            const auto at = object.type->by_handle.find(attribute);
-            // An attribute that this type doesn't have, or values of another kind: damage, which
-            // the check reports.
-            if (at == object.type->by_handle.end() ||
-                object.type->layout[at->second]->kind != kindOf(value))
-                return;
-            object.fields.read(at->second, object.type->layout[at->second]->array, index,
-                               std::move(value));
+        [&](ObjectReader& in) {
+            // Both are in the order of the handles, so no attribute has to be looked up.
+            auto at = object.type->in_order.begin();
+            const auto end = object.type->in_order.end();
+            while (in.next()) {
+                while (at != end && at->first < in.attribute())
+                    ++at;
+                // An attribute that this type doesn't have, or values of another kind: damage,
+                // which the check reports.
+                if (at == end || at->first != in.attribute())
+                    continue;
+                const Attribute& known = *object.type->layout[at->second];
+                if (known.kind == in.kind())
+                    object.fields.read(at->second, known.array, in);
+            }
         });
     object.fields.readAll();
     // That an object isn't there is a result, too: a later run may find it and do something else.

@@ -1,11 +1,13 @@
 #include "workbench/store/locks.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <functional>
 #include <limits>
 #include <map>
+#include <thread>
 
 #include "workbench/model/status.h"
 #include "workbench/store/held_locks.h"
@@ -104,13 +106,11 @@ public:
             throw Failure(kFileFailure,
                           path_ + "-guard can't be made: " + std::string(std::strerror(errno)));
         try {
-            // Who is alone may be making the tables anew: wait until it has connected.
-            if (system::lockExclusive(guard_)) {
-                prepareAlone();
-            } else {
-                waitForSharedLock(guard_, path_ + "-guard");
-                joinOthers();
-            }
+            // Of several that wait, each gives way to the others for a time of its own.
+            constexpr int kTimes = 100;
+            const auto pause = std::chrono::microseconds(500 + system::processNumber() % 64 * 50);
+            for (int time = 1; !join(time == kTimes); ++time)
+                std::this_thread::sleep_for(pause);
         } catch (...) {
             held_.reset();
             connection_.reset();
@@ -321,18 +321,27 @@ private:
         openHeld(false);
     }
 
-    // Requires: the guard, shared.
-    void joinOthers() {
+    // Have the tables open, together with others or made here. Returns: false, if whoever was
+    // making them was killed at that. `last`: throw the failure then.
+    bool join(bool last) {
+        if (system::lockExclusive(guard_)) {
+            prepareAlone();
+            return true;
+        }
+        // Who is alone may be making the tables anew: wait until it has connected.
+        waitForSharedLock(guard_, path_ + "-guard");
         try {
             connect(false);
             openHeld(false);
+            return true;
         } catch (const Failure&) {
-            // Whoever was alone before may have been killed before it had made everything.
             held_.reset();
             connection_.reset();
-            if (!system::lockExclusive(guard_))
+            if (last || anyoneLives())
                 throw;
-            prepareAlone();
+            // Another one that waits can be alone now.
+            system::unlock(guard_);
+            return false;
         }
     }
 

@@ -77,6 +77,9 @@ public:
     // then.
     template <typename Head, typename Each>
     bool load(tag_t tag, Head&& head, Each&& value);
+    // The same with all values at once: `values` gets a reader, which is at their begin.
+    template <typename Head, typename All>
+    bool loadAll(tag_t tag, Head&& head, All&& values);
     // Cheaper than loading it.
     bool exists(tag_t tag);
     tag_t typeOf(tag_t tag);            // NULLTAG: there is no object
@@ -318,6 +321,15 @@ private:
 
 template <typename Head, typename Each>
 bool Store::load(tag_t tag, Head&& head, Each&& value) {
+    return loadAll(tag, head, [&](ObjectReader& in) {
+        while (in.next())
+            for (std::size_t index = 0; in.left() > 0; ++index)
+                value(in.attribute(), index, in.value());
+    });
+}
+
+template <typename Head, typename All>
+bool Store::loadAll(tag_t tag, Head&& head, All&& values) {
     Statement row = connection_->statement(kLoad);
     row.bind(std::int64_t{tag});
     if (!row.step())
@@ -325,9 +337,7 @@ bool Store::load(tag_t tag, Head&& head, Each&& value) {
     head(static_cast<tag_t>(row.integer(0)), row.integer(1));
     countObject();
     ObjectReader in(tag, row.bytes(2));
-    while (in.next())
-        for (std::size_t index = 0; in.left() > 0; ++index)
-            value(in.attribute(), index, in.value());
+    values(in);
     return true;
 }
 

@@ -70,6 +70,7 @@ bool close(int file);
 // it. An exclusive one takes the place of a shared one, and the other way round.
 bool lockExclusive(int file);
 bool lockShared(int file);
+bool unlock(int file);
 // The size in bytes; -1: unknown.
 std::int64_t sizeOf(int file);
 // Make it at least so many bytes long, with room on the disk for all of them. What is in it stays.

@@ -266,6 +266,10 @@ bool lockShared(int file) {
     return ::flock(file, LOCK_SH | LOCK_NB) == 0;
 }
 
+bool unlock(int file) {
+    return ::flock(file, LOCK_UN) == 0;
+}
+
 std::int64_t sizeOf(int file) {
     struct stat status {};
     return ::fstat(file, &status) == 0 ? std::int64_t{status.st_size} : -1;

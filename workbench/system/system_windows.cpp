@@ -271,6 +271,12 @@ bool lockShared(int file) {
     return check(LockFileEx(handleOf(file), LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &range));
 }
 
+bool unlock(int file) {
+    OVERLAPPED range{};
+    range.OffsetHigh = kLockAt;
+    return check(UnlockFileEx(handleOf(file), 0, 1, 0, &range));
+}
+
 std::int64_t sizeOf(int file) {
     LARGE_INTEGER size;
     return check(GetFileSizeEx(handleOf(file), &size)) ? std::int64_t{size.QuadPart} : -1;
