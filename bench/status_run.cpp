@@ -211,6 +211,6 @@ int main(int argc, char** argv) {
     printf(json ? "]\n"
                 : "Microseconds per object (a revision or a dataset); settings: the same settings "
                   "read by themselves. Targets: off/b at most 1.3, "
-                  "trace/b at most 2, bare/SQL at most 3.\n");
+                  "trace/b at most 1.9, bare/SQL at most 1.3.\n");
     return 0;
 }

@@ -43,7 +43,7 @@ std::string revision(const std::string& members) {
 
 std::string object(const std::string& members) {
     return afterGood(R"("objects": [{"label": "a", "type": "Folder", "values": {}}, )" + members +
-                      "]");
+                     "]");
 }
 
 }  // namespace
