@@ -49,8 +49,8 @@ bool MayChange(int iMode, const char* sGroupName, logical publish_allowed) {
     }
 }
 
-// Kept: an unreachable registry never stops the rename. The preference, given in `pAllowed`, only
-// decides whether the old id is unregistered.
+// Kept: a registry that can't be reached never stops the rename. The preference, which `pAllowed`
+// gets, only decides whether the old id is unregistered.
 // Returns: the status of reading the preference, in the place of 100309.
 [[nodiscard]] int PassRegistryDown(const char* sOldItemId, logical* pAllowed) {
     int iRet = QSK_ok;

@@ -26,7 +26,7 @@ struct FormValueKey {
     const char* m_szType;
 };
 
-// Kept: SetActRevId gives the group, SetActGroup a property of the object.
+// Kept: the names mislead. SetActRevId gives the group, SetActGroup a property of the object.
 constexpr FormValueKey FormValueKeys[] = {
     {"SetDefault", "Value"},    {"SetActUserId", "UserId"},      {"SetActUserName", "UserName"},
     {"SetActDate", "Str_Date"}, {"SetActDateDate", "Date_Date"}, {"Del_Date", "Del_Date"},

@@ -124,8 +124,8 @@ bool Session::hasOtherRevision(Object& object, tag_t item, const std::string& id
                        [&](tag_t other) { return other != object.tag; });
 }
 
-// Attribute-level setters don't check ids, and another session may have taken one. Requires:
-// everything of the save is stored.
+// Compare ids. A setter of one attribute doesn't know that its text is an id, and another session
+// may have stored the same one meanwhile. Requires: everything of the save is stored.
 void Session::checkIds(Object& object) {
     const auto changed = [&](const char* name) {
         return object.isNew() || object.fields.isDirty(object.type->by_name.at(name));

@@ -285,8 +285,9 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
         report(orphans(in_volume, stored), "");
         return;
     }
-    // No save or new tag can happen during this transaction; a session with an earlier tag may
-    // still place its file. So nothing is removed while others are at work.
+    // While this transaction is open, nobody else saves an object or gets a new tag. But a session
+    // that got its tag before may place the file of an object that it hasn't saved yet. So nothing
+    // is removed while other sessions are at work.
     Transaction alone(*connection_);
     bool others = false;
     for (const LockOwner& session : locks().sessions())

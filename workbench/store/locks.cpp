@@ -304,34 +304,16 @@ private:
     std::map<std::int64_t, int> files_;  // the living sessions of this process
     int guard_ = -1;                     // locked by all who have the tables open
 
-    // Requires: the guard, for this process alone.
-    void prepareAlone() {
-        const bool anyone = anyoneLives();
-        connectOrMakeAnew(anyone);
-        if (!anyone)
-            makeHeldReady();
-        // Before the guard is shared: until then nobody opens a session, so a lock without a row is
-        // nobody's.
-        openHeld(false);
-        forgetWithoutSession();
-        // In the moment in which the guard is given up to be shared another process may be alone,
-        // and make the file small: it mustn't be mapped here.
-        held_.reset();
-        waitForSharedLock(guard_, path_ + "-guard");
-        openHeld(false);
-    }
-
     // Have the tables open, together with others or made here. Returns: false, if whoever was
     // making them was killed at that. `last`: throw the failure then.
     bool join(bool last) {
-        if (system::lockExclusive(guard_)) {
+        if (system::lockExclusive(guard_))
             prepareAlone();
-            return true;
-        }
         // Who is alone may be making the tables anew: wait until it has connected.
         waitForSharedLock(guard_, path_ + "-guard");
         try {
-            connect(false);
+            if (!connection_)
+                connect(false);
             openHeld(false);
             return true;
         } catch (const Failure&) {
@@ -343,6 +325,22 @@ private:
             system::unlock(guard_);
             return false;
         }
+    }
+
+    // Requires: the guard, for this process alone.
+    void prepareAlone() {
+        const bool anyone = anyoneLives();
+        connectOrMakeAnew(anyone);
+        if (anyone)
+            openHeld(false);
+        else
+            makeHeldReady();
+        // Before the guard is shared: until then nobody opens a session, so a lock without a row is
+        // nobody's.
+        forgetWithoutSession();
+        // In the moment in which the guard is given up to be shared another process may be alone,
+        // and make the file small: it mustn't be mapped here.
+        held_.reset();
     }
 
     // The tables aren't synchronised, so a power failure may break them. They are made anew only

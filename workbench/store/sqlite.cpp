@@ -454,7 +454,8 @@ bool Freshness::isLost(Connection& connection) {
 
 Transaction::Transaction(Connection& connection)
     : connection_(connection), nested_(connection.inTransaction()) {
-    // Take the write lock now: upgrading later fails at once.
+    // Take the right to write now. A transaction that begins by reading and asks for it later is
+    // refused at once if another one has written in between.
     connection_.statement(nested_ ? "SAVEPOINT part" : "BEGIN IMMEDIATE").run();
 }
 

@@ -147,7 +147,8 @@ Store::Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connect
       connection_(std::move(connection)),
       referrers_(*connection_),
       text_index_(*connection_) {
-    // Model misses ask the newest connection; any would do.
+    // For a name that it doesn't know the model asks a connection what other processes have added.
+    // It asks the newest one, but any would do.
     shared_->model.onMiss([this] { return loadAdditions(); });
     shared_->askers.push_back(this);
     if (!shared_->in_memory)
@@ -434,7 +435,7 @@ tag_t Store::newTag() {
         // Only after the statement is committed: another session would get a failed block, too.
         next_tag_ = end - tag_block_;
         tags_end_ = end;
-        // Blocks double, so imports reserve rarely.
+        // Each block is twice as large as the one before, so an import seldom takes another one.
         tag_block_ = std::min<tag_t>(tag_block_ * 2, 4096);
     }
     return next_tag_++;
