@@ -139,6 +139,15 @@ TEST_P(FailingStatements, LeaveWhatIsStoredAndRecordedInAgreement) {
     const int thin = share.of > 1 ? 11 : 1;
     // Always take all for the copy: it drops a failure that ends a whole run's transaction.
     const bool all = GetParam().kind == "copy" && GetParam().way == "whole";
+    // What a service reads once in a process is read now. Else a share that begins with the failure
+    // of such a reading would leave the service without its settings from then on.
+    if (!all) {
+        openFresh();
+        EXPECT_TRUE(runs(kOther + 7)) << reason_;
+        endWhatIsLeft();
+        bench().closeStore(store_);
+        reason_.clear();
+    }
     const int first = all ? 0 : (share.part - 1) * thin, step = all ? 1 : share.of * thin;
     for (int i = first; !HasFailure(); i += step) {
         const int number = i / 2;

@@ -218,6 +218,43 @@ TEST(BatchInMemory, OtherSessionsCantWriteMeanwhile) {
     bench().closeStore(store);
 }
 
+TEST_P(Batch, AReferenceToWhatTheBatchHasDeletedIsRefused) {
+    Object& target = folder("target");
+    const tag_t tag = target.tag;
+    session().beginBatch();
+    Object& first = folder("first");
+    session().lock(first);
+    session().put(first, "contents", {Reference{tag}});
+    session().save(first);
+    session().put(first, "contents", {});
+    session().save(first);
+    session().remove(session().object(tag));
+    session().put(first, "contents", {Reference{tag}});
+    EXPECT_EQ(statusOf([&] { session().save(session().object(first.tag)); }), kUnknownObject);
+    session().rollbackBatch();
+    Object& second = folder("second");
+    session().lock(second);
+    session().put(second, "contents", {Reference{tag}});
+    session().save(second);
+}
+
+TEST_P(Batch, AReferenceToWhatWentBackWithAnInnerBatchIsRefused) {
+    session().beginBatch();
+    session().beginBatch();
+    folder("its tag is given again");
+    const tag_t gone = folder("gone").tag;
+    Object& first = folder("first");
+    session().lock(first);
+    session().put(first, "contents", {Reference{gone}});
+    session().save(first);
+    session().rollbackBatch();
+    Object& second = folder("second");
+    session().lock(second);
+    session().put(second, "contents", {Reference{gone}});
+    EXPECT_EQ(statusOf([&] { session().save(second); }), kUnknownObject);
+    session().rollbackBatch();
+}
+
 TEST_P(Batch, TwoRevisionsOfOneIdAreNotStoredWithTheirNewItem) {
     Object* first = nullptr;
     Object& item = newItem(session(), *session().model().findType("Item"), "77", "", "A", &first);

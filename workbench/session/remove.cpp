@@ -195,6 +195,7 @@ void Session::eraseStored(std::span<const tag_t> tags) {
         // A new object has no rows.
         if (at == cache_.end() || !at->second->isNew())
             store_->erase(tag);
+        known_in_batch_.erase(tag);
     }
 }
 

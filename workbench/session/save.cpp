@@ -93,8 +93,11 @@ void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>
             if (field.stored &&
                 std::find(field.stored->begin(), field.stored->end(), value) != field.stored->end())
                 continue;
+            const auto cached = cache_.find(target);
+            // What this save stores is there.
+            if (cached != cache_.end() && cached->second->saving)
+                continue;
             if (!store_->exists(target)) {
-                const auto cached = cache_.find(target);
                 const bool unsaved = cached != cache_.end() && cached->second->isNew();
                 throw Failure(kUnknownObject,
                               plainName(object) + " can't be stored: its " + attribute.name +
@@ -210,9 +213,12 @@ void Session::save(std::span<Object* const> objects) {
         StoreTransaction transaction(*store_);
         for (Object* object : saving_)
             storeObject(*object);
+        // A batch has the right to write: what it has seen stays, unless it deletes it itself.
+        if (known_in_batch_.size() > kMostCached)
+            known_in_batch_.clear();
         std::unordered_set<tag_t> known_targets;
         for (const Object* object : saving_)
-            checkStoredTargets(*object, known_targets);
+            checkStoredTargets(*object, batches_.empty() ? known_targets : known_in_batch_);
         for (Object* object : saving_)
             checkIds(*object);
         if (recorder_)

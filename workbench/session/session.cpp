@@ -466,6 +466,7 @@ void Session::commitBatch() {
     // Files of an inner batch wait for the outer one, which may still go back.
     if (!batches_.empty())
         return;
+    known_in_batch_.clear();
     // Files go only after the commit: a kill before it leaves their objects stored.
     placed_in_batch_.clear();
     for (const tag_t file : std::exchange(removed_in_batch_, {}))
@@ -477,6 +478,7 @@ void Session::rollbackBatch() {
         return;
     const Batch begun = batches_.back();
     batches_.pop_back();
+    known_in_batch_.clear();
     store_->letGoOfBatch();
     forgetAll();
     // Before their tags go back: another session may get such a tag for a file of its own.

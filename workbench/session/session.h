@@ -319,6 +319,7 @@ private:
     };
     std::vector<Batch> batches_;                             // the outer one first
     std::vector<tag_t> placed_in_batch_, removed_in_batch_;  // files
+    std::unordered_set<tag_t> known_in_batch_;               // stored objects that it refers to
     std::unique_ptr<Recorder> recorder_;
     bool keep_last_user_ = false;
     Known known_{};
