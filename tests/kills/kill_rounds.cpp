@@ -165,6 +165,7 @@ void KillRounds::lookAlone(const std::string& when) {
         Plant plant(path_);
         for (const auto& worker : workers_)
             note(settle(plant, *worker), when);
+        note(ledger_.settleAbsent(plant.database()), when);
         note(plant.leftLocks(), when);
         note(plant.check(true), when);
         note(ledger_.compare(plant.database()), when);

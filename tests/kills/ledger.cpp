@@ -144,9 +144,49 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
         add("a transaction is there in part: with" + in + ", without" + out);
     whole_ += !in.empty() && out.empty();
     absent_ += in.empty() && !out.empty();
+    if (in.empty() && !out.empty())
+        absent_intents_.push_back(dead.intent);
     dead.intent = {};
     for (const std::int64_t tag : std::set<std::int64_t>(dead.saved.begin(), dead.saved.end()))
         add(compare(store, tag, known_[tag]));
+    return wrong;
+}
+
+std::vector<std::string> Ledger::settleAbsent(sqlite3* store) {
+    std::vector<std::string> wrong;
+    for (const Intent& intent : absent_intents_) {
+        std::string in, out;
+        std::map<std::int64_t, Known> now;
+        const auto tell = [&](std::int64_t tag, bool is_in, Known known) {
+            (is_in ? in : out) += " " + shown(tag);
+            if (is_in)
+                now[tag] = known;
+        };
+        for (const std::int64_t tag : intent.made)
+            if (const Stored found = storedOf(store, tag); !known_.count(tag))
+                tell(tag, found.version != 0, {found, false, false, false});
+        for (const std::int64_t tag : intent.gone)
+            if (const auto at = known_.find(tag); at != known_.end() && !at->second.gone)
+                tell(tag, storedOf(store, tag).version == 0,
+                     {at->second.stored, true, at->second.shared, at->second.others});
+        for (const auto& [tag, saves] : intent.saves)
+            if (const auto at = known_.find(tag); at != known_.end() && !at->second.shared) {
+                const Stored found = storedOf(store, tag);
+                const std::int64_t more = found.version - at->second.stored.version;
+                tell(tag, more > 0 && more <= saves, {found, false, false, at->second.others});
+            }
+        if (in.empty())
+            continue;
+        if (!out.empty()) {
+            wrong.push_back("a transaction is there in part: with" + in + ", without" + out);
+            continue;
+        }
+        ++whole_;
+        --absent_;
+        for (const auto& [tag, known] : now)
+            known_[tag] = known;
+    }
+    absent_intents_.clear();
     return wrong;
 }
 

@@ -18,7 +18,10 @@ namespace kills {
 
 class Ledger {
 public:
-    void clear() { known_.clear(); }
+    void clear() {
+        known_.clear();
+        absent_intents_.clear();
+    }
     // Read a line of a worker. False: it can't be understood.
     void hear(Running& worker, const std::string& line);
     // Find what is wrong with the objects of a killed worker. Everything that it reported as stored
@@ -28,6 +31,11 @@ public:
     std::vector<std::string> settle(sqlite3* store, Running& dead,
                                     const std::vector<std::unique_ptr<Running>>& all,
                                     const std::function<void()>& listen);
+    // Look again for the transactions that weren't there when their worker was killed. Its commit
+    // may be in the log without the others having heard of it; if nobody writes until all have
+    // closed the store, whoever opens it next reads the log anew, and the commit is there.
+    // Requires: nobody is at work, and all workers are settled.
+    std::vector<std::string> settleAbsent(sqlite3* store);
     // The same for everything that was ever reported. Requires: all workers are settled.
     std::vector<std::string> compare(sqlite3* store) const;
 
@@ -44,6 +52,7 @@ private:
     };
     std::map<std::int64_t, Known> known_;
     std::vector<std::string> contradictions_;
+    std::vector<Intent> absent_intents_;  // of transactions that nobody saw
     std::uint64_t acknowledged_ = 0, whole_ = 0, absent_ = 0;
 
     void saved(Running& worker, std::int64_t tag, const Stored& stored);
