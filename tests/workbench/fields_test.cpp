@@ -8,6 +8,7 @@
 #include <random>
 
 #include "workbench/model/model.h"
+#include "workbench/store/object_data.h"
 
 namespace mervane {
 namespace {
@@ -49,6 +50,15 @@ protected:
     Fields fields;
 
     std::size_t place(const char* name) const { return type.by_name.at(name); }
+    // Read it from the bytes that the store keeps.
+    void read(std::size_t at, bool array, const Values& values) {
+        std::vector<AttributeValues> all{{1, &values}};
+        const std::string data = objectData(all);
+        ObjectReader in(1, data);
+        if (in.next())
+            fields.read(at, array, in);
+        EXPECT_FALSE(in.next());
+    }
 };
 
 TEST_F(FieldsTest, EveryKindOfValueIsReadAsItCame) {
@@ -62,7 +72,7 @@ TEST_F(FieldsTest, EveryKindOfValueIsReadAsItCame) {
                                     std::string(),
                                     std::string(70000, 'x')};
     for (std::size_t i = 0; i < all.size(); ++i)
-        fields.read(i, false, 0, Value(all[i]));
+        read(i, false, {all[i]});
     fields.readAll();
     EXPECT_TRUE(fields.opened().empty());
     for (std::size_t i = 0; i < all.size(); ++i) {
@@ -78,18 +88,18 @@ TEST_F(FieldsTest, EveryKindOfValueIsReadAsItCame) {
     EXPECT_EQ(fields.reference(all.size()), NULLTAG);
 }
 
-TEST_F(FieldsTest, ElementsOfAnArrayOutOfTurnAreLeftOut) {
-    const std::size_t list = place("ref_list");
-    fields.read(list, true, 0, Reference{5});
-    fields.read(list, true, 2, Reference{7});
-    fields.read(list, true, 1, Reference{6});
-    EXPECT_EQ(fields.list(list), (Values{Reference{5}, Reference{6}}));
+TEST_F(FieldsTest, AnArrayHasItsElementsInTheirOrderAlsoIfItIsOne) {
+    const std::size_t list = place("ref_list"), names = place("ref_names");
+    read(list, true, {Reference{7}, Reference{5}, Reference{7}});
+    read(names, true, {std::string("one")});
+    fields.readAll();
+    EXPECT_EQ(fields.list(list), (Values{Reference{7}, Reference{5}, Reference{7}}));
+    EXPECT_EQ(fields.list(names), Values{std::string("one")});
 }
 
 TEST_F(FieldsTest, ASecondValueWhereOneBelongsIsNotLost) {
     const std::size_t name = place("object_name");
-    fields.read(name, false, 0, std::string("one"));
-    fields.read(name, false, 1, std::string("two"));
+    read(name, false, {std::string("one"), std::string("two")});
     EXPECT_EQ(fields.values(name), (Values{std::string("one"), std::string("two")}));
     EXPECT_EQ(fields.text(name), "one");
     fields.settle(type);
@@ -98,7 +108,7 @@ TEST_F(FieldsTest, ASecondValueWhereOneBelongsIsNotLost) {
 
 TEST_F(FieldsTest, WhatDiffersFromTheStoreStaysSoWhenTheRestIsStored) {
     const std::size_t name = place("object_name"), text = place("object_desc");
-    fields.read(name, false, 0, std::string("before"));
+    read(name, false, {std::string("before")});
     Field& aside = fields.open(name);
     aside.stored = std::make_unique<Values>(aside.values);
     aside.values = {std::string("unsaved")};
@@ -147,11 +157,10 @@ TEST_F(FieldsTest, AnyOrderOfReadingChangingAndStoringReadsAsPlainLists) {
         };
         for (std::size_t at = 0; at < type.layout.size(); ++at) {
             const Attribute& attribute = *type.layout[at];
-            for (std::size_t i = random() % (attribute.array ? 4 : 2); i > 0; --i) {
-                Values& known = model_values[at];
+            Values& known = model_values[at];
+            for (std::size_t i = random() % (attribute.array ? 4 : 2); i > 0; --i)
                 known.push_back(someValue(attribute.kind, random));
-                fields.read(at, attribute.array, known.size() - 1, Value(known.back()));
-            }
+            read(at, attribute.array, known);
         }
         fields.readAll();
         compare();

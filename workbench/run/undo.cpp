@@ -353,8 +353,8 @@ private:
         session_.recorder()->checkedOut(ended.object, ended.user, ended.date, ended.comment);
     }
 
-    // Rights and preferences aren't for everybody to change, by an undo neither. A rehearsal
-    // changes nothing.
+    // Only administrators change rights and preferences, also by an undo. A rehearsal changes
+    // nothing.
     void needAdministrator() {
         if (!session_.rehearses())
             session_.needAdministrator("undo a change of preferences or rights");

@@ -182,16 +182,8 @@ void Fields::clear() {
     opened_.clear();
 }
 
-void Fields::read(std::size_t place, bool array, std::size_t index, Value&& value) {
-    // A second value of a single attribute is damage. It isn't lost: the field becomes a list.
-    if (!array && index == 0 && isNull(place))
-        return pack(place, value);
-    Values& list = open(place).values;
-    if (index == list.size())
-        list.push_back(std::move(value));
-}
-
 void Fields::read(std::size_t place, bool array, ObjectReader& in) {
+    // Several values of a single attribute are damage. They aren't lost: the field becomes a list.
     if (array || in.left() != 1)
         open(place).values = in.values();
     else if (in.kind() == Kind::String)

@@ -48,10 +48,7 @@ public:
     Field& open(std::size_t place);
 
     void clear();
-    // One value as it is stored. Values of an array come by their index; one out of turn is left
-    // out.
-    void read(std::size_t place, bool array, std::size_t index, Value&& value);
-    // The same of an attribute that is about to be read.
+    // The values of the attribute that the reader is at. Requires: none were read at this place.
     void read(std::size_t place, bool array, ObjectReader& in);
     // All is read: give back what is too much room.
     void readAll();

@@ -111,8 +111,8 @@ void Session::checkStoredTargets(const Object& object, std::unordered_set<tag_t>
 }
 
 bool Session::hasOtherRevision(Object& object, tag_t item, const std::string& id) {
-    // All revisions of an item that this save stores are in it, too: none has to be looked up. With
-    // many objects the look-up is quicker.
+    // If this save stores the item itself, it stores all of its revisions, too, and none has to be
+    // looked up. With many objects the look-up is quicker.
     constexpr std::size_t kFew = 32;
     const auto cached = cache_.find(item);
     if (cached != cache_.end() && cached->second->isNew() && cached->second->saving &&

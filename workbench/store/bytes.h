@@ -59,8 +59,6 @@ public:
     }
     void raw(std::string_view bytes) { bytes_ += bytes; }
     std::string take() { return std::move(bytes_); }
-    const std::string& bytes() const { return bytes_; }
-    void clear() { bytes_.clear(); }
 
 private:
     std::string bytes_;

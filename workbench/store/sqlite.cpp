@@ -204,12 +204,6 @@ Statement& Statement::bind(std::int64_t value) {
     return *this;
 }
 
-Statement& Statement::bind(double value) {
-    if (sqlite3_bind_double(statement_, ++bound_, value) != SQLITE_OK)
-        connection_.fail(kRead);
-    return *this;
-}
-
 Statement& Statement::bind(std::string_view text) {
     // A null pointer would bind NULL: an empty text is a text.
     const char* bytes = text.data() ? text.data() : "";

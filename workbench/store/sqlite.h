@@ -27,7 +27,6 @@ public:
     Statement(const Statement&) = delete;
 
     Statement& bind(std::int64_t value);
-    Statement& bind(double value);
     // Not copied: text and bytes must live as long as the run.
     Statement& bind(std::string_view text);
     Statement& bindBytes(std::string_view bytes);

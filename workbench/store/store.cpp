@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <unordered_set>
 
