@@ -24,7 +24,7 @@ endfunction()
 # Statements and connections are known to the store only.
 function(keld_refuse_sql file)
   file(STRINGS ${ROOT}/${file} lines REGEX
-       "#include \"workbench/store/(sqlite|schema)\\.h\"|\"(SELECT|INSERT INTO|UPDATE|DELETE FROM|BEGIN|PRAGMA|SAVEPOINT) ")
+       "#include \"workbench/store/sqlite/|\"(SELECT|INSERT INTO|UPDATE|DELETE FROM|BEGIN|PRAGMA|SAVEPOINT) ")
   foreach(line IN LISTS lines)
     set(failures "${failures}${file}: may not speak to the database: ${line}\n" PARENT_SCOPE)
     set(failures "${failures}${file}: may not speak to the database: ${line}\n")
@@ -75,9 +75,17 @@ foreach(file IN LISTS sources)
     keld_allow_quoted(${file} "workbench/system/")
     keld_refuse_system(${file} "^sqlite" "")
     keld_refuse_sql(${file})
+  elseif(file MATCHES "^workbench/store/(sqlite)/")
+    # Kinds of stores know nothing of one another.
+    keld_allow_quoted(${file} "platform/;workbench/store/[^/]*$;workbench/store/${CMAKE_MATCH_1}/;workbench/model/;workbench/system/;workbench/workbench.h;workbench/values.h;workbench/run.h;workbench/utf8.h")
+  elseif(file STREQUAL "workbench/store/store.cpp")
+    # It chooses the kind.
+    keld_allow_quoted(${file} "workbench/store/;workbench/model/")
   elseif(file MATCHES "^workbench/store/")
     # The lowest layer of the workbench: it knows values and names, but no session.
-    keld_allow_quoted(${file} "platform/;workbench/store/;workbench/model/;workbench/system/;workbench/workbench.h;workbench/values.h;workbench/run.h;workbench/utf8.h")
+    keld_allow_quoted(${file} "platform/;workbench/store/[^/]*$;workbench/model/;workbench/system/;workbench/workbench.h;workbench/values.h;workbench/run.h;workbench/utf8.h")
+    keld_refuse_system(${file} "^sqlite" "")
+    keld_refuse_sql(${file})
   elseif(file MATCHES "^workbench/")
     keld_allow_quoted(${file} "platform/;workbench/")
     keld_refuse_system(${file} "^sqlite" "")

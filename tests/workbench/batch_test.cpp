@@ -91,7 +91,7 @@ TEST_P(Batch, AFileOfABatchIsGoneBeforeItsTagIsFreeAgain) {
     Object& file = session().create(*session().model().findType("VaneFile"));
     session().store().volume().placeBytes(file.tag, "contents");
     session().save(file);
-    seen.path = session().store().volume().pathOf(file.tag);
+    seen.path = dynamic_cast<DirectoryVolume&>(session().store().volume()).pathOf(file.tag);
     ASSERT_TRUE(std::filesystem::exists(seen.path));
     sqlite3* database = StoreInside::connection(session().store()).raw();
     sqlite3_rollback_hook(
@@ -117,7 +117,7 @@ TEST(VolumeOfAStore, ARepairLeavesWhatACopyStillNeeds) {
     for (const char* name : {"5.removed", "2000000000"})
         std::ofstream(volume + name) << "contents";
     {
-        const Volume::Hold copying(mervane::currentSession().store().volume());
+        const auto copying = mervane::currentSession().store().volume().hold();
         EXPECT_TRUE(mentions(bench().check(store, true), "; kept for a copy"));
         EXPECT_TRUE(std::filesystem::exists(volume + "5.removed"));
         EXPECT_TRUE(std::filesystem::exists(volume + "2000000000"));
@@ -155,7 +155,7 @@ TEST_P(Batch, AnInnerRollbackUndoesWhatTheInnerOneDidAlone) {
 int denyEnd(void* left, int action, const char* what, const char* name, const char*, const char*) {
     int& times = *static_cast<int*>(left);
     return action == SQLITE_SAVEPOINT && what == std::string_view("RELEASE") &&
-                   name == std::string_view("batch") && times-- > 0
+                   name == std::string_view("part") && times-- > 0
                ? SQLITE_DENY
                : SQLITE_OK;
 }
@@ -166,8 +166,9 @@ TEST_P(Batch, WhatFailsToEndInsideGoesBackAloneWhoeverHasBegunIt) {
     int left = 1;
     sqlite3* database = StoreInside::connection(session().store()).raw();
     sqlite3_set_authorizer(database, denyEnd, &left);
+    // A change without a transaction of its own: the batch's end is the first one.
     const int status =
-        statusOf([&] { bench().asOne([&] { session().setPreference("p", nullptr); }); });
+        statusOf([&] { bench().asOne([&] { session().store().removePreference("p"); }); });
     sqlite3_set_authorizer(database, nullptr, nullptr);
     EXPECT_LE(left, 0);
     EXPECT_EQ(status, kStoreFailure);

@@ -1,6 +1,6 @@
 // The table of modify locks that processes share in memory.
 
-#include "workbench/store/held_locks.h"
+#include "workbench/store/sqlite/held_locks.h"
 
 #include <gmock/gmock.h>
 

@@ -2,13 +2,13 @@
 
 // The connection of a store, for tests that damage what is below it.
 
-#include "workbench/store/store.h"
+#include "workbench/store/sqlite/sqlite_store.h"
 
 namespace mervane {
 
 class StoreInside {
 public:
-    static Connection& connection(Store& store) { return *store.connection_; }
+    static Connection& connection(Store& store) { return *dynamic_cast<SqliteStore&>(store).connection_; }
 };
 
 }  // namespace mervane

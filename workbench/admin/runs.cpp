@@ -67,7 +67,7 @@ bool StoreWorkbench::interrupted() noexcept {
 
 std::vector<RunHead> StoreWorkbench::runs(const RunQuery& query) {
     std::vector<RunHead> heads;
-    for (const std::int64_t number : RunTables(now().store(), false).find(query))
+    for (const std::int64_t number : now().store().runs(false)->find(query))
         heads.push_back(run(number));
     return heads;
 }
@@ -82,9 +82,8 @@ RunHead StoreWorkbench::run(std::int64_t number) {
 void StoreWorkbench::readRun(std::int64_t number,
                              const std::function<void(const RunEntry&)>& each) {
     (void)run(number);
-    RunTables(now().store(), false).entries(number, [&](StoredEntry&& entry) {
-        each(shownEntry(now().model(), std::move(entry)));
-    });
+    now().store().runs(false)->entries(
+        number, [&](StoredEntry&& entry) { each(shownEntry(now().model(), std::move(entry))); });
 }
 
 UndoReport StoreWorkbench::undoRun(std::int64_t number, const std::string& version) {
@@ -97,23 +96,23 @@ int StoreWorkbench::pruneRuns(const std::string& before) {
     if (now().recorder())
         throw Failure(kBadValue, "records of runs can't be dropped in a run");
     Store& store = now().store();
-    RunTables tables(store, false);
+    const auto tables = store.runs(false);
     // Once the records are gone, nobody knows which files they kept.
-    const std::vector<tag_t> kept = tables.removedFiles();
+    const std::vector<tag_t> kept = tables->removedFiles();
     int pruned = 0;
     {
         StoreTransaction transaction(store);
-        for (const std::int64_t number : tables.before(before)) {
+        for (const std::int64_t number : tables->before(before)) {
             RunHead head;
             // A run that goes on adds entries under its head.
             if (!readHead(now(), number, head) || head.running)
                 continue;
-            tables.remove(number);
+            tables->remove(number);
             ++pruned;
         }
         transaction.commit();
     }
-    const std::vector<tag_t> still = tables.removedFiles();
+    const std::vector<tag_t> still = tables->removedFiles();
     // After the commit: a kill in between leaves files that no object owns, never a record without
     // its files. An undo may have brought an object back, which then owns its file.
     for (const tag_t file : kept)

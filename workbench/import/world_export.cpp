@@ -225,7 +225,7 @@ private:
 
 std::vector<CheckFinding> exportWorld(Session& session, std::ostream& out) {
     // Before the moment: each file that it shows stays readable, though others delete it.
-    const Volume::Hold hold(session.store().volume());
+    const auto hold = session.store().volume().hold();
     const OneMoment moment(session.store());
     std::vector<CheckFinding> damaged = WorldWriter(session, out).write();
     if (!out)

@@ -189,7 +189,7 @@ void WorldImport::readRegisteredIds() {
 }
 
 void WorldImport::registerOwn(const std::string& id) {
-    Registry registry = store().ownRegistry();
+    Registry& registry = store().ownRegistry();
     // A document adds to what is there, so an id that is registered is no conflict.
     if (registry.has(id))
         return;
@@ -202,7 +202,7 @@ void WorldImport::registerShared() {
     if (shared_ids_.empty())
         return;
     try {
-        Registry registry = store().registry();
+        Registry& registry = store().registry();
         for (const std::string& id : shared_ids_)
             if (!registry.has(id))
                 session_.registerId(id);

@@ -8,7 +8,7 @@
 #include "workbench/modules/support.h"
 #include "workbench/session/bom_window.h"
 #include "workbench/session/dates.h"
-#include "workbench/store/referrers.h"
+#include "workbench/store/referrer.h"
 
 using namespace mervane;
 

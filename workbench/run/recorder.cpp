@@ -24,7 +24,7 @@ Recorder::Recorder(Store& store, bool stored, RunHead head, std::int64_t session
       head_(std::move(head)),
       session_(session),
       token_(system::randomName()),
-      tables_(store, !stored) {
+      tables_(store.runs(!stored)) {
 }
 
 Recorder::~Recorder() = default;
@@ -42,7 +42,7 @@ void Recorder::add(StoredEntry entry) {
     // Positions ascend with gaps: a save that goes back takes its entries along, not the count.
     entry.position = ++position_;
     // Ask for the head each time: the save that stored it may have gone back.
-    tables_.add(tables_.begin(token_, head_, session_), entry);
+    tables_->add(tables_->begin(token_, head_, session_), entry);
 }
 
 StoredEntry Recorder::stored(tag_t object, RunChange change, Side side) {

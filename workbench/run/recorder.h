@@ -55,8 +55,8 @@ public:
     void modelExtended(const std::string& what);
 
     // The number under which entries are stored; 0: there is none, or they went back.
-    std::int64_t number() { return tables_.numberOf(token_); }
-    RunTables& tables() { return tables_; }
+    std::int64_t number() { return tables_->numberOf(token_); }
+    RunTables& tables() { return *tables_; }
 
 private:
     Store& store_;
@@ -64,7 +64,7 @@ private:
     RunHead head_;
     std::int64_t session_;
     std::string token_;
-    RunTables tables_;
+    std::unique_ptr<RunTables> tables_;
     std::int64_t position_ = 0;
     std::unique_ptr<Reads> reads_;
 

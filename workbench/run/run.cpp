@@ -196,7 +196,7 @@ RunEntry shownEntry(const Model& model, StoredEntry&& entry) {
 
 bool readHead(Session& session, std::int64_t number, RunHead& head) {
     std::int64_t runner = 0;
-    if (!RunTables(session.store(), false).head(number, head, &runner))
+    if (!session.store().runs(false)->head(number, head, &runner))
         return false;
     // A run without an end is running or was killed: ask whether its session lives.
     if (head.ended.empty())

@@ -408,10 +408,10 @@ UndoReport undoRun(Session& session, std::int64_t number, const std::string& ver
                                      ") hasn't ended: process " + std::to_string(head.process) +
                                      " is at work on it");
     UndoReport report;
-    RunTables tables(session.store(), false);
+    const auto tables = session.store().runs(false);
     // A whole run of its own: a conflict takes all of it back, and the undo can be undone.
     Run run(session, {RunWay::Whole, "undo", std::to_string(number), "", version}, number);
-    Effects effects = effectsOf(tables, number);
+    Effects effects = effectsOf(*tables, number);
     report.not_undone = effects.not_undone;
     for (const std::string& note : head.outcome.notes)
         report.not_undone.push_back(note);

@@ -1,39 +1,30 @@
 #pragma once
 
-// A registry of item ids: the store's own tables, or a file that several stores share. Both have
-// the same tables, so that a registry is whatever a connection shows.
+// A registry of item ids: a store's own, or a file that several stores share.
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "workbench/store/sqlite.h"
-
 namespace mervane {
 
-// Requires: the connection outlives it. Failure kStoreFailure if it can't be read or written.
+// Failure kStoreFailure if it can't be read or written.
 class Registry {
 public:
-    explicit Registry(Connection& connection) : connection_(connection) {}
+    virtual ~Registry() = default;
 
     // Make a registry file, with no ids. Failure kStoreFailure if something is at the path,
     // kFileFailure if it can't be made; nothing is left then.
     static void create(const std::string& path);
-    // Failure kRegistryDown for a file that isn't there or is no registry.
-    static std::unique_ptr<Connection> open(const std::string& path);
 
-    std::vector<std::string> ids();  // sorted
-    bool has(const std::string& item_id);
+    virtual std::vector<std::string> ids() = 0;  // sorted
+    virtual bool has(const std::string& item_id) = 0;
     // An id that is there already, or isn't, is no failure.
-    void add(const std::string& item_id);
-    void remove(const std::string& item_id);
-    void clear();
+    virtual void add(const std::string& item_id) = 0;
+    virtual void remove(const std::string& item_id) = 0;
+    virtual void clear() = 0;
     // False: it is switched off. The other members work all the same.
-    bool isReachable();
-    void setReachable(bool reachable);
-
-private:
-    Connection& connection_;
+    virtual bool isReachable() = 0;
+    virtual void setReachable(bool reachable) = 0;
 };
 
 }  // namespace mervane

@@ -17,10 +17,10 @@
 #include "workbench/store/effort.h"
 #include "workbench/store/locks.h"
 #include "workbench/store/object_data.h"
-#include "workbench/store/referrers.h"
+#include "workbench/store/referrer.h"
 #include "workbench/store/registry.h"
-#include "workbench/store/sqlite.h"
-#include "workbench/store/text_index.h"
+#include "workbench/store/row_taker.h"
+#include "workbench/store/runs.h"
 #include "workbench/store/volume.h"
 #include "workbench/store/where_used.h"
 
@@ -35,7 +35,8 @@ namespace mervane {
 // - Handles of types and attributes are those of the model. Lists are by tag, each object once.
 class Store {
 public:
-    // Make a store; it has its name when `fill` has put into it what belongs there. Failure
+    // The kind of a store is that of its name. Make a store; it has its name when `fill` has put
+    // into it what belongs there. Failure
     // kStoreFailure if something is at the path or at that of a file of the store, kFileFailure if
     // a file can't be made, or what `fill` throws. Nothing is left then, and what somebody else put
     // there stays.
@@ -48,23 +49,25 @@ public:
     static std::shared_ptr<Store> open(const std::string& path);
     // For one more session: a connection of its own to a store in a file, the same store in memory.
     // Model, volume and locks are shared.
-    static std::shared_ptr<Store> again(const std::shared_ptr<Store>& store);
+    static std::shared_ptr<Store> again(const std::shared_ptr<Store>& store) {
+        return store->another(store);
+    }
     // Open batches go back.
-    ~Store();
+    virtual ~Store();
     Store(const Store&) = delete;
 
     const std::string& path() const { return shared_->path; }
-    bool inMemory() const { return shared_->in_memory; }
     // A text that only this store and its copies have.
-    std::string identity();
+    virtual std::string identity() = 0;
     // It is opened for reading alone, and no file beside it is made.
-    bool readOnly() const { return connection_->readsOnly(); }
+    virtual bool readOnly() const = 0;
     Model& model() { return shared_->model; }
-    Volume& volume() { return shared_->volume; }
+    Volume& volume() { return *shared_->volume; }
     Locks& locks() { return *shared_->locks; }
     // Failure kStoreFailure if nobody knows whether an earlier change is stored: the store must be
     // opened anew.
-    void needSound() const;
+    virtual void needSound() const = 0;
+    bool isSound() const noexcept;
     // Take the file of an object that isn't stored out of the volume. It stays if nobody knows
     // whether the object is stored: a file without an object is no damage, an object without its
     // file is.
@@ -81,20 +84,20 @@ public:
     template <typename Head, typename All>
     bool loadAll(tag_t tag, Head&& head, All&& values);
     // Cheaper than loading it.
-    bool exists(tag_t tag);
-    tag_t typeOf(tag_t tag);            // NULLTAG: there is no object
-    std::int64_t versionOf(tag_t tag);  // 0: there is no object
+    bool exists(tag_t tag) { return typeOf(tag) != NULLTAG; }
+    virtual tag_t typeOf(tag_t tag) = 0;            // NULLTAG: there is no object
+    virtual std::int64_t versionOf(tag_t tag) = 0;  // 0: there is no object
     // Store a new object. Requires: a transaction, there is none with the tag, and each attribute
     // comes once, with values of one kind. `values` is sorted.
-    void insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
-                std::int64_t version = 1);
+    virtual void insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
+                        std::int64_t version = 1) = 0;
     // Store new values of these attributes, and count one more save. Returns: false, and nothing is
     // changed, if the stored version is another one or there is no object. Requires: a transaction,
     // and each attribute comes once. `changed` is sorted.
-    bool save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed);
+    virtual bool save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed) = 0;
     // Drop the object with its values and its check-out; none is no failure. Its file and
     // references to it stay. Requires: a transaction.
-    void erase(tag_t tag);
+    virtual void erase(tag_t tag) = 0;
     // A tag that no object of the store has had. Failure kStoreFailure if there are none left.
     // Requires: no StoreTransaction outside of a batch, whose rollback would give the tag twice.
     tag_t newTag();
@@ -104,40 +107,40 @@ public:
 
     // ---- finding, among what is stored ----
     // Each object and attribute once. The reference holds until the next call or change.
-    const std::vector<StoredReferrer>& referrers(tag_t target);
-    std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target);
+    virtual const std::vector<StoredReferrer>& referrers(tag_t target) = 0;
+    virtual std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target) = 0;
     // The one with the highest tag, NULLTAG if there is none; quick also if there are many.
-    tag_t lastReferrerBy(tag_t attribute, tag_t target);
+    virtual tag_t lastReferrerBy(tag_t attribute, tag_t target) = 0;
     struct Hit {
         tag_t tag = NULLTAG, type = NULLTAG;
     };
     // Texts and patterns are compared byte by byte, so with case.
-    std::vector<Hit> withText(tag_t attribute, std::string_view text);
+    virtual std::vector<Hit> withText(tag_t attribute, std::string_view text) = 0;
     // Who has the text as value of `attribute` and refers to the target by `reference`.
-    std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
-                                         std::string_view text);
+    virtual std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
+                                                 std::string_view text) = 0;
     // A pattern of * (any text) and ? (one character).
-    std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern);
+    virtual std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern) = 0;
     // Those of the hits whose text matches, in their order.
-    std::vector<Hit> thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
-                                      const std::string& pattern);
+    virtual std::vector<Hit> thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
+                                              const std::string& pattern) = 0;
     // Nothing: the store has no index of texts.
-    std::optional<TextIndexState> textIndex();
+    virtual std::optional<TextIndexState> textIndex() = 0;
     // Make it, anew if it is there, or drop it, in one transaction. Failure kStoreFailure if the
     // SQLite library has no FTS5.
-    void setTextIndex(bool on);
+    virtual void setTextIndex(bool on) = 0;
     // Texts that differ from this one in a letter, and up to 20 on each side in the order of texts;
     // sorted, each once. None for an empty text or one of more than 128 bytes.
-    std::vector<std::string> textsNear(tag_t attribute, const std::string& text);
+    virtual std::vector<std::string> textsNear(tag_t attribute, const std::string& text) = 0;
     // Objects of exactly this type, from this tag on, at most so many; a negative limit is none.
-    std::vector<tag_t> ofType(tag_t type, tag_t from = 1, int limit = -1);
-    std::vector<Hit> everything();
-    std::int64_t objectCount();
+    virtual std::vector<tag_t> ofType(tag_t type, tag_t from = 1, int limit = -1) = 0;
+    virtual std::vector<Hit> everything() = 0;
+    virtual std::int64_t objectCount() = 0;
     // The stored occurrences of a revision whose parents exist, by occurrence; one statement.
-    std::vector<StoredUse> uses(const UsePath& path, tag_t revision);
+    virtual std::vector<StoredUse> uses(const UsePath& path, tag_t revision) = 0;
     // The revisions on the stored lines of a revision, one for each line, in no order; one
     // statement.
-    std::vector<tag_t> children(const UsePath& path, tag_t revision);
+    virtual std::vector<tag_t> children(const UsePath& path, tag_t revision) = 0;
 
     // ---- model ----
     // Add to the model of every session, in one transaction each. Failure as the Model's additions
@@ -153,50 +156,54 @@ public:
 
     // ---- settings, rights, check-outs; to remove what isn't there is no failure ----
     // Nothing: it isn't there.
-    std::optional<std::vector<std::string>> preference(const std::string& name);
+    virtual std::optional<std::vector<std::string>> preference(const std::string& name) = 0;
     // By name.
-    std::vector<std::pair<std::string, std::vector<std::string>>> preferences();
-    void setPreference(const std::string& name, const std::vector<std::string>& values);
-    void removePreference(const std::string& name);
+    virtual std::vector<std::pair<std::string, std::vector<std::string>>> preferences() = 0;
+    virtual void setPreference(const std::string& name, const std::vector<std::string>& values) = 0;
+    virtual void removePreference(const std::string& name) = 0;
     // By position.
-    std::vector<Right> rights();
+    virtual std::vector<Right> rights() = 0;
     // The reference holds until the next call about rights.
-    const std::vector<Right>& rights(const std::string& privilege);
+    virtual const std::vector<Right>& rights(const std::string& privilege) = 0;
     // Put it at this position; 0: after all others. Returns: the position. Requires: neither the
     // right nor another one at the position is there.
-    std::int64_t addRight(const Right& right, std::int64_t position = 0);
+    virtual std::int64_t addRight(const Right& right, std::int64_t position = 0) = 0;
     // Returns: the position that it had; 0: it wasn't there.
-    std::int64_t removeRight(const Right& right);
+    virtual std::int64_t removeRight(const Right& right) = 0;
     struct CheckOutRow {
         tag_t object = NULLTAG, user = NULLTAG;
         std::string date, comment;
     };
     // Nothing: it isn't checked out.
-    std::optional<CheckOutRow> checkOut(tag_t object);
-    std::vector<CheckOutRow> checkOuts();
+    virtual std::optional<CheckOutRow> checkOut(tag_t object) = 0;
+    virtual std::vector<CheckOutRow> checkOuts() = 0;
     // Returns: false, and nothing is changed, if somebody has it already.
-    bool addCheckOut(const CheckOutRow& row);
-    void removeCheckOut(tag_t object);
+    virtual bool addCheckOut(const CheckOutRow& row) = 0;
+    virtual void removeCheckOut(tag_t object) = 0;
 
-    // ---- registry of item ids; a Registry holds as long as the store uses that one ----
+    // ---- registry of item ids; a reference holds until the next call about registries ----
     // The one in use. Failure kRegistryDown if it can't be opened or is switched off.
-    Registry registry();
+    Registry& registry();
     // The same, also if it is switched off.
-    Registry registryEvenDown();
+    virtual Registry& registryEvenDown() = 0;
     // Change it in one transaction, in which nobody changes it or takes another one. Failure as
     // registry(), or what `change` throws: nothing is changed then.
-    void changeRegistry(const std::function<void(Registry&)>& change);
-    Registry ownRegistry() { return Registry(*connection_); }
-    std::string registryPath();  // empty: the store's own
+    virtual void changeRegistry(const std::function<void(Registry&)>& change) = 0;
+    virtual Registry& ownRegistry() = 0;
+    virtual std::string registryPath() = 0;  // empty: the store's own
     // Use the file at the path from now on, which gets the ids of the store's own one; empty: the
     // store's own again. Failure kRegistryDown if the file is no registry, or is switched off and
     // should get ids.
-    void useRegistry(const std::string& path);
+    virtual void useRegistry(const std::string& path) = 0;
 
     // ---- runs ----
     // Whether the store keeps their records.
-    bool recordsRuns();
-    void recordRuns(bool on);
+    virtual bool recordsRuns() = 0;
+    virtual void recordRuns(bool on) = 0;
+
+    // Their tables; with `temporary` those that live and die with this connection. Requires: the
+    // store outlives them.
+    virtual std::unique_ptr<RunTables> runs(bool temporary) = 0;
 
     // ---- transactions ----
     // A long transaction of one session; `owner` is its address. Other processes that write wait;
@@ -209,9 +216,9 @@ public:
     void rollbackBatch() noexcept;
     // Let statements run again although the database has given up the batch. Requires:
     // rollbackBatch() follows.
-    void letGoOfBatch() noexcept;
+    void letGoOfBatch() noexcept { holdTransaction(false); }
     // Whether the database has given up the batch after a failure.
-    bool isBatchLost() const;
+    virtual bool isBatchLost() const = 0;
     // Failure kStoreFailure if another session's batch is open on this connection.
     void mayWrite(const void* owner) const;
 
@@ -225,39 +232,80 @@ public:
     // Copy store and volume as of one moment, while others write. Returns: the damaged files, which
     // the copy doesn't have. Failure kStoreFailure if something is at the path or at "PATH.volume";
     // kFileFailure if the copy can't be written. Nothing is left then.
-    std::vector<CheckFinding> backup(const std::string& path);
+    virtual std::vector<CheckFinding> backup(const std::string& path) = 0;
 
-private:
+protected:
     friend class StoreTransaction;
     friend class OneMoment;
-    friend class RunTables;
-    friend class StoreInside;  // of the tests that damage a store
 
+    // What all sessions of a process on one store share.
     struct Shared {
         std::string path;
-        bool in_memory;
         Model model;
-        Volume volume;
+        std::unique_ptr<Volume> volume;
         std::shared_ptr<Locks> locks;
         std::int64_t model_position = 0;  // last addition that the model knows
         std::vector<Store*> askers;       // any of them can ask for additions
-        Shared(const std::string& store_path, bool memory)
-            : path(store_path),
-              in_memory(memory),
-              volume(memory ? "" : store_path + ".volume", memory ? "" : store_path) {}
     };
+    struct Addition {
+        std::int64_t position = 0;
+        std::string kind, name, parent;
+        std::vector<AttributeSpec> parts;
+    };
+    using Findings = std::vector<CheckFinding>;
+
+    // For a name that it doesn't know the model asks this store what others have added.
+    explicit Store(std::shared_ptr<Shared> shared);
+    Shared& shared() { return *shared_; }
+    const std::shared_ptr<Shared>& sharedWithAll() const { return shared_; }
+    // Requires of the destructor of a kind: it calls this first.
+    void closeBatches() noexcept;
+    bool loadAdditions();
+    // The objects that have a file in the volume.
+    std::vector<tag_t> storedFiles();
+
+    // ---- what a kind of store does for this class; failures as above ----
+    virtual std::shared_ptr<Store> another(const std::shared_ptr<Store>& self) = 0;
+    // Tell the row of an object to `take`, unless there is none, which gives false.
+    virtual bool row(tag_t tag, RowTaker take) = 0;
+    // Of a transaction that may write; inside another one it is a part of that, which is what
+    // begin() returns and the others get.
+    virtual bool begin() = 0;
+    virtual void commit(bool part) = 0;
+    virtual void rollback(bool part) noexcept = 0;
+    // While this is on, all work is for the transaction that is open now: if the database gives it
+    // up, nothing more is done.
+    virtual void holdTransaction(bool hold) noexcept = 0;
+    // The last step of the outer batch before its commit.
+    virtual void completeBatch() = 0;
+    // Returns: whether this call has begun the moment; endMoment() gets it.
+    virtual bool beginMoment() = 0;
+    virtual void endMoment(bool begun) noexcept = 0;
+    // So many tags that follow one another. Returns: the one after the last. Failure kStoreFailure
+    // if there are none left.
+    virtual tag_t takeTags(tag_t count) = 0;
+    // In order of their positions.
+    virtual std::vector<Addition> additionsAfter(std::int64_t position) = 0;
+    // Returns: its position.
+    virtual std::int64_t storeAddition(const Addition& addition) = 0;
+    // Steps of check(). Returns: whether the rest can be read.
+    virtual bool checkDatabase(Findings& findings) = 0;
+    virtual void checkIndexes(bool repair, Findings& findings) = 0;
+    virtual void checkTexts(bool repair, Findings& findings) = 0;
+    virtual std::vector<tag_t> typesInUse() = 0;
+    struct LostReference {
+        tag_t object = NULLTAG, attribute = NULLTAG, target = NULLTAG;
+    };
+    // References whose target is gone, by object, attribute and target.
+    virtual void lostReferences(const std::function<void(const LostReference&)>& each) = 0;
+    // The highest tag of an object that the store gives later; NULLTAG: none.
+    virtual tag_t tagNotGivenYet() = 0;
+    virtual std::vector<tag_t> checkOutsOfNothing() = 0;
+
+private:
     std::shared_ptr<Shared> shared_;
-    std::unique_ptr<Connection> connection_;
-    StoredReferrers referrers_;
-    TextIndex text_index_;
-    std::map<std::string, std::vector<Right>> rights_;  // by privilege
-    Freshness rights_fresh_;
-    std::unique_ptr<Connection> registry_connection_;  // to a shared registry, once it is needed
     tag_t next_tag_ = 0, tags_end_ = 0;
     tag_t tag_block_ = 16;
-    // Members, so that their memory is used again.
-    std::vector<Values> before_;
-    std::vector<std::pair<tag_t, const Value*>> indexed_;
     const void* batch_owner_ = nullptr;
     struct Batch {
         Model::Mark mark;
@@ -265,34 +313,14 @@ private:
     };
     std::vector<Batch> batches_;  // the outer one first
 
-    Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
-    static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
-    void upgrade();
-    void moveValues();
-    bool loadAdditions();
-    // Nothing: search without the index.
-    std::optional<std::vector<Hit>> byTextIndex(tag_t attribute, const std::string& pattern,
-                                                const std::string& prefix, const std::string& end);
     template <typename Steps>
     void define(Steps&& steps);
-    void storeAddition(const char* kind, const std::string& name, const std::string& parent,
-                       const std::vector<AttributeSpec>& parts);
-    void applyAddition(const std::string& kind, const std::string& name, const std::string& parent,
-                       const std::vector<AttributeSpec>& parts);
-    void checkFiles(bool repair, const std::vector<tag_t>& unsaved_files,
-                    std::vector<CheckFinding>& findings);
-    void checkTexts(bool repair, std::vector<CheckFinding>& findings);
-    void checkSessions(bool repair, std::vector<CheckFinding>& findings);
-    std::vector<tag_t> storedFiles();
-    void indexNew(tag_t tag);
-    void index(tag_t tag, tag_t attribute, const Value& value);
-    void unindex(tag_t tag, tag_t attribute, const Value& value);
-    bool reindex(tag_t tag, tag_t attribute, const Value& before, const Value& now);
-    void indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now);
-    void checkIndexes(bool repair, std::vector<CheckFinding>& findings);
-    void indexAll();
-
-    static const char* const kLoad;
+    void add(Addition addition);
+    void applyAddition(const Addition& addition);
+    void checkTypes(Findings& findings);
+    void checkReferences(Findings& findings);
+    void checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Findings& findings);
+    void checkSessions(bool repair, Findings& findings);
 };
 
 // A transaction of a store, which goes back unless it is committed. Inside another one, or a batch,
@@ -300,23 +328,34 @@ private:
 // writes for longer than the wait limit.
 class StoreTransaction {
 public:
-    explicit StoreTransaction(Store& store) : transaction_(*store.connection_) {}
-    void commit() { transaction_.commit(); }
+    explicit StoreTransaction(Store& store) : store_(store), part_(store.begin()) {}
+    ~StoreTransaction() {
+        if (open_)
+            store_.rollback(part_);
+    }
+    StoreTransaction(const StoreTransaction&) = delete;
+    // After a failure the transaction is open still, and is undone at the end of this object.
+    void commit() {
+        store_.commit(part_);
+        open_ = false;
+    }
 
 private:
-    Transaction transaction_;
+    Store& store_;
+    bool part_;
+    bool open_ = true;
 };
 
-// While it lives, this connection sees the store as it was at the first read; others may write.
+// While it lives, this session sees the store as it was at the first read; others may write.
 class OneMoment {
 public:
-    explicit OneMoment(Store& store);
-    ~OneMoment();
+    explicit OneMoment(Store& store) : store_(store), begun_(store.beginMoment()) {}
+    ~OneMoment() { store_.endMoment(begun_); }
     OneMoment(const OneMoment&) = delete;
 
 private:
-    Connection& connection_;
-    bool own_;
+    Store& store_;
+    bool begun_;
 };
 
 template <typename Head, typename Each>
@@ -330,15 +369,13 @@ bool Store::load(tag_t tag, Head&& head, Each&& value) {
 
 template <typename Head, typename All>
 bool Store::loadAll(tag_t tag, Head&& head, All&& values) {
-    Statement row = connection_->statement(kLoad);
-    row.bind(std::int64_t{tag});
-    if (!row.step())
-        return false;
-    head(static_cast<tag_t>(row.integer(0)), row.integer(1));
-    countObject();
-    ObjectReader in(tag, row.bytes(2));
-    values(in);
-    return true;
+    const auto take = [&](const ObjectRow& found) {
+        head(found.type, found.version);
+        countObject();
+        ObjectReader in(tag, found.data);
+        values(in);
+    };
+    return row(tag, take);
 }
 
 }  // namespace mervane

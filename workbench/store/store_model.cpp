@@ -23,89 +23,45 @@ std::vector<std::string> names(const std::vector<AttributeSpec>& parts) {
 
 }  // namespace
 
-void Store::applyAddition(const std::string& kind, const std::string& name,
-                          const std::string& parent, const std::vector<AttributeSpec>& parts) {
+void Store::applyAddition(const Addition& addition) {
     Model& known = model();
-    if (kind == "class")
-        known.addClass(name, parent, parts);
-    else if (kind == "type")
-        known.addType(name, parent, parts);
-    else if (kind == "relation_type")
-        known.addRelationType(name);
-    else if (kind == "tool")
-        known.addTool(name, names(parts));
-    else if (kind == "dataset_type") {
-        const Type* type = known.findType(name);
+    if (addition.kind == "class")
+        known.addClass(addition.name, addition.parent, addition.parts);
+    else if (addition.kind == "type")
+        known.addType(addition.name, addition.parent, addition.parts);
+    else if (addition.kind == "relation_type")
+        known.addRelationType(addition.name);
+    else if (addition.kind == "tool")
+        known.addTool(addition.name, names(addition.parts));
+    else if (addition.kind == "dataset_type") {
+        const Type* type = known.findType(addition.name);
         if (!type)
-            throw Failure(kUnknownType, "There is no type " + name);
-        known.setDatasetType(*type, {parent, names(parts)});
+            throw Failure(kUnknownType, "There is no type " + addition.name);
+        known.setDatasetType(*type, {addition.parent, names(addition.parts)});
     }
 }
 
 bool Store::loadAdditions() {
-    struct Addition {
-        std::int64_t position;
-        std::string kind, name, parent;
-    };
-    std::vector<Addition> additions;
-    {
-        Statement rows = connection_->statement(
-            "SELECT position, kind, name, parent FROM model WHERE position>? ORDER BY position");
-        rows.bind(shared_->model_position);
-        while (rows.step())
-            additions.push_back({rows.integer(0), std::string(rows.text(1)),
-                                 std::string(rows.text(2)), std::string(rows.text(3))});
-    }
+    const std::vector<Addition> additions = additionsAfter(shared_->model_position);
     for (const Addition& each : additions) {
-        std::vector<AttributeSpec> parts;
-        {
-            Statement rows = connection_->statement(
-                "SELECT name, kind, is_array, max_length FROM model_part WHERE position=? "
-                "ORDER BY idx");
-            rows.bind(each.position);
-            while (rows.step())
-                parts.push_back({std::string(rows.text(0)), static_cast<Kind>(rows.integer(1)),
-                                 rows.integer(2) != 0, static_cast<int>(rows.integer(3))});
-        }
         // The position moves with each: if a later one fails, the next call goes on with it.
-        applyAddition(each.kind, each.name, each.parent, parts);
+        applyAddition(each);
         shared_->model_position = each.position;
     }
     return !additions.empty();
 }
 
 // Requires: a transaction in which the model knows all earlier additions.
-void Store::storeAddition(const char* kind, const std::string& name, const std::string& parent,
-                          const std::vector<AttributeSpec>& parts) {
+void Store::add(Addition addition) {
     // The model first: it refuses a name that is taken before anything is written.
-    applyAddition(kind, name, parent, parts);
-    std::int64_t position = 0;
-    {
-        Statement row = connection_->statement(
-            "INSERT INTO model(kind, name, parent) VALUES(?, ?, ?) RETURNING position");
-        row.bind(std::string_view(kind))
-            .bind(std::string_view(name))
-            .bind(std::string_view(parent));
-        if (row.step())
-            position = row.integer(0);
-        row.run();
-    }
-    for (std::size_t i = 0; i < parts.size(); ++i)
-        connection_->statement("INSERT INTO model_part VALUES(?, ?, ?, ?, ?, ?)")
-            .bind(position)
-            .bind(static_cast<std::int64_t>(i))
-            .bind(std::string_view(parts[i].name))
-            .bind(static_cast<std::int64_t>(parts[i].kind))
-            .bind(std::int64_t{parts[i].array})
-            .bind(std::int64_t{parts[i].max_length})
-            .run();
-    shared_->model_position = position;
+    applyAddition(addition);
+    shared_->model_position = storeAddition(addition);
 }
 
 // Run the steps of one definition: all are stored or the model is as it was.
 template <typename Steps>
 void Store::define(Steps&& steps) {
-    Transaction transaction(*connection_);
+    StoreTransaction transaction(*this);
     loadAdditions();
     // Others can't define anything from here on: the transaction has the write lock.
     const Model::Mark mark = model().mark();
@@ -122,16 +78,16 @@ void Store::define(Steps&& steps) {
 
 void Store::addClass(const std::string& name, const std::string& parent,
                      const std::vector<AttributeSpec>& attributes) {
-    define([&] { storeAddition("class", name, parent, attributes); });
+    define([&] { add({0, "class", name, parent, attributes}); });
 }
 
 void Store::addType(const std::string& name, const std::string& parent,
                     const std::vector<AttributeSpec>& attributes) {
-    define([&] { storeAddition("type", name, parent, attributes); });
+    define([&] { add({0, "type", name, parent, attributes}); });
 }
 
 void Store::addRelationType(const std::string& name) {
-    define([&] { storeAddition("relation_type", name, "", {}); });
+    define([&] { add({0, "relation_type", name, "", {}}); });
 }
 
 void Store::addDatasetType(const std::string& name, const std::string& parent,
@@ -141,11 +97,11 @@ void Store::addDatasetType(const std::string& name, const std::string& parent,
         // In this order, which is that in which other sessions read them: each part names only what
         // is there already.
         if (!model().findTool(tool))
-            storeAddition("tool", tool, "", asParts(formats));
+            add({0, "tool", tool, "", asParts(formats)});
         else
             model().addTool(tool, formats);  // refuses other formats
-        storeAddition("type", name, parent, {});
-        storeAddition("dataset_type", name, tool, asParts(reference_names));
+        add({0, "type", name, parent, {}});
+        add({0, "dataset_type", name, tool, asParts(reference_names)});
     });
 }
 

@@ -1,1 +1,1 @@
-#include "workbench/store/sqlite.h"
+#include "workbench/store/sqlite/sqlite.h"

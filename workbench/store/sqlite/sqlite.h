@@ -110,22 +110,32 @@ private:
     std::unordered_map<const char*, sqlite3_stmt*> statements_;
 };
 
-// A transaction that is undone unless it is committed. Inside another one it is a part of that. It
-// takes the right to write at once and waits for it no longer than the wait limit: Failure
-// kStoreFailure.
+// The steps of a transaction. Inside another one it is a part of that: begin returns this, the
+// others get it. It takes the right to write at once and waits for it no longer than the wait
+// limit: Failure kStoreFailure.
+bool beginTransaction(Connection& connection);
+void commitTransaction(Connection& connection, bool part);
+void rollbackTransaction(Connection& connection, bool part) noexcept;
+
+// A transaction that is undone unless it is committed.
 class Transaction {
 public:
-    explicit Transaction(Connection& connection);
-    ~Transaction();
+    explicit Transaction(Connection& connection)
+        : connection_(connection), part_(beginTransaction(connection)) {}
+    ~Transaction() {
+        if (open_)
+            rollbackTransaction(connection_, part_);
+    }
     Transaction(const Transaction&) = delete;
     // After a failure the transaction is open still, and is undone at the end of this object.
-    void commit();
-    // It outlives this object; somebody else ends it. Requires: not inside another one.
-    void leaveOpen() { open_ = false; }
+    void commit() {
+        commitTransaction(connection_, part_);
+        open_ = false;
+    }
 
 private:
     Connection& connection_;
-    bool nested_;
+    bool part_;
     bool open_ = true;
 };
 

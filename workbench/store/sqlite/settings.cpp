@@ -1,5 +1,6 @@
 #include "workbench/model/status.h"
-#include "workbench/store/store.h"
+#include "workbench/store/sqlite/run_tables.h"
+#include "workbench/store/sqlite/sqlite_store.h"
 
 // Preferences, rights, check-outs and the registry of item ids.
 
@@ -7,7 +8,7 @@ namespace mervane {
 
 // ---- preferences: a row with index -1 says that it exists, the values follow ----
 
-std::optional<std::vector<std::string>> Store::preference(const std::string& name) {
+std::optional<std::vector<std::string>> SqliteStore::preference(const std::string& name) {
     Statement rows =
         connection_->statement("SELECT idx, value FROM preference WHERE name=? ORDER BY idx");
     rows.bind(std::string_view(name));
@@ -19,7 +20,7 @@ std::optional<std::vector<std::string>> Store::preference(const std::string& nam
     return values;
 }
 
-std::vector<std::pair<std::string, std::vector<std::string>>> Store::preferences() {
+std::vector<std::pair<std::string, std::vector<std::string>>> SqliteStore::preferences() {
     std::vector<std::pair<std::string, std::vector<std::string>>> all;
     Statement rows =
         connection_->statement("SELECT name, idx, value FROM preference ORDER BY name, idx");
@@ -32,7 +33,7 @@ std::vector<std::pair<std::string, std::vector<std::string>>> Store::preferences
     return all;
 }
 
-void Store::setPreference(const std::string& name, const std::vector<std::string>& values) {
+void SqliteStore::setPreference(const std::string& name, const std::vector<std::string>& values) {
     Transaction transaction(*connection_);
     removePreference(name);
     const auto insert = [&](std::int64_t index, std::string_view value) {
@@ -48,7 +49,7 @@ void Store::setPreference(const std::string& name, const std::vector<std::string
     transaction.commit();
 }
 
-void Store::removePreference(const std::string& name) {
+void SqliteStore::removePreference(const std::string& name) {
     connection_->statement("DELETE FROM preference WHERE name=?")
         .bind(std::string_view(name))
         .run();
@@ -72,7 +73,7 @@ Statement& bindRight(Statement& row, const Right& right) {
 }
 }  // namespace
 
-std::vector<Right> Store::rights() {
+std::vector<Right> SqliteStore::rights() {
     std::vector<Right> all;
     Statement rows = connection_->statement(
         "SELECT subject_kind, subject, scope_kind, scope, privilege, allowed FROM rights "
@@ -82,7 +83,7 @@ std::vector<Right> Store::rights() {
     return all;
 }
 
-const std::vector<Right>& Store::rights(const std::string& privilege) {
+const std::vector<Right>& SqliteStore::rights(const std::string& privilege) {
     // Each lock asks for rights: they are read again only if they may have changed.
     if (rights_fresh_.isLost(*connection_))
         rights_.clear();
@@ -98,7 +99,7 @@ const std::vector<Right>& Store::rights(const std::string& privilege) {
     return rights_.insert_or_assign(privilege, std::move(all)).first->second;
 }
 
-std::int64_t Store::addRight(const Right& right, std::int64_t position) {
+std::int64_t SqliteStore::addRight(const Right& right, std::int64_t position) {
     // Nobody tells the cache of a change that this connection makes itself.
     rights_.clear();
     // With NULL the database chooses the next position.
@@ -113,7 +114,7 @@ std::int64_t Store::addRight(const Right& right, std::int64_t position) {
     return given;
 }
 
-std::int64_t Store::removeRight(const Right& right) {
+std::int64_t SqliteStore::removeRight(const Right& right) {
     rights_.clear();
     Statement row = connection_->statement(
         "DELETE FROM rights WHERE subject_kind=? AND subject=? AND scope_kind=? AND scope=? AND "
@@ -128,7 +129,7 @@ std::int64_t Store::removeRight(const Right& right) {
 
 // ---- check-outs ----
 
-std::optional<Store::CheckOutRow> Store::checkOut(tag_t object) {
+std::optional<Store::CheckOutRow> SqliteStore::checkOut(tag_t object) {
     Statement row =
         connection_->statement("SELECT object, user, date, comment FROM checkout WHERE object=?");
     row.bind(std::int64_t{object});
@@ -138,7 +139,7 @@ std::optional<Store::CheckOutRow> Store::checkOut(tag_t object) {
                        std::string(row.text(2)), std::string(row.text(3))};
 }
 
-std::vector<Store::CheckOutRow> Store::checkOuts() {
+std::vector<Store::CheckOutRow> SqliteStore::checkOuts() {
     std::vector<CheckOutRow> all;
     Statement rows =
         connection_->statement("SELECT object, user, date, comment FROM checkout ORDER BY object");
@@ -148,7 +149,7 @@ std::vector<Store::CheckOutRow> Store::checkOuts() {
     return all;
 }
 
-bool Store::addCheckOut(const CheckOutRow& row) {
+bool SqliteStore::addCheckOut(const CheckOutRow& row) {
     connection_->statement("INSERT INTO checkout VALUES(?, ?, ?, ?) ON CONFLICT DO NOTHING")
         .bind(std::int64_t{row.object})
         .bind(std::int64_t{row.user})
@@ -158,91 +159,87 @@ bool Store::addCheckOut(const CheckOutRow& row) {
     return connection_->changes() == 1;
 }
 
-void Store::removeCheckOut(tag_t object) {
+void SqliteStore::removeCheckOut(tag_t object) {
     connection_->statement("DELETE FROM checkout WHERE object=?").bind(std::int64_t{object}).run();
 }
 
 // ---- runs ----
 
-std::string Store::identity() {
+std::string SqliteStore::identity() {
     Statement row = connection_->statement("SELECT value FROM meta WHERE name='store_id'");
     return row.step() ? std::string(row.text(0)) : "";
 }
 
-bool Store::recordsRuns() {
+bool SqliteStore::recordsRuns() {
     Statement row = connection_->statement("SELECT 1 FROM meta WHERE name='records_no_runs'");
     return !row.step();
 }
 
-void Store::recordRuns(bool on) {
+void SqliteStore::recordRuns(bool on) {
     connection_
         ->statement(on ? "DELETE FROM meta WHERE name='records_no_runs'"
                        : "INSERT OR REPLACE INTO meta VALUES('records_no_runs', 1)")
         .run();
 }
 
+std::unique_ptr<RunTables> SqliteStore::runs(bool temporary) {
+    return std::make_unique<SqliteRunTables>(*connection_, temporary);
+}
+
 // ---- registry of item ids ----
 
-std::string Store::registryPath() {
+std::string SqliteStore::registryPath() {
     Statement row = connection_->statement("SELECT value FROM meta WHERE name='registry_path'");
     return row.step() ? std::string(row.text(0)) : "";
 }
 
-Registry Store::registryEvenDown() {
+Registry& SqliteStore::registryEvenDown() {
     const std::string used = registryPath();
     if (used.empty())
-        return ownRegistry();
-    if (!registry_connection_ || registry_connection_->path() != used)
-        registry_connection_ = Registry::open(used);
-    return Registry(*registry_connection_);
+        return own_registry_;
+    if (!shared_registry_ || shared_registry_->path() != used)
+        shared_registry_ = std::make_unique<RegistryFile>(used);
+    return shared_registry_->tables();
 }
 
-Registry Store::registry() {
-    Registry used = registryEvenDown();
-    if (!used.isReachable())
-        throw Failure(kRegistryDown, "it is switched off");
-    return used;
-}
-
-void Store::changeRegistry(const std::function<void(Registry&)>& change) {
+void SqliteStore::changeRegistry(const std::function<void(Registry&)>& change) {
     // The store's write lock: nobody takes another registry until the change is committed.
     Transaction transaction(*connection_);
-    Registry used = registry();
+    Registry& used = registry();
     if (registryPath().empty()) {
         change(used);
     } else {
-        Transaction shared(*registry_connection_);
+        Transaction taking(shared_registry_->connection());
         change(used);
-        shared.commit();
+        taking.commit();
     }
     transaction.commit();
 }
 
-void Store::useRegistry(const std::string& path) {
+void SqliteStore::useRegistry(const std::string& path) {
     // The store's write lock: nobody registers an id in its own table meanwhile.
     Transaction transaction(*connection_);
     if (path.empty()) {
         connection_->statement("DELETE FROM meta WHERE name='registry_path'").run();
     } else {
-        const std::unique_ptr<Connection> connection = Registry::open(path);
-        Registry shared(*connection);
-        const auto own = ownRegistry().ids();
-        if (!own.empty() && !shared.isReachable())
+        RegistryFile file(path);
+        const auto own = own_registry_.ids();
+        if (!own.empty() && !file.tables().isReachable())
             throw Failure(kRegistryDown, path + " is switched off, so it can't take the store's " +
                                              std::to_string(own.size()) + " ids");
-        Transaction taking(*connection);
+        Transaction taking(file.connection());
         for (const std::string& id : own)
-            shared.add(id);
+            file.tables().add(id);
         // The shared file first: a kill between the commits leaves the ids in both, never in none.
         taking.commit();
-        ownRegistry().clear();
+        own_registry_.clear();
         connection_->statement("INSERT OR REPLACE INTO meta VALUES('registry_path', ?)")
             .bind(std::string_view(path))
             .run();
     }
     transaction.commit();
     // Only now: if the commit fails, the store goes on with the registry that it had.
-    registry_connection_.reset();
+    shared_registry_.reset();
 }
 
 }  // namespace mervane

@@ -1,8 +1,8 @@
 #include <cstdio>
 
 #include "workbench/model/status.h"
-#include "workbench/store/schema.h"
-#include "workbench/store/store.h"
+#include "workbench/store/sqlite/schema.h"
+#include "workbench/store/sqlite/sqlite_store.h"
 
 // Bringing a store of an older program to the tables of this one.
 
@@ -55,7 +55,7 @@ Kind kindOfColumn(std::string_view column) {
 
 }  // namespace
 
-void Store::upgrade() {
+void SqliteStore::upgrade() {
     if (schemaVersion(*connection_) == kSchemaVersion)
         return;
     if (readOnly())
@@ -78,7 +78,7 @@ void Store::upgrade() {
     transaction.commit();
 }
 
-void Store::moveValues() {
+void SqliteStore::moveValues() {
     // In the order of the tags, so that each row comes after the last one of its table.
     Statement objects =
         connection_->statement("SELECT tag, type, version FROM object_3 ORDER BY tag");

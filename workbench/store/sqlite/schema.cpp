@@ -1,9 +1,9 @@
-#include "workbench/store/schema.h"
+#include "workbench/store/sqlite/schema.h"
 
 #include <sqlite3.h>
 
 #include "workbench/model/status.h"
-#include "workbench/store/sqlite.h"
+#include "workbench/store/sqlite/sqlite.h"
 #include "workbench/workbench.h"
 
 namespace mervane {

@@ -1,4 +1,4 @@
-#include "workbench/store/referrers.h"
+#include "workbench/store/sqlite/referrers.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "workbench/store/registry.h"
+#include "workbench/store/sqlite/registry.h"
 
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
@@ -27,7 +27,9 @@ void Registry::create(const std::string& path) {
     place.put("registry", path);
 }
 
-std::unique_ptr<Connection> Registry::open(const std::string& path) {
+namespace {
+
+std::unique_ptr<Connection> openRegistry(const std::string& path) {
     try {
         auto connection = std::make_unique<Connection>(path, Connection::Mode::Open);
         // A store has both tables, too; only the format tells a registry for several stores.
@@ -41,7 +43,13 @@ std::unique_ptr<Connection> Registry::open(const std::string& path) {
     throw Failure(kRegistryDown, path + " is no registry of item ids");
 }
 
-std::vector<std::string> Registry::ids() {
+}  // namespace
+
+RegistryFile::RegistryFile(const std::string& path)
+    : connection_(openRegistry(path)), tables_(*connection_) {
+}
+
+std::vector<std::string> RegistryTables::ids() {
     std::vector<std::string> all;
     Statement rows = connection_.statement("SELECT item_id FROM registry ORDER BY item_id");
     while (rows.step())
@@ -49,34 +57,34 @@ std::vector<std::string> Registry::ids() {
     return all;
 }
 
-bool Registry::has(const std::string& item_id) {
+bool RegistryTables::has(const std::string& item_id) {
     Statement row = connection_.statement("SELECT 1 FROM registry WHERE item_id=?");
     row.bind(std::string_view(item_id));
     return row.step();
 }
 
-void Registry::add(const std::string& item_id) {
+void RegistryTables::add(const std::string& item_id) {
     connection_.statement("INSERT OR IGNORE INTO registry VALUES(?)")
         .bind(std::string_view(item_id))
         .run();
 }
 
-void Registry::remove(const std::string& item_id) {
+void RegistryTables::remove(const std::string& item_id) {
     connection_.statement("DELETE FROM registry WHERE item_id=?")
         .bind(std::string_view(item_id))
         .run();
 }
 
-void Registry::clear() {
+void RegistryTables::clear() {
     connection_.statement("DELETE FROM registry").run();
 }
 
-bool Registry::isReachable() {
+bool RegistryTables::isReachable() {
     Statement row = connection_.statement("SELECT 1 FROM meta WHERE name='registry_down'");
     return !row.step();
 }
 
-void Registry::setReachable(bool reachable) {
+void RegistryTables::setReachable(bool reachable) {
     connection_
         .statement(reachable ? "DELETE FROM meta WHERE name='registry_down'"
                              : "INSERT OR REPLACE INTO meta VALUES('registry_down', 1)")

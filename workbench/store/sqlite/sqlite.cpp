@@ -1,4 +1,4 @@
-#include "workbench/store/sqlite.h"
+#include "workbench/store/sqlite/sqlite.h"
 
 #include <sqlite3.h>
 
@@ -446,34 +446,29 @@ bool Freshness::isLost(Connection& connection) {
 
 // ---- transaction ----
 
-Transaction::Transaction(Connection& connection)
-    : connection_(connection), nested_(connection.inTransaction()) {
+bool beginTransaction(Connection& connection) {
+    const bool part = connection.inTransaction();
     // Take the right to write now. A transaction that begins by reading and asks for it later is
     // refused at once if another one has written in between.
-    connection_.statement(nested_ ? "SAVEPOINT part" : "BEGIN IMMEDIATE").run();
+    connection.statement(part ? "SAVEPOINT part" : "BEGIN IMMEDIATE").run();
+    return part;
 }
 
-Transaction::~Transaction() {
-    if (!open_)
-        return;
+void commitTransaction(Connection& connection, bool part) {
+    connection.statement(part ? "RELEASE part" : "COMMIT").run();
+}
+
+void rollbackTransaction(Connection& connection, bool part) noexcept {
     try {
-        if (nested_) {
-            if (connection_.inTransaction()) {
-                // This alone would leave the part open.
-                connection_.takeBack("ROLLBACK TO part");
-                connection_.statement("RELEASE part").run();
-            }
-        } else if (connection_.inTransaction()) {
-            connection_.takeBack("ROLLBACK");
-        }
-    } catch (const Failure&) {
+        if (!connection.inTransaction())
+            return;
+        connection.takeBack(part ? "ROLLBACK TO part" : "ROLLBACK");
+        // The statement before leaves the part open.
+        if (part)
+            connection.statement("RELEASE part").run();
+    } catch (...) {
         // The failure that led here travels up. Closing the connection undoes what is left.
     }
-}
-
-void Transaction::commit() {
-    connection_.statement(nested_ ? "RELEASE part" : "COMMIT").run();
-    open_ = false;
 }
 
 }  // namespace mervane

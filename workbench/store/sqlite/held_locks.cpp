@@ -1,4 +1,4 @@
-#include "workbench/store/held_locks.h"
+#include "workbench/store/sqlite/held_locks.h"
 
 #include <algorithm>
 #include <atomic>

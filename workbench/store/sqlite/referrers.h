@@ -8,15 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/types.h"
-#include "workbench/store/sqlite.h"
+#include "workbench/store/referrer.h"
+#include "workbench/store/sqlite/sqlite.h"
 
 namespace mervane {
-
-struct StoredReferrer {
-    tag_t tag = NULLTAG, attribute = NULLTAG;
-    tag_t type = NULLTAG;  // NULLTAG: it doesn't count: it refers no more, or isn't stored
-};
 
 class StoredReferrers {
 public:

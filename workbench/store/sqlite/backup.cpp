@@ -3,8 +3,8 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
-#include "workbench/store/runs.h"
-#include "workbench/store/store.h"
+#include "workbench/store/sqlite/run_tables.h"
+#include "workbench/store/sqlite/sqlite_store.h"
 #include "workbench/system/system.h"
 
 namespace mervane {
@@ -30,29 +30,31 @@ void makeEmptyFile(const std::string& path, const std::string& like) {
 }  // namespace
 
 // The database gets its name last, so a copy under its name is whole.
-std::vector<CheckFinding> Store::backup(const std::string& path) {
+std::vector<CheckFinding> SqliteStore::backup(const std::string& path) {
     needNothingAt(path + ".volume");
     const MakingPlace place(path);
     const std::string made = place / "store";
-    const std::string like = inMemory() ? "" : this->path();
+    const std::string like = in_memory_ ? "" : this->path();
     // Before the database is copied: each file that the copy names stays readable.
-    const Volume::Hold hold(volume());
+    const auto hold = volume().hold();
     makeEmptyFile(made, like);
     connection_->copyTo(made);
-    Volume copy(place / "store.volume", like);
+    DirectoryVolume copy(place / "store.volume", like);
     copy.makeDirectory();
     std::vector<StoredFile> files;
     std::vector<CheckFinding> damaged;
     {
-        std::shared_ptr<Store> reader(
-            new Store(std::make_shared<Shared>(made, false), connect(made, false)));
+        auto shared_by_none = std::make_shared<Shared>();
+        shared_by_none->path = made;
+        const std::shared_ptr<SqliteStore> reader(
+            new SqliteStore(std::move(shared_by_none), connect(made, false), false));
         reader->loadAdditions();
         // From the copy: others store and delete files meanwhile.
         for (const tag_t tag : reader->storedFiles()) {
             try {
                 files.push_back(reader->knownFile(tag));
             } catch (const Failure& failure) {
-                if (reader->connection_->isBroken())
+                if (!reader->isSound())
                     throw;
                 // Nobody knows what the file should be: the copy has it as it is.
                 damaged.push_back({true, failure.what()});
@@ -60,7 +62,7 @@ std::vector<CheckFinding> Store::backup(const std::string& path) {
             }
         }
         // An undo in the copy needs the files that recorded runs have removed.
-        for (const tag_t tag : RunTables(*reader->connection_, false).removedFiles())
+        for (const tag_t tag : reader->runs(false)->removedFiles())
             if (!reader->exists(tag))
                 files.push_back({tag, "", {}, {}});
     }

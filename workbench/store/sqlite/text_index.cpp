@@ -1,4 +1,4 @@
-#include "workbench/store/text_index.h"
+#include "workbench/store/sqlite/text_index.h"
 
 #include <sqlite3.h>
 
@@ -8,7 +8,7 @@
 
 #include "workbench/model/searched.h"
 #include "workbench/model/status.h"
-#include "workbench/store/sqlite.h"
+#include "workbench/store/sqlite/sqlite.h"
 #include "workbench/utf8.h"
 
 namespace mervane {

@@ -1,9 +1,9 @@
-#include "workbench/store/store.h"
+#include "workbench/store/sqlite/sqlite_store.h"
 
 namespace mervane {
 
 // Both look up the object at the end: references to what is deleted stay stored.
-std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
+std::vector<StoredUse> SqliteStore::uses(const UsePath& path, tag_t revision) {
     Statement rows = connection_->statement(
         "SELECT used.tag, parent.tag FROM ref used "
         "CROSS JOIN object occurrence ON occurrence.tag = used.tag "
@@ -22,7 +22,7 @@ std::vector<StoredUse> Store::uses(const UsePath& path, tag_t revision) {
 }
 
 // The lowest tag: of several view revisions the first one is shown.
-std::vector<tag_t> Store::children(const UsePath& path, tag_t revision) {
+std::vector<tag_t> SqliteStore::children(const UsePath& path, tag_t revision) {
     Statement rows = connection_->statement(
         "SELECT child.tag FROM ref held "
         "CROSS JOIN object occurrence ON occurrence.tag = held.tag "

@@ -1,4 +1,4 @@
-#include "workbench/store/locks.h"
+#include "workbench/store/sqlite/locks.h"
 
 #include <cerrno>
 #include <chrono>
@@ -10,8 +10,8 @@
 #include <thread>
 
 #include "workbench/model/status.h"
-#include "workbench/store/held_locks.h"
-#include "workbench/store/sqlite.h"
+#include "workbench/store/sqlite/held_locks.h"
+#include "workbench/store/sqlite/sqlite.h"
 #include "workbench/store/waiting.h"
 #include "workbench/system/system.h"
 #include "workbench/workbench.h"

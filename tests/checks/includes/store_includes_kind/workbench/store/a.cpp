@@ -1,0 +1,1 @@
+#include "workbench/store/sqlite/sqlite.h"
