@@ -8,7 +8,9 @@ namespace mervane {
 
 class StoreInside {
 public:
-    static Connection& connection(Store& store) { return *dynamic_cast<SqliteStore&>(store).connection_; }
+    static Connection& connection(Store& store) {
+        return *dynamic_cast<SqliteStore&>(store).connection_;
+    }
 };
 
 }  // namespace mervane
