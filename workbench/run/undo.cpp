@@ -214,8 +214,7 @@ private:
     void checkHolders(Object& object, const Net& net) {
         if (const auto owner = store_.locks().owner(object.tag);
             owner && owner->session != session_.lockSession())
-            conflict(label(object.tag, net) + " is locked by user " + owner->user + ", process " +
-                     std::to_string(owner->process));
+            conflict(label(object.tag, net) + " is locked by " + described(*owner));
         Session::CheckOut by;
         // A check-out of the run itself goes back with it.
         const bool by_run =

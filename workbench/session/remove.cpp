@@ -70,7 +70,7 @@ void Session::remove(Object& object) {
     needRightsFor(object);
     // Take the write lock before looking for referrers: nobody stores a new reference until the
     // commit.
-    StoreTransaction transaction(*store_);
+    StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
     if (!object.isNew() && !store_->exists(object.tag))
         leaveGone(object);
     std::vector<tag_t> going;
@@ -109,9 +109,8 @@ void Session::remove(Object& object) {
     touched.insert(touched.end(), staged.begin(), staged.end());
     for (const tag_t tag : touched)
         if (const auto owner = store_->locks().owner(tag); owner && owner->session != lock_session_)
-            throw Failure(kLockedByOther, "#" + std::to_string(tag) + " is locked by user " +
-                                              owner->user + ", process " +
-                                              std::to_string(owner->process));
+            throw Failure(kLockedByOther,
+                          "#" + std::to_string(tag) + " is locked by " + described(*owner));
 
     std::vector<Entries> shortened;
     for (const tag_t tag : staged)
@@ -165,7 +164,7 @@ Session::Entries Session::takeOut(Object& object, const Attribute& attribute,
 void Session::erase(std::span<const tag_t> tags) {
     mayWrite();
     {
-        StoreTransaction transaction(*store_);
+        StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
         for (const tag_t tag : tags)
             // Who deletes what another session has deleted already is told so, and nothing is
             // deleted.
@@ -173,9 +172,8 @@ void Session::erase(std::span<const tag_t> tags) {
         for (const tag_t tag : tags)
             if (const auto owner = store_->locks().owner(tag);
                 owner && owner->session != lock_session_)
-                throw Failure(kLockedByOther, "#" + std::to_string(tag) + " is locked by user " +
-                                                  owner->user + ", process " +
-                                                  std::to_string(owner->process));
+                throw Failure(kLockedByOther,
+                              "#" + std::to_string(tag) + " is locked by " + described(*owner));
         eraseStored(tags);
         transaction.commit();
     }

@@ -161,7 +161,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
         throw Failure(kNotAllowed, "user " + userId() + " may not WRITE " + plainName(object) +
                                        ", which a check-out is for");
     {
-        StoreTransaction transaction(*store_);
+        StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
         // In the transaction, so nobody deletes the object before its check-out is stored.
         if (!store_->exists(object.tag))
             leaveGone(object);
@@ -182,7 +182,7 @@ void Session::checkOut(Object& object, const std::string& comment) {
 void Session::checkIn(Object& object) {
     mayWrite();
     // One transaction, so what is ended is the check-out that was tested.
-    StoreTransaction transaction(*store_);
+    StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
     CheckOut by;
     if (!checkedOut(object.tag, &by))
         return;

@@ -183,9 +183,8 @@ void Session::save(std::span<Object* const> objects) {
         if (!object.isNew() && !object.locked)
             if (const auto owner = store_->locks().owner(object.tag);
                 owner && owner->session != lock_session_)
-                throw Failure(kLockedByOther, plainName(object) + " is locked by user " +
-                                                  owner->user + ", process " +
-                                                  std::to_string(owner->process));
+                throw Failure(kLockedByOther,
+                              plainName(object) + " is locked by " + described(*owner));
         // All saves of a session come through here, those of values set below the properties, too.
         needRightsFor(object);
         object.saving = true;

@@ -262,6 +262,7 @@ void Session::drop(tag_t tag) {
         return;
     touched_.erase(at->second.get());
     cache_.erase(at);
+    store_->forgetReadAhead(tag);
 }
 
 void Session::unload(tag_t tag) {
@@ -281,13 +282,15 @@ void Session::unload(tag_t tag) {
 }
 
 void Session::unloadBeyond(std::size_t most) {
-    if (cache_.size() > most)
-        std::erase_if(cache_, [this](const auto& each) {
-            Object* object = each.second.get();
-            // `touched_` may have objects without unsaved values. Those stay a while longer, which
-            // does no harm.
-            return !object->isNew() && !object->locked && !touched_.count(object);
-        });
+    if (cache_.size() <= most)
+        return;
+    std::erase_if(cache_, [this](const auto& each) {
+        Object* object = each.second.get();
+        // `touched_` may have objects without unsaved values. Those stay a while longer, which
+        // does no harm.
+        return !object->isNew() && !object->locked && !touched_.count(object);
+    });
+    store_->forgetReadAhead(NULLTAG);
 }
 
 void Session::unloadMuch() {
@@ -329,6 +332,7 @@ void Session::forgetAll() {
         store_->discardFile(file);
     touched_.clear();
     cache_.clear();
+    store_->forgetReadAhead(NULLTAG);
 }
 
 std::vector<tag_t> Session::unsavedFiles() const {
@@ -358,8 +362,7 @@ void Session::takeLock(tag_t tag, const Object* object) {
         return;
     locks_held_.erase(tag);
     throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
-                                      " is locked by user " + owner->user + ", process " +
-                                      std::to_string(owner->process));
+                                      " is locked by " + described(*owner));
 }
 
 bool Session::keepNumber(std::uint32_t number) {
@@ -422,6 +425,19 @@ void Session::lock(Object& object) {
 void Session::lockUnread(Object& object) {
     if (object.locked)
         return;
+    if (!object.isNew() && !locks_held_.count(object.tag))
+        store_->aboutToLock(lock_session_, object.tag);
+    try {
+        needLockable(object);
+    } catch (...) {
+        store_->notLocked(lock_session_, object.tag);
+        throw;
+    }
+    takeLock(object.tag, &object);
+    object.locked = true;
+}
+
+void Session::needLockable(Object& object) {
     // Nobody else can know a new object, so there is no right and no check-out to ask for.
     if (!object.isNew()) {
         if (!bypass_ && !allowed(object, "WRITE"))
@@ -432,8 +448,6 @@ void Session::lockUnread(Object& object) {
             throw Failure(kCheckedOut,
                           plainName(object) + " is checked out by user " + displayId(by.user));
     }
-    takeLock(object.tag, &object);
-    object.locked = true;
 }
 
 // ---- batches ----

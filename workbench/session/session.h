@@ -338,6 +338,8 @@ private:
     void openAs(const SessionOptions& options);
     void takeLock(tag_t tag, const Object* object);
     void lockUnread(Object& object);
+    // Failure unless rights and check-out let this user lock it.
+    void needLockable(Object& object);
     [[noreturn]] void leaveGone(Object& object);
     void giveLock(tag_t tag) noexcept;
     void readInto(Object& object);

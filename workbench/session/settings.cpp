@@ -9,7 +9,7 @@ namespace mervane {
 
 void Session::setPreference(const std::string& name, const std::vector<std::string>* values) {
     mayWrite();
-    StoreTransaction transaction(*store_);
+    StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
     if (recorder_) {
         // The value before is read in the transaction, so the record is right whatever others set.
         const auto before = store_->preference(name);
@@ -24,7 +24,7 @@ void Session::setPreference(const std::string& name, const std::vector<std::stri
 
 void Session::addRight(const Right& right) {
     mayWrite();
-    StoreTransaction transaction(*store_);
+    StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
     // The same right twice is one.
     const std::int64_t had = store_->removeRight(right);
     if (had && recorder_)
@@ -37,7 +37,7 @@ void Session::addRight(const Right& right) {
 
 void Session::removeRight(const Right& right) {
     mayWrite();
-    StoreTransaction transaction(*store_);
+    StoreTransaction transaction(*store_, StoreTransaction::Others::Alone);
     const std::int64_t had = store_->removeRight(right);
     if (had && recorder_)
         recorder_->right(RunChange::RightRemoved, right, had);

@@ -129,7 +129,7 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Fin
     // While this transaction is open, nobody else saves an object or gets a new tag. But a session
     // that got its tag before may place the file of an object that it hasn't saved yet. So nothing
     // is removed while other sessions are at work.
-    StoreTransaction alone(*this);
+    StoreTransaction alone(*this, StoreTransaction::Others::Alone);
     bool others = false;
     for (const LockOwner& session : locks().sessions())
         others = others || (session.alive && !locks().isOwn(session.session));

@@ -19,7 +19,11 @@ struct LockOwner {
     std::string user;
     int process = 0;
     bool alive = true;
+    std::string host = {};  // empty: this one
 };
+
+// "user A, process 12", with "on HOST" for one of another machine.
+std::string described(const LockOwner& owner);
 
 // Locks in a file: Failure kStoreFailure if their tables can't be read or written.
 class Locks {

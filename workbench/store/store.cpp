@@ -1,32 +1,45 @@
 #include "workbench/store/store.h"
 
 #include <algorithm>
-#include <atomic>
 
+#include "workbench/address.h"
 #include "workbench/model/status.h"
 #include "workbench/store/sqlite/sqlite_store.h"
+#ifdef KELD_POSTGRES
+#include "workbench/store/postgres/postgres_store.h"
+#endif
 
 namespace mervane {
 
 namespace {
-std::atomic<std::uint64_t> objects_worked_on{0};
+
+#ifndef KELD_POSTGRES
+[[noreturn]] void refuseServer() {
+    throw Failure(kStoreFailure, "This program is built without stores on a server");
+}
+#endif
+
 }  // namespace
-
-void countObject() noexcept {
-    objects_worked_on.fetch_add(1, std::memory_order_relaxed);
-}
-
-std::uint64_t objectsWorkedOn() {
-    return objects_worked_on.load();
-}
 
 void Store::create(const std::string& path,
                    const std::function<void(const std::shared_ptr<Store>&)>& fill) {
-    SqliteStore::make(path, fill);
+    if (!isServerAddress(path))
+        return SqliteStore::make(path, fill);
+#ifdef KELD_POSTGRES
+    PostgresStore::make(path, fill);
+#else
+    refuseServer();
+#endif
 }
 
 std::shared_ptr<Store> Store::open(const std::string& path) {
-    return SqliteStore::openAt(path);
+    if (!isServerAddress(path))
+        return SqliteStore::openAt(path);
+#ifdef KELD_POSTGRES
+    return PostgresStore::openAt(path);
+#else
+    refuseServer();
+#endif
 }
 
 Store::Store(std::shared_ptr<Shared> shared) : shared_(std::move(shared)) {
@@ -91,12 +104,12 @@ void Store::beginBatch(const void* owner) {
     // Room first: if memory ran out after the savepoint, no batch would know of it.
     batches_.reserve(batches_.size() + 1);
     if (!batches_.empty()) {
-        begin();
+        begin(false);
         batches_.push_back({model().mark(), shared_->model_position});
         return;
     }
     loadAdditions();
-    begin();
+    begin(false);
     try {
         // Again in the transaction: a definition after this one is the batch's, and goes back with
         // it.

@@ -63,7 +63,15 @@ public:
     virtual bool readOnly() const = 0;
     Model& model() { return shared_->model; }
     Volume& volume() { return *shared_->volume; }
-    Locks& locks() { return *shared_->locks; }
+    virtual Locks& locks() { return *shared_->locks; }
+    // Hints to a kind for which each question costs much; without them it works as well. The
+    // session asks for the check-out, the rights and the version of the object next, and takes its
+    // lock.
+    virtual void aboutToLock(std::int64_t, tag_t) {}
+    // It takes no lock after all.
+    virtual void notLocked(std::int64_t, tag_t) noexcept {}
+    // What the session reads of this object next, or of all of them for NULLTAG, must be asked for.
+    virtual void forgetReadAhead(tag_t) noexcept {}
     // Failure kStoreFailure if nobody knows whether an earlier change is stored: the store must be
     // opened anew.
     virtual void needSound() const = 0;
@@ -269,8 +277,8 @@ protected:
     // Tell the row of an object to `take`, unless there is none, which gives false.
     virtual bool row(tag_t tag, RowTaker take) = 0;
     // Of a transaction that may write; inside another one it is a part of that, which is what
-    // begin() returns and the others get.
-    virtual bool begin() = 0;
+    // begin() returns and the others get. `alone`: nobody else writes until it ends.
+    virtual bool begin(bool alone) = 0;
     virtual void commit(bool part) = 0;
     virtual void rollback(bool part) noexcept = 0;
     // While this is on, all work is for the transaction that is open now: if the database gives it
@@ -324,11 +332,16 @@ private:
 };
 
 // A transaction of a store, which goes back unless it is committed. Inside another one, or a batch,
-// it is a part of that. Others who write wait until it ends. Failure kStoreFailure if somebody else
-// writes for longer than the wait limit.
+// it is a part of that. Failure kStoreFailure if somebody else writes for longer than the wait
+// limit.
 class StoreTransaction {
 public:
-    explicit StoreTransaction(Store& store) : store_(store), part_(store.begin()) {}
+    // Shared: others may store objects meanwhile, but neither those of this transaction nor the
+    // same ids, and nobody deletes. Alone: nobody else writes until it ends. What is read to decide
+    // about a change stays true only then.
+    enum class Others { Shared, Alone };
+    explicit StoreTransaction(Store& store, Others others = Others::Shared)
+        : store_(store), part_(store.begin(others == Others::Alone)) {}
     ~StoreTransaction() {
         if (open_)
             store_.rollback(part_);

@@ -61,7 +61,7 @@ void Store::add(Addition addition) {
 // Run the steps of one definition: all are stored or the model is as it was.
 template <typename Steps>
 void Store::define(Steps&& steps) {
-    StoreTransaction transaction(*this);
+    StoreTransaction transaction(*this, StoreTransaction::Others::Alone);
     loadAdditions();
     // Others can't define anything from here on: the transaction has the write lock.
     const Model::Mark mark = model().mark();

@@ -13,6 +13,7 @@
 #include "tools/keld/host/csv.h"
 #include "tools/keld/host/nearest.h"
 #include "tools/keld/host/system.h"
+#include "workbench/address.h"
 #include "workbench/names.h"
 
 namespace keld {
@@ -38,15 +39,30 @@ std::string Context::logPath() const {
     std::string set = environment("KELD_LOG_FILE");
     if (!set.empty())
         return set;
-    return (fs::absolute(pathOf(storePath())).parent_path() / "keld.log")
-        .lexically_normal()
-        .string();
+    // Beside the store; a store on a server has no directory, so the log is in this one.
+    const std::string store = mervane::isServerAddress(storePath()) ? "keld.log" : storePath();
+    return (fs::absolute(pathOf(store)).parent_path() / "keld.log").lexically_normal().string();
+}
+
+bool Context::storeMayBeThere() const {
+    // Only the server knows; it tells when the store is opened.
+    std::error_code ignored;
+    return mervane::isServerAddress(storePath()) || fs::exists(pathOf(storePath()), ignored);
+}
+
+std::string Context::shownStore() const {
+    return mervane::withoutPassword(storePath());
+}
+
+std::string Context::wholeStorePath() const {
+    return mervane::isServerAddress(storePath())
+               ? shownStore()
+               : fs::absolute(pathOf(storePath())).lexically_normal().string();
 }
 
 void Context::open() {
     const std::string path = storePath();
-    std::error_code ignored;
-    if (!fs::exists(pathOf(path), ignored))
+    if (!storeMayBeThere())
         throw CommandError("there is no store at " + path + ". Make one with: keld init --store " +
                            path);
     reopen(path);

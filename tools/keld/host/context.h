@@ -57,7 +57,13 @@ public:
     const Globals& globals() const { return globals_; }
     mervane::Workbench& workbench() const { return *mervane_workbench(); }
     std::string storePath() const;  // --store, else MERVANE_STORE, else ./keld.db
-    std::string logPath() const;    // KELD_LOG_FILE, else keld.log beside the store
+    // The same to be shown: an address has no password in it.
+    std::string shownStore() const;
+    // The same with a whole path.
+    std::string wholeStorePath() const;
+    // False: there is no file. Of a server nobody knows before the store is opened.
+    bool storeMayBeThere() const;
+    std::string logPath() const;  // KELD_LOG_FILE, else keld.log beside the store
 
     // Open the store as the user, with log and configuration set up for services.
     void open();

@@ -148,8 +148,7 @@ KnownNames knownNames(const Context& context) {
 }
 
 void openOrStandard(Context& context) {
-    std::error_code ignored;
-    if (std::filesystem::exists(pathOf(context.storePath()), ignored))
+    if (context.storeMayBeThere())
         return context.open();
     context.note("there is no store at " + context.storePath() +
                  "; the names of the standard data model serve");

@@ -54,7 +54,7 @@ int apply(Context& context, const WantedApply& wanted, const Verbs& verbs) {
     if (const std::string store = context.workbench().storeIdentity(context.store());
         store != work->plan.store)
         throw CommandError("the plan " + wanted.file + " is of the store " + work->plan.store +
-                           ", not of " + context.storePath() + ", which is " + store);
+                           ", not of " + context.shownStore() + ", which is " + store);
     const std::vector<PlanConflict> conflicts = conflictsNow(context, work->plan);
     if (!conflicts.empty()) {
         Json all = Json::array();

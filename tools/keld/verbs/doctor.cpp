@@ -66,11 +66,10 @@ private:
     }
 
     void lookAtStore() {
-        const std::string path =
-            fs::absolute(pathOf(context_.storePath())).lexically_normal().string();
+        const std::string path = context_.wholeStorePath();
         fact("store", path);
         std::error_code ignored;
-        if (!fs::exists(pathOf(path), ignored)) {
+        if (!context_.storeMayBeThere()) {
             finding(Severity::Error, "store",
                     "there is none at " + path + "; make one with: keld init");
             // Go on without a store: the other checks need only the standard data model.

@@ -15,9 +15,8 @@ namespace {
 namespace fs = std::filesystem;
 
 int init(Context& context) {
-    const std::string path = context.storePath();
-    context.workbench().createStore(path);
-    const std::string made = fs::absolute(pathOf(path)).lexically_normal().string();
+    context.workbench().createStore(context.storePath());
+    const std::string made = context.wholeStorePath();
     context.document["store"] = made;
     context.print("made the store " + shown(made) + "\n");
     return kExitDone;
@@ -39,7 +38,7 @@ int check(Context& context, bool repair) {
         context.print(painted(finding.error ? Colour::Red : Colour::Yellow, kind) + ": " +
                       keld::shown(finding.text) + "\n");
     }
-    context.document["store"] = context.storePath();
+    context.document["store"] = context.shownStore();
     context.document["errors"] = errors;
     context.document["findings"] = shown;
     context.print(findings.empty() ? "the store is sound\n"

@@ -3,6 +3,7 @@
 #include <set>
 
 #include "workbench/model/status.h"
+#include "workbench/store/index_sums.h"
 #include "workbench/store/object_data.h"
 #include "workbench/store/sqlite/sqlite_store.h"
 
@@ -14,68 +15,12 @@ namespace {
 
 using Findings = std::vector<CheckFinding>;
 
-std::string shownTag(std::int64_t tag) {
-    return "#" + std::to_string(tag);
-}
-
-// A sum over rows that doesn't depend on their order: two tables with the same rows have the same
-// one.
-class RowSum {
-public:
-    void add(std::uint64_t a, std::uint64_t b, std::uint64_t c, std::string_view text = {}) {
-        std::uint64_t mixed = 14695981039346656037ULL;
-        for (const std::uint64_t each : {a, b, c, std::uint64_t{text.size()}})
-            mixed = (mixed ^ each) * 0x9E3779B97F4A7C15ULL ^ mixed >> 29U;
-        for (const char byte : text)
-            mixed = (mixed ^ static_cast<unsigned char>(byte)) * 1099511628211ULL;
-        sum_ += mixed ^ mixed >> 32U;
-    }
-    bool operator==(const RowSum&) const = default;
-
-private:
-    std::uint64_t sum_ = 0;
-};
-
-struct IndexSums {
-    RowSum texts, references;
-};
-
-// What the two tables should have of an attribute; an array may have a value twice.
-void addValues(tag_t tag, ObjectReader& in, IndexSums& sums) {
-    const tag_t attribute = in.attribute();
-    if (in.kind() == Kind::String) {
-        std::set<std::string_view> each;
-        while (in.left() > 0)
-            if (const std::string_view text = in.text(); each.insert(text).second)
-                sums.texts.add(attribute, tag, 0, text);
-    } else if (in.kind() == Kind::Reference) {
-        std::set<tag_t> each;
-        while (in.left() > 0)
-            if (const tag_t target = in.reference();
-                target != NULLTAG && each.insert(target).second)
-                sums.references.add(target, attribute, tag);
-    }
-}
-
 // The values of each object, and what the tables of texts and references should have.
-IndexSums checkValues(Connection& connection, Model& model, Findings& findings) {
+IndexSums checkValues(Connection& connection, const Model& model, Findings& findings) {
     IndexSums sums;
     Statement rows = connection.statement("SELECT tag, data FROM object");
-    while (rows.step()) {
-        const auto tag = static_cast<tag_t>(rows.integer(0));
-        try {
-            ObjectReader in(tag, rows.bytes(1));
-            while (in.next()) {
-                const Attribute* attribute = model.attributeOf(in.attribute());
-                if (attribute && attribute->kind != in.kind())
-                    findings.push_back({true, shownTag(tag) + " has values of another kind in " +
-                                                  attribute->name});
-                addValues(tag, in, sums);
-            }
-        } catch (const Failure& damage) {
-            findings.push_back({true, damage.what()});
-        }
-    }
+    while (rows.step())
+        addObject(static_cast<tag_t>(rows.integer(0)), rows.bytes(1), model, sums, findings);
     return sums;
 }
 

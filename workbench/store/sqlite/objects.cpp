@@ -6,6 +6,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
+#include "workbench/store/near.h"
 #include "workbench/store/pattern.h"
 #include "workbench/store/sqlite/locks.h"
 #include "workbench/store/sqlite/schema.h"
@@ -480,38 +481,10 @@ std::vector<tag_t> SqliteStore::referrersWithText(tag_t reference, tag_t target,
     return all;
 }
 
-namespace {
-
-// One letter left out, put in, changed or swapped with its neighbour.
-std::vector<std::string> oneLetterAway(const std::string& text) {
-    constexpr std::string_view kLetters =
-        "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ-_./ ";
-    std::vector<std::string> all;
-    for (std::size_t i = 0; i <= text.size(); ++i) {
-        for (const char letter : kLetters) {
-            all.push_back(std::string(text).insert(i, 1, letter));
-            if (i < text.size() && letter != text[i])
-                (all.emplace_back(text))[i] = letter;
-        }
-        if (i < text.size())
-            all.push_back(std::string(text).erase(i, 1));
-        if (i + 1 < text.size()) {
-            std::string swapped = text;
-            std::swap(swapped[i], swapped[i + 1]);
-            all.push_back(std::move(swapped));
-        }
-    }
-    return all;
-}
-
-}  // namespace
-
 std::vector<std::string> SqliteStore::textsNear(tag_t attribute, const std::string& text) {
-    // Each byte of the text costs more than a hundred look-ups.
-    constexpr std::size_t kLongest = 128;
     constexpr std::int64_t kNeighbours = 20;
     std::vector<std::string> found;
-    if (text.empty() || text.size() > kLongest)
+    if (text.empty() || text.size() > kLongestNear)
         return found;
     for (const std::string& each : oneLetterAway(text)) {
         Statement row = connection_->statement("SELECT 1 FROM text WHERE attr=? AND v=? LIMIT 1");
@@ -656,7 +629,8 @@ std::int64_t SqliteStore::objectCount() {
 
 // ---- transactions ----
 
-bool SqliteStore::begin() {
+// A database in a file has one writer at a time.
+bool SqliteStore::begin(bool) {
     return beginTransaction(*connection_);
 }
 

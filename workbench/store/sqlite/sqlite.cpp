@@ -2,7 +2,6 @@
 
 #include <sqlite3.h>
 
-#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <chrono>
@@ -22,31 +21,8 @@
 namespace mervane {
 
 namespace {
-std::atomic<std::uint64_t> statements_run{0};
 constexpr const char* kRead = "can't be read";
 constexpr const char* kChange = "can't be changed";
-
-std::atomic<bool> timing{false};
-std::atomic<std::int64_t> time_in_store{0};  // nanoseconds
-
-// Adds the time of its life to the time in the store.
-class Timed {
-public:
-    Timed() {
-        if (timing.load(std::memory_order_relaxed))
-            began_ = std::chrono::steady_clock::now();
-    }
-    ~Timed() {
-        if (began_ == std::chrono::steady_clock::time_point())
-            return;
-        time_in_store.fetch_add((std::chrono::steady_clock::now() - began_).count(),
-                                std::memory_order_relaxed);
-    }
-    Timed(const Timed&) = delete;
-
-private:
-    std::chrono::steady_clock::time_point began_;
-};
 
 // Some builds of SQLite read a name that begins with "file:" as an address with options.
 std::string plainName(const std::string& path) {
@@ -172,23 +148,6 @@ bool addFunctions(sqlite3* database) {
 
 }  // namespace
 
-std::uint64_t statementsRun() {
-    return statements_run.load();
-}
-
-void startTiming() {
-    time_in_store = 0;
-    timing = true;
-}
-
-void stopTiming() {
-    timing = false;
-}
-
-std::chrono::nanoseconds timeInStore() {
-    return std::chrono::nanoseconds(time_in_store.load());
-}
-
 // ---- statement ----
 
 Statement::~Statement() {
@@ -225,7 +184,7 @@ bool Statement::step() {
         return false;  // another step would begin anew
     if (!started_) {
         started_ = true;
-        statements_run.fetch_add(1, std::memory_order_relaxed);
+        countStatement();
     }
     const Timed timed;
     const int result = sqlite3_step(statement_);
@@ -347,7 +306,7 @@ Statement Connection::statement(const char* sql) {
 
 void Connection::execute(const char* sql) {
     needTransaction();
-    statements_run.fetch_add(1, std::memory_order_relaxed);
+    countStatement();
     const Timed timed;
     if (sqlite3_exec(database_, sql, nullptr, nullptr, nullptr) != SQLITE_OK)
         fail(kChange);
@@ -357,7 +316,7 @@ void Connection::copyTo(const std::string& path) {
     needTransaction();
     // VACUUM INTO copies one moment of the database, while others write.
     const std::string name = plainName(path);
-    statements_run.fetch_add(1, std::memory_order_relaxed);
+    countStatement();
     sqlite3_stmt* copying = nullptr;
     const bool done =
         sqlite3_prepare_v2(database_, "VACUUM INTO ?", -1, &copying, nullptr) == SQLITE_OK &&

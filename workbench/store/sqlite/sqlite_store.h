@@ -82,7 +82,7 @@ public:
 protected:
     std::shared_ptr<Store> another(const std::shared_ptr<Store>& self) override;
     bool row(tag_t tag, RowTaker take) override;
-    bool begin() override;
+    bool begin(bool alone) override;
     void commit(bool part) override;
     void rollback(bool part) noexcept override;
     void holdTransaction(bool hold) noexcept override;

@@ -1,0 +1,155 @@
+#include <algorithm>
+
+#include "workbench/model/status.h"
+#include "workbench/store/index_sums.h"
+#include "workbench/store/postgres/postgres_store.h"
+
+// What the check asks the server. The pages of the database are checked by the server's own means
+// (pg_amcheck).
+
+namespace mervane {
+
+namespace {
+
+constexpr int kPiece = 5000;
+
+}  // namespace
+
+void PostgresStore::eachObject(const std::function<void(tag_t, std::string_view)>& each) {
+    for (std::int64_t last = 0;;) {
+        const Answer rows =
+            ask("SELECT tag, data FROM object WHERE tag>$1::bigint ORDER BY tag LIMIT 5000",
+                Parameters().add(last));
+        for (int i = 0; i < rows.rows(); ++i) {
+            last = rows.integer(i, 0);
+            each(toTag(last), rows.bytes(i, 1));
+        }
+        if (rows.rows() < kPiece)
+            return;
+    }
+}
+
+void PostgresStore::checkIndexes(bool repair, Findings& findings) {
+    IndexSums wanted, found;
+    {
+        // A save between the readings would look like damage.
+        const OneMoment moment(*this);
+        eachObject([&](tag_t tag, std::string_view data) {
+            addObject(tag, data, model(), wanted, findings);
+        });
+        std::int64_t attribute = 0, tag = 0;
+        std::string key;
+        for (;;) {
+            const Answer rows =
+                ask("SELECT attr, v, tag FROM text WHERE (attr, v, tag)>($1::bigint, $2::bytea, "
+                    "$3::bigint) ORDER BY attr, v, tag LIMIT 5000",
+                    Parameters().add(attribute).add(std::string_view(key)).add(tag));
+            for (int i = 0; i < rows.rows(); ++i)
+                found.texts.add(static_cast<std::uint64_t>(rows.integer(i, 0)),
+                                static_cast<std::uint64_t>(rows.integer(i, 2)), 0,
+                                rows.bytes(i, 1));
+            if (rows.rows() < kPiece)
+                break;
+            attribute = rows.integer(kPiece - 1, 0);
+            key = rows.text(kPiece - 1, 1);
+            tag = rows.integer(kPiece - 1, 2);
+        }
+        for (std::int64_t target = 0, attr = 0, last = 0;;) {
+            const Answer rows =
+                ask("SELECT target, attr, tag FROM ref WHERE (target, attr, tag)>($1::bigint, "
+                    "$2::bigint, $3::bigint) ORDER BY target, attr, tag LIMIT 5000",
+                    Parameters().add(target).add(attr).add(last));
+            for (int i = 0; i < rows.rows(); ++i) {
+                target = rows.integer(i, 0);
+                attr = rows.integer(i, 1);
+                last = rows.integer(i, 2);
+                found.references.add(static_cast<std::uint64_t>(target),
+                                     static_cast<std::uint64_t>(attr),
+                                     static_cast<std::uint64_t>(last));
+            }
+            if (rows.rows() < kPiece)
+                break;
+        }
+    }
+    const bool texts = wanted.texts != found.texts,
+               references = wanted.references != found.references;
+    if (!texts && !references)
+        return;
+    if (repair)
+        indexAll();
+    const auto report = [&](const char* table) {
+        findings.push_back({!repair, std::string("the table of ") + table +
+                                         " lacks a value or has one too many" +
+                                         (repair ? "; made anew" : "")});
+    };
+    if (texts)
+        report("texts");
+    if (references)
+        report("references");
+}
+
+// Make the tables of texts, references and ids anew from the objects.
+void PostgresStore::indexAll() {
+    StoreTransaction transaction(*this, StoreTransaction::Others::Alone);
+    for (const char* sql : {"DELETE FROM text", "DELETE FROM ref", "DELETE FROM unique_id"})
+        change(sql);
+    eachObject([&](tag_t tag, std::string_view data) {
+        try {
+            ObjectReader in(tag, data);
+            while (in.next()) {
+                const tag_t attribute = in.attribute();
+                if (in.kind() == Kind::String || in.kind() == Kind::Reference)
+                    index(tag, NULLTAG, attribute, in.values(), true);
+            }
+        } catch (const Failure&) {
+            // What comes before the damage is found still; the check tells the damage.
+        }
+        changeIds(tag, {}, data);
+        // Nobody else writes, so pieces of it may go to the server.
+        if (top().bytes > (4U << 20))
+            queueParts();
+    });
+    transaction.commit();
+}
+
+std::vector<tag_t> PostgresStore::typesInUse() {
+    std::vector<tag_t> types;
+    const Answer rows = ask("SELECT DISTINCT type FROM object");
+    for (int i = 0; i < rows.rows(); ++i)
+        types.push_back(toTag(rows.integer(i, 0)));
+    return types;
+}
+
+void PostgresStore::lostReferences(const std::function<void(const LostReference&)>& each) {
+    const Answer rows =
+        ask("SELECT r.tag, r.attr, r.target FROM ref r WHERE NOT EXISTS (SELECT 1 FROM object o "
+            "WHERE o.tag=r.target) ORDER BY r.tag, r.attr, r.target");
+    for (int i = 0; i < rows.rows(); ++i)
+        each({toTag(rows.integer(i, 0)), toTag(rows.integer(i, 1)), toTag(rows.integer(i, 2))});
+}
+
+tag_t PostgresStore::tagNotGivenYet() {
+    return toTag(ask("SELECT coalesce(max(tag), 0) FROM object WHERE tag>=(SELECT value::bigint "
+                     "FROM meta WHERE name='next_tag')")
+                     .integer(0, 0));
+}
+
+std::vector<tag_t> PostgresStore::checkOutsOfNothing() {
+    std::vector<tag_t> objects;
+    const Answer rows =
+        ask("SELECT object FROM checkout WHERE object NOT IN (SELECT tag FROM object)");
+    for (int i = 0; i < rows.rows(); ++i)
+        objects.push_back(toTag(rows.integer(i, 0)));
+    return objects;
+}
+
+std::vector<CheckFinding> PostgresStore::backup(const std::string&) {
+    const ServerAddress& address = main_->address();
+    throw Failure(kBadValue,
+                  "A store on a server is copied by the database's own means: pg_dump "
+                  "--schema=" +
+                      address.schema + " --format=custom --file=FILE " + address.shown +
+                      " (without \"schema=\" in the address), or by keld copy-store");
+}
+
+}  // namespace mervane

@@ -1,0 +1,371 @@
+#include "workbench/store/postgres/postgres_store.h"
+
+#include "workbench/model/status.h"
+#include "workbench/store/postgres/schema.h"
+#include "workbench/store/postgres/server_runs.h"
+#include "workbench/store/postgres/server_volume.h"
+
+// Making, opening, and the transactions.
+
+namespace mervane {
+
+namespace {
+
+// Of a store's key, who writes has the lock 1: alone, or shared with others who write.
+constexpr const char* kWriteShared = "SELECT pg_advisory_xact_lock_shared($1::bigint::int, 1)";
+constexpr const char* kWriteAlone = "SELECT pg_advisory_xact_lock($1::bigint::int, 1)";
+
+// The first 31 bits of the store's id: those that two stores of one database have in common would
+// only make them wait for one another.
+std::int64_t keyOf(const std::string& identity) {
+    return static_cast<std::int64_t>(std::strtoul(identity.substr(0, 8).c_str(), nullptr, 16) &
+                                     0x7FFFFFFFUL);
+}
+
+}  // namespace
+
+// ---- making and opening ----
+
+void PostgresStore::make(const std::string& address,
+                         const std::function<void(const std::shared_ptr<Store>&)>& fill) {
+    ServerConnection connection(ServerAddress::of(address));
+    createServerTables(connection);
+    try {
+        if (fill)
+            fill(openAs(address, true));
+        finishStore(connection);
+    } catch (...) {
+        try {
+            connection.execute("DROP SCHEMA \"" + connection.address().schema + "\" CASCADE");
+        } catch (const Failure&) {
+            // What is left is no store, and whoever opens it is told so.
+        }
+        throw;
+    }
+}
+
+std::shared_ptr<Store> PostgresStore::openAt(const std::string& address) {
+    return openAs(address, false);
+}
+
+std::shared_ptr<Store> PostgresStore::openAs(const std::string& address, bool unfinished) {
+    const ServerAddress parsed = ServerAddress::of(address);
+    auto shared = std::make_shared<Shared>();
+    shared->path = parsed.shown;
+    auto side = std::make_shared<ServerConnection>(parsed);
+    // Locks are lost with the sessions, and a block of tags is on the disk before an object that
+    // has one of them: nobody has to wait for the disk here.
+    side->ask("SELECT set_config('synchronous_commit', 'off', false)");
+    needServerStore(*side, unfinished);
+    shared->volume = std::make_unique<ServerVolume>(side);
+    const std::shared_ptr<PostgresStore> store(
+        new PostgresStore(std::move(shared), parsed, std::move(side), unfinished));
+    store->loadAdditions();
+    return store;
+}
+
+std::shared_ptr<Store> PostgresStore::another(const std::shared_ptr<Store>&) {
+    return std::shared_ptr<Store>(
+        new PostgresStore(sharedWithAll(), main_->address(), side_, true));
+}
+
+PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& address,
+                             std::shared_ptr<ServerConnection> side, bool)
+    : Store(std::move(all)),
+      main_(std::make_unique<ServerConnection>(address)),
+      side_(std::move(side)),
+      registry_(*this) {
+    key_ = keyOf(identity());
+    read_only_ = main_->ask("SELECT has_table_privilege('object', 'INSERT')").integer(0, 0) == 0;
+    locks_ = std::make_unique<ServerLocks>(*main_, side_, key_);
+    dynamic_cast<ServerVolume&>(volume()).setKey(key_);
+    const auto who = [this] {
+        std::string texts;
+        try {
+            for (const std::string& each : locks_->activities())
+                texts += (texts.empty() ? "" : "; ") + each;
+        } catch (const Failure&) {
+            // This failure must not replace the one that is being told.
+        }
+        return texts;
+    };
+    main_->onBusy(who);
+    const auto handle = [this](const char* cls, const char* attribute) {
+        return model().findAttribute(*model().findClass(cls), attribute)->handle;
+    };
+    item_id_ = handle("Item", "item_id");
+    revision_id_ = handle("ItemRevision", "item_revision_id");
+    revision_item_ = handle("ItemRevision", "items_tag");
+}
+
+PostgresStore::~PostgresStore() {
+    closeBatches();
+}
+
+void PostgresStore::needSound() const {
+    main_->needSound();
+    side_->needSound();
+}
+
+void PostgresStore::needWriting() const {
+    if (read_only_)
+        throw Failure(kStoreFailure, "store " + path() +
+                                         " can't be changed: the user of the database has no right "
+                                         "to do that");
+}
+
+// ---- transactions ----
+
+bool PostgresStore::begin(bool alone) {
+    needSound();
+    const bool part = open_;
+    if (!part) {
+        needWriting();
+        parts_.clear();
+        needed_.clear();
+        open_ = true;
+        begun_ = false;
+        alone_ = false;
+    }
+    parts_.emplace_back();
+    if (alone && !alone_) {
+        alone_ = true;
+        if (begun_) {
+            try {
+                // Those who write at the same time must end first.
+                ask(kWriteAlone, Parameters().add(key_));
+            } catch (...) {
+                parts_.pop_back();
+                throw;
+            }
+        }
+        // What was read before may have been changed by them.
+        forgetReads();
+    }
+    return part;
+}
+
+// The server hears of a transaction with the first question that needs it.
+void PostgresStore::queueBegin() {
+    if (!open_ || begun_)
+        return;
+    main_->later("BEGIN");
+    main_->later(alone_ ? kWriteAlone : kWriteShared, Parameters().add(key_));
+    begun_ = true;
+}
+
+// Give everything that waits to the server, part by part.
+void PostgresStore::queueParts(bool all) {
+    bool anything = all && open_;
+    for (const Pending& part : parts_)
+        anything = anything || !part.empty();
+    if (!anything)
+        return;
+    queueBegin();
+    for (std::size_t i = 0; i < parts_.size(); ++i) {
+        if (i > 0 && !parts_[i].begun) {
+            main_->later("SAVEPOINT part");
+            parts_[i].begun = true;
+        }
+        queue(parts_[i]);
+    }
+}
+
+Answer PostgresStore::ask(const char* sql, Parameters parameters) {
+    queueParts();
+    return askPast(sql, std::move(parameters));
+}
+
+Answer PostgresStore::change(const char* sql, Parameters parameters) {
+    needWriting();
+    queueBegin();
+    // A part that goes back takes this change along.
+    queueParts(true);
+    return askPast(sql, std::move(parameters));
+}
+
+Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
+    if (held_ && isBatchLost())
+        throw Failure(kStoreFailure, "store " + path() +
+                                         ": the database has given up the transaction after a "
+                                         "failure, so all of it goes back");
+    // What a transaction that lasts reads is read in it.
+    if (open_ && (held_ || alone_))
+        queueBegin();
+    try {
+        Answer answer = main_->ask(sql, std::move(parameters));
+        sent_.clear();
+        return answer;
+    } catch (const ServerFailure& failure) {
+        explain(failure);
+    }
+}
+
+void PostgresStore::settleIfMuch() {
+    constexpr std::size_t kMuch = 4 << 20;
+    if (parts_.size() != 1 || parts_[0].bytes < kMuch)
+        return;
+    queueParts();
+    try {
+        main_->settle();
+        sent_.clear();
+    } catch (const ServerFailure& failure) {
+        explain(failure);
+    }
+}
+
+// Tell a failure of what was sent in the words of who has changed something.
+void PostgresStore::explain(const ServerFailure& failure) {
+    const std::vector<std::pair<tag_t, std::int64_t>> sent = std::move(sent_);
+    sent_.clear();
+    const std::vector<std::int64_t> needed(needed_.begin(), needed_.end());
+    if (failure.state() == "23505" && failure.constraint() == "unique_id_pkey")
+        throw Failure(kDuplicateId,
+                      "another session has stored an object with the same id meanwhile");
+    if (failure.state() != "KV001")
+        throw failure;
+    // As it is stored, for which this transaction doesn't count.
+    std::vector<std::int64_t> tags = needed;
+    for (const auto& [tag, version] : sent)
+        tags.push_back(tag);
+    const Answer stored = side_->ask("SELECT tag, version FROM object WHERE tag=ANY($1::bigint[])",
+                                     Parameters().add(tags));
+    std::unordered_map<tag_t, std::int64_t> versions;
+    for (int i = 0; i < stored.rows(); ++i)
+        versions[static_cast<tag_t>(stored.integer(i, 0))] = stored.integer(i, 1);
+    for (const auto& [tag, version] : sent)
+        if (const auto at = versions.find(tag); at == versions.end() || at->second != version)
+            throw Failure(kChangedMeanwhile,
+                          "#" + std::to_string(tag) +
+                              (at == versions.end() ? " was deleted since it was read"
+                                                    : " was stored by another session since it "
+                                                      "was read"));
+    for (const std::int64_t tag : needed)
+        if (!versions.contains(static_cast<tag_t>(tag)))
+            throw Failure(kUnknownObject, "an object can't be stored: it refers to #" +
+                                              std::to_string(tag) + ", which isn't there");
+    throw Failure(kChangedMeanwhile,
+                  "store " + path() + ": another session has changed what is to be stored");
+}
+
+void PostgresStore::commit(bool part) {
+    if (part) {
+        if (parts_.back().begun) {
+            queueParts();
+            main_->later("RELEASE SAVEPOINT part");
+        }
+        Pending above = std::move(parts_.back());
+        parts_.pop_back();
+        parts_.back().take(std::move(above));
+        settleIfMuch();
+        return;
+    }
+    queueParts();
+    if (begun_) {
+        if (!needed_.empty())
+            main_->later(
+                "SELECT need((SELECT count(*) FROM object WHERE tag=ANY($1::bigint[]))=$2::bigint, "
+                "'target')",
+                Parameters()
+                    .add(std::vector<std::int64_t>(needed_.begin(), needed_.end()))
+                    .add(static_cast<std::int64_t>(needed_.size())));
+        main_->later("COMMIT");
+        try {
+            main_->settle();
+            sent_.clear();
+        } catch (const ServerFailure& failure) {
+            explain(failure);
+        }
+    }
+    temporary_.insert(temporary_.end(), std::make_move_iterator(parts_[0].temporary.begin()),
+                      std::make_move_iterator(parts_[0].temporary.end()));
+    const bool lasted = held_ || alone_;
+    endTransaction();
+    if (lasted)
+        forgetReads();
+}
+
+void PostgresStore::rollback(bool part) noexcept {
+    if (!open_)
+        return;
+    ++undone_;
+    try {
+        main_->forget();
+        if (part && parts_.size() > 1) {
+            const bool begun = parts_.back().begun;
+            parts_.pop_back();
+            if (begun) {
+                main_->later("ROLLBACK TO SAVEPOINT part");
+                main_->later("RELEASE SAVEPOINT part");
+                main_->settle();
+            }
+            forgetReads();
+            return;
+        }
+        if (main_->inTransaction())
+            main_->ask("ROLLBACK");
+    } catch (...) {
+        // The connection is gone: the server undoes what is left.
+    }
+    if (!part) {
+        endTransaction();
+        forgetReads();
+    }
+}
+
+void PostgresStore::endTransaction() noexcept {
+    open_ = begun_ = alone_ = check_outs_changed_ = false;
+    parts_.clear();
+    needed_.clear();
+    sent_.clear();
+    own_.clear();
+    locks_->giveReleased();
+}
+
+void PostgresStore::holdTransaction(bool hold) noexcept {
+    if (hold && !held_) {
+        forgetReads();
+        locks_->keepReleased();
+    }
+    held_ = hold;
+}
+
+bool PostgresStore::isBatchLost() const {
+    return held_ && (main_->isBroken() || !open_ || main_->inFailedTransaction());
+}
+
+void PostgresStore::forgetReads() noexcept {
+    rows_.clear();
+    rows_bytes_ = 0;
+    lists_.clear();
+    all_lists_.clear();
+    texts_.clear();
+    groups_.clear();
+    last_read_ = NULLTAG;
+    in_a_row_ = 0;
+}
+
+bool PostgresStore::beginMoment() {
+    if (open_ || moment_)
+        return false;
+    forgetReads();
+    main_->later("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+    moment_ = true;
+    return true;
+}
+
+void PostgresStore::endMoment(bool begun) noexcept {
+    if (!begun)
+        return;
+    moment_ = false;
+    forgetReads();
+    try {
+        main_->forget();
+        if (main_->inTransaction())
+            main_->ask("ROLLBACK");
+    } catch (...) {
+        // Nothing was written.
+    }
+}
+
+}  // namespace mervane

@@ -1,0 +1,226 @@
+#pragma once
+
+// A store on a PostgreSQL server.
+//
+// A round trip to the server costs more than anything that is done here, so:
+// - What a transaction changes waits in memory, in parts (Pending), and goes to the server together
+//   with the next question that needs it, or with the commit. Reads see it.
+// - In a transaction that lasts, which sees the store as its first reads found it, what was read is
+//   kept: objects, lists of referrers, texts. Its own changes are put into it.
+// - An object that a list names comes with the list. Objects that were named together are read
+//   together as soon as one of them is asked for, and so are the lists of their referrers.
+// - Outside of such a transaction an object that was read ahead serves one reading; the next one
+//   asks the server again.
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include "workbench/store/postgres/pending.h"
+#include "workbench/store/postgres/server.h"
+#include "workbench/store/postgres/server_locks.h"
+#include "workbench/store/postgres/server_registry.h"
+#include "workbench/store/store.h"
+
+namespace mervane {
+
+// The key of a text in its table.
+std::string textKey(std::string_view text);
+// Whether the key is the whole text.
+bool isWholeKey(std::string_view key);
+
+class PostgresStore final : public Store {
+public:
+    // Store::create() and Store::open() of this kind.
+    static void make(const std::string& address,
+                     const std::function<void(const std::shared_ptr<Store>&)>& fill);
+    static std::shared_ptr<Store> openAt(const std::string& address);
+    ~PostgresStore() override;
+
+    std::string identity() override;
+    bool readOnly() const override { return read_only_; }
+    void needSound() const override;
+    Locks& locks() override { return *locks_; }
+    void aboutToLock(std::int64_t session, tag_t tag) override;
+    void notLocked(std::int64_t session, tag_t tag) noexcept override;
+    void forgetReadAhead(tag_t tag) noexcept override;
+
+    tag_t typeOf(tag_t tag) override;
+    std::int64_t versionOf(tag_t tag) override;
+    void insert(tag_t tag, tag_t type, std::vector<AttributeValues>& values,
+                std::int64_t version) override;
+    bool save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed) override;
+    void erase(tag_t tag) override;
+
+    const std::vector<StoredReferrer>& referrers(tag_t target) override;
+    std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target) override;
+    tag_t lastReferrerBy(tag_t attribute, tag_t target) override;
+    std::vector<Hit> withText(tag_t attribute, std::string_view text) override;
+    std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
+                                         std::string_view text) override;
+    std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern) override;
+    std::vector<Hit> thoseWithPattern(std::vector<Hit> hits, tag_t attribute,
+                                      const std::string& pattern) override;
+    std::optional<TextIndexState> textIndex() override { return std::nullopt; }
+    void setTextIndex(bool on) override;
+    std::vector<std::string> textsNear(tag_t attribute, const std::string& text) override;
+    std::vector<tag_t> ofType(tag_t type, tag_t from, int limit) override;
+    std::vector<Hit> everything() override;
+    std::int64_t objectCount() override;
+    std::vector<StoredUse> uses(const UsePath& path, tag_t revision) override;
+    std::vector<tag_t> children(const UsePath& path, tag_t revision) override;
+
+    std::optional<std::vector<std::string>> preference(const std::string& name) override;
+    std::vector<std::pair<std::string, std::vector<std::string>>> preferences() override;
+    void setPreference(const std::string& name, const std::vector<std::string>& values) override;
+    void removePreference(const std::string& name) override;
+    std::vector<Right> rights() override;
+    const std::vector<Right>& rights(const std::string& privilege) override;
+    std::int64_t addRight(const Right& right, std::int64_t position) override;
+    std::int64_t removeRight(const Right& right) override;
+    std::optional<CheckOutRow> checkOut(tag_t object) override;
+    std::vector<CheckOutRow> checkOuts() override;
+    bool addCheckOut(const CheckOutRow& row) override;
+    void removeCheckOut(tag_t object) override;
+
+    Registry& registryEvenDown() override { return registry_; }
+    void changeRegistry(const std::function<void(Registry&)>& change) override;
+    Registry& ownRegistry() override { return registry_; }
+    std::string registryPath() override { return ""; }
+    void useRegistry(const std::string& path) override;
+
+    bool recordsRuns() override;
+    void recordRuns(bool on) override;
+    std::unique_ptr<RunTables> runs(bool temporary) override;
+
+    bool isBatchLost() const override;
+    std::vector<CheckFinding> backup(const std::string& path) override;
+
+protected:
+    std::shared_ptr<Store> another(const std::shared_ptr<Store>& self) override;
+    bool row(tag_t tag, RowTaker take) override;
+    bool begin(bool alone) override;
+    void commit(bool part) override;
+    void rollback(bool part) noexcept override;
+    void holdTransaction(bool hold) noexcept override;
+    void completeBatch() override {}
+    bool beginMoment() override;
+    void endMoment(bool begun) noexcept override;
+    tag_t takeTags(tag_t count) override;
+    std::vector<Addition> additionsAfter(std::int64_t position) override;
+    std::int64_t storeAddition(const Addition& addition) override;
+    bool checkDatabase(Findings&) override { return true; }
+    void checkIndexes(bool repair, Findings& findings) override;
+    void checkTexts(bool, Findings&) override {}
+    std::vector<tag_t> typesInUse() override;
+    void lostReferences(const std::function<void(const LostReference&)>& each) override;
+    tag_t tagNotGivenYet() override;
+    std::vector<tag_t> checkOutsOfNothing() override;
+
+private:
+    friend class ServerRuns;
+    friend class ServerRegistry;
+
+    struct CachedRow {
+        tag_t type = NULLTAG;      // NULLTAG: there is no object
+        std::int64_t version = 0;  // 0: likewise
+        bool ahead = false;        // read ahead, and not given to anybody yet
+        std::string data;
+    };
+    // Objects that were named together, in that order.
+    struct Group {
+        std::vector<tag_t> tags;
+    };
+    using ListKey = std::pair<tag_t, tag_t>;  // attribute, target
+    struct ListHash {
+        std::size_t operator()(const ListKey& key) const {
+            return std::hash<std::uint64_t>()(std::uint64_t{key.first} << 32 | key.second);
+        }
+    };
+
+    std::unique_ptr<ServerConnection> main_;
+    std::shared_ptr<ServerConnection> side_;  // commits at once; for all sessions of the process
+    std::unique_ptr<ServerLocks> locks_;
+    ServerRegistry registry_;
+    bool read_only_ = false;
+    std::int64_t key_ = 0;  // of the store, for the server's own locks
+    tag_t item_id_ = NULLTAG, revision_id_ = NULLTAG, revision_item_ = NULLTAG;
+
+    // The transaction, with one part at least while it is open.
+    std::vector<Pending> parts_;
+    bool open_ = false, alone_ = false, held_ = false, moment_ = false;
+    bool begun_ = false;               // the server knows of the transaction
+    bool check_outs_changed_ = false;  // by it
+    std::uint64_t undone_ = 0;
+    std::unordered_set<tag_t> needed_;  // must be there when this transaction is committed
+    std::unordered_set<tag_t> own_;     // stored or deleted by it, and sent
+    // Objects whose change was sent, and the version that they should have had.
+    std::vector<std::pair<tag_t, std::int64_t>> sent_;
+
+    // What was read.
+    std::unordered_map<tag_t, CachedRow> rows_;
+    std::size_t rows_bytes_ = 0;
+    std::unordered_map<ListKey, std::vector<StoredReferrer>, ListHash> lists_;
+    std::unordered_map<tag_t, std::vector<StoredReferrer>> all_lists_;
+    std::map<std::pair<tag_t, std::string>, std::vector<Hit>> texts_;
+    std::unordered_map<tag_t, std::shared_ptr<Group>> groups_;
+    tag_t last_read_ = NULLTAG;  // the last object that was read alone
+    int in_a_row_ = 0;
+    std::vector<StoredReferrer> last_;
+    std::map<std::string, std::vector<Right>> rights_;  // by privilege
+    std::string rights_state_;
+    bool rights_fresh_ = false;
+    std::vector<StoredEntry> temporary_;
+    std::vector<Values> before_;
+
+    PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& address,
+                  std::shared_ptr<ServerConnection> side, bool unfinished);
+    static std::shared_ptr<Store> openAs(const std::string& address, bool unfinished);
+    // Whether what was read stays as it is.
+    bool lasts() const { return held_ || moment_ || alone_; }
+    // A question that needs what waits to be on the server first.
+    Answer ask(const char* sql, Parameters parameters = {});
+    // One that doesn't.
+    Answer askPast(const char* sql, Parameters parameters = {});
+    // A change that goes to the server at once.
+    Answer change(const char* sql, Parameters parameters = {});
+    void queueBegin();
+    // `all`: also the begins of parts without changes.
+    void queueParts(bool all = false);
+    void queue(Pending& part);
+    void settleIfMuch();
+    [[noreturn]] void explain(const ServerFailure& failure);
+    void endTransaction() noexcept;
+    void forgetReads() noexcept;
+    Pending& top() { return parts_.back(); }
+    const PendingRow* pendingRow(tag_t tag) const;
+    // Null: there is none. Asks the server unless it is known.
+    const CachedRow* known(tag_t tag, bool once);
+    // Null: none is kept, or there is no object.
+    const CachedRow* cached(tag_t tag) const;
+    const CachedRow* keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data,
+                          bool ahead);
+    void name(const std::vector<tag_t>& tags);
+    void nameTargets(const std::vector<std::pair<tag_t, std::string_view>>& rows);
+    std::vector<std::int64_t> together(tag_t tag, bool lists) const;
+    void fetch(tag_t tag);
+    void addReference(tag_t tag, tag_t type, tag_t attribute, tag_t target, bool there);
+    void addText(tag_t tag, tag_t type, tag_t attribute, std::string_view text, bool there);
+    void index(tag_t tag, tag_t type, tag_t attribute, const Values& values, bool there);
+    void changeIds(tag_t tag, std::string_view before, std::string_view now);
+    void correct(std::vector<StoredReferrer>& list, tag_t attribute, tag_t target) const;
+    void correct(std::vector<Hit>& list, tag_t attribute, const std::string& key) const;
+    tag_t knownType(tag_t tag) const;
+    bool isNewHere(tag_t tag) const;
+    std::vector<Hit> hitsOf(const Answer& answer);
+    bool hasText(tag_t tag, tag_t attribute, std::string_view text);
+    void needWriting() const;
+    void eachObject(const std::function<void(tag_t, std::string_view)>& each);
+    void indexAll();
+};
+
+}  // namespace mervane

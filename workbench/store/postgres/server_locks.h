@@ -1,0 +1,71 @@
+#pragma once
+
+// Sessions and modify locks as rows. A session shows that it lives by a lock of the server that its
+// own connection holds: whoever can take that lock may take its rows away. The rows are changed on
+// another connection, which commits at once, so that everybody sees them while a run lasts.
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "workbench/store/locks.h"
+#include "workbench/store/postgres/server.h"
+
+namespace mervane {
+
+// What the server tells in the round trip that takes a lock.
+struct TakenLock {
+    std::int64_t session = 0;
+    tag_t object = NULLTAG;
+    std::optional<LockOwner> owner;  // who has it instead
+    tag_t type = NULLTAG;            // of the object as it is stored; NULLTAG: it isn't
+    std::int64_t version = 0;
+    bool checked_out = false;
+    tag_t user = NULLTAG;  // who has it checked out
+    std::string date, comment;
+    std::string rights_state;  // changes with each change of the rights
+};
+
+class ServerLocks final : public Locks {
+public:
+    // Requires: the connection of the sessions outlives it. `key` is that of the store.
+    ServerLocks(ServerConnection& main, std::shared_ptr<ServerConnection> side, std::int64_t key);
+
+    std::int64_t open(const std::string& user) override;
+    void close(std::int64_t session) noexcept override;
+    std::optional<LockOwner> take(std::int64_t session, tag_t object) override;
+    void release(std::int64_t session, tag_t object) override;
+    std::optional<LockOwner> owner(tag_t object) override;
+    bool keepNumber(std::int64_t session, std::uint32_t number) override;
+    std::vector<LockOwner> sessions() override;
+    bool isOwn(std::int64_t session) const override;
+    void setActivity(std::int64_t session, const std::string& activity) override;
+    std::vector<std::string> activities() override;
+    std::vector<Held> held() override;
+    int reclaim() override;
+
+    // Take the lock, and read what the next questions will be about; the next take() of it is
+    // answered from that.
+    const TakenLock& takeWithObject(std::int64_t session, tag_t object);
+    // The last one, if it is of this object and nothing else was done since.
+    const TakenLock* taken(tag_t object) const;
+    bool hasTaken() const { return taken_.has_value(); }
+    void forgetTaken() { taken_.reset(); }
+    // From now on what is released stays locked, until the transaction has ended: what it has
+    // stored isn't visible to others before.
+    void keepReleased() { keeps_ = true; }
+    void giveReleased() noexcept;
+
+private:
+    ServerConnection& main_;
+    std::shared_ptr<ServerConnection> side_;
+    std::int64_t key_;
+    std::optional<TakenLock> taken_;
+    bool keeps_ = false;
+    std::vector<std::pair<std::int64_t, tag_t>> released_;
+
+    bool reclaimIfDead(std::int64_t session);
+};
+
+}  // namespace mervane

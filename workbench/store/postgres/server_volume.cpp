@@ -1,0 +1,167 @@
+#include "workbench/store/postgres/server_volume.h"
+
+#include <algorithm>
+
+#include "workbench/model/status.h"
+
+namespace mervane {
+
+namespace {
+
+constexpr std::size_t kPiece = 1 << 20;
+constexpr const char* kRemovedSuffix = ".removed";
+
+}  // namespace
+
+// Of a store's key, who copies has the lock 2, shared; whoever gets it alone knows that nobody
+// copies.
+class ServerVolume::ServerHold final : public Hold {
+public:
+    ServerHold(std::shared_ptr<ServerConnection> side, std::int64_t key)
+        : side_(std::move(side)), key_(key) {
+        side_->ask("SELECT pg_advisory_lock_shared($1::bigint::int, 2)", Parameters().add(key_));
+    }
+    ~ServerHold() override {
+        try {
+            side_->ask("SELECT pg_advisory_unlock_shared($1::bigint::int, 2)",
+                       Parameters().add(key_));
+            // The last copy removes what was kept for all.
+            side_->later(
+                "DELETE FROM file_piece p USING file f WHERE f.tag=p.tag AND f.removed AND "
+                "pg_try_advisory_xact_lock($1::bigint::int, 2)",
+                Parameters().add(key_));
+            side_->ask(
+                "DELETE FROM file f WHERE f.removed AND "
+                "pg_try_advisory_xact_lock($1::bigint::int, 2)",
+                Parameters().add(key_));
+        } catch (...) {
+            // They stay as files that no object owns.
+        }
+    }
+    ServerHold(const ServerHold&) = delete;
+
+private:
+    std::shared_ptr<ServerConnection> side_;
+    std::int64_t key_;
+};
+
+std::unique_ptr<Volume::Hold> ServerVolume::hold() const {
+    return std::make_unique<ServerHold>(side_, key_);
+}
+
+FileFacts ServerVolume::take(tag_t tag, const std::function<void(const Receiver&)>& fill) {
+    ToldContents contents;
+    std::string piece;
+    std::int64_t pieces = 0;
+    const auto store = [&] {
+        side_->ask("INSERT INTO file_piece VALUES($1::bigint, $2::bigint, $3::bytea)",
+                   Parameters().add(std::int64_t{tag}).add(pieces++).add(std::string_view(piece)));
+        piece.clear();
+    };
+    side_->ask("BEGIN");
+    try {
+        drop(tag);
+        side_->later("INSERT INTO file(tag) VALUES($1::bigint)",
+                     Parameters().add(std::int64_t{tag}));
+        fill([&](const char* bytes, std::size_t size) {
+            contents.add(bytes, size);
+            while (size > 0) {
+                const std::size_t some = std::min(size, kPiece - piece.size());
+                piece.append(bytes, some);
+                bytes += some;
+                size -= some;
+                if (piece.size() == kPiece)
+                    store();
+            }
+        });
+        if (!piece.empty())
+            store();
+        side_->ask("COMMIT");
+    } catch (...) {
+        side_->forget();
+        try {
+            if (side_->inTransaction())
+                side_->ask("ROLLBACK");
+        } catch (const Failure&) {
+            // The server undoes it.
+        }
+        throw;
+    }
+    return contents.facts();
+}
+
+void ServerVolume::drop(tag_t tag) const {
+    side_->later("DELETE FROM file_piece WHERE tag=$1::bigint",
+                 Parameters().add(std::int64_t{tag}));
+    side_->ask("DELETE FROM file WHERE tag=$1::bigint", Parameters().add(std::int64_t{tag}));
+}
+
+void ServerVolume::remove(tag_t tag) noexcept {
+    try {
+        // A copy that is being made still finds it.
+        const Answer alone =
+            side_->ask("SELECT pg_try_advisory_lock($1::bigint::int, 2)", Parameters().add(key_));
+        if (alone.integer(0, 0) == 0) {
+            side_->ask("UPDATE file SET removed=true WHERE tag=$1::bigint",
+                       Parameters().add(std::int64_t{tag}));
+            return;
+        }
+        drop(tag);
+        side_->ask("SELECT pg_advisory_unlock($1::bigint::int, 2)", Parameters().add(key_));
+    } catch (...) {
+        // The file stays as one that no object owns.
+    }
+}
+
+void ServerVolume::tell(const StoredFile& file, const Receiver& receiver) const {
+    const Parameters tag = Parameters().add(std::int64_t{file.tag});
+    if (side_->ask("SELECT 1 FROM file WHERE tag=$1::bigint", tag).rows() == 0)
+        throw Damage(file, "is missing in the volume");
+    ToldContents contents;
+    for (std::int64_t piece = 0;; ++piece) {
+        const Answer row =
+            side_->ask("SELECT bytes FROM file_piece WHERE tag=$1::bigint AND piece=$2::bigint",
+                       Parameters().add(std::int64_t{file.tag}).add(piece));
+        if (row.rows() == 0)
+            break;
+        const std::string_view bytes = row.bytes(0, 0);
+        contents.add(bytes.data(), bytes.size());
+        receiver(bytes.data(), bytes.size());
+    }
+    contents.compare(file);
+}
+
+bool ServerVolume::exists(tag_t tag) const {
+    return side_
+               ->ask("SELECT 1 FROM file WHERE tag=$1::bigint AND NOT removed",
+                     Parameters().add(std::int64_t{tag}))
+               .rows() != 0;
+}
+
+std::vector<tag_t> ServerVolume::tags() const {
+    std::vector<tag_t> all;
+    const Answer rows = side_->ask("SELECT tag FROM file WHERE NOT removed ORDER BY tag");
+    for (int i = 0; i < rows.rows(); ++i)
+        all.push_back(static_cast<tag_t>(rows.integer(i, 0)));
+    return all;
+}
+
+std::vector<std::string> ServerVolume::leftOvers() const {
+    std::vector<std::string> names;
+    const Answer rows = side_->ask("SELECT tag FROM file WHERE removed ORDER BY tag");
+    for (int i = 0; i < rows.rows(); ++i)
+        names.push_back(std::to_string(rows.integer(i, 0)) + kRemovedSuffix);
+    return names;
+}
+
+bool ServerVolume::removeLeftOver(const std::string& name) {
+    const Answer alone =
+        side_->ask("SELECT pg_try_advisory_lock($1::bigint::int, 2)", Parameters().add(key_));
+    if (alone.integer(0, 0) == 0)
+        return false;
+    drop(static_cast<tag_t>(std::strtoul(name.c_str(), nullptr, 10)));
+    side_->ask("SELECT pg_advisory_unlock($1::bigint::int, 2)", Parameters().add(key_));
+    return true;
+}
+
+}  // namespace mervane
