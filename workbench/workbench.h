@@ -489,8 +489,10 @@ public:
     virtual std::vector<JournalEntry> stopJournal() = 0;
     // Take this plan in place of the earlier one (empty: none) and count calls from 1 again.
     virtual void setFaults(const std::vector<Fault>& faults) = 0;
-    // SQL statements run since the start of the process, for measuring round trips.
+    // SQL statements run since the start of the process.
     virtual std::uint64_t statementsRun() = 0;
+    // How often stores on a server have waited for an answer since then.
+    virtual std::uint64_t roundTrips() = 0;
     // Objects that searches, imports, exports and checks of this process have worked on so far: a
     // measure of how far a long one is.
     virtual std::uint64_t objectsWorkedOn() = 0;

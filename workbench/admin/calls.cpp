@@ -84,4 +84,8 @@ std::uint64_t StoreWorkbench::statementsRun() {
     return mervane::statementsRun();
 }
 
+std::uint64_t StoreWorkbench::roundTrips() {
+    return mervane::roundTrips();
+}
+
 }  // namespace mervane

@@ -143,6 +143,7 @@ public:
     std::vector<JournalEntry> stopJournal() override;
     void setFaults(const std::vector<Fault>& faults) override;
     std::uint64_t statementsRun() override;
+    std::uint64_t roundTrips() override;
     std::uint64_t objectsWorkedOn() override;
 
 private:

@@ -17,12 +17,14 @@ void checkType(Session& session, tag_t relation_type) {
 
 std::vector<Relation> list(Session& session, tag_t here, const char* this_end,
                            const char* other_end, tag_t relation_type) {
+    // First, since a server tells with it what is asked below.
+    const std::vector<tag_t> relations = session.referrersBy("Relation", this_end, here);
     // Another session may have deleted the object, which may still be in this cache.
     session.living(here);
     if (relation_type != NULLTAG)
         checkType(session, relation_type);
     std::vector<Relation> found;
-    for (tag_t tag : session.referrersBy("Relation", this_end, here)) {
+    for (const tag_t tag : relations) {
         Object* relation = session.tryObject(tag);
         if (!relation)
             continue;

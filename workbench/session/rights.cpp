@@ -130,6 +130,7 @@ void Session::needRightsFor(const Object& object) {
 bool Session::modifiable(Object& object) {
     if (object.isNew())
         return true;
+    store_->aboutToAsk(object.tag);
     if (!bypass_ && !allowed(object, "WRITE"))
         return false;
     // A replica is changed at the site that owns it.

@@ -373,6 +373,7 @@ void Session::giveLock(tag_t tag) noexcept {
     if (!locks_held_.erase(tag))
         return;
     try {
+        store_->unlocked(tag);
         store_->locks().release(lock_session_, tag);
     } catch (...) {
         // It goes with the session, at the latest.

@@ -68,8 +68,11 @@ public:
     // session asks for the check-out, the rights and the version of the object next, and takes its
     // lock.
     virtual void aboutToLock(std::int64_t, tag_t) {}
-    // It takes no lock after all.
+    // It takes no lock after all, or has given it up.
     virtual void notLocked(std::int64_t, tag_t) noexcept {}
+    virtual void unlocked(tag_t) noexcept {}
+    // The session asks for the rights, the check-out and the lock of the object next.
+    virtual void aboutToAsk(tag_t) {}
     // What the session reads of this object next, or of all of them for NULLTAG, must be asked for.
     virtual void forgetReadAhead(tag_t) noexcept {}
     // Failure kStoreFailure if nobody knows whether an earlier change is stored: the store must be

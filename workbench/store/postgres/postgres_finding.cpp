@@ -79,30 +79,31 @@ void PostgresStore::addReference(tag_t tag, tag_t type, tag_t attribute, tag_t t
         return;
     top().references.insert_or_assign({target, attribute, tag}, there);
     top().bytes += 64;
-    if (!lasts())
+    if (!lasts()) {
+        lists_.erase({attribute, target});
+        all_lists_.erase(target);
         return;
+    }
     if (const auto at = lists_.find({attribute, target}); at != lists_.end())
-        putInOrOut(at->second, {tag, attribute, type}, there);
+        putInOrOut(at->second.all, {tag, attribute, type}, there);
     if (const auto at = all_lists_.find(target); at != all_lists_.end())
-        putInOrOut(at->second, {tag, attribute, type}, there);
+        putInOrOut(at->second.all, {tag, attribute, type}, there);
 }
 
 const std::vector<StoredReferrer>& PostgresStore::referrers(tag_t target) {
-    if (lasts())
-        if (const auto at = all_lists_.find(target); at != all_lists_.end())
-            return at->second;
+    if (const auto at = all_lists_.find(target);
+        at != all_lists_.end() && (lasts() || (!open_ && isFresh(at->second.read))))
+        return at->second.all;
     if (isNewHere(target)) {
         last_.clear();
         correct(last_, NULLTAG, target);
         return last_;
     }
-    std::vector<std::int64_t> targets{toNumber(target)};
-    if (lasts()) {
-        targets = together(target, true);
-        std::erase_if(targets, [&](std::int64_t each) {
-            return toTag(each) != target && all_lists_.contains(toTag(each));
-        });
-    }
+    std::vector<std::int64_t> targets = together(target, true);
+    std::erase_if(targets, [&](std::int64_t each) {
+        const auto at = all_lists_.find(toTag(each));
+        return toTag(each) != target && at != all_lists_.end() && isFresh(at->second.read);
+    });
     const Answer answer = askPast(
         "SELECT r.target, r.tag, r.attr, coalesce(o.type, 0) FROM ref r LEFT JOIN object o ON "
         "o.tag=r.tag WHERE r.target=ANY($1::bigint[]) ORDER BY r.target, r.tag, r.attr",
@@ -114,15 +115,11 @@ const std::vector<StoredReferrer>& PostgresStore::referrers(tag_t target) {
         lists[toTag(answer.integer(i, 0))].push_back({toTag(answer.integer(i, 1)),
                                                       toTag(answer.integer(i, 2)),
                                                       toTag(answer.integer(i, 3))});
-    for (auto& [each, list] : lists)
+    for (auto& [each, list] : lists) {
         correct(list, NULLTAG, each);
-    if (!lasts()) {
-        last_ = std::move(lists[target]);
-        return last_;
+        all_lists_.insert_or_assign(each, List{std::move(list), now()});
     }
-    for (auto& [each, list] : lists)
-        all_lists_.insert_or_assign(each, std::move(list));
-    return all_lists_[target];
+    return all_lists_[target].all;
 }
 
 std::vector<StoredReferrer> PostgresStore::referrersBy(tag_t attribute, tag_t target) {
@@ -130,26 +127,33 @@ std::vector<StoredReferrer> PostgresStore::referrersBy(tag_t attribute, tag_t ta
         std::erase_if(list, [](const StoredReferrer& each) { return each.type == NULLTAG; });
         return list;
     };
-    if (lasts())
-        if (const auto at = lists_.find({attribute, target}); at != lists_.end())
-            return living(at->second);
+    if (const auto at = lists_.find({attribute, target});
+        at != lists_.end() && (lasts() || (!open_ && isFresh(at->second.read))))
+        return living(at->second.all);
     if (isNewHere(target)) {
         std::vector<StoredReferrer> list;
         correct(list, attribute, target);
         return living(std::move(list));
     }
-    std::vector<std::int64_t> targets{toNumber(target)};
-    if (lasts()) {
-        targets = together(target, true);
-        std::erase_if(targets, [&](std::int64_t each) {
-            return toTag(each) != target && lists_.contains({attribute, toTag(each)});
-        });
-    }
-    // The objects of a list come with it, unless they are very many.
+    std::vector<std::int64_t> targets = together(target, true);
+    std::erase_if(targets, [&](std::int64_t each) {
+        const auto at = lists_.find({attribute, toTag(each)});
+        return toTag(each) != target && at != lists_.end() && isFresh(at->second.read);
+    });
+    // The objects of a list come with it, unless they are very many. Outside of a transaction that
+    // lasts, in which they are read together, also the target and what the objects refer to.
     const Answer answer = askPast(
-        "SELECT r.target, r.tag, o.type, o.version, "
-        "CASE WHEN count(*) OVER ()<=4000 THEN o.data END FROM ref r JOIN object o ON o.tag=r.tag "
-        "WHERE r.attr=$1::bigint AND r.target=ANY($2::bigint[]) ORDER BY r.target, r.tag",
+        lasts() ? "SELECT r.target, r.tag, o.type, o.version, "
+                  "CASE WHEN count(*) OVER ()<=4000 THEN o.data END FROM ref r "
+                  "JOIN object o ON o.tag=r.tag "
+                  "WHERE r.attr=$1::bigint AND r.target=ANY($2::bigint[]) ORDER BY r.target, r.tag"
+                : "WITH list AS (SELECT r.target, r.tag, o.type, o.version, o.data, "
+                  "count(*) OVER () AS many FROM ref r JOIN object o ON o.tag=r.tag "
+                  "WHERE r.attr=$1::bigint AND r.target=ANY($2::bigint[])) "
+                  "SELECT target, tag, type, version, CASE WHEN many<=4000 THEN data END FROM list "
+                  "UNION ALL SELECT 0, tag, type, version, data FROM object WHERE "
+                  "tag=ANY($2::bigint[]) OR tag IN (SELECT ref.target FROM ref JOIN list ON "
+                  "list.tag=ref.tag AND list.many<=100) ORDER BY 1, 2",
         Parameters().add(toNumber(attribute)).add(targets));
     std::unordered_map<tag_t, std::vector<StoredReferrer>> lists;
     for (const std::int64_t each : targets)
@@ -158,8 +162,10 @@ std::vector<StoredReferrer> PostgresStore::referrersBy(tag_t attribute, tag_t ta
     std::vector<std::pair<tag_t, std::string_view>> rows;
     for (int i = 0; i < answer.rows(); ++i) {
         const tag_t tag = toTag(answer.integer(i, 1)), type = toTag(answer.integer(i, 2));
-        lists[toTag(answer.integer(i, 0))].push_back({tag, attribute, type});
-        named.push_back(tag);
+        if (const tag_t from = toTag(answer.integer(i, 0)); from != NULLTAG) {
+            lists[from].push_back({tag, attribute, type});
+            named.push_back(tag);
+        }
         // What this transaction has read stays as it was read.
         if (!answer.isNull(i, 4) && !(lasts() && rows_.contains(tag))) {
             keep(tag, type, answer.integer(i, 3), answer.bytes(i, 4), true);
@@ -168,13 +174,11 @@ std::vector<StoredReferrer> PostgresStore::referrersBy(tag_t attribute, tag_t ta
     }
     name(named);
     nameTargets(rows);
-    for (auto& [each, list] : lists)
+    for (auto& [each, list] : lists) {
         correct(list, attribute, each);
-    if (!lasts())
-        return living(std::move(lists[target]));
-    for (auto& [each, list] : lists)
-        lists_.insert_or_assign({attribute, each}, std::move(list));
-    return living(lists_[{attribute, target}]);
+        lists_.insert_or_assign({attribute, each}, List{std::move(list), now()});
+    }
+    return living(lists_[{attribute, target}].all);
 }
 
 tag_t PostgresStore::lastReferrerBy(tag_t attribute, tag_t target) {

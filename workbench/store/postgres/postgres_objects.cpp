@@ -11,7 +11,8 @@ namespace mervane {
 
 namespace {
 
-constexpr std::size_t kTogether = 500;         // read at once
+constexpr std::size_t kTogether = 500;         // read at once in a transaction that lasts
+constexpr std::size_t kFew = 16;               // and else, since it soon is too old
 constexpr std::size_t kMostBytes = 128 << 20;  // of rows that are kept
 
 }  // namespace
@@ -46,6 +47,7 @@ const PostgresStore::CachedRow* PostgresStore::keep(tag_t tag, tag_t type, std::
     row.type = type;
     row.version = version;
     row.ahead = ahead;
+    row.read = now();
     row.data.assign(data);
     return &row;
 }
@@ -94,8 +96,8 @@ std::vector<std::int64_t> PostgresStore::together(tag_t tag, bool lists) const {
         return all;
     const std::vector<tag_t>& tags = group->second->tags;
     for (auto at = std::find(tags.begin(), tags.end(), tag);
-         at != tags.end() && all.size() < kTogether; ++at)
-        if (*at != tag && (lists || (!rows_.contains(*at) && !pendingRow(*at))))
+         at != tags.end() && all.size() < (lasts() ? kTogether : kFew); ++at)
+        if (*at != tag && (lists || (!cachedFresh(*at) && !pendingRow(*at))))
             all.push_back(toNumber(*at));
     return all;
 }
@@ -141,10 +143,15 @@ const PostgresStore::CachedRow* PostgresStore::cached(tag_t tag) const {
     return at == rows_.end() || at->second.type == NULLTAG ? nullptr : &at->second;
 }
 
+bool PostgresStore::cachedFresh(tag_t tag) const {
+    const auto at = rows_.find(tag);
+    return at != rows_.end() && (isFresh(at->second.read) || at->second.ahead);
+}
+
 // `once`: what was read ahead serves one reading.
 const PostgresStore::CachedRow* PostgresStore::known(tag_t tag, bool once) {
     auto at = rows_.find(tag);
-    if (at == rows_.end() || !(lasts() || at->second.ahead)) {
+    if (at == rows_.end() || !(isFresh(at->second.read) || at->second.ahead)) {
         fetch(tag);
         at = rows_.find(tag);
     }
@@ -184,7 +191,7 @@ tag_t PostgresStore::typeOf(tag_t tag) {
     if (const PendingRow* own = pendingRow(tag))
         return own->gone ? NULLTAG : own->type;
     const auto at = rows_.find(tag);
-    if (at != rows_.end() && lasts())
+    if (at != rows_.end() && (isFresh(at->second.read) || locked_.contains(tag)))
         return at->second.type;
     // The commit of a save finds out whether it is still there.
     if (at != rows_.end() && open_ && at->second.type != NULLTAG) {
@@ -202,18 +209,26 @@ std::int64_t PostgresStore::versionOf(tag_t tag) {
     if (!own_.contains(tag))
         if (const TakenLock* taken = locks_->taken(tag))
             return taken->version;
-    if (!lasts() || !rows_.contains(tag))
+    if (const auto at = locked_.find(tag); at != locked_.end() && !own_.contains(tag))
+        return at->second;
+    if (const auto at = rows_.find(tag); at == rows_.end() || !isFresh(at->second.read))
         fetch(tag);
     const CachedRow* found = cached(tag);
     return found ? found->version : 0;
 }
 
 void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
+    // It was released, and is locked still: nobody has changed it.
+    if (locks_->keeps(session, tag))
+        return;
     const TakenLock& taken = locks_->takeWithObject(session, tag);
     if (taken.rights_state != rights_state_) {
         rights_.clear();
         rights_state_ = taken.rights_state;
     }
+    rights_read_ = now();
+    if (!taken.owner && !own_.contains(tag))
+        locked_[tag] = taken.version;
     // Somebody has stored it since this transaction has read it: nothing of what was read is sure.
     if (const auto at = rows_.find(tag);
         at != rows_.end() && lasts() && !own_.contains(tag) && at->second.version != taken.version)
@@ -221,6 +236,7 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
 }
 
 void PostgresStore::notLocked(std::int64_t session, tag_t tag) noexcept {
+    locked_.erase(tag);
     try {
         if (const TakenLock* taken = locks_->taken(tag); taken && !taken->owner)
             locks_->release(session, tag);
@@ -228,6 +244,51 @@ void PostgresStore::notLocked(std::int64_t session, tag_t tag) noexcept {
     } catch (...) {
         // It goes with the session, at the latest.
     }
+}
+
+void PostgresStore::aboutToAsk(tag_t tag) {
+    const auto known = states_.find(tag);
+    if (known == states_.end() || !isFresh(known->second.read))
+        look(tag);
+}
+
+// Read what the questions about an object need, also of those that were named together with it: the
+// object, who has it checked out or locked, and whether the rights have changed.
+void PostgresStore::look(tag_t tag) {
+    std::vector<std::int64_t> tags = together(tag, true);
+    std::erase_if(tags, [&](std::int64_t each) {
+        const auto known = states_.find(toTag(each));
+        return toTag(each) != tag && known != states_.end() && isFresh(known->second.read);
+    });
+    const Answer rows = askPast(
+        "SELECT t.tag, o.type, o.version, o.data, c.by_user, c.date, c.comment, s.number, "
+        "s.by_user, s.host, s.process, CASE WHEN s.number IS NOT NULL THEN " KELD_SESSION_LIVES
+        " END, m.state FROM unnest($2::bigint[]) t(tag) "
+        "CROSS JOIN (SELECT convert_to(value, 'UTF8') AS state FROM meta WHERE "
+        "name='rights_changed') m LEFT JOIN object o ON o.tag=t.tag "
+        "LEFT JOIN checkout c ON c.object=t.tag LEFT JOIN held h ON h.object=t.tag "
+        "LEFT JOIN session s ON s.number=h.session",
+        Parameters().add(key_).add(tags));
+    for (int i = 0; i < rows.rows(); ++i) {
+        const tag_t each = toTag(rows.integer(i, 0));
+        State& state = states_[each];
+        state.read = now();
+        state.check_out.reset();
+        state.owner.reset();
+        if (!rows.isNull(i, 4))
+            state.check_out = {each, toTag(rows.integer(i, 4)), rows.text(i, 5), rows.text(i, 6)};
+        if (!rows.isNull(i, 7))
+            state.owner = LockOwner{rows.integer(i, 7), rows.text(i, 8),
+                                    static_cast<int>(rows.integer(i, 10)), rows.integer(i, 11) != 0,
+                                    rows.text(i, 9)};
+        if (!rows.isNull(i, 1) && !(lasts() && rows_.contains(each)))
+            keep(each, toTag(rows.integer(i, 1)), rows.integer(i, 2), rows.bytes(i, 3), lasts());
+        if (rows.bytes(i, 12) != rights_state_) {
+            rights_.clear();
+            rights_state_ = rows.text(i, 12);
+        }
+    }
+    rights_read_ = now();
 }
 
 // ---- writing ----

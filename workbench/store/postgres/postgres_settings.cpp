@@ -90,11 +90,13 @@ std::vector<Right> PostgresStore::rights() {
 }
 
 const std::vector<Right>& PostgresStore::rights(const std::string& privilege) {
-    // The last lock told whether they have changed; without one they are read again, but not within
-    // a transaction that lasts.
     const auto known = rights_.find(privilege);
-    if (known != rights_.end() && (locks_->hasTaken() || lasts()))
+    const bool fresh = isFresh(rights_read_);
+    if (known != rights_.end() && fresh)
         return known->second;
+    if (!fresh)
+        rights_.clear();
+    rights_read_ = now();
     std::vector<Right> all;
     const Answer rows =
         ask("SELECT subject_kind, subject, scope_kind, scope, privilege, allowed FROM rights WHERE "
@@ -140,14 +142,13 @@ std::optional<Store::CheckOutRow> PostgresStore::checkOut(tag_t object) {
         return taken->checked_out
                    ? std::optional<CheckOutRow>({object, taken->user, taken->date, taken->comment})
                    : std::nullopt;
-    const Answer rows =
-        askPast("SELECT object, by_user, date, comment FROM checkout WHERE object=$1::bigint",
-                Parameters().add(std::int64_t{object}));
     // One of an object that is gone waits to go with it.
-    const PendingRow* own = pendingRow(object);
-    if (rows.rows() == 0 || (own && own->gone))
+    if (const PendingRow* own = pendingRow(object); own && own->gone)
         return std::nullopt;
-    return checkOutOf(rows, 0);
+    const auto known = states_.find(object);
+    if (known == states_.end() || check_outs_changed_ || !isFresh(known->second.read))
+        look(object);
+    return states_[object].check_out;
 }
 
 std::vector<Store::CheckOutRow> PostgresStore::checkOuts() {

@@ -1,15 +1,28 @@
 #include "workbench/store/postgres/postgres_store.h"
 
+#include <algorithm>
+#include <atomic>
+#include <cstdlib>
+
 #include "workbench/model/status.h"
 #include "workbench/store/postgres/schema.h"
 #include "workbench/store/postgres/server_runs.h"
 #include "workbench/store/postgres/server_volume.h"
+#include "workbench/system/system.h"
 
 // Making, opening, and the transactions.
 
 namespace mervane {
 
 namespace {
+
+// Changes that the sessions of this process have made.
+std::atomic<std::uint64_t> changes{0};
+
+std::chrono::milliseconds freshness() {
+    const std::string set = system::environment("MERVANE_FRESH_MS");
+    return std::chrono::milliseconds(set.empty() ? 50 : std::max(0, std::atoi(set.c_str())));
+}
 
 // Of a store's key, who writes has the lock 1: alone, or shared with others who write.
 constexpr const char* kWriteShared = "SELECT pg_advisory_xact_lock_shared($1::bigint::int, 1)";
@@ -90,6 +103,15 @@ PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& a
         return texts;
     };
     main_->onBusy(who);
+    locks_->askFirst(
+        [this](tag_t object) -> const std::optional<LockOwner>* {
+            const auto at = states_.find(object);
+            return at != states_.end() && isFresh(at->second.read) ? &at->second.owner : nullptr;
+        },
+        [this](tag_t object) {
+            states_.erase(object);
+            noteChange();
+        });
     const auto handle = [this](const char* cls, const char* attribute) {
         return model().findAttribute(*model().findClass(cls), attribute)->handle;
     };
@@ -102,7 +124,9 @@ PostgresStore::~PostgresStore() {
     closeBatches();
 }
 
+// Each call of the platform asks this first.
 void PostgresStore::needSound() const {
+    ++call_;
     main_->needSound();
     side_->needSound();
 }
@@ -114,10 +138,31 @@ void PostgresStore::needWriting() const {
                                          "to do that");
 }
 
+// ---- what was read ----
+
+PostgresStore::Stamp PostgresStore::now() const {
+    return {call_, changes.load(std::memory_order_relaxed) - own_changes_,
+            std::chrono::steady_clock::now()};
+}
+
+bool PostgresStore::isFresh(const Stamp& read) const {
+    static const std::chrono::milliseconds limit = freshness();
+    if (lasts() || read.call == call_)
+        return true;
+    return changes.load(std::memory_order_relaxed) - own_changes_ == read.others &&
+           std::chrono::steady_clock::now() - read.time < limit;
+}
+
+// Sessions of this process never take what this one has changed for what it was.
+void PostgresStore::noteChange() noexcept {
+    changes.fetch_add(1, std::memory_order_relaxed);
+    ++own_changes_;
+}
+
 // ---- transactions ----
 
 bool PostgresStore::begin(bool alone) {
-    needSound();
+    main_->needSound();
     const bool part = open_;
     if (!part) {
         needWriting();
@@ -280,6 +325,10 @@ void PostgresStore::commit(bool part) {
     temporary_.insert(temporary_.end(), std::make_move_iterator(parts_[0].temporary.begin()),
                       std::make_move_iterator(parts_[0].temporary.end()));
     const bool lasted = held_ || alone_;
+    for (const tag_t tag : own_)
+        if (const auto at = locked_.find(tag); at != locked_.end())
+            if (const CachedRow* row = cached(tag))
+                at->second = row->version;
     endTransaction();
     if (lasted)
         forgetReads();
@@ -314,10 +363,13 @@ void PostgresStore::rollback(bool part) noexcept {
 }
 
 void PostgresStore::endTransaction() noexcept {
+    const bool begun = begun_;
     open_ = begun_ = alone_ = check_outs_changed_ = false;
     parts_.clear();
     needed_.clear();
     sent_.clear();
+    if (begun)
+        noteChange();
     own_.clear();
     locks_->giveReleased();
 }
@@ -341,6 +393,7 @@ void PostgresStore::forgetReads() noexcept {
     all_lists_.clear();
     texts_.clear();
     groups_.clear();
+    states_.clear();
     last_read_ = NULLTAG;
     in_a_row_ = 0;
 }

@@ -9,9 +9,12 @@
 //   kept: objects, lists of referrers, texts. Its own changes are put into it.
 // - An object that a list names comes with the list. Objects that were named together are read
 //   together as soon as one of them is asked for, and so are the lists of their referrers.
-// - Outside of such a transaction an object that was read ahead serves one reading; the next one
-//   asks the server again.
+// - Outside of such a transaction an object that was read ahead serves one reading. What else was
+//   read holds for the call of the platform in which it was read, and as long as MERVANE_FRESH_MS
+//   says (50 ms), unless a session of this process has changed something since. What is about to be
+//   changed is always asked for: the round trip that takes its lock tells what is stored.
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
@@ -47,6 +50,8 @@ public:
     Locks& locks() override { return *locks_; }
     void aboutToLock(std::int64_t session, tag_t tag) override;
     void notLocked(std::int64_t session, tag_t tag) noexcept override;
+    void unlocked(tag_t tag) noexcept override { locked_.erase(tag); }
+    void aboutToAsk(tag_t tag) override;
     void forgetReadAhead(tag_t tag) noexcept override;
 
     tag_t typeOf(tag_t tag) override;
@@ -125,10 +130,21 @@ private:
     friend class ServerRuns;
     friend class ServerRegistry;
 
+    // When something was read.
+    struct Stamp {
+        std::uint64_t call = 0;
+        std::uint64_t others = 0;  // changes that other sessions of this process had made
+        std::chrono::steady_clock::time_point time;
+    };
+    struct List {
+        std::vector<StoredReferrer> all;
+        Stamp read;
+    };
     struct CachedRow {
         tag_t type = NULLTAG;      // NULLTAG: there is no object
         std::int64_t version = 0;  // 0: likewise
         bool ahead = false;        // read ahead, and not given to anybody yet
+        Stamp read;
         std::string data;
     };
     // Objects that were named together, in that order.
@@ -162,10 +178,20 @@ private:
     std::vector<std::pair<tag_t, std::int64_t>> sent_;
 
     // What was read.
+    mutable std::uint64_t call_ = 1;  // of the platform
+    std::uint64_t own_changes_ = 0;
+    struct State {
+        Stamp read;
+        std::optional<CheckOutRow> check_out;
+        std::optional<LockOwner> owner;
+    };
+    std::unordered_map<tag_t, State> states_;
+    // Objects that this session has locked, and their stored version, which nobody else changes.
+    std::unordered_map<tag_t, std::int64_t> locked_;
     std::unordered_map<tag_t, CachedRow> rows_;
     std::size_t rows_bytes_ = 0;
-    std::unordered_map<ListKey, std::vector<StoredReferrer>, ListHash> lists_;
-    std::unordered_map<tag_t, std::vector<StoredReferrer>> all_lists_;
+    std::unordered_map<ListKey, List, ListHash> lists_;
+    std::unordered_map<tag_t, List> all_lists_;
     std::map<std::pair<tag_t, std::string>, std::vector<Hit>> texts_;
     std::unordered_map<tag_t, std::shared_ptr<Group>> groups_;
     tag_t last_read_ = NULLTAG;  // the last object that was read alone
@@ -173,7 +199,7 @@ private:
     std::vector<StoredReferrer> last_;
     std::map<std::string, std::vector<Right>> rights_;  // by privilege
     std::string rights_state_;
-    bool rights_fresh_ = false;
+    Stamp rights_read_;
     std::vector<StoredEntry> temporary_;
     std::vector<Values> before_;
 
@@ -200,6 +226,7 @@ private:
     const PendingRow* pendingRow(tag_t tag) const;
     // Null: there is none. Asks the server unless it is known.
     const CachedRow* known(tag_t tag, bool once);
+    bool cachedFresh(tag_t tag) const;
     // Null: none is kept, or there is no object.
     const CachedRow* cached(tag_t tag) const;
     const CachedRow* keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data,
@@ -208,6 +235,10 @@ private:
     void nameTargets(const std::vector<std::pair<tag_t, std::string_view>>& rows);
     std::vector<std::int64_t> together(tag_t tag, bool lists) const;
     void fetch(tag_t tag);
+    void look(tag_t tag);
+    Stamp now() const;
+    bool isFresh(const Stamp& read) const;
+    void noteChange() noexcept;
     void addReference(tag_t tag, tag_t type, tag_t attribute, tag_t target, bool there);
     void addText(tag_t tag, tag_t type, tag_t attribute, std::string_view text, bool there);
     void index(tag_t tag, tag_t type, tag_t attribute, const Values& values, bool there);

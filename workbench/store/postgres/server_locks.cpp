@@ -7,14 +7,6 @@ namespace mervane {
 
 namespace {
 
-// The server's own locks have two numbers: the first is the store's, the second one says which. Up
-// to 16 are those of the store (postgres_store.cpp), those of sessions come after them. This column
-// says whether somebody has the lock of a session.
-#define KELD_SESSION_LIVES                                                                        \
-    "EXISTS(SELECT 1 FROM pg_locks l WHERE l.locktype='advisory' AND l.granted AND "              \
-    "l.objsubid=2 AND l.database=(SELECT oid FROM pg_database WHERE datname=current_database()) " \
-    "AND l.classid=$1::bigint::oid AND l.objid=(s.number+16)::oid)"
-
 LockOwner ownerOf(const Answer& answer, int row, int column) {
     LockOwner owner;
     owner.session = answer.integer(row, column);
@@ -97,6 +89,8 @@ const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object)
         taken.comment = answer.text(0, 8);
         taken.rights_state = answer.text(0, 9);
         taken_ = std::move(taken);
+        if (changed_)
+            changed_(object);
         return *taken_;
     }
 }
@@ -106,6 +100,10 @@ const TakenLock* ServerLocks::taken(tag_t object) const {
 }
 
 std::optional<LockOwner> ServerLocks::take(std::int64_t session, tag_t object) {
+    if (keeps(session, object)) {
+        released_.erase(object);
+        return std::nullopt;
+    }
     const TakenLock* known = taken(object);
     if (!known || known->session != session)
         known = &takeWithObject(session, object);
@@ -115,8 +113,10 @@ std::optional<LockOwner> ServerLocks::take(std::int64_t session, tag_t object) {
 void ServerLocks::release(std::int64_t session, tag_t object) {
     if (taken(object))
         taken_.reset();
+    if (changed_)
+        changed_(object);
     if (keeps_) {
-        released_.emplace_back(session, object);
+        released_.emplace(object, session);
         return;
     }
     side_->later("DELETE FROM held WHERE object=$1::bigint AND session=$2::bigint",
@@ -129,7 +129,7 @@ void ServerLocks::giveReleased() noexcept {
     taken_.reset();
     try {
         std::vector<std::int64_t> objects, sessions;
-        for (const auto& [session, object] : std::exchange(released_, {})) {
+        for (const auto& [object, session] : std::exchange(released_, {})) {
             sessions.push_back(session);
             objects.push_back(object);
         }
@@ -145,7 +145,16 @@ void ServerLocks::giveReleased() noexcept {
     }
 }
 
+bool ServerLocks::keeps(std::int64_t session, tag_t object) const {
+    const auto at = released_.find(object);
+    return at != released_.end() && at->second == session;
+}
+
 std::optional<LockOwner> ServerLocks::owner(tag_t object) {
+    if (ahead_)
+        // An owner that doesn't live any more is looked at below.
+        if (const auto* known = ahead_(object); known && (!*known || (*known)->alive))
+            return *known;
     const Answer answer =
         side_->ask("SELECT s.number, s.by_user, s.host, s.process, " KELD_SESSION_LIVES
                    " FROM held h JOIN session s ON s.number=h.session WHERE h.object=$2::bigint",

@@ -4,13 +4,24 @@
 // own connection holds: whoever can take that lock may take its rows away. The rows are changed on
 // another connection, which commits at once, so that everybody sees them while a run lasts.
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "workbench/store/locks.h"
 #include "workbench/store/postgres/server.h"
+
+// The server's own locks have two numbers: the first is the store's, the second one says which. Up
+// to 16 are those of the store (postgres_store.cpp), those of sessions come after them. This column
+// says whether somebody has the lock of a session.
+#define KELD_SESSION_LIVES                                                                        \
+    "EXISTS(SELECT 1 FROM pg_locks l WHERE l.locktype='advisory' AND l.granted AND "              \
+    "l.objsubid=2 AND l.database=(SELECT oid FROM pg_database WHERE datname=current_database()) " \
+    "AND l.classid=$1::bigint::oid AND l.objid=(s.number+16)::oid)"
 
 namespace mervane {
 
@@ -37,6 +48,8 @@ public:
     std::optional<LockOwner> take(std::int64_t session, tag_t object) override;
     void release(std::int64_t session, tag_t object) override;
     std::optional<LockOwner> owner(tag_t object) override;
+    // Whether this session still has a lock that it has released.
+    bool keeps(std::int64_t session, tag_t object) const;
     bool keepNumber(std::int64_t session, std::uint32_t number) override;
     std::vector<LockOwner> sessions() override;
     bool isOwn(std::int64_t session) const override;
@@ -52,6 +65,12 @@ public:
     const TakenLock* taken(tag_t object) const;
     bool hasTaken() const { return taken_.has_value(); }
     void forgetTaken() { taken_.reset(); }
+    // Who is asked for the owner of a lock first: it may have been read with something else.
+    using Ahead = std::function<const std::optional<LockOwner>*(tag_t object)>;
+    void askFirst(Ahead ahead, std::function<void(tag_t)> changed) {
+        ahead_ = std::move(ahead);
+        changed_ = std::move(changed);
+    }
     // From now on what is released stays locked, until the transaction has ended: what it has
     // stored isn't visible to others before.
     void keepReleased() { keeps_ = true; }
@@ -62,8 +81,10 @@ private:
     std::shared_ptr<ServerConnection> side_;
     std::int64_t key_;
     std::optional<TakenLock> taken_;
+    Ahead ahead_;
+    std::function<void(tag_t)> changed_;
     bool keeps_ = false;
-    std::vector<std::pair<std::int64_t, tag_t>> released_;
+    std::unordered_map<tag_t, std::int64_t> released_;  // and who has done it
 
     bool reclaimIfDead(std::int64_t session);
 };
