@@ -12,12 +12,12 @@ void WorldImport::readDatasets() {
     finishRevisions([&](const JsonNode& node, tag_t revision) {
         for (const JsonNode& dataset : node.list("datasets")) {
             readDataset(dataset, revision);
-            session_.unloadBeyond(Session::kMostCached);
+            relieve();
         }
     });
     for (const JsonNode& dataset : document_.list("datasets")) {
         readDataset(dataset, NULLTAG);
-        session_.unloadBeyond(Session::kMostCached);
+        relieve();
     }
 }
 

@@ -212,6 +212,14 @@ void WorldImport::registerShared() {
     }
 }
 
+void WorldImport::relieve() {
+    // An import makes no calls of the platform, which keep the session's cache small otherwise.
+    session_.unloadBeyond(Session::kMostCached);
+    constexpr std::size_t kMuch = 1000;
+    if (++read_ == kMuch)
+        store().expectMuch();
+}
+
 void WorldImport::define(const JsonNode& node, tag_t tag) {
     const auto label = node.find("label");
     if (!label)

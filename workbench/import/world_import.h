@@ -95,6 +95,8 @@ private:
     // The content of a file object in the volume.
     FileFacts keepContent(tag_t file, const std::string& bytes);
     static std::string fileBytes(const JsonNode& node);  // of "text" or "base64"
+    // After each object or short form, so that the session's cache doesn't grow with the document.
+    void relieve();
     Session& session() { return session_; }
     Store& store() { return session_.store(); }
 
@@ -113,7 +115,8 @@ private:
     const JsonDocument& document_;
     std::vector<std::string> shared_ids_;  // to be registered outside the store
     ImportReport report_;
-    Labels labels_;  // with the tags of what they stand for
+    std::size_t read_ = 0;  // objects and short forms
+    Labels labels_;         // with the tags of what they stand for
     // While the list "objects" is read.
     std::vector<Known> known_;
     std::unordered_set<tag_t> existing_;              // objects that the store had

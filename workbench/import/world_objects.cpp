@@ -28,6 +28,7 @@ void WorldImport::readObjects() {
             recorder->addDifference(before);
         else if (recorder)
             recorder->addMade(tag);
+        relieve();
     }
     existing_.clear();
 }

@@ -31,6 +31,7 @@ void WorldImport::readOrganisation() {
                 return createUser(session_, id, node.text("name", id), node.at("group").text());
             });
         define(node, user);
+        relieve();
     }
 }
 
@@ -49,8 +50,7 @@ void WorldImport::readTemplates() {
 void WorldImport::readItems() {
     for (const JsonNode& node : document_.list("items")) {
         readItem(node);
-        // An import makes no calls of the platform, which keep the cache small otherwise.
-        session_.unloadBeyond(Session::kMostCached);
+        relieve();
     }
 }
 
@@ -214,7 +214,7 @@ void WorldImport::readBom(const JsonNode& node, tag_t revision) {
                           line.text("number", ""), notes);
         });
         ++report_.occurrences;
-        session_.unloadBeyond(Session::kMostCached);
+        relieve();
     }
 }
 
@@ -236,6 +236,7 @@ void WorldImport::readForms() {
         readCommon(node, form);
         if (const auto values = node.find("values"))
             readAttributes(*values, form);
+        relieve();
     }
 }
 
@@ -254,6 +255,7 @@ void WorldImport::readFolders() {
         });
         define(node, folder);
         readCommon(node, folder);
+        relieve();
     }
 }
 
@@ -268,6 +270,7 @@ void WorldImport::readRelations() {
                    session_.save(relation);
                    return relation.tag;
                }));
+        relieve();
     }
 }
 
@@ -288,6 +291,7 @@ void WorldImport::readProcesses() {
                                         node.text("description", ""), process_template,
                                         attachments);
                }));
+        relieve();
     }
 }
 

@@ -17,6 +17,8 @@ const char* const Store::kLoad = "SELECT type, version, data FROM object WHERE t
 
 namespace {
 
+constexpr const char* kMapping = "PRAGMA mmap_size=134217728";
+
 std::atomic<std::uint64_t> objects_worked_on{0};
 
 std::int64_t number(tag_t tag) {
@@ -82,7 +84,8 @@ std::unique_ptr<Connection> Store::connect(const std::string& path, bool read_on
     if (!read_only)
         connection->execute(synchronous());
     // 64 MiB of pages, enough for the indexes of a hundred thousand items.
-    connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=134217728");
+    connection->execute("PRAGMA cache_size=-65536");
+    connection->execute(kMapping);
     return connection;
 }
 
@@ -718,6 +721,26 @@ void Store::commitBatch() {
         return;
     connection_->holdTransaction(false);
     batch_owner_ = nullptr;
+    mapAgain();
+}
+
+// A page that is read through the mapping is looked for in the log each time, also if it is in the
+// cache: in a log of gigabytes that takes longer than all else.
+void Store::expectMuch() {
+    if (unmapped_ || inMemory())
+        return;
+    connection_->execute("PRAGMA mmap_size=0");
+    unmapped_ = true;
+}
+
+void Store::mapAgain() noexcept {
+    if (!std::exchange(unmapped_, false))
+        return;
+    try {
+        connection_->execute(kMapping);
+    } catch (...) {
+        // Reading takes a little longer then.
+    }
 }
 
 bool Store::isBatchLost() const {
@@ -748,10 +771,12 @@ void Store::rollbackBatch() noexcept {
     next_tag_ = tags_end_ = 0;
     batches_.pop_back();
     // The outer batch goes on, and must notice if the database has given it up.
-    if (inner)
+    if (inner) {
         connection_->holdTransaction(true);
-    else
-        batch_owner_ = nullptr;
+        return;
+    }
+    batch_owner_ = nullptr;
+    mapAgain();
 }
 
 void Store::letGoOfBatch() noexcept {

@@ -210,6 +210,9 @@ public:
     // Let statements run again although the database has given up the batch. Requires:
     // rollbackBatch() follows.
     void letGoOfBatch() noexcept;
+    // The outer batch makes a great deal: until its end nothing is read through a mapping of the
+    // file, which asks the whole log for each page. Requires: a batch.
+    void expectMuch();
     // Whether the database has given up the batch after a failure.
     bool isBatchLost() const;
     // Failure kStoreFailure if another session's batch is open on this connection.
@@ -264,6 +267,7 @@ private:
         std::int64_t position = 0;  // of the model
     };
     std::vector<Batch> batches_;  // the outer one first
+    bool unmapped_ = false;       // until the outer batch ends
 
     Store(std::shared_ptr<Shared> shared, std::unique_ptr<Connection> connection);
     static std::unique_ptr<Connection> connect(const std::string& path, bool read_only);
@@ -284,6 +288,7 @@ private:
     void checkTexts(bool repair, std::vector<CheckFinding>& findings);
     void checkSessions(bool repair, std::vector<CheckFinding>& findings);
     std::vector<tag_t> storedFiles();
+    void mapAgain() noexcept;
     void indexNew(tag_t tag);
     void index(tag_t tag, tag_t attribute, const Value& value);
     void unindex(tag_t tag, tag_t attribute, const Value& value);
