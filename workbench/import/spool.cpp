@@ -16,24 +16,29 @@ constexpr std::size_t kBlock = 64u << 10;
 }  // namespace
 
 void Spool::append(std::string_view bytes) {
-    waiting_ += bytes;
-    if (waiting_.size() <= kMostInMemory)
+    if (waiting_.size() + bytes.size() <= kMostInMemory) {
+        waiting_ += bytes;
         return;
+    }
     if (!file_)
         file_ = std::make_unique<TemporaryFile>();
-    file_->stream() << waiting_;
-    // Before more is appended: a disk that is full is seen at once.
+    write(waiting_);
+    waiting_.clear();
+    write(bytes);
+}
+
+void Spool::write(std::string_view bytes) {
+    file_->stream() << bytes;
+    // A disk that is full is seen at once, not after all of the document was read.
     if (!file_->stream())
         file_->close();
-    written_ += waiting_.size();
-    waiting_.clear();
+    written_ += bytes.size();
 }
 
 void Spool::finish() {
     if (!file_)
         return;
-    file_->stream() << waiting_;
-    written_ += waiting_.size();
+    write(waiting_);
     waiting_ = {};
     file_->close();
     in_.open(system::pathOf(file_->path()), std::ios::binary);

@@ -29,6 +29,8 @@ private:
     std::unique_ptr<TemporaryFile> file_;
     std::uint64_t written_ = 0;
     std::ifstream in_;
+
+    void write(std::string_view bytes);
 };
 
 // Reads a spool in order from a place on. Requires: the spool outlives it and is finished.
