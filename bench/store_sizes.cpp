@@ -88,7 +88,11 @@ public:
         each("delete-check", 0, [](const std::string& part) {
             return Words{"delete-check", part + "/A:d", "--dry-run"};
         });
-        whole("export", {"export", (directory_ / "out.json").string()});
+        const std::string exported = (directory_ / "out.json").string();
+        const std::string again = store_ + "-again";
+        whole("export", {"export", exported});
+        runProgram({KELD_PROGRAM, "--store", again, "init"});
+        add("load of the export", runProgram({KELD_PROGRAM, "--store", again, "load", exported}));
         whole("check", {"check"});
         whole("backup", {"backup", (directory_ / "copy").string()});
         for (const auto& entry : fs::directory_iterator(directory_))

@@ -407,8 +407,9 @@ public:
     // Failure kBadImport, with the place in the source and what was expected there.
     //
     // A world, as docs/json-world.md describes it. Failure kNotAllowed for check-outs without the
-    // right to WRITE. Ids for a shared registry are registered after the transaction; a failure of
-    // that is a note.
+    // right to WRITE; kFileFailure if a document of more than 1 MiB can't be kept in the temporary
+    // directory. Ids for a shared registry are registered after the transaction; a failure of that
+    // is a note.
     virtual ImportReport importWorld(std::istream& in, const std::string& source_name) = 0;
     // Write the store as of one moment. Returns: the stored files that are damaged, whose contents
     // are left out, and how many objects are left out since the user may not READ them; references

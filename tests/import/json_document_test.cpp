@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 #include "workbench/import/base64.h"
@@ -20,11 +21,11 @@ using testing::StartsWith;
 namespace {
 
 template <typename Body>
-std::string refusal(const std::string& text, Body&& body) {
+std::string refusalOf(const std::string& text, Body&& body) {
     std::istringstream in(text);
     try {
         const JsonDocument document(in, "w.json");
-        body(document.root());
+        body(document);
     } catch (const Failure& failure) {
         EXPECT_EQ(failure.status(), mervane::kBadImport);
         return failure.what();
@@ -33,7 +34,14 @@ std::string refusal(const std::string& text, Body&& body) {
 }
 
 std::string refusal(const std::string& text) {
-    return refusal(text, [](const JsonNode&) {});
+    return refusalOf(text, [](const JsonDocument&) {});
+}
+
+// Of a value that a document has as "v".
+template <typename Body>
+std::string refusal(const std::string& value, Body&& body) {
+    return refusalOf("{\"v\": " + value + "}",
+                     [&](const JsonDocument& document) { body(document.at("v")->root()); });
 }
 
 }  // namespace
@@ -67,41 +75,148 @@ TEST(JsonDocuments, BlanksWithoutAnEndAreRefused) {
 }
 
 TEST(JsonDocuments, AnUnknownKeyIsRefusedWithTheNearestKnownOne) {
-    const auto allow = [](const JsonNode& root) { root.allow({"revision", "quantity", "notes"}); };
+    const auto allow = [](const auto& value) { value.allow({"revision", "quantity", "notes"}); };
     EXPECT_EQ(refusal("{\"quantitiy\": 1}", allow),
-              "w.json: $: unknown key \"quantitiy\" (nearest: \"quantity\")");
-    EXPECT_EQ(refusal("{\"zzzzzzzzz\": 1}", allow), "w.json: $: unknown key \"zzzzzzzzz\"");
-    EXPECT_EQ(refusal("[]", allow), "w.json: $: expected an object, found an array");
+              "w.json: $.v: unknown key \"quantitiy\" (nearest: \"quantity\")");
+    EXPECT_EQ(refusal("{\"zzzzzzzzz\": 1}", allow), "w.json: $.v: unknown key \"zzzzzzzzz\"");
+    EXPECT_EQ(refusal("{\"y\": 1, \"x\": 1}", allow), "w.json: $.v: unknown key \"x\"");
+    EXPECT_EQ(refusal("[]", allow), "w.json: $.v: expected an object, found an array");
     EXPECT_EQ(refusal("{\"notes\": 1}", allow), "not refused");
+    EXPECT_EQ(refusalOf("{\"quantitiy\": 1}", allow),
+              "w.json: $: unknown key \"quantitiy\" (nearest: \"quantity\")");
+    EXPECT_EQ(refusalOf("[1, [2]]", allow), "w.json: $: expected an object, found an array");
+    EXPECT_EQ(refusalOf("\"x\"", allow), "w.json: $: expected an object, found a string");
+    EXPECT_EQ(refusalOf("{\"notes\": [1]}", allow), "not refused");
 }
 
 TEST(JsonDocuments, AValueOfAnotherKindIsRefusedWithItsPath) {
-    const std::string text = "{\"a\": [\"x\", 1, 1.5, true, null, {}]}";
+    const std::string text = "{\"a\": [\"x\", 1, 1.5, true, null, {}, [[], {\"\": -1}]]}";
     const auto at = [&](std::size_t index, auto read) {
-        return refusal(text, [&](const JsonNode& root) { read(root.at("a").elements()[index]); });
+        return refusal(text, [&](const JsonNode& value) { read(value.at("a").elements()[index]); });
     };
     EXPECT_EQ(at(0, [](const JsonNode& n) { n.integer(); }),
-              "w.json: $.a[0]: expected an integer, found a string");
+              "w.json: $.v.a[0]: expected an integer, found a string");
     EXPECT_EQ(at(1, [](const JsonNode& n) { n.text(); }),
-              "w.json: $.a[1]: expected a string, found an integer");
+              "w.json: $.v.a[1]: expected a string, found an integer");
     EXPECT_EQ(at(2, [](const JsonNode& n) { n.integer(); }),
-              "w.json: $.a[2]: expected an integer, found a number with a fraction");
+              "w.json: $.v.a[2]: expected an integer, found a number with a fraction");
     EXPECT_EQ(at(3, [](const JsonNode& n) { n.number(); }),
-              "w.json: $.a[3]: expected a number, found true or false");
+              "w.json: $.v.a[3]: expected a number, found true or false");
     EXPECT_EQ(at(4, [](const JsonNode& n) { n.logical(); }),
-              "w.json: $.a[4]: expected true or false, found null");
+              "w.json: $.v.a[4]: expected true or false, found null");
     EXPECT_EQ(at(5, [](const JsonNode& n) { n.elements(); }),
-              "w.json: $.a[5]: expected an array, found an object");
+              "w.json: $.v.a[5]: expected an array, found an object");
     EXPECT_EQ(at(5, [](const JsonNode& n) { n.at("b"); }),
-              "w.json: $.a[5]: expected the key \"b\", found none");
+              "w.json: $.v.a[5]: expected the key \"b\", found none");
+    EXPECT_EQ(at(6, [](const JsonNode& n) { n.elements()[1].at("").text(); }),
+              "w.json: $.v.a[6][1].: expected a string, found an integer");
 }
 
 TEST(JsonDocuments, NumbersBeyond64BitsAndTextsWithNulAreRefused) {
-    EXPECT_THAT(refusal("[9223372036854775808]",
-                        [](const JsonNode& root) { root.elements()[0].integer(); }),
-                HasSubstr("$[0]: expected an integer of 64 bits"));
-    EXPECT_THAT(refusal("[\"a\\u0000b\"]", [](const JsonNode& root) { root.elements()[0].text(); }),
-                HasSubstr("$[0]: expected a string without the character NUL"));
+    EXPECT_THAT(refusal("{\"a\": 9223372036854775808}",
+                        [](const JsonNode& value) { value.at("a").integer(); }),
+                HasSubstr("$.v.a: expected an integer of 64 bits"));
+    EXPECT_THAT(
+        refusal("{\"a\": \"a\\u0000b\"}", [](const JsonNode& value) { value.at("a").text(); }),
+        HasSubstr("$.v.a: expected a string without the character NUL"));
+}
+
+TEST(JsonDocuments, EveryKindOfValueComesBack) {
+    std::istringstream in(
+        "{\"v\": {\"min\": -9223372036854775808, \"max\": 9223372036854775807, \"zero\": -0, "
+        "\"real\": -1.5e-3, \"large\": 18446744073709551615, \"yes\": true, \"no\": false, "
+        "\"text\": \"\\u00e4\\n\", \"none\": null, \"long\": \"" +
+        std::string(1000, 'x') + "\"}}");
+    const JsonDocument document(in, "w.json");
+    const auto tree = document.at("v");
+    const JsonNode value = tree->root();
+    EXPECT_EQ(value.at("min").integer(), INT64_MIN);
+    EXPECT_EQ(value.at("max").integer(), INT64_MAX);
+    EXPECT_EQ(value.at("zero").integer(), 0);
+    EXPECT_EQ(value.at("min").number(), -9223372036854775808.0);
+    EXPECT_EQ(value.at("real").number(), -1.5e-3);
+    EXPECT_EQ(value.at("large").number(), 18446744073709551615.0);
+    EXPECT_TRUE(value.at("yes").logical());
+    EXPECT_FALSE(value.at("no").logical());
+    EXPECT_EQ(value.at("text").text(), "\xC3\xA4\n");
+    EXPECT_TRUE(value.at("none").isNull());
+    EXPECT_EQ(value.at("long").text(), std::string(1000, 'x'));
+    EXPECT_FALSE(value.find("other").has_value());
+    EXPECT_EQ(document.find("other"), nullptr);
+}
+
+TEST(JsonDocuments, MembersComeInTheOrderOfTheirNamesWhateverTheirNumber) {
+    for (const int count : {0, 1, 2, 15, 16, 17, 18, 300}) {
+        std::string text = "{\"v\": {", twice;
+        std::vector<std::string> names;
+        for (int i = count; i > 0; --i) {
+            names.push_back("k" + std::to_string(i * 7919 % 1000));
+            text += "\"" + names.back() + "\": {\"b\": [" + std::to_string(i) + "], \"a\": 1}, ";
+        }
+        std::sort(names.begin(), names.end());
+        std::istringstream in(text + "\"z\": 0}}");
+        const JsonDocument document(in, "w.json");
+        const auto tree = document.at("v");
+        const auto members = tree->root().members();
+        ASSERT_EQ(members.size(), names.size() + 1);
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            EXPECT_EQ(members[i].first, names[i]);
+            const auto b = members[i].second.at("b").elements();
+            ASSERT_EQ(b.size(), 1u);
+            EXPECT_EQ(b[0].integer() * 7919 % 1000, std::stoi(names[i].substr(1)));
+            EXPECT_EQ(b[0].path(), "$.v." + names[i] + ".b[0]");
+        }
+        if (count > 0) {
+            EXPECT_EQ(refusal(text + "\"k919\": 0}}"),
+                      "w.json: $.v.k919: expected each key once, found it twice")
+                << count;
+        }
+    }
+}
+
+TEST(JsonDocuments, AListIsReadElementByElementAndAnyOfThemAgain) {
+    std::istringstream in(
+        "{\"b\": [], \"a\": [1, \"two\", [3, 4], {\"x\": {\"y\": 5}}, []], \"c\": {\"d\": 6}}");
+    const JsonDocument document(in, "w.json");
+    const mervane::JsonList list = document.list("a");
+    ASSERT_EQ(list.size(), 5u);
+    std::vector<mervane::JsonPlace> places;
+    std::vector<std::string> paths;
+    for (const JsonNode& node : list) {
+        places.push_back(node.tree().place());
+        paths.push_back(node.path());
+    }
+    EXPECT_EQ(paths, (std::vector<std::string>{"$.a[0]", "$.a[1]", "$.a[2]", "$.a[3]", "$.a[4]"}));
+    const auto last = list.again(places[3]), first = list.again(places[0]);
+    EXPECT_EQ(first->root().integer(), 1);
+    EXPECT_EQ(last->root().at("x").at("y").integer(), 5);
+    EXPECT_EQ(last->root().at("x").at("y").path(), "$.a[3].x.y");
+    EXPECT_TRUE(document.list("b").empty());
+    EXPECT_TRUE(document.list("none").empty());
+    EXPECT_EQ(document.at("c")->root().at("d").integer(), 6);
+    EXPECT_EQ(refusalOf("{\"a\": {}}", [](const JsonDocument& d) { d.list("a"); }),
+              "w.json: $.a: expected an array, found an object");
+}
+
+TEST(JsonDocuments, LongDocumentsAreReadAsShortOnesAre) {
+    // Elements of all lengths about that of a block, so that they begin and end anywhere in one.
+    constexpr int kCount = 400;
+    std::string text = "{\"a\": [\n";
+    const auto length = [](int i) { return static_cast<std::size_t>(i * 331 + i % 7); };
+    for (int i = 0; i < kCount; ++i)
+        text += (i ? ",\n" : "") +
+                ("\"" + std::string(length(i), static_cast<char>('a' + i % 26))) + "\"";
+    std::istringstream in(text + "\n]}");
+    const JsonDocument document(in, "w.json");
+    int i = 0;
+    for (const JsonNode& node : document.list("a")) {
+        ASSERT_TRUE(node.text() == std::string(length(i), static_cast<char>('a' + i % 26))) << i;
+        ++i;
+    }
+    EXPECT_EQ(i, kCount);
+    EXPECT_THAT(refusal(text + "\n}"), StartsWith("w.json:402:1: "));
+    EXPECT_THAT(refusal(text + " x"), StartsWith("w.json:401:" + std::to_string(length(399) + 4)));
+    EXPECT_THAT(refusal(text), StartsWith("w.json:401:" + std::to_string(length(399) + 3)));
 }
 
 TEST(NearestNames, TheLeastDifferentOneIsFoundAndNoneIfNoneIsAlike) {

@@ -1,75 +1,99 @@
 #pragma once
 
-// A JSON document read strictly, and a view of its values that knows their places, so that every
-// refusal names the place and what was expected there.
+// A JSON document read strictly, once, and kept outside of memory in a form in which each of its
+// parts is quickly read again: a document of a million items needs no more memory than its largest
+// item. docs/json-world.md has its limits.
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <iosfwd>
-#include <nlohmann/json.hpp>
+#include <iterator>
+#include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "workbench/import/json_value.h"
+#include "workbench/import/spool.h"
 
 namespace mervane {
 
-class JsonNode {
+// The elements of a list of the document, one after the other. The nodes of one hold until the next
+// one is read. Requires: the document outlives it. Failure kFileFailure if it can't be read.
+class JsonList {
 public:
-    JsonNode(const nlohmann::json& value, std::string path, const std::string& source)
-        : value_(&value), path_(std::move(path)), source_(&source) {}
+    class Iterator {
+    public:
+        using iterator_category = std::input_iterator_tag;
+        using value_type = JsonNode;
+        using difference_type = std::ptrdiff_t;
+        using pointer = const JsonNode*;
+        using reference = JsonNode;
 
-    const std::string& path() const { return path_; }
-    const nlohmann::json& value() const { return *value_; }
+        JsonNode operator*() const { return tree_->root(); }
+        Iterator& operator++();
+        bool operator==(std::default_sentinel_t) const { return left_ == 0; }
 
-    bool isObject() const { return value_->is_object(); }
-    bool isArray() const { return value_->is_array(); }
-    bool isString() const { return value_->is_string(); }
-    bool isNull() const { return value_->is_null(); }
+    private:
+        friend class JsonList;
+        std::size_t left_ = 0;
+        std::optional<SpoolReader> reader_;
+        // On the heap: nodes point to it, and the iterator may be moved.
+        std::unique_ptr<JsonTree> tree_;
 
-    // Refuse any other key, and name the nearest known one.
-    const JsonNode& allow(std::initializer_list<std::string_view> keys) const;
-    // A member that must be there, or may be.
-    JsonNode at(std::string_view key) const;
-    std::optional<JsonNode> find(std::string_view key) const;
-    // The members of an object by name, the elements of an array.
-    std::vector<std::pair<std::string, JsonNode>> members() const;
-    std::vector<JsonNode> elements() const;
-    // The elements of an optional member.
-    std::vector<JsonNode> list(std::string_view key) const;
+        void read();
+    };
 
-    std::string text() const;  // without NUL
-    std::string text(std::string_view key, const std::string& otherwise) const;
-    std::int64_t integer() const;
-    double number() const;
-    bool logical() const;
-    std::vector<std::string> texts() const;
-
-    // Failure kBadImport: "SOURCE: PATH: expected WHAT, found ...".
-    [[noreturn]] void failExpected(const std::string& what) const;
-    [[noreturn]] void fail(const std::string& text) const;
+    std::size_t size() const { return size_; }
+    bool empty() const { return size_ == 0; }
+    Iterator begin() const;
+    std::default_sentinel_t end() const { return {}; }
+    // The element at the place, read anew.
+    std::unique_ptr<JsonTree> again(const JsonPlace& place) const;
 
 private:
-    const nlohmann::json* value_;
-    std::string path_;
-    const std::string* source_;
+    friend class JsonDocument;
+    JsonList() = default;
+
+    const std::string* source_ = nullptr;
+    std::string_view key_;
+    Spool* spool_ = nullptr;
+    std::uint64_t at_ = 0;
+    std::size_t size_ = 0;
 };
 
 class JsonDocument {
 public:
     // Failure kBadImport with line and column for a syntax error; with the path for a key that
-    // occurs twice or values nested too deeply.
+    // occurs twice or values nested too deeply. kFileFailure if the document can't be kept.
     JsonDocument(std::istream& in, const std::string& source_name);
-    JsonNode root() const { return {value_, "$", source_}; }
+    JsonDocument(const JsonDocument&) = delete;
+
+    // Refuse a document that is no object or has any other key.
+    void allow(std::initializer_list<std::string_view> keys) const;
+    // A member that must be there, or may be (null: it isn't there), all of it in memory; a list
+    // comes without its elements.
+    std::unique_ptr<JsonTree> at(std::string_view key) const;
+    std::unique_ptr<JsonTree> find(std::string_view key) const;
+    // The elements of an optional member.
+    JsonList list(std::string_view key) const;
 
 private:
+    friend class JsonBuilder;
+    struct Member {
+        bool list = false;
+        std::uint64_t at = 0;   // in the spool
+        std::size_t count = 0;  // of a list's elements
+    };
     std::string source_;
-    nlohmann::json value_;
-};
+    JsonKind kind_ = JsonKind::Null;
+    std::map<std::string, Member, std::less<>> members_;
+    // Reading moves it, which is no change of the document.
+    mutable Spool spool_;
 
-// The candidate that differs least; empty if none is alike.
-std::string nearestName(std::string_view name, const std::vector<std::string>& candidates);
-// " (nearest: NAME)", or nothing.
-std::string nearestHint(std::string_view name, const std::vector<std::string>& candidates);
+    [[noreturn]] void fail(const std::string& text) const;
+};
 
 }  // namespace mervane

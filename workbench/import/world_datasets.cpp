@@ -9,13 +9,16 @@
 namespace mervane {
 
 void WorldImport::readDatasets() {
-    for (const auto& [node, revision] : revisions_)
+    finishRevisions([&](const JsonNode& node, tag_t revision) {
         for (const JsonNode& dataset : node.list("datasets")) {
             readDataset(dataset, revision);
-            session_.unloadBeyond(Session::kMostCached);
+            relieve();
         }
-    for (const JsonNode& dataset : root_.list("datasets"))
+    });
+    for (const JsonNode& dataset : document_.list("datasets")) {
         readDataset(dataset, NULLTAG);
+        relieve();
+    }
 }
 
 void WorldImport::readDataset(const JsonNode& node, tag_t owner) {

@@ -31,15 +31,15 @@ std::string oneOf(const JsonNode& node, const std::vector<std::string>& known) {
 
 ImportReport importWorld(Session& session, std::istream& in, const std::string& source_name) {
     const JsonDocument document(in, source_name);
-    return WorldImport(session, document.root()).run();
+    return WorldImport(session, document).run();
 }
 
 ImportReport WorldImport::run() {
-    root_.allow({"world", "model", "preferences", "objects", "rights", "check_outs",
-                 "registered_ids", "dangling", "groups", "users", "process_templates", "items",
-                 "datasets", "forms", "folders", "relations", "processes"});
-    if (const JsonNode version = root_.at("world"); version.integer() != 1)
-        version.fail("expected the version 1");
+    document_.allow({"world", "model", "preferences", "objects", "rights", "check_outs",
+                     "registered_ids", "dangling", "groups", "users", "process_templates", "items",
+                     "datasets", "forms", "folders", "relations", "processes"});
+    if (const auto version = document_.at("world"); version->root().integer() != 1)
+        version->root().fail("expected the version 1");
     SessionBatch batch(session_);
     const std::int64_t before = store().objectCount();
     readAll();
@@ -51,9 +51,9 @@ ImportReport WorldImport::run() {
 
 void WorldImport::readAll() {
     // The order is that of docs/json-world.md: each part may name what earlier ones have made.
-    if (const auto model = root_.find("model")) {
+    if (const auto model = document_.find("model")) {
         const Model::Mark before = store().model().mark();
-        readModel(*model, store());
+        readModel(model->root(), store());
         recordModel(before);
     }
     readPreferences();
@@ -89,10 +89,10 @@ void WorldImport::recordModel(const Model::Mark& before) {
 }
 
 void WorldImport::readPreferences() {
-    if (!root_.list("preferences").empty())
+    if (!document_.list("preferences").empty())
         // Session::setPreference() asks nobody.
         session_.needAdministrator("import preferences");
-    for (const JsonNode& node : root_.list("preferences")) {
+    for (const JsonNode& node : document_.list("preferences")) {
         node.allow({"name", "values"});
         const std::string name = readText(node.at("name"));
         if (name.empty())
@@ -122,10 +122,10 @@ void WorldImport::noteUnknownNames(const JsonNode& node, const Right& right) {
 }
 
 void WorldImport::readRights() {
-    if (!root_.list("rights").empty())
+    if (!document_.list("rights").empty())
         session_.needAdministrator("import rights");
     const auto known = store().rights();
-    for (const JsonNode& node : root_.list("rights")) {
+    for (const JsonNode& node : document_.list("rights")) {
         node.allow({"subject_kind", "subject", "scope_kind", "scope", "privilege", "allowed"});
         Right right;
         right.subject_kind = oneOf(node.at("subject_kind"), {"user", "group", "all"});
@@ -150,7 +150,7 @@ void WorldImport::readRights() {
 }
 
 void WorldImport::readCheckOuts() {
-    for (const JsonNode& node : root_.list("check_outs")) {
+    for (const JsonNode& node : document_.list("check_outs")) {
         node.allow({"object", "user", "date", "comment"});
         Store::CheckOutRow row;
         row.object = resolve(node.at("object"));
@@ -177,10 +177,10 @@ void WorldImport::readCheckOuts() {
 // A shared registry is outside the import's transaction, so its ids are registered after the
 // commit.
 void WorldImport::readRegisteredIds() {
-    if (!root_.list("registered_ids").empty())
+    if (!document_.list("registered_ids").empty())
         session_.needAdministrator("import registered ids");
     const bool shared = !store().registryPath().empty();
-    for (const JsonNode& node : root_.list("registered_ids")) {
+    for (const JsonNode& node : document_.list("registered_ids")) {
         if (shared)
             shared_ids_.push_back(readText(node));
         else
@@ -212,28 +212,40 @@ void WorldImport::registerShared() {
     }
 }
 
+void WorldImport::relieve() {
+    // An import makes no calls of the platform, which keep the session's cache small otherwise.
+    session_.unloadBeyond(Session::kMostCached);
+    constexpr std::size_t kMuch = 1000;
+    if (++read_ == kMuch)
+        store().expectMuch();
+}
+
 void WorldImport::define(const JsonNode& node, tag_t tag) {
     const auto label = node.find("label");
-    if (label && !labels_.try_emplace(label->text(), tag).second)
-        label->fail("expected a label of its own, found \"" + label->text() + "\" a second time");
+    if (!label)
+        return;
+    const std::string text = label->text();
+    if (!labels_.add(text, tag))
+        refuseSecond(*label, text);
+}
+
+void WorldImport::refuseSecond(const JsonNode& node, const std::string& label) {
+    node.fail("expected a label of its own, found \"" + label + "\" a second time");
 }
 
 tag_t WorldImport::resolve(const JsonNode& node) {
     const std::string name = node.text();
     if (const tag_t tag = find(name); tag != NULLTAG)
         return tag;
-    std::vector<std::string> labels;
-    for (const auto& [label, tag] : labels_)
-        labels.push_back(label);
-    // The hint must not depend on the order of a hash table.
-    std::sort(labels.begin(), labels.end());
+    NearestName nearest(name);
+    labels_.forEach([&](std::string_view label, std::uint32_t&) { nearest.offer(label); });
     node.fail("expected a label of the document or the name of an object, found \"" +
-              name.substr(0, 200) + "\"" + nearestHint(name, labels));
+              name.substr(0, 200) + "\"" + nearestHint(nearest.lowest()));
 }
 
 tag_t WorldImport::find(const std::string& name) {
     const auto found = labels_.find(name);
-    return found != labels_.end() ? found->second : findNamed(name);
+    return found ? *found : findNamed(name);
 }
 
 // "user:ID", "group:NAME", "000123", "000123/A", "000123/A:NAME of a dataset". An item id may have
@@ -311,10 +323,8 @@ std::string WorldImport::fileBytes(const JsonNode& node) {
     if (text.has_value() == base64.has_value())
         node.fail("expected one of the keys \"text\" and \"base64\"");
     if (text) {
-        if (!text->isString())
-            text->failExpected("a string");
         // A file may have a NUL, which text() refuses.
-        return text->value().get<std::string>();
+        return std::string(text->anyText());
     }
     auto bytes = fromBase64(base64->text());
     if (!bytes)

@@ -5,9 +5,11 @@
 
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "workbench/import/json_document.h"
+#include "workbench/import/labels.h"
 #include "workbench/session/session.h"
 #include "workbench/store/store.h"
 
@@ -15,7 +17,9 @@ namespace mervane {
 
 class WorldImport {
 public:
-    WorldImport(Session& session, JsonNode root) : session_(session), root_(std::move(root)) {}
+    // Requires: session and document outlive it.
+    WorldImport(Session& session, const JsonDocument& document)
+        : session_(session), document_(document) {}
 
     // All of it, in one batch. After a failure the store is as before.
     ImportReport run();
@@ -33,24 +37,26 @@ private:
     void registerShared();
 
     // ---- world_objects.cpp: the list "objects", every attribute as the document has it ----
-    struct Planned {
-        JsonNode node;
-        const Type* type;
-        tag_t tag;      // NULLTAG: not known yet
-        bool existing;  // an object that the store had
-    };
     void readObjects();
     void planObjects();
     void count(const Type& type);
+    // Those of the objects that the store may have already, with the place of each.
+    struct Known {
+        JsonPlace place;
+        const Type* type;
+        std::string label;
+        tag_t tag;  // NULLTAG: not found
+    };
     void matchByName();
-    void matchByName(Planned& planned, const char* cls, const char* attribute);
+    void matchByName(Known& known, const JsonNode& values, const char* cls, const char* attribute);
     void matchPersons();
     void matchMembers();
-    bool match(Planned& planned, tag_t existing);
-    Planned* plannedAt(const JsonNode& values, const char* attribute);
-    void refuseTakenIds();
-    void writeObject(const Planned& planned);
-    void readContent(const Planned& planned, std::vector<Values>& all);
+    bool match(const std::string& label, const Type& type, tag_t existing);
+    tag_t matched(const JsonNode& values, const char* attribute);
+    void needFreeId(const JsonNode& values, const Type& type, TextTable& taken);
+    void giveTags();
+    void writeObject(const JsonNode& node, tag_t tag);
+    void readContent(const JsonNode& node, const Type& type, tag_t tag, std::vector<Values>& all);
     void defineDangling();
 
     // ---- world_short.cpp: the short forms ----
@@ -79,6 +85,7 @@ private:
 
     // ---- shared ----
     void define(const JsonNode& node, tag_t tag);  // the label, if the node has one
+    [[noreturn]] static void refuseSecond(const JsonNode& node, const std::string& label);
     tag_t resolve(const JsonNode& node);
     tag_t find(const std::string& name);
     tag_t findNamed(const std::string& name);
@@ -88,6 +95,8 @@ private:
     // The content of a file object in the volume.
     FileFacts keepContent(tag_t file, const std::string& bytes);
     static std::string fileBytes(const JsonNode& node);  // of "text" or "base64"
+    // After each object or short form, so that the session's cache doesn't grow with the document.
+    void relieve();
     Session& session() { return session_; }
     Store& store() { return session_.store(); }
 
@@ -103,13 +112,33 @@ private:
     [[noreturn]] void refuse(const JsonNode& node, const Failure& failure);
 
     Session& session_;
-    JsonNode root_;
+    const JsonDocument& document_;
     std::vector<std::string> shared_ids_;  // to be registered outside the store
     ImportReport report_;
-    std::unordered_map<std::string, tag_t> labels_;
-    std::vector<Planned> planned_;
-    std::unordered_map<std::string, std::size_t> planned_by_label_;
-    std::vector<std::pair<JsonNode, tag_t>> revisions_;  // of the short forms, with their nodes
+    std::size_t read_ = 0;  // objects and short forms
+    Labels labels_;         // with the tags of what they stand for
+    // While the list "objects" is read.
+    std::vector<Known> known_;
+    std::unordered_set<tag_t> existing_;              // objects that the store had
+    std::unordered_map<std::string, tag_t> matched_;  // the same by their labels
+    // Of the short forms: revisions whose datasets or structures are read after all items.
+    struct Unfinished {
+        JsonPlace item;
+        std::size_t revision;  // in its item
+        tag_t tag;
+    };
+    std::vector<Unfinished> unfinished_;
+    // each(node, tag)
+    template <typename Each>
+    void finishRevisions(Each&& each) {
+        const JsonList items = document_.list("items");
+        std::unique_ptr<JsonTree> item;
+        for (const Unfinished& of : unfinished_) {
+            if (!item || item->place().index != of.item.index)
+                item = items.again(of.item);
+            each(item->root().list("revisions")[of.revision], of.tag);
+        }
+    }
 };
 
 }  // namespace mervane

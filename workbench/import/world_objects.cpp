@@ -1,8 +1,7 @@
 // The list "objects" of a world document: instances of any class. Each is stored as the document
 // has it, and nothing comes along with it.
 
-#include <algorithm>
-#include <set>
+#include <optional>
 
 #include "workbench/import/world_import.h"
 #include "workbench/import/world_model.h"
@@ -11,36 +10,27 @@
 
 namespace mervane {
 
+// The list is read three times: the objects that are read, before any is stored, only give the
+// labels, which all may refer to, and the types; then they are stored one by one.
 void WorldImport::readObjects() {
     planObjects();
-    matchByName();
-    // After users and groups, by which persons and memberships are known.
-    matchPersons();
-    matchMembers();
-    refuseTakenIds();
-    for (Planned& planned : planned_) {
-        // All get their tags before any is written: objects may refer to later ones.
-        if (planned.tag == NULLTAG) {
-            planned.tag = store().newTag();
-            count(*planned.type);
-        }
-        define(planned.node, planned.tag);
-    }
+    giveTags();
     defineDangling();
     Recorder* const recorder = session_.recorder();
-    for (const Planned& planned : planned_) {
+    for (const JsonNode& node : document_.list("objects")) {
+        const tag_t tag = *labels_.find(node.at("label").text());
+        const bool existing = existing_.count(tag) != 0;
         StoredEntry before;
-        if (recorder && planned.existing)
-            before =
-                recorder->stored(planned.tag, RunChange::ObjectChanged, Recorder::Side::Before);
-        writeObject(planned);
-        if (recorder && planned.existing)
+        if (recorder && existing)
+            before = recorder->stored(tag, RunChange::ObjectChanged, Recorder::Side::Before);
+        writeObject(node, tag);
+        if (recorder && existing)
             recorder->addDifference(before);
         else if (recorder)
-            recorder->addMade(planned.tag);
+            recorder->addMade(tag);
+        relieve();
     }
-    planned_by_label_.clear();
-    planned_.clear();
+    existing_.clear();
 }
 
 void WorldImport::count(const Type& type) {
@@ -50,30 +40,72 @@ void WorldImport::count(const Type& type) {
     report_.occurrences += is("STROccurrence");
 }
 
+// Until the tags are given, a label has the handle of its type.
 void WorldImport::planObjects() {
-    const auto nodes = root_.list("objects");
-    planned_.reserve(nodes.size());
-    for (const JsonNode& node : nodes) {
+    // Refused when all has been planned and matched: a defect further down is told before them.
+    std::optional<Failure> same_label, taken_id;
+    const auto keepFirst = [](std::optional<Failure>& first, auto&& body) {
+        try {
+            if (!first)
+                body();
+        } catch (const Failure& failure) {
+            first = failure;
+        }
+    };
+    TextTable taken;
+    for (const JsonNode& node : document_.list("objects")) {
         node.allow({"label", "type", "values", "file"});
-        // A label that comes a second time is refused by define().
-        planned_by_label_.try_emplace(node.at("label").text(), planned_.size());
+        const JsonNode label_node = node.at("label");
+        const std::string label = label_node.text();
         const Type& type = typeNamed(node.at("type"), store().model());
+        if (!labels_.add(label, type.handle))
+            keepFirst(same_label, [&] { refuseSecond(label_node, label); });
         if (type.cls->name == "BOMLine")
             node.at("type").fail("lines live in a BOM window, none is stored");
-        if (!node.at("values").isObject())
-            node.at("values").failExpected("an object");
+        const JsonNode values = node.at("values");
+        if (!values.isObject())
+            values.failExpected("an object");
         // The objects are written past the session's saves, which would test this otherwise.
         for (const char* name : {"User", "Group", "GroupMember"})
             if (type.cls->isA(*store().model().findClass(name)))
                 session_.needAdministrator("import users and groups");
-        planned_.push_back({node, &type, NULLTAG, false});
+        for (const char* name :
+             {"User", "Group", "Site", "NoteType", "FLOWTemplate", "GroupMember"})
+            if (type.cls->name == name)
+                known_.push_back({node.tree().place(), &type, label, NULLTAG});
+        keepFirst(taken_id, [&] { needFreeId(values, type, taken); });
     }
+    matchByName();
+    // After users and groups, by which persons and memberships are known.
+    matchPersons();
+    matchMembers();
+    known_.clear();
+    if (taken_id)
+        throw *taken_id;
+    if (same_label)
+        throw *same_label;
+}
+
+// All get their tags before any is written: objects may refer to later ones.
+void WorldImport::giveTags() {
+    labels_.forEach([&](std::string_view label, std::uint32_t& tag) {
+        // Most documents have none of those, and a million others.
+        const auto match = matched_.empty() ? matched_.end() : matched_.find(std::string(label));
+        if (match != matched_.end()) {
+            tag = match->second;
+            return;
+        }
+        const Type& type = *store().model().typeOf(tag);
+        tag = store().newTag();
+        count(type);
+    });
+    matched_.clear();
 }
 
 // Labels for references that lead nowhere: tags that no object has or will have.
 void WorldImport::defineDangling() {
-    for (const JsonNode& node : root_.list("dangling"))
-        if (!labels_.try_emplace(node.text(), store().newTag()).second)
+    for (const JsonNode& node : document_.list("dangling"))
+        if (!labels_.add(node.text(), store().newTag()))
             node.fail("expected a label that no object has, found \"" + node.text() + "\"");
 }
 
@@ -81,108 +113,116 @@ void WorldImport::defineDangling() {
 
 // Users, groups, sites, note types and process templates are known by their names.
 void WorldImport::matchByName() {
-    for (Planned& planned : planned_) {
-        matchByName(planned, "User", "user_id");
-        matchByName(planned, "Group", "group_name");
-        matchByName(planned, "Site", "site_name");
-        matchByName(planned, "NoteType", "note_name");
-        matchByName(planned, "FLOWTemplate", "object_name");
+    for (Known& known : known_) {
+        const auto tree = document_.list("objects").again(known.place);
+        const JsonNode values = tree->root().at("values");
+        matchByName(known, values, "User", "user_id");
+        matchByName(known, values, "Group", "group_name");
+        matchByName(known, values, "Site", "site_name");
+        matchByName(known, values, "NoteType", "note_name");
+        matchByName(known, values, "FLOWTemplate", "object_name");
     }
 }
 
-void WorldImport::matchByName(Planned& planned, const char* cls, const char* attribute) {
-    if (planned.type->cls->name != cls)
+void WorldImport::matchByName(Known& known, const JsonNode& values, const char* cls,
+                              const char* attribute) {
+    if (known.type->cls->name != cls)
         return;
-    const auto name = planned.node.at("values").find(attribute);
+    const auto name = values.find(attribute);
     if (!name)
         return;
     const std::string text = at(*name, [&] { return readText(*name); });
     for (tag_t existing : session_.findByText(cls, attribute, text))
-        if (match(planned, existing))
+        if (match(known.label, *known.type, existing)) {
+            known.tag = existing;
             return;
+        }
 }
 
-bool WorldImport::match(Planned& planned, tag_t existing) {
+bool WorldImport::match(const std::string& label, const Type& type, tag_t existing) {
     // Two objects of the document never become one of the store.
-    const bool taken = std::any_of(planned_.begin(), planned_.end(),
-                                   [&](const Planned& p) { return p.tag == existing; });
-    if (taken || session_.object(existing).type != planned.type)
+    if (existing_.count(existing) || session_.object(existing).type != &type)
         return false;
-    planned.tag = existing;
-    planned.existing = true;
+    existing_.insert(existing);
+    matched_[label] = existing;
     return true;
 }
 
-WorldImport::Planned* WorldImport::plannedAt(const JsonNode& values, const char* attribute) {
+// The object of the store that the labelled one was found to be.
+tag_t WorldImport::matched(const JsonNode& values, const char* attribute) {
     const auto label = values.find(attribute);
     if (!label || !label->isString())
-        return nullptr;
-    const auto found = planned_by_label_.find(label->text());
-    return found == planned_by_label_.end() ? nullptr : &planned_[found->second];
+        return NULLTAG;
+    const auto found = matched_.find(label->text());
+    return found == matched_.end() ? NULLTAG : found->second;
 }
 
 // A person is the one of the user that refers to it.
 void WorldImport::matchPersons() {
-    for (std::size_t i = 0; i < planned_.size(); ++i) {
-        const Planned& user = planned_[i];
-        if (!user.existing || user.type->cls->name != "User")
+    for (const Known& user : known_) {
+        if (user.tag == NULLTAG || user.type->cls->name != "User")
             continue;
-        Planned* person = plannedAt(user.node.at("values"), "person");
+        const auto tree = document_.list("objects").again(user.place);
+        const auto person = tree->root().at("values").find("person");
+        if (!person || !person->isString())
+            continue;
+        const std::string label = person->text();
+        const auto type = labels_.find(label);
         const tag_t existing = session_.reference(session_.object(user.tag), "person");
-        if (person && person->tag == NULLTAG && session_.tryObject(existing))
-            match(*person, existing);
+        if (type && !matched_.count(label) && session_.tryObject(existing))
+            match(label, *store().model().typeOf(*type), existing);
     }
 }
 
 // A membership is that of the same user in the same group.
 void WorldImport::matchMembers() {
-    for (Planned& member : planned_) {
+    for (const Known& member : known_) {
         if (member.type->cls->name != "GroupMember")
             continue;
-        const Planned* user = plannedAt(member.node.at("values"), "user");
-        const Planned* group = plannedAt(member.node.at("values"), "group");
+        const auto tree = document_.list("objects").again(member.place);
+        const JsonNode values = tree->root().at("values");
         // A user or group that is new has no memberships in the store.
-        if (!user || !group || !user->existing || !group->existing)
+        const tag_t user = matched(values, "user"), group = matched(values, "group");
+        if (user == NULLTAG || group == NULLTAG)
             continue;
-        for (tag_t existing : session_.referrersBy("GroupMember", "user", user->tag))
-            if (session_.reference(session_.object(existing), "group") == group->tag &&
-                match(member, existing))
+        for (tag_t existing : session_.referrersBy("GroupMember", "user", user))
+            if (session_.reference(session_.object(existing), "group") == group &&
+                match(member.label, *member.type, existing))
                 break;
     }
 }
 
 // Objects are stored without the checks of a save, so the ids are compared here: of items with the
 // store and among each other, of revisions among those of their item, which is new as they are.
-void WorldImport::refuseTakenIds() {
-    const Class& item = *store().model().findClass("Item");
-    const Class& revision = *store().model().findClass("ItemRevision");
-    std::set<std::pair<std::string, std::string>> taken;  // item, revision
-    for (const Planned& planned : planned_) {
-        const JsonNode values = planned.node.at("values");
-        if (planned.type->cls->isA(item)) {
-            const auto id = values.find("item_id");
-            if (!id)
-                continue;
-            if (!session_.findByText("Item", "item_id", readText(*id)).empty())
-                id->fail("the store has an item " + readText(*id) + " already");
-            if (!taken.emplace("", readText(*id)).second)
-                id->fail("there is an item " + readText(*id) + " above already");
-        } else if (planned.type->cls->isA(revision)) {
-            const auto id = values.find("item_revision_id"), of = values.find("items_tag");
-            if (id && of && of->isString() && !taken.emplace(of->text(), readText(*id)).second)
-                id->fail("the item has a revision \"" + readText(*id) + "\" above already");
-        }
+// `taken` has the item, empty for items themselves, a NUL and the id.
+void WorldImport::needFreeId(const JsonNode& values, const Type& type, TextTable& taken) {
+    if (type.cls->isA(*store().model().findClass("Item"))) {
+        const auto id = values.find("item_id");
+        if (!id)
+            return;
+        const std::string text = readText(*id);
+        if (!session_.findByText("Item", "item_id", text).empty())
+            id->fail("the store has an item " + text + " already");
+        if (!taken.add(std::string(1, '\0') + text, 0))
+            id->fail("there is an item " + text + " above already");
+    } else if (type.cls->isA(*store().model().findClass("ItemRevision"))) {
+        const auto id = values.find("item_revision_id"), of = values.find("items_tag");
+        if (!id || !of || !of->isString())
+            return;
+        const std::string item = of->text(), text = readText(*id);
+        if (!taken.add(item + '\0' + text, 0))
+            id->fail("the item has a revision \"" + text + "\" above already");
     }
 }
 
 // ---- writing ----
 
-void WorldImport::writeObject(const Planned& planned) {
-    const JsonNode values = planned.node.at("values");
-    const Type& type = *planned.type;
+void WorldImport::writeObject(const JsonNode& object, tag_t tag) {
+    const Type& type = typeNamed(object.at("type"), store().model());
+    const bool existing = existing_.count(tag) != 0;
     // By the places of the layout. What the document leaves out has no value.
     std::vector<Values> all(type.layout.size());
-    for (const auto& [name, node] : values.members()) {
+    for (const auto& [name, node] : object.at("values").members()) {
         const Attribute& attribute = attributeNamed(node, name, type);
         Values& read = all[type.by_name.at(attribute.name)];
         if (type.cls->name == "Relation" && name == "relation_type" && node.isString())
@@ -191,37 +231,38 @@ void WorldImport::writeObject(const Planned& planned) {
             read = readValues(node, attribute, [this](const JsonNode& n) { return resolve(n); });
         checkLengths(node, attribute, read);
     }
-    readContent(planned, all);
+    readContent(object, type, tag, all);
     std::vector<AttributeValues> stored;
     for (std::size_t i = 0; i < all.size(); ++i)
-        if (planned.existing || !all[i].empty())
+        if (existing || !all[i].empty())
             stored.push_back({type.layout[i]->handle, &all[i]});
-    if (!planned.existing)
-        return store().insert(planned.tag, type.handle, stored);
+    if (!existing)
+        return store().insert(tag, type.handle, stored);
     // By the version other sessions see that the object has changed.
-    store().save(planned.tag, store().versionOf(planned.tag), stored);
+    store().save(tag, store().versionOf(tag), stored);
     // The session may have the old values in its cache.
-    session_.unload(planned.tag);
+    session_.unload(tag);
 }
 
 // Place the content of a file, and complete the values by what it is.
-void WorldImport::readContent(const Planned& planned, std::vector<Values>& all) {
-    const auto file = planned.node.find("file");
+void WorldImport::readContent(const JsonNode& object, const Type& type, tag_t tag,
+                              std::vector<Values>& all) {
+    const auto file = object.find("file");
     if (!file)
         return;
-    if (!planned.type->cls->isA(*store().model().findClass("VaneFile")))
+    if (!type.cls->isA(*store().model().findClass("VaneFile")))
         file->fail("only a VaneFile has a file");
     const std::string bytes = fileBytes(file->allow({"text", "base64"}));
-    const FileFacts facts = keepContent(planned.tag, bytes);
+    const FileFacts facts = keepContent(tag, bytes);
     // Size and check sum may be left out; if they are there and differ, the file is kept as it was
     // and the report says so.
-    const JsonNode values = planned.node.at("values");
+    const JsonNode values = object.at("values");
     const auto sum = values.find("sha256"), size = values.find("byte_size");
-    if (sum && sum->value() != facts.sha256)
-        report_.notes.push_back(planned.node.at("label").text() +
+    if (sum && (!sum->isString() || sum->anyText() != facts.sha256))
+        report_.notes.push_back(object.at("label").text() +
                                 ": the file differs from its check sum");
     const auto give = [&](const char* name, Value value) {
-        all[planned.type->by_name.at(name)] = {std::move(value)};
+        all[type.by_name.at(name)] = {std::move(value)};
     };
     if (!size)
         give("byte_size", facts.byte_size);

@@ -13,7 +13,7 @@
 namespace mervane {
 
 void WorldImport::readOrganisation() {
-    for (const JsonNode& node : root_.list("groups")) {
+    for (const JsonNode& node : document_.list("groups")) {
         node.allow({"label", "name", "parent"});
         const std::string name = node.at("name").text();
         // A group or user that the store has stays as it is.
@@ -22,7 +22,7 @@ void WorldImport::readOrganisation() {
             group = at(node, [&] { return createGroup(session_, name, node.text("parent", "")); });
         define(node, group);
     }
-    for (const JsonNode& node : root_.list("users")) {
+    for (const JsonNode& node : document_.list("users")) {
         node.allow({"label", "id", "name", "group"});
         const std::string id = node.at("id").text();
         tag_t user = find("user:" + id);
@@ -31,11 +31,12 @@ void WorldImport::readOrganisation() {
                 return createUser(session_, id, node.text("name", id), node.at("group").text());
             });
         define(node, user);
+        relieve();
     }
 }
 
 void WorldImport::readTemplates() {
-    for (const JsonNode& node : root_.list("process_templates")) {
+    for (const JsonNode& node : document_.list("process_templates")) {
         node.allow({"label", "name", "tasks"});
         const auto tasks = node.at("tasks").texts();
         define(node, at(node, [&] {
@@ -47,10 +48,9 @@ void WorldImport::readTemplates() {
 // ---- items ----
 
 void WorldImport::readItems() {
-    for (const JsonNode& node : root_.list("items")) {
+    for (const JsonNode& node : document_.list("items")) {
         readItem(node);
-        // An import makes no calls of the platform, which keep the cache small otherwise.
-        session_.unloadBeyond(Session::kMostCached);
+        relieve();
     }
 }
 
@@ -79,7 +79,8 @@ void WorldImport::readItem(const JsonNode& node) {
         ++report_.revisions;
     for (std::size_t i = 0; i < revisions.size(); ++i) {
         const tag_t tag = readRevision(revisions[i], item, i == 0 ? first_revision : NULLTAG);
-        revisions_.emplace_back(revisions[i], tag);
+        if (revisions[i].find("datasets") || revisions[i].find("bom"))
+            unfinished_.push_back({node.tree().place(), i, tag});
     }
 }
 
@@ -177,9 +178,11 @@ void WorldImport::readMasterForm(const JsonNode& node, tag_t owner) {
 // ---- structures ----
 
 void WorldImport::readStructures() {
-    for (const auto& [node, revision] : revisions_)
+    finishRevisions([&](const JsonNode& node, tag_t revision) {
         if (const auto bom = node.find("bom"))
             readBom(*bom, revision);
+    });
+    unfinished_ = {};
 }
 
 void WorldImport::readBom(const JsonNode& node, tag_t revision) {
@@ -211,14 +214,14 @@ void WorldImport::readBom(const JsonNode& node, tag_t revision) {
                           line.text("number", ""), notes);
         });
         ++report_.occurrences;
-        session_.unloadBeyond(Session::kMostCached);
+        relieve();
     }
 }
 
 // ---- the rest ----
 
 void WorldImport::readForms() {
-    for (const JsonNode& node : root_.list("forms")) {
+    for (const JsonNode& node : document_.list("forms")) {
         node.allow({"label", "type", "name", "description", "owner", "status", "values"});
         const Type& type = typeNamed(node.at("type"), store().model());
         if (!type.cls->isA(*store().model().findClass("Form")))
@@ -233,11 +236,12 @@ void WorldImport::readForms() {
         readCommon(node, form);
         if (const auto values = node.find("values"))
             readAttributes(*values, form);
+        relieve();
     }
 }
 
 void WorldImport::readFolders() {
-    for (const JsonNode& node : root_.list("folders")) {
+    for (const JsonNode& node : document_.list("folders")) {
         node.allow({"label", "name", "description", "owner", "attributes", "status", "contents"});
         Values contents;
         for (const JsonNode& each : node.list("contents"))
@@ -251,11 +255,12 @@ void WorldImport::readFolders() {
         });
         define(node, folder);
         readCommon(node, folder);
+        relieve();
     }
 }
 
 void WorldImport::readRelations() {
-    for (const JsonNode& node : root_.list("relations")) {
+    for (const JsonNode& node : document_.list("relations")) {
         node.allow({"label", "type", "primary", "secondary"});
         const tag_t type = relationTypeNamed(node.at("type"), store().model()).handle;
         const tag_t primary = resolve(node.at("primary"));
@@ -265,11 +270,12 @@ void WorldImport::readRelations() {
                    session_.save(relation);
                    return relation.tag;
                }));
+        relieve();
     }
 }
 
 void WorldImport::readProcesses() {
-    for (const JsonNode& node : root_.list("processes")) {
+    for (const JsonNode& node : document_.list("processes")) {
         node.allow({"label", "name", "description", "template", "targets", "references"});
         const JsonNode name = node.at("template");
         const tag_t process_template = findProcessTemplate(session_, name.text());
@@ -285,6 +291,7 @@ void WorldImport::readProcesses() {
                                         node.text("description", ""), process_template,
                                         attachments);
                }));
+        relieve();
     }
 }
 

@@ -228,6 +228,9 @@ public:
     // Let statements run again although the database has given up the batch. Requires:
     // rollbackBatch() follows.
     void letGoOfBatch() noexcept { holdTransaction(false); }
+    // The batch makes a great deal, and what fails in it makes all of it go back. Requires: a
+    // batch.
+    virtual void expectMuch() {}
     // Whether the database has given up the batch after a failure.
     virtual bool isBatchLost() const = 0;
     // Failure kStoreFailure if another session's batch is open on this connection.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <unordered_set>
+#include <utility>
 
 #include "workbench/model/status.h"
 #include "workbench/store/making.h"
@@ -17,6 +18,8 @@ namespace mervane {
 const char* const SqliteStore::kLoad = "SELECT type, version, data FROM object WHERE tag=?";
 
 namespace {
+
+constexpr const char* kMapping = "PRAGMA mmap_size=134217728";
 
 std::int64_t number(tag_t tag) {
     return static_cast<std::int64_t>(tag);
@@ -73,7 +76,8 @@ std::unique_ptr<Connection> SqliteStore::connect(const std::string& path, bool r
     if (!read_only)
         connection->execute(synchronous());
     // 64 MiB of pages, enough for the indexes of a hundred thousand items.
-    connection->execute("PRAGMA cache_size=-65536; PRAGMA mmap_size=134217728");
+    connection->execute("PRAGMA cache_size=-65536");
+    connection->execute(kMapping);
     return connection;
 }
 
@@ -631,15 +635,77 @@ std::int64_t SqliteStore::objectCount() {
 
 // A database in a file has one writer at a time.
 bool SqliteStore::begin(bool) {
-    return beginTransaction(*connection_);
+    if (!connection_->inTransaction()) {
+        parts_.clear();
+        beginTransaction(*connection_);
+        changes_before_ = connection_->allChanges();
+        return false;
+    }
+    // A savepoint keeps the old contents of each page that is changed after it, in memory, and its
+    // end walks through all of them: an import of much does without.
+    Part part = Part::Savepoint;
+    if (much_)
+        part = Part::Together;
+    else if (parts_.empty() && connection_->allChanges() == changes_before_)
+        part = Part::First;
+    parts_.reserve(parts_.size() + 1);
+    if (part == Part::Savepoint)
+        beginTransaction(*connection_);
+    parts_.push_back(part);
+    return true;
 }
 
 void SqliteStore::commit(bool part) {
-    commitTransaction(*connection_, part);
+    if (!part || parts_.back() == Part::Savepoint)
+        commitTransaction(*connection_, part);
+    if (part)
+        parts_.pop_back();
+    else
+        mapAgain();
 }
 
 void SqliteStore::rollback(bool part) noexcept {
-    rollbackTransaction(*connection_, part);
+    const Part kind = part && !parts_.empty() ? parts_.back() : Part::Savepoint;
+    if (part && !parts_.empty())
+        parts_.pop_back();
+    // What can't go back alone takes all with it, and the batch counts as given up.
+    rollbackTransaction(*connection_, part && kind == Part::Savepoint);
+    if (kind == Part::First) {
+        const bool held = connection_->holdsTransaction();
+        connection_->holdTransaction(false);
+        try {
+            // The outer one goes on: it has lost nothing.
+            beginTransaction(*connection_);
+            changes_before_ = connection_->allChanges();
+        } catch (...) {
+            // Somebody else writes now: the batch counts as given up.
+        }
+        connection_->holdTransaction(held);
+    }
+    if (!part) {
+        parts_.clear();
+        mapAgain();
+    }
+}
+
+// A page that is read through the mapping is looked for in the log each time, also if it is in the
+// cache: in a log of gigabytes that takes longer than all else.
+void SqliteStore::expectMuch() {
+    if (much_)
+        return;
+    if (!in_memory_)
+        connection_->execute("PRAGMA mmap_size=0");
+    much_ = true;
+}
+
+void SqliteStore::mapAgain() noexcept {
+    if (!std::exchange(much_, false) || in_memory_)
+        return;
+    try {
+        connection_->execute(kMapping);
+    } catch (...) {
+        // Reading takes a little longer then.
+    }
 }
 
 void SqliteStore::holdTransaction(bool hold) noexcept {

@@ -183,6 +183,9 @@ void SqliteStore::recordRuns(bool on) {
 }
 
 std::unique_ptr<RunTables> SqliteStore::runs(bool temporary) {
+    // To make a table is a change that isn't counted.
+    if (temporary)
+        changes_before_ = -1;
     return std::make_unique<SqliteRunTables>(*connection_, temporary);
 }
 

@@ -345,6 +345,10 @@ std::int64_t Connection::changes() const {
     return sqlite3_changes64(database_);
 }
 
+std::int64_t Connection::allChanges() const {
+    return sqlite3_total_changes64(database_);
+}
+
 bool Connection::inTransaction() const {
     return sqlite3_get_autocommit(database_) == 0;
 }

@@ -81,10 +81,13 @@ public:
     std::uint64_t undone() const { return undone_; }
     // Rows that the last INSERT, UPDATE or DELETE has changed.
     std::int64_t changes() const;
+    // Rows that it has changed since it was opened.
+    std::int64_t allChanges() const;
     bool inTransaction() const;
     // While this is on, all work is for the transaction that is open now: if a failure makes the
     // database give it up, nothing more is done, since it would be stored outside of it.
     void holdTransaction(bool hold) { held_ = hold; }
+    bool holdsTransaction() const { return held_; }
     bool isHeldTransactionLost() const { return held_ && !inTransaction(); }
     // Throw Failure kStoreFailure for the database's last error; `operation` says what couldn't be
     // done, as "can't be read". The text of a statement isn't told. If nobody knows whether a

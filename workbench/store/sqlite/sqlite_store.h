@@ -76,6 +76,7 @@ public:
     void recordRuns(bool on) override;
     std::unique_ptr<RunTables> runs(bool temporary) override;
 
+    void expectMuch() override;
     bool isBatchLost() const override;
     std::vector<CheckFinding> backup(const std::string& path) override;
 
@@ -111,6 +112,15 @@ private:
     TextIndex text_index_;
     std::map<std::string, std::vector<Right>> rights_;  // by privilege
     Freshness rights_fresh_;
+    // Parts of the transaction that is open, the outer one first.
+    enum class Part {
+        Savepoint,
+        First,     // nothing was changed before it: all goes back with it
+        Together,  // it goes back with the one around it
+    };
+    std::vector<Part> parts_;
+    std::int64_t changes_before_ = 0;  // of the connection, when the transaction began
+    bool much_ = false;                // until the outer batch ends
     // Members, so that their memory is used again.
     std::vector<Values> before_;
     std::vector<std::pair<tag_t, const Value*>> indexed_;
@@ -123,6 +133,7 @@ private:
     // Nothing: search without the index.
     std::optional<std::vector<Hit>> byTextIndex(tag_t attribute, const std::string& pattern,
                                                 const std::string& prefix, const std::string& end);
+    void mapAgain() noexcept;
     void indexNew(tag_t tag);
     void index(tag_t tag, tag_t attribute, const Value& value);
     void unindex(tag_t tag, tag_t attribute, const Value& value);
