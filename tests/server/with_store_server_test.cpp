@@ -60,7 +60,7 @@ TEST(WithStoreServer, ItsExitCodeIsThatOfTheCommand) {
 
 TEST(WithStoreServer, NothingIsLeftIfItIsEndedOrKilled) {
     for (const int signal : {SIGTERM, SIGKILL}) {
-        Child script(kScript, {"sh", "-c", "echo \"$KELD_TEST_SERVER\"; exec sleep 20"});
+        Child script(kScript, {"sh", "-c", "echo \"$KELD_TEST_SERVER\"; exec sleep 3"});
         const std::string directory = keld_test::socketDirectory(script.line());
         ::kill(script.process(), signal);
         EXPECT_TRUE(isGoneSoon(directory)) << signal;
