@@ -52,15 +52,16 @@ private:
     std::vector<std::string> asked(const std::string& sql) {
         PGresult* result =
             PQexecParams(connection_, sql.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 1);
-        const std::string failure = PQresultErrorMessage(result);
+        const bool answered =
+            PQresultStatus(result) == PGRES_TUPLES_OK || PQresultStatus(result) == PGRES_COMMAND_OK;
         std::vector<std::string> row;
         if (PQntuples(result) > 0)
             for (int i = 0; i < PQnfields(result); ++i)
                 row.emplace_back(PQgetvalue(result, 0, i),
                                  static_cast<std::size_t>(PQgetlength(result, 0, i)));
         PQclear(result);
-        if (!failure.empty())
-            throw std::runtime_error(sql + ": " + failure);
+        if (!answered)
+            throw std::runtime_error(sql + ": " + PQerrorMessage(connection_));
         return row;
     }
 };

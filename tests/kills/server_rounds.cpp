@@ -37,29 +37,33 @@ public:
     const std::string& address() const { return address_; }
     // Of the only column, a value a row. Throws std::runtime_error.
     std::vector<std::string> ask(const std::string& sql) {
-        if (!connection_)
+        if (!connection_) {
             connection_ = PQconnectdb(address_.c_str());
+            PQsetNoticeProcessor(
+                connection_, [](void*, const char*) {}, nullptr);
+        }
         PGresult* result = PQexec(connection_, sql.c_str());
-        const std::string failure = PQresultErrorMessage(result);
+        const bool answered =
+            PQresultStatus(result) == PGRES_TUPLES_OK || PQresultStatus(result) == PGRES_COMMAND_OK;
         std::vector<std::string> values;
         for (int i = 0; i < PQntuples(result); ++i)
             values.push_back(PQgetvalue(result, i, 0));
         PQclear(result);
-        if (!failure.empty())
-            throw std::runtime_error("the server answers: " + failure);
+        if (!answered)
+            throw std::runtime_error("the server answers: " +
+                                     std::string(PQerrorMessage(connection_)));
         return values;
     }
-    // After it has begun again by itself.
-    void waitUntilItAnswers() {
-        for (const auto began = Clock::now();; std::this_thread::sleep_for(10ms))
-            try {
-                disconnect();
-                ask("SELECT 1");
-                return;
-            } catch (const std::runtime_error&) {
-                if (Clock::now() - began > kPatience)
-                    throw;
-            }
+    // One of its processes was killed: it ends all others, which it needn't have done yet, and
+    // begins again by itself.
+    void waitForNewBegin() {
+        const auto began = Clock::now();
+        while (answers() && Clock::now() - began < kPatience)
+            std::this_thread::sleep_for(1ms);
+        do
+            disconnect();
+        while (!answers() && Clock::now() - began < kPatience);
+        ask("SELECT 1");
     }
     // stop, kill or start.
     void control(const std::string& verb) {
@@ -73,6 +77,14 @@ private:
                 control_ = fromEnvironment("KELD_TEST_SERVER_CONTROL");
     PGconn* connection_ = nullptr;
 
+    bool answers() {
+        try {
+            ask("SELECT 1");
+            return true;
+        } catch (const std::runtime_error&) {
+            return false;
+        }
+    }
     void disconnect() {
         PQfinish(connection_);
         connection_ = nullptr;
@@ -176,7 +188,7 @@ std::vector<std::size_t> ServerRounds::strike(std::size_t place) {
     count(*workers_[place]);
     ++kills_;
     if (choice == 17)
-        server_.waitUntilItAnswers();
+        server_.waitForNewBegin();
     else
         server_.control("start");
     return all;

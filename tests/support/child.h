@@ -65,6 +65,16 @@ public:
             lines.push_back(next);
         return lines;
     }
+    // The next lines, up to one with this begin and not more than so many.
+    std::vector<std::string> linesUntil(const std::string& begin, std::size_t most) {
+        std::vector<std::string> lines;
+        for (std::string next = line(); !next.empty(); next = line()) {
+            lines.push_back(next);
+            if (next.starts_with(begin) || lines.size() == most)
+                break;
+        }
+        return lines;
+    }
     void kill() {
         ::kill(process_, SIGKILL);
         wait();

@@ -61,11 +61,13 @@ private:
     // Returns: the first value of the answer.
     std::string run(const std::string& sql) const {
         PGresult* result = PQexec(connection_, sql.c_str());
-        const std::string failure = PQresultErrorMessage(result);
+        const bool answered =
+            PQresultStatus(result) == PGRES_TUPLES_OK || PQresultStatus(result) == PGRES_COMMAND_OK;
         const std::string value = PQntuples(result) > 0 ? PQgetvalue(result, 0, 0) : "";
         PQclear(result);
-        if (!failure.empty())
-            throw std::runtime_error("the server of KELD_TEST_SERVER: " + failure);
+        if (!answered)
+            throw std::runtime_error("the server of KELD_TEST_SERVER: " +
+                                     std::string(PQerrorMessage(connection_)));
         return value;
     }
 };

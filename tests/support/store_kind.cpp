@@ -60,10 +60,12 @@ std::string storeIn(const std::string& directory, const std::string& name) {
     return ofSchema(schema);
 }
 
-std::string freshStore() {
-    if (!onServer())
-        return ":memory:";
+std::string freshServerStore() {
     return ofSchema(newSchema());
+}
+
+std::string freshStore() {
+    return onServer() ? freshServerStore() : ":memory:";
 }
 
 }  // namespace keld_test

@@ -21,6 +21,9 @@ std::string storeIn(const std::string& directory, const std::string& name);
 // as storeIn().
 std::string freshStore();
 
+// The same on the server, whatever kind of store the tests work on.
+std::string freshServerStore();
+
 // The address of KELD_TEST_SERVER, whatever kind of store the tests work on. Failures as storeIn(),
 // except that the server isn't asked.
 std::string serverAddress();
