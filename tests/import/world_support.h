@@ -1,20 +1,21 @@
 #pragma once
 
-// A store in memory with a session on it, for tests of imports and exports.
+// A fresh store with a session on it, for tests of imports and exports.
 
 #include <functional>
 #include <sstream>
 #include <string>
 
 #include "tests/support/files.h"
+#include "tests/support/store_kind.h"
 #include "workbench/workbench.h"
 
 namespace keld_test {
 
 class OpenStore {
 public:
-    explicit OpenStore(const std::string& path = ":memory:") {
-        store_ = mervane_workbench()->openStore(path);
+    explicit OpenStore(const std::string& path = "") {
+        store_ = path.empty() ? openFreshStore() : mervane_workbench()->openStore(path);
         session_ = mervane_workbench()->openSession(store_, {});
     }
     ~OpenStore() { mervane_workbench()->closeStore(store_); }

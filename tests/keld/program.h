@@ -14,6 +14,7 @@
 #include "tests/support/files.h"
 #include "tests/support/places.h"
 #include "tests/support/run_program.h"
+#include "tests/support/store_kind.h"
 
 namespace keld_test {
 
@@ -25,6 +26,10 @@ struct Result : Ended {
 
 class Program : public testing::Test {
 protected:
+    Program() {
+        if (onServer())
+            environment()["MERVANE_STORE"] = storeIn(made_.string(), "keld.db");
+    }
     const fs::path& directory() const { return around_.directory; }
     // With the system's separators, as programs print it.
     fs::path path(const std::string& name) const { return (made_ / name).make_preferred(); }

@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <string_view>
 
 namespace kills {
 
@@ -13,6 +14,15 @@ struct Stored {
     std::uint64_t digest = 0;
 };
 
+// Of an object's row.
+inline Stored storedAs(std::int64_t version, std::string_view data) {
+    std::uint64_t digest = 14695981039346656037u;
+    for (const char byte : data)
+        digest = (digest ^ static_cast<unsigned char>(byte)) * 1099511628211u;
+    digest = (digest ^ static_cast<std::uint64_t>(version)) * 1099511628211u;
+    return {version, digest};
+}
+
 inline Stored storedOf(sqlite3* database, std::int64_t tag) {
     Stored found;
     sqlite3_stmt* rows = nullptr;
@@ -20,16 +30,12 @@ inline Stored storedOf(sqlite3* database, std::int64_t tag) {
                            nullptr) != SQLITE_OK)
         return found;
     sqlite3_bind_int64(rows, 1, tag);
-    std::uint64_t digest = 14695981039346656037u;
     if (sqlite3_step(rows) == SQLITE_ROW) {
-        found.version = sqlite3_column_int64(rows, 0);
-        const auto* bytes = static_cast<const unsigned char*>(sqlite3_column_blob(rows, 1));
-        for (int i = 0; i < sqlite3_column_bytes(rows, 1); ++i)
-            digest = (digest ^ bytes[i]) * 1099511628211u;
-        digest = (digest ^ static_cast<std::uint64_t>(found.version)) * 1099511628211u;
+        const auto* bytes = static_cast<const char*>(sqlite3_column_blob(rows, 1));
+        const auto size = static_cast<std::size_t>(sqlite3_column_bytes(rows, 1));
+        found = storedAs(sqlite3_column_int64(rows, 0), {bytes, size});
     }
     sqlite3_finalize(rows);
-    found.digest = digest;
     return found;
 }
 

@@ -8,6 +8,9 @@
 //                       the power fails: what wasn't synchronised is gone. PART: what has it in its
 //                       path is not synchronised by mistake. --expect-loss: succeed only if a loss
 //                       was found, as MERVANE_SYNC=normal or --deaf must show one.
+//   kill_loop --server [--kills N] [--seed S]
+//                       the store is on the server that scripts/with-store-server has started:
+//                       processes are killed, their connections, and the server
 
 #include <cstdlib>
 #include <exception>
@@ -39,6 +42,8 @@ int main(int count, char** arguments) {
             options.deaf = value(i);
         else if (option == "--care")
             options.kind = kills::Options::Kind::Care;
+        else if (option == "--server")
+            options.kind = kills::Options::Kind::Server;
         else if (option == "--power")
             options.kind = kills::Options::Kind::Power;
         else if (option == "--expect-loss")
@@ -61,6 +66,8 @@ int main(int count, char** arguments) {
                 return kills::runCare(options);
             case kills::Options::Kind::Power:
                 return kills::runPower(options);
+            case kills::Options::Kind::Server:
+                return kills::runServer(options);
         }
     } catch (const std::exception& error) {
         std::cout << "the loop itself failed: " << error.what() << std::endl;

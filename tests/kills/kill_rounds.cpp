@@ -1,4 +1,4 @@
-// Three processes, of which one, or all at once, are killed with SIGKILL.
+#include "tests/kills/kill_rounds.h"
 
 #include <sys/wait.h>
 
@@ -6,7 +6,6 @@
 #include <filesystem>
 #include <iostream>
 
-#include "tests/kills/rounds.h"
 #include "tests/support/run_program.h"
 
 namespace kills {
@@ -16,47 +15,21 @@ namespace {
 using std::chrono::microseconds;
 using namespace std::chrono_literals;
 
-constexpr std::size_t kWorkers = 3;
 constexpr int kKillsOfAStore = 75;  // a store that grows takes longer to check
 // Longer than anything takes, also on a busy machine.
 constexpr auto kPatience = 60s;
 
-class KillRounds final : public WorkRounds {
-public:
-    explicit KillRounds(const Options& options) : WorkRounds(options, KILL_WORKER) {}
-    int run();
+}  // namespace
 
-private:
-    int alone_ = 0;  // number of kills after which no worker was left
-    // Sums of the current store, then of all stores.
-    std::size_t runs_ = 0, not_ended_ = 0, entries_ = 0;
-    std::size_t all_runs_ = 0, all_not_ended_ = 0, all_entries_ = 0;
-    bool recorded_ = false;
-    // Mean times in microseconds.
-    std::map<std::string, double> run_time_;
-    double opening_time_ = 15000, closing_time_ = 1000;
+void KillRounds::learn(double& mean, Clock::time_point since) {
+    const double took = std::chrono::duration<double, std::micro>(Clock::now() - since).count();
+    mean = mean == 0 ? took : 0.8 * mean + 0.2 * took;
+}
 
-    static void learn(double& mean, Clock::time_point since) {
-        const double took = std::chrono::duration<double, std::micro>(Clock::now() - since).count();
-        mean = mean == 0 ? took : 0.8 * mean + 0.2 * took;
-    }
-    int runTime(const std::string& kind) const {
-        const auto at = run_time_.find(kind);
-        return at == run_time_.end() || at->second == 0 ? 10000 : static_cast<int>(at->second);
-    }
-
-    void aim(std::size_t place);
-    void untilLine(std::size_t place, char wanted);
-    void untilSave(std::size_t place, char wanted);
-    void waitRandom(int longest) { hear(microseconds(upTo(longest)), nullptr); }
-    void killThese(const std::vector<std::size_t>& places);
-    void lookAfter(const std::vector<std::size_t>& places);
-    void lookAlone(const std::string& when);
-    void end(std::size_t place);
-    void endAll(bool kill);
-    void lookWithCommand();
-    void store(int kills);
-};
+int KillRounds::runTime(const std::string& kind) const {
+    const auto at = run_time_.find(kind);
+    return at == run_time_.end() || at->second == 0 ? 10000 : static_cast<int>(at->second);
+}
 
 // Listen until this worker says such a line.
 void KillRounds::untilLine(std::size_t place, char wanted) {
@@ -130,6 +103,11 @@ void KillRounds::killThese(const std::vector<std::size_t>& places) {
     }
 }
 
+std::vector<std::size_t> KillRounds::strike(std::size_t place) {
+    killThese({place});
+    return {place};
+}
+
 // After a kill, with the others at work.
 void KillRounds::lookAfter(const std::vector<std::size_t>& places) {
     std::set<int> living;
@@ -139,17 +117,20 @@ void KillRounds::lookAfter(const std::vector<std::size_t>& places) {
     const Running& first = *workers_[places.front()];
     const std::string when = first.kind + ", " + first.way + ", " + first.phase;
     try {
+        for (const std::size_t place : places)
+            waitUntilGone(*workers_[place]);
         Plant plant(path_);
         note(plant.check(false), when);
         for (const std::size_t place : places) {
             Running& dead = *workers_[place];
-            if (!dead.error.empty())
+            if (!isExpected(dead))
                 note({dead.kind + ": " + dead.error}, when);
+            beforeSettling(plant, dead.saved);
             note(settle(plant, dead), when);
             std::set<std::int64_t> objects;
             for (auto at = dead.saved.rbegin(); at != dead.saved.rend() && objects.size() < 12;
                  ++at)
-                if (storedOf(plant.database(), *at).version != 0)
+                if (plant.bare().storedOf(*at).version != 0)
                     objects.insert(*at);
             note(plant.takeLocks(objects, living), when);
         }
@@ -162,13 +143,16 @@ void KillRounds::lookAfter(const std::vector<std::size_t>& places) {
 void KillRounds::lookAlone(const std::string& when) {
     ++alone_;
     try {
+        for (const auto& worker : workers_)
+            waitUntilGone(*worker);
         Plant plant(path_);
+        beforeSettling(plant, ledger_.wanted());
         for (const auto& worker : workers_)
             note(settle(plant, *worker), when);
-        note(ledger_.settleAbsent(plant.database()), when);
+        note(ledger_.settleAbsent(plant.bare()), when);
         note(plant.leftLocks(), when);
         note(plant.check(true), when);
-        note(ledger_.compare(plant.database()), when);
+        note(ledger_.compare(plant.bare()), when);
         if (ways_.front() != "none") {
             const auto records = plant.checkRecords();
             note(records.wrong, when);
@@ -230,28 +214,39 @@ void KillRounds::lookWithCommand() {
         note({before, after}, "keld check");
 }
 
+void KillRounds::startAll() {
+    for (std::size_t place = 0; place < kWorkers; ++place)
+        start(place);
+}
+
 void KillRounds::store(int kills) {
     newWorld();
-    // Every second store is changed in recorded runs alone.
-    recorded_ = !recorded_;
+    // Every second store is changed in recorded runs alone, on a server each of them.
+    recorded_ = !recorded_ || isOnServer(path_);
     ways_ = recorded_ ? std::vector<std::string>{"server", "server", "whole", "whole", "rehearsal"}
                       : std::vector<std::string>{"none"};
     runs_ = not_ended_ = entries_ = 0;
     const int until = kills_ + kills;
-    for (std::size_t place = 0; place < kWorkers; ++place)
-        start(place);
+    startAll();
     while (kills_ < until && !tooMuchWrong()) {
         const int choice = upTo(19);
         if (choice < 2) {
             endAll(choice == 0);
-            for (std::size_t place = 0; place < kWorkers; ++place)
-                start(place);
+            startAll();
             continue;
         }
         const auto place = static_cast<std::size_t>(upTo(kWorkers - 1));
         aim(place);
-        killThese({place});
-        lookAfter({place});
+        const std::vector<std::size_t> dead = strike(place);
+        if (dead.size() == kWorkers) {
+            for (const std::size_t each : dead)
+                if (!isExpected(*workers_[each]))
+                    note({workers_[each]->kind + ": " + workers_[each]->error}, "all dead");
+            lookAlone("all dead");
+            startAll();
+            continue;
+        }
+        lookAfter(dead);
         const auto began = Clock::now();
         start(place);
         if (upTo(3) == 0) {
@@ -283,8 +278,6 @@ int KillRounds::run() {
                ? 0
                : 1;
 }
-
-}  // namespace
 
 int runKills(const Options& options) {
     return KillRounds(options).run();

@@ -75,8 +75,8 @@ void Ledger::hear(Running& worker, const std::string& line) {
     }
 }
 
-std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known) const {
-    const Stored found = storedOf(store, tag);
+std::string Ledger::compare(BareStore& store, std::int64_t tag, const Known& known) const {
+    const Stored found = store.storedOf(tag);
     if (known.gone)
         return found.version == 0
                    ? ""
@@ -86,7 +86,7 @@ std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known
     if (found.version < known.stored.version)
         return "lost: " + shown(tag) + " has version " + std::to_string(found.version) + ", " +
                std::to_string(known.stored.version) + " was acknowledged";
-    if (found.version > known.stored.version && !known.shared)
+    if (found.version > known.stored.version && !known.shared && hears_each_save_)
         return shown(tag) + " has version " + std::to_string(found.version) +
                ", which nobody told of";
     if (found.version == known.stored.version && found.digest != known.stored.digest)
@@ -94,12 +94,12 @@ std::string Ledger::compare(sqlite3* store, std::int64_t tag, const Known& known
     return "";
 }
 
-std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
+std::vector<std::string> Ledger::settle(BareStore& store, Running& dead,
                                         const std::vector<std::unique_ptr<Running>>& all,
                                         const std::function<void()>& listen) {
     std::map<std::int64_t, Stored> made;
     for (const std::int64_t tag : dead.intent.made)
-        made[tag] = storedOf(store, tag);
+        made[tag] = store.storedOf(tag);
     listen();
     const auto others = [&](std::int64_t tag) {
         return known_.count(tag) || std::any_of(all.begin(), all.end(), [&](const auto& worker) {
@@ -123,7 +123,7 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
             known_[tag] = {found, false, false, false};
     }
     for (const std::int64_t tag : dead.intent.gone) {
-        const bool is_gone = storedOf(store, tag).version == 0;
+        const bool is_gone = store.storedOf(tag).version == 0;
         tell(is_gone, " -" + shown(tag));
         if (is_gone)
             known_[tag].gone = true;
@@ -132,7 +132,7 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
         const auto at = known_.find(tag);
         if (at == known_.end() || at->second.shared)
             continue;
-        const Stored found = storedOf(store, tag);
+        const Stored found = store.storedOf(tag);
         // Some of the saves may have been taken back within the transaction.
         const std::int64_t more = found.version - at->second.stored.version;
         const bool is_in = more > 0 && more <= saves;
@@ -152,7 +152,7 @@ std::vector<std::string> Ledger::settle(sqlite3* store, Running& dead,
     return wrong;
 }
 
-std::vector<std::string> Ledger::settleAbsent(sqlite3* store) {
+std::vector<std::string> Ledger::settleAbsent(BareStore& store) {
     std::vector<std::string> wrong;
     for (const Intent& intent : absent_intents_) {
         std::string in, out;
@@ -163,15 +163,15 @@ std::vector<std::string> Ledger::settleAbsent(sqlite3* store) {
                 now[tag] = known;
         };
         for (const std::int64_t tag : intent.made)
-            if (const Stored found = storedOf(store, tag); !known_.count(tag))
+            if (const Stored found = store.storedOf(tag); !known_.count(tag))
                 tell(tag, found.version != 0, {found, false, false, false});
         for (const std::int64_t tag : intent.gone)
             if (const auto at = known_.find(tag); at != known_.end() && !at->second.gone)
-                tell(tag, storedOf(store, tag).version == 0,
+                tell(tag, store.storedOf(tag).version == 0,
                      {at->second.stored, true, at->second.shared, at->second.others});
         for (const auto& [tag, saves] : intent.saves)
             if (const auto at = known_.find(tag); at != known_.end() && !at->second.shared) {
-                const Stored found = storedOf(store, tag);
+                const Stored found = store.storedOf(tag);
                 const std::int64_t more = found.version - at->second.stored.version;
                 tell(tag, more > 0 && more <= saves, {found, false, false, at->second.others});
             }
@@ -190,7 +190,15 @@ std::vector<std::string> Ledger::settleAbsent(sqlite3* store) {
     return wrong;
 }
 
-std::vector<std::string> Ledger::compare(sqlite3* store) const {
+std::vector<std::int64_t> Ledger::wanted() const {
+    std::vector<std::int64_t> tags;
+    for (const auto& [tag, known] : known_)
+        if (!known.gone)
+            tags.push_back(tag);
+    return tags;
+}
+
+std::vector<std::string> Ledger::compare(BareStore& store) const {
     std::vector<std::string> wrong;
     for (const auto& [tag, known] : known_)
         if (std::string text = compare(store, tag, known); !text.empty())

@@ -1,12 +1,8 @@
 #include "tests/kills/plant.h"
 
-#include <filesystem>
-#include <stdexcept>
-
 #include "platform/mv_err.h"
 #include "platform/mv_obj.h"
 #include "tests/kills/operations.h"
-#include "tests/support/held_file.h"
 
 namespace kills {
 
@@ -16,30 +12,13 @@ mervane::Workbench& bench() {
     return *mervane_workbench();
 }
 
-std::int64_t countIn(sqlite3* database, const char* sql) {
-    sqlite3_stmt* row = nullptr;
-    if (sqlite3_prepare_v2(database, sql, -1, &row, nullptr) != SQLITE_OK)
-        throw std::runtime_error(sqlite3_errmsg(database));
-    const std::int64_t count = sqlite3_step(row) == SQLITE_ROW ? sqlite3_column_int64(row, 0) : -1;
-    sqlite3_finalize(row);
-    return count;
-}
-
-sqlite3* openBare(const std::string& path) {
-    sqlite3* database = nullptr;
-    if (sqlite3_open_v2(path.c_str(), &database, SQLITE_OPEN_READWRITE, nullptr) != SQLITE_OK)
-        throw std::runtime_error(path + " can't be opened");
-    sqlite3_busy_timeout(database, 20000);
-    return database;
-}
-
 }  // namespace
 
-Plant::Plant(std::string path) : path_(std::move(path)) {
-    store_ = bench().openStore(path_);
+Plant::Plant(const std::string& path) {
+    store_ = bench().openStore(path);
     try {
         bench().openSession(store_, {});
-        database_ = openBare(path_);
+        bare_ = BareStore::open(path);
     } catch (...) {
         bench().closeStore(store_);
         throw;
@@ -47,7 +26,7 @@ Plant::Plant(std::string path) : path_(std::move(path)) {
 }
 
 Plant::~Plant() {
-    sqlite3_close(database_);
+    bare_.reset();
     bench().closeStore(store_);
 }
 
@@ -95,21 +74,16 @@ keld_test::RecordCheck Plant::checkRecords() {
     return keld_test::checkRecords(shared);
 }
 
-std::vector<std::string> Plant::leftLocks() {
-    std::vector<std::string> wrong;
-    sqlite3* locks = openBare(path_ + "-locks");
-    if (const auto held = keld_test::heldInFile(path_).size(); held != 0)
-        wrong.push_back(std::to_string(held) + " locks are left");
-    if (const auto sessions = countIn(locks, "SELECT count(*) FROM session"); sessions != 1)
-        wrong.push_back(std::to_string(sessions - 1) + " sessions are left");
-    sqlite3_close(locks);
-    std::size_t files = 0;
-    for ([[maybe_unused]] const auto& each :
-         std::filesystem::directory_iterator(path_ + "-sessions"))
-        ++files;
-    if (files != 1)
-        wrong.push_back(std::to_string(files) + " files of sessions where there is one session");
-    return wrong;
+bool Plant::isRecordedAsGone(std::int64_t object) {
+    mervane::RunQuery query;
+    query.object = static_cast<tag_t>(object);
+    bool is_gone = false;
+    for (const mervane::RunHead& head : bench().runs(query))
+        bench().readRun(head.number, [&](const mervane::RunEntry& entry) {
+            is_gone = is_gone || (entry.object == query.object &&
+                                  entry.change == mervane::RunChange::ObjectDeleted);
+        });
+    return is_gone;
 }
 
 }  // namespace kills

@@ -2,12 +2,12 @@
 
 // The store between two kills, as a fresh session sees it.
 
-#include <sqlite3.h>
-
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "tests/kills/bare_store.h"
 #include "tests/support/record_check.h"
 #include "workbench/workbench.h"
 
@@ -16,7 +16,7 @@ namespace kills {
 class Plant {
 public:
     // Opens the store and a session on it.
-    explicit Plant(std::string path);
+    explicit Plant(const std::string& path);
     ~Plant();
     Plant(const Plant&) = delete;
 
@@ -28,15 +28,16 @@ public:
                                        const std::set<int>& living);
     // Whether the records of runs fit what is stored. Requires: all that changed is recorded.
     keld_test::RecordCheck checkRecords();
-    // Lock rows, session rows and session files that are not of this session.
-    std::vector<std::string> leftLocks();
+    // What is left of other sessions and their locks.
+    std::vector<std::string> leftLocks() { return bare_->leftLocks(); }
+    // Whether a record of a run tells that the object was deleted.
+    static bool isRecordedAsGone(std::int64_t object);
 
-    sqlite3* database() const { return database_; }
+    BareStore& bare() { return *bare_; }
 
 private:
-    std::string path_;
     mervane::Workbench::StoreId store_ = 0;
-    sqlite3* database_ = nullptr;
+    std::unique_ptr<BareStore> bare_;
 };
 
 }  // namespace kills

@@ -34,7 +34,7 @@ void PowerRounds::look() {
         }
         note(plant.leftLocks(), "power");
         note(plant.check(true), "power");
-        note(ledger_.compare(plant.database()), "power");
+        note(ledger_.compare(plant.bare()), "power");
     } catch (const std::exception& error) {
         note({std::string("the store can't be looked at: ") + error.what()}, "power");
     }

@@ -81,11 +81,14 @@ void WorkRounds::start(std::size_t place) {
     const std::string& way =
         ways_[static_cast<std::size_t>(upTo(static_cast<int>(ways_.size()) - 1))];
     workers_.resize(std::max(workers_.size(), place + 1));
+    auto environment = environment_;
+    environment.emplace_back("PGAPPNAME", name);  // how a server tells whose connections it has
     workers_[place] = std::make_unique<Running>(
         program_,
         std::vector<std::string>{kind, name, directory_, path_, std::to_string(pages), way},
-        environment_);
+        environment);
     workers_[place]->kind = kind;
+    workers_[place]->name = name;
     workers_[place]->way = way;
 }
 
@@ -125,6 +128,7 @@ void WorkRounds::hearLast(Running& worker) {
 void WorkRounds::newWorld() {
     workers_.clear();
     freshDirectory();
+    placeStore();
     makeWorld(directory_, path_);
     ledger_.clear();
 }

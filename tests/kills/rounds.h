@@ -15,7 +15,7 @@
 namespace kills {
 
 struct Options {
-    enum class Kind { Kills, Care, Power } kind = Kind::Kills;
+    enum class Kind { Kills, Care, Power, Server } kind = Kind::Kills;
     int kills = 100;
     unsigned seed = 0;
     std::string operation;  // empty: all of them in turn
@@ -27,6 +27,7 @@ struct Options {
 int runKills(const Options& options);
 int runCare(const Options& options);
 int runPower(const Options& options);
+int runServer(const Options& options);
 
 // What the three kinds share: a directory, random numbers, the list of what went wrong.
 class Rounds {
@@ -61,6 +62,7 @@ private:
 class WorkRounds : public Rounds {
 public:
     WorkRounds(const Options& options, std::string program);
+    virtual ~WorkRounds() = default;
 
 protected:
     using Workers = std::vector<std::unique_ptr<Running>>;
@@ -80,12 +82,14 @@ protected:
     void hearLast(Running& worker);
     // Find what is wrong with the objects of a killed worker.
     std::vector<std::string> settle(Plant& plant, Running& dead) {
-        return ledger_.settle(plant.database(), dead, workers_, [this] {
+        return ledger_.settle(plant.bare(), dead, workers_, [this] {
             for (const auto& worker : workers_)
                 hearLast(*worker);
         });
     }
     void newWorld();
+    // Choose where the store of a new directory lies, if it isn't in it.
+    virtual void placeStore() {}
 
 private:
     std::string program_;

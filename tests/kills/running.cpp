@@ -24,8 +24,8 @@ Running::Running(const std::string& program, std::vector<std::string> arguments,
         list.push_back(argument.data());
     list.push_back(nullptr);
     std::vector<std::string> added;
-    for (const auto& [name, value] : environment)
-        added.push_back(name + "=" + value);
+    for (const auto& [variable, value] : environment)
+        added.push_back(variable + "=" + value);
     for (std::string& variable : added)
         variables.push_back(variable.data());
     for (char** variable = environ; *variable; ++variable)

@@ -44,7 +44,7 @@ public:
     int output() const { return out_; }
     pid_t process() const { return process_; }
 
-    std::string kind, way, phase = "opening";
+    std::string kind, name, way, phase = "opening";
     Intent intent;                    // not acknowledged yet
     std::set<std::int64_t> own;       // objects that it made
     std::vector<std::int64_t> saved;  // all that it saved, in this order

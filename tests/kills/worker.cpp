@@ -11,14 +11,18 @@
 //   keld_kill_worker KIND NAME DIRECTORY STORE PAGES WAY
 //
 // WAY: none, or how each run of the operation is one of the workbench's: server, whole, rehearsal.
+// On a store on a server I and A come with the end of a run, for all that its record tells.
 
 #include <poll.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <exception>
+#include <map>
+#include <memory>
 #include <string>
 
+#include "tests/kills/bare_store.h"
 #include "tests/kills/care.h"
 #include "tests/kills/operations.h"
 #include "tests/kills/told_saves.h"
@@ -39,6 +43,48 @@ bool inputEnded() {
     return ::read(STDIN_FILENO, &byte, 1) <= 0;
 }
 
+// The store past the workbench, where the workbench's database can't be listened to.
+std::unique_ptr<BareStore> bare_server;
+
+// What the run under way has done to objects, '+' made, '-' deleted, ' ' saved.
+std::map<tag_t, char> changesSoFar() {
+    std::map<tag_t, char> changes;
+    mervane_workbench()->readRunSoFar([&](const mervane::RunEntry& entry) {
+        if (entry.change == mervane::RunChange::ObjectMade)
+            changes[entry.object] = '+';
+        else if (entry.change == mervane::RunChange::ObjectChanged)
+            changes.emplace(entry.object, ' ');
+        else if (entry.change == mervane::RunChange::ObjectDeleted &&
+                 !changes.insert({entry.object, '-'}).second)
+            changes[entry.object] = changes[entry.object] == '+' ? '?' : '-';
+    });
+    std::erase_if(changes, [](const auto& each) { return each.second == '?'; });
+    return changes;
+}
+
+void sayIntent(const std::map<tag_t, char>& changes) {
+    constexpr char kAnyNumberOfSaves[] = ":1000000";
+    std::string line = "I";
+    for (const auto& [tag, change] : changes)
+        line += change == ' ' ? " " + std::to_string(tag) + kAnyNumberOfSaves
+                              : std::string(" ") + change + std::to_string(tag);
+    say(line);
+}
+
+void sayStored(const std::map<tag_t, char>& changes) {
+    std::string line = "A";
+    for (const auto& [tag, change] : changes) {
+        const Stored stored = bare_server->storedOf(tag);
+        if (stored.version == 0 && change != '-')
+            throw std::runtime_error("the workbench says that #" + std::to_string(tag) +
+                                     " is stored, and it isn't");
+        line += change == '-' ? " -" + std::to_string(tag)
+                              : " " + std::to_string(tag) + ":" + std::to_string(stored.version) +
+                                    ":" + std::to_string(stored.digest);
+    }
+    say(line);
+}
+
 // The body as a run, which is kept unless it is a rehearsal.
 template <typename Body>
 void inRun(const std::string& kind, const std::string& way, Body&& body) {
@@ -50,7 +96,14 @@ void inRun(const std::string& kind, const std::string& way, Body&& body) {
                                      : mervane::RunWay::Rehearsal,
                     kind, "", "", ""});
     body();
+    std::map<tag_t, char> changes;
+    if (bare_server && way != "rehearsal")
+        changes = changesSoFar();
+    if (!changes.empty())
+        sayIntent(changes);
     bench.endRun({}, true, nullptr);
+    if (!changes.empty())
+        sayStored(changes);
 }
 
 void work(const std::string& kind, const std::string& name, const std::string& directory,
@@ -58,6 +111,8 @@ void work(const std::string& kind, const std::string& name, const std::string& d
     mervane::Workbench& bench = *mervane_workbench();
     const auto store = bench.openStore(path);
     bench.openSession(store, {});
+    if (isOnServer(path))
+        bare_server = BareStore::open(path);
     say("R");
     const auto operation = makeOperation(kind, name, directory);
     // The prepared objects must stay, so never rehearse this.

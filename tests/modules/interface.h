@@ -1,6 +1,6 @@
 #pragma once
 
-// A store in memory with a session, and what the tests of the interface share.
+// A fresh store with a session, and what the tests of the interface share.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,6 +12,7 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_mv.h"
 #include "platform/mv_obj.h"
+#include "tests/support/store_kind.h"
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
 
@@ -27,7 +28,7 @@ class InterfaceTest : public testing::Test {
 protected:
     InterfaceTest() : wb(*mervane_workbench()) {
         ERR_clear_errors();
-        store = wb.openStore(":memory:");
+        store = keld_test::openFreshStore();
         session = wb.openSession(store, {});
     }
     ~InterfaceTest() override {

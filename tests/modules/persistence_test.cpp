@@ -73,7 +73,7 @@ TEST_F(Persistence, AnInheritedAttributeHasOneHandle) {
 
 TEST_F(Persistence, HandlesAreTheSameInEveryStore) {
     const tag_t cls = classId("Folder"), attribute = attr("date_released", "WorkspaceObject");
-    const auto second = wb.openStore(":memory:");
+    const auto second = keld_test::openFreshStore();
     wb.openSession(second, {});
     EXPECT_EQ(classId("Folder"), cls);
     EXPECT_EQ(attr("date_released", "WorkspaceObject"), attribute);

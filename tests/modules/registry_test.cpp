@@ -17,7 +17,7 @@ protected:
     SharedRegistry() {
         path = (directory / "ids.db").string();
         wb.createRegistry(path);
-        other = wb.openStore(":memory:");
+        other = keld_test::openFreshStore();
         other_session = wb.openSession(other, {});
         wb.selectSession(session);
     }

@@ -1,6 +1,6 @@
 #pragma once
 
-// A workbench in memory with a few readable makers, and the platform's answers as values.
+// A workbench on a fresh store with a few readable makers, and the platform's answers as values.
 
 #include <gtest/gtest.h>
 
@@ -20,6 +20,7 @@
 #include "platform/mv_rls.h"
 #include "platform/mv_str.h"
 #include "tests/support/files.h"
+#include "tests/support/store_kind.h"
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
 
@@ -66,7 +67,7 @@ inline tag_t lineTag(tag_t line, const char* attribute) {
 class StructureTest : public testing::Test {
 protected:
     void SetUp() override {
-        store_ = bench_.openStore(":memory:");
+        store_ = keld_test::openFreshStore();
         session_ = bench_.openSession(store_, {});
     }
     void TearDown() override { bench_.closeStore(store_); }

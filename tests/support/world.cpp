@@ -12,6 +12,7 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_rel.h"
 #include "tests/support/files.h"
+#include "tests/support/store_kind.h"
 
 namespace world {
 
@@ -64,7 +65,7 @@ bool isCallLine(const std::string& text) {
 
 World::World() : bench(*mervane_workbench()) {
     directory();
-    store_ = bench.openStore(":memory:");
+    store_ = keld_test::openFreshStore();
     session_ = bench.openSession(store_, {});
     std::error_code ignored;
     fs::remove(directory() / "keld_statusmanager.ini", ignored);

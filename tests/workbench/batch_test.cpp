@@ -281,7 +281,7 @@ TEST_P(Batch, ARevisionIsNotGivenToAnItemThatHasItsId) {
 }
 
 TEST(Statements, AnObjectIsReadWithOneAndSavedWithFiveStatements) {
-    const auto store = bench().openStore(":memory:");
+    const auto store = keld_test::openFreshStore();
     bench().openSession(store, {});
     const tag_t item = bench().createItem("1", "old", "", "A", nullptr);
     const tag_t other = bench().createItem("2", "other", "", "A", nullptr);
@@ -306,7 +306,7 @@ TEST(Statements, AnObjectIsReadWithOneAndSavedWithFiveStatements) {
 
 // A long run takes no more memory than some thousand objects do.
 TEST(Cache, ForgetsWhatWasOnlyReadAndKeepsWhatIsLockedOrUnsaved) {
-    const auto store = bench().openStore(":memory:");
+    const auto store = keld_test::openFreshStore();
     bench().openSession(store, {});
     const tag_t unsaved = bench().createFolder("old"), locked = bench().createFolder("locked"),
                 read = bench().createFolder("read");

@@ -11,7 +11,7 @@ using Arguments = std::vector<JournalArgument>;
 class Journal : public ::testing::Test {
 protected:
     void SetUp() override {
-        store_ = bench().openStore(":memory:");
+        store_ = keld_test::openFreshStore();
         bench().openSession(store_, {});
         item_ = bench().createItem("1", "old", "", "A", nullptr);
         ERR_clear_errors();

@@ -15,7 +15,7 @@ using namespace mervane::test;
 class Kill : public ::testing::Test {
 protected:
     void SetUp() override {
-        path_ = directory_.at("plant");
+        path_ = keld_test::storeIn(directory_.string(), "plant");
         bench().createStore(path_);
         const char* seed = std::getenv("KELD_SEED");
         seed_ = seed ? static_cast<unsigned>(std::atoi(seed)) : std::random_device{}();

@@ -25,7 +25,7 @@ TEST_P(ModelTest, HandlesAreTheSameInEveryStore) {
     bench().defineClass("Part", "Item", {{"colour", Kind::String, false, 20}});
     const tag_t before[] = {attribute("item_id", "Item"), attribute("colour", "Part"),
                             type("Part", "Item"), type("Text", "Dataset")};
-    const auto other = bench().openStore(":memory:");
+    const auto other = keld_test::openFreshStore();
     bench().openSession(other, {});
     bench().defineType("Filler", "Form", {{"colour", Kind::String, false, 20}});
     bench().defineClass("Part", "Item", {{"colour", Kind::String, false, 20}});
@@ -119,7 +119,7 @@ TEST_P(ModelTest, ADatasetTypeHasItsToolFormatsAndReferenceNames) {
 
 TEST(ModelInAFile, DefinitionsAreThereAfterReopening) {
     Directory directory;
-    const std::string path = directory.at("plant");
+    const std::string path = keld_test::storeIn(directory.string(), "plant");
     bench().createStore(path);
     auto store = bench().openStore(path);
     bench().openSession(store, {});

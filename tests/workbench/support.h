@@ -1,6 +1,6 @@
 #pragma once
 
-// A store for a test, in memory or in a directory of its own, with sessions on it.
+// A store for a test, in memory, in a directory of its own or on the server, with sessions on it.
 
 #include <gtest/gtest.h>
 
@@ -19,6 +19,7 @@
 #include "platform/mv_obj.h"
 #include "platform/mv_rel.h"
 #include "tests/support/files.h"
+#include "tests/support/store_kind.h"
 #include "workbench/model/status.h"
 #include "workbench/workbench.h"
 
@@ -73,12 +74,13 @@ inline bool mentions(const std::vector<CheckFinding>& findings, const std::strin
     return false;
 }
 
-// The same cases on a store in memory and on one in a file.
+// The same cases on a store in memory and on one in a file or, where the tests work on the server,
+// on one there.
 class OnBothStores : public ::testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
-        if (std::string(GetParam()) == "memory") {
-            store_ = bench().openStore(":memory:");
+        if (std::string(GetParam()) != "file") {
+            store_ = keld_test::openFreshStore();
         } else {
             path_ = directory_.at("plant");
             bench().createStore(path_);
@@ -96,13 +98,17 @@ protected:
     void use(Workbench::SessionId session) { bench().selectSession(session); }
 
     Directory directory_;
-    std::string path_;
+    std::string path_;  // empty: it is no file
     Workbench::StoreId store_ = 0;
     Workbench::SessionId first_ = 0;
 };
 
-#define ON_BOTH_STORES(Suite)                                                    \
-    INSTANTIATE_TEST_SUITE_P(Stores, Suite, ::testing::Values("memory", "file"), \
+inline std::vector<const char*> storesOfTests() {
+    return keld_test::onServer() ? std::vector{"server"} : std::vector{"memory", "file"};
+}
+
+#define ON_BOTH_STORES(Suite)                                                     \
+    INSTANTIATE_TEST_SUITE_P(Stores, Suite, ::testing::ValuesIn(storesOfTests()), \
                              [](const auto& each) { return std::string(each.param); })
 
 }  // namespace mervane::test

@@ -11,7 +11,7 @@ namespace {
 // a text up to 1,000 bytes, of a longer one its begin and its sum: an index takes no long rows.
 // unique_id: what two sessions can't store at once. need(): a statement that doesn't find what it
 // needs is a failure, so that what follows it in the same round trip isn't run.
-constexpr const char* kTables = R"(
+constexpr const char* kServerTables = R"(
 CREATE TABLE meta(name text PRIMARY KEY, value text NOT NULL);
 CREATE TABLE object(tag bigint PRIMARY KEY, type bigint NOT NULL, version bigint NOT NULL,
                     data bytea NOT NULL);
@@ -73,7 +73,7 @@ void createServerTables(ServerConnection& connection) {
     try {
         // The name is of letters, digits and underscores: the address has been compared.
         connection.execute("BEGIN; CREATE SCHEMA IF NOT EXISTS \"" + address.schema + "\";" +
-                           kTables + "COMMIT");
+                           kServerTables + "COMMIT");
     } catch (const ServerFailure& failure) {
         try {
             connection.execute("ROLLBACK");

@@ -1,0 +1,228 @@
+// Three processes on a store on a server. One of them is killed, or its connections are broken, or
+// the server is stopped or killed and begins again.
+
+#include <libpq-fe.h>
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <set>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/kills/kill_rounds.h"
+
+namespace kills {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// Longer than anything takes, also on a busy machine.
+constexpr auto kPatience = 60s;
+
+std::string fromEnvironment(const char* name) {
+    const char* value = std::getenv(name);
+    if (!value || !*value)
+        throw std::runtime_error(std::string(name) +
+                                 " isn't set: run this by scripts/with-store-server");
+    return value;
+}
+
+class Server {
+public:
+    ~Server() { PQfinish(connection_); }
+
+    const std::string& address() const { return address_; }
+    // Of the only column, a value a row. Throws std::runtime_error.
+    std::vector<std::string> ask(const std::string& sql) {
+        if (!connection_) {
+            connection_ = PQconnectdb(address_.c_str());
+            PQsetNoticeProcessor(
+                connection_, [](void*, const char*) {}, nullptr);
+        }
+        PGresult* result = PQexec(connection_, sql.c_str());
+        const bool answered =
+            PQresultStatus(result) == PGRES_TUPLES_OK || PQresultStatus(result) == PGRES_COMMAND_OK;
+        std::vector<std::string> values;
+        for (int i = 0; i < PQntuples(result); ++i)
+            values.push_back(PQgetvalue(result, i, 0));
+        PQclear(result);
+        if (!answered)
+            throw std::runtime_error("the server answers: " +
+                                     std::string(PQerrorMessage(connection_)));
+        return values;
+    }
+    // One of its processes was killed: it ends all others, which it needn't have done yet, and
+    // begins again by itself.
+    void waitForNewBegin() {
+        const auto began = Clock::now();
+        while (answers() && Clock::now() - began < kPatience)
+            std::this_thread::sleep_for(1ms);
+        do
+            disconnect();
+        while (!answers() && Clock::now() - began < kPatience);
+        ask("SELECT 1");
+    }
+    // stop, kill or start.
+    void control(const std::string& verb) {
+        disconnect();
+        if (std::system((control_ + " " + verb).c_str()) != 0)
+            throw std::runtime_error("the server doesn't " + verb);
+    }
+
+private:
+    std::string address_ = fromEnvironment("KELD_TEST_SERVER"),
+                control_ = fromEnvironment("KELD_TEST_SERVER_CONTROL");
+    PGconn* connection_ = nullptr;
+
+    bool answers() {
+        try {
+            ask("SELECT 1");
+            return true;
+        } catch (const std::runtime_error&) {
+            return false;
+        }
+    }
+    void disconnect() {
+        PQfinish(connection_);
+        connection_ = nullptr;
+    }
+};
+
+class ServerRounds final : public KillRounds {
+public:
+    explicit ServerRounds(const Options& options) : KillRounds(options) { ledger_.hearWholeRuns(); }
+
+private:
+    Server server_;
+    int schemas_ = 0;
+    std::map<std::string, int> strikes_;
+
+    void placeStore() override;
+    std::vector<std::size_t> strike(std::size_t place) override;
+    bool isExpected(const Running& dead) const override;
+    void beforeSettling(Plant& plant, const std::vector<std::int64_t>& objects) override;
+    void waitUntilGone(const Running& dead) override;
+    bool breakConnections(const Running& worker);
+    void letEnd(Running& worker);
+
+public:
+    void reportStrikes() const {
+        for (const auto& [what, count] : strikes_)
+            std::cout << "  " << what << ": " << count << "\n";
+    }
+};
+
+void ServerRounds::placeStore() {
+    const std::string schema = "kills_" + std::to_string(++schemas_);
+    server_.ask("DROP SCHEMA IF EXISTS " + schema + " CASCADE");
+    path_ = server_.address() + "&schema=" + schema;
+}
+
+// One of its connections, or all of them. Returns: false if it has none.
+bool ServerRounds::breakConnections(const Running& worker) {
+    const std::string own = " FROM pg_stat_activity WHERE application_name = '" + worker.name + "'";
+    const std::string limit = upTo(1) == 0 ? "" : " ORDER BY random() LIMIT 1";
+    return !server_.ask("SELECT pg_terminate_backend(pid)" + own + limit).empty();
+}
+
+// Its connections are gone: it says so and ends.
+void ServerRounds::letEnd(Running& worker) {
+    const auto began = Clock::now();
+    while (!worker.ended && Clock::now() - began < kPatience)
+        hear(1ms, nullptr);
+    hearLast(worker);
+    if (!worker.ended) {
+        note({worker.name + " goes on without its connections, it was " + worker.phase}, "broken");
+        worker.kill();
+        return;
+    }
+    const int status = worker.wait();
+    if (WIFSIGNALED(status))
+        note({worker.name + " has crashed by signal " + std::to_string(WTERMSIG(status)) +
+              ", it was " + worker.phase},
+             "broken");
+    else if (status != 0 && worker.error.empty())
+        note({worker.name + " ended with " + std::to_string(status) + " and no word"}, "broken");
+}
+
+std::vector<std::size_t> ServerRounds::strike(std::size_t place) {
+    const int choice = upTo(19);
+    if (choice < 8) {
+        ++strikes_["processes killed"];
+        return KillRounds::strike(place);
+    }
+    if (choice < 17) {
+        Running& worker = *workers_[place];
+        if (!breakConnections(worker))
+            return KillRounds::strike(place);
+        ++strikes_["processes whose connections were broken"];
+        // What has its session open may end without another call.
+        worker.askToEnd();
+        letEnd(worker);
+        ++kills_;
+        count(worker);
+        return {place};
+    }
+    if (choice == 17) {
+        // One of the server's processes that crashes takes all connections along.
+        ++strikes_["processes of the server killed"];
+        const std::vector<std::string> some =
+            server_.ask("SELECT pid FROM pg_stat_activity WHERE application_name = '" +
+                        workers_[place]->name + "' LIMIT 1");
+        if (some.empty())
+            return KillRounds::strike(place);
+        ::kill(std::stoi(some.front()), SIGKILL);
+    } else {
+        ++strikes_[choice == 18 ? "server stopped" : "server killed"];
+        server_.control(choice == 18 ? "stop" : "kill");
+    }
+    std::vector<std::size_t> all;
+    for (std::size_t each = 0; each < kWorkers; ++each) {
+        workers_[each]->askToEnd();
+        letEnd(*workers_[each]);
+        all.push_back(each);
+    }
+    count(*workers_[place]);
+    ++kills_;
+    if (choice == 17)
+        server_.waitForNewBegin();
+    else
+        server_.control("start");
+    return all;
+}
+
+bool ServerRounds::isExpected(const Running& dead) const {
+    return dead.error.empty() || dead.error.find("connection") != std::string::npos;
+}
+
+void ServerRounds::beforeSettling(Plant& plant, const std::vector<std::int64_t>& objects) {
+    // A run as the server that was killed has deleted what its record tells.
+    for (const std::int64_t object : std::set<std::int64_t>(objects.begin(), objects.end()))
+        if (plant.bare().storedOf(object).version == 0 && Plant::isRecordedAsGone(object))
+            ledger_.excuse(object);
+}
+
+// A killed process doesn't hear what becomes of the commit that it has sent.
+void ServerRounds::waitUntilGone(const Running& dead) {
+    const std::string sql =
+        "SELECT pid FROM pg_stat_activity WHERE application_name = '" + dead.name + "'";
+    for (const auto began = Clock::now(); Clock::now() - began < kPatience;
+         std::this_thread::sleep_for(2ms))
+        if (server_.ask(sql).empty())
+            return;
+    note({"the server keeps the connections of " + dead.name + ", which is dead"}, "gone");
+}
+
+}  // namespace
+
+int runServer(const Options& options) {
+    ServerRounds rounds(options);
+    const int result = rounds.run();
+    rounds.reportStrikes();
+    return result;
+}
+
+}  // namespace kills

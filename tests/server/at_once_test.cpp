@@ -1,0 +1,123 @@
+// Sessions that store at the same time, on connections of their own.
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <set>
+
+#include "platform/mv_art.h"
+#include "tests/workbench/child.h"
+#include "tests/workbench/support.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+class AtOnce : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path_ = keld_test::freshServerStore();
+        bench().createStore(path_);
+        store_ = bench().openStore(path_);
+        first_ = bench().openSession(store_, {});
+        second_ = bench().openSession(store_, {});
+    }
+    void TearDown() override {
+        ::unsetenv("MERVANE_WAIT_MS");
+        ERR_clear_errors();
+        bench().closeStore(store_);
+    }
+    static tag_t unsavedItem(const char* id) {
+        tag_t item = NULLTAG, revision = NULLTAG;
+        EXPECT_EQ(ART_create_item(id, "name", "Item", "A", &item, &revision), 0);
+        return item;
+    }
+    void use(Workbench::SessionId session) { bench().selectSession(session); }
+
+    std::string path_;
+    Workbench::StoreId store_ = 0;
+    Workbench::SessionId first_ = 0, second_ = 0;
+};
+
+TEST_F(AtOnce, AnIdThatTwoHaveGivenIsOfTheOneThatSavesFirst) {
+    use(first_);
+    const tag_t mine = unsavedItem("77");
+    use(second_);
+    const tag_t other = unsavedItem("77");
+    EXPECT_EQ(OBJ_save(other), 0);
+    use(first_);
+    EXPECT_EQ(OBJ_save(mine), kDuplicateId);
+    use(second_);
+    EXPECT_EQ(bench().find({"77", "Item", "", 0}).size(), 1u);
+    EXPECT_EQ(bench().resolve("77"), other);
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
+TEST_F(AtOnce, WhoGivesAnIdThatARunHasGivenWaitsForItsEndAndNoLonger) {
+    ::setenv("MERVANE_WAIT_MS", "200", 1);
+    const auto store = bench().openStore(path_);
+    const auto third = bench().openSession(store, {});
+    use(first_);
+    bench().beginRun({RunWay::Whole, "KELD_Long", "", "", ""});
+    bench().createItem("77", "", "", "A", nullptr);
+    // Its statements are with the server now.
+    EXPECT_EQ(bench().find({"77", "Item", "", 0}).size(), 1u);
+    use(third);
+    const auto began = std::chrono::steady_clock::now();
+    std::string text;
+    EXPECT_EQ(statusOf([] { bench().createItem("77", "", "", "A", nullptr); }, &text),
+              kStoreFailure);
+    EXPECT_THAT(text, testing::HasSubstr("KELD_Long"));
+    EXPECT_LT(std::chrono::steady_clock::now() - began, std::chrono::seconds(10));
+    EXPECT_EQ(statusOf([] { bench().createItem("78", "", "", "A", nullptr); }), 0)
+        << "another id isn't held up";
+    use(first_);
+    bench().endRun({}, true, nullptr);
+    use(third);
+    EXPECT_EQ(statusOf([] { bench().createItem("77", "", "", "A", nullptr); }), kDuplicateId);
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    bench().closeStore(store);
+}
+
+TEST_F(AtOnce, ProcessesThatMakeItemsOfTheSameIdsMakeEachOnce) {
+    Child a({"items", path_, "x"}), b({"items", path_, "x"});
+    // One of them soon meets an id of the other one and says so.
+    const std::vector<std::string> all_of_b = b.linesUntil("failed:", 40),
+                                   all_of_a = a.linesUntil("failed:", 40);
+    EXPECT_TRUE(all_of_a.back().starts_with("failed:") || all_of_b.back().starts_with("failed:"));
+    a.kill();
+    b.kill();
+    use(first_);
+    const auto found = bench().find({"x-*", "Item", "", 0});
+    std::set<std::string> ids;
+    for (const Found& each : found)
+        EXPECT_TRUE(ids.insert(each.id).second) << each.id;
+    EXPECT_GT(ids.size(), 0u);
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
+TEST_F(AtOnce, TwoRunsThatWaitForOneAnotherEndInARefusalOfOne) {
+    use(first_);
+    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
+                b = bench().createItem("b", "", "", "A", nullptr);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    use(second_);
+    bench().beginRun({RunWay::Whole, "two", "", "", ""});
+    use(first_);
+    bench().set(a, "object_name", {std::string("first")});
+    use(second_);
+    bench().set(b, "object_name", {std::string("second")});
+    std::string text;
+    EXPECT_EQ(statusOf([&] { bench().set(a, "object_name", {std::string("second")}); }, &text),
+              kLockedByOther);
+    EXPECT_THAT(text, testing::HasSubstr("infodba"));
+    use(first_);
+    EXPECT_EQ(statusOf([&] { bench().set(b, "object_name", {std::string("first")}); }),
+              kLockedByOther);
+    bench().endRun({}, true, nullptr);
+    use(second_);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(stored(b, "object_name"), "second");
+    ASSERT_EQ(OBJ_refresh(a, false), 0);
+    EXPECT_EQ(stored(a, "object_name"), "first");
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
