@@ -96,6 +96,7 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Fin
             volume().compare(knownFile(tag));
         } catch (const Damage& damage) {
             // Others delete meanwhile, the object before its file.
+            forgetReadAhead(tag);
             if (exists(tag))
                 findings.push_back({true, damage.what()});
         } catch (const Failure&) {

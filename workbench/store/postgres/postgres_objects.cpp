@@ -169,8 +169,11 @@ void PostgresStore::forgetReadAhead(tag_t tag) noexcept {
         forgetReads();
         return;
     }
-    if (const auto at = rows_.find(tag); at != rows_.end())
+    if (const auto at = rows_.find(tag); at != rows_.end()) {
         at->second.ahead = false;
+        at->second.read = {};
+    }
+    states_.erase(tag);
 }
 
 bool PostgresStore::row(tag_t tag, RowTaker take) {
@@ -195,7 +198,7 @@ tag_t PostgresStore::typeOf(tag_t tag) {
         return at->second.type;
     // The commit of a save finds out whether it is still there.
     if (at != rows_.end() && open_ && at->second.type != NULLTAG) {
-        needed_.insert(tag);
+        needed_.try_emplace(tag);
         return at->second.type;
     }
     fetch(tag);
@@ -512,6 +515,8 @@ void PostgresStore::queue(Pending& part) {
     {
         Numbers gone_targets, gone_attributes, gone_tags, targets, attributes, tags;
         for (const auto& [key, there] : part.references) {
+            if (const auto at = needed_.find(std::get<0>(key)); there && at != needed_.end())
+                at->second = {std::get<2>(key), std::get<1>(key), knownType(std::get<2>(key))};
             (there ? targets : gone_targets).push_back(toNumber(std::get<0>(key)));
             (there ? attributes : gone_attributes).push_back(toNumber(std::get<1>(key)));
             (there ? tags : gone_tags).push_back(toNumber(std::get<2>(key)));

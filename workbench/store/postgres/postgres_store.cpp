@@ -263,14 +263,16 @@ void PostgresStore::settleIfMuch() {
 void PostgresStore::explain(const ServerFailure& failure) {
     const std::vector<std::pair<tag_t, std::int64_t>> sent = std::move(sent_);
     sent_.clear();
-    const std::vector<std::int64_t> needed(needed_.begin(), needed_.end());
+    const std::unordered_map<tag_t, StoredReferrer> needed = needed_;
     if (failure.state() == "23505" && failure.constraint() == "unique_id_pkey")
         throw Failure(kDuplicateId,
                       "another session has stored an object with the same id meanwhile");
     if (failure.state() != "KV001")
         throw failure;
     // As it is stored, for which this transaction doesn't count.
-    std::vector<std::int64_t> tags = needed;
+    std::vector<std::int64_t> tags;
+    for (const auto& [tag, from] : needed)
+        tags.push_back(tag);
     for (const auto& [tag, version] : sent)
         tags.push_back(tag);
     const Answer stored = side_->ask("SELECT tag, version FROM object WHERE tag=ANY($1::bigint[])",
@@ -285,10 +287,15 @@ void PostgresStore::explain(const ServerFailure& failure) {
                               (at == versions.end() ? " was deleted since it was read"
                                                     : " was stored by another session since it "
                                                       "was read"));
-    for (const std::int64_t tag : needed)
-        if (!versions.contains(static_cast<tag_t>(tag)))
-            throw Failure(kUnknownObject, "an object can't be stored: it refers to #" +
-                                              std::to_string(tag) + ", which isn't there");
+    for (const auto& [tag, from] : needed)
+        if (!versions.contains(tag)) {
+            const Type* type = model().typeOf(from.type);
+            const Attribute* attribute = model().attributeOf(from.attribute);
+            throw Failure(kUnknownObject,
+                          "#" + std::to_string(from.tag) + " (" + (type ? type->name : "?") +
+                              ") can't be stored: its " + (attribute ? attribute->name : "?") +
+                              " refers to #" + std::to_string(tag) + ", which isn't there");
+        }
     throw Failure(kChangedMeanwhile,
                   "store " + path() + ": another session has changed what is to be stored");
 }
@@ -307,13 +314,15 @@ void PostgresStore::commit(bool part) {
     }
     queueParts();
     if (begun_) {
-        if (!needed_.empty())
+        if (!needed_.empty()) {
+            std::vector<std::int64_t> tags;
+            for (const auto& [tag, from] : needed_)
+                tags.push_back(tag);
             main_->later(
                 "SELECT need((SELECT count(*) FROM object WHERE tag=ANY($1::bigint[]))=$2::bigint, "
                 "'target')",
-                Parameters()
-                    .add(std::vector<std::int64_t>(needed_.begin(), needed_.end()))
-                    .add(static_cast<std::int64_t>(needed_.size())));
+                Parameters().add(tags).add(static_cast<std::int64_t>(tags.size())));
+        }
         main_->later("COMMIT");
         try {
             main_->settle();
@@ -339,11 +348,16 @@ void PostgresStore::rollback(bool part) noexcept {
         return;
     ++undone_;
     try {
-        main_->forget();
         if (part && parts_.size() > 1) {
             const bool begun = parts_.back().begun;
             parts_.pop_back();
             if (begun) {
+                try {
+                    // The begin or the end of a part may wait still.
+                    main_->settle();
+                } catch (const Failure&) {
+                    // It goes back, too.
+                }
                 main_->later("ROLLBACK TO SAVEPOINT part");
                 main_->later("RELEASE SAVEPOINT part");
                 main_->settle();
@@ -351,6 +365,7 @@ void PostgresStore::rollback(bool part) noexcept {
             forgetReads();
             return;
         }
+        main_->forget();
         if (main_->inTransaction())
             main_->ask("ROLLBACK");
     } catch (...) {

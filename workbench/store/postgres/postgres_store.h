@@ -172,8 +172,9 @@ private:
     bool begun_ = false;               // the server knows of the transaction
     bool check_outs_changed_ = false;  // by it
     std::uint64_t undone_ = 0;
-    std::unordered_set<tag_t> needed_;  // must be there when this transaction is committed
-    std::unordered_set<tag_t> own_;     // stored or deleted by it, and sent
+    // What must be there when this transaction is committed, and who refers to it.
+    std::unordered_map<tag_t, StoredReferrer> needed_;
+    std::unordered_set<tag_t> own_;  // stored or deleted by it, and sent
     // Objects whose change was sent, and the version that they should have had.
     std::vector<std::pair<tag_t, std::int64_t>> sent_;
 

@@ -269,6 +269,7 @@ void ServerConnection::send() noexcept {
     try {
         for (const Waiting& each : std::exchange(waiting_, {}))
             give(each.sql, each.parameters);
+        end();
         PQflush(connection_);
     } catch (...) {
         // The next answer tells it.
@@ -288,7 +289,7 @@ void ServerConnection::give(const char* sql, const Parameters& parameters) {
         preparing_.push_back(sql);
         if (PQsendPrepare(connection_, name.c_str(), sql, 0, nullptr) != 1)
             failBroken();
-        sent_.push_back(nullptr);
+        sent_.push_back(Sent::Preparation);
     }
     const std::size_t count = parameters.ends_.size();
     std::vector<const char*> values(count);
@@ -304,55 +305,51 @@ void ServerConnection::give(const char* sql, const Parameters& parameters) {
     if (PQsendQueryPrepared(connection_, name.c_str(), static_cast<int>(count), values.data(),
                             lengths.data(), formats.data(), 1) != 1)
         failBroken();
-    sent_.push_back(sql);
+    sent_.push_back(Sent::Statement);
 }
 
-// Send what waits and take all answers. Returns: the last one.
+// What was sent since the last end is a transaction of its own, unless one is open.
+void ServerConnection::end() {
+    if (PQpipelineSync(connection_) != 1)
+        failBroken();
+    sent_.push_back(Sent::End);
+}
+
+// Send what waits and take all answers. Returns: that of the last statement.
 Answer ServerConnection::finish() {
     needSound();
     const Timed timed;
     for (const Waiting& each : std::exchange(waiting_, {}))
         give(each.sql, each.parameters);
-    if (PQpipelineSync(connection_) != 1)
-        failBroken();
+    end();
     countRoundTrip();
     Answer last;
     PGresult* failure = nullptr;
-    for (std::size_t i = 0; i < sent_.size(); ++i) {
+    for (const Sent sent : sent_) {
         PGresult* result = PQgetResult(connection_);
-        if (!result) {
-            // Between the answers libpq tells nothing once; here an answer is missing.
+        if (!result || PQstatus(connection_) == CONNECTION_BAD) {
+            PQclear(result);
             PQclear(failure);
             failBroken();
         }
         const ExecStatusType status = PQresultStatus(result);
-        if (status == PGRES_FATAL_ERROR && !failure) {
-            failure = result;
-        } else if (i + 1 == sent_.size()) {
-            last = Answer(result);
-        } else {
+        if (sent == Sent::End) {
             PQclear(result);
+            continue;
         }
-        if (PQstatus(connection_) == CONNECTION_BAD) {
-            PQclear(failure);
-            failBroken();
-        }
+        if (status == PGRES_FATAL_ERROR && !failure)
+            failure = result;
+        else
+            last = Answer(result);
         PQgetResult(connection_);  // the end of this answer
     }
     sent_.clear();
-    PGresult* end = PQgetResult(connection_);
-    const bool synced = end && PQresultStatus(end) == PGRES_PIPELINE_SYNC;
-    PQclear(end);
     if (failure)
         // Nobody knows which of them the server has prepared: they are prepared anew, under other
         // names.
         for (const char* sql : preparing_)
             prepared_.erase(sql);
     preparing_.clear();
-    if (!synced || PQstatus(connection_) == CONNECTION_BAD) {
-        PQclear(failure);
-        failBroken();
-    }
     if (failure)
         fail(failure);
     return last;

@@ -106,7 +106,7 @@ public:
     Answer ask(const char* sql, Parameters parameters = {});
     // Run what waits; nothing to do without any.
     void settle();
-    // Give what waits to the server now, without waiting for its answers.
+    // Give what waits to the server now, which runs it, without waiting for its answers.
     void send() noexcept;
     // Drop what waits and isn't sent.
     void forget() noexcept;
@@ -135,8 +135,9 @@ private:
     };
     ServerAddress address_;
     pg_conn* connection_ = nullptr;
-    std::vector<Waiting> waiting_;   // not sent yet
-    std::vector<const char*> sent_;  // whose answers are still to come; null: a preparation
+    std::vector<Waiting> waiting_;  // not sent yet
+    enum class Sent { Preparation, Statement, End };
+    std::vector<Sent> sent_;  // whose answers are still to come
     std::vector<const char*> preparing_;
     std::unordered_map<const char*, int> prepared_;
     int last_name_ = 0;
@@ -145,6 +146,7 @@ private:
     std::function<std::string()> who_is_busy_;
 
     void give(const char* sql, const Parameters& parameters);
+    void end();
     Answer finish();
     [[noreturn]] void fail(pg_result* result);
     [[noreturn]] void failBroken();
