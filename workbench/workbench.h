@@ -176,6 +176,10 @@ public:
     virtual StoreId openStore(const std::string& path) = 0;
     // A text that only this store and its copies have.
     virtual std::string storeIdentity(StoreId store) = 0;
+    // What a doctor tells of a store on a server: name and value each; empty for one in a file.
+    virtual std::vector<std::pair<std::string, std::string>> serverFacts(StoreId store) = 0;
+    // Settings of the server that weaken what is promised, a text each.
+    virtual std::vector<std::string> serverWarnings(StoreId store) = 0;
     // Close its sessions and the store.
     virtual void closeStore(StoreId store) = 0;
     // Check store and volume; damage is a finding, no failure. With `repair`, remove what sessions
@@ -187,6 +191,9 @@ public:
     // that are damaged, which the copy doesn't have. Failure kStoreFailure if something is at the
     // path or at "PATH.volume"; kFileFailure if the copy can't be written. Nothing is left then.
     virtual std::vector<CheckFinding> backup(StoreId store, const std::string& path) = 0;
+    // Make a store of any kind with all that this one has, as of one moment: exports of both are
+    // the same, and so are tags and records of runs. Returns: what the copy doesn't have.
+    virtual std::vector<CheckFinding> copyStore(StoreId store, const std::string& to) = 0;
 
     // ---- sessions; Failure kNoSession for a number that isn't open ----
     // Open a session; it becomes the current one. Returns: its number, above 0. Failure

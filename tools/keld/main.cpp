@@ -191,7 +191,7 @@ struct VerbGroup {
 };
 
 const VerbGroup kVerbGroups[] = {
-    {addStoreVerbs, {"init", "check", "backup"}},
+    {addStoreVerbs, {"init", "check", "backup", "copy-store"}},
     {addWorldVerbs, {"import", "load", "export"}},
     {addLookVerbs, {"show", "tree", "cat", "find"}},
     {addUsesVerb, {"where-used"}},

@@ -23,6 +23,9 @@ public:
     void closeStore(StoreId store) override;
     std::vector<CheckFinding> check(StoreId store, bool repair) override;
     std::vector<CheckFinding> backup(StoreId store, const std::string& path) override;
+    std::vector<CheckFinding> copyStore(StoreId store, const std::string& to) override;
+    std::vector<std::pair<std::string, std::string>> serverFacts(StoreId store) override;
+    std::vector<std::string> serverWarnings(StoreId store) override;
 
     SessionId openSession(StoreId store, const SessionOptions& options) override;
     void selectSession(SessionId session) override;

@@ -73,6 +73,18 @@ std::vector<CheckFinding> StoreWorkbench::backup(StoreId store, const std::strin
     return storeOf(store).backup(path);
 }
 
+std::vector<CheckFinding> StoreWorkbench::copyStore(StoreId store, const std::string& to) {
+    return storeOf(store).copyTo(to);
+}
+
+std::vector<std::pair<std::string, std::string>> StoreWorkbench::serverFacts(StoreId store) {
+    return storeOf(store).serverFacts();
+}
+
+std::vector<std::string> StoreWorkbench::serverWarnings(StoreId store) {
+    return storeOf(store).serverWarnings();
+}
+
 StoreWorkbench::SessionId StoreWorkbench::openSession(StoreId store,
                                                       const SessionOptions& options) {
     storeOf(store);

@@ -30,6 +30,10 @@ public:
     // Drop head and entries.
     virtual void remove(std::int64_t run) = 0;
 
+    // Store a whole head under its number, with its token: that of another store. `entries` and
+    // `undone` of the head don't count.
+    virtual void put(const std::string& token, const RunHead& head, std::int64_t session) = 0;
+    virtual std::string tokenOf(std::int64_t run) = 0;
     // Fill the head, but for `running`, and the number of its session. Returns: false, and nothing
     // is filled, if there is no such run.
     virtual bool head(std::int64_t run, RunHead& head, std::int64_t* session) = 0;

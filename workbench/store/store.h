@@ -247,6 +247,12 @@ public:
     // the copy doesn't have. Failure kStoreFailure if something is at the path or at "PATH.volume";
     // kFileFailure if the copy can't be written. Nothing is left then.
     virtual std::vector<CheckFinding> backup(const std::string& path) = 0;
+    // Name and value each, of a server; empty for a file. Settings that weaken what is promised.
+    virtual std::vector<std::pair<std::string, std::string>> serverFacts() { return {}; }
+    virtual std::vector<std::string> serverWarnings() { return {}; }
+    // Make a store of any kind with all that this one has, as of one moment: tags, versions and
+    // records of runs are the same. Returns: what the copy doesn't have. Failure as create().
+    std::vector<CheckFinding> copyTo(const std::string& path);
 
 protected:
     friend class StoreTransaction;
@@ -302,6 +308,10 @@ protected:
     virtual std::vector<Addition> additionsAfter(std::int64_t position) = 0;
     // Returns: its position.
     virtual std::int64_t storeAddition(const Addition& addition) = 0;
+    // The first tag that was never given.
+    virtual tag_t nextTag() = 0;
+    // Be a copy of a store: with its identity and its next tag.
+    virtual void takeOver(const std::string& identity, tag_t next_tag) = 0;
     // Steps of check(). Returns: whether the rest can be read.
     virtual bool checkDatabase(Findings& findings) = 0;
     virtual void checkIndexes(bool repair, Findings& findings) = 0;
@@ -331,6 +341,7 @@ private:
     void define(Steps&& steps);
     void add(Addition addition);
     void applyAddition(const Addition& addition);
+    void copyFrom(Store& from, Findings& findings);
     void checkTypes(Findings& findings);
     void checkReferences(Findings& findings);
     void checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Findings& findings);

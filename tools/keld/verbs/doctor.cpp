@@ -85,6 +85,10 @@ private:
             context_.setUpLog();
             return;
         }
+        for (const auto& [name, value] : context_.workbench().serverFacts(context_.store()))
+            fact("store " + name, value);
+        for (const std::string& text : context_.workbench().serverWarnings(context_.store()))
+            finding(Severity::Warning, "store", text);
         {
             const Progress progress("counting the objects");
             fact("objects", std::to_string(context_.workbench().find({}).size()));

@@ -1,4 +1,4 @@
-// init, check, backup: verbs for the store as a whole.
+// init, check, backup, copy-store: verbs for the store as a whole.
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
@@ -7,6 +7,7 @@
 #include "tools/keld/host/context.h"
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
+#include "workbench/address.h"
 
 namespace keld {
 
@@ -64,6 +65,24 @@ int backup(Context& context, const std::string& path) {
     return damaged.empty() ? kExitDone : kExitFailed;
 }
 
+// The store to copy is named by the verb, so that both have their place in the command.
+int copyStore(Context& context, const std::string& from, const std::string& to) {
+    context.reopen(from);
+    std::vector<mervane::CheckFinding> missing;
+    {
+        const Progress progress("copying the store");
+        missing = context.workbench().copyStore(context.store(), to);
+    }
+    const std::string made = mervane::withoutPassword(to);
+    context.document["copy"] = made;
+    context.document["damaged"] = noteDamaged(context, missing);
+    context.print("copied the store to " + shown(made) +
+                  (missing.empty() ? "\n"
+                                   : ", without " + counted(missing.size(), "thing") +
+                                         " that can't be read as stored\n"));
+    return missing.empty() ? kExitDone : kExitFailed;
+}
+
 }  // namespace
 
 void addStoreVerbs(Verbs& verbs) {
@@ -89,6 +108,19 @@ void addStoreVerbs(Verbs& verbs) {
                   "  keld backup /backup/plant.db\n",
                   [path](Context& context) { return backup(context, *path); });
     backup_verb->add_option("PATH", *path, "where the copy is made; nothing may be there yet")
+        ->required();
+
+    auto from = std::make_shared<std::string>(), to = std::make_shared<std::string>();
+    CLI::App* copy_verb = verbs.add(
+        &verbs.app, "copy-store", "Copy a store into one of any kind, in a file or on a server",
+        "  keld copy-store plant.db postgresql://keld@db.plant.example/keld\n"
+        "  keld copy-store postgresql://keld@db.plant.example/keld copy.db\n"
+        "Tags, versions and the records of runs stay as they are; others may be writing "
+        "meanwhile.\n",
+        [from, to](Context& context) { return copyStore(context, *from, *to); });
+    copy_verb->add_option("FROM", *from, "the store: a path, or the address of a server")
+        ->required();
+    copy_verb->add_option("TO", *to, "where the copy is made; nothing may be there yet")
         ->required();
 }
 

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <chrono>
 
 #include "workbench/model/status.h"
 #include "workbench/store/index_sums.h"
@@ -150,6 +151,56 @@ std::vector<CheckFinding> PostgresStore::backup(const std::string&) {
                   "--schema=" +
                       address.schema + " --format=custom --file=FILE " + address.shown +
                       " (without \"schema=\" in the address), or by keld copy-store");
+}
+
+std::vector<std::pair<std::string, std::string>> PostgresStore::serverFacts() {
+    const Answer version = ask("SELECT convert_to(current_setting('server_version'), 'UTF8')");
+    // The median of some: the first ones may wait for the server to wake up.
+    std::vector<double> took;
+    for (int i = 0; i < 21; ++i) {
+        const auto began = std::chrono::steady_clock::now();
+        ask("SELECT 1");
+        took.push_back(
+            std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - began)
+                .count());
+    }
+    std::nth_element(took.begin(), took.begin() + 10, took.end());
+    return {{"kind", "PostgreSQL server"},
+            {"server version", version.text(0, 0)},
+            {"schema", main_->address().schema},
+            {"round trip", std::to_string(static_cast<int>(took[10])) + " us"}};
+}
+
+std::vector<std::string> PostgresStore::serverWarnings() {
+    std::vector<std::string> warnings;
+    const Answer weak =
+        ask("SELECT convert_to(name, 'UTF8') FROM pg_settings WHERE name IN ('fsync', "
+            "'full_page_writes', 'synchronous_commit') AND setting='off' ORDER BY name");
+    for (int i = 0; i < weak.rows(); ++i) {
+        const std::string name = weak.text(i, 0);
+        warnings.push_back(name + " is off on the server: " +
+                           (name == "synchronous_commit"
+                                ? "a failure of the power may lose the last saves"
+                                : "a failure of the power may damage the store"));
+    }
+    // Whoever shares connections among clients gives statements of one session to several of the
+    // server's processes. Each transaction of this one must meet the same, with its settings.
+    const auto backend = [&] {
+        return ask(
+            "SELECT pg_backend_pid(), current_setting('search_path')=quote_ident("
+            "convert_from($1::bytea, 'UTF8'))",
+            Parameters().add(std::string_view(main_->address().schema)));
+    };
+    bool same = main_->backend() == 0;
+    for (int i = 0; i < 5; ++i) {
+        const Answer now = backend();
+        same = (i == 0 || same) && now.integer(0, 0) == main_->backend() && now.integer(0, 1) != 0;
+    }
+    if (!same)
+        warnings.emplace_back(
+            "a connection pooler gives the statements of a session to several processes of the "
+            "server, so locks are not safe: let it keep sessions, or connect without it");
+    return warnings;
 }
 
 }  // namespace mervane

@@ -566,6 +566,8 @@ void PostgresStore::queue(Pending& part) {
             "unnest($1::bigint[], $2::bigint[], $3::bigint[], $4::bigint[], $5::bytea[])",
             Parameters().add(runs).add(positions).add(changes).add(objects).add(data));
     }
+    if (rows_bytes_ > kMostBytes)
+        forgetReads();
     // From here on the server knows it.
     for (auto& [tag, row] : part.rows) {
         own_.insert(tag);
@@ -588,6 +590,17 @@ tag_t PostgresStore::takeTags(tag_t count) {
     if (row.rows() == 0)
         throw Failure(kStoreFailure, "The store has no tags left");
     return toTag(row.integer(0, 0));
+}
+
+tag_t PostgresStore::nextTag() {
+    return toTag(ask("SELECT value::bigint FROM meta WHERE name='next_tag'").integer(0, 0));
+}
+
+void PostgresStore::takeOver(const std::string& identity, tag_t next_tag) {
+    change("UPDATE meta SET value=convert_from($1::bytea, 'UTF8') WHERE name='store_id'",
+           Parameters().add(std::string_view(identity)));
+    change("UPDATE meta SET value=$1::bigint::text WHERE name='next_tag'",
+           Parameters().add(toNumber(next_tag)));
 }
 
 }  // namespace mervane

@@ -104,6 +104,8 @@ public:
 
     bool isBatchLost() const override;
     std::vector<CheckFinding> backup(const std::string& path) override;
+    std::vector<std::pair<std::string, std::string>> serverFacts() override;
+    std::vector<std::string> serverWarnings() override;
 
 protected:
     std::shared_ptr<Store> another(const std::shared_ptr<Store>& self) override;
@@ -116,6 +118,8 @@ protected:
     bool beginMoment() override;
     void endMoment(bool begun) noexcept override;
     tag_t takeTags(tag_t count) override;
+    tag_t nextTag() override;
+    void takeOver(const std::string& identity, tag_t next_tag) override;
     std::vector<Addition> additionsAfter(std::int64_t position) override;
     std::int64_t storeAddition(const Addition& addition) override;
     bool checkDatabase(Findings&) override { return true; }

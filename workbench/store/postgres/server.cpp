@@ -419,13 +419,8 @@ bool ServerConnection::inFailedTransaction() const {
     return PQtransactionStatus(connection_) == PQTRANS_INERROR;
 }
 
-int ServerConnection::serverVersion() const {
-    return PQserverVersion(connection_);
-}
-
-std::string ServerConnection::setting(const char* name) const {
-    const char* value = PQparameterStatus(connection_, name);
-    return value ? value : "";
+int ServerConnection::backend() const {
+    return PQbackendPID(connection_);
 }
 
 }  // namespace mervane

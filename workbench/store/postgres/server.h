@@ -122,8 +122,8 @@ public:
     void needSound() const;
     // The connection is no longer used: another one of the same session is gone.
     void breakOff(const std::string& why);
-    int serverVersion() const;
-    std::string setting(const char* name) const;  // of those that the server tells by itself
+    // The process of the server, as it told when the connection was made.
+    int backend() const;
     const ServerAddress& address() const { return address_; }
     // Asked who is at work when this connection has waited in vain; empty: nobody knows.
     void onBusy(std::function<std::string()> who) { who_is_busy_ = std::move(who); }

@@ -121,6 +121,24 @@ void ServerRuns::remove(std::int64_t run) {
     store_.change("DELETE FROM run WHERE number=$1::bigint", Parameters().add(run));
 }
 
+void ServerRuns::put(const std::string& token, const RunHead& head, std::int64_t session) {
+    const std::int64_t given = begin(token, head, session);
+    store_.change("UPDATE run SET number=$1::bigint WHERE number=$2::bigint",
+                  Parameters().add(head.number).add(given));
+    // Numbers ascend, so the next run of this store gets one above.
+    store_.change("SELECT setval('run_number_seq', $1::bigint)", Parameters().add(head.number));
+    number_ = 0;
+    // One that hasn't ended has no end in the copy, either.
+    if (!head.ended.empty())
+        end(head);
+}
+
+std::string ServerRuns::tokenOf(std::int64_t run) {
+    const Answer row =
+        store_.ask("SELECT token FROM run WHERE number=$1::bigint", Parameters().add(run));
+    return row.rows() ? row.text(0, 0) : "";
+}
+
 bool ServerRuns::head(std::int64_t run, RunHead& head, std::int64_t* session) {
     if (temporary_)
         return false;

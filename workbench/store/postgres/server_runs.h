@@ -18,6 +18,8 @@ public:
     void add(std::int64_t run, const StoredEntry& entry) override;
     void end(const RunHead& head) override;
     void remove(std::int64_t run) override;
+    void put(const std::string& token, const RunHead& head, std::int64_t session) override;
+    std::string tokenOf(std::int64_t run) override;
     bool head(std::int64_t run, RunHead& head, std::int64_t* session) override;
     std::vector<std::int64_t> find(const RunQuery& query) override;
     void entries(std::int64_t run, const std::function<void(StoredEntry&&)>& each) const override;

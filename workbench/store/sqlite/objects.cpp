@@ -61,7 +61,17 @@ void SqliteStore::make(const std::string& path,
     // be lost with this directory.
     if (system::somethingAt(made + "-wal"))
         throw Failure(kStoreFailure, "The store " + path + " can't be written to disk");
-    place.put("store", path);
+    // The volume first, so a store under its name has its files.
+    const bool has_volume = system::somethingAt(made + ".volume");
+    if (has_volume)
+        place.put("store.volume", path + ".volume");
+    try {
+        place.put("store", path);
+    } catch (...) {
+        if (has_volume)
+            place.takeBack("store.volume", path + ".volume");
+        throw;
+    }
     // The store is whole already. Opening it makes a missing volume, and tells why it can't.
     try {
         DirectoryVolume(path + ".volume", path).makeDirectory();
@@ -419,6 +429,20 @@ tag_t SqliteStore::takeTags(tag_t count) {
     // The change is committed when the statement has run to its end.
     row.run();
     return end;
+}
+
+tag_t SqliteStore::nextTag() {
+    Statement row = connection_->statement("SELECT value FROM meta WHERE name='next_tag'");
+    return row.step() ? tagOf(row.integer(0)) : NULLTAG;
+}
+
+void SqliteStore::takeOver(const std::string& identity, tag_t next_tag) {
+    connection_->statement("UPDATE meta SET value=? WHERE name='store_id'")
+        .bind(std::string_view(identity))
+        .run();
+    connection_->statement("UPDATE meta SET value=? WHERE name='next_tag'")
+        .bind(number(next_tag))
+        .run();
 }
 
 // ---- finding ----

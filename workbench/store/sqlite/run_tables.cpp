@@ -100,6 +100,24 @@ void SqliteRunTables::remove(std::int64_t run) {
         .run();
 }
 
+// Only the tables of the store itself are copied.
+void SqliteRunTables::put(const std::string& token, const RunHead& head, std::int64_t session) {
+    const std::int64_t given = begin(token, head, session);
+    connection_.statement("UPDATE main.run SET number=? WHERE number=?")
+        .bind(head.number)
+        .bind(given)
+        .run();
+    // One that hasn't ended has no end in the copy, either.
+    if (!head.ended.empty())
+        end(head);
+}
+
+std::string SqliteRunTables::tokenOf(std::int64_t run) {
+    Statement row = connection_.statement("SELECT token FROM main.run WHERE number=?");
+    row.bind(run);
+    return row.step() ? std::string(row.bytes(0)) : "";
+}
+
 bool SqliteRunTables::head(std::int64_t run, RunHead& head, std::int64_t* session) {
     constexpr const char* kMain =
         "SELECT way, service, arguments, user, user_group, host, process, session, began, version, "

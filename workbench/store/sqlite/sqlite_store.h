@@ -91,6 +91,8 @@ protected:
     bool beginMoment() override;
     void endMoment(bool begun) noexcept override;
     tag_t takeTags(tag_t count) override;
+    tag_t nextTag() override;
+    void takeOver(const std::string& identity, tag_t next_tag) override;
     std::vector<Addition> additionsAfter(std::int64_t position) override;
     std::int64_t storeAddition(const Addition& addition) override;
     bool checkDatabase(Findings& findings) override;
