@@ -14,6 +14,9 @@
 
 #include "tests/support/files.h"
 #include "tests/support/places.h"
+#ifdef KELD_ON_SERVER
+#include "tests/support/store_kind.h"
+#endif
 
 namespace {
 
@@ -87,9 +90,10 @@ bool isProgress(const std::string& line) {
            (unit + 2 == line.size() || line[unit + 2] == ',');
 }
 
-// Run the steps of a document; the differences as text, empty if there are none.
-std::string run(const std::vector<Step>& steps) {
-    const keld_test::Directory directory;
+// Run the steps of a document in the directory; the differences as text, empty if there are none.
+// `before`: what the shell is told first, each time.
+std::string run(const std::vector<Step>& steps, const keld_test::Directory& directory,
+                const std::string& before = "") {
     for (const char* name : {"samples", "docs"})
         fs::create_directory_symlink(fs::path(KELD_SOURCE_DIR) / name, directory / name);
     std::string differences;
@@ -97,7 +101,8 @@ std::string run(const std::vector<Step>& steps) {
         "cd '" + directory.string() +
         "' && export PATH='" KELD_PROGRAM_DIR
         ":'\"$PATH\" TZ=UTC LC_ALL=C && unset KELD_CFG_PATH KELD_LOG_FILE KELD_LOG_LEVEL "
-        "MERVANE_STORE && exec 2>&1 </dev/null && ";
+        "MERVANE_STORE && exec 2>&1 </dev/null && " +
+        before;
     for (const Step& step : steps) {
         std::vector<std::string> printed;
         FILE* pipe = popen((prologue + step.command).c_str(), "r");
@@ -126,12 +131,20 @@ std::string run(const std::vector<Step>& steps) {
     return differences;
 }
 
+std::string run(const std::vector<Step>& steps) {
+    const keld_test::Directory directory;
+    return run(steps, directory);
+}
+
+std::vector<Step> stepsOf(const char* document) {
+    std::ifstream file(fs::path(KELD_SOURCE_DIR) / document);
+    return stepsOf(file);
+}
+
 class Document : public testing::TestWithParam<const char*> {};
 
 TEST_P(Document, ShowsWhatItsCommandsPrint) {
-    std::ifstream file(fs::path(KELD_SOURCE_DIR) / GetParam());
-    ASSERT_TRUE(file) << GetParam();
-    const std::vector<Step> steps = stepsOf(file);
+    const std::vector<Step> steps = stepsOf(GetParam());
     ASSERT_FALSE(steps.empty()) << GetParam() << " shows no commands";
     EXPECT_EQ(run(steps), "");
 }
@@ -139,6 +152,48 @@ TEST_P(Document, ShowsWhatItsCommandsPrint) {
 INSTANTIATE_TEST_SUITE_P(Console, Document,
                          testing::Values("README.md", "docs/job-files.md", "docs/cookbook.md",
                                          "docs/configuration.md"));
+
+#ifdef KELD_ON_SERVER
+// The page's commands find the server of KELD_TEST_SERVER where they look for one, and its
+// administrator behind "sudo".
+class ServerPage : public testing::Test {
+protected:
+    void SetUp() override {
+        const std::string address = keld_test::serverAddress(), host = "?host=";
+        const std::size_t at = address.find(host);
+        ASSERT_NE(at, std::string::npos) << address;
+        before_ = "export PGHOST='" + address.substr(at + host.size()) + "' PATH='" +
+                  directory_.string() + "/bin':\"$PATH\" && ";
+        fs::create_directory(directory_ / "bin");
+        keld_test::writeFile(directory_ / "bin/sudo",
+                             "#!/bin/sh\n"
+                             "[ \"$1\" != apt-get ] || exit 0\n"
+                             "shift 2\n"
+                             "PGUSER=keld exec \"$@\"\n");
+        fs::permissions(directory_ / "bin/sudo", fs::perms::owner_all);
+        removeWhatThePageMakes();
+    }
+    void TearDown() override { removeWhatThePageMakes(); }
+    void removeWhatThePageMakes() const {
+        std::string commands = "export PGUSER=keld; ";
+        for (const char* database : {"plant", "plant_again"})
+            commands += "dropdb --if-exists --force " + std::string(database) + "; ";
+        for (const char* user : {"workshop", "designer", "visitor"})
+            commands += "dropuser --if-exists " + std::string(user) + "; ";
+        FILE* pipe = popen(("{ " + before_ + commands + "} >/dev/null 2>&1").c_str(), "r");
+        ASSERT_TRUE(pipe);
+        EXPECT_EQ(pclose(pipe), 0);
+    }
+    const keld_test::Directory directory_;
+    std::string before_;
+};
+
+TEST_F(ServerPage, ShowsWhatItsCommandsPrint) {
+    const std::vector<Step> steps = stepsOf("docs/store-server.md");
+    ASSERT_GE(steps.size(), 10u);
+    EXPECT_EQ(run(steps, directory_, before_), "");
+}
+#endif
 
 TEST(ConsoleBlocks, OnlyWhatTellsOfProgressIsLeftOut) {
     EXPECT_TRUE(isProgress("keld: running the cases ... 2 s"));

@@ -11,6 +11,7 @@
 #include "tools/keld/host/progress.h"
 #include "tools/keld/host/system.h"
 #include "tools/keld/lint/config.h"
+#include "workbench/address.h"
 
 namespace keld {
 
@@ -151,7 +152,7 @@ private:
 
     void report() {
         for (const auto& [name, value] : variables_)
-            fact("environment " + name, value);
+            fact("environment " + name, mervane::withoutPassword(value));
         context_.document["errors"] = errors_;
         context_.document["warnings"] = warnings_;
         context_.document["notes"] = notes_;

@@ -19,8 +19,11 @@ constexpr std::uint32_t kBytesType = 17, kIntegerType = 20;
 
 std::string trimmed(const char* text) {
     std::string all = text ? text : "";
-    // libpq's texts are for a terminal: several lines with a break at the end.
+    // libpq's texts are for a terminal: several lines, with a break at the end, and a question.
+    for (std::size_t at; (at = all.find("\n\tIs the server running")) != std::string::npos;)
+        all.erase(at, std::min(all.find('\n', at + 1), all.size()) - at);
     std::replace(all.begin(), all.end(), '\n', ' ');
+    std::replace(all.begin(), all.end(), '\t', ' ');
     while (!all.empty() && (all.back() == ' ' || all.back() == '.'))
         all.pop_back();
     return all;
@@ -43,14 +46,22 @@ void beQuiet(void*, const PGresult*) {
 // What to do about a server that can't be reached or doesn't let anybody in.
 const char* adviceFor(const std::string& reason) {
     const auto has = [&](const char* part) { return reason.find(part) != std::string::npos; };
-    if (has("password") || has("authentication"))
-        return ". Give the password by PGPASSWORD or a password file, or ask for the user's rights";
+    if (has("password") || has("authentication") || has("pg_hba.conf"))
+        return ". Give the password by PGPASSWORD or a password file, or ask whoever runs "
+               "the server to let this user in (pg_hba.conf)";
+    if (has("permission denied"))
+        return ". Ask whoever runs the server for the right to do so";
+    if (has("too many clients") || has("connection slots"))
+        return ". The server has all the connections that it takes (max_connections): try again, "
+               "or ask for more";
     if (has("database") && has("does not exist"))
         return ". Make the database first: createdb NAME";
     if (has("role") && has("does not exist"))
         return ". Make the user first: createuser NAME";
+    if (has("starting up") || has("shutting down") || has("recovery"))
+        return ". Try again in a moment";
     if (has("could not translate") || has("refused") || has("timeout") || has("timed out") ||
-        has("No such file") || has("unreachable"))
+        has("No such file") || has("unreachable") || has("No route"))
         return ". Compare host and port with the server's, and see whether it runs";
     return "";
 }
@@ -80,13 +91,24 @@ ServerAddress ServerAddress::of(const std::string& text) {
         }
     }
     address.connection = rest;
+    // libpq's texts would quote a part of the password as host or port.
+    const std::size_t authority = text.find("://") + 3;
+    if (const std::string host =
+            text.substr(authority, text.find_first_of("/?", authority) - authority);
+        isCutPassword(text) || std::count(host.begin(), host.end(), '@') > 1)
+        throw Failure(kStoreFailure,
+                      "The address of a store on a server isn't one: " + withoutPassword(text) +
+                          ". Write @ / ? : of a user or password as %40 %2F %3F %3A");
     char* reason = nullptr;
     PQconninfoOption* options = PQconninfoParse(rest.c_str(), &reason);
     // Its text may quote the address with the password in it.
     PQfreemem(reason);
     if (!options)
-        throw Failure(kStoreFailure,
-                      "The address of a store on a server isn't one: " + withoutPassword(text));
+        throw Failure(
+            kStoreFailure,
+            "The address of a store on a server isn't one: " + withoutPassword(text) +
+                ". It has the form postgresql://USER@HOST:PORT/DATABASE?schema=NAME; other "
+                "parameters are those of libpq");
     PQconninfoFree(options);
     if (!isPlainName(address.schema))
         throw Failure(kStoreFailure, "The schema \"" + address.schema +
@@ -400,6 +422,9 @@ void ServerConnection::fail(PGresult* result) {
         reason = "another session has changed what this one has read";
     } else if (state == "42501") {
         reason = "the user of the database has no right to do that (" + reason + ")";
+    } else if (state == "42P01" || state == "42703" || state == "42883" || state == "42804") {
+        reason = "the schema \"" + address_.schema + "\" has other tables than a store (" + reason +
+                 "): name another one by ?schema=NAME";
     } else if (state == "53100") {
         reason = "the disk of the server is full";
     } else if (state.starts_with("57P") || state.starts_with("08")) {
