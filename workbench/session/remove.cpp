@@ -75,6 +75,7 @@ void Session::remove(Object& object) {
         leaveGone(object);
     std::vector<tag_t> going;
     collectParts(object, going);
+    store_->aboutToDelete(going);
     const std::set<tag_t> gone(going.begin(), going.end());
 
     const Attribute& stages = *model().findAttribute(*known_.workspace, "process_stage_list");

@@ -73,6 +73,9 @@ public:
     virtual void unlocked(tag_t) noexcept {}
     // The session asks for the rights, the check-out and the lock of the object next.
     virtual void aboutToAsk(tag_t) {}
+    // It deletes these objects unless somebody refers to them, which it asks next. Requires: a
+    // transaction.
+    virtual void aboutToDelete(const std::vector<tag_t>&) {}
     // What the session reads of this object next, or of all of them for NULLTAG, must be asked for.
     virtual void forgetReadAhead(tag_t) noexcept {}
     // Failure kStoreFailure if nobody knows whether an earlier change is stored: the store must be

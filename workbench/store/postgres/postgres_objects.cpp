@@ -194,8 +194,12 @@ tag_t PostgresStore::typeOf(tag_t tag) {
     if (const PendingRow* own = pendingRow(tag))
         return own->gone ? NULLTAG : own->type;
     const auto at = rows_.find(tag);
-    if (at != rows_.end() && (isFresh(at->second.read) || locked_.contains(tag)))
+    if (at != rows_.end() && (isFresh(at->second.read) || locked_.contains(tag))) {
+        // Whoever asks this in a transaction is about to refer to it.
+        if (open_ && at->second.type != NULLTAG)
+            needed_.try_emplace(tag);
         return at->second.type;
+    }
     // The commit of a save finds out whether it is still there.
     if (at != rows_.end() && open_ && at->second.type != NULLTAG) {
         needed_.try_emplace(tag);
@@ -203,6 +207,8 @@ tag_t PostgresStore::typeOf(tag_t tag) {
     }
     fetch(tag);
     const CachedRow* found = cached(tag);
+    if (open_ && found)
+        needed_.try_emplace(tag);
     return found ? found->type : NULLTAG;
 }
 
@@ -375,6 +381,7 @@ void PostgresStore::erase(tag_t tag) {
         type = found->type;
     }
     changeIds(tag, data, {});
+    needed_.erase(tag);
     ObjectReader in(tag, data);
     try {
         while (in.next())

@@ -27,6 +27,10 @@ std::chrono::milliseconds freshness() {
 // Of a store's key, who writes has the lock 1: alone, or shared with others who write.
 constexpr const char* kWriteShared = "SELECT pg_advisory_xact_lock_shared($1::bigint::int, 1)";
 constexpr const char* kWriteAlone = "SELECT pg_advisory_xact_lock($1::bigint::int, 1)";
+// Runs write at the same time. Those that delete or change settings have the lock 3 besides, one
+// after the other: to wait for the end of all others, as who writes alone does, two of them would
+// wait for one another.
+constexpr const char* kRunAlone = "SELECT pg_advisory_xact_lock($1::bigint::int, 3)";
 
 // The first 31 bits of the store's id: those that two stores of one database have in common would
 // only make them wait for one another.
@@ -173,19 +177,16 @@ bool PostgresStore::begin(bool alone) {
         alone_ = false;
     }
     parts_.emplace_back();
-    if (alone && !alone_) {
+    if (!alone || alone_)
+        return part;
+    if (!part) {
         alone_ = true;
-        if (begun_) {
-            try {
-                // Those who write at the same time must end first.
-                ask(kWriteAlone, Parameters().add(key_));
-            } catch (...) {
-                parts_.pop_back();
-                throw;
-            }
-        }
-        // What was read before may have been changed by them.
+        // What was read before may have been changed by others.
         forgetReads();
+    } else if (!run_alone_) {
+        run_alone_ = true;
+        queueBegin();
+        main_->later(kRunAlone, Parameters().add(key_));
     }
     return part;
 }
@@ -214,6 +215,34 @@ void PostgresStore::queueParts(bool all) {
         }
         queue(parts_[i]);
     }
+    queueNeeded();
+}
+
+// What is referred to must be there, and stay until the end of the transaction: who deletes it
+// waits for that.
+void PostgresStore::queueNeeded() {
+    std::vector<std::int64_t> tags;
+    for (const auto& [tag, from] : needed_)
+        if (!own_.contains(tag) && guarded_.insert(tag).second)
+            tags.push_back(tag);
+    if (!tags.empty())
+        main_->later(
+            "SELECT need((SELECT count(*) FROM (SELECT 1 FROM object WHERE tag=ANY($1::bigint[]) "
+            "FOR KEY SHARE) there)=$2::bigint, 'target')",
+            Parameters().add(tags).add(static_cast<std::int64_t>(tags.size())));
+}
+
+void PostgresStore::aboutToDelete(const std::vector<tag_t>& tags) {
+    // Who writes alone has nobody beside it.
+    if (!open_ || alone_)
+        return;
+    std::vector<std::int64_t> numbers(tags.begin(), tags.end());
+    std::sort(numbers.begin(), numbers.end());
+    ask("SELECT tag FROM object WHERE tag=ANY($1::bigint[]) ORDER BY tag FOR UPDATE",
+        Parameters().add(numbers));
+    // Who refers to them is asked again: from here on nobody else begins to.
+    for (const tag_t tag : tags)
+        all_lists_.erase(tag);
 }
 
 Answer PostgresStore::ask(const char* sql, Parameters parameters) {
@@ -314,15 +343,7 @@ void PostgresStore::commit(bool part) {
     }
     queueParts();
     if (begun_) {
-        if (!needed_.empty()) {
-            std::vector<std::int64_t> tags;
-            for (const auto& [tag, from] : needed_)
-                tags.push_back(tag);
-            main_->later(
-                "SELECT need((SELECT count(*) FROM object WHERE tag=ANY($1::bigint[]))=$2::bigint, "
-                "'target')",
-                Parameters().add(tags).add(static_cast<std::int64_t>(tags.size())));
-        }
+        queueNeeded();
         main_->later("COMMIT");
         try {
             main_->settle();
@@ -380,8 +401,10 @@ void PostgresStore::rollback(bool part) noexcept {
 void PostgresStore::endTransaction() noexcept {
     const bool begun = begun_;
     open_ = begun_ = alone_ = check_outs_changed_ = false;
+    run_alone_ = false;
     parts_.clear();
     needed_.clear();
+    guarded_.clear();
     sent_.clear();
     if (begun)
         noteChange();

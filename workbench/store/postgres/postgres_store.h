@@ -52,6 +52,7 @@ public:
     void notLocked(std::int64_t session, tag_t tag) noexcept override;
     void unlocked(tag_t tag) noexcept override { locked_.erase(tag); }
     void aboutToAsk(tag_t tag) override;
+    void aboutToDelete(const std::vector<tag_t>& tags) override;
     void forgetReadAhead(tag_t tag) noexcept override;
 
     tag_t typeOf(tag_t tag) override;
@@ -174,11 +175,13 @@ private:
     std::vector<Pending> parts_;
     bool open_ = false, alone_ = false, held_ = false, moment_ = false;
     bool begun_ = false;               // the server knows of the transaction
+    bool run_alone_ = false;           // of all runs, this one deletes or changes settings
     bool check_outs_changed_ = false;  // by it
     std::uint64_t undone_ = 0;
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;
-    std::unordered_set<tag_t> own_;  // stored or deleted by it, and sent
+    std::unordered_set<tag_t> guarded_;  // those of which the server knows
+    std::unordered_set<tag_t> own_;      // stored or deleted by it, and sent
     // Objects whose change was sent, and the version that they should have had.
     std::vector<std::pair<tag_t, std::int64_t>> sent_;
 
@@ -220,6 +223,7 @@ private:
     // A change that goes to the server at once.
     Answer change(const char* sql, Parameters parameters = {});
     void queueBegin();
+    void queueNeeded();
     // `all`: also the begins of parts without changes.
     void queueParts(bool all = false);
     void queue(Pending& part);
