@@ -95,29 +95,52 @@ TEST_F(AtOnce, ProcessesThatMakeItemsOfTheSameIdsMakeEachOnce) {
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
 }
 
-TEST_F(AtOnce, TwoRunsThatWaitForOneAnotherEndInARefusalOfOne) {
+TEST_F(AtOnce, WhatARunHasStoredStaysLockedUntilItsEnd) {
     use(first_);
     const tag_t a = bench().createItem("a", "", "", "A", nullptr),
                 b = bench().createItem("b", "", "", "A", nullptr);
+    const auto changes = [](tag_t object, const std::string& name) {
+        int status = OBJ_refresh(object, true);
+        if (status == 0)
+            status = setName(object, name);
+        if (status == 0)
+            status = OBJ_save(object);
+        // As services do: the lock is given back when the object is stored.
+        (void)OBJ_refresh(object, false);
+        return status;
+    };
+    use(first_);
     bench().beginRun({RunWay::Whole, "one", "", "", ""});
     use(second_);
     bench().beginRun({RunWay::Whole, "two", "", "", ""});
     use(first_);
-    bench().set(a, "object_name", {std::string("first")});
+    EXPECT_EQ(changes(a, "first"), 0);
     use(second_);
-    bench().set(b, "object_name", {std::string("second")});
-    std::string text;
-    EXPECT_EQ(statusOf([&] { bench().set(a, "object_name", {std::string("second")}); }, &text),
-              kLockedByOther);
-    EXPECT_THAT(text, testing::HasSubstr("infodba"));
+    EXPECT_EQ(changes(b, "second"), 0);
+    EXPECT_EQ(changes(a, "second"), kLockedByOther);
+    EXPECT_THAT(bench().errorStack().front().text, testing::HasSubstr("infodba, process"));
     use(first_);
-    EXPECT_EQ(statusOf([&] { bench().set(b, "object_name", {std::string("first")}); }),
-              kLockedByOther);
+    EXPECT_EQ(changes(b, "first"), kLockedByOther);
     bench().endRun({}, true, nullptr);
     use(second_);
+    EXPECT_EQ(changes(a, "third"), 0) << "free, and seen as the other one stored it";
     bench().endRun({}, true, nullptr);
-    EXPECT_EQ(stored(b, "object_name"), "second");
+    use(first_);
     ASSERT_EQ(OBJ_refresh(a, false), 0);
-    EXPECT_EQ(stored(a, "object_name"), "first");
+    ASSERT_EQ(OBJ_refresh(b, false), 0);
+    EXPECT_EQ(stored(a, "object_name"), "third");
+    EXPECT_EQ(stored(b, "object_name"), "second");
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
+TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {
+    Child a({"deletes", path_, "a"}), b({"deletes", path_, "b"});
+    for (Child* each : {&a, &b}) {
+        const std::vector<std::string> said = each->linesUntil("failed:", 25);
+        EXPECT_EQ(said.size(), 25u) << testing::PrintToString(said);
+    }
+    a.kill();
+    b.kill();
+    use(first_);
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
 }

@@ -4,13 +4,16 @@
 //   workbench_writer hold STORE TAG     take the lock, say "held", keep it
 //   workbench_writer try STORE TAG      say the status of taking the lock and its text
 //   workbench_writer choose STORE TYPE  make an item, say its id, and save it when standard input
-//   ends workbench_writer pairs STORE A B    count up in the names of two objects, one save for
-//   both workbench_writer items STORE NAME   make items NAME-1, NAME-2, ... workbench_writer files
-//   STORE PATH   make datasets with the file and delete every second one
+//                                       ends
+//   workbench_writer pairs STORE A B    count up in the names of two objects, one save for both
+//   workbench_writer items STORE NAME   make items NAME-1, NAME-2, ...
+//   workbench_writer files STORE PATH   make datasets with the file and delete every second one
+//   workbench_writer deletes STORE NAME make items and delete them, each time in a whole run
 
 #include <unistd.h>
 
 #include <cstdlib>
+#include <stdexcept>
 #include <string>
 
 #include "platform/mv_art.h"
@@ -35,6 +38,17 @@ void waitForEnd() {
     char byte;
     while (::read(STDIN_FILENO, &byte, 1) > 0) {
     }
+}
+
+// In one run, which lasts while others have theirs.
+void makeAndDelete(const std::string& name) {
+    const tag_t item = bench().createItem(name, "made by the writer", "", "A", nullptr);
+    bench().beginRun({mervane::RunWay::Whole, "deletes", "", "", ""});
+    bench().createFolder(name);
+    bench().find({name + "*", "Folder", "", 0});
+    if (OBJ_delete(item) != 0)
+        throw std::runtime_error(bench().errorStack().front().text);
+    bench().endRun({}, true, nullptr);
 }
 
 tag_t tagOf(const char* text) {
@@ -81,6 +95,11 @@ int run(int count, char** arguments) {
             const std::string id = std::string(arguments[3]) + "-" + std::to_string(i);
             bench().createItem(id, "made by the writer", "", "A", nullptr);
             say(id);
+        }
+    } else if (verb == "deletes") {
+        for (int i = 1;; ++i) {
+            makeAndDelete(std::string(arguments[3]) + "-" + std::to_string(i));
+            say(std::to_string(i));
         }
     } else if (verb == "files") {
         tag_t last = NULLTAG;
