@@ -20,6 +20,8 @@ public:
             PQfinish(connection_);
             throw std::runtime_error("no connection past the workbench: " + why);
         }
+        PQsetNoticeProcessor(
+            connection_, [](void*, const char*) {}, nullptr);
         asked("SET search_path TO " + schema);
         // Whoever breaks the connections of a process leaves this one.
         asked("SET application_name TO bare");

@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <set>
@@ -113,6 +114,10 @@ public:
         for (const auto& [what, count] : strikes_)
             std::cout << "  " << what << ": " << count << "\n";
     }
+    bool hasLost() const {
+        return std::any_of(wrong_.begin(), wrong_.end(),
+                           [](const std::string& text) { return text.starts_with("lost: "); });
+    }
 };
 
 void ServerRounds::placeStore() {
@@ -149,7 +154,8 @@ void ServerRounds::letEnd(Running& worker) {
 }
 
 std::vector<std::size_t> ServerRounds::strike(std::size_t place) {
-    const int choice = upTo(19);
+    constexpr int kServerStops = 18;
+    const int choice = options_.expect_loss ? kServerStops : upTo(19);
     if (choice < 8) {
         ++strikes_["processes killed"];
         return KillRounds::strike(place);
@@ -176,8 +182,8 @@ std::vector<std::size_t> ServerRounds::strike(std::size_t place) {
             return KillRounds::strike(place);
         ::kill(std::stoi(some.front()), SIGKILL);
     } else {
-        ++strikes_[choice == 18 ? "server stopped" : "server killed"];
-        server_.control(choice == 18 ? "stop" : "kill");
+        ++strikes_[choice == kServerStops ? "server stopped" : "server killed"];
+        server_.control(choice == kServerStops ? "stop" : "kill");
     }
     std::vector<std::size_t> all;
     for (std::size_t each = 0; each < kWorkers; ++each) {
@@ -222,7 +228,11 @@ int runServer(const Options& options) {
     ServerRounds rounds(options);
     const int result = rounds.run();
     rounds.reportStrikes();
-    return result;
+    if (!options.expect_loss)
+        return result;
+    if (!rounds.hasLost())
+        std::cout << "a loss was expected, none was found" << std::endl;
+    return rounds.hasLost() ? 0 : 1;
 }
 
 }  // namespace kills
