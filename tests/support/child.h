@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@ public:
         list.push_back(nullptr);
         process_ = ::fork();
         if (process_ == 0) {
+            // By this a database server tells whose its connections are.
+            ::setenv("PGAPPNAME", ("process " + std::to_string(::getpid())).c_str(), 1);
             ::dup2(in[0], STDIN_FILENO);
             ::dup2(out[1], STDOUT_FILENO);
             ::execv(program.c_str(), list.data());

@@ -18,6 +18,10 @@ std::string newSchema() {
     fail();
 }
 
+void waitForEndOf(const std::string&) {
+    fail();
+}
+
 void dropWithProcess(const std::string&) {
     fail();
 }

@@ -3,8 +3,10 @@
 #include <libpq-fe.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <set>
 #include <stdexcept>
+#include <thread>
 
 #include "tests/support/store_kind.h"
 
@@ -50,6 +52,16 @@ public:
             run(dropping(schema));
     }
 
+    void waitForEndOf(const std::string& application) const {
+        const std::string sql =
+            "SELECT count(*) FROM pg_stat_activity WHERE application_name='" + application + "'";
+        for (int i = 0; run(sql) != "0"; ++i) {
+            if (i == 12000)
+                throw std::runtime_error("the server keeps connections of " + application);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+    }
+
 private:
     PGconn* connection_;
     pid_t process_ = ::getpid();
@@ -81,6 +93,10 @@ Schemas& schemas() {
 
 std::string newSchema() {
     return schemas().fresh();
+}
+
+void waitForEndOf(const std::string& application) {
+    schemas().waitForEndOf(application);
 }
 
 void dropWithProcess(const std::string& schema) {

@@ -14,4 +14,8 @@ std::string newSchema();
 // newSchema().
 void dropWithProcess(const std::string& schema);
 
+// Wait until the server has ended the connections with this name, which it does soon after the
+// process that had them. Throws as newSchema(), and if they last for a minute.
+void waitForEndOf(const std::string& application);
+
 }  // namespace keld_test
