@@ -63,4 +63,7 @@ public:
     virtual int reclaim() = 0;
 };
 
+// Locks of this process alone: of a store in memory, or of one that it may only read.
+std::shared_ptr<Locks> memoryLocks();
+
 }  // namespace mervane

@@ -53,7 +53,7 @@ void PostgresStore::make(const std::string& address,
         finishStore(connection);
     } catch (...) {
         try {
-            connection.execute("DROP SCHEMA \"" + connection.address().schema + "\" CASCADE");
+            dropServerTables(connection);
         } catch (const Failure&) {
             // What is left is no store, and whoever opens it is told so.
         }
@@ -75,6 +75,7 @@ std::shared_ptr<Store> PostgresStore::openAs(const std::string& address, bool un
     side->ask("SELECT set_config('synchronous_commit', 'off', false)");
     needServerStore(*side, unfinished);
     shared->volume = std::make_unique<ServerVolume>(side);
+    shared->locks = memoryLocks();
     const std::shared_ptr<PostgresStore> store(
         new PostgresStore(std::move(shared), parsed, std::move(side), unfinished));
     store->loadAdditions();

@@ -47,7 +47,8 @@ public:
     std::string identity() override;
     bool readOnly() const override { return read_only_; }
     void needSound() const override;
-    Locks& locks() override { return *locks_; }
+    // Who changes nothing has no locks that others must see.
+    Locks& locks() override { return read_only_ ? *shared().locks : *locks_; }
     void aboutToLock(std::int64_t session, tag_t tag) override;
     void notLocked(std::int64_t session, tag_t tag) noexcept override;
     void unlocked(tag_t tag) noexcept override { locked_.erase(tag); }

@@ -70,24 +70,43 @@ INSERT INTO meta VALUES('format', 'mervane making'), ('next_tag', '1'), ('rights
 
 void createServerTables(ServerConnection& connection) {
     const ServerAddress& address = connection.address();
+    const auto refuse = [&] {
+        throw Failure(kStoreFailure, "There is something at " + address.shown +
+                                         " already: the schema \"" + address.schema +
+                                         "\" has tables");
+    };
+    const Answer there = connection.ask(
+        "SELECT n.oid IS NOT NULL, EXISTS(SELECT 1 FROM pg_class c WHERE c.relnamespace=n.oid) "
+        "FROM (SELECT to_regnamespace(quote_ident(convert_from($1::bytea, 'UTF8')))::oid AS oid) n",
+        Parameters().add(std::string_view(address.schema)));
+    // Whatever is there is somebody's.
+    if (there.integer(0, 1) != 0)
+        refuse();
+    // The name is of letters, digits and underscores: the address has been compared. A user who may
+    // make no schemas can be given an empty one.
+    const std::string schema =
+        there.integer(0, 0) != 0 ? "" : "CREATE SCHEMA \"" + address.schema + "\";";
     try {
-        // The name is of letters, digits and underscores: the address has been compared.
-        connection.execute("BEGIN; CREATE SCHEMA IF NOT EXISTS \"" + address.schema + "\";" +
-                           kServerTables + "COMMIT");
+        connection.execute("BEGIN;" + schema + kServerTables + "COMMIT");
     } catch (const ServerFailure& failure) {
         try {
             connection.execute("ROLLBACK");
         } catch (const Failure&) {
             // The first failure is told.
         }
-        // A table or a schema is there, or was made by somebody else in this moment.
+        // Somebody else has made it in this moment.
         if (failure.state().starts_with("42P0") || failure.state() == "42710" ||
             failure.state() == "42723" || failure.state() == "23505")
-            throw Failure(kStoreFailure, "There is something at " + address.shown +
-                                             " already: the schema \"" + address.schema +
-                                             "\" has tables");
+            refuse();
         throw;
     }
+}
+
+void dropServerTables(ServerConnection& connection) {
+    connection.execute(
+        "DROP TABLE meta, object, text, ref, unique_id, model, model_part, preference, rights, "
+        "checkout, registry, run, run_entry, file, file_piece, session, held, kept_number; "
+        "DROP SEQUENCE session_number; DROP FUNCTION need(boolean, text)");
 }
 
 void finishStore(ServerConnection& connection) {
@@ -111,7 +130,7 @@ int serverSchemaVersion(ServerConnection& connection) {
         return -1;
     if (known.bytes(0, 1) != "mervane" || known.rows() < 2)
         return 0;
-    return static_cast<int>(std::strtol(known.text(1, 1).c_str(), nullptr, 10));
+    return static_cast<int>(std::strtoll(known.text(1, 1).c_str(), nullptr, 10));
 }
 
 void needServerStore(ServerConnection& connection, bool unfinished) {
@@ -120,9 +139,10 @@ void needServerStore(ServerConnection& connection, bool unfinished) {
     if (version == kServerSchemaVersion || (unfinished && version == -1))
         return;
     if (version == 0)
-        throw Failure(kStoreFailure, "There is no store at " + address.shown + ": the schema \"" +
-                                         address.schema +
-                                         "\" isn't there or has other tables than a store");
+        throw Failure(kStoreFailure,
+                      "There is no store at " + address.shown + ": the schema \"" + address.schema +
+                          "\" isn't there, isn't for this user or has other tables than a "
+                          "store");
     if (version < 0)
         throw Failure(kStoreFailure, "The making of the store " + address.shown +
                                          " was interrupted: drop the schema \"" + address.schema +

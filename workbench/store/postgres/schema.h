@@ -8,9 +8,11 @@ class ServerConnection;
 
 inline constexpr int kServerSchemaVersion = 1;
 
-// Make the tables in the schema of the connection. They are no store until finishStore(). Failure
-// kStoreFailure if some are there.
+// Make the tables in the schema of the connection, which is made unless it is there. They are no
+// store until finishStore(). Failure kStoreFailure if the schema has any tables.
 void createServerTables(ServerConnection& connection);
+// Undo that. Requires: createServerTables() on this connection.
+void dropServerTables(ServerConnection& connection);
 void finishStore(ServerConnection& connection);
 // 0: there is no store; -1: one that isn't finished.
 int serverSchemaVersion(ServerConnection& connection);

@@ -10,7 +10,5 @@ namespace mervane {
 // The locks of a store in a file, shared by the processes that have it open. Failure kFileFailure
 // or kStoreFailure if the files beside the store can't be made or used.
 std::shared_ptr<Locks> fileLocks(const std::string& store_path);
-// The locks of a store in memory.
-std::shared_ptr<Locks> memoryLocks();
 
 }  // namespace mervane
