@@ -11,15 +11,15 @@ namespace mervane {
 
 namespace {
 
-bool before(const StoredReferrer& a, const StoredReferrer& b) {
+bool comesFirst(const StoredReferrer& a, const StoredReferrer& b) {
     return a.tag != b.tag ? a.tag < b.tag : a.attribute < b.attribute;
 }
 
 // Put it in or take it out. A long list keeps the place of what goes, since to close up the gap
 // moves the rest of it.
 void putInOrOut(std::vector<StoredReferrer>& list, const StoredReferrer& referrer, bool there) {
-    const auto at = std::lower_bound(list.begin(), list.end(), referrer, before);
-    const bool listed = at != list.end() && !before(referrer, *at);
+    const auto at = std::lower_bound(list.begin(), list.end(), referrer, comesFirst);
+    const bool listed = at != list.end() && !comesFirst(referrer, *at);
     if (listed)
         at->type = there ? referrer.type : NULLTAG;
     else if (there)

@@ -215,9 +215,6 @@ tag_t PostgresStore::typeOf(tag_t tag) {
 std::int64_t PostgresStore::versionOf(tag_t tag) {
     if (const PendingRow* own = pendingRow(tag))
         return own->gone ? 0 : own->version;
-    if (!own_.contains(tag))
-        if (const TakenLock* taken = locks_->taken(tag))
-            return taken->version;
     if (const auto at = locked_.find(tag); at != locked_.end() && !own_.contains(tag))
         return at->second;
     if (const auto at = rows_.find(tag); at == rows_.end() || !isFresh(at->second.read))
@@ -236,6 +233,12 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
         rights_state_ = taken.rights_state;
     }
     rights_read_ = now();
+    State& state = states_[tag];
+    state.read = now();
+    state.owner = taken.holder;
+    state.check_out.reset();
+    if (taken.checked_out)
+        state.check_out = {tag, taken.user, taken.date, taken.comment};
     if (!taken.owner && !own_.contains(tag))
         locked_[tag] = taken.version;
     // Somebody has stored it since this transaction has read it: nothing of what was read is sure.
@@ -577,7 +580,7 @@ void PostgresStore::queue(Pending& part) {
         forgetReads();
     // From here on the server knows it.
     for (auto& [tag, row] : part.rows) {
-        own_.insert(tag);
+        own_[tag] = row.gone ? 0 : row.version;
         if (row.gone)
             keep(tag, NULLTAG, 0, "", false);
         else

@@ -137,11 +137,6 @@ std::int64_t PostgresStore::removeRight(const Right& right) {
 // ---- check-outs ----
 
 std::optional<Store::CheckOutRow> PostgresStore::checkOut(tag_t object) {
-    // Who is about to lock has been told already, but not of what this transaction has changed.
-    if (const TakenLock* taken = locks_->taken(object); taken && !check_outs_changed_)
-        return taken->checked_out
-                   ? std::optional<CheckOutRow>({object, taken->user, taken->date, taken->comment})
-                   : std::nullopt;
     // One of an object that is gone waits to go with it.
     if (const PendingRow* own = pendingRow(object); own && own->gone)
         return std::nullopt;

@@ -77,18 +77,17 @@ std::shared_ptr<Store> PostgresStore::openAs(const std::string& address, bool un
     shared->volume = std::make_unique<ServerVolume>(side);
     shared->locks = memoryLocks();
     const std::shared_ptr<PostgresStore> store(
-        new PostgresStore(std::move(shared), parsed, std::move(side), unfinished));
+        new PostgresStore(std::move(shared), parsed, std::move(side)));
     store->loadAdditions();
     return store;
 }
 
 std::shared_ptr<Store> PostgresStore::another(const std::shared_ptr<Store>&) {
-    return std::shared_ptr<Store>(
-        new PostgresStore(sharedWithAll(), main_->address(), side_, true));
+    return std::shared_ptr<Store>(new PostgresStore(sharedWithAll(), main_->address(), side_));
 }
 
 PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& address,
-                             std::shared_ptr<ServerConnection> side, bool)
+                             std::shared_ptr<ServerConnection> side)
     : Store(std::move(all)),
       main_(std::make_unique<ServerConnection>(address)),
       side_(std::move(side)),
@@ -224,7 +223,7 @@ void PostgresStore::queueParts(bool all) {
 void PostgresStore::queueNeeded() {
     std::vector<std::int64_t> tags;
     for (const auto& [tag, from] : needed_)
-        if (!own_.contains(tag) && guarded_.insert(tag).second)
+        if (from.tag != NULLTAG && !own_.contains(tag) && guarded_.insert(tag).second)
             tags.push_back(tag);
     if (!tags.empty())
         main_->later(
@@ -356,10 +355,9 @@ void PostgresStore::commit(bool part) {
     temporary_.insert(temporary_.end(), std::make_move_iterator(parts_[0].temporary.begin()),
                       std::make_move_iterator(parts_[0].temporary.end()));
     const bool lasted = held_ || alone_;
-    for (const tag_t tag : own_)
+    for (const auto& [tag, version] : own_)
         if (const auto at = locked_.find(tag); at != locked_.end())
-            if (const CachedRow* row = cached(tag))
-                at->second = row->version;
+            at->second = version;
     endTransaction();
     if (lasted)
         forgetReads();

@@ -182,7 +182,8 @@ private:
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;
     std::unordered_set<tag_t> guarded_;  // those of which the server knows
-    std::unordered_set<tag_t> own_;      // stored or deleted by it, and sent
+    // What it has stored or deleted and sent, and the version that this has given.
+    std::unordered_map<tag_t, std::int64_t> own_;
     // Objects whose change was sent, and the version that they should have had.
     std::vector<std::pair<tag_t, std::int64_t>> sent_;
 
@@ -213,7 +214,7 @@ private:
     std::vector<Values> before_;
 
     PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& address,
-                  std::shared_ptr<ServerConnection> side, bool unfinished);
+                  std::shared_ptr<ServerConnection> side);
     static std::shared_ptr<Store> openAs(const std::string& address, bool unfinished);
     // Whether what was read stays as it is.
     bool lasts() const { return held_ || moment_ || alone_; }

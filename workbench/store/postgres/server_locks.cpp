@@ -81,6 +81,7 @@ const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object)
                 continue;
             taken.owner = ownerOf(answer, 0, 0);
         }
+        taken.holder = ownerOf(answer, 0, 0);
         taken.type = static_cast<tag_t>(answer.integer(0, 4));
         taken.version = answer.integer(0, 5);
         taken.checked_out = !answer.isNull(0, 6);

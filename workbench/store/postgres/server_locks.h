@@ -29,7 +29,8 @@ namespace mervane {
 struct TakenLock {
     std::int64_t session = 0;
     tag_t object = NULLTAG;
-    std::optional<LockOwner> owner;  // who has it instead
+    LockOwner holder;
+    std::optional<LockOwner> owner;  // who has it instead of the session
     tag_t type = NULLTAG;            // of the object as it is stored; NULLTAG: it isn't
     std::int64_t version = 0;
     bool checked_out = false;
@@ -63,7 +64,6 @@ public:
     const TakenLock& takeWithObject(std::int64_t session, tag_t object);
     // The last one, if it is of this object and nothing else was done since.
     const TakenLock* taken(tag_t object) const;
-    bool hasTaken() const { return taken_.has_value(); }
     void forgetTaken() { taken_.reset(); }
     // Who is asked for the owner of a lock first: it may have been read with something else.
     using Ahead = std::function<const std::optional<LockOwner>*(tag_t object)>;

@@ -8,8 +8,8 @@ namespace mervane {
 
 namespace {
 
-constexpr std::size_t kPiece = 1 << 20;
-constexpr const char* kRemovedSuffix = ".removed";
+constexpr std::size_t kPieceBytes = 1 << 20;
+constexpr const char* kTakenOut = ".removed";
 
 }  // namespace
 
@@ -66,11 +66,11 @@ FileFacts ServerVolume::take(tag_t tag, const std::function<void(const Receiver&
         fill([&](const char* bytes, std::size_t size) {
             contents.add(bytes, size);
             while (size > 0) {
-                const std::size_t some = std::min(size, kPiece - piece.size());
+                const std::size_t some = std::min(size, kPieceBytes - piece.size());
                 piece.append(bytes, some);
                 bytes += some;
                 size -= some;
-                if (piece.size() == kPiece)
+                if (piece.size() == kPieceBytes)
                     store();
             }
         });
@@ -150,7 +150,7 @@ std::vector<std::string> ServerVolume::leftOvers() const {
     std::vector<std::string> names;
     const Answer rows = side_->ask("SELECT tag FROM file WHERE removed ORDER BY tag");
     for (int i = 0; i < rows.rows(); ++i)
-        names.push_back(std::to_string(rows.integer(i, 0)) + kRemovedSuffix);
+        names.push_back(std::to_string(rows.integer(i, 0)) + kTakenOut);
     return names;
 }
 
