@@ -1,7 +1,9 @@
 // A status run over a tree of revisions with a dataset each, on a durable store in a file and on
 // one on a server: as one transaction, and as the server, for each object.
 //   server_store ADDRESS [REVISIONS [whole|each]]
-// The address is that of a database without "schema=": schemas are made in it and dropped.
+// The address is that of a database without "schema=": it is left with new schemas.
+
+#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
@@ -109,7 +111,8 @@ int main(int count, char** arguments) {
         if (count > 3 && arguments[3] != name)
             continue;
         const std::string file = (directory / (name + ".db")).string(),
-                          server = withSchema(arguments[1], "bench_" + name);
+                          server = withSchema(arguments[1],
+                                              "bench_" + std::to_string(getpid()) + "_" + name);
         fill(file, revisions);
         fill(server, revisions);
         for (const char* status : {"Frozen", "Released"}) {

@@ -2,7 +2,7 @@
 
 PACKAGES_BUILD="g++ cmake ninja-build libsqlite3-dev nlohmann-json3-dev libcli11-dev libcsv-dev libpq-dev"
 PACKAGES_TEST="lld libgtest-dev libgmock-dev binutils pkg-config groff-base python3 postgresql"
-PACKAGES_BENCH="libspdlog-dev"
+PACKAGES_BENCH="libspdlog-dev postgresql"
 PACKAGES_FUZZ="clang libclang-rt-dev"
 PACKAGES_WINDOWS="g++ g++-mingw-w64-x86-64-posix cmake ninja-build libgtest-dev nlohmann-json3-dev libcli11-dev zip"
 PACKAGES_WINE="wine wine64 lld"

@@ -75,8 +75,7 @@ void PostgresStore::nameTargets(const std::vector<std::pair<tag_t, std::string_v
                     const tag_t target = in.reference();
                     std::vector<tag_t>& all = targets[in.attribute()];
                     // Many refer to one and the same: it is named once.
-                    if (target != NULLTAG && (all.empty() || all.back() != target) &&
-                        !rows_.contains(target))
+                    if (target != NULLTAG && (all.empty() || all.back() != target))
                         all.push_back(target);
                 }
     }

@@ -113,7 +113,8 @@ PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& a
             return at != states_.end() && isFresh(at->second.read) ? &at->second.owner : nullptr;
         },
         [this](tag_t object) {
-            states_.erase(object);
+            if (const auto at = states_.find(object); at != states_.end())
+                at->second.owner.reset();
             noteChange();
         });
     const auto handle = [this](const char* cls, const char* attribute) {
