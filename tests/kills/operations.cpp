@@ -18,6 +18,7 @@
 #include "platform/mv_obj.h"
 #include "tests/support/files.h"
 #include "tests/support/step_generator.h"
+#include "workbench/model/status.h"
 #include "workbench/workbench.h"
 
 namespace kills {
@@ -294,8 +295,20 @@ public:
     void run(int number) override {
         const tag_t item = bench().resolve(sharedItem(number % kSharedItems));
         if (OBJ_refresh(item, true) == 0) {
-            expect(OBJ_set_value_string(item, "object_name", numbered(number).c_str()), "setting");
-            expect(OBJ_save(item), "OBJ_save of a locked object");
+            const auto set = [&] {
+                expect(OBJ_set_value_string(item, "object_name", numbered(number).c_str()),
+                       "setting");
+            };
+            set();
+            int saved = OBJ_save(item);
+            // The last save of a process that was killed in its commit may come back with the
+            // database's log, after this session has read the object: once.
+            if (saved == mervane::kChangedMeanwhile) {
+                expect(OBJ_refresh(item, true), "reading a locked object again");
+                set();
+                saved = OBJ_save(item);
+            }
+            expect(saved, "OBJ_save of a locked object");
             if (number % 3)
                 expect(OBJ_refresh(item, false), "giving the lock back");
             else

@@ -61,8 +61,8 @@ void SqliteStore::make(const std::string& path,
     // be lost with this directory.
     if (system::somethingAt(made + "-wal"))
         throw Failure(kStoreFailure, "The store " + path + " can't be written to disk");
-    // The volume first, so a store under its name has its files.
-    const bool has_volume = system::somethingAt(made + ".volume");
+    // Files first, so a store under its name has them. Without any, a kill here leaves nothing.
+    const bool has_volume = !DirectoryVolume(made + ".volume", made).tags().empty();
     if (has_volume)
         place.put("store.volume", path + ".volume");
     try {
