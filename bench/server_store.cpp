@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/status_settings.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "workbench/workbench.h"
@@ -88,18 +89,7 @@ int main(int count, char** arguments) {
         ("server_store-" +
          std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()));
     std::filesystem::create_directories(directory);
-    std::ofstream(directory / "keld_statusmanager.ini")
-        << "[SelectWSO]\nBOMLine=1\n"
-           "[Frozen_BOMLine]\nChangeForward=ChildBomLines;bl_revision\n"
-           "[Frozen_ItemRevision]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
-           "DoNothingOnReleaseStatus=Frozen\nChangeForward=Rel.VANE_specification.*\n"
-           "[Frozen_VANE_specification.*]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
-           "DoNothingOnReleaseStatus=Frozen\n"
-           "[Released_BOMLine]\nChangeForward=ChildBomLines;bl_revision\n"
-           "[Released_ItemRevision]\nPrevReleaseStatus=Frozen\nSetReleaseState=Released\n"
-           "DoNothingOnReleaseStatus=Released\nChangeForward=Rel.VANE_specification.*\n"
-           "[Released_VANE_specification.*]\nPrevReleaseStatus=Frozen\nSetReleaseState=Released\n"
-           "DoNothingOnReleaseStatus=Released\n";
+    std::ofstream(directory / "keld_statusmanager.ini") << kStatusSettings;
     setenv("KELD_CFG_PATH", directory.c_str(), 1);
     setenv("KELD_LOG_FILE", (directory / "keld.log").c_str(), 1);
     KELD_SetLogLevel(0);

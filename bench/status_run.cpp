@@ -19,6 +19,7 @@
 
 #include "bench/call_recorder.h"
 #include "bench/statement_recorder.h"
+#include "bench/status_settings.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "tests/support/files.h"
@@ -78,17 +79,7 @@ private:
 
 void writeSettings(const fs::path& directory) {
     std::ofstream ini(directory / "keld_statusmanager.ini");
-    ini << "[SelectWSO]\nBOMLine=1\n"
-           "[Frozen_BOMLine]\nChangeForward=ChildBomLines;bl_revision\n"
-           "[Frozen_ItemRevision]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
-           "DoNothingOnReleaseStatus=Frozen\nChangeForward=Rel.VANE_specification.*\n"
-           "[Frozen_VANE_specification.*]\nPrevReleaseStatus=none\nSetReleaseState=Frozen\n"
-           "DoNothingOnReleaseStatus=Frozen\n"
-           "[Released_BOMLine]\nChangeForward=ChildBomLines;bl_revision\n"
-           "[Released_ItemRevision]\nPrevReleaseStatus=Frozen\nSetReleaseState=Released\n"
-           "DoNothingOnReleaseStatus=Released\nChangeForward=Rel.VANE_specification.*\n"
-           "[Released_VANE_specification.*]\nPrevReleaseStatus=Frozen\nSetReleaseState=Released\n"
-           "DoNothingOnReleaseStatus=Released\n";
+    ini << kStatusSettings;
 }
 
 double seconds(const std::function<void()>& body) {
