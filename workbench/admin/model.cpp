@@ -17,7 +17,7 @@ void StoreWorkbench::define(const std::string& what, Steps&& steps) {
     // Without a run there is nothing to record, and the store has a transaction of its own.
     if (!now().recorder())
         return steps();
-    StoreTransaction transaction(now().store());
+    StoreTransaction transaction(now().store(), StoreTransaction::Others::Alone);
     steps();
     now().recorder()->modelExtended(what);
     transaction.commit();

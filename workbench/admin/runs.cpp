@@ -101,7 +101,7 @@ int StoreWorkbench::pruneRuns(const std::string& before) {
     const std::vector<tag_t> kept = tables->removedFiles();
     int pruned = 0;
     {
-        StoreTransaction transaction(store);
+        StoreTransaction transaction(store, StoreTransaction::Others::Alone);
         for (const std::int64_t number : tables->before(before)) {
             RunHead head;
             // A run that goes on adds entries under its head.
