@@ -177,6 +177,53 @@ TEST_P(Batch, WhatFailsToEndInsideGoesBackAloneWhoeverHasBegunIt) {
     EXPECT_EQ(folders(), 2u);
 }
 
+// What went back with the inner one isn't taken for what is stored.
+TEST_P(Batch, AfterAnInnerRollbackALockedObjectIsSavedAgain) {
+    const tag_t tag = folder("f").tag;
+    ASSERT_EQ(OBJ_lock(tag), 0);
+    const auto version = session().store().versionOf(tag);
+    session().beginBatch();
+    folder("outer");
+    session().beginBatch();
+    ASSERT_EQ(setName(tag, "inner"), 0);
+    ASSERT_EQ(OBJ_save(tag), 0);
+    // A search over all texts needs what was saved.
+    EXPECT_EQ(bench().find({"inn*", "Folder", "", 0}).size(), 1u);
+    session().rollbackBatch();
+    session().commitBatch();
+    EXPECT_EQ(session().store().versionOf(tag), version);
+    EXPECT_EQ(stored(tag, "object_name"), "f");
+    ASSERT_EQ(setName(tag, "after"), 0);
+    EXPECT_EQ(OBJ_save(tag), 0);
+    session().forgetAll();
+    EXPECT_EQ(stored(tag, "object_name"), "after");
+}
+
+// An index of a server takes no long rows.
+TEST_P(Batch, ATextOfAnyLengthIsFoundAndTheCheckIsClean) {
+    bench().defineType("LongForm", "Form", {{"essay", Kind::String, false, 0}});
+    const std::string begin(3000, 'a'), other = begin + "b";
+    const tag_t one = bench().createForm("LongForm", "one"),
+                two = bench().createForm("LongForm", "two");
+    bench().set(one, "essay", {begin});
+    bench().set(two, "essay", {other});
+    const Attribute& essay = session().attribute(session().object(one), "essay");
+    const auto tagsOf = [](const std::vector<Store::Hit>& hits) {
+        std::vector<tag_t> tags;
+        for (const Store::Hit& hit : hits)
+            tags.push_back(hit.tag);
+        return tags;
+    };
+    const auto matching = [&](const std::string& pattern) {
+        return tagsOf(session().store().withPattern(essay.handle, pattern));
+    };
+    EXPECT_EQ(tagsOf(session().store().withText(essay.handle, other)), std::vector<tag_t>{two});
+    EXPECT_EQ(matching("aa*b"), std::vector<tag_t>{two});
+    EXPECT_EQ(matching("a*"), (std::vector<tag_t>{one, two}));
+    EXPECT_EQ(matching("*" + begin), std::vector<tag_t>{one});
+    EXPECT_TRUE(bench().check(store_, false).empty());
+}
+
 TEST_P(Batch, ASaveThatFailsInsideLeavesNoPartOfItself) {
     Object& one = folder("one");
     Object& two = folder("two");

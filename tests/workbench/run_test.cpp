@@ -178,6 +178,24 @@ TEST_P(Run, ASaveThatFailsInsideLeavesNoEntry) {
     EXPECT_EQ(stored(item_, "object_name"), "good");
 }
 
+// Its entries are in tables that were made in the transaction of which the save is the first part.
+TEST_P(Run, ASaveThatFailsFirstLeavesARunThatIsntRecordedWhole) {
+    bench().recordRuns(false);
+    begin(RunWay::Whole);
+    ASSERT_EQ(OBJ_lock(item_), 0);
+    ASSERT_EQ(OBJ_lock(other_), 0);
+    tag_t attribute = 0, tag = other_;
+    ASSERT_EQ(DBO_attr_id_of_attr("item_id", "Item", &attribute), 0);
+    ASSERT_EQ(DBO_set_attr_string(1, &tag, attribute, "OLD"), 0);
+    EXPECT_EQ(OBJ_save(other_), kDuplicateId);
+    ASSERT_EQ(OBJ_refresh(other_, false), 0);
+    ASSERT_EQ(setName(item_, "good"), 0);
+    ASSERT_EQ(OBJ_save(item_), 0);
+    const Ended ended = end();
+    EXPECT_EQ(changes(ended.entries), std::vector<RunChange>{RunChange::ObjectChanged});
+    EXPECT_EQ(stored(item_, "object_name"), "good");
+}
+
 TEST_P(Run, ValuesThatStayAsTheyWereAreNotRecorded) {
     begin(RunWay::Whole);
     bench().set(item_, "object_desc", {std::string("fresh")});

@@ -426,12 +426,15 @@ void Session::lock(Object& object) {
 void Session::lockUnread(Object& object) {
     if (object.locked)
         return;
-    if (!object.isNew() && !locks_held_.count(object.tag))
+    // A lock can outlive its object: a rollback keeps it.
+    const bool asks = !object.isNew() && !locks_held_.count(object.tag);
+    if (asks)
         store_->aboutToLock(lock_session_, object.tag);
     try {
         needLockable(object);
     } catch (...) {
-        store_->notLocked(lock_session_, object.tag);
+        if (asks)
+            store_->notLocked(lock_session_, object.tag);
         throw;
     }
     takeLock(object.tag, &object);

@@ -68,6 +68,18 @@ std::vector<CheckFinding> Store::check(bool repair, const std::vector<tag_t>& un
     return findings;
 }
 
+void Store::checkIndexes(bool repair, Findings& findings) {
+    const IndexDamage damage = compareIndexes(findings);
+    if (repair && (damage.texts || damage.references))
+        makeIndexes();
+    for (const auto& [damaged, table] :
+         {std::pair(damage.texts, "texts"), std::pair(damage.references, "references")})
+        if (damaged)
+            findings.push_back({!repair, std::string("the table of ") + table +
+                                             " lacks a value or has one too many" +
+                                             (repair ? "; made anew" : "")});
+}
+
 void Store::checkTypes(Findings& findings) {
     for (const tag_t type : typesInUse())
         if (!model().typeOf(type))

@@ -33,8 +33,10 @@ struct IndexSums {
     RowSum texts, references;
 };
 
-// Add what the tables should have of an object. Damage of its values is a finding.
+// Add what the tables should have of an object; `key` gives what the table has of a text, without
+// it the text. Damage of its values is a finding.
 void addObject(tag_t tag, std::string_view data, const Model& model, IndexSums& sums,
-               std::vector<CheckFinding>& findings);
+               std::vector<CheckFinding>& findings,
+               std::string (*key)(std::string_view text) = nullptr);
 
 }  // namespace mervane

@@ -317,7 +317,14 @@ protected:
     virtual void takeOver(const std::string& identity, tag_t next_tag) = 0;
     // Steps of check(). Returns: whether the rest can be read.
     virtual bool checkDatabase(Findings& findings) = 0;
-    virtual void checkIndexes(bool repair, Findings& findings) = 0;
+    struct IndexDamage {
+        bool texts = false, references = false;
+    };
+    // Compare the tables of texts and references with the objects, as of one moment. Damage of the
+    // objects is a finding.
+    virtual IndexDamage compareIndexes(Findings& findings) = 0;
+    // Make them anew, in one transaction.
+    virtual void makeIndexes() = 0;
     virtual void checkTexts(bool repair, Findings& findings) = 0;
     virtual std::vector<tag_t> typesInUse() = 0;
     struct LostReference {
@@ -345,6 +352,7 @@ private:
     void add(Addition addition);
     void applyAddition(const Addition& addition);
     void copyFrom(Store& from, Findings& findings);
+    void checkIndexes(bool repair, Findings& findings);
     void checkTypes(Findings& findings);
     void checkReferences(Findings& findings);
     void checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Findings& findings);

@@ -19,6 +19,8 @@ void Pending::take(Pending&& above) {
         ids.insert_or_assign(key, tag);
     std::move(above.entries.begin(), above.entries.end(), std::back_inserter(entries));
     std::move(above.temporary.begin(), above.temporary.end(), std::back_inserter(temporary));
+    for (const auto& [tag, version] : above.sent)
+        sent[tag] = version;
     bytes += above.bytes;
 }
 

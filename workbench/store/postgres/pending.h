@@ -38,6 +38,9 @@ struct Pending {
     std::vector<StoredEntry> temporary;  // of a run that isn't recorded: never stored
     std::size_t bytes = 0;
     bool begun = false;  // the server knows where this part begins
+    // What the server knows already: objects that were stored or deleted, and the version that this
+    // has given; 0: deleted.
+    std::unordered_map<tag_t, std::int64_t> sent;
 
     bool empty() const {
         return rows.empty() && entries.empty() && references.empty() && texts.empty() &&
@@ -45,7 +48,7 @@ struct Pending {
     }
     // What is above comes after what is here.
     void take(Pending&& above);
-    // Everything but the temporary entries.
+    // What is sent now.
     void clear();
 };
 

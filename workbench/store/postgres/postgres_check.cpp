@@ -30,67 +30,50 @@ void PostgresStore::eachObject(const std::function<void(tag_t, std::string_view)
     }
 }
 
-void PostgresStore::checkIndexes(bool repair, Findings& findings) {
+Store::IndexDamage PostgresStore::compareIndexes(Findings& findings) {
     IndexSums wanted, found;
-    {
-        // A save between the readings would look like damage.
-        const OneMoment moment(*this);
-        eachObject([&](tag_t tag, std::string_view data) {
-            addObject(tag, data, model(), wanted, findings);
-        });
-        std::int64_t attribute = 0, tag = 0;
-        std::string key;
-        for (;;) {
-            const Answer rows =
-                ask("SELECT attr, v, tag FROM text WHERE (attr, v, tag)>($1::bigint, $2::bytea, "
-                    "$3::bigint) ORDER BY attr, v, tag LIMIT 5000",
-                    Parameters().add(attribute).add(std::string_view(key)).add(tag));
-            for (int i = 0; i < rows.rows(); ++i)
-                found.texts.add(static_cast<std::uint64_t>(rows.integer(i, 0)),
-                                static_cast<std::uint64_t>(rows.integer(i, 2)), 0,
-                                rows.bytes(i, 1));
-            if (rows.rows() < kPiece)
-                break;
-            attribute = rows.integer(kPiece - 1, 0);
-            key = rows.text(kPiece - 1, 1);
-            tag = rows.integer(kPiece - 1, 2);
-        }
-        for (std::int64_t target = 0, attr = 0, last = 0;;) {
-            const Answer rows =
-                ask("SELECT target, attr, tag FROM ref WHERE (target, attr, tag)>($1::bigint, "
-                    "$2::bigint, $3::bigint) ORDER BY target, attr, tag LIMIT 5000",
-                    Parameters().add(target).add(attr).add(last));
-            for (int i = 0; i < rows.rows(); ++i) {
-                target = rows.integer(i, 0);
-                attr = rows.integer(i, 1);
-                last = rows.integer(i, 2);
-                found.references.add(static_cast<std::uint64_t>(target),
-                                     static_cast<std::uint64_t>(attr),
-                                     static_cast<std::uint64_t>(last));
-            }
-            if (rows.rows() < kPiece)
-                break;
-        }
+    // A save between the readings would look like damage.
+    const OneMoment moment(*this);
+    eachObject([&](tag_t tag, std::string_view data) {
+        addObject(tag, data, model(), wanted, findings, textKey);
+    });
+    std::int64_t attribute = 0, tag = 0;
+    std::string key;
+    for (;;) {
+        const Answer rows =
+            ask("SELECT attr, v, tag FROM text WHERE (attr, v, tag)>($1::bigint, $2::bytea, "
+                "$3::bigint) ORDER BY attr, v, tag LIMIT 5000",
+                Parameters().add(attribute).add(std::string_view(key)).add(tag));
+        for (int i = 0; i < rows.rows(); ++i)
+            found.texts.add(static_cast<std::uint64_t>(rows.integer(i, 0)),
+                            static_cast<std::uint64_t>(rows.integer(i, 2)), 0, rows.bytes(i, 1));
+        if (rows.rows() < kPiece)
+            break;
+        attribute = rows.integer(kPiece - 1, 0);
+        key = rows.text(kPiece - 1, 1);
+        tag = rows.integer(kPiece - 1, 2);
     }
-    const bool texts = wanted.texts != found.texts,
-               references = wanted.references != found.references;
-    if (!texts && !references)
-        return;
-    if (repair)
-        indexAll();
-    const auto report = [&](const char* table) {
-        findings.push_back({!repair, std::string("the table of ") + table +
-                                         " lacks a value or has one too many" +
-                                         (repair ? "; made anew" : "")});
-    };
-    if (texts)
-        report("texts");
-    if (references)
-        report("references");
+    for (std::int64_t target = 0, attr = 0, last = 0;;) {
+        const Answer rows =
+            ask("SELECT target, attr, tag FROM ref WHERE (target, attr, tag)>($1::bigint, "
+                "$2::bigint, $3::bigint) ORDER BY target, attr, tag LIMIT 5000",
+                Parameters().add(target).add(attr).add(last));
+        for (int i = 0; i < rows.rows(); ++i) {
+            target = rows.integer(i, 0);
+            attr = rows.integer(i, 1);
+            last = rows.integer(i, 2);
+            found.references.add(static_cast<std::uint64_t>(target),
+                                 static_cast<std::uint64_t>(attr),
+                                 static_cast<std::uint64_t>(last));
+        }
+        if (rows.rows() < kPiece)
+            break;
+    }
+    return {wanted.texts != found.texts, wanted.references != found.references};
 }
 
-// Make the tables of texts, references and ids anew from the objects.
-void PostgresStore::indexAll() {
+// Also the ids that two sessions can't store at once.
+void PostgresStore::makeIndexes() {
     StoreTransaction transaction(*this, StoreTransaction::Others::Alone);
     for (const char* sql : {"DELETE FROM text", "DELETE FROM ref", "DELETE FROM unique_id"})
         change(sql);

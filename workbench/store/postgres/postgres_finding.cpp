@@ -26,6 +26,14 @@ void putInOrOut(std::vector<StoredReferrer>& list, const StoredReferrer& referre
         list.insert(at, referrer);
 }
 
+Parameters parametersOf(const UsePath& path, tag_t revision) {
+    return Parameters()
+        .add(toNumber(path.child))
+        .add(toNumber(path.parent_bvr))
+        .add(toNumber(path.parent_revision))
+        .add(toNumber(revision));
+}
+
 // For LIKE: everything that the pattern finds, and perhaps more. A question mark is one character,
 // which may have several bytes.
 std::string likeOf(const std::string& pattern) {
@@ -445,11 +453,7 @@ std::vector<StoredUse> PostgresStore::uses(const UsePath& path, tag_t revision) 
             "JOIN object view ON view.tag=held.target "
             "JOIN object parent ON parent.tag=owner.target "
             "WHERE used.target=$4::bigint AND used.attr=$1::bigint ORDER BY used.tag",
-            Parameters()
-                .add(toNumber(path.child))
-                .add(toNumber(path.parent_bvr))
-                .add(toNumber(path.parent_revision))
-                .add(toNumber(revision)));
+            parametersOf(path, revision));
     std::vector<StoredUse> uses;
     for (int i = 0; i < rows.rows(); ++i)
         uses.push_back({toTag(rows.integer(i, 0)), toTag(rows.integer(i, 1))});
@@ -464,11 +468,7 @@ std::vector<tag_t> PostgresStore::children(const UsePath& path, tag_t revision) 
             "JOIN object child ON child.tag=used.target "
             "WHERE held.attr=$2::bigint AND held.target="
             "(SELECT min(tag) FROM ref WHERE target=$4::bigint AND attr=$3::bigint)",
-            Parameters()
-                .add(toNumber(path.child))
-                .add(toNumber(path.parent_bvr))
-                .add(toNumber(path.parent_revision))
-                .add(toNumber(revision)));
+            parametersOf(path, revision));
     std::vector<tag_t> children;
     for (int i = 0; i < rows.rows(); ++i)
         children.push_back(toTag(rows.integer(i, 0)));

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <set>
 
 #include "workbench/model/status.h"
 #include "workbench/store/postgres/postgres_store.h"
@@ -40,8 +39,8 @@ const PendingRow* PostgresStore::pendingRow(tag_t tag) const {
     return nullptr;
 }
 
-const PostgresStore::CachedRow* PostgresStore::keep(tag_t tag, tag_t type, std::int64_t version,
-                                                    std::string_view data, bool ahead) {
+void PostgresStore::keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data,
+                         bool ahead) {
     CachedRow& row = rows_[tag];
     rows_bytes_ += data.size() - row.data.size();
     row.type = type;
@@ -49,15 +48,13 @@ const PostgresStore::CachedRow* PostgresStore::keep(tag_t tag, tag_t type, std::
     row.ahead = ahead;
     row.read = now();
     row.data.assign(data);
-    return &row;
 }
 
 // Objects that are named together are often read together.
 void PostgresStore::name(const std::vector<tag_t>& tags) {
     if (tags.size() < 2)
         return;
-    const auto group = std::make_shared<Group>();
-    group->tags = tags;
+    const auto group = std::make_shared<const std::vector<tag_t>>(tags);
     for (const tag_t tag : tags)
         groups_[tag] = group;
 }
@@ -93,7 +90,7 @@ std::vector<std::int64_t> PostgresStore::together(tag_t tag, bool lists) const {
     const auto group = groups_.find(tag);
     if (group == groups_.end())
         return all;
-    const std::vector<tag_t>& tags = group->second->tags;
+    const std::vector<tag_t>& tags = *group->second;
     for (auto at = std::find(tags.begin(), tags.end(), tag);
          at != tags.end() && all.size() < (lasts() ? kTogether : kFew); ++at)
         if (*at != tag && (lists || (!cachedFresh(*at) && !pendingRow(*at))))
@@ -193,18 +190,11 @@ tag_t PostgresStore::typeOf(tag_t tag) {
     if (const PendingRow* own = pendingRow(tag))
         return own->gone ? NULLTAG : own->type;
     const auto at = rows_.find(tag);
-    if (at != rows_.end() && (isFresh(at->second.read) || locked_.contains(tag))) {
-        // Whoever asks this in a transaction is about to refer to it.
-        if (open_ && at->second.type != NULLTAG)
-            needed_.try_emplace(tag);
-        return at->second.type;
-    }
-    // The commit of a save finds out whether it is still there.
-    if (at != rows_.end() && open_ && at->second.type != NULLTAG) {
-        needed_.try_emplace(tag);
-        return at->second.type;
-    }
-    fetch(tag);
+    const bool is_known = at != rows_.end();
+    // In a transaction the commit finds out whether what is referred to is still there.
+    const bool is_sure = is_known && (isFresh(at->second.read) || locked_.contains(tag));
+    if (!is_sure && !(is_known && open_ && at->second.type != NULLTAG))
+        fetch(tag);
     const CachedRow* found = cached(tag);
     if (open_ && found)
         needed_.try_emplace(tag);
@@ -214,7 +204,7 @@ tag_t PostgresStore::typeOf(tag_t tag) {
 std::int64_t PostgresStore::versionOf(tag_t tag) {
     if (const PendingRow* own = pendingRow(tag))
         return own->gone ? 0 : own->version;
-    if (const auto at = locked_.find(tag); at != locked_.end() && !own_.contains(tag))
+    if (const auto at = locked_.find(tag); at != locked_.end() && !hasSent(tag))
         return at->second;
     if (const auto at = rows_.find(tag); at == rows_.end() || !isFresh(at->second.read))
         fetch(tag);
@@ -238,11 +228,11 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
     state.check_out.reset();
     if (taken.checked_out)
         state.check_out = {tag, taken.user, taken.date, taken.comment};
-    if (!taken.owner && !own_.contains(tag))
+    if (!taken.owner && !hasSent(tag))
         locked_[tag] = taken.version;
     // Somebody has stored it since this transaction has read it: nothing of what was read is sure.
     if (const auto at = rows_.find(tag);
-        at != rows_.end() && lasts() && !own_.contains(tag) && at->second.version != taken.version)
+        at != rows_.end() && lasts() && !hasSent(tag) && at->second.version != taken.version)
         forgetReads();
 }
 
@@ -579,7 +569,7 @@ void PostgresStore::queue(Pending& part) {
         forgetReads();
     // From here on the server knows it.
     for (auto& [tag, row] : part.rows) {
-        own_[tag] = row.gone ? 0 : row.version;
+        part.sent[tag] = row.gone ? 0 : row.version;
         if (row.gone)
             keep(tag, NULLTAG, 0, "", false);
         else

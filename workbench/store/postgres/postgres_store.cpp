@@ -181,9 +181,8 @@ bool PostgresStore::begin(bool alone) {
     if (!alone || alone_)
         return part;
     if (!part) {
+        beginToLast();
         alone_ = true;
-        // What was read before may have been changed by others.
-        forgetReads();
     } else if (!run_alone_) {
         run_alone_ = true;
         queueBegin();
@@ -224,7 +223,7 @@ void PostgresStore::queueParts(bool all) {
 void PostgresStore::queueNeeded() {
     std::vector<std::int64_t> tags;
     for (const auto& [tag, from] : needed_)
-        if (from.tag != NULLTAG && !own_.contains(tag) && guarded_.insert(tag).second)
+        if (from.tag != NULLTAG && !hasSent(tag) && guarded_.insert(tag).second)
             tags.push_back(tag);
     if (!tags.empty())
         main_->later(
@@ -356,7 +355,7 @@ void PostgresStore::commit(bool part) {
     temporary_.insert(temporary_.end(), std::make_move_iterator(parts_[0].temporary.begin()),
                       std::make_move_iterator(parts_[0].temporary.end()));
     const bool lasted = held_ || alone_;
-    for (const auto& [tag, version] : own_)
+    for (const auto& [tag, version] : parts_[0].sent)
         if (const auto at = locked_.find(tag); at != locked_.end())
             at->second = version;
     endTransaction();
@@ -379,6 +378,9 @@ void PostgresStore::rollback(bool part) noexcept {
                 } catch (const Failure&) {
                     // It goes back, too.
                 }
+                // The server's locks that were taken in it go, too.
+                guarded_.clear();
+                run_alone_ = false;
                 main_->later("ROLLBACK TO SAVEPOINT part");
                 main_->later("RELEASE SAVEPOINT part");
                 main_->settle();
@@ -408,13 +410,12 @@ void PostgresStore::endTransaction() noexcept {
     sent_.clear();
     if (begun)
         noteChange();
-    own_.clear();
     locks_->giveReleased();
 }
 
 void PostgresStore::holdTransaction(bool hold) noexcept {
     if (hold && !held_) {
-        forgetReads();
+        beginToLast();
         locks_->keepReleased();
     }
     held_ = hold;
@@ -422,6 +423,17 @@ void PostgresStore::holdTransaction(bool hold) noexcept {
 
 bool PostgresStore::isBatchLost() const {
     return held_ && (main_->isBroken() || !open_ || main_->inFailedTransaction());
+}
+
+// From here on what is read stays as it is, so nothing may be left from before.
+void PostgresStore::beginToLast() noexcept {
+    forgetReads();
+    rights_.clear();
+}
+
+bool PostgresStore::hasSent(tag_t tag) const {
+    return std::any_of(parts_.begin(), parts_.end(),
+                       [&](const Pending& part) { return part.sent.contains(tag); });
 }
 
 void PostgresStore::forgetReads() noexcept {
@@ -439,7 +451,7 @@ void PostgresStore::forgetReads() noexcept {
 bool PostgresStore::beginMoment() {
     if (open_ || moment_)
         return false;
-    forgetReads();
+    beginToLast();
     main_->later("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
     moment_ = true;
     return true;

@@ -125,7 +125,8 @@ protected:
     std::vector<Addition> additionsAfter(std::int64_t position) override;
     std::int64_t storeAddition(const Addition& addition) override;
     bool checkDatabase(Findings&) override { return true; }
-    void checkIndexes(bool repair, Findings& findings) override;
+    IndexDamage compareIndexes(Findings& findings) override;
+    void makeIndexes() override;
     void checkTexts(bool, Findings&) override {}
     std::vector<tag_t> typesInUse() override;
     void lostReferences(const std::function<void(const LostReference&)>& each) override;
@@ -153,10 +154,6 @@ private:
         Stamp read;
         std::string data;
     };
-    // Objects that were named together, in that order.
-    struct Group {
-        std::vector<tag_t> tags;
-    };
     using ListKey = std::pair<tag_t, tag_t>;  // attribute, target
     struct ListHash {
         std::size_t operator()(const ListKey& key) const {
@@ -182,8 +179,6 @@ private:
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;
     std::unordered_set<tag_t> guarded_;  // those of which the server knows
-    // What it has stored or deleted and sent, and the version that this has given.
-    std::unordered_map<tag_t, std::int64_t> own_;
     // Objects whose change was sent, and the version that they should have had.
     std::vector<std::pair<tag_t, std::int64_t>> sent_;
 
@@ -203,7 +198,8 @@ private:
     std::unordered_map<ListKey, List, ListHash> lists_;
     std::unordered_map<tag_t, List> all_lists_;
     std::map<std::pair<tag_t, std::string>, std::vector<Hit>> texts_;
-    std::unordered_map<tag_t, std::shared_ptr<Group>> groups_;
+    // Objects that were named together, in that order.
+    std::unordered_map<tag_t, std::shared_ptr<const std::vector<tag_t>>> groups_;
     tag_t last_read_ = NULLTAG;  // the last object that was read alone
     int in_a_row_ = 0;
     std::vector<StoredReferrer> last_;
@@ -232,6 +228,9 @@ private:
     void settleIfMuch();
     [[noreturn]] void explain(const ServerFailure& failure);
     void endTransaction() noexcept;
+    // Whether it has stored or deleted the object, and the server knows it.
+    bool hasSent(tag_t tag) const;
+    void beginToLast() noexcept;
     void forgetReads() noexcept;
     Pending& top() { return parts_.back(); }
     const PendingRow* pendingRow(tag_t tag) const;
@@ -240,8 +239,7 @@ private:
     bool cachedFresh(tag_t tag) const;
     // Null: none is kept, or there is no object.
     const CachedRow* cached(tag_t tag) const;
-    const CachedRow* keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data,
-                          bool ahead);
+    void keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data, bool ahead);
     void name(const std::vector<tag_t>& tags);
     void nameTargets(const std::vector<std::pair<tag_t, std::string_view>>& rows);
     std::vector<std::int64_t> together(tag_t tag, bool lists) const;
@@ -262,7 +260,6 @@ private:
     bool hasText(tag_t tag, tag_t attribute, std::string_view text);
     void needWriting() const;
     void eachObject(const std::function<void(tag_t, std::string_view)>& each);
-    void indexAll();
 };
 
 }  // namespace mervane

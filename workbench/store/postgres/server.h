@@ -110,7 +110,6 @@ public:
     void send() noexcept;
     // Drop what waits and isn't sent.
     void forget() noexcept;
-    bool anythingWaits() const { return !waiting_.empty(); }
     // Several statements without parameters, in one round trip of their own.
     void execute(const std::string& sql);
 
@@ -120,8 +119,6 @@ public:
     bool isBroken() const { return broken_; }
     // Failure kStoreFailure if the connection is gone.
     void needSound() const;
-    // The connection is no longer used: another one of the same session is gone.
-    void breakOff(const std::string& why);
     // The process of the server, as it told when the connection was made.
     int backend() const;
     const ServerAddress& address() const { return address_; }
@@ -145,6 +142,7 @@ private:
     std::string why_broken_;
     std::function<std::string()> who_is_busy_;
 
+    void breakOff(const std::string& why);
     void give(const char* sql, const Parameters& parameters);
     void end();
     Answer finish();

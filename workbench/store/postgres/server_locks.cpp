@@ -1,11 +1,16 @@
 #include "workbench/store/postgres/server_locks.h"
 
+#include <set>
+
 #include "workbench/model/status.h"
 #include "workbench/system/system.h"
 
 namespace mervane {
 
 namespace {
+
+// The sessions of this process: key of the store and number. Each has locks of its own.
+std::set<std::pair<std::int64_t, std::int64_t>> opened_here;
 
 LockOwner ownerOf(const Answer& answer, int row, int column) {
     LockOwner owner;
@@ -38,11 +43,13 @@ std::int64_t ServerLocks::open(const std::string& user) {
             .add(std::string_view(user))
             .add(std::string_view(system::hostName()))
             .add(std::int64_t{system::processNumber()}));
+    opened_here.emplace(key_, session);
     return session;
 }
 
 void ServerLocks::close(std::int64_t session) noexcept {
     taken_.reset();
+    opened_here.erase({key_, session});
     try {
         for (const char* sql : {"DELETE FROM held WHERE session=$1::bigint",
                                 "DELETE FROM kept_number WHERE session=$1::bigint",
@@ -65,7 +72,7 @@ const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object)
                      Parameters().add(std::int64_t{object}).add(session));
         // A statement of its own: it sees what was stored before the lock was taken.
         const Answer answer = side_->ask(
-            "SELECT s.number, s.by_user, s.host, s.process, o.type, o.version, c.by_user, c.date, "
+            "SELECT s.number, s.by_user, s.host, s.process, o.version, c.by_user, c.date, "
             "c.comment, convert_to(m.value, 'UTF8'), h.session FROM meta m "
             "LEFT JOIN object o ON o.tag=$1::bigint LEFT JOIN held h ON h.object=$1::bigint "
             "LEFT JOIN session s ON s.number=h.session "
@@ -74,21 +81,20 @@ const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object)
         if (answer.rows() != 1)
             throw Failure(kStoreFailure,
                           "store " + side_->address().shown + " is damaged: a row of meta is lost");
-        const std::int64_t holder = answer.integer(0, 10);
+        const std::int64_t holder = answer.integer(0, 9);
+        taken.holder = ownerOf(answer, 0, 0);
         if (holder != session) {
             // Without an owner: released in this moment, so try again.
-            if (answer.isNull(0, 10) || reclaimIfDead(holder))
+            if (answer.isNull(0, 9) || reclaimIfDead(holder))
                 continue;
-            taken.owner = ownerOf(answer, 0, 0);
+            taken.owner = taken.holder;
         }
-        taken.holder = ownerOf(answer, 0, 0);
-        taken.type = static_cast<tag_t>(answer.integer(0, 4));
-        taken.version = answer.integer(0, 5);
-        taken.checked_out = !answer.isNull(0, 6);
-        taken.user = static_cast<tag_t>(answer.integer(0, 6));
-        taken.date = answer.text(0, 7);
-        taken.comment = answer.text(0, 8);
-        taken.rights_state = answer.text(0, 9);
+        taken.version = answer.integer(0, 4);
+        taken.checked_out = !answer.isNull(0, 5);
+        taken.user = toTag(answer.integer(0, 5));
+        taken.date = answer.text(0, 6);
+        taken.comment = answer.text(0, 7);
+        taken.rights_state = answer.text(0, 8);
         taken_ = std::move(taken);
         if (changed_)
             changed_(object);
@@ -198,13 +204,7 @@ std::vector<LockOwner> ServerLocks::sessions() {
 }
 
 bool ServerLocks::isOwn(std::int64_t session) const {
-    const Answer row = side_->ask(
-        "SELECT 1 FROM session WHERE number=$1::bigint AND host=$2::bytea AND process=$3::bigint",
-        Parameters()
-            .add(session)
-            .add(std::string_view(system::hostName()))
-            .add(std::int64_t{system::processNumber()}));
-    return row.rows() != 0;
+    return opened_here.contains({key_, session});
 }
 
 void ServerLocks::setActivity(std::int64_t session, const std::string& activity) {

@@ -31,8 +31,7 @@ struct TakenLock {
     tag_t object = NULLTAG;
     LockOwner holder;
     std::optional<LockOwner> owner;  // who has it instead of the session
-    tag_t type = NULLTAG;            // of the object as it is stored; NULLTAG: it isn't
-    std::int64_t version = 0;
+    std::int64_t version = 0;        // of the object as it is stored; 0: it isn't
     bool checked_out = false;
     tag_t user = NULLTAG;  // who has it checked out
     std::string date, comment;

@@ -11,10 +11,19 @@ namespace {
 constexpr std::size_t kPieceBytes = 1 << 20;
 constexpr const char* kTakenOut = ".removed";
 
+// Of a store's key, who copies has the lock 2, shared; whoever gets it alone knows that nobody
+// copies, and removes what was kept for all. Both statements are in one transaction, which has it.
+void dropTakenOut(ServerConnection& side, std::int64_t key) {
+    side.later(
+        "DELETE FROM file_piece p USING file f WHERE f.tag=p.tag AND f.removed AND "
+        "pg_try_advisory_xact_lock($1::bigint::int, 2)",
+        Parameters().add(key));
+    side.ask("DELETE FROM file f WHERE f.removed AND pg_try_advisory_xact_lock($1::bigint::int, 2)",
+             Parameters().add(key));
+}
+
 }  // namespace
 
-// Of a store's key, who copies has the lock 2, shared; whoever gets it alone knows that nobody
-// copies.
 class ServerVolume::ServerHold final : public Hold {
 public:
     ServerHold(std::shared_ptr<ServerConnection> side, std::int64_t key)
@@ -25,15 +34,7 @@ public:
         try {
             side_->ask("SELECT pg_advisory_unlock_shared($1::bigint::int, 2)",
                        Parameters().add(key_));
-            // The last copy removes what was kept for all.
-            side_->later(
-                "DELETE FROM file_piece p USING file f WHERE f.tag=p.tag AND f.removed AND "
-                "pg_try_advisory_xact_lock($1::bigint::int, 2)",
-                Parameters().add(key_));
-            side_->ask(
-                "DELETE FROM file f WHERE f.removed AND "
-                "pg_try_advisory_xact_lock($1::bigint::int, 2)",
-                Parameters().add(key_));
+            dropTakenOut(*side_, key_);
         } catch (...) {
             // They stay as files that no object owns.
         }
@@ -99,15 +100,9 @@ void ServerVolume::drop(tag_t tag) const {
 void ServerVolume::remove(tag_t tag) noexcept {
     try {
         // A copy that is being made still finds it.
-        const Answer alone =
-            side_->ask("SELECT pg_try_advisory_lock($1::bigint::int, 2)", Parameters().add(key_));
-        if (alone.integer(0, 0) == 0) {
-            side_->ask("UPDATE file SET removed=true WHERE tag=$1::bigint",
-                       Parameters().add(std::int64_t{tag}));
-            return;
-        }
-        drop(tag);
-        side_->ask("SELECT pg_advisory_unlock($1::bigint::int, 2)", Parameters().add(key_));
+        side_->later("UPDATE file SET removed=true WHERE tag=$1::bigint",
+                     Parameters().add(std::int64_t{tag}));
+        dropTakenOut(*side_, key_);
     } catch (...) {
         // The file stays as one that no object owns.
     }
@@ -155,13 +150,10 @@ std::vector<std::string> ServerVolume::leftOvers() const {
 }
 
 bool ServerVolume::removeLeftOver(const std::string& name) {
-    const Answer alone =
-        side_->ask("SELECT pg_try_advisory_lock($1::bigint::int, 2)", Parameters().add(key_));
-    if (alone.integer(0, 0) == 0)
-        return false;
-    drop(static_cast<tag_t>(std::strtoul(name.c_str(), nullptr, 10)));
-    side_->ask("SELECT pg_advisory_unlock($1::bigint::int, 2)", Parameters().add(key_));
-    return true;
+    const Parameters tag = Parameters().add(std::int64_t{std::strtol(name.c_str(), nullptr, 10)});
+    side_->later("UPDATE file SET removed=true WHERE tag=$1::bigint", tag);
+    dropTakenOut(*side_, key_);
+    return side_->ask("SELECT 1 FROM file WHERE tag=$1::bigint", tag).rows() == 0;
 }
 
 }  // namespace mervane

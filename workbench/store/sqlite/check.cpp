@@ -54,32 +54,15 @@ bool SqliteStore::checkDatabase(Findings& findings) {
     return sound;
 }
 
-void SqliteStore::checkIndexes(bool repair, Findings& findings) {
-    const auto differ = [&](Findings& damage) {
-        // A save between the two readings would look like damage.
-        const OneMoment moment(*this);
-        const IndexSums wanted = checkValues(*connection_, model(), damage);
-        const IndexSums found = storedSums(*connection_);
-        return std::pair(wanted.texts != found.texts, wanted.references != found.references);
-    };
-    const auto [texts, references] = differ(findings);
-    if (!texts && !references)
-        return;
-    if (repair)
-        indexAll();
-    const auto report = [&](const char* table) {
-        findings.push_back({!repair, std::string("the table of ") + table +
-                                         " lacks a value or has one too many" +
-                                         (repair ? "; made anew" : "")});
-    };
-    if (texts)
-        report("texts");
-    if (references)
-        report("references");
+Store::IndexDamage SqliteStore::compareIndexes(Findings& findings) {
+    // A save between the two readings would look like damage.
+    const OneMoment moment(*this);
+    const IndexSums wanted = checkValues(*connection_, model(), findings);
+    const IndexSums found = storedSums(*connection_);
+    return {wanted.texts != found.texts, wanted.references != found.references};
 }
 
-// Make the tables of texts and references anew from the objects.
-void SqliteStore::indexAll() {
+void SqliteStore::makeIndexes() {
     Transaction transaction(*connection_);
     referrers_.forget();
     connection_->execute("DELETE FROM text; DELETE FROM ref");

@@ -96,7 +96,8 @@ protected:
     std::vector<Addition> additionsAfter(std::int64_t position) override;
     std::int64_t storeAddition(const Addition& addition) override;
     bool checkDatabase(Findings& findings) override;
-    void checkIndexes(bool repair, Findings& findings) override;
+    IndexDamage compareIndexes(Findings& findings) override;
+    void makeIndexes() override;
     void checkTexts(bool repair, Findings& findings) override;
     std::vector<tag_t> typesInUse() override;
     void lostReferences(const std::function<void(const LostReference&)>& each) override;
@@ -141,7 +142,6 @@ private:
     void unindex(tag_t tag, tag_t attribute, const Value& value);
     bool reindex(tag_t tag, tag_t attribute, const Value& before, const Value& now);
     void indexDifference(tag_t tag, tag_t attribute, const Values& before, const Values& now);
-    void indexAll();
 
     static const char* const kLoad;
 };

@@ -1,0 +1,109 @@
+// How often a session waits for the server: what is read and sent together.
+
+#include <gtest/gtest.h>
+
+#include "platform/mv_heap.h"
+#include "platform/mv_line.h"
+#include "platform/mv_obj.h"
+#include "platform/mv_rel.h"
+#include "tests/support/store_kind.h"
+#include "tests/workbench/support.h"
+
+using namespace mervane;
+using namespace mervane::test;
+
+namespace {
+
+constexpr int kParts = 40;
+
+class RoundTrips : public ::testing::Test {
+protected:
+    void SetUp() override {
+        const std::string path = keld_test::freshServerStore();
+        bench().createStore(path);
+        store_ = bench().openStore(path);
+        bench().openSession(store_, {});
+        top_ = part(0);
+        for (int i = 1; i <= kParts; ++i) {
+            parts_.push_back(part(i));
+            bench().addOccurrence(top_, parts_.back(), "", "");
+        }
+        // A session that has read nothing.
+        bench().openSession(store_, {});
+    }
+    void TearDown() override { bench().closeStore(store_); }
+
+    static tag_t part(int number) {
+        tag_t revision = NULLTAG;
+        bench().createItem("P" + std::to_string(number), "part", "Item", "A", &revision);
+        bench().relate(revision, bench().createDataset("Text", "d"), "VANE_specification");
+        return revision;
+    }
+    template <typename Body>
+    static std::uint64_t during(Body&& body) {
+        const std::uint64_t before = bench().roundTrips();
+        body();
+        return bench().roundTrips() - before;
+    }
+    Workbench::StoreId store_ = 0;
+    tag_t top_ = NULLTAG;
+    std::vector<tag_t> parts_;
+};
+
+}  // namespace
+
+TEST_F(RoundTrips, ALockIsTakenWithAllThatIsAskedForIt) {
+    ASSERT_EQ(OBJ_load(parts_[0]), 0);
+    // The first lock of a session reads the rights.
+    ASSERT_EQ(OBJ_lock(parts_[1]), 0);
+    EXPECT_EQ(during([&] { EXPECT_EQ(OBJ_lock(parts_[0]), 0); }), 1u);
+}
+
+TEST_F(RoundTrips, ASaveIsOne) {
+    ASSERT_EQ(OBJ_lock(parts_[0]), 0);
+    ASSERT_EQ(setName(parts_[0], "changed"), 0);
+    EXPECT_EQ(during([&] { EXPECT_EQ(OBJ_save(parts_[0]), 0); }), 1u);
+}
+
+TEST_F(RoundTrips, SavesOfAWholeRunGoWithItsEnd) {
+    for (const tag_t part : parts_)
+        ASSERT_EQ(OBJ_lock(part), 0);
+    bench().beginRun({RunWay::Whole, "test", "", "", ""});
+    // The head of its record takes some.
+    ASSERT_EQ(setName(parts_[0], "changed"), 0);
+    ASSERT_EQ(OBJ_save(parts_[0]), 0);
+    EXPECT_LE(during([&] {
+                  for (const tag_t part : parts_) {
+                      EXPECT_EQ(setName(part, "changed again"), 0);
+                      EXPECT_EQ(OBJ_save(part), 0);
+                  }
+              }),
+              4u);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(stored(parts_.back(), "object_name"), "changed again");
+}
+
+TEST_F(RoundTrips, WhatAStructureNamesIsReadTogether) {
+    bench().beginRun({RunWay::Whole, "test", "", "", ""});
+    const tag_t window = bench().openBomWindow(top_);
+    int lines = 0;
+    tag_t* children = nullptr;
+    ASSERT_EQ(LINE_ask_child_lines(window, &lines, &children), 0);
+    HEAP_free(children);
+    EXPECT_EQ(lines, kParts);
+    EXPECT_LE(during([&] {
+                  for (const tag_t part : parts_) {
+                      int count = 0;
+                      tag_t* datasets = nullptr;
+                      EXPECT_EQ(REL_list_secondary_objects_only(part, NULLTAG, &count, &datasets),
+                                0);
+                      EXPECT_EQ(count, 2) << "master form and dataset";
+                      logical modifiable = false;
+                      EXPECT_EQ(OBJ_ask_if_modifiable(datasets[0], &modifiable), 0);
+                      EXPECT_TRUE(modifiable);
+                      HEAP_free(datasets);
+                  }
+              }),
+              5u);
+    bench().endRun({}, false, nullptr);
+}
