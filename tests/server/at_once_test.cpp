@@ -78,6 +78,21 @@ TEST_F(AtOnce, WhoGivesAnIdThatARunHasGivenWaitsForItsEndAndNoLonger) {
     bench().closeStore(store);
 }
 
+TEST_F(AtOnce, AnIdThatARunChoosesIsFreeAlsoIfItHasReadOtherwise) {
+    use(first_);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    EXPECT_EQ(statusOf([] { bench().resolve("000001"); }), kUnknownObject);
+    use(second_);
+    const tag_t theirs = bench().createItem("", "", "", "A", nullptr);
+    EXPECT_EQ(bench().resolve("000001"), theirs);
+    bench().closeSession(second_);
+    use(first_);
+    const tag_t item = bench().createItem("", "", "", "A", nullptr);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(bench().resolve("000002"), item);
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
 TEST_F(AtOnce, ProcessesThatMakeItemsOfTheSameIdsMakeEachOnce) {
     Child a({"items", path_, "x"}), b({"items", path_, "x"});
     // One of them soon meets an id of the other one and says so.

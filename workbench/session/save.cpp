@@ -181,7 +181,7 @@ void Session::save(std::span<Object* const> objects) {
         // set() needs the lock, the workbench's own put() doesn't: ask whether somebody else has
         // it.
         if (!object.isNew() && !object.locked)
-            if (const auto owner = store_->locks().owner(object.tag);
+            if (const auto owner = store_->locks().ownerBeforeChange(object.tag);
                 owner && owner->session != lock_session_)
                 throw Failure(kLockedByOther,
                               plainName(object) + " is locked by " + described(*owner));

@@ -41,6 +41,8 @@ public:
     virtual void release(std::int64_t session, tag_t object) = 0;
     // The living session that has the lock; nothing: nobody.
     virtual std::optional<LockOwner> owner(tag_t object) = 0;
+    // As owner(), for a session that is about to change the object without its lock.
+    virtual std::optional<LockOwner> ownerBeforeChange(tag_t object) { return owner(object); }
     // Keep a number for the ids that this session chooses, until it ends. Returns: false if another
     // living session has it; true also for one that this session keeps already.
     virtual bool keepNumber(std::int64_t session, std::uint32_t number) = 0;

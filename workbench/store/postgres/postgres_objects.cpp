@@ -216,7 +216,8 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
     // It was released, and is locked still: nobody has changed it.
     if (locks_->keeps(session, tag))
         return;
-    const TakenLock& taken = locks_->takeWithObject(session, tag);
+    const TakenLock& taken =
+        locks_->takeWithObject(session, tag, [&] { return nextToLock(session, tag); });
     if (taken.rights_state != rights_state_) {
         rights_.clear();
         rights_state_ = taken.rights_state;
@@ -225,6 +226,7 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
     State& state = states_[tag];
     state.read = now();
     state.owner = taken.holder;
+    state.reserved = false;
     state.check_out.reset();
     if (taken.checked_out)
         state.check_out = {tag, taken.user, taken.date, taken.comment};
@@ -234,6 +236,30 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
     if (const auto at = rows_.find(tag);
         at != rows_.end() && lasts() && !hasSent(tag) && at->second.version != taken.version)
         forgetReads();
+}
+
+// A run that locks a second object of a type goes on with those that were named after it,
+// presumably. What it didn't use tells that it doesn't.
+std::vector<tag_t> PostgresStore::nextToLock(std::int64_t session, tag_t tag) {
+    constexpr std::size_t kFirst = 8, kMost = 64;
+    std::vector<tag_t> next;
+    const auto group = groups_.find(tag);
+    const tag_t type = knownType(tag);
+    if (!held_ || type == NULLTAG || group == groups_.end())
+        return next;
+    const auto [at, first] = reserving_.try_emplace(type);
+    Reserving& now = at->second;
+    const bool wasted = std::any_of(now.tags.begin(), now.tags.end(),
+                                    [&](tag_t each) { return locks_->reserves(each); });
+    now.many = first || wasted ? 0 : std::clamp(now.many * 4, kFirst, kMost);
+    const std::vector<tag_t>& tags = *group->second;
+    for (auto each = std::find(tags.begin(), tags.end(), tag);
+         each != tags.end() && next.size() < now.many; ++each)
+        if (*each != tag && knownType(*each) == type && !locked_.contains(*each) &&
+            !locks_->reserves(*each) && !locks_->keeps(session, *each))
+            next.push_back(*each);
+    now.tags = next;
+    return next;
 }
 
 void PostgresStore::notLocked(std::int64_t session, tag_t tag) noexcept {
@@ -264,7 +290,7 @@ void PostgresStore::look(tag_t tag) {
     const Answer rows = askPast(
         "SELECT t.tag, o.type, o.version, o.data, c.by_user, c.date, c.comment, s.number, "
         "s.by_user, s.host, s.process, CASE WHEN s.number IS NOT NULL THEN " KELD_SESSION_LIVES
-        " END, m.state FROM unnest($2::bigint[]) t(tag) "
+        " END, m.state, COALESCE(h.session<0, false) FROM unnest($2::bigint[]) t(tag) "
         "CROSS JOIN (SELECT convert_to(value, 'UTF8') AS state FROM meta WHERE "
         "name='rights_changed') m LEFT JOIN object o ON o.tag=t.tag "
         "LEFT JOIN checkout c ON c.object=t.tag LEFT JOIN held h ON h.object=t.tag "
@@ -276,6 +302,7 @@ void PostgresStore::look(tag_t tag) {
         state.read = now();
         state.check_out.reset();
         state.owner.reset();
+        state.reserved = rows.integer(i, 13) != 0;
         if (!rows.isNull(i, 4))
             state.check_out = {each, toTag(rows.integer(i, 4)), rows.text(i, 5), rows.text(i, 6)};
         if (!rows.isNull(i, 7))

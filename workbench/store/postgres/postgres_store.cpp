@@ -108,11 +108,16 @@ PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& a
     };
     main_->onBusy(who);
     locks_->askFirst(
-        [this](tag_t object) -> const std::optional<LockOwner>* {
+        [this](tag_t object, bool free) -> const std::optional<LockOwner>* {
             const auto at = states_.find(object);
-            return at != states_.end() && isFresh(at->second.read) ? &at->second.owner : nullptr;
+            return at != states_.end() && isFresh(at->second.read) && !(free && at->second.reserved)
+                       ? &at->second.owner
+                       : nullptr;
         },
         [this](tag_t object) {
+            // Until a number was kept, another session may have stored an id with it.
+            if (object == NULLTAG)
+                texts_.clear();
             if (const auto at = states_.find(object); at != states_.end())
                 at->second.owner.reset();
             noteChange();
@@ -134,6 +139,7 @@ void PostgresStore::needSound() const {
     ++call_;
     main_->needSound();
     side_->needSound();
+    locks_->tellInTime();
 }
 
 void PostgresStore::needWriting() const {
@@ -275,17 +281,14 @@ Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
     }
 }
 
-void PostgresStore::settleIfMuch() {
-    constexpr std::size_t kMuch = 4 << 20;
+// The server works on one piece while the next one is made. A failure comes with the next answer
+// that is asked for.
+void PostgresStore::sendIfMuch() {
+    constexpr std::size_t kMuch = 256 << 10;
     if (parts_.size() != 1 || parts_[0].bytes < kMuch)
         return;
     queueParts();
-    try {
-        main_->settle();
-        sent_.clear();
-    } catch (const ServerFailure& failure) {
-        explain(failure);
-    }
+    main_->send();
 }
 
 // Tell a failure of what was sent in the words of who has changed something.
@@ -338,9 +341,10 @@ void PostgresStore::commit(bool part) {
         Pending above = std::move(parts_.back());
         parts_.pop_back();
         parts_.back().take(std::move(above));
-        settleIfMuch();
+        sendIfMuch();
         return;
     }
+    locks_->needReserved();
     queueParts();
     if (begun_) {
         queueNeeded();
@@ -389,6 +393,12 @@ void PostgresStore::rollback(bool part) noexcept {
             return;
         }
         main_->forget();
+        try {
+            // What was sent may have begun the transaction.
+            main_->settle();
+        } catch (const Failure&) {
+            // It goes back.
+        }
         if (main_->inTransaction())
             main_->ask("ROLLBACK");
     } catch (...) {
@@ -408,6 +418,7 @@ void PostgresStore::endTransaction() noexcept {
     needed_.clear();
     guarded_.clear();
     sent_.clear();
+    reserving_.clear();
     if (begun)
         noteChange();
     locks_->giveReleased();
@@ -464,6 +475,12 @@ void PostgresStore::endMoment(bool begun) noexcept {
     forgetReads();
     try {
         main_->forget();
+        try {
+            // What was sent may have begun the transaction.
+            main_->settle();
+        } catch (const Failure&) {
+            // It goes back.
+        }
         if (main_->inTransaction())
             main_->ask("ROLLBACK");
     } catch (...) {

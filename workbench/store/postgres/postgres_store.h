@@ -189,10 +189,17 @@ private:
         Stamp read;
         std::optional<CheckOutRow> check_out;
         std::optional<LockOwner> owner;
+        bool reserved = false;  // by another session, which may lock it without a further word
     };
     std::unordered_map<tag_t, State> states_;
     // Objects that this session has locked, and their stored version, which nobody else changes.
     std::unordered_map<tag_t, std::int64_t> locked_;
+    // What this run reserves, by the type of the objects: how many at once, and the last ones.
+    struct Reserving {
+        std::size_t many = 0;
+        std::vector<tag_t> tags;
+    };
+    std::unordered_map<tag_t, Reserving> reserving_;
     std::unordered_map<tag_t, CachedRow> rows_;
     std::size_t rows_bytes_ = 0;
     std::unordered_map<ListKey, List, ListHash> lists_;
@@ -225,7 +232,7 @@ private:
     // `all`: also the begins of parts without changes.
     void queueParts(bool all = false);
     void queue(Pending& part);
-    void settleIfMuch();
+    void sendIfMuch();
     [[noreturn]] void explain(const ServerFailure& failure);
     void endTransaction() noexcept;
     // Whether it has stored or deleted the object, and the server knows it.
@@ -243,6 +250,7 @@ private:
     void name(const std::vector<tag_t>& tags);
     void nameTargets(const std::vector<std::pair<tag_t, std::string_view>>& rows);
     std::vector<std::int64_t> together(tag_t tag, bool lists) const;
+    std::vector<tag_t> nextToLock(std::int64_t session, tag_t tag);
     void fetch(tag_t tag);
     void look(tag_t tag);
     Stamp now() const;

@@ -238,7 +238,14 @@ ServerConnection::ServerConnection(const ServerAddress& address) : address_(addr
             "set_config('statement_timeout', '0', false), "
             "set_config('idle_in_transaction_session_timeout', '0', false), "
             "set_config('default_transaction_isolation', 'read committed', false), "
-            "set_config('default_transaction_read_only', 'off', false)",
+            "set_config('default_transaction_read_only', 'off', false), "
+            // A table that has just been filled has no statistics yet: without these, the server
+            // would read the whole of it for each question that an index answers.
+            "set_config('enable_hashjoin', 'off', false), "
+            "set_config('enable_mergejoin', 'off', false), "
+            "set_config('enable_seqscan', 'off', false), "
+            // They would make it compile each of the few that read a whole table.
+            "set_config('jit', 'off', false)",
             Parameters().add(std::string_view(address_.schema)).add(waitLimit().count()));
     } catch (...) {
         PQfinish(connection_);

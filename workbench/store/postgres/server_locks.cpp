@@ -1,6 +1,8 @@
 #include "workbench/store/postgres/server_locks.h"
 
+#include <algorithm>
 #include <set>
+#include <thread>
 
 #include "workbench/model/status.h"
 #include "workbench/system/system.h"
@@ -8,6 +10,9 @@
 namespace mervane {
 
 namespace {
+
+// A session uses what it has reserved for the first half of the time after which others take it.
+constexpr std::chrono::milliseconds kReserved{200}, kReservedToUse{100}, kTellUsed{20};
 
 // The sessions of this process: key of the store and number. Each has locks of its own.
 std::set<std::pair<std::int64_t, std::int64_t>> opened_here;
@@ -50,8 +55,14 @@ std::int64_t ServerLocks::open(const std::string& user) {
 void ServerLocks::close(std::int64_t session) noexcept {
     taken_.reset();
     opened_here.erase({key_, session});
+    const auto is_its = [session](const auto& each) { return each.second == session; };
+    std::erase_if(untold_, is_its);
+    std::erase_if(used_, is_its);
+    std::erase_if(released_, is_its);
+    std::erase_if(reserved_,
+                  [session](const auto& each) { return each.second.lock.session == session; });
     try {
-        for (const char* sql : {"DELETE FROM held WHERE session=$1::bigint",
+        for (const char* sql : {"DELETE FROM held WHERE session IN ($1::bigint, -$1::bigint)",
                                 "DELETE FROM kept_number WHERE session=$1::bigint",
                                 "DELETE FROM session WHERE number=$1::bigint"})
             side_->later(sql, Parameters().add(session));
@@ -63,43 +74,167 @@ void ServerLocks::close(std::int64_t session) noexcept {
     }
 }
 
-const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object) {
-    for (;;) {
-        TakenLock taken;
-        taken.session = session;
-        taken.object = object;
-        side_->later("INSERT INTO held VALUES($1::bigint, $2::bigint) ON CONFLICT DO NOTHING",
-                     Parameters().add(std::int64_t{object}).add(session));
-        // A statement of its own: it sees what was stored before the lock was taken.
-        const Answer answer = side_->ask(
-            "SELECT s.number, s.by_user, s.host, s.process, o.version, c.by_user, c.date, "
-            "c.comment, convert_to(m.value, 'UTF8'), h.session FROM meta m "
-            "LEFT JOIN object o ON o.tag=$1::bigint LEFT JOIN held h ON h.object=$1::bigint "
-            "LEFT JOIN session s ON s.number=h.session "
-            "LEFT JOIN checkout c ON c.object=$1::bigint WHERE m.name='rights_changed'",
-            Parameters().add(std::int64_t{object}));
-        if (answer.rows() != 1)
-            throw Failure(kStoreFailure,
-                          "store " + side_->address().shown + " is damaged: a row of meta is lost");
-        const std::int64_t holder = answer.integer(0, 9);
-        taken.holder = ownerOf(answer, 0, 0);
-        if (holder != session) {
-            // Without an owner: released in this moment, so try again.
-            if (answer.isNull(0, 9) || reclaimIfDead(holder))
-                continue;
-            taken.owner = taken.holder;
-        }
-        taken.version = answer.integer(0, 4);
-        taken.checked_out = !answer.isNull(0, 5);
-        taken.user = toTag(answer.integer(0, 5));
-        taken.date = answer.text(0, 6);
-        taken.comment = answer.text(0, 7);
-        taken.rights_state = answer.text(0, 8);
-        taken_ = std::move(taken);
+const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object,
+                                             const std::function<std::vector<tag_t>()>& next) {
+    const auto told = [&]() -> const TakenLock& {
         if (changed_)
             changed_(object);
         return *taken_;
+    };
+    if (useReserved(session, object))
+        return told();
+    if (const auto old = reserved_.find(object); old != reserved_.end()) {
+        // Too old to be used unseen, or of another session of this store.
+        side_->later(
+            "UPDATE held SET session=$2::bigint WHERE object=$1::bigint AND session=$3::bigint",
+            Parameters().add(std::int64_t{object}).add(session).add(-old->second.lock.session));
+        side_->send();
+        reserved_.erase(old);
     }
+    std::vector<tag_t> wanted;
+    if (next)
+        wanted = next();
+    wanted.push_back(object);
+    // All insert in this order, so that no two wait for one another.
+    std::sort(wanted.begin(), wanted.end());
+    SeenReserved seen;
+    for (;;) {
+        const Clock::time_point asked = Clock::now();
+        tellUsed();
+        std::vector<std::int64_t> objects(wanted.begin(), wanted.end()), sessions;
+        for (const tag_t each : wanted)
+            sessions.push_back(each == object ? session : -session);
+        side_->later(
+            "INSERT INTO held SELECT * FROM unnest($1::bigint[], $2::bigint[]) "
+            "ON CONFLICT DO NOTHING",
+            Parameters().add(objects).add(sessions));
+        // A statement of its own: it sees what was stored before the lock was taken.
+        const Answer answer = side_->ask(
+            "SELECT s.number, s.by_user, s.host, s.process, o.version, c.by_user, c.date, "
+            "c.comment, convert_to(m.value, 'UTF8'), h.session, t.tag, h.xmin::text::bigint "
+            "FROM unnest($1::bigint[]) t(tag) CROSS JOIN meta m "
+            "LEFT JOIN object o ON o.tag=t.tag LEFT JOIN held h ON h.object=t.tag "
+            "LEFT JOIN session s ON s.number=h.session "
+            "LEFT JOIN checkout c ON c.object=t.tag WHERE m.name='rights_changed'",
+            Parameters().add(objects));
+        if (answer.rows() != static_cast<int>(objects.size()))
+            throw Failure(kStoreFailure,
+                          "store " + side_->address().shown + " is damaged: a row of meta is lost");
+        std::int64_t holder = 0, row = 0;
+        TakenLock own;
+        for (int i = 0; i < answer.rows(); ++i) {
+            TakenLock taken;
+            taken.session = session;
+            taken.object = toTag(answer.integer(i, 10));
+            taken.holder = ownerOf(answer, i, 0);
+            taken.version = answer.integer(i, 4);
+            taken.checked_out = !answer.isNull(i, 5);
+            taken.user = toTag(answer.integer(i, 5));
+            taken.date = answer.text(i, 6);
+            taken.comment = answer.text(i, 7);
+            taken.rights_state = answer.text(i, 8);
+            if (taken.object == object) {
+                holder = answer.integer(i, 9);
+                row = answer.integer(i, 11);
+                own = std::move(taken);
+            } else if (answer.integer(i, 9) == -session) {
+                taken.holder.session = session;
+                reserved_.insert_or_assign(taken.object,
+                                           Reserved{std::move(taken), asked + kReservedToUse});
+            }
+        }
+        wanted = {object};
+        if (holder != session) {
+            // Without an owner: released in this moment, so try again.
+            if (holder == 0 || reclaimIfDead(std::abs(holder)))
+                continue;
+            if (holder < 0) {
+                if (isOver(seen, row)) {
+                    side_->later(
+                        "UPDATE held SET session=$2::bigint WHERE object=$1::bigint AND "
+                        "session=$3::bigint AND xmin::text::bigint=$4::bigint",
+                        Parameters().add(std::int64_t{object}).add(session).add(holder).add(row));
+                    side_->send();
+                }
+                continue;
+            }
+            own.owner = own.holder;
+        }
+        taken_ = std::move(own);
+        return told();
+    }
+}
+
+bool ServerLocks::useReserved(std::int64_t session, tag_t object) {
+    const auto at = reserved_.find(object);
+    if (at == reserved_.end() || at->second.lock.session != session)
+        return false;
+    const Clock::time_point now = Clock::now();
+    if (now >= at->second.until)
+        return false;
+    taken_ = std::move(at->second.lock);
+    reserved_.erase(at);
+    if (untold_.empty())
+        untold_since_ = now;
+    untold_.emplace_back(object, session);
+    return true;
+}
+
+void ServerLocks::tellInTime() {
+    if (!untold_.empty() && Clock::now() - untold_since_ > kTellUsed)
+        tellUsed();
+}
+
+// Tell the server which reservations are locks now. Its answer isn't waited for.
+void ServerLocks::tellUsed() {
+    if (untold_.empty())
+        return;
+    std::vector<std::int64_t> objects, sessions;
+    for (const auto& [object, session] : untold_) {
+        objects.push_back(object);
+        sessions.push_back(session);
+    }
+    side_->later(
+        "UPDATE held h SET session=u.session FROM unnest($1::bigint[], $2::bigint[]) "
+        "u(object, session) WHERE h.object=u.object AND h.session=-u.session",
+        Parameters().add(objects).add(sessions));
+    side_->send();
+    used_.insert(used_.end(), untold_.begin(), untold_.end());
+    untold_.clear();
+}
+
+void ServerLocks::needReserved() {
+    tellUsed();
+    if (used_.empty())
+        return;
+    std::vector<std::int64_t> objects, sessions;
+    for (const auto& [object, session] : used_) {
+        objects.push_back(object);
+        sessions.push_back(session);
+    }
+    const Answer lost = side_->ask(
+        "SELECT s.number, s.by_user, s.host, s.process, u.object FROM unnest($1::bigint[], "
+        "$2::bigint[]) u(object, session) LEFT JOIN held h ON h.object=u.object LEFT JOIN session "
+        "s "
+        "ON s.number=abs(h.session) WHERE h.session IS DISTINCT FROM u.session LIMIT 1",
+        Parameters().add(objects).add(sessions));
+    if (lost.rows() != 0)
+        throw Failure(kLockedByOther,
+                      "#" + std::to_string(lost.integer(0, 4)) +
+                          " was locked for this run, which then paused for so long that " +
+                          (lost.isNull(0, 0) ? "another session" : described(ownerOf(lost, 0, 0))) +
+                          " took the lock over");
+}
+
+// Whether others may take away the reservation that this row is. Waits a moment if not.
+bool ServerLocks::isOver(SeenReserved& seen, std::int64_t row) const {
+    const Clock::time_point now = Clock::now();
+    if (seen.row != row)
+        seen = {row, now};
+    if (now - seen.since >= kReserved)
+        return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    return false;
 }
 
 const TakenLock* ServerLocks::taken(tag_t object) const {
@@ -140,6 +275,13 @@ void ServerLocks::giveReleased() noexcept {
             sessions.push_back(session);
             objects.push_back(object);
         }
+        // Those that were used and not released stay.
+        tellUsed();
+        used_.clear();
+        for (const auto& [object, each] : std::exchange(reserved_, {})) {
+            sessions.push_back(-each.lock.session);
+            objects.push_back(object);
+        }
         if (objects.empty())
             return;
         side_->later(
@@ -157,21 +299,35 @@ bool ServerLocks::keeps(std::int64_t session, tag_t object) const {
     return at != released_.end() && at->second == session;
 }
 
-std::optional<LockOwner> ServerLocks::owner(tag_t object) {
+std::optional<LockOwner> ServerLocks::askOwner(tag_t object, bool to_change) {
     if (ahead_)
         // An owner that doesn't live any more is looked at below.
-        if (const auto* known = ahead_(object); known && (!*known || (*known)->alive))
+        if (const auto* known = ahead_(object, to_change); known && (!*known || (*known)->alive))
             return *known;
-    const Answer answer =
-        side_->ask("SELECT s.number, s.by_user, s.host, s.process, " KELD_SESSION_LIVES
-                   " FROM held h JOIN session s ON s.number=h.session WHERE h.object=$2::bigint",
-                   Parameters().add(key_).add(std::int64_t{object}));
-    if (answer.rows() == 0)
-        return std::nullopt;
-    LockOwner owner = ownerOf(answer, 0, 0);
-    if (answer.integer(0, 4) == 0 && reclaimIfDead(owner.session))
-        return std::nullopt;
-    return owner;
+    for (SeenReserved seen;;) {
+        const Answer answer = side_->ask(
+            "SELECT s.number, s.by_user, s.host, s.process, h.session, "
+            "h.xmin::text::bigint, " KELD_SESSION_LIVES
+            " FROM held h JOIN session s ON s.number=abs(h.session) WHERE "
+            "h.object=$2::bigint",
+            Parameters().add(key_).add(std::int64_t{object}));
+        if (answer.rows() == 0 || reserves(object))
+            return std::nullopt;
+        LockOwner owner = ownerOf(answer, 0, 0);
+        const std::int64_t holder = answer.integer(0, 4), row = answer.integer(0, 5);
+        if (answer.integer(0, 6) == 0 && reclaimIfDead(owner.session))
+            return std::nullopt;
+        if (holder > 0)
+            return owner;
+        if (!to_change)
+            return std::nullopt;
+        // The session that has reserved it would take what it knows of it for current.
+        if (isOver(seen, row))
+            side_->later(
+                "DELETE FROM held WHERE object=$1::bigint AND session=$2::bigint AND "
+                "xmin::text::bigint=$3::bigint",
+                Parameters().add(std::int64_t{object}).add(holder).add(row));
+    }
 }
 
 bool ServerLocks::keepNumber(std::int64_t session, std::uint32_t number) {
@@ -183,8 +339,11 @@ bool ServerLocks::keepNumber(std::int64_t session, std::uint32_t number) {
                                          Parameters().add(std::int64_t{number}));
         if (keeper.rows() == 0)
             continue;  // given up in this moment
-        if (keeper.integer(0, 0) == session)
+        if (keeper.integer(0, 0) == session) {
+            if (changed_)
+                changed_(NULLTAG);
             return true;
+        }
         if (!reclaimIfDead(keeper.integer(0, 0)))
             return false;
     }
@@ -227,7 +386,8 @@ std::vector<Locks::Held> ServerLocks::held() {
     std::vector<Held> all;
     const Answer rows = side_->ask(
         "SELECT h.session, s.by_user, s.host, s.process, " KELD_SESSION_LIVES
-        ", h.object FROM held h LEFT JOIN session s ON s.number=h.session ORDER BY h.object",
+        ", h.object FROM held h LEFT JOIN session s ON s.number=h.session WHERE h.session>0 "
+        "ORDER BY h.object",
         Parameters().add(key_));
     for (int i = 0; i < rows.rows(); ++i) {
         all.push_back({static_cast<tag_t>(rows.integer(i, 5)), ownerOf(rows, i, 0)});
@@ -251,7 +411,7 @@ bool ServerLocks::reclaimIfDead(std::int64_t session) {
                    Parameters().add(key_).add(session));
     if (got.integer(0, 0) == 0)
         return false;
-    for (const char* sql : {"DELETE FROM held WHERE session=$1::bigint",
+    for (const char* sql : {"DELETE FROM held WHERE session IN ($1::bigint, -$1::bigint)",
                             "DELETE FROM kept_number WHERE session=$1::bigint",
                             "DELETE FROM session WHERE number=$1::bigint"})
         side_->later(sql, Parameters().add(session));
