@@ -217,7 +217,9 @@ void ServerRounds::letEnd(Running& worker) {
               ", it was " + worker.phase},
              "broken");
     else if (status != 0 && worker.error.empty())
-        note({worker.name + " ended with " + std::to_string(status) + " and no word"}, "broken");
+        note({worker.name + " ended with " + std::to_string(status) + " and no word, it was " +
+              worker.phase},
+             "broken");
 }
 
 std::vector<std::size_t> ServerRounds::strike(std::size_t place) {
