@@ -10,8 +10,9 @@
 //                       was found, as MERVANE_SYNC=normal or --deaf must show one.
 //   kill_loop --server [--kills N] [--seed S]
 //                       the store is on the server that scripts/with-store-server has started:
-//                       processes are killed, their connections, and the server; with --expect-loss
-//                       it is stopped, as PGOPTIONS=-csynchronous_commit=off must show a loss
+//                       processes are killed, their connections ended and cut, the server and its
+//                       processes killed; with --expect-loss it is stopped, as
+//                       PGOPTIONS=-csynchronous_commit=off must show a loss
 
 #include <cstdlib>
 #include <exception>

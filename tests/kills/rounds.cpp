@@ -83,10 +83,11 @@ void WorkRounds::start(std::size_t place) {
     workers_.resize(std::max(workers_.size(), place + 1));
     auto environment = environment_;
     environment.emplace_back("PGAPPNAME", name);  // how a server tells whose connections it has
-    workers_[place] = std::make_unique<Running>(
-        program_,
-        std::vector<std::string>{kind, name, directory_, path_, std::to_string(pages), way},
-        environment);
+    workers_[place] =
+        std::make_unique<Running>(program_,
+                                  std::vector<std::string>{kind, name, directory_, pathFor(place),
+                                                           std::to_string(pages), way},
+                                  environment);
     workers_[place]->kind = kind;
     workers_[place]->name = name;
     workers_[place]->way = way;

@@ -90,6 +90,8 @@ protected:
     void newWorld();
     // Choose where the store of a new directory lies, if it isn't in it.
     virtual void placeStore() {}
+    // What the worker at this place calls the store.
+    virtual std::string pathFor(std::size_t) { return path_; }
 
 private:
     std::string program_;

@@ -1,5 +1,6 @@
-// Three processes on a store on a server. One of them is killed, or its connections are broken, or
-// the server is stopped or killed and begins again.
+// Three processes on a store on a server, each through a proxy of its own. One of them is killed,
+// or the server ends its connections, or the proxy cuts one in the middle of an answer, or the
+// server is stopped or killed and begins again.
 
 #include <libpq-fe.h>
 #include <signal.h>
@@ -13,12 +14,37 @@
 #include <thread>
 
 #include "tests/kills/kill_rounds.h"
+#include "tests/support/started_proxy.h"
 
 namespace kills {
 
 namespace {
 
 using namespace std::chrono_literals;
+using keld_test::StartedProxy;
+
+enum class Strike {
+    ProcessKilled,
+    ConnectionsEnded,
+    ConnectionCut,
+    ServerProcessKilled,
+    ServerStopped,
+    ServerKilled
+};
+
+// Of twenty strikes each kind has its part, in a random order, so that none is missing.
+struct Share {
+    Strike kind;
+    const char* text;
+    std::size_t of_twenty;
+};
+constexpr Share kShares[] = {
+    {Strike::ProcessKilled, "processes killed", 7},
+    {Strike::ConnectionsEnded, "processes whose connections were ended", 5},
+    {Strike::ConnectionCut, "connections cut in the middle of an answer", 5},
+    {Strike::ServerProcessKilled, "processes of the server killed", 1},
+    {Strike::ServerStopped, "server stopped", 1},
+    {Strike::ServerKilled, "server killed", 1}};
 
 // Longer than anything takes, also on a busy machine.
 constexpr auto kPatience = 60s;
@@ -98,21 +124,28 @@ public:
 
 private:
     Server server_;
+    const std::string socket_ = keld_test::socketDirectory(server_.address());
+    // A worker's place has one; it may have to be replaced.
+    std::vector<std::unique_ptr<StartedProxy>> proxies_;
     int schemas_ = 0;
-    std::map<std::string, int> strikes_;
+    std::vector<Strike> next_strikes_;
+    std::map<Strike, int> strikes_;
 
     void placeStore() override;
+    std::string pathFor(std::size_t place) override;
+    Strike nextStrike();
     std::vector<std::size_t> strike(std::size_t place) override;
     bool isExpected(const Running& dead) const override;
     void beforeSettling(Plant& plant, const std::vector<std::int64_t>& objects) override;
     void waitUntilGone(const Running& dead) override;
-    bool breakConnections(const Running& worker);
+    bool endConnections(const Running& worker);
+    bool cutConnection(std::size_t place);
     void letEnd(Running& worker);
 
 public:
-    void reportStrikes() const {
-        for (const auto& [what, count] : strikes_)
-            std::cout << "  " << what << ": " << count << "\n";
+    void reportStrikes() {
+        for (const Share& each : kShares)
+            std::cout << "  " << each.text << ": " << strikes_[each.kind] << "\n";
     }
     bool hasLost() const {
         return std::any_of(wrong_.begin(), wrong_.end(),
@@ -126,11 +159,45 @@ void ServerRounds::placeStore() {
     path_ = server_.address() + "&schema=" + schema;
 }
 
+std::string ServerRounds::pathFor(std::size_t place) {
+    proxies_.resize(std::max(proxies_.size(), place + 1));
+    if (!proxies_[place])
+        proxies_[place] = std::make_unique<StartedProxy>(STORE_PROXY, socket_);
+    return proxies_[place]->through(path_, socket_);
+}
+
+Strike ServerRounds::nextStrike() {
+    if (options_.expect_loss)
+        return Strike::ServerStopped;
+    if (next_strikes_.empty()) {
+        for (const Share& each : kShares)
+            next_strikes_.insert(next_strikes_.end(), each.of_twenty, each.kind);
+        std::shuffle(next_strikes_.begin(), next_strikes_.end(), random_);
+    }
+    const Strike next = next_strikes_.back();
+    next_strikes_.pop_back();
+    return next;
+}
+
 // One of its connections, or all of them. Returns: false if it has none.
-bool ServerRounds::breakConnections(const Running& worker) {
+bool ServerRounds::endConnections(const Running& worker) {
     const std::string own = " FROM pg_stat_activity WHERE application_name = '" + worker.name + "'";
     const std::string limit = upTo(1) == 0 ? "" : " ORDER BY random() LIMIT 1";
     return !server_.ask("SELECT pg_terminate_backend(pid)" + own + limit).empty();
+}
+
+// The one that gets an answer next. Returns: false if the worker has ended before.
+bool ServerRounds::cutConnection(std::size_t place) {
+    StartedProxy& proxy = *proxies_[place];
+    const auto before = proxy.counts().cuts;
+    proxy.cutNext();
+    workers_[place]->askToEnd();
+    letEnd(*workers_[place]);
+    if (proxy.counts().cuts > before)
+        return true;
+    // It would cut a connection of the next worker.
+    proxies_[place].reset();
+    return false;
 }
 
 // Its connections are gone: it says so and ends.
@@ -150,50 +217,49 @@ void ServerRounds::letEnd(Running& worker) {
               ", it was " + worker.phase},
              "broken");
     else if (status != 0 && worker.error.empty())
-        note({worker.name + " ended with " + std::to_string(status) + " and no word"}, "broken");
+        note({worker.name + " ended with " + std::to_string(status) + " and no word, it was " +
+              worker.phase},
+             "broken");
 }
 
 std::vector<std::size_t> ServerRounds::strike(std::size_t place) {
-    constexpr int kServerStops = 18;
-    const int choice = options_.expect_loss ? kServerStops : upTo(19);
-    if (choice < 8) {
-        ++strikes_["processes killed"];
-        return KillRounds::strike(place);
-    }
-    if (choice < 17) {
-        Running& worker = *workers_[place];
-        if (!breakConnections(worker))
-            return KillRounds::strike(place);
-        ++strikes_["processes whose connections were broken"];
+    Strike kind = nextStrike();
+    Running& worker = *workers_[place];
+    std::vector<std::string> some;
+    if (kind == Strike::ServerProcessKilled)
+        some = server_.ask("SELECT pid FROM pg_stat_activity WHERE application_name = '" +
+                           worker.name + "' LIMIT 1");
+    if ((kind == Strike::ServerProcessKilled && some.empty()) ||
+        (kind == Strike::ConnectionsEnded && !endConnections(worker)))
+        kind = Strike::ProcessKilled;
+    if (kind == Strike::ConnectionsEnded) {
         // What has its session open may end without another call.
         worker.askToEnd();
         letEnd(worker);
-        ++kills_;
+    } else if (kind == Strike::ConnectionCut && !cutConnection(place)) {
+        return {place};
+    }
+    ++strikes_[kind];
+    if (kind == Strike::ProcessKilled)
+        return KillRounds::strike(place);
+    ++kills_;
+    if (kind == Strike::ConnectionsEnded || kind == Strike::ConnectionCut) {
         count(worker);
         return {place};
     }
-    if (choice == 17) {
+    if (kind == Strike::ServerProcessKilled)
         // One of the server's processes that crashes takes all connections along.
-        ++strikes_["processes of the server killed"];
-        const std::vector<std::string> some =
-            server_.ask("SELECT pid FROM pg_stat_activity WHERE application_name = '" +
-                        workers_[place]->name + "' LIMIT 1");
-        if (some.empty())
-            return KillRounds::strike(place);
         ::kill(std::stoi(some.front()), SIGKILL);
-    } else {
-        ++strikes_[choice == kServerStops ? "server stopped" : "server killed"];
-        server_.control(choice == kServerStops ? "stop" : "kill");
-    }
+    else
+        server_.control(kind == Strike::ServerStopped ? "stop" : "kill");
     std::vector<std::size_t> all;
     for (std::size_t each = 0; each < kWorkers; ++each) {
         workers_[each]->askToEnd();
         letEnd(*workers_[each]);
         all.push_back(each);
     }
-    count(*workers_[place]);
-    ++kills_;
-    if (choice == 17)
+    count(worker);
+    if (kind == Strike::ServerProcessKilled)
         server_.waitForNewBegin();
     else
         server_.control("start");

@@ -8,7 +8,10 @@
 
 namespace kills {
 
-// Write one line directly to standard output, so that a kill can't lose it.
+// Keep standard output for say(): services write there too, in pieces that may end within a line.
+void keepOutput();
+
+// Write one line directly to it, so that a kill can't lose it.
 void say(const std::string& line);
 
 // Report the transactions of connections to this store that are opened from here on. A write-ahead

@@ -134,6 +134,7 @@ void work(const std::string& kind, const std::string& name, const std::string& d
 int main(int count, char** arguments) {
     if (count != 7)
         return 64;
+    keepOutput();
     try {
         const std::string kind = arguments[1], directory = arguments[3], path = arguments[4];
         useWorld(directory);

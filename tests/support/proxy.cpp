@@ -60,6 +60,33 @@ std::size_t writeFrom(int socket, std::string& text, std::size_t most) {
     return static_cast<std::size_t>(said);
 }
 
+// A number of a message's head: four bytes, the highest first.
+std::size_t sizeAt(const std::string& text, std::size_t place) {
+    std::size_t size = 0;
+    for (std::size_t i = place; i < place + 4; ++i)
+        size = size << 8 | static_cast<unsigned char>(text[i]);
+    return size;
+}
+
+// Take the first message from the text, if all of it is here; one has a kind before its size.
+bool takeMessage(std::string& text, bool has_kind, std::string& message) {
+    const std::size_t kind = has_kind ? 1 : 0;
+    if (text.size() < kind + 4 || text.size() < kind + sizeAt(text, kind))
+        return false;
+    const std::size_t size = kind + sizeAt(text, kind);
+    message = text.substr(0, size);
+    text.erase(0, size);
+    return true;
+}
+
+// The server can't do such a statement: no prepared one has this name, no text begins like this.
+void spoil(std::string& message) {
+    constexpr std::size_t kHead = 5;
+    // A Bind message names a portal before the prepared statement.
+    const std::size_t place = message[0] == 'B' ? message.find('\0', kHead) + 1 : kHead;
+    message.at(place) = '?';
+}
+
 }  // namespace
 
 Proxy::Proxy(const ProxyOptions& options) : options_(options), random_(options.seed) {
@@ -128,17 +155,77 @@ void Proxy::answerBegins(Connection& at, std::size_t size) {
 
 void Proxy::hearClient(Connection& at) {
     std::size_t size = 0;
-    at.client_ended = !readInto(at.client, at.to_server, &size);
+    at.client_ended =
+        !readInto(at.client, options_.reads_messages ? at.heard : at.to_server, &size);
     counts_.asked += size;
     at.asked = at.asked || size > 0;
+    std::string message;
+    while (options_.reads_messages && takeMessage(at.heard, at.has_begun, message))
+        hearMessage(at, std::move(message));
+}
+
+void Proxy::failAt(std::uint64_t n, StatementFault fault) {
+    fails_at_ = n;
+    fault_ = fault;
+    counts_.statements = counts_.faults = 0;
+}
+
+void Proxy::hearMessage(Connection& at, std::string message) {
+    if (at.ends_with_answer || at.client_ended)
+        return;
+    const char kind = at.has_begun ? message[0] : '\0';
+    at.has_begun = true;
+    if ((kind == 'B' || kind == 'Q') && ++counts_.statements == fails_at_) {
+        ++counts_.faults;
+        if (fault_ == StatementFault::Error)
+            spoil(message);
+        else if (fault_ == StatementFault::CutAfter)
+            at.ends_with_this = true;
+        else
+            at.client_ended = true;
+    }
+    if (at.client_ended)
+        return;
+    // A Sync or a Query ends what the server does as one, and gets an answer with an end.
+    if (kind == 'S' || kind == 'Q') {
+        ++at.open_answers;
+        at.ends_with_answer = at.ends_with_this;
+    }
+    at.to_server += message;
+}
+
+// Count the ends of answers (ReadyForQuery) in the last bytes of the server.
+void Proxy::hearAnswers(Connection& at, std::size_t size) {
+    constexpr std::size_t kHead = 5;
+    std::size_t place = at.to_client.size() - size;
+    while (place < at.to_client.size()) {
+        const std::size_t skipped = std::min(at.answer_left, at.to_client.size() - place);
+        at.answer_left -= skipped;
+        place += skipped;
+        if (place == at.to_client.size())
+            return;
+        at.answer_head += at.to_client[place++];
+        if (at.answer_head.size() < kHead)
+            continue;
+        at.open_answers -= at.answer_head[0] == 'Z';
+        at.answer_left = sizeAt(at.answer_head, 1) - 4;
+        at.answer_head.clear();
+    }
 }
 
 void Proxy::hearServer(Connection& at) {
     std::size_t size = 0;
     at.server_ended = !readInto(at.server, at.to_client, &size);
     counts_.answered += size;
+    if (options_.reads_messages)
+        hearAnswers(at, size);
     if (size > 0 && std::exchange(at.asked, false))
         answerBegins(at, size);
+    // Nothing of it gets through, and when it has ended all is done.
+    if (at.ends_with_this) {
+        at.to_client.clear();
+        at.server_ended = at.server_ended || (at.ends_with_answer && at.open_answers == 0);
+    }
 }
 
 void Proxy::tellClient(Connection& at) {

@@ -1,7 +1,7 @@
 #pragma once
 
 // Stands between clients and a server on local sockets: forwards what they say, counts how often
-// they wait for each other, and can be slow or break off.
+// they wait for each other, and can be slow, break off or let a statement fail.
 
 #include <signal.h>
 
@@ -24,13 +24,25 @@ struct ProxyOptions {
     unsigned cut_every = 0;
     // Above 0: the distances between these cuts and the places in the answers are random.
     unsigned seed = 0;
+    // The two speak PostgreSQL's protocol, and what clients say goes on message by message. Needed
+    // to count statements and to let them fail.
+    bool reads_messages = false;
 };
+
+enum class StatementFault {
+    Error,      // the server answers it with an error
+    CutBefore,  // its connection is cut, and the server doesn't get it
+    CutAfter    // its connection is cut when the server has done it and what was sent with it
+};
+inline constexpr int kFaults = 3;
 
 struct ProxyCounts {
     std::uint64_t connections = 0;
     std::uint64_t round_trips = 0;          // that a client said something and got an answer
     std::uint64_t asked = 0, answered = 0;  // bytes
     std::uint64_t cuts = 0;
+    // Since the last failAt(). A statement: a Bind message, or a Query message.
+    std::uint64_t statements = 0, faults = 0;
 };
 
 // One thread. Failures of the system while it begins throw std::system_error.
@@ -44,6 +56,8 @@ public:
     void work(const sigset_t* mask);
     // Break the next answer in the middle.
     void cutNext() { cut_next_ = true; }
+    // Let the n-th statement of all connections from now on fail, from 1; 0: none.
+    void failAt(std::uint64_t n, StatementFault fault);
     const ProxyCounts& counts() const { return counts_; }
 
 private:
@@ -56,6 +70,15 @@ private:
         Clock::time_point held;  // nothing goes to the client before
         std::uint64_t left = 0;  // bytes that the client still gets before the cut
         bool will_be_cut = false;
+        // With messages: what of the next one is here, and how many answers have no end yet, with
+        // that of the begin of the connection.
+        std::string heard;
+        bool has_begun = false;
+        int open_answers = 1;
+        std::string answer_head;
+        std::size_t answer_left = 0;
+        bool ends_with_this = false;  // the message that ends this piece is the last one
+        bool ends_with_answer = false;
     };
 
     ProxyOptions options_;
@@ -65,11 +88,15 @@ private:
     std::list<Connection> connections_;
     bool cut_next_ = false;
     std::uint64_t answers_until_cut_ = 0;
+    std::uint64_t fails_at_ = 0;
+    StatementFault fault_ = StatementFault::Error;
 
     void accept();
     void chooseNextCut();
     void answerBegins(Connection& at, std::size_t size);
     void hearClient(Connection& at);
+    void hearMessage(Connection& at, std::string message);
+    static void hearAnswers(Connection& at, std::size_t size);
     void hearServer(Connection& at);
     void tellClient(Connection& at);
     static void tellServer(Connection& at);

@@ -42,13 +42,20 @@ public:
         ::kill(process_.process(), SIGUSR1);
         process_.line();
     }
+    // Let the n-th statement from now on fail, from 1; 0: none. Requires: the option "--messages".
+    void failAt(int n, StatementFault fault) {
+        sigval value{};
+        value.sival_int = n * kFaults + static_cast<int>(fault);
+        ::sigqueue(process_.process(), SIGRTMIN, value);
+        process_.line();
+    }
     ProxyCounts counts() {
         ::kill(process_.process(), SIGUSR2);
         ProxyCounts counts;
         std::string word;
         std::istringstream(process_.line()) >> word >> counts.connections >> word >>
             counts.round_trips >> word >> counts.asked >> word >> counts.answered >> word >>
-            counts.cuts;
+            counts.cuts >> word >> counts.statements >> word >> counts.faults;
         return counts;
     }
 
