@@ -148,21 +148,24 @@ NewDirectory::NewDirectory(const std::string& directory)
     // Of another store that is made at the same time.
     if (!mark && errno == EEXIST)
         refuse();
-    if (!mark)
-        failOfFile(path, "can't be made");
     try {
+        if (!mark)
+            failOfFile(path, "can't be made");
         writeAll(mark.get(), text.data(), text.size(), path);
         if (!system::sync(mark.get()) || !mark.close() || !system::syncDirectory(place_.directory))
             failOfFile(path, "can't be written to disk");
     } catch (...) {
-        system::removeFile(path);
+        takeBack();
         throw;
     }
 }
 
 NewDirectory::~NewDirectory() {
-    if (kept_)
-        return;
+    if (!kept_)
+        takeBack();
+}
+
+void NewDirectory::takeBack() noexcept {
     try {
         const DirectoryVolume volume(place_.directory);
         for (const tag_t tag : volume.tags())

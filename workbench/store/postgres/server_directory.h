@@ -60,6 +60,8 @@ public:
 private:
     ServerDirectory::Place place_;
     bool made_ = false, kept_ = false;
+
+    void takeBack() noexcept;
 };
 
 }  // namespace mervane
