@@ -2,10 +2,12 @@
 # mean. They find the server by KELD_TEST_SERVER, as scripts/with-store-server sets it.
 set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS server.txt)
 
-# The filter for the cases of a program; empty: it isn't named.
-function(keld_read_server_list name out_filter)
+# The filters for the cases of a program, and for those that run with files in a directory; empty: it
+# isn't named.
+function(keld_read_server_list name out_filter out_files)
   set(only "")
   set(except "")
+  set(files "")
   set(is_named FALSE)
   file(STRINGS ${CMAKE_CURRENT_FUNCTION_LIST_DIR}/server.txt lines REGEX "^${name} ")
   foreach(line IN LISTS lines)
@@ -16,6 +18,8 @@ function(keld_read_server_list name out_filter)
       list(APPEND only ${words})
     elseif(word STREQUAL "except")
       list(APPEND except ${words})
+    elseif(word STREQUAL "files")
+      list(APPEND files ${words})
     elseif(NOT word STREQUAL "all")
       message(FATAL_ERROR "server.txt has \"${line}\"")
     endif()
@@ -23,10 +27,12 @@ function(keld_read_server_list name out_filter)
   if(is_named)
     list(JOIN only ":" only)
     list(JOIN except ":" except)
+    list(JOIN files ":" files)
     set(${out_filter} "${only}-${except}" PARENT_SCOPE)
   else()
     set(${out_filter} "" PARENT_SCOPE)
   endif()
+  set(${out_files} "${files}" PARENT_SCOPE)
 endfunction()
 
 # Register the cases of a program that server.txt names, together as one case or each by itself.
@@ -34,11 +40,17 @@ function(keld_on_server name together timeout environment)
   if(NOT KELD_POSTGRES OR NOT EXISTS ${PROJECT_SOURCE_DIR}/workbench/store/postgres)
     return()
   endif()
-  keld_read_server_list(${name} filter)
+  keld_read_server_list(${name} filter files)
   if(NOT filter)
     return()
   endif()
   set(on_server env KELD_TEST_STORE=postgres)
+  if(files)
+    add_test(NAME ServerFiles.${name}
+             COMMAND ${on_server} KELD_TEST_VOLUME=directory $<TARGET_FILE:${name}> --gtest_brief=1
+                     --gtest_filter=${files})
+    set_tests_properties(ServerFiles.${name} PROPERTIES TIMEOUT ${timeout} ENVIRONMENT "${environment}")
+  endif()
   if(together)
     add_test(NAME Server.${name}
              COMMAND ${on_server} $<TARGET_FILE:${name}> --gtest_brief=1 --gtest_filter=${filter})

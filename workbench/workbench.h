@@ -165,14 +165,17 @@ public:
 
     // ---- stores; Failure kStoreFailure for a number that isn't open ----
     // Make a store at a path where nothing is, with its volume directory beside it ("PATH.volume"),
-    // the group "dba", its user "infodba" and a site. It gets its name when it is whole. Failure
-    // kStoreFailure for an empty path, for ":memory:" and if something is at the path or at that of
-    // a file of the store; kFileFailure if a file can't be made. Nothing is left then.
-    virtual void createStore(const std::string& path) = 0;
+    // the group "dba", its user "infodba" and a site. It gets its name when it is whole. A store on
+    // a server has its files in the database or, if `volume` isn't empty, in that directory, which
+    // all hosts share. Failure kStoreFailure for an empty path, for ":memory:" and if something is
+    // at the path, at that of a file of the store or in the directory; kFileFailure if a file can't
+    // be made; kBadValue for a store in a file with such a directory. Nothing is left then.
+    virtual void createStore(const std::string& path, const std::string& volume = "") = 0;
     // Open a store, for reading alone if this process may not write it; ":memory:" makes a fresh
     // one that lives until it is closed. An older schema is upgraded. Returns: its number, above 0.
     // Failure kStoreFailure for a path without a store, for a newer schema, and for an older one
-    // that can't be written; kFileFailure if the files beside it can't be made.
+    // that can't be written; kFileFailure if the files beside it can't be made, or the directory
+    // for the files of a store on a server isn't in its place.
     virtual StoreId openStore(const std::string& path) = 0;
     // A text that only this store and its copies have.
     virtual std::string storeIdentity(StoreId store) = 0;
@@ -192,8 +195,10 @@ public:
     // path or at "PATH.volume"; kFileFailure if the copy can't be written. Nothing is left then.
     virtual std::vector<CheckFinding> backup(StoreId store, const std::string& path) = 0;
     // Make a store of any kind with all that this one has, as of one moment: exports of both are
-    // the same, and so are tags and records of runs. Returns: what the copy doesn't have.
-    virtual std::vector<CheckFinding> copyStore(StoreId store, const std::string& to) = 0;
+    // the same, and so are tags and records of runs. `volume` and failures as of createStore().
+    // Returns: what the copy doesn't have.
+    virtual std::vector<CheckFinding> copyStore(StoreId store, const std::string& to,
+                                                const std::string& volume = "") = 0;
 
     // ---- sessions; Failure kNoSession for a number that isn't open ----
     // Open a session; it becomes the current one. Returns: its number, above 0. Failure

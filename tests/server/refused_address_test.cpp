@@ -368,8 +368,8 @@ TEST_F(OtherSchema, WithTablesOfAnotherProgramIsNoStore) {
 
 TEST_F(OtherSchema, OfANewerVersionIsRefused) {
     bench().createStore(address_);
-    run("UPDATE meta SET value = '2' WHERE name = 'schema_version'");
-    EXPECT_THAT(opening(address_), AllOf(HasSubstr("schema version 2"), HasSubstr("knows up to 1"),
+    run("UPDATE meta SET value = '3' WHERE name = 'schema_version'");
+    EXPECT_THAT(opening(address_), AllOf(HasSubstr("schema version 3"), HasSubstr("knows up to 2"),
                                          HasSubstr("use the newer program")));
     const Directory directory;
     const Ended ended = keld(directory, {"check", "--store", address_});

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "tests/support/files.h"
 #include "tests/support/server_schemas.h"
 
 namespace keld_test {
@@ -62,6 +63,18 @@ std::string storeIn(const std::string& directory, const std::string& name) {
 
 std::string freshServerStore() {
     return ofSchema(newSchema());
+}
+
+std::string freshVolume() {
+    const char* volume = std::getenv("KELD_TEST_VOLUME");
+    if (!volume || !*volume)
+        return "";
+    if (!onServer() || std::string(volume) != "directory")
+        throw std::runtime_error("KELD_TEST_VOLUME is \"" + std::string(volume) +
+                                 "\": it is for a store on the server, and \"directory\" then");
+    static const Directory directory;
+    static int count = 0;
+    return directory.at(std::to_string(++count));
 }
 
 std::string freshStore() {

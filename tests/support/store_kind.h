@@ -2,6 +2,8 @@
 
 // The kind of store that tests work on: a file, or memory, unless KELD_TEST_STORE is "postgres".
 // Then it is a schema of its own on the server of KELD_TEST_SERVER, which goes with this process.
+// With KELD_TEST_VOLUME=directory the files of a fresh one are in a directory, which goes with it,
+// too.
 
 #include <string>
 
@@ -24,6 +26,10 @@ std::string freshStore();
 // The same on the server, whatever kind of store the tests work on.
 std::string freshServerStore();
 
+// Where a fresh store has its files: a directory that isn't there yet; empty: in the database, in
+// memory or beside the store.
+std::string freshVolume();
+
 // The address of KELD_TEST_SERVER, whatever kind of store the tests work on. Failures as storeIn(),
 // except that the server isn't asked.
 std::string serverAddress();
@@ -32,7 +38,7 @@ std::string serverAddress();
 inline mervane::Workbench::StoreId openFreshStore() {
     const std::string name = freshStore();
     if (onServer())
-        mervane_workbench()->createStore(name);
+        mervane_workbench()->createStore(name, freshVolume());
     return mervane_workbench()->openStore(name);
 }
 

@@ -17,13 +17,14 @@ class StoreWorkbench final : public Workbench {
 public:
     ~StoreWorkbench();
 
-    void createStore(const std::string& path) override;
+    void createStore(const std::string& path, const std::string& volume) override;
     StoreId openStore(const std::string& path) override;
     std::string storeIdentity(StoreId store) override;
     void closeStore(StoreId store) override;
     std::vector<CheckFinding> check(StoreId store, bool repair) override;
     std::vector<CheckFinding> backup(StoreId store, const std::string& path) override;
-    std::vector<CheckFinding> copyStore(StoreId store, const std::string& to) override;
+    std::vector<CheckFinding> copyStore(StoreId store, const std::string& to,
+                                        const std::string& volume) override;
     std::vector<std::pair<std::string, std::string>> serverFacts(StoreId store) override;
     std::vector<std::string> serverWarnings(StoreId store) override;
 

@@ -26,12 +26,12 @@ StoreWorkbench::OpenSession& StoreWorkbench::nowOpen() {
     return sessions_.at(current_);
 }
 
-void StoreWorkbench::createStore(const std::string& path) {
+void StoreWorkbench::createStore(const std::string& path, const std::string& volume) {
     if (path == ":memory:")
         throw Failure(kStoreFailure, "a store in memory is made by opening it");
     if (path.empty())
         throw Failure(kStoreFailure, "a store needs a path");
-    Store::create(path, Session::ensureOrganisation);
+    Store::create(path, Session::ensureOrganisation, volume);
 }
 
 StoreWorkbench::StoreId StoreWorkbench::openStore(const std::string& path) {
@@ -73,8 +73,9 @@ std::vector<CheckFinding> StoreWorkbench::backup(StoreId store, const std::strin
     return storeOf(store).backup(path);
 }
 
-std::vector<CheckFinding> StoreWorkbench::copyStore(StoreId store, const std::string& to) {
-    return storeOf(store).copyTo(to);
+std::vector<CheckFinding> StoreWorkbench::copyStore(StoreId store, const std::string& to,
+                                                    const std::string& volume) {
+    return storeOf(store).copyTo(to, volume);
 }
 
 std::vector<std::pair<std::string, std::string>> StoreWorkbench::serverFacts(StoreId store) {

@@ -119,12 +119,12 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Fin
     }
 
     const std::set<tag_t> unsaved(unsaved_files.begin(), unsaved_files.end());
-    const auto orphans = [&](const std::vector<tag_t>& files, const std::vector<tag_t>& owners) {
+    const auto orphans = [&](const std::vector<tag_t>& files, std::vector<std::string> names,
+                             const std::vector<tag_t>& owners) {
         std::set<tag_t> owned(owners.begin(), owners.end());
         // An undo needs the files that a recorded run has removed.
         for (const tag_t tag : runs(false)->removedFiles())
             owned.insert(tag);
-        std::vector<std::string> names = volume().leftOvers();
         for (const tag_t tag : files)
             if (!owned.count(tag) && !unsaved.count(tag))
                 names.push_back(std::to_string(tag));
@@ -136,17 +136,19 @@ void Store::checkFiles(bool repair, const std::vector<tag_t>& unsaved_files, Fin
                 {false, "file " + name + " of the volume belongs to no object" + what_became});
     };
     if (!repair) {
-        report(orphans(in_volume, stored), "");
+        report(orphans(in_volume, volume().leftOvers(), stored), "");
         return;
     }
-    // While this transaction is open, nobody else saves an object or gets a new tag. But a session
-    // that got its tag before may place the file of an object that it hasn't saved yet. So nothing
-    // is removed while other sessions are at work.
+    // While this transaction is open, nobody else saves an object. But a session may place the file
+    // of an object that it hasn't saved yet. So nothing is removed while other sessions are at
+    // work, and the files are listed before the sessions: whoever begins later has none of them.
     StoreTransaction alone(*this, StoreTransaction::Others::Alone);
+    const std::vector<tag_t> files = volume().tags();
+    std::vector<std::string> left_overs = volume().leftOvers();
     bool others = false;
     for (const LockOwner& session : locks().sessions())
         others = others || (session.alive && !locks().isOwn(session.session));
-    const std::vector<std::string> names = orphans(volume().tags(), storedFiles());
+    const std::vector<std::string> names = orphans(files, std::move(left_overs), storedFiles());
     if (others) {
         report(names, "; kept, since other sessions are at work");
         return;

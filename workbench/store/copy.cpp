@@ -7,9 +7,10 @@
 
 namespace mervane {
 
-std::vector<CheckFinding> Store::copyTo(const std::string& path) {
+std::vector<CheckFinding> Store::copyTo(const std::string& path, const std::string& volume) {
     Findings findings;
-    create(path, [&](const std::shared_ptr<Store>& copy) { copy->copyFrom(*this, findings); });
+    create(
+        path, [&](const std::shared_ptr<Store>& copy) { copy->copyFrom(*this, findings); }, volume);
     return findings;
 }
 

@@ -126,14 +126,16 @@ void DirectoryVolume::remove(tag_t tag) noexcept {
     try {
         // Rename it first: a copy that is being made still finds it, and the last copy removes it.
         const std::string removed = pathOf(tag) + kRemovedSuffix;
-        if (!system::rename(pathOf(tag), removed))
-            return;
-        const Descriptor hold(system::open(holdPath(), system::Open::Lock, like_));
-        if (!hold || system::lockExclusive(hold.get()))
+        if (system::rename(pathOf(tag), removed) && !isCopied())
             system::removeFile(removed);
     } catch (...) {
         // No memory: the file stays as one that no object owns.
     }
+}
+
+bool DirectoryVolume::isCopied() const {
+    const Descriptor hold(system::open(holdPath(), system::Open::Lock, like_));
+    return hold && !system::lockExclusive(hold.get());
 }
 
 // Look beside its place, too: there is a file that was taken out while a copy is made.
@@ -190,14 +192,21 @@ std::vector<std::string> DirectoryVolume::leftOvers() const {
         return names;
     tag_t tag = NULLTAG;
     for (const std::string& name : namesIn(directory_))
-        if (!isTagName(name, &tag) && name != kHoldName)
+        if (!isTagName(name, &tag) && name != kHoldName && name != kMarkName)
+            names.push_back(name);
+    return names;
+}
+
+std::vector<std::string> DirectoryVolume::takenOut() const {
+    std::vector<std::string> names;
+    for (const std::string& name : DirectoryVolume::leftOvers())
+        if (name.ends_with(kRemovedSuffix))
             names.push_back(name);
     return names;
 }
 
 bool DirectoryVolume::removeLeftOver(const std::string& name) {
-    const Descriptor hold(system::open(holdPath(), system::Open::Lock, like_));
-    if (hold && !system::lockExclusive(hold.get()))
+    if (isCopied())
         return false;
     const std::string path = directory_ + "/" + name;
     if (!system::removeFile(path) && errno != ENOENT)
@@ -242,11 +251,8 @@ DirectoryVolume::DirectoryHold::~DirectoryHold() {
     // The exclusive lock succeeds for the last copy alone: it removes what was kept for all.
     if (system::lockExclusive(descriptor_)) {
         try {
-            const std::string suffix = kRemovedSuffix;
-            for (const std::string& name : volume_.leftOvers())
-                if (name.size() > suffix.size() &&
-                    name.compare(name.size() - suffix.size(), suffix.size(), suffix) == 0)
-                    system::removeFile(volume_.directory_ + "/" + name);
+            for (const std::string& name : volume_.takenOut())
+                system::removeFile(volume_.directory_ + "/" + name);
         } catch (...) {
             // They stay as files that no object owns.
         }

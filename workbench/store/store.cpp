@@ -22,11 +22,17 @@ namespace {
 }  // namespace
 
 void Store::create(const std::string& path,
-                   const std::function<void(const std::shared_ptr<Store>&)>& fill) {
-    if (!isServerAddress(path))
+                   const std::function<void(const std::shared_ptr<Store>&)>& fill,
+                   const std::string& volume) {
+    if (!isServerAddress(path)) {
+        if (!volume.empty())
+            throw Failure(kBadValue, "The store " + path + " can't have its files in " + volume +
+                                         ": a store in a file has them beside it, in " + path +
+                                         ".volume; only for one on a server is a directory chosen");
         return SqliteStore::make(path, fill);
+    }
 #ifdef KELD_POSTGRES
-    PostgresStore::make(path, fill);
+    PostgresStore::make(path, fill, volume);
 #else
     refuseServer();
 #endif

@@ -36,16 +36,19 @@ namespace mervane {
 class Store {
 public:
     // The kind of a store is that of its name. Make a store; it has its name when `fill` has put
-    // into it what belongs there. Failure
-    // kStoreFailure if something is at the path or at that of a file of the store, kFileFailure if
-    // a file can't be made, or what `fill` throws. Nothing is left then, and what somebody else put
-    // there stays.
+    // into it what belongs there. `volume`: the new or empty directory for the files of one on a
+    // server, whose database has them otherwise. Failure kStoreFailure if something is at the path,
+    // at that of a file of the store or in the directory, kFileFailure if a file can't be made,
+    // kBadValue for a store in a file with such a directory, or what `fill` throws. Nothing is left
+    // then, and what somebody else put there stays.
     static void create(const std::string& path,
-                       const std::function<void(const std::shared_ptr<Store>&)>& fill = nullptr);
+                       const std::function<void(const std::shared_ptr<Store>&)>& fill = nullptr,
+                       const std::string& volume = "");
     // Open a store, for reading alone if this process may not write it; ":memory:" makes a fresh
     // one. An older schema is upgraded. Failure kStoreFailure for a path without a store, for a
     // newer schema, and for an older one that can't be written; kFileFailure if the volume or the
-    // files of the locks can't be made.
+    // files of the locks can't be made, or the directory for the files of a store on a server isn't
+    // in its place.
     static std::shared_ptr<Store> open(const std::string& path);
     // For one more session: a connection of its own to a store in a file, the same store in memory.
     // Model, volume and locks are shared.
@@ -255,7 +258,7 @@ public:
     virtual std::vector<std::string> serverWarnings() { return {}; }
     // Make a store of any kind with all that this one has, as of one moment: tags, versions and
     // records of runs are the same. Returns: what the copy doesn't have. Failure as create().
-    std::vector<CheckFinding> copyTo(const std::string& path);
+    std::vector<CheckFinding> copyTo(const std::string& path, const std::string& volume = "");
 
 protected:
     friend class StoreTransaction;

@@ -1,8 +1,8 @@
 #pragma once
 
-// The volume: the directory beside the store with the stored files, each under the tag of its
-// object. A file is complete and on disk before it has its name. A process that ends before the
-// object is stored, or after it was deleted, leaves at most a file that no object owns.
+// The volume: the stored files, each under the tag of its object, in a directory or a database. A
+// file is complete and on disk before it has its name. A process that ends before the object is
+// stored, or after it was deleted, leaves at most a file that no object owns.
 
 #include <cstdint>
 #include <functional>

@@ -80,6 +80,7 @@ them whole.
      R"(Environment
 
   MERVANE_STORE     the store; else ./keld.db (--store)
+  MERVANE_VOLUME    this host's place of the directory with the files of a store on a server
   KELD_CFG_PATH     directory of keld_statusmanager.ini and keld_base.ini (--cfg)
   KELD_LOG_FILE     the log; else keld.log beside the store
   KELD_LOG_LEVEL    0 off, 1 error, 2 warning, 3 trace, 4 debug (--log-level)

@@ -20,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* kVariables[] = {"MERVANE_STORE",
+                                      "MERVANE_VOLUME",
                                       "MERVANE_JOURNAL",
                                       "MERVANE_FAULTS",
                                       "KELD_CFG_PATH",

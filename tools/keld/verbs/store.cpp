@@ -15,8 +15,18 @@ namespace {
 
 namespace fs = std::filesystem;
 
-int init(Context& context) {
-    context.workbench().createStore(context.storePath());
+// A script's empty variable must not put the files into the database unseen.
+void addVolumeOption(CLI::App* verb, const std::shared_ptr<std::string>& volume) {
+    verb->add_option("--volume", *volume,
+                     "of a store on a server: a new directory that all hosts share, which has its "
+                     "files instead of the database")
+        ->check([](const std::string& text) {
+            return std::string(text.empty() ? "a directory is needed" : "");
+        });
+}
+
+int init(Context& context, const std::string& volume) {
+    context.workbench().createStore(context.storePath(), volume);
     const std::string made = context.wholeStorePath();
     context.document["store"] = made;
     context.print("made the store " + shown(made) + "\n");
@@ -66,12 +76,13 @@ int backup(Context& context, const std::string& path) {
 }
 
 // The store to copy is named by the verb, so that both have their place in the command.
-int copyStore(Context& context, const std::string& from, const std::string& to) {
+int copyStore(Context& context, const std::string& from, const std::string& to,
+              const std::string& volume) {
     context.reopen(from);
     std::vector<mervane::CheckFinding> missing;
     {
         const Progress progress("copying the store");
-        missing = context.workbench().copyStore(context.store(), to);
+        missing = context.workbench().copyStore(context.store(), to, volume);
     }
     const std::string made = mervane::withoutPassword(to);
     context.document["copy"] = made;
@@ -86,10 +97,14 @@ int copyStore(Context& context, const std::string& from, const std::string& to) 
 }  // namespace
 
 void addStoreVerbs(Verbs& verbs) {
-    verbs.add(&verbs.app, "init", "Make a new, empty store",
-              "  keld init                     # ./keld.db\n"
-              "  keld init --store plant.db\n",
-              init);
+    auto new_volume = std::make_shared<std::string>();
+    CLI::App* init_verb = verbs.add(
+        &verbs.app, "init", "Make a new, empty store",
+        "  keld init                     # ./keld.db\n"
+        "  keld init --store plant.db\n"
+        "  keld init --store postgresql://keld@db.plant.example/keld --volume /srv/plant\n",
+        [new_volume](Context& context) { return init(context, *new_volume); });
+    addVolumeOption(init_verb, new_volume);
 
     auto repair = std::make_shared<bool>(false);
     CLI::App* check_verb =
@@ -110,18 +125,20 @@ void addStoreVerbs(Verbs& verbs) {
     backup_verb->add_option("PATH", *path, "where the copy is made; nothing may be there yet")
         ->required();
 
-    auto from = std::make_shared<std::string>(), to = std::make_shared<std::string>();
+    auto from = std::make_shared<std::string>(), to = std::make_shared<std::string>(),
+         volume = std::make_shared<std::string>();
     CLI::App* copy_verb = verbs.add(
         &verbs.app, "copy-store", "Copy a store into one of any kind, in a file or on a server",
         "  keld copy-store plant.db postgresql://keld@db.plant.example/keld\n"
         "  keld copy-store postgresql://keld@db.plant.example/keld copy.db\n"
         "Tags, versions and the records of runs stay as they are; others may be writing "
         "meanwhile.\n",
-        [from, to](Context& context) { return copyStore(context, *from, *to); });
+        [from, to, volume](Context& context) { return copyStore(context, *from, *to, *volume); });
     copy_verb->add_option("FROM", *from, "the store: a path, or the address of a server")
         ->required();
     copy_verb->add_option("TO", *to, "where the copy is made; nothing may be there yet")
         ->required();
+    addVolumeOption(copy_verb, volume);
 }
 
 }  // namespace keld

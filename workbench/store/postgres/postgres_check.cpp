@@ -129,11 +129,14 @@ std::vector<tag_t> PostgresStore::checkOutsOfNothing() {
 
 std::vector<CheckFinding> PostgresStore::backup(const std::string&) {
     const ServerAddress& address = main_->address();
+    const std::string directory = directoryOfFiles();
     throw Failure(kBadValue,
                   "A store on a server is copied by the database's own means: pg_dump "
                   "--schema=" +
                       address.schema + " --format=custom --file=FILE " + address.shown +
-                      " (without \"schema=\" in the address), or by keld copy-store");
+                      " (without \"schema=\" in the address), " +
+                      (directory.empty() ? "" : "then a copy of " + directory + ", ") +
+                      "or by keld copy-store");
 }
 
 std::vector<std::pair<std::string, std::string>> PostgresStore::serverFacts() {
@@ -147,10 +150,12 @@ std::vector<std::pair<std::string, std::string>> PostgresStore::serverFacts() {
             std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - began)
                 .count());
     }
+    const std::string directory = directoryOfFiles();
     std::nth_element(took.begin(), took.begin() + 10, took.end());
     return {{"kind", "PostgreSQL server"},
             {"server version", version.text(0, 0)},
             {"schema", main_->address().schema},
+            {"files", directory.empty() ? "in the database" : directory},
             {"round trip", std::to_string(static_cast<int>(took[10])) + " us"}};
 }
 

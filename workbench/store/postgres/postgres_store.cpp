@@ -6,6 +6,7 @@
 
 #include "workbench/model/status.h"
 #include "workbench/store/postgres/schema.h"
+#include "workbench/store/postgres/server_directory.h"
 #include "workbench/store/postgres/server_runs.h"
 #include "workbench/store/postgres/server_volume.h"
 #include "workbench/system/system.h"
@@ -44,21 +45,37 @@ std::int64_t keyOf(const std::string& identity) {
 // ---- making and opening ----
 
 void PostgresStore::make(const std::string& address,
-                         const std::function<void(const std::shared_ptr<Store>&)>& fill) {
+                         const std::function<void(const std::shared_ptr<Store>&)>& fill,
+                         const std::string& volume) {
     ServerConnection connection(ServerAddress::of(address));
+    std::optional<NewDirectory> directory;
+    if (!volume.empty())
+        directory.emplace(volume);
     createServerTables(connection);
     try {
+        if (directory)
+            connection.ask(
+                "INSERT INTO meta VALUES('volume', convert_from($1::bytea, 'UTF8')), "
+                "('volume_mark', convert_from($2::bytea, 'UTF8'))",
+                Parameters()
+                    .add(std::string_view(directory->place().directory))
+                    .add(std::string_view(directory->place().mark)));
         if (fill)
             fill(openAs(address, true));
-        finishStore(connection);
+        finishStore(connection, directory.has_value());
     } catch (...) {
         try {
             dropServerTables(connection);
         } catch (const Failure&) {
-            // What is left is no store, and whoever opens it is told so.
+            // What is left is no store, and whoever opens it is told so; or the answer of the
+            // server was lost, and it is one, with its files.
+            if (directory)
+                directory->keep();
         }
         throw;
     }
+    if (directory)
+        directory->keep();
 }
 
 std::shared_ptr<Store> PostgresStore::openAt(const std::string& address) {
@@ -74,12 +91,30 @@ std::shared_ptr<Store> PostgresStore::openAs(const std::string& address, bool un
     // has one of them: nobody has to wait for the disk here.
     side->ask("SELECT set_config('synchronous_commit', 'off', false)");
     needServerStore(*side, unfinished);
-    shared->volume = std::make_unique<ServerVolume>(side);
+    const Answer known = side->ask(
+        "SELECT name, convert_to(value, 'UTF8') FROM meta WHERE name IN ('store_id', 'volume', "
+        "'volume_mark')");
+    std::map<std::string, std::string> values;
+    for (int i = 0; i < known.rows(); ++i)
+        values[known.text(i, 0)] = known.text(i, 1);
+    const std::int64_t key = keyOf(values["store_id"]);
+    if (values.contains("volume"))
+        shared->volume = std::make_unique<ServerDirectory>(
+            ServerDirectory::Place{values["volume"], values["volume_mark"]}, unfinished, side, key);
+    else
+        shared->volume = std::make_unique<ServerVolume>(side, key);
     shared->locks = memoryLocks();
     const std::shared_ptr<PostgresStore> store(
         new PostgresStore(std::move(shared), parsed, std::move(side)));
+    if (const auto* directory = dynamic_cast<ServerDirectory*>(&store->volume()))
+        directory->needPlace(!store->readOnly());
     store->loadAdditions();
     return store;
+}
+
+std::string PostgresStore::directoryOfFiles() {
+    const auto* directory = dynamic_cast<ServerDirectory*>(&volume());
+    return directory ? directory->directory() : "";
 }
 
 std::shared_ptr<Store> PostgresStore::another(const std::shared_ptr<Store>&) {
@@ -95,7 +130,6 @@ PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& a
     key_ = keyOf(identity());
     read_only_ = main_->ask("SELECT has_table_privilege('object', 'INSERT')").integer(0, 0) == 0;
     locks_ = std::make_unique<ServerLocks>(*main_, side_, key_);
-    dynamic_cast<ServerVolume&>(volume()).setKey(key_);
     const auto who = [this] {
         std::string texts;
         try {

@@ -40,7 +40,8 @@ class PostgresStore final : public Store {
 public:
     // Store::create() and Store::open() of this kind.
     static void make(const std::string& address,
-                     const std::function<void(const std::shared_ptr<Store>&)>& fill);
+                     const std::function<void(const std::shared_ptr<Store>&)>& fill,
+                     const std::string& volume);
     static std::shared_ptr<Store> openAt(const std::string& address);
     ~PostgresStore() override;
 
@@ -267,6 +268,8 @@ private:
     std::vector<Hit> hitsOf(const Answer& answer);
     bool hasText(tag_t tag, tag_t attribute, std::string_view text);
     void needWriting() const;
+    // Empty: they are in the database.
+    std::string directoryOfFiles();
     void eachObject(const std::function<void(tag_t, std::string_view)>& each);
 };
 

@@ -109,9 +109,10 @@ void dropServerTables(ServerConnection& connection) {
         "DROP SEQUENCE session_number; DROP FUNCTION need(boolean, text)");
 }
 
-void finishStore(ServerConnection& connection) {
+void finishStore(ServerConnection& connection, bool has_directory) {
+    const int version = has_directory ? kServerSchemaVersion : kServerSchemaWithoutDirectory;
     connection.later("INSERT INTO meta VALUES('schema_version', $1::bigint::text)",
-                     Parameters().add(std::int64_t{kServerSchemaVersion}));
+                     Parameters().add(std::int64_t{version}));
     connection.ask("UPDATE meta SET value='mervane' WHERE name='format'");
 }
 
@@ -136,7 +137,8 @@ int serverSchemaVersion(ServerConnection& connection) {
 void needServerStore(ServerConnection& connection, bool unfinished) {
     const int version = serverSchemaVersion(connection);
     const ServerAddress& address = connection.address();
-    if (version == kServerSchemaVersion || (unfinished && version == -1))
+    if (version == kServerSchemaVersion || version == kServerSchemaWithoutDirectory ||
+        (unfinished && version == -1))
         return;
     if (version == 0)
         throw Failure(kStoreFailure,

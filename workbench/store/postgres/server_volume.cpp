@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "workbench/model/status.h"
+#include "workbench/store/postgres/copy_lock.h"
 
 namespace mervane {
 
@@ -11,8 +12,8 @@ namespace {
 constexpr std::size_t kPieceBytes = 1 << 20;
 constexpr const char* kTakenOut = ".removed";
 
-// Of a store's key, who copies has the lock 2, shared; whoever gets it alone knows that nobody
-// copies, and removes what was kept for all. Both statements are in one transaction, which has it.
+// Whoever gets the lock of those who copy alone knows that nobody does, and removes what was kept
+// for all. Both statements are in one transaction, which has it.
 void dropTakenOut(ServerConnection& side, std::int64_t key) {
     side.later(
         "DELETE FROM file_piece p USING file f WHERE f.tag=p.tag AND f.removed AND "
@@ -24,30 +25,8 @@ void dropTakenOut(ServerConnection& side, std::int64_t key) {
 
 }  // namespace
 
-class ServerVolume::ServerHold final : public Hold {
-public:
-    ServerHold(std::shared_ptr<ServerConnection> side, std::int64_t key)
-        : side_(std::move(side)), key_(key) {
-        side_->ask("SELECT pg_advisory_lock_shared($1::bigint::int, 2)", Parameters().add(key_));
-    }
-    ~ServerHold() override {
-        try {
-            side_->ask("SELECT pg_advisory_unlock_shared($1::bigint::int, 2)",
-                       Parameters().add(key_));
-            dropTakenOut(*side_, key_);
-        } catch (...) {
-            // They stay as files that no object owns.
-        }
-    }
-    ServerHold(const ServerHold&) = delete;
-
-private:
-    std::shared_ptr<ServerConnection> side_;
-    std::int64_t key_;
-};
-
 std::unique_ptr<Volume::Hold> ServerVolume::hold() const {
-    return std::make_unique<ServerHold>(side_, key_);
+    return std::make_unique<CopyLock>(side_, key_, [this] { dropTakenOut(*side_, key_); });
 }
 
 FileFacts ServerVolume::take(tag_t tag, const std::function<void(const Receiver&)>& fill) {

@@ -11,10 +11,10 @@ namespace mervane {
 
 class ServerVolume final : public Volume {
 public:
-    // A connection that commits at once: a file is whole there before its object is stored.
-    explicit ServerVolume(std::shared_ptr<ServerConnection> side) : side_(std::move(side)) {}
-    // The store's, for the server's own locks. Requires: called before anything else.
-    void setKey(std::int64_t key) { key_ = key; }
+    // A connection that commits at once: a file is whole there before its object is stored. `key`
+    // is that of the store, for the server's own locks.
+    ServerVolume(std::shared_ptr<ServerConnection> side, std::int64_t key)
+        : side_(std::move(side)), key_(key) {}
 
     void remove(tag_t tag) noexcept override;
     bool exists(tag_t tag) const override;
@@ -28,10 +28,8 @@ protected:
     FileFacts take(tag_t tag, const std::function<void(const Receiver&)>& fill) override;
 
 private:
-    class ServerHold;
-
     std::shared_ptr<ServerConnection> side_;
-    std::int64_t key_ = 0;
+    std::int64_t key_;
 
     void drop(tag_t tag) const;
 };
