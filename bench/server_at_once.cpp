@@ -93,12 +93,14 @@ Tried tryRun(tag_t top_revision) {
         const bool frozen = !bench().get(top_revision, "release_status_list").empty();
         const int status =
             KELD_StatusManager_ManageStatus(line, "BOMLine", frozen ? "Free" : "Frozen");
-        if (status != 0) {
+        // As "keld status set" does: what isn't done wholly goes back.
+        const std::vector<mervane::StackEntry> stack = bench().errorStack();
+        const bool done = status == 0 && stack.empty();
+        if (!done)
             tried.refusal = "status " + std::to_string(status);
-            for (const mervane::StackEntry& each : bench().errorStack())
-                tried.refusal += "; " + each.text;
-        }
-        tried.head = bench().endRun({}, status == 0, nullptr);
+        for (const mervane::StackEntry& each : stack)
+            tried.refusal += "; " + each.text;
+        tried.head = bench().endRun({}, done, nullptr);
     } catch (const Failure& failure) {
         tried.refusal += std::string("; ") + failure.what();
         if (bench().inRun())
@@ -179,9 +181,12 @@ Together workTogether(const std::string& store_path, pid_t server, int structure
             "/proc/self/exe", std::vector<std::string>{"work", store_path,
                                                        structure(static_cast<int>(i) % structures),
                                                        std::to_string(runs[i])}));
-    for (const auto& each : all)
+    std::vector<pid_t> processes;
+    for (const auto& each : all) {
+        processes.push_back(each->process());
         if (each->line() != "ready")
             complain("a process hasn't begun");
+    }
     Together together;
     const double server_before = server_cpu::used(server);
     const auto start = Clock::now();
@@ -212,7 +217,7 @@ Together workTogether(const std::string& store_path, pid_t server, int structure
                 words >> other;
                 ++together.refused;
                 const std::size_t partner = (i + all.size() / 2) % all.size();
-                if (partner == i || other != all[partner]->process())
+                if (partner == i || other != processes[partner])
                     complain("a refusal names process " + std::to_string(other) +
                              ", which is not the one on the same structure");
             } else if (word == "waited") {

@@ -277,7 +277,10 @@ Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
 
 void PostgresStore::settleIfMuch() {
     constexpr std::size_t kMuch = 4 << 20;
-    if (parts_.size() != 1 || parts_[0].bytes < kMuch)
+    std::size_t waits = 0;
+    for (const Pending& part : parts_)
+        waits += part.bytes;
+    if (waits < kMuch)
         return;
     queueParts();
     try {
