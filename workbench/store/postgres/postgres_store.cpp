@@ -361,9 +361,24 @@ void PostgresStore::commit(bool part) {
     for (const auto& [tag, version] : parts_[0].sent)
         if (const auto at = locked_.find(tag); at != locked_.end())
             at->second = version;
+    const std::int64_t made = std::exchange(made_, 0);
     endTransaction();
     if (lasted)
         forgetReads();
+    // Until the server looks by itself how large the tables have become, it would read all of them
+    // for a question about one object.
+    constexpr std::int64_t kMany = 10000;
+    if (made >= kMany)
+        countTables();
+}
+
+// For who doesn't own the tables it does nothing.
+void PostgresStore::countTables() noexcept {
+    try {
+        side_->ask("ANALYZE object, text, ref, unique_id, run_entry");
+    } catch (const Failure&) {
+        // What is stored is stored, and the server looks by itself in a while.
+    }
 }
 
 void PostgresStore::rollback(bool part) noexcept {
