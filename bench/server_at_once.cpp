@@ -1,8 +1,10 @@
 // Eight processes work on four structures of one store on a server, two on each, with whole status
 // runs that set and take away the status of all in the structure; and one process alone does the
 // same. Two runs on one structure conflict for their whole length: the second is refused with a
-// text that names the other, and is tried again. At the end it looks whether the store has what the
-// processes were told, and fails if it doesn't.
+// text that names the other, and is tried again. One that looks at the structure while the other
+// ends may find both the old and the new statuses: the settings refuse that, and it is tried again,
+// too. At the end it looks whether the store has what the processes were told, and fails if it
+// doesn't.
 //   server_at_once ADDRESS [REVISIONS [RUNS]]
 // Each of the eight does so many runs. The address is that of a database without "schema=": it is
 // left with a new schema.
@@ -16,7 +18,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -40,8 +41,9 @@ using mervane::RunWay;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kStructures = 4, kProcesses = 8;
+constexpr int kWrongPrevious = 919403;
 constexpr unsigned kHangs = 500;                 // seconds
-constexpr std::chrono::milliseconds kPause(50);  // after a refusal
+constexpr std::chrono::milliseconds kPause(500);  // after a refusal
 
 constexpr char kSettings[] =
     "[SelectWSO]\nBOMLine=1\n"
@@ -80,7 +82,8 @@ int othersIn(const std::string& text) {
 }
 
 struct Tried {
-    mervane::RunHead head;
+    std::int64_t number = 0;  // of the run that is stored
+    int status = 0;
     std::string refusal;  // empty: the run is stored
 };
 
@@ -91,16 +94,15 @@ Tried tryRun(tag_t top_revision) {
     try {
         bench().beginRun({RunWay::Whole, "KELD_StatusManager", "", "", ""});
         const bool frozen = !bench().get(top_revision, "release_status_list").empty();
-        const int status =
-            KELD_StatusManager_ManageStatus(line, "BOMLine", frozen ? "Free" : "Frozen");
+        tried.status = KELD_StatusManager_ManageStatus(line, "BOMLine", frozen ? "Free" : "Frozen");
         // As "keld status set" does: what isn't done wholly goes back.
         const std::vector<mervane::StackEntry> stack = bench().errorStack();
-        const bool done = status == 0 && stack.empty();
+        const bool done = tried.status == 0 && stack.empty();
         if (!done)
-            tried.refusal = "status " + std::to_string(status);
+            tried.refusal = "status " + std::to_string(tried.status);
         for (const mervane::StackEntry& each : stack)
             tried.refusal += "; " + each.text;
-        tried.head = bench().endRun({}, done, nullptr);
+        tried.number = bench().endRun({}, done, nullptr).number;
     } catch (const Failure& failure) {
         tried.refusal += std::string("; ") + failure.what();
         if (bench().inRun())
@@ -111,9 +113,9 @@ Tried tryRun(tag_t top_revision) {
     return tried;
 }
 
-// Says "run NUMBER ENTRIES" for each run that is stored, "refused PROCESS" for each that another
-// process has refused, and at the end "waited" with the longest time that a run was tried, and
-// "cpu".
+// Says "run NUMBER" for each run that is stored, "refused PROCESS" for each that conflicts with
+// another process, "overtaken" for each that found two statuses, and at the end "waited" with the
+// longest time that a run was tried, and "cpu".
 int work(const std::string& store_path, const std::string& prefix, int runs) {
     // Whoever hangs is ended by this, and found.
     alarm(kHangs);
@@ -128,15 +130,18 @@ int work(const std::string& store_path, const std::string& prefix, int runs) {
         const auto start = Clock::now();
         for (Tried tried = tryRun(top);; tried = tryRun(top)) {
             if (tried.refusal.empty()) {
-                std::cout << "run " << tried.head.number << " " << tried.head.entries << std::endl;
+                std::cout << "run " << tried.number << std::endl;
                 break;
             }
             const int other = othersIn(tried.refusal);
-            if (other == 0) {
+            if (other != 0) {
+                std::cout << "refused " << other << std::endl;
+            } else if (tried.status == kWrongPrevious) {
+                std::cout << "overtaken" << std::endl;
+            } else {
                 std::cout << "failed " << tried.refusal << std::endl;
                 return 1;
             }
-            std::cout << "refused " << other << std::endl;
             std::this_thread::sleep_for(kPause);
         }
         longest = std::max(longest, secondsSince(start));
@@ -156,8 +161,8 @@ int work(const std::string& store_path, const std::string& prefix, int runs) {
 
 struct Together {
     double seconds = 0, client_cpu = 0, server_cpu = 0, longest_wait = 0;
-    int refused = 0;
-    std::map<std::int64_t, std::int64_t> stored;  // numbers of runs, and how many entries they have
+    int refused = 0, overtaken = 0;
+    std::set<std::int64_t> stored;  // numbers of runs
 };
 
 bool failed = false;
@@ -208,9 +213,9 @@ Together workTogether(const std::string& store_path, pid_t server, int structure
             std::string word;
             words >> word;
             if (word == "run") {
-                std::int64_t number = 0, entries = 0;
-                words >> number >> entries;
-                together.stored[number] = entries;
+                std::int64_t number = 0;
+                words >> number;
+                together.stored.insert(number);
                 ++stored;
             } else if (word == "refused") {
                 int other = 0;
@@ -220,6 +225,8 @@ Together workTogether(const std::string& store_path, pid_t server, int structure
                 if (partner == i || other != processes[partner])
                     complain("a refusal names process " + std::to_string(other) +
                              ", which is not the one on the same structure");
+            } else if (word == "overtaken") {
+                ++together.overtaken;
             } else if (word == "waited") {
                 double waited = 0;
                 words >> waited;
@@ -241,23 +248,22 @@ Together workTogether(const std::string& store_path, pid_t server, int structure
 
 // The store has the runs that the processes were told of and no others, each with all its entries;
 // and each object has the status that the last of them gave it.
-void compare(const std::string& store_path, const std::map<std::int64_t, std::int64_t>& told,
-             int revisions) {
+void compare(const std::string& store_path, const std::set<std::int64_t>& told, int revisions) {
     const auto store = bench().openStore(store_path);
     bench().openSession(store, {});
     mervane::RunQuery query;
     query.service = "KELD_StatusManager";
-    std::map<std::int64_t, std::int64_t> stored;
-    for (const mervane::RunHead& head : bench().runs(query))
-        stored[head.number] = head.entries;
+    std::set<std::int64_t> stored;
+    for (const mervane::RunHead& head : bench().runs(query)) {
+        stored.insert(head.number);
+        // Each object, and the status that was made or deleted.
+        if (head.entries != 2 * revisions + 1)
+            complain("run " + std::to_string(head.number) + " has " + std::to_string(head.entries) +
+                     " entries");
+    }
     if (stored != told)
         complain("the store has " + std::to_string(stored.size()) + " runs, the processes " +
-                 std::to_string(told.size()) + ", or they have other entries");
-    for (const auto& [number, entries] : stored)
-        // Each object, and the status that was made or deleted.
-        if (entries != 2 * revisions + 1)
-            complain("run " + std::to_string(number) + " has " + std::to_string(entries) +
-                     " entries");
+                 std::to_string(told.size()) + ", or they are others");
     for (int i = 0; i < kStructures; ++i) {
         std::set<tag_t> statuses;  // NULLTAG: an object has none, or more than one
         for (int j = 0; j < revisions; ++j) {
@@ -279,9 +285,9 @@ void compare(const std::string& store_path, const std::map<std::int64_t, std::in
 }
 
 void show(const char* what, const Together& together, int revisions, double objects) {
-    std::printf("%-26s %6zu %8.2f %10.0f %8d %8.2f %8.2f %8.2f %8.1f\n", what,
+    std::printf("%-26s %6zu %8.2f %10.0f %8d %9d %8.2f %8.2f %8.2f %8.1f\n", what,
                 together.stored.size(), together.seconds, objects, together.refused,
-                together.longest_wait, together.client_cpu / together.seconds,
+                together.overtaken, together.longest_wait, together.client_cpu / together.seconds,
                 together.server_cpu / together.seconds,
                 (together.client_cpu + together.server_cpu) * 1e6 /
                     (2.0 * revisions * static_cast<double>(together.stored.size())));
@@ -319,8 +325,8 @@ int main(int count, char** arguments) {
     const pid_t server =
         host == std::string::npos ? 0 : server_cpu::serverAt(address.substr(host + 5));
     std::printf("structures of %d revisions with a dataset each\n", revisions);
-    std::printf("%-26s %6s %8s %10s %8s %8s %8s %8s %8s\n", "", "runs", "seconds", "objects/s",
-                "refused", "longest", "clients", "server", "us/obj");
+    std::printf("%-26s %6s %8s %10s %8s %9s %8s %8s %8s %8s\n", "", "runs", "seconds", "objects/s",
+                "refused", "overtaken", "longest", "clients", "server", "us/obj");
     // An odd number on each structure, so that it has a status at the end.
     std::vector<int> of_each(kProcesses, runs);
     for (int i = 0; i < kStructures; ++i)
@@ -333,7 +339,7 @@ int main(int count, char** arguments) {
     };
     show("1 process, 1 structure", one, revisions, throughput(one));
     show("8 processes, 4 structures", eight, revisions, throughput(eight));
-    std::map<std::int64_t, std::int64_t> told = one.stored;
+    std::set<std::int64_t> told = one.stored;
     told.insert(eight.stored.begin(), eight.stored.end());
     compare(store_path, told, revisions);
     std::printf(
