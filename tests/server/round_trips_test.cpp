@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
@@ -106,4 +108,19 @@ TEST_F(RoundTrips, WhatAStructureNamesIsReadTogether) {
               }),
               5u);
     bench().endRun({}, false, nullptr);
+}
+
+TEST_F(RoundTrips, AnImportInARunGoesInPieces) {
+    std::string world = R"({"world": 1, "items": [)";
+    for (int i = 0; i < 1500; ++i)
+        world += std::string(i ? "," : "") + R"({"id": "i)" + std::to_string(i) +
+                 R"(", "name": ")" + std::string(100, 'n') + R"(", "revisions": [{"id": "A"}]})";
+    std::istringstream in(world + "]}");
+    bench().beginRun({RunWay::Whole, "load", "", "", ""});
+    const std::uint64_t statements = bench().statementsRun();
+    const std::uint64_t trips = during([&] { bench().importWorld(in, "world.json"); });
+    // A question is one statement; a piece has one for each table.
+    EXPECT_GT(bench().statementsRun() - statements - trips, 10u);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(bench().find({"i1499", "Item", "", 0}).size(), 1u);
 }
