@@ -1,10 +1,10 @@
 // Eight processes work on four structures of one store on a server, two on each, with whole status
 // runs that set and take away the status of all in the structure; and one process alone does the
 // same. Two runs on one structure conflict for their whole length: the second is refused with a
-// text that names the other, and is tried again. One that looks at the structure while the other
-// ends may find both the old and the new statuses: the settings refuse that, and it is tried again,
-// too. At the end it looks whether the store has what the processes were told, and fails if it
-// doesn't.
+// text that names the other, and is tried again when the other's lock is gone. One during which the
+// other ends may find old and new statuses: it is refused without a name, since nobody holds
+// anything any more, and tried again, too. At the end it looks whether the store has what the
+// processes were told, and fails if it doesn't.
 //   server_at_once ADDRESS [REVISIONS [RUNS]]
 // Each of the eight does so many runs. The address is that of a database without "schema=": it is
 // left with a new schema.
@@ -41,9 +41,8 @@ using mervane::RunWay;
 using Clock = std::chrono::steady_clock;
 
 constexpr int kStructures = 4, kProcesses = 8;
-constexpr int kWrongPrevious = 919403;
 constexpr unsigned kHangs = 500;                 // seconds
-constexpr std::chrono::milliseconds kPause(500);  // after a refusal
+constexpr std::chrono::milliseconds kPause(20);  // before a refused process looks again
 
 constexpr char kSettings[] =
     "[SelectWSO]\nBOMLine=1\n"
@@ -81,10 +80,24 @@ int othersIn(const std::string& text) {
     return 0;
 }
 
+// The object of a text that tells a conflict, "#12 (Item) is locked by ...".
+tag_t lockedIn(const std::string& text) {
+    const std::size_t at = text.rfind('#', text.find(" is locked by "));
+    return at == std::string::npos ? NULLTAG
+                                   : static_cast<tag_t>(std::atoll(text.c_str() + at + 1));
+}
+
+std::int64_t newestRunOf(tag_t object) {
+    mervane::RunQuery query;
+    query.object = object;
+    query.limit = 1;
+    const std::vector<mervane::RunHead> runs = bench().runs(query);
+    return runs.empty() ? 0 : runs.front().number;
+}
+
 struct Tried {
     std::int64_t number = 0;  // of the run that is stored
-    int status = 0;
-    std::string refusal;  // empty: the run is stored
+    std::string refusal;      // empty: the run is stored
 };
 
 // Take the status away from a structure that has it, or give it to one that hasn't.
@@ -94,12 +107,13 @@ Tried tryRun(tag_t top_revision) {
     try {
         bench().beginRun({RunWay::Whole, "KELD_StatusManager", "", "", ""});
         const bool frozen = !bench().get(top_revision, "release_status_list").empty();
-        tried.status = KELD_StatusManager_ManageStatus(line, "BOMLine", frozen ? "Free" : "Frozen");
+        const int status =
+            KELD_StatusManager_ManageStatus(line, "BOMLine", frozen ? "Free" : "Frozen");
         // As "keld status set" does: what isn't done wholly goes back.
         const std::vector<mervane::StackEntry> stack = bench().errorStack();
-        const bool done = tried.status == 0 && stack.empty();
+        const bool done = status == 0 && stack.empty();
         if (!done)
-            tried.refusal = "status " + std::to_string(tried.status);
+            tried.refusal = "status " + std::to_string(status);
         for (const mervane::StackEntry& each : stack)
             tried.refusal += "; " + each.text;
         tried.number = bench().endRun({}, done, nullptr).number;
@@ -114,8 +128,8 @@ Tried tryRun(tag_t top_revision) {
 }
 
 // Says "run NUMBER" for each run that is stored, "refused PROCESS" for each that conflicts with
-// another process, "overtaken" for each that found two statuses, and at the end "waited" with the
-// longest time that a run was tried, and "cpu".
+// another process, "overtaken" for each during which the other's was stored, and at the end
+// "waited" with the longest time that a run was tried, and "cpu".
 int work(const std::string& store_path, const std::string& prefix, int runs) {
     // Whoever hangs is ended by this, and found.
     alarm(kHangs);
@@ -128,21 +142,25 @@ int work(const std::string& store_path, const std::string& prefix, int runs) {
     double longest = 0;
     for (int done = 0; done < runs; ++done) {
         const auto start = Clock::now();
+        std::int64_t newest = newestRunOf(top);
         for (Tried tried = tryRun(top);; tried = tryRun(top)) {
             if (tried.refusal.empty()) {
                 std::cout << "run " << tried.number << std::endl;
                 break;
             }
-            const int other = othersIn(tried.refusal);
-            if (other != 0) {
+            if (const int other = othersIn(tried.refusal)) {
                 std::cout << "refused " << other << std::endl;
-            } else if (tried.status == kWrongPrevious) {
+                do
+                    std::this_thread::sleep_for(kPause);
+                while (bench().lockOf(lockedIn(tried.refusal)));
+            } else if (newestRunOf(top) != newest &&
+                       tried.refusal.find("waited for one another") == std::string::npos) {
                 std::cout << "overtaken" << std::endl;
             } else {
                 std::cout << "failed " << tried.refusal << std::endl;
                 return 1;
             }
-            std::this_thread::sleep_for(kPause);
+            newest = newestRunOf(top);
         }
         longest = std::max(longest, secondsSince(start));
     }
