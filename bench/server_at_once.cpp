@@ -80,9 +80,9 @@ int othersIn(const std::string& text) {
     return 0;
 }
 
-// The object of a text that tells a conflict, "#12 (Item) is locked by ...".
+// The object of a text that tells a conflict, "#12 (Item) is locked by user ...".
 tag_t lockedIn(const std::string& text) {
-    const std::size_t at = text.rfind('#', text.find(" is locked by "));
+    const std::size_t at = text.rfind('#', text.find(" is locked by user "));
     return at == std::string::npos ? NULLTAG
                                    : static_cast<tag_t>(std::atoll(text.c_str() + at + 1));
 }
