@@ -11,9 +11,9 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include "bench/status_settings.h"
+#include "bench/status_tree.h"
 #include "platform/keld_basetool.h"
 #include "platform/keld_se.h"
 #include "workbench/workbench.h"
@@ -31,25 +31,11 @@ struct Took {
     bool failed = false;
 };
 
-// Ten children for each assembly.
 void fill(const std::string& store_path, int revisions) {
     bench().createStore(store_path);
     const auto store = bench().openStore(store_path);
     bench().openSession(store, {});
-    bench().beginRun({RunWay::Whole, "fill", "", "", ""});
-    std::vector<tag_t> all;
-    for (int i = 0; i < revisions; ++i) {
-        char id[16];
-        std::snprintf(id, sizeof id, "%06d", i);
-        tag_t revision = NULLTAG;
-        bench().createItem(id, "part", "Item", "A", &revision);
-        const tag_t dataset = bench().createDataset("Text", id);
-        bench().relate(revision, dataset, "VANE_specification");
-        if (i > 0)
-            bench().addOccurrence(all[static_cast<std::size_t>((i - 1) / 10)], revision, "", "");
-        all.push_back(revision);
-    }
-    bench().endRun({}, true, nullptr);
+    status_tree::make("", revisions);
     bench().closeStore(store);
 }
 
@@ -70,10 +56,6 @@ Took step(const std::string& store_path, const char* status, bool whole, int rev
     took.round_trips = static_cast<double>(bench().roundTrips() - trips) / (2.0 * revisions);
     bench().closeStore(store);
     return took;
-}
-
-std::string withSchema(const std::string& address, const std::string& schema) {
-    return address + (address.find('?') == std::string::npos ? "?" : "&") + "schema=" + schema;
 }
 
 }  // namespace
@@ -101,8 +83,8 @@ int main(int count, char** arguments) {
         if (count > 3 && arguments[3] != name)
             continue;
         const std::string file = (directory / (name + ".db")).string(),
-                          server = withSchema(arguments[1],
-                                              "bench_" + std::to_string(getpid()) + "_" + name);
+                          server = status_tree::withSchema(
+                              arguments[1], "bench_" + std::to_string(getpid()) + "_" + name);
         fill(file, revisions);
         fill(server, revisions);
         for (const char* status : {"Frozen", "Released"}) {

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "platform/mv_art.h"
+#include "platform/mv_obj.h"
 #include "tests/workbench/child.h"
 #include "tests/workbench/support.h"
 
@@ -146,6 +147,31 @@ TEST_F(AtOnce, WhatARunHasStoredStaysLockedUntilItsEnd) {
     EXPECT_EQ(stored(a, "object_name"), "third");
     EXPECT_EQ(stored(b, "object_name"), "second");
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
+TEST_F(AtOnce, AWholeRunThatPassedOverWhatAnotherHasLockedGoesBack) {
+    use(first_);
+    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
+                b = bench().createItem("b", "", "", "A", nullptr);
+    ASSERT_EQ(OBJ_lock(a), 0);
+    use(second_);
+    const auto passesOver = [&](RunWay way) {
+        bench().beginRun({way, "KELD_PassesOver", "", "", ""});
+        logical modifiable = true;
+        EXPECT_EQ(OBJ_ask_if_modifiable(a, &modifiable), 0);
+        EXPECT_FALSE(modifiable);
+        bench().set(b, "object_name", {std::string("changed")});
+    };
+    passesOver(RunWay::Whole);
+    std::string text;
+    EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }, &text), kLockedByOther);
+    EXPECT_THAT(text, testing::HasSubstr("is locked by user infodba, process"));
+    EXPECT_FALSE(bench().inRun());
+    EXPECT_EQ(stored(b, "object_name"), "b");
+    // As the server, what is stored stays.
+    passesOver(RunWay::AsServer);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(stored(b, "object_name"), "changed");
 }
 
 TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
@@ -106,4 +108,25 @@ TEST_F(RoundTrips, WhatAStructureNamesIsReadTogether) {
               }),
               5u);
     bench().endRun({}, false, nullptr);
+}
+
+TEST_F(RoundTrips, AnImportInARunGoesInPieces) {
+    // How many statements went together with others: a question goes alone, a piece is some.
+    const auto together = [](int items) {
+        std::string world = R"({"world": 1, "items": [)";
+        for (int i = 0; i < items; ++i)
+            world += std::string(i ? "," : "") + R"({"id": "i)" + std::to_string(items + i) +
+                     R"(", "name": ")" + std::string(100, 'n') +
+                     R"(", "revisions": [{"id": "A"}]})";
+        std::istringstream in(world + "]}");
+        bench().beginRun({RunWay::Whole, "load", "", "", ""});
+        const std::uint64_t statements = bench().statementsRun();
+        const std::uint64_t trips = during([&] { bench().importWorld(in, "world.json"); });
+        const std::uint64_t sent = bench().statementsRun() - statements;
+        bench().endRun({}, true, nullptr);
+        return sent - trips;
+    };
+    const std::uint64_t few = together(20), many = together(1500);
+    EXPECT_GT(many, few);
+    EXPECT_EQ(bench().find({"i2999", "Item", "", 0}).size(), 1u);
 }

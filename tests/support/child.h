@@ -46,6 +46,11 @@ public:
     }
     Child(const Child&) = delete;
 
+    // Give it a line. Returns: whether it could.
+    bool say(const std::string& text) {
+        const std::string all = text + "\n";
+        return ::write(in_, all.data(), all.size()) == static_cast<ssize_t>(all.size());
+    }
     // The next line that it said; empty when there are no more.
     std::string line() {
         for (;;) {

@@ -142,7 +142,11 @@ bool Session::modifiable(Object& object) {
     if (object.locked)
         return true;
     const auto owner = store_->locks().owner(object.tag);
-    return !owner || owner->session == lock_session_;
+    if (!owner || owner->session == lock_session_)
+        return true;
+    if (recorder_)
+        recorder_->metLock(plainName(object) + " is locked by " + described(*owner));
+    return false;
 }
 
 // ---- check-out ----

@@ -121,7 +121,8 @@ tag_t PostgresStore::tagNotGivenYet() {
 std::vector<tag_t> PostgresStore::checkOutsOfNothing() {
     std::vector<tag_t> objects;
     const Answer rows =
-        ask("SELECT object FROM checkout WHERE object NOT IN (SELECT tag FROM object)");
+        ask("SELECT object FROM checkout c WHERE NOT EXISTS (SELECT 1 FROM object o WHERE "
+            "o.tag=c.object)");
     for (int i = 0; i < rows.rows(); ++i)
         objects.push_back(toTag(rows.integer(i, 0)));
     return objects;

@@ -159,9 +159,10 @@ std::vector<StoredReferrer> PostgresStore::referrersBy(tag_t attribute, tag_t ta
                   "count(*) OVER () AS many FROM ref r JOIN object o ON o.tag=r.tag "
                   "WHERE r.attr=$1::bigint AND r.target=ANY($2::bigint[])) "
                   "SELECT target, tag, type, version, CASE WHEN many<=4000 THEN data END FROM list "
-                  "UNION ALL SELECT 0, tag, type, version, data FROM object WHERE "
-                  "tag=ANY($2::bigint[]) OR tag IN (SELECT ref.target FROM ref JOIN list ON "
-                  "list.tag=ref.tag AND list.many<=100) ORDER BY 1, 2",
+                  "UNION ALL SELECT 0, o.tag, o.type, o.version, o.data FROM "
+                  "(SELECT unnest($2::bigint[]) UNION SELECT ref.target FROM ref JOIN list ON "
+                  "list.tag=ref.tag AND list.many<=100) named(tag) "
+                  "JOIN object o ON o.tag=named.tag ORDER BY 1, 2",
         Parameters().add(toNumber(attribute)).add(targets));
     std::unordered_map<tag_t, std::vector<StoredReferrer>> lists;
     for (const std::int64_t each : targets)
@@ -291,9 +292,12 @@ std::vector<tag_t> PostgresStore::referrersWithText(tag_t reference, tag_t targe
     const std::string key = textKey(text);
     std::vector<tag_t> tags;
     if (!isNewHere(target)) {
+        // The referrers come first, since very many objects may have the text: OFFSET 0 lets the
+        // server look each of them up.
         const Answer answer = askPast(
-            "SELECT r.tag FROM ref r JOIN text t ON t.tag=r.tag WHERE r.target=$1::bigint AND "
-            "r.attr=$2::bigint AND t.attr=$3::bigint AND t.v=$4::bytea ORDER BY r.tag",
+            "SELECT r.tag FROM ref r WHERE r.target=$1::bigint AND r.attr=$2::bigint AND "
+            "EXISTS (SELECT 1 FROM text t WHERE t.attr=$3::bigint AND t.v=$4::bytea AND "
+            "t.tag=r.tag OFFSET 0) ORDER BY r.tag",
             Parameters()
                 .add(toNumber(target))
                 .add(toNumber(reference))

@@ -524,6 +524,7 @@ void PostgresStore::queue(Pending& part) {
                          Parameters().add(gone));
             main_->later("DELETE FROM object WHERE tag=ANY($1::bigint[])", Parameters().add(gone));
         }
+        made_ += static_cast<std::int64_t>(made.size());
         if (!made.empty())
             main_->later(
                 "INSERT INTO object(tag, type, version, data) SELECT * FROM unnest($1::bigint[], "

@@ -319,7 +319,10 @@ Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
 // that is asked for.
 void PostgresStore::sendIfMuch() {
     constexpr std::size_t kMuch = 256 << 10;
-    if (parts_.size() != 1 || parts_[0].bytes < kMuch)
+    std::size_t waits = 0;
+    for (const Pending& part : parts_)
+        waits += part.bytes;
+    if (waits < kMuch)
         return;
     queueParts();
     main_->send();
@@ -396,9 +399,24 @@ void PostgresStore::commit(bool part) {
     for (const auto& [tag, version] : parts_[0].sent)
         if (const auto at = locked_.find(tag); at != locked_.end())
             at->second = version;
+    const std::int64_t made = std::exchange(made_, 0);
     endTransaction();
     if (lasted)
         forgetReads();
+    // Until the server looks by itself how large the tables have become, it would read all of them
+    // for a question about one object.
+    constexpr std::int64_t kMany = 10000;
+    if (made >= kMany)
+        countTables();
+}
+
+// For who doesn't own the tables it does nothing.
+void PostgresStore::countTables() noexcept {
+    try {
+        side_->ask("ANALYZE object, text, ref, unique_id, run_entry");
+    } catch (const Failure&) {
+        // What is stored is stored, and the server looks by itself in a while.
+    }
 }
 
 void PostgresStore::rollback(bool part) noexcept {

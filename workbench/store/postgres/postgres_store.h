@@ -177,6 +177,7 @@ private:
     bool run_alone_ = false;           // of all runs, this one deletes or changes settings
     bool check_outs_changed_ = false;  // by it
     std::uint64_t undone_ = 0;
+    std::int64_t made_ = 0;  // objects that were sent in this transaction and weren't there before
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;
     std::unordered_set<tag_t> guarded_;  // those of which the server knows
@@ -236,6 +237,7 @@ private:
     void sendIfMuch();
     [[noreturn]] void explain(const ServerFailure& failure);
     void endTransaction() noexcept;
+    void countTables() noexcept;
     // Whether it has stored or deleted the object, and the server knows it.
     bool hasSent(tag_t tag) const;
     void beginToLast() noexcept;

@@ -20,6 +20,7 @@ CREATE TABLE text(attr bigint NOT NULL, v bytea NOT NULL, tag bigint NOT NULL,
                   PRIMARY KEY(attr, v, tag));
 CREATE TABLE ref(target bigint NOT NULL, attr bigint NOT NULL, tag bigint NOT NULL,
                  PRIMARY KEY(target, attr, tag));
+CREATE INDEX ref_by_tag ON ref(tag, attr);
 CREATE TABLE unique_id(kind bigint NOT NULL, owner bigint NOT NULL, id bytea NOT NULL,
                        tag bigint NOT NULL, PRIMARY KEY(kind, owner, id));
 CREATE TABLE model(position bigserial PRIMARY KEY, kind text NOT NULL, name bytea NOT NULL,
