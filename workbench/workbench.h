@@ -441,9 +441,9 @@ public:
     // locks that it took; the session's cache is dropped. `keep` counts for a whole run alone.
     // Returns: the head, with number 0 if no record of the run is stored: it changed nothing, went
     // back, or the store records none.
-    // Failure kBadValue without a run; kLockedByOther for a whole run to keep that was told that an
-    // object can't be modified since another session has locked it. After any failure but kBadValue
-    // the run has ended, and a whole run has gone back.
+    // Failure kBadValue without a run; kLockedByOther or kChangedMeanwhile for a whole run to keep
+    // that another session's run has come in the way of. After any failure but kBadValue the run
+    // has ended, and a whole run has gone back.
     virtual RunHead endRun(const RunOutcome& outcome, bool keep,
                            const std::function<void(const RunEntry&)>& each) = 0;
     virtual bool inRun() = 0;

@@ -135,43 +135,91 @@ TEST_F(AtOnce, WhatARunHasStoredStaysLockedUntilItsEnd) {
     EXPECT_EQ(changes(b, "second"), 0);
     EXPECT_EQ(changes(a, "second"), kLockedByOther);
     EXPECT_THAT(bench().errorStack().front().text, testing::HasSubstr("infodba, process"));
+    EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }), kLockedByOther);
     use(first_);
-    EXPECT_EQ(changes(b, "first"), kLockedByOther);
     bench().endRun({}, true, nullptr);
     use(second_);
     EXPECT_EQ(changes(a, "third"), 0) << "free, and seen as the other one stored it";
-    bench().endRun({}, true, nullptr);
     use(first_);
     ASSERT_EQ(OBJ_refresh(a, false), 0);
     ASSERT_EQ(OBJ_refresh(b, false), 0);
     EXPECT_EQ(stored(a, "object_name"), "third");
-    EXPECT_EQ(stored(b, "object_name"), "second");
+    EXPECT_EQ(stored(b, "object_name"), "b");
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
 }
 
-TEST_F(AtOnce, AWholeRunThatPassedOverWhatAnotherHasLockedGoesBack) {
+TEST_F(AtOnce, ALockThatNoRunKeepsIsPassedOverByAWholeRunToo) {
     use(first_);
     const tag_t a = bench().createItem("a", "", "", "A", nullptr),
                 b = bench().createItem("b", "", "", "A", nullptr);
     ASSERT_EQ(OBJ_lock(a), 0);
     use(second_);
-    const auto passesOver = [&](RunWay way) {
-        bench().beginRun({way, "KELD_PassesOver", "", "", ""});
-        logical modifiable = true;
-        EXPECT_EQ(OBJ_ask_if_modifiable(a, &modifiable), 0);
-        EXPECT_FALSE(modifiable);
-        bench().set(b, "object_name", {std::string("changed")});
-    };
-    passesOver(RunWay::Whole);
-    std::string text;
-    EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }, &text), kLockedByOther);
-    EXPECT_THAT(text, testing::HasSubstr("is locked by user infodba, process"));
-    EXPECT_FALSE(bench().inRun());
-    EXPECT_EQ(stored(b, "object_name"), "b");
-    // As the server, what is stored stays.
-    passesOver(RunWay::AsServer);
+    bench().beginRun({RunWay::Whole, "KELD_PassesOver", "", "", ""});
+    logical modifiable = true;
+    EXPECT_EQ(OBJ_ask_if_modifiable(a, &modifiable), 0);
+    EXPECT_FALSE(modifiable);
+    EXPECT_EQ(OBJ_lock(a), kLockedByOther);
+    bench().set(b, "object_name", {std::string("changed")});
     bench().endRun({}, true, nullptr);
     EXPECT_EQ(stored(b, "object_name"), "changed");
+}
+
+TEST_F(AtOnce, AWholeRunThatMeetsAnotherOneFailsFromThereOnAndGoesBack) {
+    use(first_);
+    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
+                b = bench().createItem("b", "", "", "A", nullptr);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    ASSERT_EQ(OBJ_lock(a), 0);
+    ASSERT_EQ(setName(a, "one"), 0);
+    ASSERT_EQ(OBJ_save(a), 0);
+    for (const bool asks : {true, false}) {
+        use(second_);
+        bench().beginRun({RunWay::Whole, "two", "", "", ""});
+        bench().set(b, "object_name", {std::string("two")});
+        ERR_clear_errors();
+        logical modifiable = true;
+        EXPECT_EQ(asks ? OBJ_ask_if_modifiable(a, &modifiable) : OBJ_lock(a), kLockedByOther);
+        EXPECT_THAT(bench().errorStack().front().text,
+                    testing::AllOf(testing::HasSubstr("is locked by user infodba, process"),
+                                   testing::HasSubstr("whose run goes on")));
+        EXPECT_EQ(OBJ_load(b), kLockedByOther) << "what it would still do goes back anyway";
+        std::string text;
+        EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }, &text), kLockedByOther);
+        EXPECT_THAT(text, testing::HasSubstr("is locked by user infodba, process"));
+        EXPECT_FALSE(bench().inRun());
+        EXPECT_EQ(stored(b, "object_name"), "b");
+    }
+    use(first_);
+    bench().endRun({}, true, nullptr);
+    use(second_);
+    EXPECT_EQ(bench().runs({}).size(), 1u);
+    EXPECT_EQ(stored(a, "object_name"), "one");
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
+TEST_F(AtOnce, AWholeRunWhoseReadingIsOvertakenGoesBack) {
+    use(first_);
+    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
+                b = bench().createItem("b", "", "", "A", nullptr);
+    use(second_);
+    bench().beginRun({RunWay::Whole, "two", "", "", ""});
+    EXPECT_EQ(stored(a, "object_name"), "a");
+    bench().set(b, "object_name", {std::string("two")});
+    use(first_);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    bench().set(a, "object_name", {std::string("one")});
+    const std::int64_t run = bench().endRun({}, true, nullptr).number;
+    use(second_);
+    ERR_clear_errors();
+    EXPECT_EQ(OBJ_lock(a), kChangedMeanwhile);
+    EXPECT_THAT(bench().errorStack().front().text,
+                testing::HasSubstr("was stored by run " + std::to_string(run) +
+                                   " of user infodba, process"));
+    EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }), kChangedMeanwhile);
+    EXPECT_EQ(stored(b, "object_name"), "b");
+    use(first_);
+    EXPECT_EQ(OBJ_lock(a), 0) << "the refused lock isn't left";
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
 }
 
 TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {

@@ -30,14 +30,6 @@ public:
     Reads* reads() { return reads_.get(); }
     void gatherReads();
 
-    // The run was told that an object can't be changed since another session has locked it. Whoever
-    // only asks may pass over the object without a failure.
-    void metLock(std::string text) {
-        if (lock_met_.empty())
-            lock_met_ = std::move(text);
-    }
-    const std::string& lockMet() const { return lock_met_; }  // the first; empty: none
-
     // Gives the entry its position.
     void add(StoredEntry entry);
 
@@ -75,7 +67,6 @@ private:
     std::unique_ptr<RunTables> tables_;
     std::int64_t position_ = 0;
     std::unique_ptr<Reads> reads_;
-    std::string lock_met_;
 
     void idChanged(RunChange change, const std::string& item_id, const std::string& registry);
     void checkOut(RunChange change, tag_t object, tag_t user, const std::string& date,

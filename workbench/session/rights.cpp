@@ -144,8 +144,7 @@ bool Session::modifiable(Object& object) {
     const auto owner = store_->locks().owner(object.tag);
     if (!owner || owner->session == lock_session_)
         return true;
-    if (recorder_)
-        recorder_->metLock(plainName(object) + " is locked by " + described(*owner));
+    store_->lockMet(plainName(object), *owner);
     return false;
 }
 

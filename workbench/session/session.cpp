@@ -23,13 +23,19 @@ std::uint64_t objectsLoaded() {
     return objects_loaded;
 }
 
-Session& currentSession() {
+Session& soundSession() {
     if (!current)
         throw Failure(kNoSession, "open a session first");
     // Nobody knows what is stored after a failed write to disk: every call fails until the store is
     // opened anew.
     current->store().needSound();
     return *current;
+}
+
+Session& currentSession() {
+    Session& session = soundSession();
+    session.store().needNoConflict();
+    return session;
 }
 
 namespace detail {
@@ -361,8 +367,9 @@ void Session::takeLock(tag_t tag, const Object* object) {
     if (!owner)
         return;
     locks_held_.erase(tag);
-    throw Failure(kLockedByOther, (object ? plainName(*object) : "#" + std::to_string(tag)) +
-                                      " is locked by " + described(*owner));
+    const std::string name = object ? plainName(*object) : "#" + std::to_string(tag);
+    store_->lockMet(name, *owner);
+    throw Failure(kLockedByOther, name + " is locked by " + described(*owner));
 }
 
 bool Session::keepNumber(std::uint32_t number) {

@@ -404,8 +404,11 @@ std::uint64_t objectsLoaded();
 date_s now();
 
 // The current session. Failure kNoSession if there is none, kStoreFailure if nobody knows whether
-// an earlier change of its store is stored.
+// an earlier change of its store is stored, kLockedByOther or kChangedMeanwhile in a run that can
+// only go back because of another session's run.
 Session& currentSession();
+// The same also in a run that can only go back.
+Session& soundSession();
 void setCurrentSession(Session* session);  // null: none
 
 }  // namespace mervane

@@ -85,6 +85,12 @@ public:
     // opened anew.
     virtual void needSound() const = 0;
     bool isSound() const noexcept;
+    // The session was told that another one has locked the object. In a batch that is one
+    // transaction, beside which another such run has the lock: Failure kLockedByOther, since this
+    // batch can't be kept without the object.
+    virtual void lockMet(const std::string&, const LockOwner&) {}
+    // The failure of a batch that can't be kept because of another session's run, until its end.
+    virtual void needNoConflict() const {}
     // Take the file of an object that isn't stored out of the volume. It stays if nobody knows
     // whether the object is stored: a file without an object is no damage, an object without its
     // file is.

@@ -232,10 +232,18 @@ void PostgresStore::aboutToLock(std::int64_t session, tag_t tag) {
         state.check_out = {tag, taken.user, taken.date, taken.comment};
     if (!taken.owner && !hasSent(tag))
         locked_[tag] = taken.version;
-    // Somebody has stored it since this transaction has read it: nothing of what was read is sure.
-    if (const auto at = rows_.find(tag);
-        at != rows_.end() && lasts() && !hasSent(tag) && at->second.version != taken.version)
-        forgetReads();
+    const auto at = rows_.find(tag);
+    if (at == rows_.end() || !lasts() || hasSent(tag) || at->second.version == taken.version)
+        return;
+    // Somebody has stored it since this transaction has read it: nothing of what was read is sure,
+    // and a run may have decided by it.
+    const bool decided = held_ && !at->second.ahead;
+    forgetReads();
+    if (!decided)
+        return;
+    notLocked(session, tag);
+    meetConflict(kChangedMeanwhile, "#" + std::to_string(tag) + " was stored by " +
+                                        lastStoredBy(tag) + " since this run has read it");
 }
 
 // A run that locks a second object of a type goes on with those that were named after it,

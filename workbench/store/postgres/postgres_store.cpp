@@ -299,6 +299,7 @@ Answer PostgresStore::change(const char* sql, Parameters parameters) {
 }
 
 Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
+    needNoConflict();
     if (held_ && isBatchLost())
         throw Failure(kStoreFailure, "store " + path() +
                                          ": the database has given up the transaction after a "
@@ -381,6 +382,7 @@ void PostgresStore::commit(bool part) {
         sendIfMuch();
         return;
     }
+    needNoConflict();
     locks_->needReserved();
     queueParts();
     if (begun_) {
@@ -464,6 +466,8 @@ void PostgresStore::rollback(bool part) noexcept {
 
 void PostgresStore::endTransaction() noexcept {
     const bool begun = begun_;
+    conflict_.reset();
+    made_ = 0;
     open_ = begun_ = alone_ = check_outs_changed_ = false;
     run_alone_ = false;
     parts_.clear();
@@ -484,8 +488,43 @@ void PostgresStore::holdTransaction(bool hold) noexcept {
     held_ = hold;
 }
 
+// Two runs of one transaction each do what one of them would do after the other: the one that meets
+// the other goes back, and its host is told at once instead of with each object.
+void PostgresStore::meetConflict(int status, const std::string& text) {
+    conflict_.emplace(status, text + ", so this run goes back");
+    needNoConflict();
+    throw Failure(kInternal, "a conflict was forgotten");
+}
+
+void PostgresStore::needNoConflict() const {
+    if (conflict_)
+        throw Failure(conflict_->first, conflict_->second);
+}
+
+void PostgresStore::lockMet(const std::string& name, const LockOwner& owner) {
+    needNoConflict();
+    if (held_ && locks_->isAtWork(owner.session))
+        meetConflict(kLockedByOther,
+                     name + " is locked by " + described(owner) + ", whose run goes on");
+}
+
+// The last run that is recorded with a change of the object; else another session.
+std::string PostgresStore::lastStoredBy(tag_t tag) {
+    const Answer run = side_->ask(
+        "SELECT r.number, r.by_user, r.host, r.process FROM run_entry e JOIN run r ON "
+        "r.number=e.run WHERE e.object=$1::bigint AND e.object<>0 ORDER BY e.run DESC LIMIT 1",
+        Parameters().add(std::int64_t{tag}));
+    if (run.rows() == 0)
+        return "another session";
+    LockOwner owner;
+    owner.user = run.text(0, 1);
+    owner.host = run.text(0, 2);
+    owner.process = static_cast<int>(run.integer(0, 3));
+    return "run " + std::to_string(run.integer(0, 0)) + " of " + described(owner);
+}
+
 bool PostgresStore::isBatchLost() const {
-    return held_ && (main_->isBroken() || !open_ || main_->inFailedTransaction());
+    return held_ && (conflict_ || main_->isBroken() || !open_ || main_->inFailedTransaction());
 }
 
 // From here on what is read stays as it is, so nothing may be left from before.

@@ -106,6 +106,8 @@ public:
     std::unique_ptr<RunTables> runs(bool temporary) override;
 
     bool isBatchLost() const override;
+    void lockMet(const std::string& name, const LockOwner& owner) override;
+    void needNoConflict() const override;
     std::vector<CheckFinding> backup(const std::string& path) override;
     std::vector<std::pair<std::string, std::string>> serverFacts() override;
     std::vector<std::string> serverWarnings() override;
@@ -177,6 +179,8 @@ private:
     bool run_alone_ = false;           // of all runs, this one deletes or changes settings
     bool check_outs_changed_ = false;  // by it
     std::uint64_t undone_ = 0;
+    // Why the run can only go back: it met another one that goes on, or what that has stored.
+    std::optional<std::pair<int, std::string>> conflict_;
     std::int64_t made_ = 0;  // objects that were sent in this transaction and weren't there before
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;
@@ -235,6 +239,8 @@ private:
     void queueParts(bool all = false);
     void queue(Pending& part);
     void sendIfMuch();
+    [[noreturn]] void meetConflict(int status, const std::string& text);
+    std::string lastStoredBy(tag_t tag);
     [[noreturn]] void explain(const ServerFailure& failure);
     void endTransaction() noexcept;
     void countTables() noexcept;

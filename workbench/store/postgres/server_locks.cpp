@@ -371,6 +371,13 @@ void ServerLocks::setActivity(std::int64_t session, const std::string& activity)
                Parameters().add(session).add(std::string_view(activity)));
 }
 
+bool ServerLocks::isAtWork(std::int64_t session) {
+    return side_
+               ->ask("SELECT 1 FROM session WHERE number=$1::bigint AND activity<>''::bytea",
+                     Parameters().add(session))
+               .rows() != 0;
+}
+
 std::vector<std::string> ServerLocks::activities() {
     std::vector<std::string> texts;
     const Answer rows = side_->ask(

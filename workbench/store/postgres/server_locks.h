@@ -61,6 +61,8 @@ public:
     }
     // Whether this session still has a lock that it has released.
     bool keeps(std::int64_t session, tag_t object) const;
+    // Whether it says that it does something that others wait for.
+    bool isAtWork(std::int64_t session);
     bool keepNumber(std::int64_t session, std::uint32_t number) override;
     std::vector<LockOwner> sessions() override;
     bool isOwn(std::int64_t session) const override;
