@@ -10,7 +10,7 @@ namespace mervane {
 
 namespace {
 
-constexpr std::size_t kTogether = 500;         // read at once in a transaction that lasts
+constexpr std::size_t kTogether = 500;         // read at once in a run or for a moment
 constexpr std::size_t kFew = 16;               // and else, since it soon is too old
 constexpr std::size_t kMostBytes = 128 << 20;  // of rows that are kept
 
@@ -92,7 +92,7 @@ std::vector<std::int64_t> PostgresStore::together(tag_t tag, bool lists) const {
         return all;
     const std::vector<tag_t>& tags = *group->second;
     for (auto at = std::find(tags.begin(), tags.end(), tag);
-         at != tags.end() && all.size() < (lasts() ? kTogether : kFew); ++at)
+         at != tags.end() && all.size() < (held_ || moment_ ? kTogether : kFew); ++at)
         if (*at != tag && (lists || (!cachedFresh(*at) && !pendingRow(*at))))
             all.push_back(toNumber(*at));
     return all;

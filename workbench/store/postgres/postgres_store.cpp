@@ -544,7 +544,10 @@ void PostgresStore::forgetReads() noexcept {
     lists_.clear();
     all_lists_.clear();
     texts_.clear();
-    groups_.clear();
+    // What was named together is only a hint, which stays.
+    constexpr std::size_t kMostNamed = 1 << 18;
+    if (groups_.size() > kMostNamed)
+        groups_.clear();
     states_.clear();
     last_read_ = NULLTAG;
     in_a_row_ = 0;

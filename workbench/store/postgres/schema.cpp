@@ -53,7 +53,6 @@ CREATE TABLE file_piece(tag bigint NOT NULL, piece bigint NOT NULL, bytes bytea 
 CREATE TABLE session(number bigint PRIMARY KEY, by_user bytea NOT NULL, host bytea NOT NULL,
                      process bigint NOT NULL, activity bytea NOT NULL DEFAULT ''::bytea);
 CREATE TABLE held(object bigint PRIMARY KEY, session bigint NOT NULL);
-CREATE INDEX held_by_session ON held(session);
 CREATE TABLE kept_number(number bigint PRIMARY KEY, session bigint NOT NULL);
 CREATE SEQUENCE session_number;
 CREATE FUNCTION need(holds boolean, what text) RETURNS void LANGUAGE plpgsql AS $$
