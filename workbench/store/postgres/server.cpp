@@ -263,11 +263,11 @@ void ServerConnection::needSound() const {
                                          ". Its locks and unsaved values are gone. Open it anew");
 }
 
-void ServerConnection::breakOff(const std::string& why) {
+void ServerConnection::breakOff(std::string why) noexcept {
     if (broken_)
         return;
     broken_ = true;
-    why_broken_ = why;
+    why_broken_ = std::move(why);
     waiting_.clear();
 }
 
@@ -301,7 +301,8 @@ void ServerConnection::send() noexcept {
         end();
         PQflush(connection_);
     } catch (...) {
-        // The next answer tells it.
+        // Some of it may be lost: what follows must not be taken for all.
+        breakOff("no memory left");  // short: it needs none
     }
 }
 

@@ -142,7 +142,7 @@ private:
     std::string why_broken_;
     std::function<std::string()> who_is_busy_;
 
-    void breakOff(const std::string& why);
+    void breakOff(std::string why) noexcept;
     void give(const char* sql, const Parameters& parameters);
     void end();
     Answer finish();
