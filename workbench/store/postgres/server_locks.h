@@ -84,8 +84,8 @@ public:
     // The last one, if it is of this object and nothing else was done since.
     const TakenLock* taken(tag_t object) const;
     void forgetTaken() { taken_.reset(); }
-    // Who is asked for the owner of a lock first: it may have been read with something else. And who
-    // hears of a lock that is taken or given back, and, as NULLTAG, of a number that is kept.
+    // Who is asked for the owner of a lock first: it may have been read with something else. And
+    // who hears of a lock that is taken or given back, and, as NULLTAG, of a number that is kept.
     // `free`: it may not be reserved either.
     using Ahead = std::function<const std::optional<LockOwner>*(tag_t object, bool free)>;
     void askFirst(Ahead ahead, std::function<void(tag_t)> changed) {
