@@ -222,6 +222,43 @@ TEST_F(AtOnce, AWholeRunWhoseReadingIsOvertakenGoesBack) {
     EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
 }
 
+// What is much goes to the server before its end, and nobody waits for the answer.
+TEST_F(AtOnce, APieceOfARunThatTheServerRefusesIsAFailureOfTheRun) {
+    use(first_);
+    const tag_t form = bench().createForm("Item Master", "form");
+    for (const bool asks : {false, true}) {
+        const std::string id = asks ? "78" : "77";
+        use(first_);
+        bench().beginRun({RunWay::Whole, "one", "", "", ""});
+        ASSERT_EQ(OBJ_lock(form), 0);
+        // The head of the run's record goes to the server with its first change.
+        ASSERT_EQ(setName(form, "first"), 0);
+        ASSERT_EQ(OBJ_save(form), 0);
+        const tag_t mine = unsavedItem(id.c_str());
+        ASSERT_EQ(OBJ_save(mine), 0);
+        use(second_);
+        bench().createItem(id, "", "", "A", nullptr);
+        use(first_);
+        const std::uint64_t trips = bench().roundTrips();
+        for (int i = 0; i < 3000; ++i) {
+            ASSERT_EQ(setName(form, std::to_string(i)), 0);
+            ASSERT_EQ(OBJ_save(form), 0);
+        }
+        EXPECT_LE(bench().roundTrips() - trips, 2u);
+        if (asks) {
+            EXPECT_EQ(statusOf([] { bench().find({"a*", "Folder", "", 0}); }), kDuplicateId);
+            EXPECT_NE(statusOf([] { bench().find({"a*", "Folder", "", 0}); }), 0);
+        }
+        std::string text;
+        EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }, &text),
+                  asks ? kStoreFailure : kDuplicateId)
+            << text;
+        EXPECT_FALSE(bench().inRun());
+        EXPECT_EQ(stored(form, "object_name"), "form");
+    }
+    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+}
+
 TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {
     Child a({"deletes", path_, "a"}), b({"deletes", path_, "b"});
     for (Child* each : {&a, &b}) {

@@ -301,9 +301,7 @@ Answer PostgresStore::change(const char* sql, Parameters parameters) {
 Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
     needNoConflict();
     if (held_ && isBatchLost())
-        throw Failure(kStoreFailure, "store " + path() +
-                                         ": the database has given up the transaction after a "
-                                         "failure, so all of it goes back");
+        failLost();
     // What a transaction that lasts reads is read in it.
     if (open_ && (held_ || alone_))
         queueBegin();
@@ -383,6 +381,9 @@ void PostgresStore::commit(bool part) {
         return;
     }
     needNoConflict();
+    // The server would answer the end of such a transaction without a failure.
+    if (begun_ && main_->inFailedTransaction())
+        failLost();
     locks_->needReserved();
     queueParts();
     if (begun_) {
@@ -521,6 +522,12 @@ std::string PostgresStore::lastStoredBy(tag_t tag) {
     owner.host = run.text(0, 2);
     owner.process = static_cast<int>(run.integer(0, 3));
     return "run " + std::to_string(run.integer(0, 0)) + " of " + described(owner);
+}
+
+void PostgresStore::failLost() {
+    throw Failure(kStoreFailure, "store " + path() +
+                                     ": the database has given up the transaction after a "
+                                     "failure, so all of it goes back");
 }
 
 bool PostgresStore::isBatchLost() const {

@@ -239,6 +239,7 @@ private:
     void queueParts(bool all = false);
     void queue(Pending& part);
     void sendIfMuch();
+    [[noreturn]] void failLost();
     [[noreturn]] void meetConflict(int status, const std::string& text);
     std::string lastStoredBy(tag_t tag);
     [[noreturn]] void explain(const ServerFailure& failure);
