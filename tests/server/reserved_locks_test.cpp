@@ -95,7 +95,9 @@ protected:
 };
 
 TEST_F(ReservedLocks, AreUsedWithoutARoundTrip) {
-    EXPECT_NE(reservedNow(), NULLTAG);
+    const tag_t part = reservedNow();
+    ASSERT_NE(part, NULLTAG);
+    EXPECT_EQ(bench().lockOf(part)->user, "infodba");
     const std::uint64_t before = bench().roundTrips();
     for (std::size_t i = 2; i < parts_.size(); ++i)
         ASSERT_EQ(rename(parts_[i]), 0);

@@ -447,19 +447,11 @@ void PostgresStore::rollback(bool part) noexcept {
             forgetReads();
             return;
         }
-        main_->forget();
-        try {
-            // What was sent may have begun the transaction.
-            main_->settle();
-        } catch (const Failure&) {
-            // It goes back.
-        }
-        if (main_->inTransaction())
-            main_->ask("ROLLBACK");
     } catch (...) {
         // The connection is gone: the server undoes what is left.
     }
     if (!part) {
+        main_->rollBack();
         endTransaction();
         forgetReads();
     }
@@ -574,19 +566,7 @@ void PostgresStore::endMoment(bool begun) noexcept {
         return;
     moment_ = false;
     forgetReads();
-    try {
-        main_->forget();
-        try {
-            // What was sent may have begun the transaction.
-            main_->settle();
-        } catch (const Failure&) {
-            // It goes back.
-        }
-        if (main_->inTransaction())
-            main_->ask("ROLLBACK");
-    } catch (...) {
-        // Nothing was written.
-    }
+    main_->rollBack();
 }
 
 }  // namespace mervane

@@ -306,8 +306,20 @@ void ServerConnection::send() noexcept {
     }
 }
 
-void ServerConnection::forget() noexcept {
+void ServerConnection::rollBack() noexcept {
     waiting_.clear();
+    try {
+        try {
+            // What was sent may have begun the transaction.
+            settle();
+        } catch (const Failure&) {
+            // It goes back.
+        }
+        if (inTransaction())
+            ask("ROLLBACK");
+    } catch (...) {
+        // The connection is gone: the server undoes what is left.
+    }
 }
 
 // Hand a statement to libpq, with its preparation if this is its first run.

@@ -108,8 +108,8 @@ public:
     void settle();
     // Give what waits to the server now, which runs it, without waiting for its answers.
     void send() noexcept;
-    // Drop what waits and isn't sent.
-    void forget() noexcept;
+    // Drop what waits, and end the transaction if one is open: nothing of it is stored.
+    void rollBack() noexcept;
     // Several statements without parameters, in one round trip of their own.
     void execute(const std::string& sql);
 

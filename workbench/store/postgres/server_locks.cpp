@@ -114,7 +114,7 @@ const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object,
             "c.comment, convert_to(m.value, 'UTF8'), h.session, t.tag, h.xmin::text::bigint "
             "FROM unnest($1::bigint[]) t(tag) CROSS JOIN meta m "
             "LEFT JOIN object o ON o.tag=t.tag LEFT JOIN held h ON h.object=t.tag "
-            "LEFT JOIN session s ON s.number=h.session "
+            "LEFT JOIN session s ON s.number=abs(h.session) "
             "LEFT JOIN checkout c ON c.object=t.tag WHERE m.name='rights_changed'",
             Parameters().add(objects));
         if (answer.rows() != static_cast<int>(objects.size()))
@@ -138,7 +138,6 @@ const TakenLock& ServerLocks::takeWithObject(std::int64_t session, tag_t object,
                 row = answer.integer(i, 11);
                 own = std::move(taken);
             } else if (answer.integer(i, 9) == -session) {
-                taken.holder.session = session;
                 reserved_.insert_or_assign(taken.object,
                                            Reserved{std::move(taken), asked + kReservedToUse});
             }

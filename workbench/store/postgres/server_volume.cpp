@@ -58,13 +58,7 @@ FileFacts ServerVolume::take(tag_t tag, const std::function<void(const Receiver&
             store();
         side_->ask("COMMIT");
     } catch (...) {
-        side_->forget();
-        try {
-            if (side_->inTransaction())
-                side_->ask("ROLLBACK");
-        } catch (const Failure&) {
-            // The server undoes it.
-        }
+        side_->rollBack();
         throw;
     }
     return contents.facts();
