@@ -187,8 +187,13 @@ bool StatementSweep::failAt(int n, StatementFault fault) {
     if (first.status != 0) {
         EXPECT_TRUE(reached) << where << ": " << first.text;
         EXPECT_EQ(first.status, kStoreFailure) << where << ": " << first.text;
+        // A service drops a failure and goes on; what then fails is told by the end of its run, or
+        // by the work, which looks at what was done.
         EXPECT_THAT(first.text,
-                    HasSubstr(fault == StatementFault::Error ? "prepared statement" : "connection"))
+                    testing::AnyOf(HasSubstr(fault == StatementFault::Error ? "prepared statement"
+                                                                            : "connection"),
+                                   HasSubstr("has given up the transaction"),
+                                   HasSubstr("the revision has 0 statuses")))
             << where;
         ++told_;
         goOn(steps, first, before, fault, where);

@@ -10,7 +10,7 @@ namespace mervane {
 
 namespace {
 
-constexpr std::size_t kTogether = 500;         // read at once in a run or for a moment
+constexpr std::size_t kTogether = 500;         // read at once in a run or for a moment, at most
 constexpr std::size_t kFew = 16;               // and else, since it soon is too old
 constexpr std::size_t kMostBytes = 128 << 20;  // of rows that are kept
 
@@ -85,16 +85,20 @@ void PostgresStore::nameTargets(const std::vector<std::pair<tag_t, std::string_v
 
 // The object and those after it that were named together with it and aren't known yet: `lists`
 // means those whose referrers are asked for, of which the objects may be known.
-std::vector<std::int64_t> PostgresStore::together(tag_t tag, bool lists) const {
+std::vector<std::int64_t> PostgresStore::together(tag_t tag, bool lists) {
+    const std::size_t most = held_ || moment_ ? ahead_ : kFew;
     std::vector<std::int64_t> all{toNumber(tag)};
     const auto group = groups_.find(tag);
     if (group == groups_.end())
         return all;
     const std::vector<tag_t>& tags = *group->second;
-    for (auto at = std::find(tags.begin(), tags.end(), tag);
-         at != tags.end() && all.size() < (held_ || moment_ ? kTogether : kFew); ++at)
+    for (auto at = std::find(tags.begin(), tags.end(), tag); at != tags.end() && all.size() < most;
+         ++at)
         if (*at != tag && (lists || (!cachedFresh(*at) && !pendingRow(*at))))
             all.push_back(toNumber(*at));
+    // Many runs end early, or are about few objects: who reads on gets more.
+    if (all.size() == ahead_)
+        ahead_ = std::min(ahead_ * 4, kTogether);
     return all;
 }
 

@@ -529,6 +529,7 @@ bool PostgresStore::isBatchLost() const {
 // From here on what is read stays as it is, so nothing may be left from before.
 void PostgresStore::beginToLast() noexcept {
     forgetReads();
+    ahead_ = kFirstAhead;
     rights_.clear();
 }
 

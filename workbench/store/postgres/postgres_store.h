@@ -213,7 +213,9 @@ private:
     std::map<std::pair<tag_t, std::string>, std::vector<Hit>> texts_;
     // Objects that were named together, in that order.
     std::unordered_map<tag_t, std::shared_ptr<const std::vector<tag_t>>> groups_;
-    tag_t last_read_ = NULLTAG;  // the last object that was read alone
+    static constexpr std::size_t kFirstAhead = 32;
+    std::size_t ahead_ = kFirstAhead;  // so many are read at once in a run, more and more
+    tag_t last_read_ = NULLTAG;        // the last object that was read alone
     int in_a_row_ = 0;
     std::vector<StoredReferrer> last_;
     std::map<std::string, std::vector<Right>> rights_;  // by privilege
@@ -259,7 +261,7 @@ private:
     void keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data, bool ahead);
     void name(const std::vector<tag_t>& tags);
     void nameTargets(const std::vector<std::pair<tag_t, std::string_view>>& rows);
-    std::vector<std::int64_t> together(tag_t tag, bool lists) const;
+    std::vector<std::int64_t> together(tag_t tag, bool lists);
     std::vector<tag_t> nextToLock(std::int64_t session, tag_t tag);
     void fetch(tag_t tag);
     void look(tag_t tag);

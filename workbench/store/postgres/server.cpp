@@ -315,11 +315,18 @@ void ServerConnection::rollBack() noexcept {
         } catch (const Failure&) {
             // It goes back.
         }
-        if (inTransaction())
-            ask("ROLLBACK");
+        // A refused one would leave the connection in the transaction.
+        for (int i = 0; i < 2 && inTransaction(); ++i)
+            try {
+                ask("ROLLBACK");
+            } catch (const ServerFailure&) {
+                // Once more.
+            }
     } catch (...) {
         // The connection is gone: the server undoes what is left.
     }
+    if (!broken_ && inTransaction())
+        breakOff("no rollback");  // short: it needs no memory
 }
 
 // Hand a statement to libpq, with its preparation if this is its first run.
