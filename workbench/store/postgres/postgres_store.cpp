@@ -434,8 +434,9 @@ void PostgresStore::rollback(bool part) noexcept {
                 try {
                     // The begin or the end of a part may wait still.
                     main_->settle();
-                } catch (const Failure&) {
-                    // It goes back, too.
+                } catch (const Failure& failure) {
+                    // It goes back, too, unless it is of a piece that was sent before this part.
+                    why_lost_ = failure.what();
                 }
                 // The server's locks that were taken in it go, too.
                 guarded_.clear();
@@ -460,6 +461,7 @@ void PostgresStore::rollback(bool part) noexcept {
 void PostgresStore::endTransaction() noexcept {
     const bool begun = begun_;
     conflict_.reset();
+    why_lost_.clear();
     made_ = 0;
     open_ = begun_ = alone_ = check_outs_changed_ = false;
     run_alone_ = false;
@@ -519,7 +521,8 @@ std::string PostgresStore::lastStoredBy(tag_t tag) {
 void PostgresStore::failLost() {
     throw Failure(kStoreFailure, "store " + path() +
                                      ": the database has given up the transaction after a "
-                                     "failure, so all of it goes back");
+                                     "failure, so all of it goes back" +
+                                     (why_lost_.empty() ? "" : " (" + why_lost_ + ")"));
 }
 
 bool PostgresStore::isBatchLost() const {
