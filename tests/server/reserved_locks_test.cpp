@@ -6,6 +6,7 @@
 #include <chrono>
 #include <thread>
 
+#include "platform/mv_dbo.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
@@ -116,6 +117,30 @@ TEST_F(ReservedLocks, KeepNobodyFromAnObjectThatTheRunDoesntChange) {
     EXPECT_EQ(nameOf(parts_[5]), "other");
     EXPECT_EQ(nameOf(parts_[2]), "changed");
     EXPECT_TRUE(isSound());
+}
+
+TEST_F(ReservedLocks, AreWaitedForAsLongAsTheRunMayUseThem) {
+    use(other_);
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(OBJ_lock(parts_[5]), 0);
+    EXPECT_GE(std::chrono::steady_clock::now() - began, std::chrono::milliseconds(200));
+}
+
+// What is read of a lock is forgotten with a part of the run that goes back.
+TEST_F(ReservedLocks, AUsedOneStaysTheRunsOwnAfterAPartHasGoneBack) {
+    const tag_t item = bench().resolve("P40");
+    ASSERT_EQ(OBJ_lock(item), 0);
+    tag_t attribute = 0, tag = item;
+    ASSERT_EQ(DBO_attr_id_of_attr("item_id", "Item", &attribute), 0);
+    ASSERT_EQ(DBO_set_attr_string(1, &tag, attribute, "P1"), 0);
+    const tag_t part = reservedNow();
+    ASSERT_NE(part, NULLTAG);
+    ASSERT_EQ(OBJ_refresh(part, false), 0);
+    EXPECT_EQ(OBJ_save(item), kDuplicateId);
+    bench().set(part, "object_name", {std::string("set")});
+    ASSERT_EQ(OBJ_refresh(item, false), 0);
+    endRun();
+    EXPECT_EQ(nameOf(part), "set");
 }
 
 TEST_F(ReservedLocks, TheRunIsRefusedWhatAnotherHasLockedMeanwhile) {

@@ -487,8 +487,7 @@ void PostgresStore::holdTransaction(bool hold) noexcept {
 // the other goes back, and its host is told at once instead of with each object.
 void PostgresStore::meetConflict(int status, const std::string& text) {
     conflict_.emplace(status, text + ", so this run goes back");
-    needNoConflict();
-    throw Failure(kInternal, "a conflict was forgotten");
+    throw Failure(conflict_->first, conflict_->second);
 }
 
 void PostgresStore::needNoConflict() const {
@@ -497,7 +496,6 @@ void PostgresStore::needNoConflict() const {
 }
 
 void PostgresStore::lockMet(const std::string& name, const LockOwner& owner) {
-    needNoConflict();
     if (held_ && locks_->isAtWork(owner.session))
         meetConflict(kLockedByOther,
                      name + " is locked by " + described(owner) + ", whose run goes on");

@@ -17,6 +17,17 @@ constexpr std::chrono::milliseconds kReserved{200}, kReservedToUse{100}, kTellUs
 // The sessions of this process: key of the store and number. Each has locks of its own.
 std::set<std::pair<std::int64_t, std::int64_t>> opened_here;
 
+using ObjectAndSession = std::pair<tag_t, std::int64_t>;
+
+Parameters asLists(const std::vector<ObjectAndSession>& pairs) {
+    std::vector<std::int64_t> objects, sessions;
+    for (const auto& [object, session] : pairs) {
+        objects.push_back(object);
+        sessions.push_back(session);
+    }
+    return Parameters().add(objects).add(sessions);
+}
+
 LockOwner ownerOf(const Answer& answer, int row, int column) {
     LockOwner owner;
     owner.session = answer.integer(row, column);
@@ -188,15 +199,10 @@ void ServerLocks::tellInTime() {
 void ServerLocks::tellUsed() {
     if (untold_.empty())
         return;
-    std::vector<std::int64_t> objects, sessions;
-    for (const auto& [object, session] : untold_) {
-        objects.push_back(object);
-        sessions.push_back(session);
-    }
     side_->later(
         "UPDATE held h SET session=u.session FROM unnest($1::bigint[], $2::bigint[]) "
         "u(object, session) WHERE h.object=u.object AND h.session=-u.session",
-        Parameters().add(objects).add(sessions));
+        asLists(untold_));
     side_->send();
     used_.insert(used_.end(), untold_.begin(), untold_.end());
     untold_.clear();
@@ -206,17 +212,12 @@ void ServerLocks::needReserved() {
     tellUsed();
     if (used_.empty())
         return;
-    std::vector<std::int64_t> objects, sessions;
-    for (const auto& [object, session] : used_) {
-        objects.push_back(object);
-        sessions.push_back(session);
-    }
     const Answer lost = side_->ask(
         "SELECT s.number, s.by_user, s.host, s.process, u.object FROM unnest($1::bigint[], "
         "$2::bigint[]) u(object, session) LEFT JOIN held h ON h.object=u.object LEFT JOIN session "
         "s "
         "ON s.number=abs(h.session) WHERE h.session IS DISTINCT FROM u.session LIMIT 1",
-        Parameters().add(objects).add(sessions));
+        asLists(used_));
     if (lost.rows() != 0)
         throw Failure(kLockedByOther,
                       "#" + std::to_string(lost.integer(0, 4)) +
@@ -269,24 +270,19 @@ void ServerLocks::giveReleased() noexcept {
     keeps_ = false;
     taken_.reset();
     try {
-        std::vector<std::int64_t> objects, sessions;
-        for (const auto& [object, session] : std::exchange(released_, {})) {
-            sessions.push_back(session);
-            objects.push_back(object);
-        }
+        std::vector<ObjectAndSession> given(released_.begin(), released_.end());
+        released_.clear();
         // Those that were used and not released stay.
         tellUsed();
         used_.clear();
-        for (const auto& [object, each] : std::exchange(reserved_, {})) {
-            sessions.push_back(-each.lock.session);
-            objects.push_back(object);
-        }
-        if (objects.empty())
+        for (const auto& [object, each] : std::exchange(reserved_, {}))
+            given.emplace_back(object, -each.lock.session);
+        if (given.empty())
             return;
         side_->later(
             "DELETE FROM held h USING unnest($1::bigint[], $2::bigint[]) r(object, session) "
             "WHERE h.object=r.object AND h.session=r.session",
-            Parameters().add(objects).add(sessions));
+            asLists(given));
         side_->send();
     } catch (...) {
         // They go with the session, at the latest.
@@ -303,6 +299,8 @@ std::optional<LockOwner> ServerLocks::askOwner(tag_t object, bool to_change) {
         // An owner that doesn't live any more is looked at below.
         if (const auto* known = ahead_(object, to_change); known && (!*known || (*known)->alive))
             return *known;
+    // What this session uses isn't a reservation.
+    tellUsed();
     for (SeenReserved seen;;) {
         const Answer answer = side_->ask(
             "SELECT s.number, s.by_user, s.host, s.process, h.session, "
