@@ -2,9 +2,8 @@
 // runs that set and take away the status of all in the structure; and one process alone does the
 // same. Two runs on one structure conflict for their whole length: the second is refused with a
 // text that names the other, and is tried again when the other's lock is gone. One during which the
-// other ends may find old and new statuses: it is refused without a name, since nobody holds
-// anything any more, and tried again, too. At the end it looks whether the store has what the
-// processes were told, and fails if it doesn't.
+// other ends may find old and new statuses: it goes back, and is tried again, too. At the end it
+// looks whether the store has what the processes were told, and fails if it doesn't.
 //   server_at_once ADDRESS [REVISIONS [RUNS]]
 // Each of the eight does so many runs. The address is that of a database without "schema=": it is
 // left with a new schema.

@@ -7,36 +7,37 @@
 
 #include "platform/mv_art.h"
 #include "platform/mv_obj.h"
+#include "tests/server/server_store.h"
 #include "tests/workbench/child.h"
-#include "tests/workbench/support.h"
 
 using namespace mervane;
 using namespace mervane::test;
 
-class AtOnce : public ::testing::Test {
+class AtOnce : public ServerStore {
 protected:
     void SetUp() override {
-        path_ = keld_test::freshServerStore();
-        bench().createStore(path_);
-        store_ = bench().openStore(path_);
+        ServerStore::SetUp();
         first_ = bench().openSession(store_, {});
         second_ = bench().openSession(store_, {});
     }
     void TearDown() override {
         ::unsetenv("MERVANE_WAIT_MS");
-        ERR_clear_errors();
-        bench().closeStore(store_);
+        ServerStore::TearDown();
     }
     static tag_t unsavedItem(const char* id) {
         tag_t item = NULLTAG, revision = NULLTAG;
         EXPECT_EQ(ART_create_item(id, "name", "Item", "A", &item, &revision), 0);
         return item;
     }
-    void use(Workbench::SessionId session) { bench().selectSession(session); }
+    // The first session is in use then.
+    void makeTwoItems() {
+        use(first_);
+        a_ = bench().createItem("a", "", "", "A", nullptr);
+        b_ = bench().createItem("b", "", "", "A", nullptr);
+    }
 
-    std::string path_;
-    Workbench::StoreId store_ = 0;
     Workbench::SessionId first_ = 0, second_ = 0;
+    tag_t a_ = NULLTAG, b_ = NULLTAG;
 };
 
 TEST_F(AtOnce, AnIdThatTwoHaveGivenIsOfTheOneThatSavesFirst) {
@@ -50,7 +51,7 @@ TEST_F(AtOnce, AnIdThatTwoHaveGivenIsOfTheOneThatSavesFirst) {
     use(second_);
     EXPECT_EQ(bench().find({"77", "Item", "", 0}).size(), 1u);
     EXPECT_EQ(bench().resolve("77"), other);
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_TRUE(isSound());
 }
 
 TEST_F(AtOnce, WhoGivesAnIdThatARunHasGivenWaitsForItsEndAndNoLonger) {
@@ -75,7 +76,7 @@ TEST_F(AtOnce, WhoGivesAnIdThatARunHasGivenWaitsForItsEndAndNoLonger) {
     bench().endRun({}, true, nullptr);
     use(third);
     EXPECT_EQ(statusOf([] { bench().createItem("77", "", "", "A", nullptr); }), kDuplicateId);
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_TRUE(isSound());
     bench().closeStore(store);
 }
 
@@ -91,7 +92,7 @@ TEST_F(AtOnce, AnIdThatARunChoosesIsFreeAlsoIfItHasReadOtherwise) {
     const tag_t item = bench().createItem("", "", "", "A", nullptr);
     bench().endRun({}, true, nullptr);
     EXPECT_EQ(bench().resolve("000002"), item);
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_TRUE(isSound());
 }
 
 TEST_F(AtOnce, ProcessesThatMakeItemsOfTheSameIdsMakeEachOnce) {
@@ -108,118 +109,100 @@ TEST_F(AtOnce, ProcessesThatMakeItemsOfTheSameIdsMakeEachOnce) {
     for (const Found& each : found)
         EXPECT_TRUE(ids.insert(each.id).second) << each.id;
     EXPECT_GT(ids.size(), 0u);
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_TRUE(isSound());
 }
 
 TEST_F(AtOnce, WhatARunHasStoredStaysLockedUntilItsEnd) {
-    use(first_);
-    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
-                b = bench().createItem("b", "", "", "A", nullptr);
-    const auto changes = [](tag_t object, const std::string& name) {
-        int status = OBJ_refresh(object, true);
-        if (status == 0)
-            status = setName(object, name);
-        if (status == 0)
-            status = OBJ_save(object);
-        // As services do: the lock is given back when the object is stored.
-        (void)OBJ_refresh(object, false);
-        return status;
-    };
+    makeTwoItems();
     use(first_);
     bench().beginRun({RunWay::Whole, "one", "", "", ""});
     use(second_);
     bench().beginRun({RunWay::Whole, "two", "", "", ""});
     use(first_);
-    EXPECT_EQ(changes(a, "first"), 0);
+    EXPECT_EQ(rename(a_, "first"), 0);
     use(second_);
-    EXPECT_EQ(changes(b, "second"), 0);
-    EXPECT_EQ(changes(a, "second"), kLockedByOther);
+    EXPECT_EQ(rename(b_, "second"), 0);
+    EXPECT_EQ(rename(a_, "second"), kLockedByOther);
     EXPECT_THAT(bench().errorStack().front().text, testing::HasSubstr("infodba, process"));
     EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }), kLockedByOther);
     use(first_);
     bench().endRun({}, true, nullptr);
     use(second_);
-    EXPECT_EQ(changes(a, "third"), 0) << "free, and seen as the other one stored it";
+    EXPECT_EQ(rename(a_, "third"), 0) << "free, and seen as the other one stored it";
     use(first_);
-    ASSERT_EQ(OBJ_refresh(a, false), 0);
-    ASSERT_EQ(OBJ_refresh(b, false), 0);
-    EXPECT_EQ(stored(a, "object_name"), "third");
-    EXPECT_EQ(stored(b, "object_name"), "b");
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    ASSERT_EQ(OBJ_refresh(a_, false), 0);
+    ASSERT_EQ(OBJ_refresh(b_, false), 0);
+    EXPECT_EQ(stored(a_, "object_name"), "third");
+    EXPECT_EQ(stored(b_, "object_name"), "b");
+    EXPECT_TRUE(isSound());
 }
 
 TEST_F(AtOnce, ALockThatNoRunKeepsIsPassedOverByAWholeRunToo) {
-    use(first_);
-    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
-                b = bench().createItem("b", "", "", "A", nullptr);
-    ASSERT_EQ(OBJ_lock(a), 0);
+    makeTwoItems();
+    ASSERT_EQ(OBJ_lock(a_), 0);
     use(second_);
     bench().beginRun({RunWay::Whole, "KELD_PassesOver", "", "", ""});
     logical modifiable = true;
-    EXPECT_EQ(OBJ_ask_if_modifiable(a, &modifiable), 0);
+    EXPECT_EQ(OBJ_ask_if_modifiable(a_, &modifiable), 0);
     EXPECT_FALSE(modifiable);
-    EXPECT_EQ(OBJ_lock(a), kLockedByOther);
-    bench().set(b, "object_name", {std::string("changed")});
+    EXPECT_EQ(OBJ_lock(a_), kLockedByOther);
+    bench().set(b_, "object_name", {std::string("changed")});
     bench().endRun({}, true, nullptr);
-    EXPECT_EQ(stored(b, "object_name"), "changed");
+    EXPECT_EQ(stored(b_, "object_name"), "changed");
 }
 
 TEST_F(AtOnce, AWholeRunThatMeetsAnotherOneFailsFromThereOnAndGoesBack) {
-    use(first_);
-    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
-                b = bench().createItem("b", "", "", "A", nullptr);
+    makeTwoItems();
     bench().beginRun({RunWay::Whole, "one", "", "", ""});
-    ASSERT_EQ(OBJ_lock(a), 0);
-    ASSERT_EQ(setName(a, "one"), 0);
-    ASSERT_EQ(OBJ_save(a), 0);
+    ASSERT_EQ(OBJ_lock(a_), 0);
+    ASSERT_EQ(setName(a_, "one"), 0);
+    ASSERT_EQ(OBJ_save(a_), 0);
     for (const bool asks : {true, false}) {
         use(second_);
         bench().beginRun({RunWay::Whole, "two", "", "", ""});
-        bench().set(b, "object_name", {std::string("two")});
+        bench().set(b_, "object_name", {std::string("two")});
         ERR_clear_errors();
         logical modifiable = true;
-        EXPECT_EQ(asks ? OBJ_ask_if_modifiable(a, &modifiable) : OBJ_lock(a), kLockedByOther);
+        EXPECT_EQ(asks ? OBJ_ask_if_modifiable(a_, &modifiable) : OBJ_lock(a_), kLockedByOther);
         EXPECT_THAT(bench().errorStack().front().text,
                     testing::AllOf(testing::HasSubstr("is locked by user infodba, process"),
                                    testing::HasSubstr("whose run goes on")));
-        EXPECT_EQ(OBJ_load(b), kLockedByOther) << "what it would still do goes back anyway";
+        EXPECT_EQ(OBJ_load(b_), kLockedByOther) << "what it would still do goes back anyway";
         std::string text;
         EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }, &text), kLockedByOther);
         EXPECT_THAT(text, testing::HasSubstr("is locked by user infodba, process"));
         EXPECT_FALSE(bench().inRun());
-        EXPECT_EQ(stored(b, "object_name"), "b");
+        EXPECT_EQ(stored(b_, "object_name"), "b");
     }
     use(first_);
     bench().endRun({}, true, nullptr);
     use(second_);
     EXPECT_EQ(bench().runs({}).size(), 1u);
-    EXPECT_EQ(stored(a, "object_name"), "one");
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_EQ(stored(a_, "object_name"), "one");
+    EXPECT_TRUE(isSound());
 }
 
 TEST_F(AtOnce, AWholeRunWhoseReadingIsOvertakenGoesBack) {
-    use(first_);
-    const tag_t a = bench().createItem("a", "", "", "A", nullptr),
-                b = bench().createItem("b", "", "", "A", nullptr);
+    makeTwoItems();
     use(second_);
     bench().beginRun({RunWay::Whole, "two", "", "", ""});
-    EXPECT_EQ(stored(a, "object_name"), "a");
-    bench().set(b, "object_name", {std::string("two")});
+    EXPECT_EQ(stored(a_, "object_name"), "a");
+    bench().set(b_, "object_name", {std::string("two")});
     use(first_);
     bench().beginRun({RunWay::Whole, "one", "", "", ""});
-    bench().set(a, "object_name", {std::string("one")});
+    bench().set(a_, "object_name", {std::string("one")});
     const std::int64_t run = bench().endRun({}, true, nullptr).number;
     use(second_);
     ERR_clear_errors();
-    EXPECT_EQ(OBJ_lock(a), kChangedMeanwhile);
+    EXPECT_EQ(OBJ_lock(a_), kChangedMeanwhile);
     EXPECT_THAT(bench().errorStack().front().text,
                 testing::HasSubstr("was stored by run " + std::to_string(run) +
                                    " of user infodba, process"));
     EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }), kChangedMeanwhile);
-    EXPECT_EQ(stored(b, "object_name"), "b");
+    EXPECT_EQ(stored(b_, "object_name"), "b");
     use(first_);
-    EXPECT_EQ(OBJ_lock(a), 0) << "the refused lock isn't left";
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_EQ(OBJ_lock(a_), 0) << "the refused lock isn't left";
+    EXPECT_TRUE(isSound());
 }
 
 // What is much goes to the server before its end, and nobody waits for the answer.
@@ -256,7 +239,7 @@ TEST_F(AtOnce, APieceOfARunThatTheServerRefusesIsAFailureOfTheRun) {
         EXPECT_FALSE(bench().inRun());
         EXPECT_EQ(stored(form, "object_name"), "form");
     }
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_TRUE(isSound());
 }
 
 TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {
@@ -268,5 +251,5 @@ TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {
     a.kill();
     b.kill();
     use(first_);
-    EXPECT_TRUE(errorsIn(bench().check(store_, false)).empty());
+    EXPECT_TRUE(isSound());
 }

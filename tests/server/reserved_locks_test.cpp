@@ -10,18 +10,15 @@
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
-#include "tests/support/store_kind.h"
-#include "tests/workbench/support.h"
+#include "tests/server/server_store.h"
 
 using namespace mervane;
 using namespace mervane::test;
 
-class ReservedLocks : public ::testing::Test {
+class ReservedLocks : public ServerStore {
 protected:
     void SetUp() override {
-        path_ = keld_test::freshServerStore();
-        bench().createStore(path_);
-        store_ = bench().openStore(path_);
+        ServerStore::SetUp();
         bench().openSession(store_, {});
         const tag_t top = part(0);
         for (int i = 1; i <= 40; ++i) {
@@ -39,28 +36,17 @@ protected:
         HEAP_free(children);
         ASSERT_EQ(lines, 40);
         // The first two show where the run goes; the second one brings reservations.
-        ASSERT_EQ(rename(parts_[0]), 0);
-        ASSERT_EQ(rename(parts_[1]), 0);
+        ASSERT_EQ(rename(parts_[0], "changed"), 0);
+        ASSERT_EQ(rename(parts_[1], "changed"), 0);
     }
     void TearDown() override {
-        ERR_clear_errors();
         bench().closeStore(other_store_);
-        bench().closeStore(store_);
+        ServerStore::TearDown();
     }
     static tag_t part(int number) {
         tag_t revision = NULLTAG;
         bench().createItem("P" + std::to_string(number), "part", "Item", "A", &revision);
         return revision;
-    }
-    // As services do it.
-    static int rename(tag_t object, const char* name = "changed") {
-        int status = OBJ_refresh(object, true);
-        if (status == 0)
-            status = setName(object, name);
-        if (status == 0)
-            status = OBJ_save(object);
-        (void)OBJ_refresh(object, false);
-        return status;
     }
     static std::uint64_t tripsTo(tag_t lock) {
         const std::uint64_t before = bench().roundTrips();
@@ -74,7 +60,6 @@ protected:
                 return parts_[i];
         return NULLTAG;
     }
-    void use(Workbench::SessionId session) { bench().selectSession(session); }
     void endRun() {
         use(run_);
         bench().endRun({}, true, nullptr);
@@ -84,13 +69,8 @@ protected:
         EXPECT_EQ(OBJ_refresh(object, false), 0);
         return stored(object, "object_name");
     }
-    bool isSound() {
-        use(run_);
-        return errorsIn(bench().check(store_, false)).empty();
-    }
 
-    std::string path_;
-    Workbench::StoreId store_ = 0, other_store_ = 0;
+    Workbench::StoreId other_store_ = 0;
     Workbench::SessionId run_ = 0, other_ = 0;
     std::vector<tag_t> parts_;
 };
@@ -101,7 +81,7 @@ TEST_F(ReservedLocks, AreUsedWithoutARoundTrip) {
     EXPECT_EQ(bench().lockOf(part)->user, "infodba");
     const std::uint64_t before = bench().roundTrips();
     for (std::size_t i = 2; i < parts_.size(); ++i)
-        ASSERT_EQ(rename(parts_[i]), 0);
+        ASSERT_EQ(rename(parts_[i], "changed"), 0);
     EXPECT_LE(bench().roundTrips() - before, 12u) << "a slow machine lets some of them expire";
     endRun();
     EXPECT_EQ(nameOf(parts_[39]), "changed");
@@ -112,7 +92,7 @@ TEST_F(ReservedLocks, KeepNobodyFromAnObjectThatTheRunDoesntChange) {
     use(other_);
     EXPECT_EQ(rename(parts_[5], "other"), 0);
     use(run_);
-    ASSERT_EQ(rename(parts_[2]), 0);
+    ASSERT_EQ(rename(parts_[2], "changed"), 0);
     endRun();
     EXPECT_EQ(nameOf(parts_[5]), "other");
     EXPECT_EQ(nameOf(parts_[2]), "changed");
@@ -149,7 +129,7 @@ TEST_F(ReservedLocks, TheRunIsRefusedWhatAnotherHasLockedMeanwhile) {
     use(run_);
     EXPECT_EQ(OBJ_lock(parts_[5]), kLockedByOther);
     EXPECT_THAT(bench().errorStack().front().text, testing::HasSubstr("infodba, process"));
-    ASSERT_EQ(rename(parts_[6]), 0);
+    ASSERT_EQ(rename(parts_[6], "changed"), 0);
     endRun();
     EXPECT_EQ(nameOf(parts_[6]), "changed");
 }
@@ -190,7 +170,7 @@ TEST_F(ReservedLocks, AUsedOneIsALockForOthersAsSoonAsTheServerIsTold) {
     use(other_);
     EXPECT_EQ(OBJ_lock(part), kLockedByOther);
     use(run_);
-    ASSERT_EQ(rename(part), 0);
+    ASSERT_EQ(rename(part, "changed"), 0);
     endRun();
     EXPECT_EQ(nameOf(part), "changed");
 }

@@ -8,8 +8,7 @@
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
 #include "platform/mv_rel.h"
-#include "tests/support/store_kind.h"
-#include "tests/workbench/support.h"
+#include "tests/server/server_store.h"
 
 using namespace mervane;
 using namespace mervane::test;
@@ -18,12 +17,10 @@ namespace {
 
 constexpr int kParts = 40;
 
-class RoundTrips : public ::testing::Test {
+class RoundTrips : public ServerStore {
 protected:
     void SetUp() override {
-        const std::string path = keld_test::freshServerStore();
-        bench().createStore(path);
-        store_ = bench().openStore(path);
+        ServerStore::SetUp();
         bench().openSession(store_, {});
         top_ = part(0);
         for (int i = 1; i <= kParts; ++i) {
@@ -33,7 +30,6 @@ protected:
         // A session that has read nothing.
         bench().openSession(store_, {});
     }
-    void TearDown() override { bench().closeStore(store_); }
 
     static tag_t part(int number) {
         tag_t revision = NULLTAG;
@@ -47,7 +43,6 @@ protected:
         body();
         return bench().roundTrips() - before;
     }
-    Workbench::StoreId store_ = 0;
     tag_t top_ = NULLTAG;
     std::vector<tag_t> parts_;
 };

@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "tests/kills/operations.h"
+#include "tests/support/server_value.h"
 #include "tests/workbench/support.h"
 
 namespace mervane::test {
@@ -234,14 +235,7 @@ Tables::~Tables() {
 }
 
 std::string Tables::asked(const std::string& sql) const {
-    PGresult* result = PQexec(connection_, sql.c_str());
-    const bool answered =
-        PQresultStatus(result) == PGRES_TUPLES_OK || PQresultStatus(result) == PGRES_COMMAND_OK;
-    const std::string value = PQntuples(result) > 0 ? PQgetvalue(result, 0, 0) : "";
-    PQclear(result);
-    if (!answered)
-        throw std::runtime_error(sql + ": " + PQerrorMessage(connection_));
-    return value;
+    return keld_test::firstValue(connection_, sql);
 }
 
 StoredState Tables::state() const {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/server_value.h"
 #include "tests/support/store_kind.h"
 
 namespace keld_test {
@@ -70,18 +71,7 @@ private:
     static std::string dropping(const std::string& schema) {
         return "DROP SCHEMA IF EXISTS " + schema + " CASCADE";
     }
-    // Returns: the first value of the answer.
-    std::string run(const std::string& sql) const {
-        PGresult* result = PQexec(connection_, sql.c_str());
-        const bool answered =
-            PQresultStatus(result) == PGRES_TUPLES_OK || PQresultStatus(result) == PGRES_COMMAND_OK;
-        const std::string value = PQntuples(result) > 0 ? PQgetvalue(result, 0, 0) : "";
-        PQclear(result);
-        if (!answered)
-            throw std::runtime_error("the server of KELD_TEST_SERVER: " +
-                                     std::string(PQerrorMessage(connection_)));
-        return value;
-    }
+    std::string run(const std::string& sql) const { return firstValue(connection_, sql); }
 };
 
 Schemas& schemas() {

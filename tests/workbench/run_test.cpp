@@ -37,6 +37,17 @@ protected:
         ASSERT_EQ(REG_register_item_id("FREE", 0), 0);
     }
     bool inMemory() const { return path_.empty(); }
+    void saveOneThatFailsAndOneThatDoesnt() {
+        ASSERT_EQ(OBJ_lock(item_), 0);
+        ASSERT_EQ(OBJ_lock(other_), 0);
+        tag_t attribute = 0, tag = other_;
+        ASSERT_EQ(DBO_attr_id_of_attr("item_id", "Item", &attribute), 0);
+        ASSERT_EQ(DBO_set_attr_string(1, &tag, attribute, "OLD"), 0);
+        EXPECT_EQ(OBJ_save(other_), kDuplicateId);
+        ASSERT_EQ(OBJ_refresh(other_, false), 0);
+        ASSERT_EQ(setName(item_, "good"), 0);
+        ASSERT_EQ(OBJ_save(item_), 0);
+    }
 
     tag_t item_ = 0, revision_ = 0, other_ = 0, folder_ = 0, dataset_ = 0;
 };
@@ -161,16 +172,7 @@ TEST_P(Run, AsTheServerWhatIsSavedStaysAndTheRecordTellsIt) {
 
 TEST_P(Run, ASaveThatFailsInsideLeavesNoEntry) {
     begin(RunWay::Whole);
-    ASSERT_EQ(OBJ_lock(item_), 0);
-    ASSERT_EQ(OBJ_lock(other_), 0);
-    tag_t attribute = 0;
-    ASSERT_EQ(DBO_attr_id_of_attr("item_id", "Item", &attribute), 0);
-    tag_t tag = other_;
-    ASSERT_EQ(DBO_set_attr_string(1, &tag, attribute, "OLD"), 0);
-    EXPECT_EQ(OBJ_save(other_), kDuplicateId);
-    ASSERT_EQ(OBJ_refresh(other_, false), 0);
-    ASSERT_EQ(setName(item_, "good"), 0);
-    ASSERT_EQ(OBJ_save(item_), 0);
+    saveOneThatFailsAndOneThatDoesnt();
     const Ended ended = end();
     EXPECT_EQ(changes(ended.entries), std::vector<RunChange>{RunChange::ObjectChanged});
     EXPECT_EQ(ended.entries[0].object, item_);
@@ -182,15 +184,7 @@ TEST_P(Run, ASaveThatFailsInsideLeavesNoEntry) {
 TEST_P(Run, ASaveThatFailsFirstLeavesARunThatIsntRecordedWhole) {
     bench().recordRuns(false);
     begin(RunWay::Whole);
-    ASSERT_EQ(OBJ_lock(item_), 0);
-    ASSERT_EQ(OBJ_lock(other_), 0);
-    tag_t attribute = 0, tag = other_;
-    ASSERT_EQ(DBO_attr_id_of_attr("item_id", "Item", &attribute), 0);
-    ASSERT_EQ(DBO_set_attr_string(1, &tag, attribute, "OLD"), 0);
-    EXPECT_EQ(OBJ_save(other_), kDuplicateId);
-    ASSERT_EQ(OBJ_refresh(other_, false), 0);
-    ASSERT_EQ(setName(item_, "good"), 0);
-    ASSERT_EQ(OBJ_save(item_), 0);
+    saveOneThatFailsAndOneThatDoesnt();
     const Ended ended = end();
     EXPECT_EQ(changes(ended.entries), std::vector<RunChange>{RunChange::ObjectChanged});
     EXPECT_EQ(stored(item_, "object_name"), "good");
