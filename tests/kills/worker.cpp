@@ -88,39 +88,49 @@ void sayStored(const std::map<tag_t, char>& changes) {
     say(line);
 }
 
+// On a server a run goes back that meets another one on a shared object, and of two imports of the
+// same parts at once one is told that the other has stored an id.
+bool isOfAnother(const char* failure) {
+    return std::strstr(failure, "so this run goes back") ||
+           std::strstr(failure, "another session has stored an object with the same id meanwhile");
+}
+
 // The body as a run, which is kept unless it is a rehearsal.
 template <typename Body>
 void inRun(const std::string& kind, const std::string& way, Body&& body) {
     if (way == "none")
         return body();
     mervane::Workbench& bench = *mervane_workbench();
+    const auto end = [&](const std::map<tag_t, char>& changes, bool keep) {
+        if (!changes.empty())
+            sayIntent(changes);
+        bench.endRun({}, keep, nullptr);
+        if (!changes.empty())
+            sayStored(changes);
+    };
     const auto isDone = [&](bool may_go_back) {
         bench.beginRun({way == "server"  ? mervane::RunWay::AsServer
                         : way == "whole" ? mervane::RunWay::Whole
                                          : mervane::RunWay::Rehearsal,
                         kind, "", "", ""});
+        std::map<tag_t, char> changes;
         try {
             body();
-            return true;
+            if (bare_server && way != "rehearsal")
+                changes = changesSoFar();
         } catch (const std::exception& error) {
-            // On a server a run that meets another one on a shared object goes back.
-            if (!bare_server || !may_go_back || !std::strstr(error.what(), "so this run goes back"))
+            if (!bare_server || !may_go_back || !isOfAnother(error.what()))
                 throw;
-            bench.endRun({}, false, nullptr);
+            // As the server, what was done before stays.
+            end(way == "server" ? changesSoFar() : changes, false);
             return false;
         }
+        end(changes, true);
+        return true;
     };
     constexpr int kTries = 20;
     for (int tries = 1; !isDone(tries < kTries); ++tries)
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    std::map<tag_t, char> changes;
-    if (bare_server && way != "rehearsal")
-        changes = changesSoFar();
-    if (!changes.empty())
-        sayIntent(changes);
-    bench.endRun({}, true, nullptr);
-    if (!changes.empty())
-        sayStored(changes);
 }
 
 void work(const std::string& kind, const std::string& name, const std::string& directory,

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "platform/mv_art.h"
+#include "platform/mv_cko.h"
 #include "platform/mv_obj.h"
 #include "tests/server/server_store.h"
 #include "tests/workbench/child.h"
@@ -180,6 +181,69 @@ TEST_F(AtOnce, AWholeRunThatMeetsAnotherOneFailsFromThereOnAndGoesBack) {
     EXPECT_EQ(bench().runs({}).size(), 1u);
     EXPECT_EQ(stored(a_, "object_name"), "one");
     EXPECT_TRUE(isSound());
+}
+
+// So another one learns it before it has read a whole structure.
+TEST_F(AtOnce, WhatAWholeRunChecksFirstIsLockedUntilItsEnd) {
+    makeTwoItems();
+    enum class Then { Changes, GoesBack, ChangesNothing };
+    for (const Then then : {Then::Changes, Then::GoesBack, Then::ChangesNothing}) {
+        use(first_);
+        bench().beginRun({RunWay::Whole, "one", "", "", ""});
+        ASSERT_EQ(CKO_assert_object_modifiable(a_), 0);
+        ASSERT_EQ(CKO_assert_object_modifiable(b_), 0);
+        use(second_);
+        EXPECT_EQ(OBJ_lock(b_), 0) << "of what a run checks, only the first object";
+        EXPECT_EQ(OBJ_unlock(b_), 0);
+        EXPECT_EQ(OBJ_lock(a_), kLockedByOther);
+        EXPECT_EQ(CKO_assert_object_modifiable(a_), 0) << "as far as check-outs go";
+        bench().beginRun({RunWay::Whole, "two", "", "", ""});
+        ERR_clear_errors();
+        EXPECT_EQ(CKO_assert_object_modifiable(a_), kLockedByOther);
+        EXPECT_THAT(bench().errorStack().front().text,
+                    testing::AllOf(testing::HasSubstr("is locked by user infodba, process"),
+                                   testing::HasSubstr("whose run goes on")));
+        EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }), kLockedByOther);
+        use(first_);
+        if (then != Then::ChangesNothing) {
+            EXPECT_EQ(rename(a_, then == Then::Changes ? "one" : "two"), 0);
+        }
+        bench().endRun({}, then != Then::GoesBack, nullptr);
+        use(second_);
+        EXPECT_EQ(OBJ_lock(a_), 0);
+        EXPECT_EQ(OBJ_unlock(a_), 0);
+    }
+    EXPECT_EQ(stored(a_, "object_name"), "one");
+    EXPECT_TRUE(isSound());
+}
+
+TEST_F(AtOnce, ALockThatAWholeRunHadBeforeItsCheckIsKeptAsItIs) {
+    makeTwoItems();
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    ASSERT_EQ(OBJ_lock(a_), 0);
+    ASSERT_EQ(CKO_assert_object_modifiable(a_), 0);
+    bench().endRun({}, true, nullptr);
+    use(second_);
+    EXPECT_EQ(OBJ_lock(a_), kLockedByOther) << "the service has locked it, and not unlocked it";
+    use(first_);
+    EXPECT_EQ(OBJ_unlock(a_), 0);
+    use(second_);
+    EXPECT_EQ(OBJ_lock(a_), 0);
+}
+
+TEST_F(AtOnce, ACheckAsTheServerLocksNothing) {
+    makeTwoItems();
+    for (const bool in_run : {false, true}) {
+        use(first_);
+        if (in_run)
+            bench().beginRun({RunWay::AsServer, "one", "", "", ""});
+        ASSERT_EQ(CKO_assert_object_modifiable(a_), 0);
+        use(second_);
+        EXPECT_EQ(OBJ_lock(a_), 0);
+        EXPECT_EQ(OBJ_unlock(a_), 0);
+    }
+    use(first_);
+    bench().endRun({}, true, nullptr);
 }
 
 TEST_F(AtOnce, AWholeRunWhoseReadingIsOvertakenGoesBack) {

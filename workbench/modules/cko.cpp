@@ -40,6 +40,7 @@ int CKO_assert_object_modifiable(tag_t object) {
                 throw Failure(kCheckedOut, session.displayId(subject) +
                                                " can't be changed: it is checked out by " +
                                                session.displayId(by.user));
+            session.willChange(session.object(subject));
         },
         object);
 }

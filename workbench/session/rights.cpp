@@ -148,6 +148,13 @@ bool Session::modifiable(Object& object) {
     return false;
 }
 
+void Session::willChange(Object& object) {
+    if (object.isNew() || object.locked || locks_held_.count(object.tag))
+        return;
+    if (const auto owner = store_->lockFirst(lock_session_, object.tag))
+        store_->lockMet(plainName(object), *owner);
+}
+
 // ---- check-out ----
 
 bool Session::checkedOut(tag_t object, CheckOut* by) {

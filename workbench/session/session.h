@@ -226,6 +226,9 @@ public:
     // Whether the user may WRITE it and nobody else has it locked or checked out; false for a
     // replica, which another site owns.
     bool modifiable(Object& object);
+    // Who asked is told that it may change the object, as far as check-outs go. Another process's
+    // run that is in the way is met here (Store::lockFirst).
+    void willChange(Object& object);
     struct CheckOut {
         tag_t object = NULLTAG, user = NULLTAG;
         std::string date, comment;  // date: local time, "2001-02-03 04:05:06"

@@ -76,6 +76,10 @@ public:
     virtual void unlocked(tag_t) noexcept {}
     // The session asks for the rights, the check-out and the lock of the object next.
     virtual void aboutToAsk(tag_t) {}
+    // The session is told that it may change the object, and will presumably do so. In a batch that
+    // is one transaction the first of them stays locked from here to the end, so that another such
+    // batch on it meets this one before it has read all. Returns: who has the lock instead.
+    virtual std::optional<LockOwner> lockFirst(std::int64_t, tag_t) { return std::nullopt; }
     // It deletes these objects unless somebody refers to them, which it asks next. Requires: a
     // transaction.
     virtual void aboutToDelete(const std::vector<tag_t>&) {}

@@ -28,6 +28,19 @@ struct PendingEntry {
     std::string data;
 };
 
+// Many tags, of which most follow one another, in little memory.
+class TagRanges {
+public:
+    void add(tag_t tag) { add(tag, tag); }
+    void add(const TagRanges& others);
+    bool contains(tag_t tag) const;
+
+private:
+    std::map<tag_t, tag_t> ranges_;  // first and last one of each
+
+    void add(tag_t first, tag_t last);
+};
+
 // Of each row of an index: whether it is there in the end.
 struct Pending {
     std::unordered_map<tag_t, PendingRow> rows;
@@ -38,14 +51,16 @@ struct Pending {
     std::vector<StoredEntry> temporary;  // of a run that isn't recorded: never stored
     std::size_t bytes = 0;
     bool begun = false;  // the server knows where this part begins
-    // What the server knows already: objects that were stored or deleted, and the version that this
-    // has given; 0: deleted.
+    // What the server knows already: objects that were made, and those that were changed or deleted
+    // with the version that this has given; 0: deleted.
+    TagRanges made;
     std::unordered_map<tag_t, std::int64_t> sent;
 
     bool empty() const {
         return rows.empty() && entries.empty() && references.empty() && texts.empty() &&
                ids.empty();
     }
+    bool hasSent(tag_t tag) const { return made.contains(tag) || sent.contains(tag); }
     // What is above comes after what is here.
     void take(Pending&& above);
     // What is sent now.

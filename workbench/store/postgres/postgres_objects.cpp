@@ -13,6 +13,7 @@ namespace {
 constexpr std::size_t kTogether = 500;         // read at once in a run or for a moment, at most
 constexpr std::size_t kFew = 16;               // and else, since it soon is too old
 constexpr std::size_t kMostBytes = 128 << 20;  // of rows that are kept
+constexpr std::size_t kRowBytes = 150;         // of each of them, beside its data
 
 }  // namespace
 
@@ -41,8 +42,9 @@ const PendingRow* PostgresStore::pendingRow(tag_t tag) const {
 
 void PostgresStore::keep(tag_t tag, tag_t type, std::int64_t version, std::string_view data,
                          bool ahead) {
-    CachedRow& row = rows_[tag];
-    rows_bytes_ += data.size() - row.data.size();
+    const auto [at, fresh] = rows_.try_emplace(tag);
+    CachedRow& row = at->second;
+    rows_bytes_ += data.size() - row.data.size() + (fresh ? kRowBytes : 0);
     row.type = type;
     row.version = version;
     row.ahead = ahead;
@@ -272,6 +274,17 @@ std::vector<tag_t> PostgresStore::nextToLock(std::int64_t session, tag_t tag) {
             next.push_back(*each);
     now.tags = next;
     return next;
+}
+
+std::optional<LockOwner> PostgresStore::lockFirst(std::int64_t session, tag_t tag) {
+    if (!held_ || std::exchange(first_locked_, true))
+        return std::nullopt;
+    aboutToLock(session, tag);
+    std::optional<LockOwner> owner = locks_->take(session, tag);
+    if (!owner)
+        locks_->release(session, tag);  // which keeps it until the end
+    unlocked(tag);
+    return owner;
 }
 
 void PostgresStore::notLocked(std::int64_t session, tag_t tag) noexcept {
@@ -609,7 +622,11 @@ void PostgresStore::queue(Pending& part) {
         forgetReads();
     // From here on the server knows it.
     for (auto& [tag, row] : part.rows) {
-        part.sent[tag] = row.gone ? 0 : row.version;
+        // A stored version is asked for only if it may be locked already.
+        if (row.base == 0 && !row.gone && !locked_.contains(tag))
+            part.made.add(tag);
+        else
+            part.sent[tag] = row.gone ? 0 : row.version;
         if (row.gone)
             keep(tag, NULLTAG, 0, "", false);
         else

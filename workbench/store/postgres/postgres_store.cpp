@@ -479,6 +479,7 @@ void PostgresStore::holdTransaction(bool hold) noexcept {
     if (hold && !held_) {
         beginToLast();
         locks_->keepReleased();
+        first_locked_ = false;
     }
     held_ = hold;
 }
@@ -536,7 +537,7 @@ void PostgresStore::beginToLast() noexcept {
 
 bool PostgresStore::hasSent(tag_t tag) const {
     return std::any_of(parts_.begin(), parts_.end(),
-                       [&](const Pending& part) { return part.sent.contains(tag); });
+                       [&](const Pending& part) { return part.hasSent(tag); });
 }
 
 void PostgresStore::forgetReads() noexcept {

@@ -53,6 +53,7 @@ public:
     void aboutToLock(std::int64_t session, tag_t tag) override;
     void notLocked(std::int64_t session, tag_t tag) noexcept override;
     void unlocked(tag_t tag) noexcept override { locked_.erase(tag); }
+    std::optional<LockOwner> lockFirst(std::int64_t session, tag_t tag) override;
     void aboutToAsk(tag_t tag) override;
     void aboutToDelete(const std::vector<tag_t>& tags) override;
     void forgetReadAhead(tag_t tag) noexcept override;
@@ -176,6 +177,7 @@ private:
     std::vector<Pending> parts_;
     bool open_ = false, alone_ = false, held_ = false, moment_ = false;
     bool begun_ = false;               // the server knows of the transaction
+    bool first_locked_ = false;        // by the batch
     bool run_alone_ = false;           // of all runs, this one deletes or changes settings
     bool check_outs_changed_ = false;  // by it
     std::uint64_t undone_ = 0;
