@@ -22,6 +22,7 @@
 #include <exception>
 #include <map>
 #include <memory>
+#include <random>
 #include <string>
 #include <thread>
 
@@ -113,24 +114,25 @@ void inRun(const std::string& kind, const std::string& way, Body&& body) {
                         : way == "whole" ? mervane::RunWay::Whole
                                          : mervane::RunWay::Rehearsal,
                         kind, "", "", ""});
-        std::map<tag_t, char> changes;
         try {
             body();
-            if (bare_server && way != "rehearsal")
-                changes = changesSoFar();
+            end(bare_server && way != "rehearsal" ? changesSoFar() : std::map<tag_t, char>(), true);
+            return true;
         } catch (const std::exception& error) {
             if (!bare_server || !may_go_back || !isOfAnother(error.what()))
                 throw;
-            // As the server, what was done before stays.
-            end(way == "server" ? changesSoFar() : changes, false);
+            // A service may pass over what it is told; the end of its run doesn't.
+            if (bench.inRun())
+                // As the server, what was done before stays.
+                end(way == "server" ? changesSoFar() : std::map<tag_t, char>(), false);
             return false;
         }
-        end(changes, true);
-        return true;
     };
-    constexpr int kTries = 20;
-    for (int tries = 1; !isDone(tries < kTries); ++tries)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    // The other one may do the same again and again: look at other moments than it.
+    std::minstd_rand random(static_cast<unsigned>(::getpid()));
+    for (const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+         !isDone(std::chrono::steady_clock::now() < until);)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1 + random() % 50));
 }
 
 void work(const std::string& kind, const std::string& name, const std::string& directory,
