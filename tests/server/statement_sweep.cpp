@@ -24,7 +24,7 @@ void need(int status) {
 }
 
 // A run that fails is ended, as a caller does, unless it has gone with its session.
-void inRun(RunWay way, const std::function<void()>& body) {
+std::int64_t inRun(RunWay way, const std::function<void()>& body) {
     bench().beginRun({way, "sweep", "", "", ""});
     try {
         body();
@@ -32,7 +32,7 @@ void inRun(RunWay way, const std::function<void()>& body) {
         (void)statusOf([] { bench().endRun({}, false, nullptr); });
         throw;
     }
-    bench().endRun({}, true, nullptr);
+    return bench().endRun({}, true, nullptr).number;
 }
 
 // Operations tell their failures by another type.
@@ -85,6 +85,23 @@ Work manyChangesInOneRun(const std::string& name, RunWay way, const std::string&
                             step();
                     });
                 }};
+            }};
+}
+
+// A run, and taking it back.
+Steps undo(const std::string& directory, int number) {
+    const Steps all = manyChanges(makeParts("undo" + std::to_string(number)), directory);
+    const auto run = std::make_shared<std::int64_t>(0);
+    return {[=] {
+                *run = inRun(RunWay::Whole, [&] {
+                    for (const auto& step : all)
+                        step();
+                });
+            },
+            [=] {
+                const UndoReport undone = bench().undoRun(*run, "");
+                if (!undone.done)
+                    throw Failure(0, "the undo is refused: " + undone.conflicts.front());
             }};
 }
 
@@ -192,6 +209,7 @@ std::vector<Work> worksOf(const std::string& directory) {
              false, true},
             manyChangesInOneRun("whole", RunWay::Whole, directory),
             manyChangesInOneRun("rehearsal", RunWay::Rehearsal, directory),
+            {"undo", [=](int number) { return undo(directory, number); }},
             service("status", RunWay::Whole, directory)};
 }
 

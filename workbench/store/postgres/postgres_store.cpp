@@ -216,6 +216,9 @@ bool PostgresStore::begin(bool alone) {
         open_ = true;
         begun_ = false;
         alone_ = false;
+        // Of a batch that is given up the reason stays.
+        if (!held_)
+            why_lost_.clear();
     }
     parts_.emplace_back();
     if (!alone || alone_)
@@ -310,6 +313,8 @@ Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
         sent_.clear();
         return answer;
     } catch (const ServerFailure& failure) {
+        if (begun_ && why_lost_.empty())
+            why_lost_ = failure.what();
         explain(failure);
     }
 }
@@ -436,7 +441,8 @@ void PostgresStore::rollback(bool part) noexcept {
                     main_->settle();
                 } catch (const Failure& failure) {
                     // It goes back, too, unless it is of a piece that was sent before this part.
-                    why_lost_ = failure.what();
+                    if (why_lost_.empty())
+                        why_lost_ = failure.what();
                 }
                 // The server's locks that were taken in it go, too.
                 guarded_.clear();
@@ -444,6 +450,7 @@ void PostgresStore::rollback(bool part) noexcept {
                 main_->later("ROLLBACK TO SAVEPOINT part");
                 main_->later("RELEASE SAVEPOINT part");
                 main_->settle();
+                why_lost_.clear();
             }
             forgetReads();
             return;
@@ -461,7 +468,6 @@ void PostgresStore::rollback(bool part) noexcept {
 void PostgresStore::endTransaction() noexcept {
     const bool begun = begun_;
     conflict_.reset();
-    why_lost_.clear();
     made_ = 0;
     open_ = begun_ = alone_ = check_outs_changed_ = false;
     run_alone_ = false;
@@ -480,6 +486,7 @@ void PostgresStore::holdTransaction(bool hold) noexcept {
         beginToLast();
         locks_->keepReleased();
         first_locked_ = false;
+        why_lost_.clear();
     }
     held_ = hold;
 }
@@ -518,6 +525,8 @@ std::string PostgresStore::lastStoredBy(tag_t tag) {
 }
 
 void PostgresStore::failLost() {
+    main_->needSound();
+    side_->needSound();
     throw Failure(kStoreFailure, "store " + path() +
                                      ": the database has given up the transaction after a "
                                      "failure, so all of it goes back" +
