@@ -2,13 +2,18 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <memory>
+#include <set>
 #include <sstream>
 
+#include "platform/mv_dbo.h"
 #include "platform/mv_heap.h"
 #include "platform/mv_line.h"
 #include "platform/mv_obj.h"
 #include "platform/mv_rel.h"
 #include "tests/server/server_store.h"
+#include "tests/support/server_value.h"
 
 using namespace mervane;
 using namespace mervane::test;
@@ -124,4 +129,71 @@ TEST_F(RoundTrips, AnImportInARunGoesInPieces) {
     const std::uint64_t few = together(20), many = together(1500);
     EXPECT_GT(many, few);
     EXPECT_EQ(bench().find({"i2999", "Item", "", 0}).size(), 1u);
+}
+
+// What was read holds for so long that each question of these tests could be answered by it.
+class FreshRoundTrips : public RoundTrips {
+protected:
+    void SetUp() override {
+        ::setenv("MERVANE_FRESH_MS", "600000", 1);
+        RoundTrips::SetUp();
+        target_ = bench().createItem("target", "", "Item", "A", nullptr);
+        for (int i = 0; i < 20; ++i) {
+            folders_.push_back(bench().createFolder("folder"));
+            bench().set(folders_.back(), "contents", {Reference{target_}});
+        }
+    }
+    void TearDown() override {
+        ::unsetenv("MERVANE_FRESH_MS");
+        RoundTrips::TearDown();
+    }
+    static std::set<tag_t> referrersOf(tag_t object) {
+        int count = 0, classes = 0;
+        tag_t *tags = nullptr, *classes_found = nullptr;
+        int *levels = nullptr, *where = nullptr, *class_levels = nullptr, *class_where = nullptr;
+        EXPECT_EQ(
+            DBO_referencers_of_instance(object, 1, DBO_in_ds_and_db, &count, &tags, &levels, &where,
+                                        &classes, &classes_found, &class_levels, &class_where),
+            0);
+        const std::set<tag_t> all(tags, tags + count);
+        for (void* block : {static_cast<void*>(tags), static_cast<void*>(classes_found),
+                            static_cast<void*>(levels), static_cast<void*>(where),
+                            static_cast<void*>(class_levels), static_cast<void*>(class_where)})
+            HEAP_free(block);
+        return all;
+    }
+
+    tag_t target_ = NULLTAG;
+    std::vector<tag_t> folders_;
+};
+
+TEST_F(FreshRoundTrips, AListOfReferrersIsKeptWhileTheSessionTakesThemAway) {
+    const std::size_t others = referrersOf(target_).size() - folders_.size();
+    std::uint64_t trips = 0;
+    for (std::size_t i = 0; i < folders_.size(); ++i) {
+        bench().set(folders_[i], "contents", {});
+        std::set<tag_t> left;
+        trips += during([&] { left = referrersOf(target_); });
+        EXPECT_EQ(left.size(), others + folders_.size() - i - 1);
+        EXPECT_FALSE(left.contains(folders_[i]));
+    }
+    EXPECT_LE(trips, 1u);
+    bench().set(folders_[3], "contents", {Reference{target_}});
+    EXPECT_TRUE(referrersOf(target_).contains(folders_[3]));
+}
+
+TEST_F(FreshRoundTrips, ThatNobodyRefersToAnObjectIsAsked) {
+    const tag_t alone = bench().createFolder("alone");
+    bench().set(folders_[0], "contents", {Reference{alone}});
+    EXPECT_EQ(referrersOf(alone), std::set<tag_t>{folders_[0]});
+    // Another process begins to refer to it.
+    const std::unique_ptr<PGconn, void (*)(PGconn*)> other(
+        PQconnectdb(keld_test::serverAddress().c_str()), PQfinish);
+    const std::string schema = path_.substr(path_.find("schema=") + 7);
+    keld_test::firstValue(
+        other.get(), "INSERT INTO " + schema + ".ref(target, attr, tag) SELECT target, attr, " +
+                         std::to_string(folders_[1]) + " FROM " + schema + ".ref WHERE target=" +
+                         std::to_string(alone) + " AND tag=" + std::to_string(folders_[0]));
+    bench().set(folders_[0], "contents", {});
+    EXPECT_EQ(referrersOf(alone), std::set<tag_t>{folders_[1]});
 }

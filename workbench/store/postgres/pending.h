@@ -12,6 +12,7 @@
 
 #include "platform/types.h"
 #include "workbench/store/run_entry.h"
+#include "workbench/store/tag_ranges.h"
 
 namespace mervane {
 
@@ -26,19 +27,6 @@ struct PendingRow {
 struct PendingEntry {
     std::int64_t run = 0, position = 0, change = 0, object = 0;
     std::string data;
-};
-
-// Many tags, of which most follow one another, in little memory.
-class TagRanges {
-public:
-    void add(tag_t tag) { add(tag, tag); }
-    void add(const TagRanges& others);
-    bool contains(tag_t tag) const;
-
-private:
-    std::map<tag_t, tag_t> ranges_;  // first and last one of each
-
-    void add(tag_t first, tag_t last);
 };
 
 // Of each row of an index: whether it is there in the end.

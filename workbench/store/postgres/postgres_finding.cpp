@@ -87,15 +87,20 @@ void PostgresStore::addReference(tag_t tag, tag_t type, tag_t attribute, tag_t t
         return;
     top().references.insert_or_assign({target, attribute, tag}, there);
     top().bytes += 64;
-    if (!lasts()) {
-        lists_.erase({attribute, target});
-        all_lists_.erase(target);
-        return;
-    }
-    if (const auto at = lists_.find({attribute, target}); at != lists_.end())
-        putInOrOut(at->second.all, {tag, attribute, type}, there);
-    if (const auto at = all_lists_.find(target); at != all_lists_.end())
-        putInOrOut(at->second.all, {tag, attribute, type}, there);
+    const auto change = [&](auto& lists, const auto& key) {
+        const auto at = lists.find(key);
+        if (at == lists.end())
+            return;
+        std::vector<StoredReferrer>& all = at->second.all;
+        putInOrOut(all, {tag, attribute, type}, there);
+        // Whoever hears that nobody refers to it may delete it, so that is asked for.
+        if (!lasts() && std::none_of(all.begin(), all.end(), [](const StoredReferrer& each) {
+                return each.type != NULLTAG;
+            }))
+            lists.erase(at);
+    };
+    change(lists_, ListKey{attribute, target});
+    change(all_lists_, target);
 }
 
 const std::vector<StoredReferrer>& PostgresStore::referrers(tag_t target) {
@@ -437,7 +442,16 @@ std::vector<tag_t> PostgresStore::ofType(tag_t type, tag_t from, int limit) {
 }
 
 std::vector<Store::Hit> PostgresStore::everything() {
-    return hitsOf(ask("SELECT tag, type FROM object ORDER BY tag"));
+    constexpr std::size_t kPiece = 20000;
+    std::vector<Hit> all;
+    for (std::size_t before = 0;; before = all.size()) {
+        const std::vector<Hit> piece =
+            hitsOf(ask("SELECT tag, type FROM object WHERE tag>$1::bigint ORDER BY tag LIMIT 20000",
+                       Parameters().add(all.empty() ? 0 : toNumber(all.back().tag))));
+        all.insert(all.end(), piece.begin(), piece.end());
+        if (all.size() - before < kPiece)
+            return all;
+    }
 }
 
 std::int64_t PostgresStore::objectCount() {

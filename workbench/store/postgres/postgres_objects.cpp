@@ -10,10 +10,10 @@ namespace mervane {
 
 namespace {
 
-constexpr std::size_t kTogether = 500;         // read at once in a run or for a moment, at most
-constexpr std::size_t kFew = 16;               // and else, since it soon is too old
-constexpr std::size_t kMostBytes = 128 << 20;  // of rows that are kept
-constexpr std::size_t kRowBytes = 150;         // of each of them, beside its data
+constexpr std::size_t kTogether = 500;        // read at once in a run or for a moment, at most
+constexpr std::size_t kFew = 16;              // and else, since it soon is too old
+constexpr std::size_t kMostBytes = 64 << 20;  // of rows that are kept
+constexpr std::size_t kRowBytes = 150;        // of each of them, beside its data
 
 }  // namespace
 
@@ -363,6 +363,7 @@ void PostgresStore::insert(tag_t tag, tag_t type, std::vector<AttributeValues>& 
     row.version = version;
     row.gone = false;
     row.data = std::move(data);
+    sendIfMuchAlone();
 }
 
 bool PostgresStore::save(tag_t tag, std::int64_t version, std::vector<AttributeValues>& changed) {

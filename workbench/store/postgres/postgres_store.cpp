@@ -264,6 +264,11 @@ void PostgresStore::queueParts(bool all) {
 // What is referred to must be there, and stay until the end of the transaction: who deletes it
 // waits for that.
 void PostgresStore::queueNeeded() {
+    // What this transaction has made nobody else can delete: of a large import that is most.
+    std::erase_if(needed_, [&](const auto& each) {
+        return std::any_of(parts_.begin(), parts_.end(),
+                           [&](const Pending& part) { return part.made.contains(each.first); });
+    });
     std::vector<std::int64_t> tags;
     for (const auto& [tag, from] : needed_)
         if (from.tag != NULLTAG && !hasSent(tag) && guarded_.insert(tag).second)
@@ -330,6 +335,12 @@ void PostgresStore::sendIfMuch() {
         return;
     queueParts();
     main_->send();
+}
+
+// What comes without a save of its own, as in a copy, doesn't wait for the end of one.
+void PostgresStore::sendIfMuchAlone() {
+    if (held_ && parts_.size() == 1)
+        sendIfMuch();
 }
 
 // Tell a failure of what was sent in the words of who has changed something.

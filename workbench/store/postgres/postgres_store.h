@@ -244,6 +244,7 @@ private:
     void queueParts(bool all = false);
     void queue(Pending& part);
     void sendIfMuch();
+    void sendIfMuchAlone();
     [[noreturn]] void failLost();
     [[noreturn]] void meetConflict(int status, const std::string& text);
     std::string lastStoredBy(tag_t tag);

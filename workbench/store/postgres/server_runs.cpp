@@ -80,6 +80,7 @@ void ServerRuns::add(std::int64_t run, const StoredEntry& entry) {
     if (store_.open_) {
         store_.top().bytes += pending.data.size() + 64;
         store_.top().entries.push_back(std::move(pending));
+        store_.sendIfMuchAlone();
         return;
     }
     store_.change(
