@@ -110,25 +110,64 @@ TEST_F(RoundTrips, WhatAStructureNamesIsReadTogether) {
     bench().endRun({}, false, nullptr);
 }
 
+namespace {
+
+void importItems(int items) {
+    std::string world = R"({"world": 1, "items": [)";
+    for (int i = 0; i < items; ++i)
+        world += std::string(i ? "," : "") + R"({"id": "i)" + std::to_string(items + i) +
+                 R"(", "name": ")" + std::string(100, 'n') + R"(", "revisions": [{"id": "A"}]})";
+    std::istringstream in(world + "]}");
+    bench().importWorld(in, "world.json");
+}
+
+// How many statements went together with others: a question goes alone, a piece is some.
+template <typename Body>
+std::uint64_t together(Body&& body) {
+    const std::uint64_t statements = bench().statementsRun(), trips = bench().roundTrips();
+    body();
+    return bench().statementsRun() - statements - (bench().roundTrips() - trips);
+}
+
+}  // namespace
+
 TEST_F(RoundTrips, AnImportInARunGoesInPieces) {
-    // How many statements went together with others: a question goes alone, a piece is some.
-    const auto together = [](int items) {
-        std::string world = R"({"world": 1, "items": [)";
-        for (int i = 0; i < items; ++i)
-            world += std::string(i ? "," : "") + R"({"id": "i)" + std::to_string(items + i) +
-                     R"(", "name": ")" + std::string(100, 'n') +
-                     R"(", "revisions": [{"id": "A"}]})";
-        std::istringstream in(world + "]}");
+    const auto imported = [](int items) {
         bench().beginRun({RunWay::Whole, "load", "", "", ""});
-        const std::uint64_t statements = bench().statementsRun();
-        const std::uint64_t trips = during([&] { bench().importWorld(in, "world.json"); });
-        const std::uint64_t sent = bench().statementsRun() - statements;
+        const std::uint64_t all = together([&] { importItems(items); });
         bench().endRun({}, true, nullptr);
-        return sent - trips;
+        return all;
     };
-    const std::uint64_t few = together(20), many = together(1500);
+    const std::uint64_t few = imported(20), many = imported(1500);
     EXPECT_GT(many, few);
     EXPECT_EQ(bench().find({"i2999", "Item", "", 0}).size(), 1u);
+}
+
+// Neither the answers nor what waits may be as large as a store.
+TEST_F(RoundTrips, ACopyIsReadAndGoesInPieces) {
+    const auto copied = [&](std::string& exported) {
+        const std::string path = keld_test::freshServerStore();
+        const std::uint64_t all = together([&] { bench().copyStore(store_, path); });
+        const auto copy = bench().openStore(path);
+        bench().openSession(copy, {});
+        std::ostringstream out;
+        bench().exportWorld(out);
+        exported = out.str();
+        bench().closeStore(copy);
+        return all;
+    };
+    std::string small, large;
+    const auto session = bench().openSession(store_, {});
+    const std::uint64_t few = copied(small);
+    bench().selectSession(session);
+    importItems(1500);
+    const std::uint64_t many = copied(large);
+    EXPECT_GT(many, few);
+    bench().selectSession(session);
+    std::ostringstream out;
+    bench().exportWorld(out);
+    EXPECT_TRUE(large == out.str());
+    EXPECT_GT(large.size(), small.size());
 }
 
 // What was read holds for so long that each question of these tests could be answered by it.

@@ -442,11 +442,11 @@ std::vector<tag_t> PostgresStore::ofType(tag_t type, tag_t from, int limit) {
 }
 
 std::vector<Store::Hit> PostgresStore::everything() {
-    constexpr std::size_t kPiece = 20000;
+    constexpr std::size_t kPiece = 5000;
     std::vector<Hit> all;
     for (std::size_t before = 0;; before = all.size()) {
         const std::vector<Hit> piece =
-            hitsOf(ask("SELECT tag, type FROM object WHERE tag>$1::bigint ORDER BY tag LIMIT 20000",
+            hitsOf(ask("SELECT tag, type FROM object WHERE tag>$1::bigint ORDER BY tag LIMIT 5000",
                        Parameters().add(all.empty() ? 0 : toNumber(all.back().tag))));
         all.insert(all.end(), piece.begin(), piece.end());
         if (all.size() - before < kPiece)
