@@ -143,6 +143,84 @@ TEST_F(RoundTrips, AnImportInARunGoesInPieces) {
     EXPECT_EQ(bench().find({"i2999", "Item", "", 0}).size(), 1u);
 }
 
+TEST_F(RoundTrips, IdsThatFollowOneAnotherAreReadTogetherInARun) {
+    for (int i = 1000; i < 1300; ++i)
+        bench().createItem("m" + std::to_string(i), "", "", "A", nullptr);
+    bench().createItem("m12555", "", "", "A", nullptr);
+    bench().beginRun({RunWay::Whole, "ids", "", "", ""});
+    const auto find = [](const std::string& id) {
+        tag_t item = NULLTAG;
+        return statusOf([&] { item = bench().resolve(id); }) == 0 ? item : NULLTAG;
+    };
+    for (const char* id : {"l1", "l2", "l3"})
+        EXPECT_EQ(find(id), NULLTAG);
+    // With this one come the 255 after it.
+    EXPECT_EQ(find("l4"), NULLTAG);
+    EXPECT_EQ(during([&] {
+                  for (int i = 1000; i < 1250; ++i) {
+                      EXPECT_EQ(find("m" + std::to_string(i) + "x"), NULLTAG);
+                      EXPECT_EQ(find("l5" + std::to_string(i)), NULLTAG);
+                  }
+              }),
+              0u);
+    EXPECT_EQ(stored(find("m1100"), "item_id"), "m1100");
+    EXPECT_EQ(stored(find("m1299"), "item_id"), "m1299") << "beyond those";
+    EXPECT_EQ(find("m1299x"), NULLTAG);
+    EXPECT_EQ(stored(find("m1255"), "item_id"), "m1255") << "the last of those";
+    EXPECT_EQ(stored(find("m12555"), "item_id"), "m12555") << "the first one beyond";
+
+    // What the run makes and changes itself is found.
+    const tag_t made = bench().createItem("m1005x", "", "", "A", nullptr);
+    EXPECT_EQ(find("m1005x"), made);
+    bench().set(made, "item_id", {std::string("m1006x")});
+    EXPECT_EQ(find("m1005x"), NULLTAG);
+    EXPECT_EQ(find("m1006x"), made);
+    const tag_t renamed = find("m1100");
+    bench().set(renamed, "item_id", {std::string("m1100x")});
+    // Its statements are with the server from here on.
+    bench().find({"m1*", "Item", "", 0});
+    EXPECT_EQ(find("m1006x"), made);
+    EXPECT_EQ(find("m1005x"), NULLTAG);
+    EXPECT_EQ(find("m1100"), NULLTAG);
+    EXPECT_EQ(find("m1100x"), renamed);
+    for (const char* id : {"m1006x", "m1007", "m1100x", "m1299"})
+        EXPECT_EQ(statusOf([&] { bench().createItem(id, "", "", "A", nullptr); }), kDuplicateId)
+            << id;
+    EXPECT_NE(statusOf([&] {
+                  bench().asOne([&] {
+                      bench().createItem("m1008x", "", "", "A", nullptr);
+                      throw Failure(kBadValue, "goes back");
+                  });
+              }),
+              0);
+    EXPECT_EQ(find("m1008x"), NULLTAG);
+    EXPECT_NE(find("m1010"), NULLTAG);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(find("m1006x"), made);
+    EXPECT_TRUE(isSound());
+}
+
+TEST_F(RoundTrips, AnImportAsksForItsIdsAndChildrenTogether) {
+    std::string world = R"({"world": 1, "items": [)", bom;
+    for (int i = 0; i < 200; ++i) {
+        const std::string id = "n" + std::to_string(1000 + i);
+        world += R"({"id": ")" + id + R"(", "revisions": [{"id": "A"}]}, )";
+        bom += (i ? ", " : "") + std::string(R"({"item": ")") + id + "\"}";
+    }
+    std::istringstream in(world + R"({"id": "top", "revisions": [{"id": "A", "bom": [)" + bom +
+                          "]}]}]}");
+    ImportReport report;
+    EXPECT_LE(during([&] { report = bench().importWorld(in, "world.json"); }), 60u);
+    EXPECT_EQ(report.items, 201);
+    EXPECT_EQ(report.occurrences, 200);
+    const tag_t window = bench().openBomWindow(bench().resolve("top/A"));
+    int lines = 0;
+    tag_t* children = nullptr;
+    ASSERT_EQ(LINE_ask_child_lines(window, &lines, &children), 0);
+    HEAP_free(children);
+    EXPECT_EQ(lines, 200);
+}
+
 // Neither the answers nor what waits may be as large as a store.
 TEST_F(RoundTrips, ACopyIsReadAndGoesInPieces) {
     const auto copied = [&](std::string& exported) {

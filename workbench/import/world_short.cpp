@@ -186,6 +186,13 @@ void WorldImport::readStructures() {
 }
 
 void WorldImport::readBom(const JsonNode& node, tag_t revision) {
+    std::vector<std::string> ids;
+    for (const JsonNode& line : node.elements())
+        if (const auto item = line.isObject() ? line.find("item") : std::nullopt;
+            item && item->isString())
+            ids.push_back(item->text());
+    const Model& model = store().model();
+    store().aboutToFind(model.findAttribute(*model.findClass("Item"), "item_id")->handle, ids);
     for (const JsonNode& line : node.elements()) {
         line.allow({"item", "revision", "object", "quantity", "number", "notes"});
         if (line.find("item").has_value() == line.find("object").has_value())

@@ -80,6 +80,8 @@ public:
     // is one transaction the first of them stays locked from here to the end, so that another such
     // batch on it meets this one before it has read all. Returns: who has the lock instead.
     virtual std::optional<LockOwner> lockFirst(std::int64_t, tag_t) { return std::nullopt; }
+    // It asks for the objects with each of these texts next, one after the other.
+    virtual void aboutToFind(tag_t, const std::vector<std::string>&) {}
     // It deletes these objects unless somebody refers to them, which it asks next. Requires: a
     // transaction.
     virtual void aboutToDelete(const std::vector<tag_t>&) {}

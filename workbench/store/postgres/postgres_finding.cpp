@@ -219,6 +219,8 @@ void PostgresStore::addText(tag_t tag, tag_t type, tag_t attribute, std::string_
                             bool there) {
     std::string key = textKey(text);
     top().bytes += key.size() + 64;
+    if (lasts() && attribute == item_id_ && known_ids_.has(key))
+        texts_.try_emplace({attribute, key});
     if (lasts())
         if (const auto at = texts_.find({attribute, key}); at != texts_.end()) {
             std::vector<Hit>& hits = at->second;
@@ -262,21 +264,115 @@ std::vector<Store::Hit> PostgresStore::hitsOf(const Answer& answer) {
 
 std::vector<Store::Hit> PostgresStore::withText(tag_t attribute, std::string_view text) {
     const std::string key = textKey(text);
+    const bool is_id = lasts() && attribute == item_id_;
+    const bool is_known = is_id && knowsId(key);
     if (lasts())
         if (const auto at = texts_.find({attribute, key}); at != texts_.end())
             return at->second;
+    if (is_known)
+        return {};
     std::vector<Hit> hits =
         hitsOf(askPast("SELECT t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
                        "t.attr=$1::bigint AND t.v=$2::bytea ORDER BY t.tag",
                        Parameters().add(toNumber(attribute)).add(std::string_view(key))));
     correct(hits, attribute, key);
-    constexpr std::size_t kMostTexts = 100000;
+    if (is_id)
+        known_ids_.misses = hits.empty() ? known_ids_.misses + 1 : 0;
     if (lasts()) {
-        if (texts_.size() > kMostTexts)
-            texts_.clear();
+        keepTextsFew();
         texts_[{attribute, key}] = hits;
     }
     return hits;
+}
+
+void PostgresStore::keepTextsFew() noexcept {
+    constexpr std::size_t kMostTexts = 100000;
+    if (texts_.size() > kMostTexts)
+        forgetTexts();
+}
+
+void PostgresStore::forgetTexts() noexcept {
+    texts_.clear();
+    known_ids_.any = false;
+    known_ids_.misses = 0;
+}
+
+// Whether `texts_` tells who has this id of an item, if anybody. Requires: a transaction that
+// lasts.
+bool PostgresStore::knowsId(const std::string& id) {
+    if (known_ids_.has(id)) {
+        known_ids_.used = true;
+        return true;
+    }
+    if (known_ids_.misses < known_ids_.wait)
+        return false;
+    // Who asks in another order learns little by that, and tries it less and less often.
+    constexpr int kMostWait = 1 << 16;
+    known_ids_.wait =
+        known_ids_.used ? KnownIds::kFirstWait : std::min(known_ids_.wait * 2, kMostWait);
+    known_ids_.used = false;
+    keepTextsFew();
+    // With what this transaction has changed, which is then never looked for again.
+    constexpr int kPiece = 256;
+    const Answer rows = ask(
+        "SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
+        "t.attr=$1::bigint AND t.v>=$2::bytea ORDER BY t.v, t.tag LIMIT 256",
+        Parameters().add(toNumber(item_id_)).add(std::string_view(id)));
+    // The last text may go on.
+    known_ids_.to_end = rows.rows() < kPiece;
+    known_ids_.to = known_ids_.to_end ? "" : rows.text(kPiece - 1, 0);
+    known_ids_.from = id;
+    known_ids_.any = true;
+    std::map<std::string, std::vector<Hit>> found;
+    for (int i = 0; i < rows.rows(); ++i)
+        found[rows.text(i, 0)].push_back({toTag(rows.integer(i, 1)), toTag(rows.integer(i, 2))});
+    for (auto& [text, hits] : found)
+        if (known_ids_.has(text))
+            // What was read before stays.
+            texts_.try_emplace({item_id_, text}, std::move(hits));
+    return known_ids_.has(id);
+}
+
+void PostgresStore::aboutToFind(tag_t attribute, const std::vector<std::string>& texts) {
+    if (!lasts())
+        return;
+    keepTextsFew();
+    constexpr std::size_t kPiece = 500;
+    for (std::size_t begin = 0; begin < texts.size(); begin += kPiece) {
+        std::vector<std::string> keys;
+        for (std::size_t i = begin; i < std::min(begin + kPiece, texts.size()); ++i)
+            keys.push_back(textKey(texts[i]));
+        std::vector<std::string_view> unknown;
+        for (const std::string& key : keys)
+            if (!texts_.contains({attribute, key}) &&
+                !(attribute == item_id_ && known_ids_.has(key)))
+                unknown.emplace_back(key);
+        if (unknown.size() > 1) {
+            std::map<std::string, std::vector<Hit>, std::less<>> found;
+            for (const std::string_view key : unknown)
+                found.try_emplace(std::string(key));
+            const Answer rows =
+                askPast("SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
+                        "t.attr=$1::bigint AND t.v=ANY($2::bytea[]) ORDER BY t.v, t.tag",
+                        Parameters().add(toNumber(attribute)).add(unknown));
+            for (int i = 0; i < rows.rows(); ++i)
+                found.find(rows.bytes(i, 0))
+                    ->second.push_back({toTag(rows.integer(i, 1)), toTag(rows.integer(i, 2))});
+            for (auto& [key, hits] : found) {
+                correct(hits, attribute, key);
+                texts_.insert_or_assign({attribute, key}, std::move(hits));
+            }
+        }
+        // What has one of them each is asked for in this order, too.
+        std::vector<tag_t> tags;
+        for (const std::string& key : keys)
+            if (const auto at = texts_.find({attribute, key});
+                at != texts_.end() && !at->second.empty())
+                tags.push_back(at->second.front().tag);
+        std::unordered_set<tag_t> seen;
+        std::erase_if(tags, [&](tag_t tag) { return !seen.insert(tag).second; });
+        name(tags);
+    }
 }
 
 bool PostgresStore::hasText(tag_t tag, tag_t attribute, std::string_view text) {

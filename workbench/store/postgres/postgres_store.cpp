@@ -151,7 +151,7 @@ PostgresStore::PostgresStore(std::shared_ptr<Shared> all, const ServerAddress& a
         [this](tag_t object) {
             // Until a number was kept, another session may have stored an id with it.
             if (object == NULLTAG)
-                texts_.clear();
+                forgetTexts();
             if (const auto at = states_.find(object); at != states_.end())
                 at->second.owner.reset();
             noteChange();
@@ -565,7 +565,7 @@ void PostgresStore::forgetReads() noexcept {
     rows_bytes_ = 0;
     lists_.clear();
     all_lists_.clear();
-    texts_.clear();
+    forgetTexts();
     // What was named together is only a hint, which stays.
     constexpr std::size_t kMostNamed = 1 << 18;
     if (groups_.size() > kMostNamed)

@@ -69,6 +69,7 @@ public:
     std::vector<StoredReferrer> referrersBy(tag_t attribute, tag_t target) override;
     tag_t lastReferrerBy(tag_t attribute, tag_t target) override;
     std::vector<Hit> withText(tag_t attribute, std::string_view text) override;
+    void aboutToFind(tag_t attribute, const std::vector<std::string>& texts) override;
     std::vector<tag_t> referrersWithText(tag_t reference, tag_t target, tag_t attribute,
                                          std::string_view text) override;
     std::vector<Hit> withPattern(tag_t attribute, const std::string& pattern) override;
@@ -214,6 +215,19 @@ private:
     std::unordered_map<ListKey, List, ListHash> lists_;
     std::unordered_map<tag_t, List> all_lists_;
     std::map<std::pair<tag_t, std::string>, std::vector<Hit>> texts_;
+    // An import asks for the ids of its items, and most aren't there: those that follow are read
+    // together. Of all ids from the first to the last, which isn't one of them, `texts_` has those
+    // that are there.
+    struct KnownIds {
+        bool any = false, to_end = false, used = false;
+        std::string from, to;
+        int misses = 0, wait = kFirstWait;  // ids that weren't there before others are read
+        static constexpr int kFirstWait = 3;
+
+        bool has(const std::string& id) const {
+            return any && id >= from && (to_end || id < to);
+        }
+    } known_ids_;
     // Objects that were named together, in that order.
     std::unordered_map<tag_t, std::shared_ptr<const std::vector<tag_t>>> groups_;
     static constexpr std::size_t kFirstAhead = 32;
@@ -255,6 +269,9 @@ private:
     bool hasSent(tag_t tag) const;
     void beginToLast() noexcept;
     void forgetReads() noexcept;
+    void forgetTexts() noexcept;
+    void keepTextsFew() noexcept;
+    bool knowsId(const std::string& id);
     Pending& top() { return parts_.back(); }
     const PendingRow* pendingRow(tag_t tag) const;
     // Null: there is none. Asks the server unless it is known.
