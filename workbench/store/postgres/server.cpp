@@ -244,8 +244,10 @@ ServerConnection::ServerConnection(const ServerAddress& address) : address_(addr
             "set_config('enable_hashjoin', 'off', false), "
             "set_config('enable_mergejoin', 'off', false), "
             "set_config('enable_seqscan', 'off', false), "
-            // They would make it compile each of the few that read a whole table.
-            "set_config('jit', 'off', false)",
+            // They would make it compile each of the few that read a whole table, and begin other
+            // processes for each question that may have many answers.
+            "set_config('jit', 'off', false), "
+            "set_config('max_parallel_workers_per_gather', '0', false)",
             Parameters().add(std::string_view(address_.schema)).add(waitLimit().count()));
     } catch (...) {
         PQfinish(connection_);
