@@ -265,12 +265,14 @@ std::vector<Store::Hit> PostgresStore::hitsOf(const Answer& answer) {
 std::vector<Store::Hit> PostgresStore::withText(tag_t attribute, std::string_view text) {
     const std::string key = textKey(text);
     const bool is_id = lasts() && attribute == item_id_;
-    const bool is_known = is_id && knowsId(key);
-    if (lasts())
-        if (const auto at = texts_.find({attribute, key}); at != texts_.end())
-            return at->second;
-    if (is_known)
-        return {};
+    auto kept = texts_.find({attribute, key});
+    if (is_id && kept == texts_.end() && knowsId(key)) {
+        kept = texts_.find({attribute, key});
+        if (kept == texts_.end())
+            return {};
+    }
+    if (lasts() && kept != texts_.end())
+        return kept->second;
     std::vector<Hit> hits =
         hitsOf(askPast("SELECT t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
                        "t.attr=$1::bigint AND t.v=$2::bytea ORDER BY t.tag",
