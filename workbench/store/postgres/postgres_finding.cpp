@@ -314,10 +314,10 @@ bool PostgresStore::knowsId(const std::string& id) {
     keepTextsFew();
     // With what this transaction has changed, which is then never looked for again.
     constexpr int kPiece = 256;
-    const Answer rows = ask(
-        "SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
-        "t.attr=$1::bigint AND t.v>=$2::bytea ORDER BY t.v, t.tag LIMIT 256",
-        Parameters().add(toNumber(item_id_)).add(std::string_view(id)));
+    const Answer rows =
+        ask("SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
+            "t.attr=$1::bigint AND t.v>=$2::bytea ORDER BY t.v, t.tag LIMIT 256",
+            Parameters().add(toNumber(item_id_)).add(std::string_view(id)));
     // The last text may go on.
     known_ids_.to_end = rows.rows() < kPiece;
     known_ids_.to = known_ids_.to_end ? "" : rows.text(kPiece - 1, 0);
@@ -351,10 +351,10 @@ void PostgresStore::aboutToFind(tag_t attribute, const std::vector<std::string>&
             std::map<std::string, std::vector<Hit>, std::less<>> found;
             for (const std::string_view key : unknown)
                 found.try_emplace(std::string(key));
-            const Answer rows =
-                askPast("SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
-                        "t.attr=$1::bigint AND t.v=ANY($2::bytea[]) ORDER BY t.v, t.tag",
-                        Parameters().add(toNumber(attribute)).add(unknown));
+            const Answer rows = askPast(
+                "SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
+                "t.attr=$1::bigint AND t.v=ANY($2::bytea[]) ORDER BY t.v, t.tag",
+                Parameters().add(toNumber(attribute)).add(unknown));
             for (int i = 0; i < rows.rows(); ++i)
                 found.find(rows.bytes(i, 0))
                     ->second.push_back({toTag(rows.integer(i, 1)), toTag(rows.integer(i, 2))});

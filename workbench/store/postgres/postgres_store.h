@@ -224,9 +224,7 @@ private:
         int misses = 0, wait = kFirstWait;  // ids that weren't there before others are read
         static constexpr int kFirstWait = 3;
 
-        bool has(const std::string& id) const {
-            return any && id >= from && (to_end || id < to);
-        }
+        bool has(const std::string& id) const { return any && id >= from && (to_end || id < to); }
     } known_ids_;
     // Objects that were named together, in that order.
     std::unordered_map<tag_t, std::shared_ptr<const std::vector<tag_t>>> groups_;
