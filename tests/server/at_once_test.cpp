@@ -4,6 +4,8 @@
 
 #include <chrono>
 #include <set>
+#include <sstream>
+#include <stdexcept>
 
 #include "platform/mv_art.h"
 #include "platform/mv_cko.h"
@@ -315,5 +317,53 @@ TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {
     a.kill();
     b.kill();
     use(first_);
+    EXPECT_TRUE(isSound());
+}
+
+TEST_F(AtOnce, KnownIdsGoBackWithAStep) {
+    use(first_);
+    for (const char* id : {"k2", "k4", "k6"})
+        bench().createItem(id, "", "", "A", nullptr);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    for (const char* id : {"j1", "j2", "j3", "j4", "j5", "j6"})
+        EXPECT_EQ(statusOf([&] { bench().resolve(id); }), kUnknownObject);
+    EXPECT_NE(bench().resolve("k4"), NULLTAG);
+    EXPECT_THROW(bench().asOne([&] {
+        const tag_t k5 = bench().createItem("k5", "", "", "A", nullptr);
+        EXPECT_EQ(bench().find({"k*", "Item", "", 0}).size(), 4u);
+        EXPECT_EQ(bench().resolve("k5"), k5);
+        EXPECT_EQ(OBJ_refresh(k5, true), 0);
+        throw std::runtime_error("goes back");
+    }),
+                 std::runtime_error);
+    EXPECT_NE(bench().resolve("k2"), NULLTAG);
+    EXPECT_EQ(statusOf([&] { bench().resolve("k5"); }), kUnknownObject);
+    EXPECT_EQ(statusOf([&] { bench().createItem("k4", "", "", "A", nullptr); }), kDuplicateId);
+    const tag_t k5 = bench().createItem("k5", "", "", "A", nullptr);
+    EXPECT_EQ(bench().resolve("k5"), k5);
+    EXPECT_EQ(statusOf([&] { bench().createItem("k5", "", "", "A", nullptr); }), kDuplicateId);
+    bench().endRun({}, true, nullptr);
+    EXPECT_EQ(bench().resolve("k5"), k5);
+    EXPECT_TRUE(isSound());
+}
+
+TEST_F(AtOnce, AnImportThatFailsLeavesNoIdsKnown) {
+    const auto load = [](const std::string& last, std::string* text = nullptr) {
+        std::string items;
+        for (int i = 0; i < 20; ++i)
+            items += R"({"id": "w)" + std::to_string(10 + i) + "\"}, ";
+        std::istringstream in(R"({"world": 1, "items": [)" + items + last + "]}");
+        return statusOf([&] { bench().importWorld(in, "w.json"); }, text);
+    };
+    use(first_);
+    bench().createItem("w40", "", "", "A", nullptr);
+    std::string text;
+    EXPECT_NE(load(R"({"id": "w15"})", &text), 0);
+    EXPECT_THAT(text, testing::HasSubstr("there is an item w15 already"));
+    EXPECT_EQ(bench().find({"w*", "Item", "", 0}).size(), 1u);
+    EXPECT_NE(load(R"({"id": "w40"})", &text), 0);
+    EXPECT_THAT(text, testing::HasSubstr("there is an item w40 already"));
+    EXPECT_EQ(load(R"({"id": "w30"})"), 0);
+    EXPECT_EQ(bench().find({"w??", "Item", "", 0}).size(), 22u);
     EXPECT_TRUE(isSound());
 }

@@ -55,7 +55,9 @@ private:
             const Type* type = store_.model().typeOf(hit.type);
             if (!type || !type->cls->isA(file))
                 return false;
-            for (const StoredReferrer& each : store_.referrers(hit.tag))
+            // A copy: the store's own list holds until the next question alone.
+            const std::vector<StoredReferrer> all = store_.referrers(hit.tag);
+            for (const StoredReferrer& each : all)
                 if (const Type* from = store_.model().typeOf(each.type);
                     from && from->cls->isA(dataset) && !mayRead(each.tag))
                     return true;
