@@ -308,6 +308,35 @@ TEST_F(AtOnce, APieceOfARunThatTheServerRefusesIsAFailureOfTheRun) {
     EXPECT_TRUE(isSound());
 }
 
+// A save in a step goes back alone, but not to a part of the run that the server hasn't begun.
+TEST_F(AtOnce, AStepWhoseBeginIsRefusedIsTheFailureOfItsRun) {
+    use(first_);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    EXPECT_EQ(statusOf([] { bench().resolve("dup"); }), kUnknownObject);
+    bench().createItem("before", "", "", "A", nullptr);
+    use(second_);
+    bench().createItem("dup", "", "", "A", nullptr);
+    use(first_);
+    // What is sent without waiting tells its failure later.
+    (void)statusOf([] {
+        bench().asOne([] {
+            bench().createItem("dup", "", "", "A", nullptr);
+            for (int i = 0; i < 800; ++i)
+                (void)statusOf([&] {
+                    bench().createItem("q" + std::to_string(i), std::string(100, 'n'), "", "A",
+                                       nullptr);
+                });
+        });
+    });
+    std::string text;
+    EXPECT_NE(statusOf([] { bench().endRun({}, true, nullptr); }, &text), 0);
+    EXPECT_THAT(text, testing::HasSubstr("with the same id meanwhile: dup"));
+    EXPECT_FALSE(bench().inRun());
+    EXPECT_TRUE(bench().find({"q*", "Item", "", 0}).empty());
+    EXPECT_TRUE(bench().find({"before", "Item", "", 0}).empty());
+    EXPECT_TRUE(isSound());
+}
+
 TEST_F(AtOnce, RunsThatDeleteDontEndOneAnother) {
     Child a({"deletes", path_, "a"}), b({"deletes", path_, "b"});
     for (Child* each : {&a, &b}) {

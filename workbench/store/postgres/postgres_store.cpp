@@ -40,6 +40,20 @@ std::int64_t keyOf(const std::string& identity) {
                                      0x7FFFFFFFUL);
 }
 
+// Of "Key (kind, owner, id)=(4, 0, \x313030) already exists." what the bytes are: ": 100".
+std::string lastBytesIn(const std::string& detail) {
+    const auto digit = [](char c) {
+        return c >= '0' && c <= '9' ? c - '0' : c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
+    };
+    const std::size_t begin = detail.rfind("\\x");
+    std::string bytes;
+    if (begin != std::string::npos)
+        for (std::size_t i = begin + 2;
+             i + 1 < detail.size() && digit(detail[i]) >= 0 && digit(detail[i + 1]) >= 0; i += 2)
+            bytes += static_cast<char>(digit(detail[i]) * 16 + digit(detail[i + 1]));
+    return bytes.empty() ? "" : ": " + bytes;
+}
+
 }  // namespace
 
 // ---- making and opening ----
@@ -243,6 +257,15 @@ void PostgresStore::queueBegin() {
     begun_ = true;
 }
 
+// The same name twice would let a part that hasn't begun there go back to the one around it.
+const PostgresStore::PartWords& PostgresStore::partWords(std::size_t depth) {
+    while (part_words_.size() <= depth) {
+        const std::string name = "SAVEPOINT part" + std::to_string(part_words_.size());
+        part_words_.push_back({name, "ROLLBACK TO " + name, "RELEASE " + name});
+    }
+    return part_words_[depth];
+}
+
 // Give everything that waits to the server, part by part.
 void PostgresStore::queueParts(bool all) {
     bool anything = all && open_;
@@ -253,7 +276,7 @@ void PostgresStore::queueParts(bool all) {
     queueBegin();
     for (std::size_t i = 0; i < parts_.size(); ++i) {
         if (i > 0 && !parts_[i].begun) {
-            main_->later("SAVEPOINT part");
+            main_->later(partWords(i).begin.c_str());
             parts_[i].begun = true;
         }
         queue(parts_[i]);
@@ -318,8 +341,8 @@ Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
         sent_.clear();
         return answer;
     } catch (const ServerFailure& failure) {
-        if (begun_ && why_lost_.empty())
-            why_lost_ = failure.what();
+        if (begun_)
+            noteWhyLost(failure);
         explain(failure);
     }
 }
@@ -350,7 +373,8 @@ void PostgresStore::explain(const ServerFailure& failure) {
     const std::unordered_map<tag_t, StoredReferrer> needed = needed_;
     if (failure.state() == "23505" && failure.constraint() == "unique_id_pkey")
         throw Failure(kDuplicateId,
-                      "another session has stored an object with the same id meanwhile");
+                      "another session has stored an object with the same id meanwhile" +
+                          lastBytesIn(failure.detail()));
     if (failure.state() != "KV001")
         throw failure;
     // As it is stored, for which this transaction doesn't count.
@@ -384,11 +408,23 @@ void PostgresStore::explain(const ServerFailure& failure) {
                   "store " + path() + ": another session has changed what is to be stored");
 }
 
+void PostgresStore::noteWhyLost(const ServerFailure& failure) {
+    if (!why_lost_.empty())
+        return;
+    const auto sent = sent_;
+    try {
+        explain(failure);
+    } catch (const Failure& told) {
+        why_lost_ = told.what();
+    }
+    sent_ = sent;
+}
+
 void PostgresStore::commit(bool part) {
     if (part) {
         if (parts_.back().begun) {
             queueParts();
-            main_->later("RELEASE SAVEPOINT part");
+            main_->later(partWords(parts_.size() - 1).end.c_str());
         }
         Pending above = std::move(parts_.back());
         parts_.pop_back();
@@ -450,16 +486,15 @@ void PostgresStore::rollback(bool part) noexcept {
                 try {
                     // The begin or the end of a part may wait still.
                     main_->settle();
-                } catch (const Failure& failure) {
+                } catch (const ServerFailure& failure) {
                     // It goes back, too, unless it is of a piece that was sent before this part.
-                    if (why_lost_.empty())
-                        why_lost_ = failure.what();
+                    noteWhyLost(failure);
                 }
                 // The server's locks that were taken in it go, too.
                 guarded_.clear();
                 run_alone_ = false;
-                main_->later("ROLLBACK TO SAVEPOINT part");
-                main_->later("RELEASE SAVEPOINT part");
+                main_->later(partWords(parts_.size()).back.c_str());
+                main_->later(partWords(parts_.size()).end.c_str());
                 main_->settle();
                 why_lost_.clear();
             }

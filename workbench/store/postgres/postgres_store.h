@@ -15,6 +15,7 @@
 //   changed is always asked for: the round trip that takes its lock tells what is stored.
 
 #include <chrono>
+#include <deque>
 #include <map>
 #include <memory>
 #include <optional>
@@ -176,6 +177,11 @@ private:
 
     // The transaction, with one part at least while it is open.
     std::vector<Pending> parts_;
+    // Statements about a part, by how many are around it. They stay where they are.
+    struct PartWords {
+        std::string begin, back, end;
+    };
+    std::deque<PartWords> part_words_;
     bool open_ = false, alone_ = false, held_ = false, moment_ = false;
     bool begun_ = false;               // the server knows of the transaction
     bool first_locked_ = false;        // by the batch
@@ -252,6 +258,7 @@ private:
     Answer change(const char* sql, Parameters parameters = {});
     void queueBegin();
     void queueNeeded();
+    const PartWords& partWords(std::size_t depth);
     // `all`: also the begins of parts without changes.
     void queueParts(bool all = false);
     void queue(Pending& part);
@@ -261,6 +268,7 @@ private:
     [[noreturn]] void meetConflict(int status, const std::string& text);
     std::string lastStoredBy(tag_t tag);
     [[noreturn]] void explain(const ServerFailure& failure);
+    void noteWhyLost(const ServerFailure& failure);
     void endTransaction() noexcept;
     void countTables() noexcept;
     // Whether it has stored or deleted the object, and the server knows it.

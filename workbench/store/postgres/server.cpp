@@ -427,7 +427,8 @@ void ServerConnection::execute(const std::string& sql) {
 
 void ServerConnection::fail(PGresult* result) {
     const std::string state = field(result, PG_DIAG_SQLSTATE),
-                      constraint = field(result, PG_DIAG_CONSTRAINT_NAME);
+                      constraint = field(result, PG_DIAG_CONSTRAINT_NAME),
+                      detail = field(result, PG_DIAG_MESSAGE_DETAIL);
     std::string reason = field(result, PG_DIAG_MESSAGE_PRIMARY);
     PQclear(result);
     int status = kStoreFailure;
@@ -461,7 +462,8 @@ void ServerConnection::fail(PGresult* result) {
         breakOff("the server has ended the connection (" + reason + ")");
         needSound();
     }
-    throw ServerFailure(status, "store " + address_.shown + operation + reason, state, constraint);
+    throw ServerFailure(status, "store " + address_.shown + operation + reason, state, constraint,
+                        detail);
 }
 
 bool ServerConnection::inTransaction() const {

@@ -22,13 +22,19 @@ namespace mervane {
 // A failure that the server has told, kStoreFailure unless the text tells something more exact.
 class ServerFailure : public Failure {
 public:
-    ServerFailure(int status, const std::string& text, std::string state, std::string constraint)
-        : Failure(status, text), state_(std::move(state)), constraint_(std::move(constraint)) {}
+    ServerFailure(int status, const std::string& text, std::string state, std::string constraint,
+                  std::string detail)
+        : Failure(status, text),
+          state_(std::move(state)),
+          constraint_(std::move(constraint)),
+          detail_(std::move(detail)) {}
     const std::string& state() const noexcept { return state_; }  // five letters; empty: none
     const std::string& constraint() const noexcept { return constraint_; }
+    // In the server's words, with the values that it is about; empty: none.
+    const std::string& detail() const noexcept { return detail_; }
 
 private:
-    std::string state_, constraint_;
+    std::string state_, constraint_, detail_;
 };
 
 // The address of a store: what libpq takes, and the schema that "?schema=" names.
