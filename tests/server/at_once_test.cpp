@@ -308,32 +308,36 @@ TEST_F(AtOnce, APieceOfARunThatTheServerRefusesIsAFailureOfTheRun) {
     EXPECT_TRUE(isSound());
 }
 
-// A save in a step goes back alone, but not to a part of the run that the server hasn't begun.
-TEST_F(AtOnce, AStepWhoseBeginIsRefusedIsTheFailureOfItsRun) {
+// The server hears of the step and of the deletion in it at once, and refuses the step.
+TEST_F(AtOnce, AStepThatIsRefusedTogetherWithASaveInItGoesBackAsAWhole) {
     use(first_);
     bench().beginRun({RunWay::Whole, "one", "", "", ""});
     EXPECT_EQ(statusOf([] { bench().resolve("dup"); }), kUnknownObject);
-    bench().createItem("before", "", "", "A", nullptr);
+    const tag_t before = bench().createFolder("before");
     use(second_);
     bench().createItem("dup", "", "", "A", nullptr);
     use(first_);
-    // What is sent without waiting tells its failure later.
-    (void)statusOf([] {
-        bench().asOne([] {
-            bench().createItem("dup", "", "", "A", nullptr);
-            for (int i = 0; i < 800; ++i)
-                (void)statusOf([&] {
-                    bench().createItem("q" + std::to_string(i), std::string(100, 'n'), "", "A",
-                                       nullptr);
-                });
-        });
-    });
     std::string text;
-    EXPECT_NE(statusOf([] { bench().endRun({}, true, nullptr); }, &text), 0);
+    EXPECT_NE(statusOf(
+                  [&] {
+                      bench().asOne([&] {
+                          bench().createItem("dup", "", "", "A", nullptr);
+                          ERR_clear_errors();
+                          EXPECT_EQ(OBJ_delete(before), kDuplicateId);
+                          EXPECT_THAT(bench().errorStack().front().text,
+                                      testing::HasSubstr("with the same id meanwhile: dup"));
+                          bench().createItem("q", "", "", "A", nullptr);
+                      });
+                  },
+                  &text),
+              0);
     EXPECT_THAT(text, testing::HasSubstr("with the same id meanwhile: dup"));
-    EXPECT_FALSE(bench().inRun());
-    EXPECT_TRUE(bench().find({"q*", "Item", "", 0}).empty());
-    EXPECT_TRUE(bench().find({"before", "Item", "", 0}).empty());
+    const tag_t after = bench().createFolder("after");
+    bench().endRun({}, true, nullptr);
+    EXPECT_TRUE(bench().find({"q", "Item", "", 0}).empty());
+    EXPECT_EQ(bench().find({"dup", "Item", "", 0}).size(), 1u);
+    EXPECT_EQ(stored(before, "object_name"), "before");
+    EXPECT_EQ(stored(after, "object_name"), "after");
     EXPECT_TRUE(isSound());
 }
 
