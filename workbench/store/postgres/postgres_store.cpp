@@ -231,8 +231,10 @@ bool PostgresStore::begin(bool alone) {
         begun_ = false;
         alone_ = false;
         // Of a batch that is given up the reason stays.
-        if (!held_)
+        if (!held_) {
             why_lost_.clear();
+            first_locked_ = false;
+        }
     }
     parts_.emplace_back();
     if (!alone || alone_)
@@ -531,8 +533,6 @@ void PostgresStore::holdTransaction(bool hold) noexcept {
     if (hold && !held_) {
         beginToLast();
         locks_->keepReleased();
-        first_locked_ = false;
-        why_lost_.clear();
     }
     held_ = hold;
 }
