@@ -308,6 +308,34 @@ TEST_F(AtOnce, APieceOfARunThatTheServerRefusesIsAFailureOfTheRun) {
     EXPECT_TRUE(isSound());
 }
 
+// What a step stores is sent without waiting, and the answer comes in the next one.
+TEST_F(AtOnce, AStepThatGoesBackTakesNoneBeforeItAlong) {
+    use(first_);
+    bench().beginRun({RunWay::Whole, "one", "", "", ""});
+    EXPECT_EQ(statusOf([] { bench().resolve("dup"); }), kUnknownObject);
+    use(second_);
+    bench().createItem("dup", "", "", "A", nullptr);
+    use(first_);
+    bench().asOne([] {
+        bench().createFolder("of the first step");
+        // The step has begun on the server.
+        bench().find({"*", "Item", "", 0});
+        bench().createItem("dup", "", "", "A", nullptr);
+    });
+    EXPECT_EQ(statusOf([] {
+                  bench().asOne([] {
+                      bench().createFolder("of the second step");
+                      bench().find({"*", "Item", "", 0});
+                  });
+              }),
+              kDuplicateId);
+    std::string text;
+    EXPECT_EQ(statusOf([] { bench().endRun({}, true, nullptr); }, &text), kStoreFailure);
+    EXPECT_THAT(text, testing::HasSubstr("with the same id meanwhile: dup"));
+    EXPECT_TRUE(bench().find({"of the*", "Folder", "", 0}).empty());
+    EXPECT_TRUE(isSound());
+}
+
 // The server hears of a step and of one in it at once, and refuses the outer one.
 TEST_F(AtOnce, AStepThatIsRefusedTogetherWithOneInItGoesBackAsAWhole) {
     use(first_);

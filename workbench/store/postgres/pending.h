@@ -38,7 +38,8 @@ struct Pending {
     std::vector<PendingEntry> entries;
     std::vector<StoredEntry> temporary;  // of a run that isn't recorded: never stored
     std::size_t bytes = 0;
-    bool begun = false;  // the server knows where this part begins
+    bool begun = false;          // the server is told where this part begins
+    std::uint64_t begun_at = 0;  // by the statement with this number
     // What the server knows already: objects that were made, and those that were changed or deleted
     // with the version that this has given; 0: deleted.
     TagRanges made;

@@ -259,7 +259,7 @@ void PostgresStore::queueBegin() {
     begun_ = true;
 }
 
-// The same name twice would let a part that hasn't begun there go back to the one around it.
+// With one name for all, a part could go back to one that is in it and hasn't ended.
 const PostgresStore::PartWords& PostgresStore::partWords(std::size_t depth) {
     while (part_words_.size() <= depth) {
         const std::string name = "SAVEPOINT part" + std::to_string(part_words_.size());
@@ -278,6 +278,7 @@ void PostgresStore::queueParts(bool all) {
     queueBegin();
     for (std::size_t i = 0; i < parts_.size(); ++i) {
         if (i > 0 && !parts_[i].begun) {
+            parts_[i].begun_at = main_->nextStatement();
             main_->later(partWords(i).begin.c_str());
             parts_[i].begun = true;
         }
@@ -413,6 +414,7 @@ void PostgresStore::explain(const ServerFailure& failure) {
 void PostgresStore::noteWhyLost(const ServerFailure& failure) {
     if (!why_lost_.empty())
         return;
+    lost_at_ = main_->failedStatement();
     const auto sent = sent_;
     try {
         explain(failure);
@@ -483,6 +485,7 @@ void PostgresStore::rollback(bool part) noexcept {
     try {
         if (part && parts_.size() > 1) {
             const bool begun = parts_.back().begun;
+            const std::uint64_t begun_at = parts_.back().begun_at;
             parts_.pop_back();
             if (begun) {
                 try {
@@ -495,10 +498,14 @@ void PostgresStore::rollback(bool part) noexcept {
                 // The server's locks that were taken in it go, too.
                 guarded_.clear();
                 run_alone_ = false;
-                main_->later(partWords(parts_.size()).back.c_str());
-                main_->later(partWords(parts_.size()).end.c_str());
-                main_->settle();
-                why_lost_.clear();
+                // After a failure in what was sent before, the server hasn't begun this part: one
+                // of the same name would be another. The transaction stays lost.
+                if (why_lost_.empty() || lost_at_ > begun_at) {
+                    main_->later(partWords(parts_.size()).back.c_str());
+                    main_->later(partWords(parts_.size()).end.c_str());
+                    main_->settle();
+                    why_lost_.clear();
+                }
             }
             forgetReads();
             return;

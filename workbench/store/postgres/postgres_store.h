@@ -190,7 +190,8 @@ private:
     std::uint64_t undone_ = 0;
     // Why the run can only go back: it met another one that goes on, or what that has stored.
     std::optional<std::pair<int, std::string>> conflict_;
-    std::string why_lost_;   // the first failure that the server has given up the transaction for
+    std::string why_lost_;  // the first failure that the server has given up the transaction for
+    std::uint64_t lost_at_ = 0;  // the number of its statement
     std::int64_t made_ = 0;  // objects that were sent in this transaction and weren't there before
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;

@@ -357,6 +357,7 @@ void ServerConnection::give(const char* sql, const Parameters& parameters) {
                             lengths.data(), formats.data(), 1) != 1)
         failBroken();
     sent_.push_back(Sent::Statement);
+    ++unanswered_;
 }
 
 // What was sent since the last end is a transaction of its own, unless one is open.
@@ -388,10 +389,16 @@ Answer ServerConnection::finish() {
             PQclear(result);
             continue;
         }
-        if (status == PGRES_FATAL_ERROR && !failure)
+        if (sent == Sent::Statement) {
+            ++answered_;
+            --unanswered_;
+        }
+        if (status == PGRES_FATAL_ERROR && !failure) {
             failure = result;
-        else
+            failed_ = answered_ + (sent == Sent::Preparation ? 1 : 0);
+        } else {
             last = Answer(result);
+        }
         PQgetResult(connection_);  // the end of this answer
     }
     sent_.clear();

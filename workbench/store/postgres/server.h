@@ -122,6 +122,11 @@ public:
     // As the server told it last; what waits isn't in it.
     bool inTransaction() const;
     bool inFailedTransaction() const;
+    // Statements have numbers from 1, in the order in which the server gets them.
+    std::uint64_t nextStatement() const { return answered_ + unanswered_ + waiting_.size() + 1; }
+    // The last one that was answered with a failure, of those that were sent at once the first; 0:
+    // none was.
+    std::uint64_t failedStatement() const { return failed_; }
     bool isBroken() const { return broken_; }
     // Failure kStoreFailure if the connection is gone.
     void needSound() const;
@@ -139,6 +144,7 @@ private:
     ServerAddress address_;
     pg_conn* connection_ = nullptr;
     std::vector<Waiting> waiting_;  // not sent yet
+    std::uint64_t answered_ = 0, unanswered_ = 0, failed_ = 0;
     enum class Sent { Preparation, Statement, End };
     std::vector<Sent> sent_;  // whose answers are still to come
     std::vector<const char*> preparing_;
