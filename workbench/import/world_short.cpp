@@ -186,14 +186,15 @@ void WorldImport::readStructures() {
 }
 
 void WorldImport::readBom(const JsonNode& node, tag_t revision) {
+    const std::vector<JsonNode> lines = node.elements();
     std::vector<std::string> ids;
-    for (const JsonNode& line : node.elements())
+    for (const JsonNode& line : lines)
         if (const auto item = line.isObject() ? line.find("item") : std::nullopt;
             item && item->isString())
             ids.push_back(item->text());
     const Model& model = store().model();
     store().aboutToFind(model.findAttribute(*model.findClass("Item"), "item_id")->handle, ids);
-    for (const JsonNode& line : node.elements()) {
+    for (const JsonNode& line : lines) {
         line.allow({"item", "revision", "object", "quantity", "number", "notes"});
         if (line.find("item").has_value() == line.find("object").has_value())
             line.fail("expected one of the keys \"item\" and \"object\"");

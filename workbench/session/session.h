@@ -226,8 +226,8 @@ public:
     // Whether the user may WRITE it and nobody else has it locked or checked out; false for a
     // replica, which another site owns.
     bool modifiable(Object& object);
-    // Who asked is told that it may change the object, as far as check-outs go. Another process's
-    // run that is in the way is met here (Store::lockFirst).
+    // Called where a caller learns that it may change the object, which it will presumably do:
+    // another process's run that has it locked is met here (Store::lockFirst).
     void willChange(Object& object);
     struct CheckOut {
         tag_t object = NULLTAG, user = NULLTAG;

@@ -314,7 +314,7 @@ bool PostgresStore::knowsId(const std::string& id) {
         known_ids_.used ? KnownIds::kFirstWait : std::min(known_ids_.wait * 2, kMostWait);
     known_ids_.used = false;
     keepTextsFew();
-    // With what this transaction has changed, which is then never looked for again.
+    // What waits is sent first, so the answer has the ids of this transaction, too.
     constexpr int kPiece = 256;
     const Answer rows =
         ask("SELECT t.v, t.tag, o.type FROM text t JOIN object o ON o.tag=t.tag WHERE "
@@ -365,7 +365,7 @@ void PostgresStore::aboutToFind(tag_t attribute, const std::vector<std::string>&
                 texts_.insert_or_assign({attribute, key}, std::move(hits));
             }
         }
-        // What has one of them each is asked for in this order, too.
+        // The objects that were found are presumably asked for in this order.
         std::vector<tag_t> tags;
         for (const std::string& key : keys)
             if (const auto at = texts_.find({attribute, key});

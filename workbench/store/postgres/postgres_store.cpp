@@ -344,9 +344,7 @@ Answer PostgresStore::askPast(const char* sql, Parameters parameters) {
         sent_.clear();
         return answer;
     } catch (const ServerFailure& failure) {
-        if (begun_)
-            noteWhyLost(failure);
-        explain(failure);
+        explainAndNote(failure);
     }
 }
 
@@ -411,17 +409,15 @@ void PostgresStore::explain(const ServerFailure& failure) {
                   "store " + path() + ": another session has changed what is to be stored");
 }
 
-void PostgresStore::noteWhyLost(const ServerFailure& failure) {
-    if (!why_lost_.empty())
-        return;
-    lost_at_ = main_->failedStatement();
-    const auto sent = sent_;
+// The same, and remember the first failure of a transaction.
+void PostgresStore::explainAndNote(const ServerFailure& failure) {
     try {
         explain(failure);
     } catch (const Failure& told) {
-        why_lost_ = told.what();
+        if (begun_ && why_lost_.empty())
+            why_lost_ = told.what();
+        throw;
     }
-    sent_ = sent;
 }
 
 void PostgresStore::commit(bool part) {
@@ -492,15 +488,19 @@ void PostgresStore::rollback(bool part) noexcept {
                     // The begin or the end of a part may wait still.
                     main_->settle();
                 } catch (const ServerFailure& failure) {
-                    // It goes back, too, unless it is of a piece that was sent before this part.
-                    noteWhyLost(failure);
+                    try {
+                        explainAndNote(failure);
+                    } catch (const Failure&) {
+                        // It goes back, too, unless it is of a piece that was sent before this
+                        // part.
+                    }
                 }
                 // The server's locks that were taken in it go, too.
                 guarded_.clear();
                 run_alone_ = false;
                 // After a failure in what was sent before, the server hasn't begun this part: one
                 // of the same name would be another. The transaction stays lost.
-                if (why_lost_.empty() || lost_at_ > begun_at) {
+                if (!main_->inFailedTransaction() || main_->failedStatement() > begun_at) {
                     main_->later(partWords(parts_.size()).back.c_str());
                     main_->later(partWords(parts_.size()).end.c_str());
                     main_->settle();

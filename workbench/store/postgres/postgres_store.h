@@ -190,8 +190,7 @@ private:
     std::uint64_t undone_ = 0;
     // Why the run can only go back: it met another one that goes on, or what that has stored.
     std::optional<std::pair<int, std::string>> conflict_;
-    std::string why_lost_;  // the first failure that the server has given up the transaction for
-    std::uint64_t lost_at_ = 0;  // the number of its statement
+    std::string why_lost_;   // the first failure that the server has given up the transaction for
     std::int64_t made_ = 0;  // objects that were sent in this transaction and weren't there before
     // What must be there when this transaction is committed, and who refers to it.
     std::unordered_map<tag_t, StoredReferrer> needed_;
@@ -269,7 +268,7 @@ private:
     [[noreturn]] void meetConflict(int status, const std::string& text);
     std::string lastStoredBy(tag_t tag);
     [[noreturn]] void explain(const ServerFailure& failure);
-    void noteWhyLost(const ServerFailure& failure);
+    [[noreturn]] void explainAndNote(const ServerFailure& failure);
     void endTransaction() noexcept;
     void countTables() noexcept;
     // Whether it has stored or deleted the object, and the server knows it.

@@ -375,6 +375,7 @@ Answer ServerConnection::finish() {
         give(each.sql, each.parameters);
     end();
     countRoundTrip();
+    const bool failed_before = inFailedTransaction();
     Answer last;
     PGresult* failure = nullptr;
     for (const Sent sent : sent_) {
@@ -395,7 +396,8 @@ Answer ServerConnection::finish() {
         }
         if (status == PGRES_FATAL_ERROR && !failure) {
             failure = result;
-            failed_ = answered_ + (sent == Sent::Preparation ? 1 : 0);
+            if (!failed_before)
+                failed_ = answered_ + (sent == Sent::Preparation ? 1 : 0);
         } else {
             last = Answer(result);
         }

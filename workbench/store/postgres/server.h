@@ -124,8 +124,7 @@ public:
     bool inFailedTransaction() const;
     // Statements have numbers from 1, in the order in which the server gets them.
     std::uint64_t nextStatement() const { return answered_ + unanswered_ + waiting_.size() + 1; }
-    // The last one that was answered with a failure, of those that were sent at once the first; 0:
-    // none was.
+    // In a failed transaction, the one that made it fail.
     std::uint64_t failedStatement() const { return failed_; }
     bool isBroken() const { return broken_; }
     // Failure kStoreFailure if the connection is gone.
